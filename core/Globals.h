@@ -1,0 +1,17 @@
+// What the library's rooms share.
+#pragma once
+
+#include "platform/ParamSet.h"
+
+#include <cstdint>
+#include <map>
+
+/// The dump root on the device.
+constexpr const char* kDumpRoot = "/data/vendor/cameraserver/tykdump";
+
+/// The parameter-set service's tags by id; filled again by every PipelineSimulation::init().
+/// Defined with the manager.
+extern std::map<unsigned int, tyk::tag_info_t> gTagInfoTable;
+
+/// In a dump list: the camera or sof id of the frame being dumped.
+constexpr uint32_t kOfTheFrame = UINT32_MAX;

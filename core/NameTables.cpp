@@ -1,0 +1,50 @@
+#include "core/NameTables.h"
+
+#include "core/LogLine.h"
+#include "core/PipelineSimulation.h"
+#include "records/SceneRecord.h"
+
+#include <utility>
+
+namespace {
+
+constexpr std::pair<const char*, int> kPipeTypes[] = {
+    {"PREVIEW_TYPE", 0},       {"SNAPSHOT_TYPE", 1},  {"CALLBACK_TYPE", 2},
+    {"ASYNC_TYPE", 4},         {"REPROCESS_TYPE", 5}, {"VIDEO_TYPE", 3},
+    {"PREVIEW_VIDEO_TYPE", 6}, {"NOZSL_TYPE", 7},     {"SNAPSHOT_RAW_TYPE", 8},
+    {"SNAPSHOT_YUV_TYPE", 9},
+};
+
+}  // namespace
+
+void buildPipeNameMap(std::map<std::string, int>& names) {
+    for (const auto& type : kPipeTypes) names[type.first] = type.second;
+    for (const auto& entry : names) {
+        TYK_LOG(kDetail, "pipe %d %s", entry.second, entry.first.c_str());
+    }
+}
+
+void buildTagNameMap(const std::map<unsigned int, tyk::tag_info_t>& tags,
+                     std::map<std::string, int>& names) {
+    for (const auto& entry : tags) {
+        names[entry.second.name] = static_cast<int>(entry.first);
+        TYK_LOG(kDetail, "tag %u %s", entry.first, entry.second.name.c_str());
+    }
+}
+
+int lookUpName(const std::map<std::string, int>& names, const std::string& name) {
+    const auto found = names.find(name);
+    return found == names.end() ? 0 : found->second;
+}
+
+int PipelineSimulation::getEnumByTagName(std::string name) {
+    return lookUpName(tagNameMap, name);
+}
+
+int PipelineSimulation::getEnumByPipeName(std::string name) {
+    return lookUpName(pipeNameMap, name);
+}
+
+bool PipelineSimulation::isBinValid(int tag, int size) {
+    return tag != kSceneTag || size == kSceneRecordBytes;
+}

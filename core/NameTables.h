@@ -1,0 +1,18 @@
+// The tables that turn the names in configurations and file names into numbers.
+#pragma once
+
+#include "platform/ParamSet.h"
+
+#include <map>
+#include <string>
+
+/// Stores the ten pipe type names with their values. Logs: level 4, every entry.
+void buildPipeNameMap(std::map<std::string, int>& names);
+
+/// Stores the id of every tag under its name; of two ids with one name the higher stays.
+/// Logs: level 4, every tag.
+void buildTagNameMap(const std::map<unsigned int, tyk::tag_info_t>& tags,
+                     std::map<std::string, int>& names);
+
+/// The value stored for `name`, or 0; the table is not changed.
+int lookUpName(const std::map<std::string, int>& names, const std::string& name);

@@ -1,0 +1,66 @@
+#include "core/Globals.h"
+#include "core/LogLine.h"
+#include "core/PipelineSimulation.h"
+#include "dump/TreeNames.h"
+
+#include <pugixml.hpp>
+
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+
+// The globals are made in this order when the library is loaded and destroyed in the reverse order
+// when it is unloaded.
+namespace {
+// Nobody uses it. It ties the XML library's lifetime to this one's from load to unload.
+[[maybe_unused]] pugi::xpath_node_set gXPathNodeSet;
+}  // namespace
+std::map<unsigned int, tyk::tag_info_t> gTagInfoTable;
+std::map<std::string, PipelineSimulation::tagInfo> gDumpList;
+namespace {
+std::shared_ptr<PipelineSimMgr> gSimMgr;
+}  // namespace
+tyk::ParamSet* pPs = nullptr;
+
+namespace {
+
+// Two threads that make the very first call at the same moment may both come here; the later
+// manager replaces the earlier, which nobody has seen yet. Testing again under the lock would not
+// help the callers: they must not race for the first object either.
+void createManager() {
+    static std::mutex gSimMgrMutex;
+    const std::lock_guard<std::mutex> lock(gSimMgrMutex);
+    gSimMgr.reset(new PipelineSimMgr);
+    TYK_LOG_AS(kCreation, "getPipeSimInstance", "create %p", static_cast<void*>(gSimMgr.get()));
+}
+
+PipelineSimulation* defaultObject(PipelineSimMgr& manager) {
+    if (!manager.defaultInstance) manager.defaultInstance = new PipelineSimulation(kDumpRoot);
+    return manager.defaultInstance;
+}
+
+PipelineSimulation* makeObject(PipelineSimMgr& manager, int pipeId) {
+    createFolder(kDumpRoot);
+    const std::string folder = pipeFolderPath(kDumpRoot, pipeId);
+    createFolder(folder.c_str());
+    auto object = std::make_unique<PipelineSimulation>(folder.c_str(), pipeId);
+    manager.instances.insert_or_assign(pipeId, object.get());
+    object.release();
+    return manager.instances[pipeId];
+}
+
+}  // namespace
+
+PipelineSimulation* PipelineSimMgr::getPipeSimInstance(int pipeId) {
+    if (!gSimMgr) createManager();
+    if (pipeId == -1) return defaultObject(*gSimMgr);
+    const auto found = gSimMgr->instances.find(pipeId);
+    if (found != gSimMgr->instances.end()) return found->second;
+    return makeObject(*gSimMgr, pipeId);
+}
+
+PipelineSimMgr::~PipelineSimMgr() {
+    for (const auto& entry : instances) {
+        if (entry.second) std::free(entry.second);
+    }
+}

@@ -1,0 +1,170 @@
+// Makes and lists the folders of the dump tree.
+#include "core/LogLine.h"
+#include "core/NameTables.h"
+#include "core/PipelineSimulation.h"
+#include "dump/TreeNames.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+timeval timeNow() {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    return now;
+}
+
+/// One bit, not the whole type: the test that device trees have always been listed with. It takes
+/// sockets and block devices for folders too; none occurs in a dump tree.
+bool isFolder(const dirent& entry) {
+    return (entry.d_type & DT_DIR) != 0;
+}
+
+bool isSelfOrParent(const char* name) {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+struct FolderCloser {
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+
+/// Appends the names in folder `path` that are folders, or that are not, to `out`, in the order in
+/// which the system gives them. On failure logs in the name of `function` and leaves `out` as it
+/// was: readdir() reports an error the way it reports the end, and half a listing that looks whole
+/// would replay half a frame.
+void listFolder(const char* function, const char* path, bool folders,
+                std::vector<std::string>& out) {
+    const std::unique_ptr<DIR, FolderCloser> folder(opendir(path));
+    if (!folder) {
+        TYK_LOG_AS(kFailure, function, "Could not OpenDIR with Path %s", path);
+        return;
+    }
+    const size_t before = out.size();
+    errno = 0;
+    while (const dirent* const entry = readdir(folder.get())) {
+        if (isFolder(*entry) == folders && !isSelfOrParent(entry->d_name)) {
+            out.emplace_back(entry->d_name);
+        }
+        errno = 0;
+    }
+    if (errno != 0) {
+        TYK_LOG_AS(kFailure, function, "Could not read Path %s to its end: %s", path,
+                   std::strerror(errno));
+        out.resize(before);
+    }
+}
+
+}  // namespace
+
+void createFolder(const char* path) {
+    if (access(path, F_OK) == 0) return;
+    const int result = mkdir(path, 0777);
+    TYK_LOG(kTrace, "ret %d", result);
+}
+
+void PipelineSimulation::mkTaskDir() {
+    currentTask = taskFolderPath(rootPath, timeNow(), taskIndex);
+    createFolder(currentTask.c_str());
+}
+
+void PipelineSimulation::mkDumpDir(int reqId, int sofId) {
+    // A client that dumps without start() finds its frames right below the pipe's folder.
+    if (currentTask.empty()) currentTask = rootPath;
+    currentFramePath = frameFolderPath(currentTask, timeNow(), reqId, sofId);
+    TYK_LOG(kDetail, "dump path: %s", currentFramePath.c_str());
+    createFolder(currentFramePath.c_str());
+}
+
+char* PipelineSimulation::getFileName(char* dst, int cam, int sofId, int pipe, int dumpType,
+                                      const char* tagName) {
+    ParamFilePath path;
+    makeParamFilePath(path, currentFramePath, sofId, cam, pipe, dumpType, tagName);
+    return std::strcpy(dst, path.data());
+}
+
+void PipelineSimulation::getTaskList() {
+    getSubDirs(rootPath.c_str(), taskList);
+    std::sort(taskList.begin(), taskList.end());
+}
+
+void PipelineSimulation::getSubDirs(const char* path, std::vector<std::string>& out) {
+    std::vector<std::string> names;
+    listFolder(__func__, path, true, names);
+    for (const std::string& name : names) {
+        char full[256];
+        std::snprintf(full, sizeof(full), "%s/%s", path, name.c_str());
+        TYK_LOG(kDetail, "dirList: %s", full);
+        out.emplace_back(full);
+    }
+}
+
+void PipelineSimulation::getSubFiles(const char* path, std::vector<std::string>& out) {
+    listFolder(__func__, path, false, out);
+}
+
+void PipelineSimulation::getFrameList(const char* taskPath) {
+    const size_t before = frameList.size();
+    listFolder(__func__, taskPath, true, frameList);
+    for (size_t i = before; i < frameList.size(); ++i) {
+        frameNameMap[frameList[i]] = parseReqID(frameList[i]);
+    }
+    std::sort(frameList.begin(), frameList.end());
+}
+
+int PipelineSimulation::parseFileName(std::string name, tagInfo* out) {
+    TYK_LOG(kDetail, "E name %s", name.c_str());
+    ParamFileName parsed;
+    if (!readParamFileName(name, parsed)) return 1;
+    out->sofId = static_cast<uint32_t>(parsed.sofId);
+    out->camId = static_cast<uint32_t>(parsed.camId);
+    out->pipe = parsed.pipe;
+    out->dumpType = parsed.dumpType;
+    out->tag = static_cast<uint32_t>(lookUpName(tagNameMap, std::string(parsed.tagName)));
+    TYK_LOG(kDetail, "X cam %d, pipe %d, sof %d, tag %d, dump %d", parsed.camId, parsed.pipe,
+            parsed.sofId, static_cast<int>(out->tag), parsed.dumpType);
+    return 0;
+}
+
+void PipelineSimulation::parseImageName(std::string name, imageInfo* out) {
+    TYK_LOG(kDetail, "E name %s", name.c_str());
+    ImageFileName parsed;
+    if (!readImageFileName(name, parsed)) return;
+    out->sofId = parsed.sofId;
+    out->camId = parsed.camId;
+    out->width = parsed.width;
+    out->height = parsed.height;
+    out->spare = 0;
+    TYK_LOG(kDetail, "X cam %d, sof %d, w %d, h %d", parsed.camId, parsed.sofId, parsed.width,
+            parsed.height);
+}
+
+// The first underscore both closes a piece and, at the same position, takes everything behind it,
+// so no name ever yields the four pieces that a request id needs: the result is -1 for every name.
+// frameNameMap has held -1 for every frame since there are trees, and its readers count on that.
+int PipelineSimulation::parseReqID(std::string name) {
+    std::vector<std::string> pieces;
+    size_t start = 0;
+    for (size_t i = 0; i < name.size(); ++i) {
+        if (name[i] == '_' && pieces.size() < 4) {
+            pieces.push_back(name.substr(start, i - start));
+            start = i + 1;
+        }
+        if (name[i] == '_' && pieces.size() < 4) {
+            // The length is counted from the new start and wraps: to the end of the name.
+            pieces.push_back(name.substr(start, i - start));
+            start = i + 1;
+            break;
+        }
+    }
+    pieces.push_back(name.substr(start));
+    if (pieces.size() != 4) return -1;
+    return std::atoi(pieces[2].c_str());
+}

@@ -1,0 +1,124 @@
+// Writes captured frames: parameter files, image, and the calls for the side records.
+#include "core/File.h"
+#include "core/FrameGuard.h"
+#include "core/Globals.h"
+#include "core/LogLine.h"
+#include "core/PipelineSimulation.h"
+#include "core/Scratch.h"
+#include "dump/TreeNames.h"
+#include "platform/Properties.h"
+#include "records/MfnrTuning.h"
+#include "records/SceneRecord.h"
+
+#include <climits>
+
+#include <cstring>
+
+namespace {
+
+constexpr int kFixedSize = 0;
+constexpr int kBlock = 1;
+
+/// One parameter of one frame, all ids settled.
+struct Request {
+    const std::string& folder;
+    const std::string& tagName;
+    uint32_t tag;
+    int pipe;
+    int camId;
+    int sofId;
+};
+
+int fetch(const Request& request, void* destination) {
+    return tyk::ParamSet::getParam(static_cast<uint32_t>(request.camId), request.pipe,
+                                   static_cast<uint32_t>(request.sofId), request.tag, destination);
+}
+
+void writeParamFile(const Request& request, int dumpType, void* data, int size) {
+    ParamFilePath path;
+    makeParamFilePath(path, request.folder, request.sofId, request.camId, request.pipe, dumpType,
+                      request.tagName);
+    TYK_LOG_AS(kDetail, "dumpParam", "file: %s, size: %d", path.data(), size);
+    writeToBin(path.data(), data, size);
+}
+
+void dumpFixedSize(const Request& request, ScratchBuffer& scratch) {
+    const int size = pPs->getSize(request.tag);
+    if (size < 0 || size > ScratchBuffer::kBytes) {
+        TYK_LOG_AS(kFailure, "dumpParam", "tag %s: size %d does not lie in 0 to %d",
+                   request.tagName.c_str(), size, ScratchBuffer::kBytes);
+        return;
+    }
+    fetch(request, scratch.data());
+    writeParamFile(request, kFixedSize, scratch.data(), size);
+}
+
+void dumpBlock(const Request& request, ScratchBuffer& scratch) {
+    BlockParamDesc block{};
+    scratch.lendAsDescriptor(block, [&](BlockParamDesc* lent) { fetch(request, lent); });
+    // A block of 2 GiB and more comes out negative and is refused by the writer.
+    writeParamFile(request, kBlock, block.data, static_cast<int>(block.size));
+}
+
+}  // namespace
+
+void writeToBin(const char* path, void* data, int size) {
+    if (size < 0) {
+        TYK_LOG(kFailure, "size %d is negative: %s", size, path);
+        return;
+    }
+    OutputFile file(path);
+    if (!file.isOpen()) {
+        TYK_LOG(kFailure, "open failed: %s", path);
+        return;
+    }
+    file.write(data, static_cast<size_t>(size));
+}
+
+void PipelineSimulation::dumpIfneed(imageInfo& info) {
+    char property[kPropertyValueSize] = {};
+    property_get("persist.vendor.cam.isstest", property, "0");
+    if (std::strcmp(property, "0") == 0) return;
+    if (property[0] == '2') {
+        const auto wanted = static_cast<unsigned char>(property[1]);
+        if (wanted == '\0' || info.pipeId != wanted - '0') return;
+    }
+    guardFrame(__func__, [&info] {
+        PipelineSimulation* const simulation = PipelineSimMgr::getPipeSimInstance(info.pipeId);
+        if (!simulation) return;
+        simulation->dumpParam(info.reqId, info.sofId, info.camId);
+        simulation->dumpNV21(info.buffer, info.width, info.height, info.sofId, info.camId);
+    });
+}
+
+void PipelineSimulation::dumpParam(int reqId, int sofId, int cam) {
+    TYK_LOG(kDetail, "dump reqID %d, sofID %d, camID %d", reqId, sofId, cam);
+    if (!initialised) init(0);
+    mkDumpDir(reqId, sofId);
+    ScratchBuffer scratch;
+    if (!scratch.data()) {
+        TYK_LOG(kFailure, "buf malloc failed.");
+        return;
+    }
+    for (const auto& [tagName, info] : dumpTagList) {
+        const int sof = info.sofId == kOfTheFrame ? sofId : static_cast<int>(info.sofId);
+        const int camera = info.camId == kOfTheFrame ? cam : static_cast<int>(info.camId);
+        TYK_LOG(kDetail, "pipe %d, tag %d, sofID %d, camId %d, dumpType %d", info.pipe,
+                static_cast<int>(info.tag), sof, camera, info.dumpType);
+        const Request request{currentFramePath, tagName, info.tag, info.pipe, camera, sof};
+        if (info.tag != 0 && info.dumpType == kFixedSize) dumpFixedSize(request, scratch);
+        if (info.tag != 0 && info.dumpType == kBlock) dumpBlock(request, scratch);
+        // Whatever was written: the records take what the scratch buffer holds by now, which for an
+        // entry that fetched nothing is an earlier entry's value.
+        if (info.tag == kSceneTag && info.pipe == kScenePipe) {
+            dumpIsceneInfo(scratch.data());
+        } else if (info.tag == kMfnrTag) {
+            dumpMFNRXml(scratch.data());
+        }
+    }
+}
+
+void PipelineSimulation::dumpNV21(void* buffer, int width, int height, int sofId, int cam) {
+    const std::string path = imageFilePath(currentFramePath, sofId, cam, width, height);
+    writeToBin(path.c_str(), buffer, nv21Bytes(width, height));
+}

@@ -1,0 +1,73 @@
+// Every name of the dump tree: made here and read back here, nowhere else.
+//
+//   <root>/pipe<id>_dumpConfig.xml
+//   <root>/pipe_<id>/<17-digit stamp>_task_<index>/<13-digit stamp>_reqID_<id>_sofID_<id>/
+//       FCPDT_<sof>_<cam>_<pipe>_<dump type>_<tag name>.bin
+//       FCWH_<sof>_<cam>_<width>_<height>_nv21.yuv
+//
+// Threads: any. Errors: the operations that return strings let std::bad_alloc through; those that
+// read names never fail on what a name holds.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <sys/time.h>
+
+/// Folder of a pipe: root + "/pipe_" + id.
+std::string pipeFolderPath(const char* root, int pipeId);
+
+/// Dump configuration of a pipe: root + "/pipe" + id + "_dumpConfig.xml". No underscore before the
+/// id, unlike the pipe's folder beside it: devices carry files of this name.
+std::string configFilePath(const char* root, int pipeId);
+
+/// Task folder in `pipeFolder`, stamped with the local time `now`. The stamp's year runs 90 years
+/// ahead (2026 reads 2116): trees have been written that way from the start, and one year set right
+/// would sort before all of them.
+std::string taskFolderPath(const std::string& pipeFolder, const timeval& now, int taskIndex);
+
+/// Frame folder in `taskFolder`, stamped with the local time `now` (no year).
+std::string frameFolderPath(const std::string& taskFolder, const timeval& now, int reqId,
+                            int sofId);
+
+/// Image file in `frameFolder`; width and height in pixels.
+std::string imageFilePath(const std::string& frameFolder, int sofId, int camId, int width,
+                          int height);
+
+/// A terminated path of bounded length; what does not fit is cut off.
+using ParamFilePath = std::array<char, 1024>;
+
+/// Parameter file in `frameFolder`. Allocates nothing.
+void makeParamFilePath(ParamFilePath& path, std::string_view frameFolder, int sofId, int camId,
+                       int pipe, int dumpType, std::string_view tagName);
+
+/// What a parameter file's name says. `tagName` points into the name.
+struct ParamFileName {
+    int sofId;
+    int camId;
+    int pipe;
+    int dumpType;
+    std::string_view tagName;
+};
+
+/// Reads a parameter file's name. Returns false, `out` unchanged, for a name that does not begin
+/// with "FCPDT" or lacks a piece. Underscores in the tag name belong to it; it ends at the first
+/// dot.
+bool readParamFileName(std::string_view name, ParamFileName& out);
+
+/// What an image file's name says; pixels.
+struct ImageFileName {
+    int sofId;
+    int camId;
+    int width;
+    int height;
+};
+
+/// Reads an image file's name. Returns false, `out` unchanged, for a name that does not end in
+/// ".yuv" or lacks a piece. How it begins does not matter.
+bool readImageFileName(std::string_view name, ImageFileName& out);
+
+/// Bytes of an NV21 image as 32-bit arithmetic has them: (width x height x 3) / 2, the product
+/// wrapped to 32 bits as two's complement does. Negative where that is.
+int nv21Bytes(int width, int height);

@@ -1,0 +1,47 @@
+// The camera framework's image buffer pool, as this library calls it.
+//
+// Declarations only: on a device the camera framework defines them, on a desktop host/ does.
+#pragma once
+
+#include <cstdint>
+
+namespace tyk {
+
+/// What a buffer is for. The framework owns the enumerators.
+enum buffer_usage_t : int {};
+
+/// The one usage under which this library takes buffers and gives them back.
+constexpr buffer_usage_t kReplayBufferUsage{2};
+
+/// Describes the image in a buffer. The fields this library uses, in the framework's order; the
+/// descriptor and the pixels belong to the pool.
+struct ImageDescriptor {
+    void* data;       ///< first byte of the pixels; set by the pool
+    uint8_t camId;    ///< camera id
+    int32_t width;    ///< pixels
+    int32_t height;   ///< pixels
+    uint32_t sofId;   ///< start-of-frame id
+    uint32_t pipeId;  ///< pipe id
+};
+
+/// A handle to one image buffer of the pool.
+struct Buffer {
+    ImageDescriptor* image;
+};
+
+/// The pool. Threads: every operation may be called from any thread.
+class BufferManager {
+public:
+    /// Makes a pool handle; the framework owns it.
+    static BufferManager* createInstance();
+
+    /// Takes a buffer of at least (width x height x 3) / 2 bytes out of the pool.
+    /// Returns 0 and stores the buffer in `buffer`; any other result is a failure and leaves
+    /// `buffer` as it was. The buffer is the caller's until it is returned.
+    int getBuffer(buffer_usage_t usage, int width, int height, Buffer*& buffer, bool flag);
+
+    /// Gives a buffer back. Returns 0 when the pool took it.
+    int returnBuffer(Buffer* buffer, buffer_usage_t usage, bool flag);
+};
+
+}  // namespace tyk

@@ -1,0 +1,155 @@
+// Copies the MFNR tuning file into the dump tree, and publishes its name on replay.
+#include "records/MfnrTuning.h"
+
+#include "core/File.h"
+#include "core/FrameGuard.h"
+#include "core/Globals.h"
+#include "core/LogLine.h"
+#include "core/PipelineSimulation.h"
+#include "dump/TreeNames.h"
+#include "platform/Properties.h"
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+constexpr const char* kFirmwareFolder = "/vendor/firmware/";
+constexpr const char* kDefaultCopyName = "mfnr5.2.xml";
+
+/// The copy always lies with pipe 1, whichever pipe dumps: there is one tuning for all of them.
+std::string copyFolder() {
+    return pipeFolderPath(kDumpRoot, 1);
+}
+
+/// What an MFNR version looks for, and what its copy is called.
+struct Version {
+    long number;
+    const char* key;
+    const char* copyName;
+};
+
+constexpr Version kVersions[] = {
+    {3, "mfnr3", "mfnr3.xml"}, {4, "mfnr4", "mfnr4.xml"}, {5, "mfnr5.2", kDefaultCopyName}};
+
+/// The version the device runs; one that is not known has no key.
+Version runningVersion() {
+    char value[kPropertyValueSize] = {};
+    property_get("persist.vendor.cam.mfnr.version", value, "5");
+    const long number = std::strtol(value, nullptr, 10);
+    for (const Version& version : kVersions) {
+        if (version.number == number) return version;
+    }
+    return {number, nullptr, kDefaultCopyName};
+}
+
+/// Gathers text for a file so that a line costs no write of its own.
+class LineWriter {
+public:
+    explicit LineWriter(OutputFile& file) : file_(file) {}
+    ~LineWriter() { file_.write(text_.data(), used_); }
+    LineWriter(const LineWriter&) = delete;
+    LineWriter& operator=(const LineWriter&) = delete;
+
+    /// Adds `line` up to its first NUL, and a newline.
+    void add(std::string_view line) {
+        line = line.substr(0, line.find('\0'));
+        if (line.size() + 1 > text_.size() - used_) {
+            file_.write(text_.data(), used_);
+            used_ = 0;
+        }
+        std::memcpy(text_.data() + used_, line.data(), line.size());
+        used_ += line.size();
+        text_[used_++] = '\n';
+    }
+
+private:
+    OutputFile& file_;
+    std::array<char, 4096> text_;
+    size_t used_ = 0;
+};
+
+/// Copies line by line. A line of more than 511 characters ends the copy: the stage that reads
+/// tuning files has room for no more, and what follows such a line never took part.
+void copyLines(InputFile& source, OutputFile& copy) {
+    LineWriter writer(copy);
+    std::array<char, 511> line;
+    size_t length = 0;
+    std::array<char, 4096> chunk;
+    while (const size_t count = source.read(chunk.data(), chunk.size())) {
+        for (size_t i = 0; i < count; ++i) {
+            if (chunk[i] == '\n') {
+                writer.add({line.data(), length});
+                length = 0;
+            } else if (length < line.size()) {
+                line[length++] = chunk[i];
+            } else {
+                return;
+            }
+        }
+    }
+    if (length > 0) writer.add({line.data(), length});
+}
+
+}  // namespace
+
+void PipelineSimulation::matchXML(char (*nameTable)[128], const char* key, char* out) {
+    if (!key || !*key) return;
+    for (int i = 0; i < kMfnrNames; ++i) {
+        // A copy that ends: nothing says that an entry of the table does.
+        char name[kMfnrNameBytes + 1] = {};
+        if (nameTable) std::memcpy(name, nameTable[i], kMfnrNameBytes);
+        TYK_LOG(kTrace, "cur xml: %s", name);
+        if (!*name) return;
+        if (!std::strstr(name, key)) continue;
+        std::strcat(std::strcat(out, kFirmwareFolder), name);
+        TYK_LOG(kTrace, "match xml: %s", out);
+        return;
+    }
+}
+
+void PipelineSimulation::dumpMFNRXml(void* nameTable) {
+    guardFrame(__func__, [this, nameTable, function = __func__] {
+        char table[kMfnrNames][kMfnrNameBytes];
+        std::memcpy(table, nameTable, sizeof(table));
+        char sourcePath[256] = {};
+        const Version version = runningVersion();
+        matchXML(table, version.key, sourcePath);
+        TYK_LOG_AS(kDetail, function, "mfnr xml: %s", sourcePath);
+        InputFile source(sourcePath);
+        // Made even when there is nothing to copy: an empty copy tells the reader of the tree that
+        // the frame's tuning is not known, where an older copy would claim to be it.
+        const std::string copyPath = copyFolder() + "/" + version.copyName;
+        OutputFile copy(copyPath.c_str());
+        if (!source.isOpen()) {
+            TYK_LOG_AS(kFailure, function, "src %s open failed!", sourcePath);
+        } else if (!copy.isOpen()) {
+            TYK_LOG_AS(kFailure, function, "dst %s open failed!", copyPath.c_str());
+        } else {
+            copyLines(source, copy);
+        }
+    });
+}
+
+void PipelineSimulation::loadMFNRXml(int sofId) {
+    guardFrame(__func__, [this, sofId, function = __func__] {
+        std::vector<std::string> names;
+        getSubFiles(copyFolder().c_str(), names);
+        std::string_view chosen = kDefaultCopyName;
+        for (const std::string& name : names) {
+            if (name.find("mfnr") == std::string::npos) continue;
+            chosen = name;
+            break;
+        }
+        // The longest file name there is fits many times over.
+        std::array<char, kMfnrTableBytes> table{};
+        const std::string entry = std::string("tyksimulation/").append(chosen);
+        entry.copy(table.data(), table.size() - 1);
+        setPsParam(static_cast<unsigned int>(camId), 1, static_cast<unsigned int>(sofId), kMfnrTag,
+                   table.data());
+        TYK_LOG_AS(kDetail, function, "path: %s, sofId: %d, cameraId: %d", table.data(), sofId,
+                   camId);
+    });
+}

@@ -1,0 +1,251 @@
+// Replays frame folders: parameter files into the parameter-set service, images into the pool's
+// buffers. Three loaders share the replay of one file; Loader shows all that sets them apart.
+#include "core/File.h"
+#include "core/FrameGuard.h"
+#include "core/LogLine.h"
+#include "core/PipelineSimulation.h"
+#include "core/Scratch.h"
+#include "dump/TreeNames.h"
+#include "replay/FrameQueue.h"
+
+#include <array>
+#include <cstdlib>
+
+namespace {
+
+/// From this many queued frames on, a frame with an image first retires the oldest. Exactly one: a
+/// queue that the other loaders made longer keeps its length, since the pipeline may still be using
+/// the blocks of everything in it.
+constexpr size_t kFramesInUse = 11;
+
+/// The folder loader rebuilds the scene-info record from its own files; the parameter file of its
+/// tag would bring back the value from before an edit.
+constexpr const char* kSceneTagName = "KELV_TAG_ISCENE_INFO";
+
+/// What the three loaders do differently.
+struct Loader {
+    const char* function;    ///< its name in log lines
+    bool skipsSceneInfo;     ///< passes over a parameter file of the scene-info tag
+    bool skipsBadFiles;      ///< passes over a file of impossible size; else it ends the frame
+    bool refusesNullBlocks;  ///< reports and passes over a block that there is no memory for
+    bool loadsImages;        ///< takes what is not a parameter file for an image
+};
+
+constexpr Loader kFolderLoader{"loadParam2", true, true, true, false};
+constexpr Loader kParamLoader{"loadParam", false, false, false, false};
+constexpr Loader kImageLoader{"loadParamAndImage", false, false, false, true};
+
+/// Frees a block parameter and says so.
+struct BlockDeleter {
+    bool ofImageLoader;
+
+    void operator()(void* block) const {
+        if (ofImageLoader) {
+            TYK_LOG(kDetail, "free block param buffer %p", block);
+        } else {
+            TYK_LOG(kDetail, "free buffer %p", block);
+        }
+        std::free(block);
+    }
+};
+
+int publish(const PipelineSimulation::tagInfo& info, void* data) {
+    return tyk::ParamSet::setParam(info.camId, info.pipe, info.sofId, info.tag, data);
+}
+
+/// The replay of one frame folder by one loader.
+class FolderReplay {
+public:
+    FolderReplay(PipelineSimulation& simulation, const Loader& loader, const std::string& folder)
+        : simulation_(simulation), loader_(loader), path_(folder + "/"), prefix_(path_.size()) {
+        simulation_.getSubFiles(folder.c_str(), names_);
+    }
+
+    int fileCount() const { return static_cast<int>(names_.size()); }
+
+    /// The sof id of the last parameter file that was not passed over as scene info; 0 without one.
+    int lastSofId() const { return lastSofId_; }
+
+    /// Makes the scratch buffer; false (logged) when there is no memory for it.
+    bool prepare() {
+        scratch_ = std::make_unique<ScratchBuffer>();
+        if (scratch_->data()) return true;
+        TYK_LOG_AS(kFailure, loader_.function, "buf malloc failed.");
+        return false;
+    }
+
+    /// Replays every file; false when one of them ended the frame.
+    bool replay(tyk::Buffer** image) {
+        for (const std::string& name : names_) {
+            path_.resize(prefix_);
+            path_ += name;
+            PipelineSimulation::tagInfo info{};
+            if (simulation_.parseFileName(name, &info) == 0) {
+                if (loader_.skipsSceneInfo && name.find(kSceneTagName) != std::string::npos) {
+                    continue;
+                }
+                lastSofId_ = static_cast<int>(info.sofId);
+                if (!replayParam(info) && !loader_.skipsBadFiles) return false;
+            } else if (loader_.loadsImages) {
+                if (!replayImage(name, *image)) return false;
+            }
+        }
+        return true;
+    }
+
+    /// Hands the frame over to the queue.
+    void queue() {
+        simulation_.frameQueue.push(frame_);
+        ++simulation_.frameIndex;
+    }
+
+private:
+    /// Replays the parameter file at path_; false when its size makes that impossible.
+    bool replayParam(const PipelineSimulation::tagInfo& info) {
+        InputFile file(path_.c_str());
+        // The size is the end position as a 32-bit number, so 2 GiB is negative.
+        const auto size = static_cast<int32_t>(file.size());
+        if (size <= 0) {
+            TYK_LOG_AS(kFailure, loader_.function, "getBinSize return negative, size: %d", size);
+            return false;
+        }
+        if (info.dumpType != 0) {
+            replayBlock(info, file, static_cast<uint32_t>(size));
+            return true;
+        }
+        if (size > ScratchBuffer::kBytes) {
+            TYK_LOG_AS(kFailure, loader_.function, "size %d is above %d: %s", size,
+                       ScratchBuffer::kBytes, path_.c_str());
+            return false;
+        }
+        file.read(scratch_->data(), static_cast<size_t>(size));
+        publish(info, scratch_->data());
+        return true;
+    }
+
+    void replayBlock(const PipelineSimulation::tagInfo& info, InputFile& file, uint32_t size) {
+        const std::shared_ptr<void> block(std::malloc(size), BlockDeleter{loader_.loadsImages});
+        if (!block && loader_.refusesNullBlocks) {
+            TYK_LOG_AS(kFailure, loader_.function, "blockParam null.");
+            return;
+        }
+        TYK_LOG_AS(kDetail, loader_.function, "malloc block param buffer %p", block.get());
+        if (block) file.read(block.get(), size);
+        frame_.params.push_back(block);
+        BlockParamDesc descriptor{block.get(), size};
+        scratch_->lendAsDescriptor(descriptor,
+                                   [&info](BlockParamDesc* lent) { publish(info, lent); });
+    }
+
+    /// Reads the file at path_ into a buffer of the pool; false when there is no buffer. A name
+    /// that is not an image's asks for a buffer of 0 x 0 like any other: the pipeline expects
+    /// `image` to be the buffer of the folder's last file.
+    bool replayImage(const std::string& name, tyk::Buffer*& image) {
+        PipelineSimulation::imageInfo info{};
+        simulation_.parseImageName(name, &info);
+        if (!simulation_.bufferManager ||
+            simulation_.bufferManager->getBuffer(tyk::kReplayBufferUsage, info.width, info.height,
+                                                 image, false) != 0) {
+            return false;
+        }
+        tyk::ImageDescriptor& descriptor = *image->image;
+        descriptor.camId = static_cast<uint8_t>(info.camId);
+        descriptor.sofId = static_cast<uint32_t>(info.sofId);
+        descriptor.width = info.width;
+        descriptor.height = info.height;
+        descriptor.pipeId = static_cast<uint32_t>(simulation_.pipeId);
+        frame_.image = image;
+        TYK_LOG_AS(kDetail, loader_.function, "get img %p, pipe %d", static_cast<void*>(image),
+                   simulation_.pipeId);
+        readBin(path_.c_str(), descriptor.data, nv21Bytes(info.width, info.height));
+        return true;
+    }
+
+    PipelineSimulation& simulation_;
+    const Loader& loader_;
+    std::string path_;  ///< the folder and, behind prefix_, the file at hand
+    size_t prefix_;
+    std::vector<std::string> names_;
+    std::unique_ptr<ScratchBuffer> scratch_;
+    PipelineSimulation::FrameData frame_;
+    int lastSofId_ = 0;
+};
+
+/// Makes the frame at frameIndex the current one.
+void enterFrame(PipelineSimulation& simulation) {
+    const std::string& name = simulation.frameList[static_cast<size_t>(simulation.frameIndex)];
+    simulation.currentFramePath = simulation.currentTask + "/" + name;
+}
+
+}  // namespace
+
+void readBin(const char* path, void* data, int size) {
+    if (size < 0) {
+        TYK_LOG(kFailure, "size %d is negative: %s", size, path);
+        return;
+    }
+    InputFile file(path);
+    if (!file.isOpen()) {
+        TYK_LOG(kFailure, "open failed: %s", path);
+        return;
+    }
+    file.read(data, static_cast<size_t>(size));
+}
+
+bool PipelineSimulation::loadParam(int pipe, std::string folder, int cam) {
+    bool loaded = false;
+    guardFrame(__func__, [&] {
+        PipelineSimulation* const simulation = PipelineSimMgr::getPipeSimInstance(pipe);
+        if (!simulation) return;
+        simulation->camId = cam;
+        loaded = simulation->loadParam2(std::move(folder));
+    });
+    return loaded;
+}
+
+bool PipelineSimulation::loadParam2(std::string folder) {
+    bool loaded = false;
+    guardFrame(__func__, [&] {
+        if (!initialised) init(1);
+        FolderReplay replay(*this, kFolderLoader, folder);
+        if (!replay.prepare()) return;
+        replay.replay(nullptr);
+        prepareParams();
+        loadISceneInfo(folder, replay.lastSofId());
+        loadMFNRXml(replay.lastSofId());
+        // Advances frameIndex too: a pipeline that mixes the loaders counts frames, not folders.
+        replay.queue();
+        loaded = true;
+    });
+    return loaded;
+}
+
+void PipelineSimulation::loadParam(unsigned int) {
+    guardFrame(__func__, [this] {
+        if (!initialised) init(1);
+        enterFrame(*this);
+        FolderReplay replay(*this, kParamLoader, currentFramePath);
+        if (replay.prepare() && replay.replay(nullptr)) replay.queue();
+    });
+}
+
+// Pipe 1 and sof id 0 stand for the whole replay, whichever files it reads.
+void PipelineSimulation::prepareParams() {
+    TYK_LOG(kDetail, "E");
+    const auto camera = static_cast<unsigned int>(camId);
+    std::array<uint32_t, 2> size{320, 240};
+    tyk::ParamSet::setParam(camera, 1, 0, 8208, size.data());
+    uint8_t value = 95;
+    tyk::ParamSet::setParam(camera, 1, 0, 8198, &value);
+}
+
+void PipelineSimulation::loadParamAndImage(unsigned int, tyk::Buffer*& img) {
+    guardFrame(__func__, [this, &img, function = __func__] {
+        if (frameQueue.size() >= kFramesInUse) retireFrontFrame(*this, function);
+        enterFrame(*this);
+        FolderReplay replay(*this, kImageLoader, currentFramePath);
+        TYK_LOG_AS(kDetail, function, "load path: %s, filesNum %d", currentFramePath.c_str(),
+                   replay.fileCount());
+        if (replay.prepare() && replay.replay(&img)) replay.queue();
+    });
+}
