@@ -6,11 +6,27 @@
 #include <cstddef>
 #include <cstdint>
 
+/// A folder whose files are opened by name: the path to it is walked once, not once per file.
+class Folder {
+public:
+    explicit Folder(const char* path);
+    ~Folder();
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+private:
+    friend class InputFile;
+    int descriptor_;
+};
+
 /// A regular file open for reading. Anything else (folder, FIFO, device) counts as a file that
 /// cannot be opened: its length says nothing about what it would deliver.
 class InputFile {
 public:
     explicit InputFile(const char* path);
+
+    /// The file `name` in `folder`. In a folder that could not be opened there is none.
+    InputFile(const Folder& folder, const char* name);
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
@@ -24,9 +40,15 @@ public:
     /// the end of the file and after an error.
     size_t read(void* data, size_t size);
 
+    /// Whether a read ended because of an error.
+    bool failed() const { return failed_; }
+
 private:
+    void examine();
+
     int descriptor_;
     int64_t size_ = 0;
+    bool failed_ = false;
 };
 
 /// A file open for writing, made or emptied.
@@ -39,9 +61,11 @@ public:
 
     bool isOpen() const { return descriptor_ >= 0; }
 
-    /// Writes `size` bytes; what the system refuses is lost without a word.
+    /// Writes `size` bytes. What the system refuses is lost without a word, and so is all that
+    /// comes after it: the file is the beginning of what was to be in it.
     void write(const void* data, size_t size);
 
 private:
     int descriptor_;
+    bool failed_ = false;
 };

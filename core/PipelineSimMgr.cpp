@@ -45,8 +45,7 @@ PipelineSimulation* makeObject(PipelineSimMgr& manager, int pipeId) {
     createFolder(folder.c_str());
     auto object = std::make_unique<PipelineSimulation>(folder.c_str(), pipeId);
     manager.instances.insert_or_assign(pipeId, object.get());
-    object.release();
-    return manager.instances[pipeId];
+    return object.release();
 }
 
 }  // namespace

@@ -6,10 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
+#include <iterator>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -32,34 +31,44 @@ bool isSelfOrParent(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
+/// Characters of a subfolder's path; the rest is cut off.
+constexpr size_t kLongestSubDir = 255;
+
 struct FolderCloser {
     void operator()(DIR* folder) const { closedir(folder); }
 };
 
-/// Appends the names in folder `path` that are folders, or that are not, to `out`, in the order in
-/// which the system gives them. On failure logs in the name of `function` and leaves `out` as it
-/// was: readdir() reports an error the way it reports the end, and half a listing that looks whole
-/// would replay half a frame.
-void listFolder(const char* function, const char* path, bool folders,
-                std::vector<std::string>& out) {
+/// Stores the names in folder `path` that are folders, or that are not, in the order in which the
+/// system gives them. On failure logs in the name of `function`, returns false and leaves no name:
+/// readdir() reports an error the way it reports the end, and half a listing that looks whole would
+/// replay half a frame.
+bool listFolder(const char* function, const char* path, bool folders,
+                std::vector<std::string>& names) {
     const std::unique_ptr<DIR, FolderCloser> folder(opendir(path));
     if (!folder) {
         TYK_LOG_AS(kFailure, function, "Could not OpenDIR with Path %s", path);
-        return;
+        return false;
     }
-    const size_t before = out.size();
     errno = 0;
     while (const dirent* const entry = readdir(folder.get())) {
         if (isFolder(*entry) == folders && !isSelfOrParent(entry->d_name)) {
-            out.emplace_back(entry->d_name);
+            names.emplace_back(entry->d_name);
         }
         errno = 0;
     }
     if (errno != 0) {
         TYK_LOG_AS(kFailure, function, "Could not read Path %s to its end: %s", path,
                    std::strerror(errno));
-        out.resize(before);
+        names.clear();
+        return false;
     }
+    return true;
+}
+
+/// Moves `names` to the end of `out`: all of them, or none where memory runs out.
+void append(std::vector<std::string>& out, std::vector<std::string>& names) {
+    out.insert(out.end(), std::make_move_iterator(names.begin()),
+               std::make_move_iterator(names.end()));
 }
 
 }  // namespace
@@ -87,7 +96,8 @@ char* PipelineSimulation::getFileName(char* dst, int cam, int sofId, int pipe, i
                                       const char* tagName) {
     ParamFilePath path;
     makeParamFilePath(path, currentFramePath, sofId, cam, pipe, dumpType, tagName);
-    return std::strcpy(dst, path.data());
+    std::memcpy(dst, path.data(), std::strlen(path.data()) + 1);
+    return dst;
 }
 
 void PipelineSimulation::getTaskList() {
@@ -98,24 +108,24 @@ void PipelineSimulation::getTaskList() {
 void PipelineSimulation::getSubDirs(const char* path, std::vector<std::string>& out) {
     std::vector<std::string> names;
     listFolder(__func__, path, true, names);
-    for (const std::string& name : names) {
-        char full[256];
-        std::snprintf(full, sizeof(full), "%s/%s", path, name.c_str());
-        TYK_LOG(kDetail, "dirList: %s", full);
-        out.emplace_back(full);
+    for (std::string& name : names) {
+        name = (std::string(path) + "/" + name).substr(0, kLongestSubDir);
+        TYK_LOG(kDetail, "dirList: %s", name.c_str());
     }
+    append(out, names);
 }
 
 void PipelineSimulation::getSubFiles(const char* path, std::vector<std::string>& out) {
-    listFolder(__func__, path, false, out);
+    std::vector<std::string> names;
+    listFolder(__func__, path, false, names);
+    append(out, names);
 }
 
 void PipelineSimulation::getFrameList(const char* taskPath) {
-    const size_t before = frameList.size();
-    listFolder(__func__, taskPath, true, frameList);
-    for (size_t i = before; i < frameList.size(); ++i) {
-        frameNameMap[frameList[i]] = parseReqID(frameList[i]);
-    }
+    std::vector<std::string> names;
+    if (!listFolder(__func__, taskPath, true, names)) return;
+    for (const std::string& name : names) frameNameMap[name] = parseReqID(name);
+    append(frameList, names);
     std::sort(frameList.begin(), frameList.end());
 }
 
@@ -127,7 +137,11 @@ int PipelineSimulation::parseFileName(std::string name, tagInfo* out) {
     out->camId = static_cast<uint32_t>(parsed.camId);
     out->pipe = parsed.pipe;
     out->dumpType = parsed.dumpType;
-    out->tag = static_cast<uint32_t>(lookUpName(tagNameMap, std::string(parsed.tagName)));
+    // Cut down to the tag's, the name needs no second string for the look-up.
+    const auto at = static_cast<size_t>(parsed.tagName.data() - name.data());
+    name.resize(at + parsed.tagName.size());
+    name.erase(0, at);
+    out->tag = static_cast<uint32_t>(lookUpName(tagNameMap, name));
     TYK_LOG(kDetail, "X cam %d, pipe %d, sof %d, tag %d, dump %d", parsed.camId, parsed.pipe,
             parsed.sofId, static_cast<int>(out->tag), parsed.dumpType);
     return 0;
@@ -166,5 +180,5 @@ int PipelineSimulation::parseReqID(std::string name) {
     }
     pieces.push_back(name.substr(start));
     if (pieces.size() != 4) return -1;
-    return std::atoi(pieces[2].c_str());
+    return readNumber(pieces[2]);
 }

@@ -83,7 +83,7 @@ void PipelineSimulation::dumpIfneed(imageInfo& info) {
         const auto wanted = static_cast<unsigned char>(property[1]);
         if (wanted == '\0' || info.pipeId != wanted - '0') return;
     }
-    guardFrame(__func__, [&info] {
+    guardFrame(__func__, [&info](const char*) {
         PipelineSimulation* const simulation = PipelineSimMgr::getPipeSimInstance(info.pipeId);
         if (!simulation) return;
         simulation->dumpParam(info.reqId, info.sofId, info.camId);

@@ -40,7 +40,7 @@ public:
     ~PathWriter() { *at_ = '\0'; }
 
     PathWriter& add(std::string_view text) {
-        const size_t room = static_cast<size_t>(end_ - at_);
+        const auto room = static_cast<size_t>(end_ - at_);
         at_ = std::copy_n(text.data(), std::min(text.size(), room), at_);
         return *this;
     }
@@ -55,20 +55,6 @@ private:
     char* at_;
     char* end_;
 };
-
-/// As atoi, for a piece of a name; saturates where atoi is undefined.
-int readNumber(std::string_view text) {
-    size_t at = 0;
-    while (at < text.size() && (text[at] == ' ' || (text[at] >= '\t' && text[at] <= '\r'))) ++at;
-    const bool negative = at < text.size() && text[at] == '-';
-    if (negative || (at < text.size() && text[at] == '+')) ++at;
-    int64_t value = 0;
-    for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
-        value = std::min<int64_t>(value * 10 + (text[at] - '0'), int64_t{INT_MAX} + 1);
-    }
-    if (negative) value = -value;
-    return static_cast<int>(std::min<int64_t>(value, INT_MAX));
-}
 
 /// The pieces that the first five underscores of a name close, and what follows them.
 struct Pieces {
@@ -144,8 +130,20 @@ bool readImageFileName(std::string_view name, ImageFileName& out) {
     return true;
 }
 
+int readNumber(std::string_view text) {
+    size_t at = 0;
+    while (at < text.size() && (text[at] == ' ' || (text[at] >= '\t' && text[at] <= '\r'))) ++at;
+    const bool negative = at < text.size() && text[at] == '-';
+    if (negative || (at < text.size() && text[at] == '+')) ++at;
+    int64_t value = 0;
+    for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+        value = std::min<int64_t>(value * 10 + (text[at] - '0'), int64_t{INT_MAX} + 1);
+    }
+    if (negative) value = -value;
+    return static_cast<int>(std::min<int64_t>(value, INT_MAX));
+}
+
 int nv21Bytes(int width, int height) {
-    const uint32_t product =
-        static_cast<uint32_t>(width) * static_cast<uint32_t>(height) * uint32_t{3};
+    const auto product = static_cast<uint32_t>(width) * static_cast<uint32_t>(height) * 3U;
     return static_cast<int32_t>(product) / 2;
 }

@@ -68,6 +68,10 @@ struct ImageFileName {
 /// ".yuv" or lacks a piece. How it begins does not matter.
 bool readImageFileName(std::string_view name, ImageFileName& out);
 
+/// A decimal number as atoi() reads it, from a piece of a name; saturates where atoi() is
+/// undefined.
+int readNumber(std::string_view text);
+
 /// Bytes of an NV21 image as 32-bit arithmetic has them: (width x height x 3) / 2, the product
 /// wrapped to 32 bits as two's complement does. Negative where that is.
 int nv21Bytes(int width, int height);

@@ -17,8 +17,6 @@ public:
 
     /// Sets the message's text. `format` is a printf format that begins with "%d, %s: ", for which
     /// `line` and `function` stand; the remaining conversions take the remaining arguments.
-    // The name is the platform's: clients are bound to it at load time.
-    // NOLINTNEXTLINE(bugprone-reserved-identifier)
     void __print_log_(const char* format, int line, const char* function, ...);
 };
 

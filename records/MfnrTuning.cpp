@@ -10,7 +10,6 @@
 #include "platform/Properties.h"
 
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -26,7 +25,7 @@ std::string copyFolder() {
 
 /// What an MFNR version looks for, and what its copy is called.
 struct Version {
-    long number;
+    int number;
     const char* key;
     const char* copyName;
 };
@@ -38,7 +37,7 @@ constexpr Version kVersions[] = {
 Version runningVersion() {
     char value[kPropertyValueSize] = {};
     property_get("persist.vendor.cam.mfnr.version", value, "5");
-    const long number = std::strtol(value, nullptr, 10);
+    const int number = readNumber(value);
     for (const Version& version : kVersions) {
         if (version.number == number) return version;
     }
@@ -90,7 +89,8 @@ void copyLines(InputFile& source, OutputFile& copy) {
             }
         }
     }
-    if (length > 0) writer.add({line.data(), length});
+    // What came of a line before an error is no line.
+    if (length > 0 && !source.failed()) writer.add({line.data(), length});
 }
 
 }  // namespace
@@ -104,14 +104,15 @@ void PipelineSimulation::matchXML(char (*nameTable)[128], const char* key, char*
         TYK_LOG(kTrace, "cur xml: %s", name);
         if (!*name) return;
         if (!std::strstr(name, key)) continue;
-        std::strcat(std::strcat(out, kFirmwareFolder), name);
+        const std::string path = std::string(kFirmwareFolder).append(name);
+        std::memcpy(out + std::strlen(out), path.c_str(), path.size() + 1);
         TYK_LOG(kTrace, "match xml: %s", out);
         return;
     }
 }
 
 void PipelineSimulation::dumpMFNRXml(void* nameTable) {
-    guardFrame(__func__, [this, nameTable, function = __func__] {
+    guardFrame(__func__, [this, nameTable](const char* function) {
         char table[kMfnrNames][kMfnrNameBytes];
         std::memcpy(table, nameTable, sizeof(table));
         char sourcePath[256] = {};
@@ -134,7 +135,7 @@ void PipelineSimulation::dumpMFNRXml(void* nameTable) {
 }
 
 void PipelineSimulation::loadMFNRXml(int sofId) {
-    guardFrame(__func__, [this, sofId, function = __func__] {
+    guardFrame(__func__, [this, sofId](const char* function) {
         std::vector<std::string> names;
         getSubFiles(copyFolder().c_str(), names);
         std::string_view chosen = kDefaultCopyName;

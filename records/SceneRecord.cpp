@@ -7,9 +7,10 @@
 #include "core/PipelineSimulation.h"
 #include "core/XmlFile.h"
 
+#include <algorithm>
 #include <array>
+#include <clocale>
 #include <cstring>
-#include <locale.h>
 #include <string>
 #include <string_view>
 
@@ -179,7 +180,7 @@ void readFields(const pugi::xml_document& document, unsigned char* record) {
 }  // namespace
 
 void PipelineSimulation::dumpIsceneInfo(void* record) {
-    guardFrame(__func__, [this, record, function = __func__] {
+    guardFrame(__func__, [this, record](const char* function) {
         auto* const bytes = static_cast<unsigned char*>(record);
         const std::string prefix = currentFramePath + "/";
         const std::string xmlPath = prefix + kSceneXmlName;
@@ -193,7 +194,7 @@ void PipelineSimulation::dumpIsceneInfo(void* record) {
 }
 
 void PipelineSimulation::loadISceneInfo(std::string folder, int sofId) {
-    guardFrame(__func__, [this, &folder, sofId, function = __func__] {
+    guardFrame(__func__, [this, &folder, sofId](const char* function) {
         std::array<unsigned char, kSceneRecordBytes> record{};
         for (const SceneBlock& block : kSceneBlocks) readBlock(folder, block, record.data());
         const std::string xmlPath = folder + "/" + kSceneXmlName;

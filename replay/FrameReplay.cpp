@@ -57,7 +57,11 @@ int publish(const PipelineSimulation::tagInfo& info, void* data) {
 class FolderReplay {
 public:
     FolderReplay(PipelineSimulation& simulation, const Loader& loader, const std::string& folder)
-        : simulation_(simulation), loader_(loader), path_(folder + "/"), prefix_(path_.size()) {
+        : simulation_(simulation),
+          loader_(loader),
+          folder_(folder.c_str()),
+          path_(folder + "/"),
+          prefix_(path_.size()) {
         simulation_.getSubFiles(folder.c_str(), names_);
     }
 
@@ -76,18 +80,18 @@ public:
 
     /// Replays every file; false when one of them ended the frame.
     bool replay(tyk::Buffer** image) {
-        for (const std::string& name : names_) {
-            path_.resize(prefix_);
-            path_ += name;
+        for (std::string& name : names_) {
+            path_.replace(prefix_, std::string::npos, name);
             PipelineSimulation::tagInfo info{};
-            if (simulation_.parseFileName(name, &info) == 0) {
-                if (loader_.skipsSceneInfo && name.find(kSceneTagName) != std::string::npos) {
+            if (simulation_.parseFileName(std::move(name), &info) == 0) {
+                if (loader_.skipsSceneInfo &&
+                    path_.find(kSceneTagName, prefix_) != std::string::npos) {
                     continue;
                 }
                 lastSofId_ = static_cast<int>(info.sofId);
                 if (!replayParam(info) && !loader_.skipsBadFiles) return false;
             } else if (loader_.loadsImages) {
-                if (!replayImage(name, *image)) return false;
+                if (!replayImage(*image)) return false;
             }
         }
         return true;
@@ -95,14 +99,14 @@ public:
 
     /// Hands the frame over to the queue.
     void queue() {
-        simulation_.frameQueue.push(frame_);
+        simulation_.frameQueue.push(std::move(frame_));
         ++simulation_.frameIndex;
     }
 
 private:
     /// Replays the parameter file at path_; false when its size makes that impossible.
     bool replayParam(const PipelineSimulation::tagInfo& info) {
-        InputFile file(path_.c_str());
+        InputFile file(folder_, path_.c_str() + prefix_);
         // The size is the end position as a 32-bit number, so 2 GiB is negative.
         const auto size = static_cast<int32_t>(file.size());
         if (size <= 0) {
@@ -140,9 +144,9 @@ private:
     /// Reads the file at path_ into a buffer of the pool; false when there is no buffer. A name
     /// that is not an image's asks for a buffer of 0 x 0 like any other: the pipeline expects
     /// `image` to be the buffer of the folder's last file.
-    bool replayImage(const std::string& name, tyk::Buffer*& image) {
+    bool replayImage(tyk::Buffer*& image) {
         PipelineSimulation::imageInfo info{};
-        simulation_.parseImageName(name, &info);
+        simulation_.parseImageName(path_.substr(prefix_), &info);
         if (!simulation_.bufferManager ||
             simulation_.bufferManager->getBuffer(tyk::kReplayBufferUsage, info.width, info.height,
                                                  image, false) != 0) {
@@ -163,6 +167,7 @@ private:
 
     PipelineSimulation& simulation_;
     const Loader& loader_;
+    Folder folder_;
     std::string path_;  ///< the folder and, behind prefix_, the file at hand
     size_t prefix_;
     std::vector<std::string> names_;
@@ -194,7 +199,7 @@ void readBin(const char* path, void* data, int size) {
 
 bool PipelineSimulation::loadParam(int pipe, std::string folder, int cam) {
     bool loaded = false;
-    guardFrame(__func__, [&] {
+    guardFrame(__func__, [&](const char*) {
         PipelineSimulation* const simulation = PipelineSimMgr::getPipeSimInstance(pipe);
         if (!simulation) return;
         simulation->camId = cam;
@@ -205,7 +210,7 @@ bool PipelineSimulation::loadParam(int pipe, std::string folder, int cam) {
 
 bool PipelineSimulation::loadParam2(std::string folder) {
     bool loaded = false;
-    guardFrame(__func__, [&] {
+    guardFrame(__func__, [&](const char*) {
         if (!initialised) init(1);
         FolderReplay replay(*this, kFolderLoader, folder);
         if (!replay.prepare()) return;
@@ -221,7 +226,7 @@ bool PipelineSimulation::loadParam2(std::string folder) {
 }
 
 void PipelineSimulation::loadParam(unsigned int) {
-    guardFrame(__func__, [this] {
+    guardFrame(__func__, [this](const char*) {
         if (!initialised) init(1);
         enterFrame(*this);
         FolderReplay replay(*this, kParamLoader, currentFramePath);
@@ -240,7 +245,7 @@ void PipelineSimulation::prepareParams() {
 }
 
 void PipelineSimulation::loadParamAndImage(unsigned int, tyk::Buffer*& img) {
-    guardFrame(__func__, [this, &img, function = __func__] {
+    guardFrame(__func__, [this, &img](const char* function) {
         if (frameQueue.size() >= kFramesInUse) retireFrontFrame(*this, function);
         enterFrame(*this);
         FolderReplay replay(*this, kImageLoader, currentFramePath);

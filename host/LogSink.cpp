@@ -1,0 +1,223 @@
+#include "host/LogSink.h"
+
+#include "platform/Log.h"
+
+#include <climits>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace tykhost {
+namespace {
+
+using Taker = std::function<void(const LogLine&)>;
+
+// Lines come before main() and after it, so nothing here is constructed at run time or destroyed.
+constexpr int kUnread = INT_MIN;
+std::atomic<int> threshold{kUnread};
+std::atomic<const Taker*> currentTaker{nullptr};
+
+// A message between its construction and its end. LogMessage has no room of its own, so these hang
+// below one another, newest first, in the thread that writes them.
+struct Pending {
+    const LogMessage* owner;
+    LogLine line;
+    bool filled;
+    Pending* older;
+};
+thread_local Pending* newest = nullptr;
+
+// Logging must not disturb the errno that the caller is about to report.
+class KeepErrno {
+public:
+    KeepErrno() : saved_(errno) {}
+    ~KeepErrno() { errno = saved_; }
+    KeepErrno(const KeepErrno&) = delete;
+    KeepErrno& operator=(const KeepErrno&) = delete;
+
+private:
+    int saved_;
+};
+
+int thresholdFromEnvironment() {
+    constexpr int kFailures = 1;
+    const char* text = std::getenv("TYKSIM_LOG_LEVEL");
+    if (text == nullptr) return kFailures;
+    const char* end = text + std::strlen(text);
+    int level = 0;
+    const auto [stop, error] = std::from_chars(text, end, level);
+    return error == std::errc() && stop == end ? std::max(level, 0) : kFailures;
+}
+
+int thresholdInForce() {
+    int level = threshold.load(std::memory_order_relaxed);
+    if (level != kUnread) return level;
+    const int first = thresholdFromEnvironment();
+    return threshold.compare_exchange_strong(level, first) ? first : level;
+}
+
+// Where the link to the message's entry is; a link to null when the message has none.
+Pending** linkOf(const LogMessage* message) {
+    Pending** link = &newest;
+    while (*link != nullptr && (*link)->owner != message) link = &(*link)->older;
+    return link;
+}
+
+std::unique_ptr<Pending> takeOut(const LogMessage* message) {
+    Pending** link = linkOf(message);
+    std::unique_ptr<Pending> pending(*link);
+    if (pending) *link = pending->older;
+    return pending;
+}
+
+void print(const LogLine& line) {
+    constexpr std::string_view kLetters = "EWIDV";
+    const auto letter = static_cast<size_t>(std::clamp(line.level, 1, 5) - 1);
+    std::string text(1, kLetters[letter]);
+    text.append(" ").append(line.tag).append(": ");
+    if (!line.function.empty()) {
+        text.append(std::to_string(line.line)).append(", ").append(line.function).append(": ");
+    }
+    text.append(line.text).append("\n");
+    // One call, so that lines of several threads do not mix.
+    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
+}
+
+[[gnu::format(printf, 1, 0)]] std::string formatted(const char* format, va_list arguments) {
+    char start[512];
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(start, sizeof(start), format, arguments);
+    std::string text;
+    if (length > 0 && static_cast<size_t>(length) < sizeof(start)) {
+        text.assign(start, static_cast<size_t>(length));
+    } else if (length > 0) {
+        try {
+            text.resize(static_cast<size_t>(length));
+            static_cast<void>(std::vsnprintf(text.data(), text.size() + 1, format, again));
+        } catch (const std::exception&) {
+            va_end(again);
+            throw;
+        }
+    }
+    va_end(again);
+    return text;
+}
+
+}  // namespace
+
+void setLogThreshold(int level) {
+    threshold.store(std::max(level, 0), std::memory_order_relaxed);
+}
+
+void takeLogLines(std::function<void(const LogLine&)> taker) {
+    const Taker* next = taker ? new Taker(std::move(taker)) : nullptr;
+    delete currentTaker.exchange(next, std::memory_order_acq_rel);
+}
+
+LogCapture::LogCapture() {
+    takeLogLines([this](const LogLine& line) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        lines_.push_back(line);
+    });
+}
+
+LogCapture::~LogCapture() {
+    takeLogLines({});
+}
+
+std::vector<LogLine> LogCapture::lines() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return lines_;
+}
+
+std::vector<std::string> LogCapture::texts(int level) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<std::string> texts;
+    for (const LogLine& line : lines_) {
+        if (level == 0 || line.level == level) texts.push_back(line.text);
+    }
+    return texts;
+}
+
+void LogCapture::clear() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    lines_.clear();
+}
+
+}  // namespace tykhost
+
+using tykhost::KeepErrno;
+using tykhost::LogLine;
+using tykhost::Pending;
+
+LogMessage::LogMessage(const char* tag, int level) {
+    const KeepErrno keepErrno;
+    const bool taken = tykhost::currentTaker.load(std::memory_order_acquire) != nullptr;
+    if (!taken && level > tykhost::thresholdInForce()) return;
+    try {
+        // An entry left at this address belongs to a message that was abandoned without its end.
+        tykhost::takeOut(this);
+        LogLine line{level, tag != nullptr ? tag : "", 0, {}, {}};
+        tykhost::newest = new Pending{this, std::move(line), false, tykhost::newest};
+    } catch (const std::exception&) {
+        // No memory: the message has no entry and is dropped.
+    }
+}
+
+LogMessage::~LogMessage() {
+    const KeepErrno keepErrno;
+    try {
+        const std::unique_ptr<Pending> pending = tykhost::takeOut(this);
+        if (!pending || !pending->filled) return;
+        const auto* taker = tykhost::currentTaker.load(std::memory_order_acquire);
+        if (taker != nullptr) {
+            (*taker)(pending->line);
+        } else {
+            tykhost::print(pending->line);
+        }
+    } catch (...) {
+        // Whatever a taker throws, a log line must not end the process.
+    }
+}
+
+// Only the format's own writer can check it; the attribute says that it is one.
+[[gnu::format(printf, 2, 0)]] void LogMessage::__print_log_(const char* format, int line,
+                                                            const char* function, ...) {
+    constexpr char kStart[] = "%d, %s: ";
+    constexpr size_t kStartLength = sizeof(kStart) - 1;
+    const KeepErrno keepErrno;
+    Pending* pending = *tykhost::linkOf(this);
+    if (pending == nullptr || format == nullptr) return;
+    pending->filled = false;
+    va_list arguments;
+    va_start(arguments, function);
+    try {
+        const bool regular = std::strncmp(format, kStart, kStartLength) == 0;
+        pending->line.line = regular ? line : 0;
+        pending->line.function = regular && function != nullptr ? function : "";
+        // Another format's conversions do not fit the arguments: it is shown as it stands.
+        pending->line.text =
+            regular ? tykhost::formatted(format + kStartLength, arguments) : format;
+        pending->filled = true;
+    } catch (const std::exception&) {
+        // No memory: the message stays unfilled and is dropped.
+    }
+    va_end(arguments);
+}
+
+LogMessage _log(const char* tag, int level) {
+    return {tag, level};
+}

@@ -1,0 +1,347 @@
+#include "host/ParamService.h"
+
+#include "host/Immortal.h"
+#include "platform/ParamSet.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <list>
+#include <map>
+#include <mutex>
+#include <tuple>
+#include <utility>
+
+namespace tykhost {
+namespace {
+
+constexpr int32_t kMaxFixedBytes = 512000;  // what the library carries at most
+constexpr size_t kInitialHistoryLimit = 16;
+
+// What a camera reports for one tag.
+struct LiveValue {
+    std::vector<uint8_t> bytes;  // the value, or the service's own copy of a block
+    BlockParamDesc block;
+};
+
+struct Tag {
+    TagSpec spec;
+    std::map<uint32_t, LiveValue> live;  // by camera
+    std::list<PublishedValue> history;   // oldest first
+};
+
+// Copies bytes; of none, the pointers need not be valid.
+void copyBytes(void* to, const void* from, size_t size) {
+    if (size > 0) std::memcpy(to, from, size);
+}
+
+// The service's state. Its users hold the lock.
+class Service {
+public:
+    void setTable(std::vector<TagSpec> specs);
+    std::vector<TagSpec> table() const;
+    const Tag* find(uint32_t tag) const;
+
+    bool setLive(uint32_t camId, uint32_t tag, const void* data, size_t size);
+    bool setLiveBlock(uint32_t camId, uint32_t tag, const BlockParamDesc& block);
+    bool get(uint32_t camId, uint32_t tag, void* to) const;
+
+    bool publish(const ParamKey& key, const void* data);
+    std::vector<PublishedValue> published(uint64_t newerThan) const;
+    const PublishedValue* newest(const ParamKey& key) const;
+    void setHistoryLimit(size_t limit);
+    void forgetPublished();
+
+    bool created = false;
+    bool registered = false;
+    ParamServiceCounts counts{};
+
+private:
+    Tag* findTag(uint32_t tag);
+
+    std::map<uint32_t, Tag> tags_;
+    size_t historyLimit_ = kInitialHistoryLimit;
+    uint64_t lastSerial_ = 0;
+};
+
+void Service::setTable(std::vector<TagSpec> specs) {
+    std::map<uint32_t, Tag> tags;
+    for (TagSpec& spec : specs) {
+        const uint32_t id = spec.id;
+        tags[id].spec = std::move(spec);
+    }
+    tags_ = std::move(tags);
+}
+
+std::vector<TagSpec> Service::table() const {
+    std::vector<TagSpec> specs;
+    specs.reserve(tags_.size());
+    for (const auto& [id, tag] : tags_) specs.push_back(tag.spec);
+    return specs;
+}
+
+const Tag* Service::find(uint32_t tag) const {
+    const auto found = tags_.find(tag);
+    return found != tags_.end() ? &found->second : nullptr;
+}
+
+Tag* Service::findTag(uint32_t tag) {
+    const auto found = tags_.find(tag);
+    return found != tags_.end() ? &found->second : nullptr;
+}
+
+bool Service::setLive(uint32_t camId, uint32_t tag, const void* data, size_t size) {
+    Tag* target = findTag(tag);
+    if (target == nullptr || (data == nullptr && size > 0)) return false;
+    const bool isFixed = target->spec.kind == TagKind::fixed;
+    if (isFixed && target->spec.size < 0) return false;
+    if (!isFixed && size > std::numeric_limits<uint32_t>::max()) return false;
+
+    LiveValue value{};
+    value.bytes.resize(isFixed ? static_cast<size_t>(target->spec.size) : size);
+    copyBytes(value.bytes.data(), data, std::min(size, value.bytes.size()));
+    if (!isFixed) value.block = {value.bytes.data(), static_cast<uint32_t>(size)};
+    target->live[camId] = std::move(value);
+    return true;
+}
+
+bool Service::setLiveBlock(uint32_t camId, uint32_t tag, const BlockParamDesc& block) {
+    Tag* target = findTag(tag);
+    if (target == nullptr || target->spec.kind != TagKind::block) return false;
+    target->live[camId] = {{}, block};
+    return true;
+}
+
+bool Service::get(uint32_t camId, uint32_t tag, void* to) const {
+    const Tag* source = find(tag);
+    if (source == nullptr || to == nullptr) return false;
+    const auto found = source->live.find(camId);
+    if (found == source->live.end()) return false;
+    const LiveValue& value = found->second;
+    if (source->spec.kind == TagKind::fixed) {
+        copyBytes(to, value.bytes.data(), value.bytes.size());
+    } else {
+        std::memcpy(to, &value.block, sizeof(value.block));
+    }
+    return true;
+}
+
+bool Service::publish(const ParamKey& key, const void* data) {
+    Tag* target = findTag(key.tag);
+    if (target == nullptr || data == nullptr) return false;
+    const bool isFixed = target->spec.kind == TagKind::fixed;
+    if (isFixed && (target->spec.size < 0 || target->spec.size > kMaxFixedBytes)) return false;
+
+    std::list<PublishedValue>& history = target->history;
+    if (historyLimit_ > 0) {
+        // Where there is no room the oldest entry becomes the new one, which needs no memory.
+        std::list<PublishedValue> entry;
+        if (history.size() >= historyLimit_) {
+            entry.splice(entry.begin(), history, history.begin());
+        } else {
+            entry.emplace_back();
+        }
+        PublishedValue& value = entry.front();
+        if (isFixed) {
+            value.bytes.resize(static_cast<size_t>(target->spec.size));
+            copyBytes(value.bytes.data(), data, value.bytes.size());
+        } else {
+            std::memcpy(&value.block, data, sizeof(value.block));
+        }
+        value.key = key;
+        value.kind = target->spec.kind;
+        value.serial = lastSerial_ + 1;
+        history.splice(history.end(), entry);
+    }
+    ++lastSerial_;
+    return true;
+}
+
+std::vector<PublishedValue> Service::published(uint64_t newerThan) const {
+    std::vector<const PublishedValue*> chosen;
+    for (const auto& [id, tag] : tags_) {
+        for (auto value = tag.history.rbegin(); value != tag.history.rend(); ++value) {
+            if (value->serial <= newerThan) break;
+            chosen.push_back(&*value);
+        }
+    }
+    std::sort(chosen.begin(), chosen.end(),
+              [](const auto* a, const auto* b) { return a->serial < b->serial; });
+    std::vector<PublishedValue> values;
+    values.reserve(chosen.size());
+    for (const PublishedValue* value : chosen) values.push_back(*value);
+    return values;
+}
+
+const PublishedValue* Service::newest(const ParamKey& key) const {
+    const Tag* tag = find(key.tag);
+    if (tag == nullptr) return nullptr;
+    const auto found =
+        std::find_if(tag->history.rbegin(), tag->history.rend(),
+                     [&key](const PublishedValue& value) { return value.key == key; });
+    return found != tag->history.rend() ? &*found : nullptr;
+}
+
+void Service::setHistoryLimit(size_t limit) {
+    historyLimit_ = limit;
+    for (auto& [id, tag] : tags_) {
+        while (tag.history.size() > limit) tag.history.pop_front();
+    }
+}
+
+void Service::forgetPublished() {
+    for (auto& [id, tag] : tags_) tag.history.clear();
+    counts = {};
+}
+
+std::mutex serviceMutex;
+
+Service& service() {
+    static Immortal<Service> instance;
+    return *instance;
+}
+
+// Runs `action` on the service under its lock.
+template <typename Action>
+auto locked(Action action) {
+    const std::lock_guard<std::mutex> lock(serviceMutex);
+    return action(service());
+}
+
+// Runs a set or get under the lock, counts its outcome and turns it into the platform's result.
+// No exception leaves it: what there is no memory for is refused.
+template <typename Action>
+int counted(uint64_t ParamServiceCounts::*done, uint64_t ParamServiceCounts::*refused,
+            Action action) {
+    return locked([&](Service& state) {
+        bool succeeded = false;
+        try {
+            succeeded = action(state);
+        } catch (const std::exception&) {
+            succeeded = false;
+        }
+        ++(state.counts.*(succeeded ? done : refused));
+        return succeeded ? 0 : -1;
+    });
+}
+
+}  // namespace
+
+bool ParamKey::operator<(const ParamKey& other) const {
+    return std::tie(camId, pipe, sofId, tag) <
+           std::tie(other.camId, other.pipe, other.sofId, other.tag);
+}
+
+bool ParamKey::operator==(const ParamKey& other) const {
+    return std::tie(camId, pipe, sofId, tag) ==
+           std::tie(other.camId, other.pipe, other.sofId, other.tag);
+}
+
+void setTagTable(std::vector<TagSpec> tags) {
+    locked([&](Service& state) { state.setTable(std::move(tags)); });
+}
+
+std::vector<TagSpec> tagTable() {
+    return locked([](Service& state) { return state.table(); });
+}
+
+bool setLiveValue(uint32_t camId, uint32_t tag, const void* data, size_t size) {
+    return locked([&](Service& state) { return state.setLive(camId, tag, data, size); });
+}
+
+bool setLiveBlock(uint32_t camId, uint32_t tag, const BlockParamDesc& block) {
+    return locked([&](Service& state) { return state.setLiveBlock(camId, tag, block); });
+}
+
+std::vector<PublishedValue> publishedValues(uint64_t newerThan) {
+    return locked([&](Service& state) { return state.published(newerThan); });
+}
+
+bool publishedValue(const ParamKey& key, PublishedValue& out) {
+    return locked([&](Service& state) {
+        const PublishedValue* value = state.newest(key);
+        if (value != nullptr) out = *value;
+        return value != nullptr;
+    });
+}
+
+void setHistoryLimit(size_t valuesPerTag) {
+    locked([&](Service& state) { state.setHistoryLimit(valuesPerTag); });
+}
+
+void clearPublished() {
+    locked([](Service& state) { state.forgetPublished(); });
+}
+
+ParamServiceCounts paramServiceCounts() {
+    return locked([](Service& state) { return state.counts; });
+}
+
+void resetParamService() {
+    locked([](Service& state) { state = Service(); });
+}
+
+}  // namespace tykhost
+
+namespace tyk {
+
+using tykhost::ParamServiceCounts;
+using tykhost::Service;
+
+// It has no state of its own: the service's is the process's.
+static ParamSet* theInstance() {
+    static ParamSet instance;
+    return &instance;
+}
+
+ParamSet* ParamSet::getInstance() {
+    const bool exists = tykhost::locked([](Service& state) { return state.created; });
+    return exists ? theInstance() : nullptr;
+}
+
+ParamSet* ParamSet::createInstance() {
+    tykhost::locked([](Service& state) { state.created = true; });
+    return theInstance();
+}
+
+void ParamSet::getTagInfo(std::map<unsigned int, tag_info_t>& table) {
+    tykhost::locked([&](Service& state) {
+        if (!state.registered) return;
+        for (tykhost::TagSpec& spec : state.table()) table[spec.id].name = std::move(spec.name);
+    });
+}
+
+int ParamSet::getSize(unsigned int tag) {
+    return tykhost::locked([&](Service& state) {
+        const auto* found = state.find(tag);
+        if (found == nullptr) return -1;
+        const bool isFixed = found->spec.kind == tykhost::TagKind::fixed;
+        return isFixed ? found->spec.size : static_cast<int32_t>(sizeof(BlockParamDesc));
+    });
+}
+
+int ParamSet::getParam(unsigned int camId, int, unsigned int, unsigned int tag, void* dst) {
+    return tykhost::counted(&ParamServiceCounts::got, &ParamServiceCounts::refusedGet,
+                            [&](Service& state) { return state.get(camId, tag, dst); });
+}
+
+int ParamSet::setParam(unsigned int camId, int pipe, unsigned int sofId, unsigned int tag,
+                       void* data) {
+    const tykhost::ParamKey key{camId, pipe, sofId, tag};
+    return tykhost::counted(&ParamServiceCounts::set, &ParamServiceCounts::refusedSet,
+                            [&](Service& state) { return state.publish(key, data); });
+}
+
+}  // namespace tyk
+
+void registerPsTag() {
+    tykhost::locked([](tykhost::Service& state) {
+        state.registered = true;
+        ++state.counts.registrations;
+    });
+}
+
+int setPsParam(unsigned int camId, int pipe, unsigned int sofId, unsigned int tag, void* data) {
+    return tyk::ParamSet::setParam(camId, pipe, sofId, tag, data);
+}

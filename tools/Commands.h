@@ -1,0 +1,19 @@
+// The verbs: each defines its options and hands back what runs it.
+#pragma once
+
+#include "tools/Console.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+
+namespace tyksim {
+
+/// Runs a verb whose options were read. May throw Failure, WrongUsage and what the standard library
+/// throws.
+using Action = std::function<ExitStatus()>;
+
+Action defineRecord(CLI::App& verb);
+Action defineReplay(CLI::App& verb);
+
+}  // namespace tyksim

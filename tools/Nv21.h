@@ -1,0 +1,45 @@
+// An NV21 picture in memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace tyksim {
+
+/// Largest picture that the tool records, in pixels; its bytes still fit the library's numbers.
+constexpr int kMaxWidth = 16384;
+constexpr int kMaxHeight = 12288;
+
+/// Half of `length`, rounded up: chroma samples in one direction.
+constexpr int chromaLength(int length) {
+    return (length + 1) / 2;
+}
+
+/// Luma rows of `width` bytes, then chroma rows of V,U pairs, all without gaps. For an odd size the
+/// last column and row have chroma of their own: 2 x ceil(width / 2) bytes in each of
+/// ceil(height / 2) rows. (The library dumps the first (width x height x 3) / 2 bytes of that.)
+struct Nv21Image {
+    Nv21Image() = default;
+    Nv21Image(int imageWidth, int imageHeight)
+        : width(imageWidth),
+          height(imageHeight),
+          bytes(lumaBytes() + chromaRowBytes() * chromaRows()) {}
+
+    size_t lumaBytes() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
+    size_t chromaRowBytes() const { return static_cast<size_t>(chromaLength(width)) * 2; }
+    size_t chromaRows() const { return static_cast<size_t>(chromaLength(height)); }
+
+    uint8_t* lumaRow(int y) {
+        return bytes.data() + static_cast<size_t>(y) * static_cast<size_t>(width);
+    }
+    uint8_t* chromaRow(int y) {
+        return bytes.data() + lumaBytes() + static_cast<size_t>(y) * chromaRowBytes();
+    }
+
+    int width = 0;
+    int height = 0;
+    std::vector<uint8_t> bytes;
+};
+
+}  // namespace tyksim
