@@ -1,0 +1,46 @@
+// Dumps three frames with one parameter each, as a camera pipeline would.
+//
+//   dump_frames FOLDER     FOLDER stands for the device's root and must exist
+#include "core/PipelineSimulation.h"
+#include "host/DeviceRoot.h"
+#include "host/ParamService.h"
+#include "host/Properties.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
+        return 2;
+    }
+
+    // The device: where its folders lie, which tags its parameter-set service knows, which of them
+    // are dumped, and that frames are dumped at all.
+    tykhost::setDeviceRoot(argv[1]);
+    tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tykhost::TagKind::fixed}});
+    const std::filesystem::path dumpRoot = tykhost::hostPath("/data/vendor/cameraserver/tykdump");
+    std::filesystem::create_directories(dumpRoot);
+    std::ofstream(dumpRoot / "pipe1_dumpConfig.xml")
+        << "<dumpconfig><common><tag value=\"KELV_TAG_EXAMPLE\"><pipe>SNAPSHOT_TYPE</pipe>"
+           "</tag></common></dumpconfig>\n";
+    tykhost::setProperty("persist.vendor.cam.isstest", "1");
+
+    // The pipeline: prepare once, then hand over every frame.
+    PipelineSimulation* const pipe = PipelineSimMgr::getPipeSimInstance(1);
+    pipe->init(0);
+    pipe->start();
+    std::vector<unsigned char> image(64 * 48 * 3 / 2, 0x80);
+    for (int frame = 1; frame <= 3; ++frame) {
+        const int gain = 100 * frame;
+        tykhost::setLiveValue(0, 4711, &gain, sizeof(gain));
+        PipelineSimulation::imageInfo info{image.data(), frame, frame, 0, 1, 64, 48, 0};
+        PipelineSimulation::dumpIfneed(info);
+    }
+    pipe->stop();
+    std::printf("%s\n", tykhost::hostPath(pipe->currentTask).c_str());
+    pipe->deinit();
+    return 0;
+}

@@ -1,0 +1,42 @@
+// Replays the frames of a task folder that dump_frames wrote, and shows what arrives.
+//
+//   replay_frames TASK-FOLDER
+#include "core/PipelineSimulation.h"
+#include "host/ParamService.h"
+
+#include <cstdio>
+#include <cstring>
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s TASK-FOLDER\n", argv[0]);
+        return 2;
+    }
+    tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tykhost::TagKind::fixed}});
+
+    // Any folder of frame folders is a task; the default object replays it without making a folder.
+    PipelineSimulation* const pipe = PipelineSimMgr::getPipeSimInstance(-1);
+    pipe->init(1);
+    pipe->taskList = {argv[1]};
+    pipe->start();
+    const int frames = pipe->getFrameSize();
+    for (int frame = 0; frame < frames; ++frame) {
+        const int before = pipe->frameIndex;
+        tyk::Buffer* image = nullptr;
+        pipe->loadParamAndImage(0, image);
+        if (pipe->frameIndex == before) {
+            std::fprintf(stderr, "abandoned: %s\n", pipe->currentFramePath.c_str());
+            return 1;
+        }
+        for (const tykhost::PublishedValue& value : tykhost::publishedValues()) {
+            int gain = 0;
+            std::memcpy(&gain, value.bytes.data(), sizeof(gain));
+            std::printf("sof %u: gain %d\n", value.key.sofId, gain);
+        }
+        tykhost::clearPublished();
+        if (image) std::printf("image %d x %d\n", image->image->width, image->image->height);
+    }
+    pipe->stop();
+    pipe->deinit();
+    return frames > 0 ? 0 : 1;
+}
