@@ -202,8 +202,8 @@ public:
     void dumpMFNRXml(void* nameTable);
 
     /// Appends "/vendor/firmware/" and the first of the 32 names in `nameTable` that contains `key`
-    /// to `out`, which offers 145 bytes beyond its text. An empty name ends the table.
-    /// Logs: level 5.
+    /// to `out`, which offers 146 bytes from the end of its text on, terminator included. An empty
+    /// name ends the table. Logs: level 5.
     void matchXML(char (*nameTable)[128], const char* key, char* out);
 
     /// Publishes the MFNR name table of a replay under `sofId`. Throws nothing. Logs: level 4.

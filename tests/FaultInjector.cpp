@@ -258,6 +258,7 @@ extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* memory, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
 void __libc_free(void* memory);
 
 void* malloc(size_t size) {
@@ -278,6 +279,19 @@ void* realloc(void* memory, size_t size) {
     void* const moved = __libc_realloc(memory, size);
     live += moved && !memory ? 1 : 0;
     return moved;
+}
+
+void* aligned_alloc(size_t alignment, size_t size) {
+    const bool failed = fails(Call::allocate, "", false, size);
+    void* const memory = failed ? nullptr : __libc_memalign(alignment, size);
+    live += memory ? 1 : 0;
+    return memory;
+}
+
+int posix_memalign(void** memory, size_t alignment, size_t size) {
+    void* const allocated = aligned_alloc(alignment, size);
+    if (allocated) *memory = allocated;
+    return allocated ? 0 : ENOMEM;
 }
 
 void free(void* memory) {

@@ -33,9 +33,13 @@ public:
 private:
     static bool ownView() {
         const std::string uid = std::to_string(geteuid());
+        const std::string gid = std::to_string(getegid());
         if (unshare(CLONE_NEWNS) != 0) {
+            // Who is not root may be root in a world of its own, where this user is the only one.
             if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+            std::ofstream("/proc/self/setgroups") << "deny";
             std::ofstream("/proc/self/uid_map") << "0 " << uid << " 1";
+            std::ofstream("/proc/self/gid_map") << "0 " << gid << " 1";
         }
         return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
     }

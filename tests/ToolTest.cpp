@@ -65,7 +65,7 @@ protected:
         const std::string command = "cd '" + folder_.string() + "' && unset TYKSIM_LOG_LEVEL && " +
                                     // At unload the library leaves its objects' contents behind.
                                     "export ASAN_OPTIONS=detect_leaks=0:$ASAN_OPTIONS && " +
-                                    before + " && TMPDIR=\"$PWD/tmp\" '" TYKSIM_PATH "' " +
+                                    before + " && TMPDIR=\"$PWD/tmp\" " TYKSIM_COMMAND " " +
                                     arguments + " >tmp/out 2>tmp/err";
         const int status = std::system(command.c_str());
         Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readAll(folder_ / "tmp/out"),
