@@ -8,7 +8,6 @@
 #include <csignal>
 #include <cstring>
 #include <random>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,10 +24,15 @@ unsigned int fromEnvironment(const char* name, unsigned int otherwise) {
     return value ? static_cast<unsigned int>(std::stoul(value)) : otherwise;
 }
 
-/// Kills this process in a while, wherever it is then: nobody takes the alarm's signal.
+/// Kills this process in a while, wherever it is then.
 void killMeAfter(long microseconds) {
-    const itimerval when{{0, 0}, {0, microseconds}};
-    if (setitimer(ITIMER_REAL, &when, nullptr) != 0) _exit(1);
+    sigevent event{};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGKILL;
+    timer_t timer{};
+    const itimerspec when{{0, 0}, {0, microseconds * 1000}};
+    if (timer_create(CLOCK_MONOTONIC, &event, &timer) != 0) _exit(1);
+    if (timer_settime(timer, 0, &when, nullptr) != 0) _exit(1);
 }
 
 std::string patternOf(uint32_t sof, size_t bytes) {
@@ -121,18 +125,20 @@ protected:
 };
 
 TEST_F(Kill, LeavesWholeFramesAndOneTorn) {
+    if (TYK_EMULATED) GTEST_SKIP() << "an emulator's process may not survive a fork";
     const unsigned int kills = fromEnvironment("TYK_KILLS", 20);
     const unsigned int seed = fromEnvironment("TYK_KILL_SEED", std::random_device()());
     std::mt19937 random(seed);
     size_t frames = 0;
     size_t torn = 0;
     for (unsigned int i = 0; i < kills && !HasFailure(); ++i) {
+        alarm(60);  // a hang ends the test
         const long delay = std::uniform_int_distribution<long>(50, 12000)(random);
         const pid_t child = fork();
         if (child == 0) recordUntilKilled(static_cast<int>(i % 3), delay);
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM) << status;
+        ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
 
         Strings tasks;
         pipe.getSubDirs(pipe.rootPath.c_str(), tasks);

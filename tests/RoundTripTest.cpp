@@ -1,4 +1,5 @@
-// What was recorded is what is replayed: two pipes on two threads, through the exported interface.
+// What was recorded is what is replayed: eight pipes on eight threads, through the exported
+// interface.
 #include "tests/TestDevice.h"
 
 #include <thread>
@@ -65,26 +66,34 @@ void replay(PipelineSimulation& pipe, int cam) {
 
 using RoundTrip = TestDevice;
 
-TEST_F(RoundTrip, TwoPipesOnTwoThreads) {
+TEST_F(RoundTrip, EightPipesOnEightThreads) {
+    constexpr int kPipes = 8;
     tykhost::setProperty("persist.vendor.cam.isstest", "1");
     tykhost::setClock({1772719629, 0}, 1000);
-    PipelineSimulation* const pipes[] = {&newPipe(), &newPipe()};
-    const auto onTwoThreads = [&pipes](void (*step)(PipelineSimulation&, int)) {
-        std::thread other([&] { step(*pipes[1], 1); });
-        step(*pipes[0], 0);
-        other.join();
-    };
-    for (PipelineSimulation* const pipe : pipes) {
-        write(pipe->configPath,
+    tykhost::setHistoryLimit(static_cast<size_t>(kPipes) * kFrames);
+    std::vector<PipelineSimulation*> pipes;
+    for (int i = 0; i < kPipes; ++i) {
+        PipelineSimulation& pipe = *pipes.emplace_back(&newPipe());
+        write(pipe.configPath,
               "<dumpconfig><common><tag value='plain'/><tag value='full'/></common>"
               "<pipeline><node name='n'><tag name='block'><pipe>VIDEO_TYPE</pipe>"
               "<dumpType>1</dumpType></tag></node></pipeline></dumpconfig>");
-        pipe->init(0);
-        pipe->start();
+        pipe.init(0);
+        pipe.start();
     }
-    onTwoThreads(&record);
-    for (PipelineSimulation* const pipe : pipes) pipe->init(1);
-    onTwoThreads(&replay);
+    // Each pipe is a camera of its own; the even ones take one step and the odd ones another.
+    const auto onThreads = [&pipes](auto even, auto odd) {
+        std::vector<std::thread> threads;
+        for (int i = 0; i < kPipes; ++i) {
+            threads.emplace_back(i % 2 == 0 ? even : odd, std::ref(*pipes[static_cast<size_t>(i)]),
+                                 i);
+        }
+        for (std::thread& thread : threads) thread.join();
+    };
+    onThreads(&record, &record);
+    for (int i = 0; i < kPipes; i += 2) pipes[static_cast<size_t>(i)]->init(1);
+    for (int i = 1; i < kPipes; i += 2) pipes[static_cast<size_t>(i)]->init(0);
+    onThreads(&replay, &record);
     EXPECT_EQ(texts(), Strings());
     EXPECT_EQ(tykhost::bufferPoolCounts().out, 0u);
     EXPECT_EQ(tykhost::paramServiceCounts().refusedSet, 0u);
