@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -59,11 +60,10 @@ public:
     FolderReplay(PipelineSimulation& simulation, const Loader& loader, const std::string& folder)
         : simulation_(simulation),
           loader_(loader),
+          names_(list(simulation, folder)),
           folder_(folder.c_str()),
           path_(folder + "/"),
-          prefix_(path_.size()) {
-        simulation_.getSubFiles(folder.c_str(), names_);
-    }
+          prefix_(path_.size()) {}
 
     int fileCount() const { return static_cast<int>(names_.size()); }
 
@@ -104,6 +104,13 @@ public:
     }
 
 private:
+    static std::vector<std::string> list(PipelineSimulation& simulation,
+                                         const std::string& folder) {
+        std::vector<std::string> names;
+        simulation.getSubFiles(folder.c_str(), names);
+        return names;
+    }
+
     /// Replays the parameter file at path_; false when its size makes that impossible.
     bool replayParam(const PipelineSimulation::tagInfo& info) {
         InputFile file(folder_, path_.c_str() + prefix_);
@@ -134,7 +141,12 @@ private:
             return;
         }
         TYK_LOG_AS(kDetail, loader_.function, "malloc block param buffer %p", block.get());
-        if (block) file.read(block.get(), size);
+        if (block) {
+            // A file that shrank since it was measured must not bring old heap memory along.
+            auto* const bytes = static_cast<unsigned char*>(block.get());
+            const size_t count = file.read(bytes, size);
+            std::memset(bytes + count, 0, size - count);
+        }
         frame_.params.push_back(block);
         BlockParamDesc descriptor{block.get(), size};
         scratch_->lendAsDescriptor(descriptor,
@@ -167,10 +179,10 @@ private:
 
     PipelineSimulation& simulation_;
     const Loader& loader_;
-    Folder folder_;
+    std::vector<std::string> names_;
+    Folder folder_;     ///< opened after the listing was closed: one descriptor less at a time
     std::string path_;  ///< the folder and, behind prefix_, the file at hand
     size_t prefix_;
-    std::vector<std::string> names_;
     std::unique_ptr<ScratchBuffer> scratch_;
     PipelineSimulation::FrameData frame_;
     int lastSofId_ = 0;
