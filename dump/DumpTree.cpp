@@ -108,8 +108,10 @@ void PipelineSimulation::getTaskList() {
 void PipelineSimulation::getSubDirs(const char* path, std::vector<std::string>& out) {
     std::vector<std::string> names;
     listFolder(__func__, path, true, names);
+    const std::string prefix = std::string(path) + "/";
     for (std::string& name : names) {
-        name = (std::string(path) + "/" + name).substr(0, kLongestSubDir);
+        name.insert(0, prefix);
+        if (name.size() > kLongestSubDir) name.resize(kLongestSubDir);
         TYK_LOG(kDetail, "dirList: %s", name.c_str());
     }
     append(out, names);

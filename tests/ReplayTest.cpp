@@ -247,6 +247,16 @@ TEST_F(Replay, EveryOtherFileAsksForABuffer) {
     EXPECT_EQ(tykhost::bufferPoolCounts().out, order.size() - 1);
 }
 
+TEST_F(Replay, AnImageWhoseSizeWrapsBelowZeroIsNotRead) {
+    tykhost::setMaxBufferBytes(size_t{2} << 30);
+    const std::string path = at + "FCWH_1_0_30000_30000_nv21.yuv";
+    write(path, "0123456789ab");
+    load(kImageLoader);
+    EXPECT_EQ(texts(), Strings({"size -797483648 is negative: " + path}));
+    ASSERT_EQ(pipe.frameQueue.size(), 1u);
+    EXPECT_EQ(static_cast<const char*>(img->image->data)[0], 0);
+}
+
 TEST_F(Replay, WithoutABufferTheFrameIsGivenUp) {
     tyk::Buffer before{};
     tykhost::setMaxBuffersOut(0);
