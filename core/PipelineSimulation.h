@@ -261,6 +261,21 @@ public:
     std::queue<FrameData> frameQueue;         ///< replayed frames, oldest first
 };
 
+// Clients are compiled against these layouts.
+static_assert(sizeof(PipelineSimulation::tagInfo) == 20 &&
+              offsetof(PipelineSimulation::tagInfo, pipe) == 4 &&
+              offsetof(PipelineSimulation::tagInfo, camId) == 8 &&
+              offsetof(PipelineSimulation::tagInfo, sofId) == 12 &&
+              offsetof(PipelineSimulation::tagInfo, dumpType) == 16);
+static_assert(sizeof(PipelineSimulation::imageInfo) == 40 &&
+              offsetof(PipelineSimulation::imageInfo, reqId) == 8 &&
+              offsetof(PipelineSimulation::imageInfo, sofId) == 12 &&
+              offsetof(PipelineSimulation::imageInfo, camId) == 16 &&
+              offsetof(PipelineSimulation::imageInfo, pipeId) == 20 &&
+              offsetof(PipelineSimulation::imageInfo, width) == 24 &&
+              offsetof(PipelineSimulation::imageInfo, height) == 28 &&
+              offsetof(PipelineSimulation::imageInfo, spare) == 32);
+
 // C linkage keeps the two names as they stand here: a name with a standard string in its type would
 // otherwise carry the standard library's mark.
 extern "C" {

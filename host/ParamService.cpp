@@ -26,7 +26,7 @@ struct LiveValue {
 };
 
 struct Tag {
-    TagSpec spec;
+    TagEntry declared;
     std::map<uint32_t, LiveValue> live;  // by camera
     std::list<PublishedValue> history;   // oldest first
 };
@@ -39,8 +39,8 @@ void copyBytes(void* to, const void* from, size_t size) {
 // The service's state. Its users hold the lock.
 class Service {
 public:
-    void setTable(std::vector<TagSpec> specs);
-    std::vector<TagSpec> table() const;
+    void setTable(std::vector<TagEntry> entries);
+    std::vector<TagEntry> table() const;
     const Tag* find(uint32_t tag) const;
 
     bool setLive(uint32_t camId, uint32_t tag, const void* data, size_t size);
@@ -65,20 +65,20 @@ private:
     uint64_t lastSerial_ = 0;
 };
 
-void Service::setTable(std::vector<TagSpec> specs) {
+void Service::setTable(std::vector<TagEntry> entries) {
     std::map<uint32_t, Tag> tags;
-    for (TagSpec& spec : specs) {
-        const uint32_t id = spec.id;
-        tags[id].spec = std::move(spec);
+    for (TagEntry& declared : entries) {
+        const uint32_t id = declared.id;
+        tags[id].declared = std::move(declared);
     }
     tags_ = std::move(tags);
 }
 
-std::vector<TagSpec> Service::table() const {
-    std::vector<TagSpec> specs;
-    specs.reserve(tags_.size());
-    for (const auto& [id, tag] : tags_) specs.push_back(tag.spec);
-    return specs;
+std::vector<TagEntry> Service::table() const {
+    std::vector<TagEntry> entries;
+    entries.reserve(tags_.size());
+    for (const auto& [id, tag] : tags_) entries.push_back(tag.declared);
+    return entries;
 }
 
 const Tag* Service::find(uint32_t tag) const {
@@ -94,12 +94,12 @@ Tag* Service::findTag(uint32_t tag) {
 bool Service::setLive(uint32_t camId, uint32_t tag, const void* data, size_t size) {
     Tag* target = findTag(tag);
     if (target == nullptr || (data == nullptr && size > 0)) return false;
-    const bool isFixed = target->spec.kind == TagKind::fixed;
-    if (isFixed && target->spec.size < 0) return false;
+    const bool isFixed = target->declared.kind == TagKind::fixed;
+    if (isFixed && target->declared.size < 0) return false;
     if (!isFixed && size > std::numeric_limits<uint32_t>::max()) return false;
 
     LiveValue value{};
-    value.bytes.resize(isFixed ? static_cast<size_t>(target->spec.size) : size);
+    value.bytes.resize(isFixed ? static_cast<size_t>(target->declared.size) : size);
     copyBytes(value.bytes.data(), data, std::min(size, value.bytes.size()));
     if (!isFixed) value.block = {value.bytes.data(), static_cast<uint32_t>(size)};
     target->live[camId] = std::move(value);
@@ -108,7 +108,7 @@ bool Service::setLive(uint32_t camId, uint32_t tag, const void* data, size_t siz
 
 bool Service::setLiveBlock(uint32_t camId, uint32_t tag, const BlockParamDesc& block) {
     Tag* target = findTag(tag);
-    if (target == nullptr || target->spec.kind != TagKind::block) return false;
+    if (target == nullptr || target->declared.kind != TagKind::block) return false;
     target->live[camId] = {{}, block};
     return true;
 }
@@ -119,7 +119,7 @@ bool Service::get(uint32_t camId, uint32_t tag, void* to) const {
     const auto found = source->live.find(camId);
     if (found == source->live.end()) return false;
     const LiveValue& value = found->second;
-    if (source->spec.kind == TagKind::fixed) {
+    if (source->declared.kind == TagKind::fixed) {
         copyBytes(to, value.bytes.data(), value.bytes.size());
     } else {
         std::memcpy(to, &value.block, sizeof(value.block));
@@ -130,8 +130,9 @@ bool Service::get(uint32_t camId, uint32_t tag, void* to) const {
 bool Service::publish(const ParamKey& key, const void* data) {
     Tag* target = findTag(key.tag);
     if (target == nullptr || data == nullptr) return false;
-    const bool isFixed = target->spec.kind == TagKind::fixed;
-    if (isFixed && (target->spec.size < 0 || target->spec.size > kMaxFixedBytes)) return false;
+    const bool isFixed = target->declared.kind == TagKind::fixed;
+    if (isFixed && (target->declared.size < 0 || target->declared.size > kMaxFixedBytes))
+        return false;
 
     std::list<PublishedValue>& history = target->history;
     if (historyLimit_ > 0) {
@@ -144,13 +145,13 @@ bool Service::publish(const ParamKey& key, const void* data) {
         }
         PublishedValue& value = entry.front();
         if (isFixed) {
-            value.bytes.resize(static_cast<size_t>(target->spec.size));
+            value.bytes.resize(static_cast<size_t>(target->declared.size));
             copyBytes(value.bytes.data(), data, value.bytes.size());
         } else {
             std::memcpy(&value.block, data, sizeof(value.block));
         }
         value.key = key;
-        value.kind = target->spec.kind;
+        value.kind = target->declared.kind;
         value.serial = lastSerial_ + 1;
         history.splice(history.end(), entry);
     }
@@ -238,11 +239,11 @@ bool ParamKey::operator==(const ParamKey& other) const {
            std::tie(other.camId, other.pipe, other.sofId, other.tag);
 }
 
-void setTagTable(std::vector<TagSpec> tags) {
+void setTagTable(std::vector<TagEntry> tags) {
     locked([&](Service& state) { state.setTable(std::move(tags)); });
 }
 
-std::vector<TagSpec> tagTable() {
+std::vector<TagEntry> tagTable() {
     return locked([](Service& state) { return state.table(); });
 }
 
@@ -308,7 +309,8 @@ ParamSet* ParamSet::createInstance() {
 void ParamSet::getTagInfo(std::map<unsigned int, tag_info_t>& table) {
     tykhost::locked([&](Service& state) {
         if (!state.registered) return;
-        for (tykhost::TagSpec& spec : state.table()) table[spec.id].name = std::move(spec.name);
+        for (tykhost::TagEntry& declared : state.table())
+            table[declared.id].name = std::move(declared.name);
     });
 }
 
@@ -316,8 +318,8 @@ int ParamSet::getSize(unsigned int tag) {
     return tykhost::locked([&](Service& state) {
         const auto* found = state.find(tag);
         if (found == nullptr) return -1;
-        const bool isFixed = found->spec.kind == tykhost::TagKind::fixed;
-        return isFixed ? found->spec.size : static_cast<int32_t>(sizeof(BlockParamDesc));
+        const bool isFixed = found->declared.kind == tykhost::TagKind::fixed;
+        return isFixed ? found->declared.size : static_cast<int32_t>(sizeof(BlockParamDesc));
     });
 }
 

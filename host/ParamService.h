@@ -29,7 +29,7 @@ enum class TagKind {
 };
 
 /// One entry of the tag table.
-struct TagSpec {
+struct TagEntry {
     uint32_t id;
     std::string name;
     int32_t size;  ///< bytes
@@ -49,21 +49,21 @@ struct TagSpec {
 /// fixed). A fixed size may exceed 512000 bytes, which the library refuses to carry. Numbers are
 /// decimal; an id may also be "0x" and hexadecimal. Elements and attributes of other names are
 /// errors, and so is a file of more than 16 MiB.
-bool readTagTable(const std::string& path, std::vector<TagSpec>& out, std::string& error);
+bool readTagTable(const std::string& path, std::vector<TagEntry>& out, std::string& error);
 
 /// Writes a tag table that readTagTable() reads back. Returns false with a sentence in `error`: for
 /// a table that readTagTable() would refuse, and then there is no file, or when the file cannot be
 /// written.
-bool writeTagTable(const std::string& path, const std::vector<TagSpec>& tags, std::string& error);
+bool writeTagTable(const std::string& path, const std::vector<TagEntry>& tags, std::string& error);
 
 /// Replaces the tag table. The next registerPsTag() or, where the service was registered already,
 /// the next getTagInfo() shows it. Live values and published values are forgotten. The entries are
 /// not checked, so that a program can show the library impossible sizes (a negative one is what
 /// getSize() gives, and no value travels); of several entries with one id the last counts.
-void setTagTable(std::vector<TagSpec> tags);
+void setTagTable(std::vector<TagEntry> tags);
 
 /// The tag table in force, in ascending order of id.
-std::vector<TagSpec> tagTable();
+std::vector<TagEntry> tagTable();
 
 /// Under what a value is stored.
 struct ParamKey {

@@ -45,16 +45,16 @@ std::string flaw(const std::string& expected, const std::string& found) {
 class EntryChecker {
 public:
     // What is wrong with an entry; "" when nothing is. `place` says where it stands.
-    std::string check(const TagSpec& tag, const std::string& place);
+    std::string check(const TagEntry& tag, const std::string& place);
 
 private:
-    static std::string checkAlone(const TagSpec& tag);
+    static std::string checkAlone(const TagEntry& tag);
 
     std::map<uint32_t, std::string> idPlaces_;
     std::map<std::string, std::string> namePlaces_;
 };
 
-std::string EntryChecker::check(const TagSpec& tag, const std::string& place) {
+std::string EntryChecker::check(const TagEntry& tag, const std::string& place) {
     std::string wrong = checkAlone(tag);
     if (!wrong.empty()) return wrong;
     const auto [id, newId] = idPlaces_.emplace(tag.id, place);
@@ -68,7 +68,7 @@ std::string EntryChecker::check(const TagSpec& tag, const std::string& place) {
     return "";
 }
 
-std::string EntryChecker::checkAlone(const TagSpec& tag) {
+std::string EntryChecker::checkAlone(const TagEntry& tag) {
     // The records that the library itself makes.
     static const std::map<uint32_t, int32_t> kSizes{
         {2118, 8512}, {65622, 4096}, {8208, 8}, {8198, 1}};
@@ -123,7 +123,7 @@ bool parseKind(std::string_view text, TagKind& kind) {
 }
 
 // Reads one <tag>; "" or what is wrong with its form.
-std::string parseEntry(const pugi::xml_node& node, TagSpec& tag) {
+std::string parseEntry(const pugi::xml_node& node, TagEntry& tag) {
     std::set<std::string_view> missing{"id", "name", "size", "kind"};
     for (const pugi::xml_attribute attribute : node.attributes()) {
         const std::string_view name = attribute.name();
@@ -150,7 +150,7 @@ std::string parseEntry(const pugi::xml_node& node, TagSpec& tag) {
 class TableFile {
 public:
     // Takes the file's text; "" or what is wrong. The place is in `line` then.
-    std::string parse(const std::string& text, std::vector<TagSpec>& tags, std::string& place);
+    std::string parse(const std::string& text, std::vector<TagEntry>& tags, std::string& place);
 
 private:
     std::string lineAt(std::ptrdiff_t offset) const;
@@ -163,7 +163,7 @@ std::string TableFile::lineAt(std::ptrdiff_t offset) const {
     return "line " + std::to_string(line - lineEnds_.begin() + 1);
 }
 
-std::string TableFile::parse(const std::string& text, std::vector<TagSpec>& tags,
+std::string TableFile::parse(const std::string& text, std::vector<TagEntry>& tags,
                              std::string& place) {
     for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
         lineEnds_.push_back(static_cast<std::ptrdiff_t>(at));
@@ -183,7 +183,7 @@ std::string TableFile::parse(const std::string& text, std::vector<TagSpec>& tags
         if (node.type() != pugi::node_element || std::string_view(node.name()) != "tag") {
             return flaw("<tag>", quoted(*node.name() != '\0' ? node.name() : node.value()));
         }
-        TagSpec tag{};
+        TagEntry tag{};
         std::string wrong = parseEntry(node, tag);
         if (wrong.empty()) wrong = checker.check(tag, place);
         if (!wrong.empty()) return wrong;
@@ -200,10 +200,10 @@ struct TextWriter final : pugi::xml_writer {
     std::string text;
 };
 
-std::string toXml(const std::vector<TagSpec>& tags) {
+std::string toXml(const std::vector<TagEntry>& tags) {
     pugi::xml_document document;
     pugi::xml_node root = document.append_child("tags");
-    for (const TagSpec& tag : tags) {
+    for (const TagEntry& tag : tags) {
         pugi::xml_node node = root.append_child("tag");
         node.append_attribute("id").set_value(tag.id);
         node.append_attribute("name").set_value(tag.name.c_str());
@@ -229,14 +229,14 @@ std::string writeFile(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-bool readTagTable(const std::string& path, std::vector<TagSpec>& out, std::string& error) {
+bool readTagTable(const std::string& path, std::vector<TagEntry>& out, std::string& error) {
     std::string text;
     const std::string unreadable = readFile(path, text);
     if (!unreadable.empty()) {
         error = path + ": " + unreadable;
         return false;
     }
-    std::vector<TagSpec> tags;
+    std::vector<TagEntry> tags;
     std::string place;
     const std::string wrong = TableFile().parse(text, tags, place);
     if (!wrong.empty()) {
@@ -248,10 +248,10 @@ bool readTagTable(const std::string& path, std::vector<TagSpec>& out, std::strin
     return true;
 }
 
-bool writeTagTable(const std::string& path, const std::vector<TagSpec>& tags, std::string& error) {
+bool writeTagTable(const std::string& path, const std::vector<TagEntry>& tags, std::string& error) {
     EntryChecker checker;
     size_t number = 0;
-    for (const TagSpec& tag : tags) {
+    for (const TagEntry& tag : tags) {
         const std::string place = "entry " + std::to_string(++number);
         const std::string wrong = checker.check(tag, place);
         if (wrong.empty()) continue;

@@ -3,6 +3,7 @@
 // Declarations only: on a device the camera framework defines them, on a desktop host/ does.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace tyk {
@@ -23,6 +24,11 @@ struct ImageDescriptor {
     uint32_t sofId;   ///< start-of-frame id
     uint32_t pipeId;  ///< pipe id
 };
+
+// The framework fills the descriptors, the library reads and writes them.
+static_assert(sizeof(ImageDescriptor) == 32 && offsetof(ImageDescriptor, camId) == 8 &&
+              offsetof(ImageDescriptor, width) == 12 && offsetof(ImageDescriptor, height) == 16 &&
+              offsetof(ImageDescriptor, sofId) == 20 && offsetof(ImageDescriptor, pipeId) == 24);
 
 /// A handle to one image buffer of the pool.
 struct Buffer {

@@ -33,27 +33,21 @@ namespace {
 using fault::Call;
 
 // All of it is initialised by the compiler: calls come before any constructor has run.
-bool inside = false;
 fault::Plan plan;
 fault::Outcome outcome;
 long counted = 0;
-long live = 0;
 char root[256];
 
-struct Opened {
-    char path[sizeof(outcome.path)];
-    bool writing;
-};
-Opened opened[64];  // by descriptor; the first is the folder listed last
+char opened[64][sizeof(outcome.path)];  // by descriptor; the first is the folder listed last
 
-Opened& file(int descriptor) {
+char* pathOf(int descriptor) {
     return opened[descriptor > 0 && descriptor < 64 ? descriptor : 0];
 }
 
 /// Whether this call is to fail.
-bool fails(Call call, const char* path, bool writing, size_t bytes = 0) {
+bool fails(Call call, const char* path, size_t bytes = 0) {
     const bool allocates = call == Call::allocate;
-    if (!inside || allocates != (plan.error == fault::kAllocations)) return false;
+    if (!fault::isCounting || allocates != (plan.error == fault::kAllocations)) return false;
     const bool ofTransfers = plan.error < 0 || plan.error == EINTR;
     if (ofTransfers && call != Call::read && call != Call::write) return false;
     ++counted;
@@ -61,76 +55,53 @@ bool fails(Call call, const char* path, bool writing, size_t bytes = 0) {
     if (outcome.hits++ == 0) {
         outcome.call = call;
         outcome.bytes = bytes;
-        outcome.writing = writing;
         std::snprintf(outcome.path, sizeof(outcome.path), "%s", path);
     }
     errno = allocates ? ENOMEM : plan.error;
     return true;
 }
 
-bool fails(Call call, int descriptor) {
-    return fails(call, file(descriptor).path, file(descriptor).writing);
-}
-
 /// How much of `size` a read() or write() is to transfer; -1 when it is to fail.
 ssize_t transferable(Call call, int descriptor, size_t size) {
-    if (!fails(call, descriptor)) return static_cast<ssize_t>(size);
+    if (!fails(call, pathOf(descriptor))) return static_cast<ssize_t>(size);
     if (plan.error == fault::kShort) return static_cast<ssize_t>(std::max<size_t>(1, size / 2));
     return plan.error == fault::kEnd ? 0 : -1;
 }
 
-int remember(int descriptor, const char* path, bool writing) {
-    if (descriptor < 0) return descriptor;
-    std::snprintf(file(descriptor).path, sizeof(outcome.path), "%s", path);
-    file(descriptor).writing = writing;
+int remember(int descriptor, const char* path) {
+    if (descriptor >= 0) std::snprintf(pathOf(descriptor), sizeof(outcome.path), "%s", path);
     return descriptor;
-}
-
-bool writes(int flags) {
-    return (flags & O_ACCMODE) != O_RDONLY;
 }
 
 mode_t modeOf(int flags, va_list arguments) {
     return (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
 }
 
-/// The C library's own function behind the one that this file defines.
-template <typename Function>
-Function* next(Function*& found, const char* function) {
-    if (!found) found = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, function));
-    return found;
-}
-#define NEXT(function)                    \
-    ([] {                                 \
-        static decltype(&function) found; \
-        return next(found, #function);    \
-    }())
-
 /// Where a device path lies; any other path stays as it is.
-class HostPath {
-public:
-    explicit HostPath(const char* path) : path_(path) {
-        for (const std::string_view device : {"/data/vendor/cameraserver", "/vendor/firmware"}) {
-            if (std::strncmp(path, device.data(), device.size()) != 0) continue;
-            std::snprintf(buffer_, sizeof(buffer_), "%s%s", root, path);
-            path_ = buffer_;
-        }
+const char* hostPath(const char* path) {
+    static char buffer[1500];
+    for (const std::string_view device : {"/data/vendor/cameraserver", "/vendor/firmware"}) {
+        if (std::strncmp(path, device.data(), device.size()) != 0) continue;
+        std::snprintf(buffer, sizeof(buffer), "%s%s", root, path);
+        return buffer;
     }
-    const char* get() const { return path_; }
-
-private:
-    const char* path_;
-    char buffer_[1500];
-};
+    return path;
+}
 
 }  // namespace
 
+/// The C library's own function behind the one that this file defines.
+#define NEXT(function) reinterpret_cast<decltype(&(function))>(dlsym(RTLD_NEXT, #function))
+
 namespace fault {
 
-std::string Outcome::text() const {
-    return "call kind " + std::to_string(static_cast<int>(call)) + ", path " + path + ", " +
-           std::to_string(bytes) + " bytes";
-}
+bool isCounting = false;
+long liveAllocations = 0;
+#if defined(TYK_ADDRESS_SANITIZED) || defined(TYK_THREAD_SANITIZED)
+const bool ownsMalloc = false;
+#else
+const bool ownsMalloc = true;
+#endif
 
 void setRoot(const std::string& folder) {
     std::snprintf(root, sizeof(root), "%s", folder.c_str());
@@ -140,54 +111,37 @@ void arm(const Plan& next) {
     plan = next;
     outcome = {};
     counted = 0;
-    inside = true;
+    isCounting = true;
 }
 
 Outcome disarm() {
-    inside = false;
+    isCounting = false;
     return outcome;
-}
-
-Outside::Outside() : before_(inside) {
-    inside = false;
-}
-
-Outside::~Outside() {
-    inside = before_;
-}
-
-long liveAllocations() {
-    return live;
 }
 
 }  // namespace fault
 
 extern "C" {
 
-int open(const char* path, int flags, ...) {
-    if (fails(Call::open, path, writes(flags))) return -1;
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = modeOf(flags, arguments);
-    va_end(arguments);
-    return remember(NEXT(open)(HostPath(path).get(), flags, mode), path, writes(flags));
-}
-
 int openat(int folder, const char* path, int flags, ...) {
-    if (fails(Call::open, path, writes(flags))) return -1;
+    if (fails(Call::open, path)) return -1;
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeOf(flags, arguments);
     va_end(arguments);
-    return remember(NEXT(openat)(folder, path, flags, mode), path, writes(flags));
+    return remember(NEXT(openat)(folder, hostPath(path), flags, mode), path);
 }
 
-FILE* fopen(const char* path, const char* mode) {
-    return fails(Call::fopen, path, false) ? nullptr : NEXT(fopen)(HostPath(path).get(), mode);
+int open(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeOf(flags, arguments);
+    va_end(arguments);
+    return openat(AT_FDCWD, path, flags, mode);
 }
 
 int fstat(int descriptor, struct stat* status) noexcept {
-    return fails(Call::fstat, descriptor) ? -1 : NEXT(fstat)(descriptor, status);
+    return fails(Call::fstat, pathOf(descriptor)) ? -1 : NEXT(fstat)(descriptor, status);
 }
 
 ssize_t read(int descriptor, void* data, size_t size) {
@@ -202,44 +156,36 @@ ssize_t write(int descriptor, const void* data, size_t size) {
 
 // The descriptor is gone all the same, as it is where the system reports a late write error.
 int close(int descriptor) {
-    const bool failed = fails(Call::close, descriptor);
+    const bool failed = fails(Call::close, pathOf(descriptor));
     const int result = NEXT(close)(descriptor);
     if (failed) errno = plan.error;
     return failed ? -1 : result;
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {
-    return fails(Call::mkdir, path, true) ? -1 : NEXT(mkdir)(HostPath(path).get(), mode);
+    return fails(Call::mkdir, path) ? -1 : NEXT(mkdir)(hostPath(path), mode);
 }
 
 int access(const char* path, int mode) noexcept {
-    return fails(Call::access, path, false) ? -1 : NEXT(access)(HostPath(path).get(), mode);
+    return fails(Call::access, path) ? -1 : NEXT(access)(hostPath(path), mode);
 }
 
 DIR* opendir(const char* path) {
-    if (fails(Call::opendir, path, false)) return nullptr;
-    remember(0, path, false);
-    return NEXT(opendir)(HostPath(path).get());
+    if (fails(Call::list, path)) return nullptr;
+    remember(0, path);
+    return NEXT(opendir)(hostPath(path));
 }
 
 dirent* readdir(DIR* folder) {
-    return fails(Call::readdir, 0) ? nullptr : NEXT(readdir)(folder);
+    return fails(Call::list, pathOf(0)) ? nullptr : NEXT(readdir)(folder);
 }
 
 }  // extern "C"
 
-bool fault::ownsMalloc() {
-#if defined(TYK_ADDRESS_SANITIZED) || defined(TYK_THREAD_SANITIZED)
-    return false;
-#else
-    return true;
-#endif
-}
-
 #if defined(TYK_ADDRESS_SANITIZED)
 
 void* operator new(size_t size) {
-    void* const memory = fails(Call::allocate, "", false, size) ? nullptr : std::malloc(size);
+    void* const memory = fails(Call::allocate, "", size) ? nullptr : std::malloc(size);
     if (!memory) throw std::bad_alloc();
     return memory;
 }
@@ -257,46 +203,33 @@ extern "C" {
 
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
 void* __libc_memalign(size_t alignment, size_t size);
 void __libc_free(void* memory);
 
 void* malloc(size_t size) {
-    void* const memory = fails(Call::allocate, "", false, size) ? nullptr : __libc_malloc(size);
-    live += memory ? 1 : 0;
+    void* const memory = fails(Call::allocate, "", size) ? nullptr : __libc_malloc(size);
+    fault::liveAllocations += memory ? 1 : 0;
     return memory;
 }
 
 void* calloc(size_t count, size_t size) {
-    const bool failed = fails(Call::allocate, "", false, count * size);
+    const bool failed = fails(Call::allocate, "", count * size);
     void* const memory = failed ? nullptr : __libc_calloc(count, size);
-    live += memory ? 1 : 0;
+    fault::liveAllocations += memory ? 1 : 0;
     return memory;
 }
 
-void* realloc(void* memory, size_t size) {
-    if (fails(Call::allocate, "", false, size)) return nullptr;
-    void* const moved = __libc_realloc(memory, size);
-    live += moved && !memory ? 1 : 0;
-    return moved;
-}
-
-void* aligned_alloc(size_t alignment, size_t size) {
-    const bool failed = fails(Call::allocate, "", false, size);
-    void* const memory = failed ? nullptr : __libc_memalign(alignment, size);
-    live += memory ? 1 : 0;
-    return memory;
-}
-
+// Where libc++ takes the memory of its exceptions from.
 int posix_memalign(void** memory, size_t alignment, size_t size) {
-    void* const allocated = aligned_alloc(alignment, size);
-    if (allocated) *memory = allocated;
-    return allocated ? 0 : ENOMEM;
+    if (fails(Call::allocate, "", size)) return ENOMEM;
+    *memory = __libc_memalign(alignment, size);
+    fault::liveAllocations += *memory ? 1 : 0;
+    return *memory ? 0 : ENOMEM;
 }
 
 void free(void* memory) {
     if (!memory) return;
-    --live;
+    --fault::liveAllocations;
     constexpr size_t kOverwritten = 4096;
     std::memset(memory, 0xdd, std::min(malloc_usable_size(memory), kOverwritten));
     __libc_free(memory);

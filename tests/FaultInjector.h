@@ -11,20 +11,7 @@
 
 namespace fault {
 
-enum class Call {
-    none,
-    access,
-    close,
-    fopen,
-    fstat,
-    mkdir,
-    open,
-    opendir,
-    read,
-    readdir,
-    write,
-    allocate
-};
+enum class Call { none, access, close, fstat, list, mkdir, open, read, write, allocate };
 
 constexpr int kShort = -1;       ///< no error: reads and writes transfer half of what they should
 constexpr int kEnd = -2;         ///< no error: they transfer nothing, as at the end of a file
@@ -42,34 +29,33 @@ struct Outcome {
     long hits;       ///< calls that failed
     Call call;       ///< the first of them; `none` when the plan met no call
     size_t bytes;    ///< of an allocation
-    bool writing;    ///< of an open() or what followed it
     char path[512];  ///< where there is one
-
-    std::string text() const;
 };
 
 void setRoot(const std::string& folder);
 void arm(const Plan& plan);
 Outcome disarm();
 
+extern bool isCounting;
+
 /// Keeps what the thread calls from counting.
 class Outside {
 public:
-    Outside();
-    ~Outside();
+    Outside() { isCounting = false; }
+    ~Outside() { isCounting = before_; }
     Outside(const Outside&) = delete;
     Outside& operator=(const Outside&) = delete;
 
 private:
-    bool before_;
+    const bool before_ = isCounting;
 };
 
 /// Whether malloc() and its kin are counted and fail. Under AddressSanitizer, whose own they are,
 /// only operator new fails; under ThreadSanitizer no allocation does.
-bool ownsMalloc();
+extern const bool ownsMalloc;
 
 /// Allocations of the process that were not freed yet; freed memory is overwritten, so that what
-/// still looks at it notices. 0 where !ownsMalloc().
-long liveAllocations();
+/// still looks at it notices. 0 where !ownsMalloc.
+extern long liveAllocations;
 
 }  // namespace fault

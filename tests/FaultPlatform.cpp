@@ -26,11 +26,10 @@ struct PoolBuffer {
 };
 PoolBuffer pool[16];
 
-const Tag* find(uint32_t id) {
-    for (const Tag& tag : device::kTags) {
-        if (tag.id == id) return &tag;
-    }
-    return nullptr;
+const Tag& find(uint32_t id) {
+    const Tag* tag = device::kTags;
+    while (tag->id != id) ++tag;
+    return *tag;
 }
 
 /// Bytes below 0x40 make unsigned numbers that fit signed ones and floats that are numbers.
@@ -55,23 +54,20 @@ bool isDumped(const Tag& tag, const void* expected, const void* value) {
 
 /// Of the scene record a replay carries what its three files hold, and zeros.
 bool isRebuilt(void* expected, const void* value) {
+    constexpr int kKept[][2] = {{400, 412},   {464, 6192},  {7060, 7064}, {7132, 7136},
+                                {7160, 7168}, {8452, 8468}, {8512, 0}};
     int at = 0;
-    for (const auto& kept : {std::pair{400, 412},
-                             {464, 6192},
-                             {7060, 7064},
-                             {7132, 7136},
-                             {7160, 7168},
-                             {8452, 8468},
-                             {8512, 0}}) {
-        std::memset(static_cast<char*>(expected) + at, 0, static_cast<size_t>(kept.first - at));
-        at = kept.second;
+    for (const auto& [begin, end] : kKept) {
+        std::memset(static_cast<char*>(expected) + at, 0, static_cast<size_t>(begin - at));
+        at = end;
     }
     return std::memcmp(value, expected, 8512) == 0;
 }
 
-void publish(bool isRight) {
+int publish(bool isRight) {
     ++device::record.published;
     device::record.wrong += isRight ? 0 : 1;
+    return 0;
 }
 
 }  // namespace
@@ -86,10 +82,10 @@ std::string valueOf(const Tag& tag, uint32_t sofId) {
     return bytes;
 }
 
-std::vector<tyk::Buffer*> buffersOut() {
-    std::vector<tyk::Buffer*> out;
+std::set<tyk::Buffer*> buffersOut() {
+    std::set<tyk::Buffer*> out;
     for (PoolBuffer& entry : pool) {
-        if (entry.out) out.push_back(&entry.buffer);
+        if (entry.out) out.insert(&entry.buffer);
     }
     return out;
 }
@@ -113,11 +109,11 @@ void ParamSet::getTagInfo(std::map<unsigned int, tag_info_t>& table) {
 }
 
 int ParamSet::getSize(unsigned int tag) {
-    return static_cast<int>(find(tag)->bytes);
+    return static_cast<int>(find(tag).bytes);
 }
 
 int ParamSet::getParam(unsigned int, int, unsigned int sofId, unsigned int id, void* dst) {
-    const Tag& tag = *find(id);
+    const Tag& tag = find(id);
     BlockParamDesc block{blocks[id % 2], tag.bytes};
     fill(tag.isBlock ? block.data : dst, tag, sofId);
     if (tag.isBlock) std::memcpy(dst, &block, sizeof(block));
@@ -127,15 +123,10 @@ int ParamSet::getParam(unsigned int, int, unsigned int sofId, unsigned int id, v
 int ParamSet::setParam(unsigned int, int, unsigned int sofId, unsigned int id, void* data) {
     const uint32_t size[] = {320, 240};
     unsigned char expected[kMostBytes];
-    if (id == 8208) {
-        publish(std::memcmp(data, size, sizeof(size)) == 0);
-    } else if (id == 8198) {
-        publish(*static_cast<unsigned char*>(data) == 95);
-    } else {
-        fill(expected, *find(id), sofId);
-        publish(isDumped(*find(id), expected, data));
-    }
-    return 0;
+    if (id == 8208) return publish(std::memcmp(data, size, sizeof(size)) == 0);
+    if (id == 8198) return publish(*static_cast<unsigned char*>(data) == 95);
+    fill(expected, find(id), sofId);
+    return publish(isDumped(find(id), expected, data));
 }
 
 BufferManager* BufferManager::createInstance() {
@@ -171,11 +162,9 @@ void registerPsTag() {}
 
 int setPsParam(unsigned int, int, unsigned int sofId, unsigned int id, void* data) {
     unsigned char expected[kMostBytes];
-    fill(expected, *find(id), sofId);
-    const char* const copy = "tyksimulation/mfnr5.2.xml";
-    publish(id == 2118 ? isRebuilt(expected, data)
-                       : std::strcmp(static_cast<char*>(data), copy) == 0);
-    return 0;
+    fill(expected, find(id), sofId);
+    if (id == 2118) return publish(isRebuilt(expected, data));
+    return publish(std::strcmp(static_cast<char*>(data), "tyksimulation/mfnr5.2.xml") == 0);
 }
 
 LogMessage::LogMessage(const char*, int messageLevel) {

@@ -8,8 +8,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
-#include <vector>
 
 namespace device {
 
@@ -40,6 +40,6 @@ inline void forget() {
 }
 
 /// The buffers that are out of the pool.
-std::vector<tyk::Buffer*> buffersOut();
+std::set<tyk::Buffer*> buffersOut();
 
 }  // namespace device

@@ -3,7 +3,6 @@
 #include "tests/FullDiskMount.h"
 #include "tests/TestDevice.h"
 
-#include <cstring>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -129,35 +128,6 @@ TEST_F(HostileTree, KindsOfEntriesInAFrame) {
     }
 }
 
-TEST_F(HostileTree, NamesInAFrame) {
-    const std::string longest(255, 'x');
-    const std::string names[] = {longest,
-                                 "FCPDT_1_0_0_0_" + longest.substr(0, 237) + ".bin",
-                                 "FCWH_1_0_4_4_" + longest.substr(0, 238) + ".yuv",
-                                 "FCPDT_%n_%s_%n_0_%s%s%s%n.bin",
-                                 "FCPDT_1_0_0_0_\xff\xfe\x80.bin",
-                                 "FCWH_1_0_65536_65536_nv21.yuv",
-                                 "FCWH_1_0_40000_20000_nv21.yuv",
-                                 "FCWH_1_0_2147483647_2147483647_nv21.yuv",
-                                 "FCWH_1_0_-8_-8_nv21.yuv",
-                                 "FCWH_1_0_-2147483648_-1_nv21.yuv",
-                                 "\xc3\x28\xf0.yuv",
-                                 "\n",
-                                 "..."};
-    for (const std::string& name : names) {
-        for (const Loader loader : kLoaders) {
-            SCOPED_TRACE(name + ", loader " + std::to_string(loader));
-            restart();
-            write(at + "/" + name, "0123456789");
-            load(loader);
-            // Only a buffer that the pool refuses ends the frame.
-            EXPECT_TRUE(pipe.frameQueue.empty() ? name.find("FCWH_") == 0
-                                                : count(published(), "0/0/9/7 3132333435363738"));
-            expectNextFrameRight(loader);
-        }
-    }
-}
-
 TEST_F(HostileTree, TenThousandOfEach) {
     const MemoryDisk disk(root);  // on some others, removing folders takes long
     restart();
@@ -180,38 +150,37 @@ TEST_F(HostileTree, TenThousandOfEach) {
 TEST_F(HostileTree, FilesThatGoAndShrinkMeanwhile) {
     const struct {
         Loader loader;
-        const char* name;
+        const char* name;  // "" is the frame itself
         const char* line;
-        const char* gone;    // what is reported when the file has gone
-        const char* shrunk;  // when it has three bytes left
+        bool goes;           // or else has three bytes left
+        const char* report;  // "" where nothing need be said
     } cases[] = {
-        {kParamLoader, "FCPDT_1_0_0_0_other_tag.bin", "E name FCPDT_1", "getBinSize", ""},
-        {kFolderLoader, "FCPDT_1_0_0_1_block.bin", "malloc block param buffer", "", ""},
-        {kImageLoader, "FCWH_1_0_8_8_nv21.yuv", "get img", "open failed", ""},
-        {kFolderLoader, "iSceneInfo.xml", "E name", "not parsed", "not parsed"},
-        {kFolderLoader, "", "E name", "", ""},
-    };
+        {kParamLoader, "FCPDT_1_0_0_0_other_tag.bin", "E name FCPDT_1", true, "getBinSize"},
+        {kParamLoader, "FCPDT_1_0_0_0_other_tag.bin", "E name FCPDT_1", false, ""},
+        {kFolderLoader, "FCPDT_1_0_0_1_block.bin", "malloc block param buffer", true, ""},
+        {kFolderLoader, "FCPDT_1_0_0_1_block.bin", "malloc block param buffer", false, ""},
+        {kImageLoader, "FCWH_1_0_8_8_nv21.yuv", "get img", true, "open failed"},
+        {kImageLoader, "FCWH_1_0_8_8_nv21.yuv", "get img", false, ""},
+        {kFolderLoader, "iSceneInfo.xml", "E name", true, "not parsed"},
+        {kFolderLoader, "iSceneInfo.xml", "E name", false, "not parsed"},
+        {kFolderLoader, "", "E name", true, ""}};
     for (const auto& test : cases) {
-        for (const bool goes : {true, false}) {
-            SCOPED_TRACE(std::string(test.name) + (goes ? " goes" : " shrinks"));
-            restart();
-            const std::string path = host(at + "/" + test.name);
-            if (*test.name) write(at + "/" + test.name, std::string(96, 'x'));
-            Strings reports;
-            bool changed = false;
-            tykhost::takeLogLines([&](const tykhost::LogLine& line) {
-                if (line.level == 1) reports.push_back(line.text);
-                if (changed || line.text.find(test.line) != 0) return;
-                changed = true;
-                if (goes) fs::remove_all(path);
-                if (!goes && *test.name) fs::resize_file(path, 3);
-            });
-            load(test.loader);
-            tykhost::takeLogLines(nullptr);
-            EXPECT_TRUE(changed);
-            EXPECT_GT(count(reports, goes ? test.gone : test.shrunk),
-                      *(goes ? test.gone : test.shrunk) ? 0 : -1);
-        }
+        SCOPED_TRACE(std::string(test.name) + (test.goes ? " goes" : " shrinks"));
+        restart();
+        const std::string path = host(at + "/" + test.name);
+        if (*test.name) write(at + "/" + test.name, std::string(96, 'x'));
+        Strings reports;
+        bool changed = false;
+        tykhost::takeLogLines([&](const tykhost::LogLine& line) {
+            if (line.level == 1) reports.push_back(line.text);
+            if (changed || line.text.find(test.line) != 0) return;
+            changed = true;
+            test.goes ? void(fs::remove_all(path)) : fs::resize_file(path, 3);
+        });
+        load(test.loader);
+        tykhost::takeLogLines(nullptr);
+        EXPECT_TRUE(changed);
+        EXPECT_TRUE(*test.report == 0 || count(reports, test.report) > 0);
     }
 }
 
@@ -252,8 +221,16 @@ TEST_F(HostileTree, Configurations) {
     for (int i = 0; i < 500000; ++i) deep += "<a>";
     std::string many = "<dumpconfig><common>";
     while (many.size() < 15U << 20) many += "<tag/>";
-    const auto expectRefused = [this](const std::string& what) {
-        SCOPED_TRACE(what.substr(0, 40));
+    const Strings wrong = {deep,
+                           many,
+                           std::string(17U << 20, ' '),
+                           std::string(1000, '\0'),
+                           "\xff\xfe<",
+                           "<dumpconfig><common><tag value='&#0;&x;'/></common>"};
+    for (size_t i = 0; i < wrong.size() + std::size(kKinds); ++i) {
+        SCOPED_TRACE(i);
+        if (i < wrong.size()) write(pipe.configPath, wrong[i]);
+        if (i >= wrong.size()) make(kKinds[i - wrong.size()], host(pipe.configPath));
         pipe.init(0);
         EXPECT_EQ(count(texts(), "Document not parsed successfully!"), 1);
         pipe.dumpParam(1, 1, 0);
@@ -262,17 +239,6 @@ TEST_F(HostileTree, Configurations) {
         pipe.init(0);
         pipe.dumpParam(1, 2, 0);
         EXPECT_EQ(names(pipe.currentFramePath), Strings({"FCPDT_2_0_0_0_plain.bin"}));
-    };
-    for (const Kind kind : kKinds) {
-        make(kind, host(pipe.configPath));
-        expectRefused("kind " + std::to_string(kind));
-    }
-    for (const std::string& text :
-         {deep, many, std::string(17U << 20, ' '), std::string(1000, '\0'),
-          std::string("\xff\xfe<"),
-          std::string("<dumpconfig><common><tag value='&#0;&x;'/></common>")}) {
-        write(pipe.configPath, text);
-        expectRefused(text);
     }
 }
 
@@ -334,7 +300,7 @@ TEST_F(HostileTree, DumpTypesThatAreNotTheTags) {
     const BlockParamDesc nowhere{nullptr, 100};
     const std::string block(64, 'b');
     pipe.dumpTagList.clear();
-    for (const tykhost::TagSpec& tag : tykhost::tagTable()) {
+    for (const tykhost::TagEntry& tag : tykhost::tagTable()) {
         if (tag.size > 512000) continue;
         tykhost::setLiveValue(0, tag.id, &nowhere, sizeof(nowhere));
         for (const int type : {0, 1, 2, -1}) {

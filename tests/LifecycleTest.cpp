@@ -5,8 +5,6 @@
 
 #include <sys/stat.h>
 
-static_assert(sizeof(PipelineSimulation::tagInfo) == 20);
-static_assert(sizeof(PipelineSimulation::imageInfo) == 40);
 static_assert(sizeof(PipelineSimulation::FrameData) == 32);
 
 namespace {

@@ -37,7 +37,7 @@ void checkConfiguration(const std::string& path, const std::string& content) {
 }
 
 /// The default table as the file that keeps it, written by the table's own writer.
-void writeTags(const std::string& path, const std::vector<tykhost::TagSpec>& tags) {
+void writeTags(const std::string& path, const std::vector<tykhost::TagEntry>& tags) {
     const std::string temporary = path + ".new";
     std::string error;
     if (!tykhost::writeTagTable(temporary, tags, error)) {
@@ -53,8 +53,8 @@ std::string tagTablePath(const std::string& root) {
     return root + "/tags.xml";
 }
 
-std::vector<tykhost::TagSpec> readTags(const std::string& path) {
-    std::vector<tykhost::TagSpec> tags;
+std::vector<tykhost::TagEntry> readTags(const std::string& path) {
+    std::vector<tykhost::TagEntry> tags;
     std::string error;
     if (!tykhost::readTagTable(path, tags, error)) throw Failure(error);
     return tags;

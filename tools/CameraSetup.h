@@ -13,7 +13,7 @@ namespace tyksim {
 std::string tagTablePath(const std::string& root);
 
 /// Reads a tag table. Failure when it is none.
-std::vector<tykhost::TagSpec> readTags(const std::string& path);
+std::vector<tykhost::TagEntry> readTags(const std::string& path);
 
 /// What a simulated camera below a device root works with. What the user brings replaces what is
 /// there, what is there is kept, and where there is nothing a default is used.
@@ -24,7 +24,7 @@ public:
     CameraSetup(const std::string& root, int pipe, const std::string& tagsFile,
                 const std::string& configFile);
 
-    const std::vector<tykhost::TagSpec>& tags() const { return tags_; }
+    const std::vector<tykhost::TagEntry>& tags() const { return tags_; }
 
     /// Makes the root's folders and files, and says which table and configuration are used.
     void install() const;
@@ -47,7 +47,7 @@ private:
     std::string root_;
     Part tagTable_;
     Part configuration_;
-    std::vector<tykhost::TagSpec> tags_;
+    std::vector<tykhost::TagEntry> tags_;
 };
 
 }  // namespace tyksim

@@ -7,25 +7,25 @@ namespace tyksim {
 
 namespace {
 
+using tykhost::TagEntry;
 using tykhost::TagKind;
-using tykhost::TagSpec;
 
 /// The entry of a tag in the configuration; a node's section names tags in another attribute.
-std::string configurationEntry(const TagSpec& tag, const char* indent, const char* attribute) {
+std::string configurationEntry(const TagEntry& tag, const char* indent, const char* attribute) {
     const int dumpType = tag.kind == TagKind::block ? 1 : 0;
     return text(indent, "<tag ", attribute, "=\"", tag.name, "\">\n", indent,
                 "  <pipe>SNAPSHOT_TYPE</pipe>\n", indent, "  <dumpType>", dumpType, "</dumpType>\n",
                 indent, "</tag>\n");
 }
 
-std::string configurationNode(const TagSpec& tag, const char* node) {
+std::string configurationNode(const TagEntry& tag, const char* node) {
     return text("    <node name=\"", node, "\">\n", configurationEntry(tag, "      ", "name"),
                 "    </node>\n");
 }
 
 }  // namespace
 
-std::vector<TagSpec> defaultTags() {
+std::vector<TagEntry> defaultTags() {
     return {
         {kSceneTag, kSceneTagName, kSceneRecordBytes, TagKind::fixed},
         {4097, "KELV_TAG_EXPOSURE_TIME", 8, TagKind::fixed},
@@ -48,9 +48,9 @@ std::vector<TagSpec> defaultTags() {
     };
 }
 
-std::string defaultConfiguration(const std::vector<TagSpec>& tags) {
+std::string defaultConfiguration(const std::vector<TagEntry>& tags) {
     std::string common, pipeline;
-    for (const TagSpec& tag : tags) {
+    for (const TagEntry& tag : tags) {
         if (tag.id == kSceneTag) {
             pipeline += configurationNode(tag, "scene_detection");
         } else if (tag.id == kMfnrTag) {

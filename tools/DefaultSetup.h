@@ -10,11 +10,11 @@ namespace tyksim {
 
 /// A table of tags as a camera has them: values of a few bytes up to 4 KiB, blocks up to 128 KiB,
 /// and the tags that the library treats by themselves.
-std::vector<tykhost::TagSpec> defaultTags();
+std::vector<tykhost::TagEntry> defaultTags();
 
 /// A dump configuration, as the text of an XML file, that dumps every tag of `tags` on the pipe
 /// type of snapshots.
-std::string defaultConfiguration(const std::vector<tykhost::TagSpec>& tags);
+std::string defaultConfiguration(const std::vector<tykhost::TagEntry>& tags);
 
 /// A tuning file of the MFNR stage.
 struct TuningFile {

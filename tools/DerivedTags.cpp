@@ -16,8 +16,8 @@ namespace tyksim {
 namespace {
 
 namespace fs = std::filesystem;
+using tykhost::TagEntry;
 using tykhost::TagKind;
-using tykhost::TagSpec;
 
 constexpr uint32_t kFirstFreeId = 1048576;  ///< beyond the ids that are taken
 
@@ -65,19 +65,19 @@ void noteTask(const std::string& task, SeenTags& seen) {
 }
 
 /// The tags that a replay needs by their ids.
-bool isNeeded(const TagSpec& tag) {
+bool isNeeded(const TagEntry& tag) {
     return tag.id == kSceneTag || tag.id == kMfnrTag || tag.id == kStreamSizeTag ||
            tag.id == kStreamQualityTag;
 }
 
 }  // namespace
 
-std::vector<TagSpec> deriveTags(const Tree& tree) {
+std::vector<TagEntry> deriveTags(const Tree& tree) {
     SeenTags seen;
     for (const std::string& task : tree.tasks) noteTask(task, seen);
-    std::vector<TagSpec> tags;
+    std::vector<TagEntry> tags;
     std::map<std::string, uint32_t> knownIds;
-    for (const TagSpec& tag : defaultTags()) {
+    for (const TagEntry& tag : defaultTags()) {
         knownIds[tag.name] = tag.id;
         if (!isNeeded(tag)) continue;
         tags.push_back(tag);

@@ -15,8 +15,8 @@ namespace tyksim {
 namespace {
 
 using tykhost::PublishedValue;
+using tykhost::TagEntry;
 using tykhost::TagKind;
-using tykhost::TagSpec;
 
 /// The name table that a folder replay publishes: one entry, the tuning file's copy.
 std::vector<uint8_t> expectedTuningTable() {
@@ -42,7 +42,7 @@ std::vector<uint8_t> expectedTuningTable() {
 FrameVerifier::FrameVerifier(PipelineSimulation& simulation, Entry entry, bool images,
                              Findings& findings)
     : simulation_(simulation), entry_(entry), images_(images), findings_(findings) {
-    for (TagSpec& tag : tykhost::tagTable()) tags_.emplace(tag.id, std::move(tag));
+    for (TagEntry& tag : tykhost::tagTable()) tags_.emplace(tag.id, std::move(tag));
 }
 
 void FrameVerifier::verify(const FrameFolder& frame, const Delivery& delivery) {
@@ -68,7 +68,7 @@ void FrameVerifier::verify(const FrameFolder& frame, const Delivery& delivery) {
 
 void FrameVerifier::verifyParameter(const FrameFile& file) {
     const std::string path = frame_->path + "/" + file.name;
-    const TagSpec* const tag = findTag(file.tag.tag);
+    const TagEntry* const tag = findTag(file.tag.tag);
     if (!tag) {
         report(path, "its tag is not in the tag table, so the parameter-set service refused it");
         return;
@@ -90,7 +90,7 @@ void FrameVerifier::verifyParameter(const FrameFile& file) {
     }
 }
 
-void FrameVerifier::verifyFixed(const std::string& path, const FrameFile& file, const TagSpec& tag,
+void FrameVerifier::verifyFixed(const std::string& path, const FrameFile& file, const TagEntry& tag,
                                 const PublishedValue& value) {
     if (file.size != static_cast<uint64_t>(tag.size)) {
         report(path, text("expected ", tag.size, " bytes, the size of tag ", tag.name, ", found ",
@@ -209,7 +209,7 @@ void FrameVerifier::verifyImage(const FrameFile& file, const tyk::Buffer& buffer
     compare(path, arrived.data, size);
 }
 
-const TagSpec* FrameVerifier::findTag(uint32_t tag) const {
+const TagEntry* FrameVerifier::findTag(uint32_t tag) const {
     const auto found = tags_.find(tag);
     return found == tags_.end() ? nullptr : &found->second;
 }

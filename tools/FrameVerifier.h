@@ -33,7 +33,7 @@ public:
 
 private:
     void verifyParameter(const FrameFile& file);
-    void verifyFixed(const std::string& path, const FrameFile& file, const tykhost::TagSpec& tag,
+    void verifyFixed(const std::string& path, const FrameFile& file, const tykhost::TagEntry& tag,
                      const tykhost::PublishedValue& value);
     void verifyBlock(const std::string& path, const FrameFile& file,
                      const tykhost::PublishedValue& value);
@@ -46,7 +46,7 @@ private:
     void verifyImages();
     void verifyImage(const FrameFile& file, const tyk::Buffer& buffer);
 
-    const tykhost::TagSpec* findTag(uint32_t tag) const;
+    const tykhost::TagEntry* findTag(uint32_t tag) const;
     const tykhost::PublishedValue* take(int32_t pipe, uint32_t camera, uint32_t sof, uint32_t tag);
     const FrameFile* sceneParameterFile() const;
     uint32_t camera() const { return static_cast<uint32_t>(simulation_.camId); }
@@ -57,7 +57,7 @@ private:
     const Entry entry_;
     const bool images_;
     Findings& findings_;
-    std::map<uint32_t, tykhost::TagSpec> tags_;
+    std::map<uint32_t, tykhost::TagEntry> tags_;
     uint64_t comparedFiles_ = 0;
     uint64_t comparedBytes_ = 0;
 

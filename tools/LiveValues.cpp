@@ -14,8 +14,8 @@ namespace tyksim {
 
 namespace {
 
+using tykhost::TagEntry;
 using tykhost::TagKind;
-using tykhost::TagSpec;
 using Bytes = std::vector<uint8_t>;
 
 /// Bytes that look like data and are the same for the same tag and frame at every run.
@@ -136,7 +136,7 @@ constexpr Maker kMakers[] = {
     {"KELV_TAG_TONE_CURVE", toneCurve},
 };
 
-Bytes fixedValue(const TagSpec& tag, const FrameFacts& facts) {
+Bytes fixedValue(const TagEntry& tag, const FrameFacts& facts) {
     if (tag.id == kSceneTag) return sceneRecord(facts);
     if (tag.id == kMfnrTag) return tuningNames(facts);
     for (const Maker& maker : kMakers) {
@@ -146,7 +146,7 @@ Bytes fixedValue(const TagSpec& tag, const FrameFacts& facts) {
 }
 
 /// Blocks shrink by a sixteenth per frame to a little over half, and start again.
-size_t blockSize(const TagSpec& tag, int number) {
+size_t blockSize(const TagEntry& tag, int number) {
     const auto usual = static_cast<size_t>(tag.size);
     return std::max<size_t>(1, usual - usual / 16 * static_cast<size_t>(number % 8));
 }
@@ -163,11 +163,11 @@ FrameFacts makeFrameFacts(int number, int width, int height, const ExifFacts& ex
             exif.biasEv.value_or(static_cast<float>(number % 5 - 2) / 2.0F)};
 }
 
-LiveValues::LiveValues(std::vector<TagSpec> tags, std::set<uint32_t> cameras)
+LiveValues::LiveValues(std::vector<TagEntry> tags, std::set<uint32_t> cameras)
     : tags_(std::move(tags)), cameras_(std::move(cameras)) {}
 
 void LiveValues::set(const FrameFacts& facts) {
-    for (const TagSpec& tag : tags_) {
+    for (const TagEntry& tag : tags_) {
         const bool block = tag.kind == TagKind::block;
         const Bytes value = block ? noise(tag.id, facts.number, blockSize(tag, facts.number))
                                   : fixedValue(tag, facts);

@@ -31,7 +31,7 @@ FrameFacts makeFrameFacts(int number, int width, int height, const ExifFacts& ex
 class LiveValues {
 public:
     /// `tags` is the table in force; `cameras` are those whose values are asked for.
-    LiveValues(std::vector<tykhost::TagSpec> tags, std::set<uint32_t> cameras);
+    LiveValues(std::vector<tykhost::TagEntry> tags, std::set<uint32_t> cameras);
 
     /// Sets the values of one frame.
     void set(const FrameFacts& facts);
@@ -40,7 +40,7 @@ public:
     size_t size(uint32_t tag) const;
 
 private:
-    std::vector<tykhost::TagSpec> tags_;
+    std::vector<tykhost::TagEntry> tags_;
     std::set<uint32_t> cameras_;
     std::map<uint32_t, size_t> sizes_;
 };

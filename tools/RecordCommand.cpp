@@ -27,8 +27,8 @@ namespace tyksim {
 
 namespace {
 
+using tykhost::TagEntry;
 using tykhost::TagKind;
-using tykhost::TagSpec;
 
 constexpr int kDumpMode = 0;
 constexpr uint32_t kOfTheFrame = UINT32_MAX;
@@ -163,7 +163,7 @@ private:
         }
         const auto known =
             std::find_if(setup_.tags().begin(), setup_.tags().end(),
-                         [id = info.tag](const TagSpec& tag) { return tag.id == id; });
+                         [id = info.tag](const TagEntry& tag) { return tag.id == id; });
         const int expected = known->kind == TagKind::block ? 1 : 0;
         const bool dumped = info.dumpType == 0 || info.dumpType == 1;
         if (!dumped || info.dumpType == expected) return;

@@ -100,16 +100,16 @@ public:
     }
 
 private:
-    std::vector<tykhost::TagSpec> chooseTags() const {
+    std::vector<tykhost::TagEntry> chooseTags() const {
         const std::string beside = tree_.root.empty() ? "" : tagTablePath(tree_.root);
         const bool found = !beside.empty() && isThere(beside);
         if (!options_.tagsFile.empty() || found) {
             const std::string& path = options_.tagsFile.empty() ? beside : options_.tagsFile;
-            std::vector<tykhost::TagSpec> tags = readTags(path);
+            std::vector<tykhost::TagEntry> tags = readTags(path);
             printNote("tag table: " + path);
             return tags;
         }
-        std::vector<tykhost::TagSpec> tags = deriveTags(tree_);
+        std::vector<tykhost::TagEntry> tags = deriveTags(tree_);
         printNote(text("tag table: none found; ", tags.size(),
                        " tags derived from the file names (ids are made up, but for well-known "
                        "names)"));
