@@ -128,6 +128,35 @@ TEST_F(HostileTree, KindsOfEntriesInAFrame) {
     }
 }
 
+TEST_F(HostileTree, NamesInAFrame) {
+    const std::string longest(255, 'x');
+    const std::string names[] = {longest,
+                                 "FCPDT_1_0_0_0_" + longest.substr(0, 237) + ".bin",
+                                 "FCWH_1_0_4_4_" + longest.substr(0, 238) + ".yuv",
+                                 "FCPDT_%n_%s_%n_0_%s%s%s%n.bin",
+                                 "FCPDT_1_0_0_0_\xff\xfe\x80.bin",
+                                 "FCWH_1_0_65536_65536_nv21.yuv",
+                                 "FCWH_1_0_40000_20000_nv21.yuv",
+                                 "FCWH_1_0_2147483647_2147483647_nv21.yuv",
+                                 "FCWH_1_0_-8_-8_nv21.yuv",
+                                 "FCWH_1_0_-2147483648_-1_nv21.yuv",
+                                 "\xc3\x28\xf0.yuv",
+                                 "\n",
+                                 "..."};
+    for (const std::string& name : names) {
+        for (const Loader loader : kLoaders) {
+            SCOPED_TRACE(name + ", loader " + std::to_string(loader));
+            restart();
+            write(at + "/" + name, "0123456789");
+            load(loader);
+            // Only a buffer that the pool refuses ends the frame.
+            EXPECT_TRUE(pipe.frameQueue.empty() ? name.find("FCWH_") == 0
+                                                : count(published(), "0/0/9/7 3132333435363738"));
+            expectNextFrameRight(loader);
+        }
+    }
+}
+
 TEST_F(HostileTree, TenThousandOfEach) {
     const MemoryDisk disk(root);  // on some others, removing folders takes long
     restart();
