@@ -16,4 +16,8 @@ using Action = std::function<ExitStatus()>;
 Action defineRecord(CLI::App& verb);
 Action defineReplay(CLI::App& verb);
 
+/// Adds the option that every verb has: which of the library's log lines are shown. `level` brings
+/// the default, takes the value, and must outlive the reading of the options.
+void addLogLevel(CLI::App& verb, int& level);
+
 }  // namespace tyksim

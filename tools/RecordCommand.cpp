@@ -295,11 +295,7 @@ Action defineRecord(CLI::App& verb) {
                          kDumpProperty, "=1)"))
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
-    verb.add_option("--log-level", options->logLevel,
-                    "Library log lines to show: 0 none, 1 failures, 3 and more details")
-        ->check(CLI::Range(0, 5))
-        ->envname("TYKSIM_LOG_LEVEL")
-        ->capture_default_str();
+    addLogLevel(verb, options->logLevel);
     verb.footer(kFooter);
     return [options] {
         settle(*options);

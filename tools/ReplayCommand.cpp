@@ -310,11 +310,7 @@ Action defineReplay(CLI::App& verb) {
     verb.add_flag("--verify", options->verify, "Compare what arrives with the tree's files");
     verb.add_flag("--show-scene", options->showScene,
                   "Print the named fields of every scene record that arrives");
-    verb.add_option("--log-level", options->logLevel,
-                    "Library log lines to show: 0 none, 1 failures, 3 and more details")
-        ->check(CLI::Range(0, 5))
-        ->envname("TYKSIM_LOG_LEVEL")
-        ->capture_default_str();
+    addLogLevel(verb, options->logLevel);
     verb.footer(kFooter);
     return [options] {
         if (options->camera && options->entry == Entry::frame) {
