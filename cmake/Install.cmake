@@ -1,22 +1,16 @@
-# What `cmake --install` and CPack ship: the library and its headers, the host platform, tyksim, a
-# CMake package and pkg-config files.
+# What `cmake --install` brings: the library with its headers, the host platform, files for CMake and
+# pkg-config, documents and examples, and tyksim with its manual and its completion.
 include(CMakePackageConfigHelpers)
 
-set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/pipelinesimulation)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/pipelinesimulation)
-
-install(FILES core/Export.h core/PipelineSimMgr.h core/PipelineSimulation.h
-        DESTINATION ${header_folder}/core)
-install(FILES replay/BlockParamDesc.h DESTINATION ${header_folder}/replay)
-install(DIRECTORY platform DESTINATION ${header_folder} FILES_MATCHING PATTERN "*.h")
 set(installed_targets pipelinesimulation)
+set(pkgconfig_files pipelinesimulation)
 if(TYK_BUILD_DESKTOP)
-    install(DIRECTORY host DESTINATION ${header_folder} FILES_MATCHING PATTERN "*.h"
-            PATTERN "DevicePath.h" EXCLUDE PATTERN "Immortal.h" EXCLUDE)
     list(APPEND installed_targets tykhost tykhost_objects)
-    install(TARGETS tyksim)
+    list(APPEND pkgconfig_files tykhost)
 endif()
-install(TARGETS ${installed_targets} EXPORT pipelinesimulationTargets)
+install(TARGETS ${installed_targets} EXPORT pipelinesimulationTargets
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pipelinesimulation)
 install(EXPORT pipelinesimulationTargets NAMESPACE pipelinesimulation::
         DESTINATION ${package_folder})
 
@@ -28,23 +22,22 @@ install(FILES ${PROJECT_BINARY_DIR}/pipelinesimulationConfig.cmake
               ${PROJECT_BINARY_DIR}/pipelinesimulationConfigVersion.cmake
         DESTINATION ${package_folder})
 
-set(pkgconfig_files pipelinesimulation)
-if(TYK_BUILD_DESKTOP)
-    list(APPEND pkgconfig_files tykhost)
-endif()
+# An installed copy may be moved: everything is found from where something else lies.
+file(RELATIVE_PATH from_pkgconfig_to_prefix
+     /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 foreach(name IN LISTS pkgconfig_files)
     configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${name}.pc
             DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_VENDOR "pipelinesimulation")
-set(CPACK_PACKAGE_CONTACT "The pipelinesimulation maintainers <maintainers@localhost>")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libpugixml-dev")
-include(CPack)
+install(FILES README.md CONTRIBUTING.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        PATTERN "Doxyfile" EXCLUDE PATTERN ".clang-tidy" EXCLUDE PATTERN "*.py" EXCLUDE)
+
+if(TYK_BUILD_TOOL)
+    file(RELATIVE_PATH from_bin_to_lib
+         /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(tyksim PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
+    install(TARGETS tyksim)
+endif()

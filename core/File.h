@@ -1,52 +1,74 @@
 // Files as the library uses them: one transfer from or to memory, without a buffer in between.
 //
-// Opening never waits: a FIFO that nobody serves would otherwise hold up the camera for ever.
+// Opening does not wait: a FIFO that nobody serves would otherwise hold up the camera for ever.
+// Only for a regular file that another process holds a lease on it waits, as every open does, until
+// the lease is given back or the system takes it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <utility>
 
-/// A folder whose files are opened by name: the path to it is walked once, not once per file.
-class Folder {
+/// Closes what it holds.
+class Descriptor {
 public:
-    explicit Folder(const char* path);
-    ~Folder();
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
+    explicit Descriptor(int number = -1) : number_(number) {}
+    ~Descriptor() { close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+
+    bool isOpen() const { return number_ >= 0; }
+    int number() const { return number_; }
+    void close();
 
 private:
-    friend class InputFile;
-    int descriptor_;
+    int number_;
+};
+
+/// A folder whose files are opened by their names in it, so that the path to it is walked once and
+/// not once a file. It costs a descriptor from the first file on.
+class Folder {
+public:
+    explicit Folder(std::string path) : path_(std::move(path)) {}
+
+    /// open() of a file's whole path. Where the file does not lie in the folder, or there is no
+    /// descriptor to spare for the folder, the whole path is walked.
+    int open(const char* path, int flags);
+
+    /// Gives the descriptor back; the next file takes one again.
+    void rest() { descriptor_.close(); }
+
+private:
+    const std::string path_;
+    Descriptor descriptor_;
 };
 
 /// A regular file open for reading. Anything else (folder, FIFO, device) counts as a file that
 /// cannot be opened: its length says nothing about what it would deliver.
 class InputFile {
 public:
-    explicit InputFile(const char* path);
+    /// `folder`, where it is not null, is used to open the file, and not kept.
+    explicit InputFile(const char* path, Folder* folder = nullptr);
 
-    /// The file `name` in `folder`. In a folder that could not be opened there is none.
-    InputFile(const Folder& folder, const char* name);
-    ~InputFile();
-    InputFile(const InputFile&) = delete;
-    InputFile& operator=(const InputFile&) = delete;
-
-    bool isOpen() const { return descriptor_ >= 0; }
+    bool isOpen() const { return descriptor_.isOpen(); }
 
     /// Length in bytes when it was opened; 0 when it is not open.
     int64_t size() const { return size_; }
 
     /// Reads up to `size` bytes from where the last read ended and returns how many came: fewer at
-    /// the end of the file and after an error.
+    /// the end of the file and at an error, none after one.
     size_t read(void* data, size_t size);
 
     /// Whether a read ended because of an error.
     bool failed() const { return failed_; }
 
 private:
-    void examine();
-
-    int descriptor_;
+    Descriptor descriptor_;
     int64_t size_ = 0;
     bool failed_ = false;
 };
@@ -54,18 +76,16 @@ private:
 /// A file open for writing, made or emptied.
 class OutputFile {
 public:
-    explicit OutputFile(const char* path);
-    ~OutputFile();
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
+    /// `folder`, where it is not null, is used to open the file, and not kept.
+    explicit OutputFile(const char* path, Folder* folder = nullptr);
 
-    bool isOpen() const { return descriptor_ >= 0; }
+    bool isOpen() const { return descriptor_.isOpen(); }
 
     /// Writes `size` bytes. What the system refuses is lost without a word, and so is all that
     /// comes after it: the file is the beginning of what was to be in it.
     void write(const void* data, size_t size);
 
 private:
-    int descriptor_;
+    Descriptor descriptor_;
     bool failed_ = false;
 };

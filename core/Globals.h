@@ -6,9 +6,6 @@
 #include <cstdint>
 #include <map>
 
-/// The dump root on the device.
-constexpr const char* kDumpRoot = "/data/vendor/cameraserver/tykdump";
-
 /// The parameter-set service's tags by id; filled again by every PipelineSimulation::init().
 /// Defined with the manager.
 extern std::map<unsigned int, tyk::tag_info_t> gTagInfoTable;

@@ -1,24 +1,12 @@
 #include "core/NameTables.h"
 
 #include "core/LogLine.h"
+#include "core/PipeTypes.h"
 #include "core/PipelineSimulation.h"
 #include "records/SceneRecord.h"
 
-#include <utility>
-
-namespace {
-
-constexpr std::pair<const char*, int> kPipeTypes[] = {
-    {"PREVIEW_TYPE", 0},       {"SNAPSHOT_TYPE", 1},  {"CALLBACK_TYPE", 2},
-    {"ASYNC_TYPE", 4},         {"REPROCESS_TYPE", 5}, {"VIDEO_TYPE", 3},
-    {"PREVIEW_VIDEO_TYPE", 6}, {"NOZSL_TYPE", 7},     {"SNAPSHOT_RAW_TYPE", 8},
-    {"SNAPSHOT_YUV_TYPE", 9},
-};
-
-}  // namespace
-
 void buildPipeNameMap(std::map<std::string, int>& names) {
-    for (const auto& type : kPipeTypes) names[type.first] = type.second;
+    for (const PipeType& type : kPipeTypes) names[type.name] = type.value;
     for (const auto& entry : names) {
         TYK_LOG(kDetail, "pipe %d %s", entry.second, entry.first.c_str());
     }

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-/// Stores the ten pipe type names with their values. Logs: level 4, every entry.
+/// Stores the names of core/PipeTypes.h with their values. Logs: level 4, every entry.
 void buildPipeNameMap(std::map<std::string, int>& names);
 
 /// Stores the id of every tag under its name; of two ids with one name the higher stays.

@@ -45,7 +45,9 @@ PipelineSimulation* makeObject(PipelineSimMgr& manager, int pipeId) {
     createFolder(folder.c_str());
     auto object = std::make_unique<PipelineSimulation>(folder.c_str(), pipeId);
     manager.instances.insert_or_assign(pipeId, object.get());
-    return object.release();
+    static_cast<void>(object.release());
+    // What the table holds, should another first call have come in between.
+    return manager.instances[pipeId];
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The buffer through which the fixed-size values of one frame pass, one after the other.
 #pragma once
 
+#include "core/Limits.h"
 #include "replay/BlockParamDesc.h"
 
 #include <cstdlib>
@@ -11,12 +12,28 @@
 /// A zero-filled buffer that lives for one dump or replay call.
 class ScratchBuffer {
 public:
-    static constexpr int kBytes = 512000;  ///< largest fixed-size value that can be carried
+    static constexpr int kBytes = kMaxFixedBytes;
 
-    ScratchBuffer() : data_(std::calloc(1, kBytes), &std::free) {}
+    /// A dump says how much of the buffer it is going to use, and saves the time that clearing the
+    /// rest takes. What is replayed is read as far as its reader likes.
+    enum class Clearing { kAtOnce, kAsUsed };
 
-    /// The buffer's kBytes bytes; null when it could not be allocated.
-    void* data() { return data_.get(); }
+    explicit ScratchBuffer(Clearing clearing)
+        : data_(clearing == Clearing::kAtOnce ? std::calloc(1, kBytes) : std::malloc(kBytes),
+                &std::free),
+          cleared_(clearing == Clearing::kAtOnce ? kBytes : 0) {}
+
+    /// Whether it could be allocated.
+    bool exists() const { return data_ != nullptr; }
+
+    /// The kBytes bytes of the buffer. The first `used` hold what was stored in them, or zeros.
+    void* data(size_t used) {
+        if (used > cleared_) {
+            std::memset(static_cast<char*>(data_.get()) + cleared_, 0, used - cleared_);
+            cleared_ = used;
+        }
+        return data_.get();
+    }
 
     /// Lends the service a block descriptor with `descriptor`'s value and takes back what it holds
     /// after `use`. It stands at the head of the buffer, whose own bytes are put back: should a
@@ -25,13 +42,15 @@ public:
     template <typename Use>
     void lendAsDescriptor(BlockParamDesc& descriptor, Use use) {
         char saved[sizeof(BlockParamDesc)];
-        std::memcpy(saved, data(), sizeof(saved));
-        auto* const lent = new (data()) BlockParamDesc(descriptor);
+        void* const head = data(sizeof(saved));
+        std::memcpy(saved, head, sizeof(saved));
+        auto* const lent = new (head) BlockParamDesc(descriptor);
         use(lent);
         descriptor = *lent;
-        std::memcpy(data(), saved, sizeof(saved));
+        std::memcpy(head, saved, sizeof(saved));
     }
 
 private:
     std::unique_ptr<void, decltype(&std::free)> data_;
+    size_t cleared_;  ///< bytes from the start that were given a value
 };

@@ -95,7 +95,8 @@ void PipelineSimulation::mkDumpDir(int reqId, int sofId) {
 char* PipelineSimulation::getFileName(char* dst, int cam, int sofId, int pipe, int dumpType,
                                       const char* tagName) {
     ParamFilePath path;
-    makeParamFilePath(path, currentFramePath, sofId, cam, pipe, dumpType, tagName);
+    makeParamFilePath(path, currentFramePath, sofId, cam, pipe, dumpType,
+                      tagName ? tagName : "(null)");
     std::memcpy(dst, path.data(), std::strlen(path.data()) + 1);
     return dst;
 }
@@ -107,7 +108,7 @@ void PipelineSimulation::getTaskList() {
 
 void PipelineSimulation::getSubDirs(const char* path, std::vector<std::string>& out) {
     std::vector<std::string> names;
-    listFolder(__func__, path, true, names);
+    if (!listFolder(__func__, path, true, names)) return;
     const std::string prefix = std::string(path) + "/";
     for (std::string& name : names) {
         name.insert(0, prefix);
@@ -119,8 +120,7 @@ void PipelineSimulation::getSubDirs(const char* path, std::vector<std::string>& 
 
 void PipelineSimulation::getSubFiles(const char* path, std::vector<std::string>& out) {
     std::vector<std::string> names;
-    listFolder(__func__, path, false, names);
-    append(out, names);
+    if (listFolder(__func__, path, false, names)) append(out, names);
 }
 
 void PipelineSimulation::getFrameList(const char* taskPath) {

@@ -5,6 +5,7 @@
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
 #include "core/Scratch.h"
+#include "dump/DumpProperty.h"
 #include "dump/TreeNames.h"
 #include "platform/Properties.h"
 #include "records/MfnrTuning.h"
@@ -16,12 +17,23 @@
 
 namespace {
 
-constexpr int kFixedSize = 0;
-constexpr int kBlock = 1;
+void writeFile(const char* path, Folder* folder, const void* data, int size) {
+    if (size < 0) {
+        TYK_LOG_AS(kFailure, "writeToBin", "size %d is negative: %s", size, path);
+        return;
+    }
+    OutputFile file(path, folder);
+    if (!file.isOpen()) {
+        TYK_LOG_AS(kFailure, "writeToBin", "open failed: %s", path);
+        return;
+    }
+    file.write(data, static_cast<size_t>(size));
+}
 
 /// One parameter of one frame, all ids settled.
 struct Request {
-    const std::string& folder;
+    const std::string& path;
+    Folder& folder;  ///< the one at `path`
     const std::string& tagName;
     uint32_t tag;
     int pipe;
@@ -36,10 +48,10 @@ int fetch(const Request& request, void* destination) {
 
 void writeParamFile(const Request& request, int dumpType, void* data, int size) {
     ParamFilePath path;
-    makeParamFilePath(path, request.folder, request.sofId, request.camId, request.pipe, dumpType,
+    makeParamFilePath(path, request.path, request.sofId, request.camId, request.pipe, dumpType,
                       request.tagName);
     TYK_LOG_AS(kDetail, "dumpParam", "file: %s, size: %d", path.data(), size);
-    writeToBin(path.data(), data, size);
+    writeFile(path.data(), &request.folder, data, size);
 }
 
 void dumpFixedSize(const Request& request, ScratchBuffer& scratch) {
@@ -49,44 +61,43 @@ void dumpFixedSize(const Request& request, ScratchBuffer& scratch) {
                    request.tagName.c_str(), size, ScratchBuffer::kBytes);
         return;
     }
-    fetch(request, scratch.data());
-    writeParamFile(request, kFixedSize, scratch.data(), size);
+    void* const value = scratch.data(static_cast<size_t>(size));
+    fetch(request, value);
+    writeParamFile(request, kFixedSizeDump, value, size);
 }
 
 void dumpBlock(const Request& request, ScratchBuffer& scratch) {
     BlockParamDesc block{};
     scratch.lendAsDescriptor(block, [&](BlockParamDesc* lent) { fetch(request, lent); });
     // A block of 2 GiB and more comes out negative and is refused by the writer.
-    writeParamFile(request, kBlock, block.data, static_cast<int>(block.size));
+    writeParamFile(request, kBlockDump, block.data, static_cast<int>(block.size));
 }
 
 }  // namespace
 
 void writeToBin(const char* path, void* data, int size) {
-    if (size < 0) {
-        TYK_LOG(kFailure, "size %d is negative: %s", size, path);
-        return;
-    }
-    OutputFile file(path);
-    if (!file.isOpen()) {
-        TYK_LOG(kFailure, "open failed: %s", path);
-        return;
-    }
-    file.write(data, static_cast<size_t>(size));
+    writeFile(path, nullptr, data, size);
 }
 
 void PipelineSimulation::dumpIfneed(imageInfo& info) {
     char property[kPropertyValueSize] = {};
-    property_get("persist.vendor.cam.isstest", property, "0");
+    property_get(kDumpProperty, property, "0");
     if (std::strcmp(property, "0") == 0) return;
     if (property[0] == '2') {
         const auto wanted = static_cast<unsigned char>(property[1]);
         if (wanted == '\0' || info.pipeId != wanted - '0') return;
     }
-    guardFrame(__func__, [&info](const char*) {
-        PipelineSimulation* const simulation = PipelineSimMgr::getPipeSimInstance(info.pipeId);
+    PipelineSimulation* simulation = nullptr;
+    guardFrame(__func__, [&info, &simulation](const char*) {
+        simulation = PipelineSimMgr::getPipeSimInstance(info.pipeId);
         if (!simulation) return;
+        simulation->currentFramePath.clear();
         simulation->dumpParam(info.reqId, info.sofId, info.camId);
+    });
+    // The image does not depend on how the parameters fared, but it needs a folder of its own: it
+    // must not land in that of the frame before.
+    if (!simulation || simulation->currentFramePath.empty()) return;
+    guardFrame(__func__, [&info, simulation](const char*) {
         simulation->dumpNV21(info.buffer, info.width, info.height, info.sofId, info.camId);
     });
 }
@@ -95,25 +106,27 @@ void PipelineSimulation::dumpParam(int reqId, int sofId, int cam) {
     TYK_LOG(kDetail, "dump reqID %d, sofID %d, camID %d", reqId, sofId, cam);
     if (!initialised) init(0);
     mkDumpDir(reqId, sofId);
-    ScratchBuffer scratch;
-    if (!scratch.data()) {
+    ScratchBuffer scratch(ScratchBuffer::Clearing::kAsUsed);
+    if (!scratch.exists()) {
         TYK_LOG(kFailure, "buf malloc failed.");
         return;
     }
+    Folder folder(currentFramePath);
     for (const auto& [tagName, info] : dumpTagList) {
         const int sof = info.sofId == kOfTheFrame ? sofId : static_cast<int>(info.sofId);
         const int camera = info.camId == kOfTheFrame ? cam : static_cast<int>(info.camId);
         TYK_LOG(kDetail, "pipe %d, tag %d, sofID %d, camId %d, dumpType %d", info.pipe,
                 static_cast<int>(info.tag), sof, camera, info.dumpType);
-        const Request request{currentFramePath, tagName, info.tag, info.pipe, camera, sof};
-        if (info.tag != 0 && info.dumpType == kFixedSize) dumpFixedSize(request, scratch);
-        if (info.tag != 0 && info.dumpType == kBlock) dumpBlock(request, scratch);
+        const Request request{currentFramePath, folder, tagName, info.tag, info.pipe, camera, sof};
+        if (info.tag != 0 && info.dumpType == kFixedSizeDump) dumpFixedSize(request, scratch);
+        if (info.tag != 0 && info.dumpType == kBlockDump) dumpBlock(request, scratch);
         // Whatever was written: the records take what the scratch buffer holds by now, which for an
         // entry that fetched nothing is an earlier entry's value.
         if (info.tag == kSceneTag && info.pipe == kScenePipe) {
-            dumpIsceneInfo(scratch.data());
+            dumpIsceneInfo(scratch.data(kSceneRecordBytes));
         } else if (info.tag == kMfnrTag) {
-            dumpMFNRXml(scratch.data());
+            folder.rest();  // a copy has two files open
+            dumpMFNRXml(scratch.data(kMfnrTableBytes));
         }
     }
 }

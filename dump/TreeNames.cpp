@@ -56,6 +56,69 @@ private:
     char* end_;
 };
 
+/// Takes a name apart that has to be exactly as it is made.
+class StrictReader {
+public:
+    explicit StrictReader(std::string_view name) : rest_(name) {}
+
+    StrictReader& text(std::string_view expected) {
+        if (rest_.substr(0, expected.size()) != expected) return fail();
+        rest_.remove_prefix(expected.size());
+        return *this;
+    }
+
+    /// A number as it is written: no sign but a minus, no zeros in front.
+    StrictReader& number(int& out) {
+        const auto result = std::from_chars(rest_.data(), rest_.data() + rest_.size(), out);
+        const auto length = static_cast<size_t>(result.ptr - rest_.data());
+        if (result.ec != std::errc() || std::to_string(out) != rest_.substr(0, length)) {
+            return fail();
+        }
+        rest_.remove_prefix(length);
+        return *this;
+    }
+
+    /// A number of `width` digits.
+    StrictReader& digits(int& out, size_t width) {
+        const std::string_view piece = rest_.substr(0, width);
+        if (piece.size() < width ||
+            piece.find_first_not_of("0123456789") != std::string_view::npos) {
+            return fail();
+        }
+        out = readNumber(piece);
+        rest_.remove_prefix(width);
+        return *this;
+    }
+
+    StrictReader& stamp(Stamp& out, bool withYear) {
+        if (withYear) digits(out.year, 4);
+        out.year -= withYear ? kStampYearOffset - 1900 : 0;
+        digits(out.month, 2).digits(out.day, 2).digits(out.hour, 2);
+        return digits(out.minute, 2).digits(out.second, 2).digits(out.millisecond, 3);
+    }
+
+    /// Whether all pieces were found and nothing follows them.
+    bool ended() const { return !failed_ && rest_.empty(); }
+
+private:
+    /// Leaves nothing that a further piece could be found in.
+    StrictReader& fail() {
+        failed_ = true;
+        rest_ = {};
+        return *this;
+    }
+
+    std::string_view rest_;
+    bool failed_ = false;
+};
+
+/// Stores what was read where the name was read to its end.
+template <typename Value>
+bool store(const StrictReader& reader, const Value& value, Value& out) {
+    if (reader.ended()) out = value;
+    return reader.ended();
+}
+
 /// The pieces that the first five underscores of a name close, and what follows them.
 struct Pieces {
     std::string_view piece[5];
@@ -108,7 +171,9 @@ void makeParamFilePath(ParamFilePath& path, std::string_view frameFolder, int so
 
 bool readParamFileName(std::string_view name, ParamFileName& out) {
     Pieces pieces;
-    if (name.substr(0, 5) != "FCPDT" || !splitAtFiveUnderscores(name, pieces)) return false;
+    if (name.substr(0, kParamFileStart.size()) != kParamFileStart ||
+        !splitAtFiveUnderscores(name, pieces))
+        return false;
     const size_t dot = pieces.rest.find('.');
     if (dot == std::string_view::npos) return false;
     out.sofId = readNumber(pieces.piece[1]);
@@ -128,6 +193,37 @@ bool readImageFileName(std::string_view name, ImageFileName& out) {
     out.width = readNumber(pieces.piece[3]);
     out.height = readNumber(pieces.piece[4]);
     return true;
+}
+
+bool namesNv21(std::string_view name) {
+    int number = 0;
+    StrictReader reader(name);
+    reader.text("FCWH_").number(number).text("_").number(number).text("_").number(number);
+    return reader.text("_").number(number).text("_nv21.yuv").ended();
+}
+
+bool readPipeFolderName(std::string_view name, int& pipeId) {
+    int number = 0;
+    return store(StrictReader(name).text("pipe_").number(number), number, pipeId);
+}
+
+bool readConfigFileName(std::string_view name, int& pipeId) {
+    int number = 0;
+    StrictReader reader(name);
+    return store(reader.text("pipe").number(number).text("_dumpConfig.xml"), number, pipeId);
+}
+
+bool readTaskFolderName(std::string_view name, TaskFolderName& out) {
+    TaskFolderName read{};
+    StrictReader reader(name);
+    return store(reader.stamp(read.stamp, true).text("_task_").number(read.taskIndex), read, out);
+}
+
+bool readFrameFolderName(std::string_view name, FrameFolderName& out) {
+    FrameFolderName read{};
+    StrictReader reader(name);
+    reader.stamp(read.stamp, false).text("_reqID_").number(read.requestId);
+    return store(reader.text("_sofID_").number(read.sofId), read, out);
 }
 
 int readNumber(std::string_view text) {

@@ -15,6 +15,14 @@
 #include <string_view>
 #include <sys/time.h>
 
+/// The dump root on the device.
+constexpr const char* kDumpRoot = "/data/vendor/cameraserver/tykdump";
+
+/// What a parameter file holds, the fourth number of its name: the tag's fixed-size value, or the
+/// block that the parameter-set service pointed to. Replay takes every number but 0 for a block.
+constexpr int kFixedSizeDump = 0;
+constexpr int kBlockDump = 1;
+
 /// Folder of a pipe: root + "/pipe_" + id.
 std::string pipeFolderPath(const char* root, int pipeId);
 
@@ -37,6 +45,10 @@ std::string imageFilePath(const std::string& frameFolder, int sofId, int camId, 
 
 /// A terminated path of bounded length; what does not fit is cut off.
 using ParamFilePath = std::array<char, 1024>;
+
+/// How parameter and image files' names begin.
+constexpr std::string_view kParamFileStart = "FCPDT";
+constexpr std::string_view kImageFileStart = "FCWH";
 
 /// Parameter file in `frameFolder`. Allocates nothing.
 void makeParamFilePath(ParamFilePath& path, std::string_view frameFolder, int sofId, int camId,
@@ -67,6 +79,45 @@ struct ImageFileName {
 /// Reads an image file's name. Returns false, `out` unchanged, for a name that does not end in
 /// ".yuv" or lacks a piece. How it begins does not matter.
 bool readImageFileName(std::string_view name, ImageFileName& out);
+
+/// Whether an image file's name is one that imageFilePath() makes. readImageFileName() also takes
+/// names that say of another pixel format, which a replay then reads as NV21 all the same.
+bool namesNv21(std::string_view name);
+
+// Readers of the folders' and the configuration's names. Unlike those above, which take what a
+// replay takes, they accept exactly what the operations above make: "pipe_01" is not the folder of
+// pipe 1. They take the bare name and return false, `out` unchanged, for any other.
+
+bool readPipeFolderName(std::string_view name, int& pipeId);
+bool readConfigFileName(std::string_view name, int& pipeId);
+
+/// The local time in a folder's name, as its digits have it: whether there is such a time is not
+/// looked at.
+struct Stamp {
+    int year;   ///< the real one, without the names' 90 years; 0 where the name has none
+    int month;  ///< from 1
+    int day;
+    int hour;
+    int minute;
+    int second;
+    int millisecond;
+};
+
+struct TaskFolderName {
+    Stamp stamp;
+    int taskIndex;
+};
+
+bool readTaskFolderName(std::string_view name, TaskFolderName& out);
+
+/// The stamp has no year.
+struct FrameFolderName {
+    Stamp stamp;
+    int requestId;
+    int sofId;
+};
+
+bool readFrameFolderName(std::string_view name, FrameFolderName& out);
 
 /// A decimal number as atoi() reads it, from a piece of a name; saturates where atoi() is
 /// undefined.

@@ -1,17 +1,12 @@
 // The rules for the names of the dump tree once more, written down as the scan that they are.
 #pragma once
 
-#include "fuzz/FuzzDevice.h"
+#include "fuzz/Target.h"
 
-#include <climits>
-
-#include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
-#include <string_view>
-#include <type_traits>
+#include <tuple>
 
 namespace fuzz {
 
@@ -22,8 +17,7 @@ struct Pieces {
     size_t count = 0;
 
     explicit Pieces(std::string_view name) {
-        size_t start = 0;
-        for (size_t i = 0; i < name.size() && count < 6; ++i) {
+        for (size_t i = 0, start = 0; i < name.size() && count < 6; ++i) {
             if (name[i] != (count < 5 ? '_' : '.')) continue;
             piece[count++] = name.substr(start, i - start);
             start = i + 1;
@@ -34,41 +28,32 @@ struct Pieces {
         const long value = std::strtol(std::string(piece[index]).c_str(), nullptr, 10);
         return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
     }
+    uint32_t id(size_t index) const { return static_cast<uint32_t>(number(index)); }
 };
 
 inline std::optional<PipelineSimulation::tagInfo> paramName(std::string_view name) {
     const Pieces pieces(name);
     if (name.substr(0, 5) != "FCPDT" || pieces.count != 6) return {};
-    PipelineSimulation::tagInfo info{};
-    for (const Tag& tag : kTags) {
-        if (pieces.piece[5] == tag.name) info.tag = tag.id;
+    uint32_t id = 0;
+    for (const fake::Tag& tag : fake::kTags) {
+        if (pieces.piece[5] == tag.name) id = tag.id;
     }
-    info.sofId = static_cast<uint32_t>(pieces.number(1));
-    info.camId = static_cast<uint32_t>(pieces.number(2));
-    info.pipe = pieces.number(3);
-    info.dumpType = pieces.number(4);
-    return info;
+    return {{id, pieces.number(3), pieces.id(2), pieces.id(1), pieces.number(4)}};
 }
 
 inline std::optional<PipelineSimulation::imageInfo> imageName(std::string_view name) {
     const Pieces pieces(name);
     if (name.size() < 4 || name.substr(name.size() - 4) != ".yuv" || pieces.count < 5) return {};
-    PipelineSimulation::imageInfo info{};
-    info.sofId = pieces.number(1);
-    info.camId = pieces.number(2);
-    info.width = pieces.number(3);
-    info.height = pieces.number(4);
-    return info;
+    return {
+        {nullptr, 0, pieces.number(1), pieces.number(2), 0, pieces.number(3), pieces.number(4), 0}};
 }
 
-inline bool same(const PipelineSimulation::tagInfo& a, const PipelineSimulation::tagInfo& b) {
-    static_assert(std::has_unique_object_representations_v<PipelineSimulation::tagInfo>);
-    return std::memcmp(&a, &b, sizeof(a)) == 0;
+inline auto fields(const PipelineSimulation::tagInfo& info) {
+    return std::tie(info.tag, info.pipe, info.camId, info.sofId, info.dumpType);
 }
 
-inline bool same(const PipelineSimulation::imageInfo& a, const PipelineSimulation::imageInfo& b) {
-    return a.buffer == b.buffer && a.reqId == b.reqId && a.sofId == b.sofId && a.camId == b.camId &&
-           a.pipeId == b.pipeId && a.width == b.width && a.height == b.height && a.spare == b.spare;
+inline auto fields(const PipelineSimulation::imageInfo& info) {
+    return std::tie(info.sofId, info.camId, info.width, info.height, info.spare);
 }
 
 }  // namespace fuzz

@@ -1,21 +1,18 @@
 // The dump configuration: the input is the file. What it lists is dumped.
-#include "fuzz/FuzzDevice.h"
+#include "fuzz/NameRules.h"
 
 #include <pugixml.hpp>
 
 #include <cstring>
-#include <set>
-
-using namespace fuzz;
 
 namespace {
 
 using DumpList = std::vector<std::pair<std::string, PipelineSimulation::tagInfo>>;
 
-constexpr const char* kConfig = "/data/vendor/cameraserver/tykdump/pipe1_dumpConfig.xml";
+const std::string kConfig = fake::kRoot + "/pipe1_dumpConfig.xml";
 constexpr size_t kMostDumped = 6;
-constexpr int kSof = 5;
-constexpr int kCamera = 6;
+constexpr uint32_t kSof = 5;
+constexpr uint32_t kCamera = 6;
 
 uint32_t filter(pugi::xml_node entry, const char* name) {
     const pugi::xml_text text = entry.child(name).text();
@@ -33,22 +30,21 @@ void walk(pugi::xml_node parent, const char* name, Visit visit) {
     }
 }
 
-DumpList expectedList(PipelineSimulation& object, const uint8_t* data, size_t size) {
+DumpList expectedList(PipelineSimulation& object, std::string_view input) {
     DumpList list;
     pugi::xml_document document;
-    if (!document.load_buffer(data, size)) return list;
+    if (!document.load_buffer(input.data(), input.size())) return list;
     const auto read = [&](pugi::xml_node parent, const char* attribute) {
         walk(parent, "tag", [&](pugi::xml_node entry) {
             const std::string name = entry.attribute(attribute).value();
-            PipelineSimulation::tagInfo info{};
-            for (const Tag& tag : kTags) {
-                if (name == tag.name) info.tag = tag.id;
+            uint32_t id = 0;
+            for (const fake::Tag& tag : fake::kTags) {
+                if (name == tag.name) id = tag.id;
             }
-            info.pipe = object.getEnumByPipeName(entry.child("pipe").text().get());
-            info.camId = filter(entry, "camID");
-            info.sofId = filter(entry, "sofID");
-            info.dumpType = entry.child("dumpType").text().as_int();
-            list.emplace_back(name, info);
+            const int pipe = object.getEnumByPipeName(entry.child("pipe").text().get());
+            list.push_back({name,
+                            {id, pipe, filter(entry, "camID"), filter(entry, "sofID"),
+                             entry.child("dumpType").text().as_int()}});
         });
     };
     const pugi::xml_node root = document.child("dumpconfig");
@@ -57,30 +53,26 @@ DumpList expectedList(PipelineSimulation& object, const uint8_t* data, size_t si
     return list;
 }
 
-bool sameEntry(const DumpList::value_type& a, const DumpList::value_type& b) {
-    return a.first == b.first && a.second.tag == b.second.tag && a.second.pipe == b.second.pipe &&
-           a.second.camId == b.second.camId && a.second.sofId == b.second.sofId &&
-           a.second.dumpType == b.second.dumpType;
-}
-
 /// Whether an entry that calls a tag by its kind has left its file, whole and with its value.
-void checkEntry(PipelineSimulation& object, const std::string& name,
+void checkEntry(const std::string& folder, const std::string& name,
                 const PipelineSimulation::tagInfo& info) {
-    const std::string folder = object.currentFramePath + "/";
-    const Tag* const tag = findTag(info.tag);
+    const fake::Tag* const tag = fake::findTag(info.tag);
     if (!tag || tag->block != (info.dumpType == 1) || info.dumpType < 0 || info.dumpType > 1)
         return;
-    const int camera = info.camId == UINT32_MAX ? kCamera : static_cast<int>(info.camId);
-    const int sof = info.sofId == UINT32_MAX ? kSof : static_cast<int>(info.sofId);
-    const File* const file = findFile(folder + "FCPDT_" + std::to_string(sof) + "_" +
-                                      std::to_string(camera) + "_" + std::to_string(info.pipe) +
-                                      "_" + std::to_string(info.dumpType) + "_" + name + ".bin");
-    const bool refused = tag->size < 0 || tag->size > 512000;
-    FUZZ_EXPECT((file == nullptr) == refused);
-    if (refused) return;
-    FUZZ_EXPECT(file->size == tag->size);
-    const auto fill = static_cast<char>(device().fill);
-    FUZZ_EXPECT(file->bytes.find_first_not_of(fill) == std::string::npos);
+    const uint32_t camera = info.camId == UINT32_MAX ? kCamera : info.camId;
+    const uint32_t sof = info.sofId == UINT32_MAX ? kSof : info.sofId;
+    std::string path = folder + "FCPDT";
+    for (const int number :
+         {static_cast<int>(sof), static_cast<int>(camera), info.pipe, info.dumpType}) {
+        path += "_" + std::to_string(number);
+    }
+    const fake::File* const file = fake::findFile(path + "_" + name + ".bin");
+    FAKE_EXPECT((file == nullptr) == (tag->size < 0 || tag->size > 512000));
+    if (!file) return;
+    FAKE_EXPECT(file->size == tag->size);
+    std::string expected(file->bytes.size(), '\0');
+    fake::valueOf(*tag, sof).copy(0, expected.data(), expected.size());
+    FAKE_EXPECT(file->bytes == expected);
 }
 
 void dump(PipelineSimulation& object, DumpList list) {
@@ -88,33 +80,34 @@ void dump(PipelineSimulation& object, DumpList list) {
     object.dumpTagList = std::move(list);
     object.currentTask.clear();
     object.dumpParam(4, kSof, kCamera);
-    FUZZ_EXPECT(object.currentTask == kPipeFolder);
-    bool scene = false;
-    bool mfnr = false;
-    for (const auto& [name, info] : object.dumpTagList) {
-        checkEntry(object, name, info);
-        scene = scene || (info.tag == 2118 && info.pipe == 1);
-        mfnr = mfnr || info.tag == 65622;
-    }
+    FAKE_EXPECT(object.currentTask == fake::kPipeFolder);
     const std::string folder = object.currentFramePath + "/";
-    FUZZ_EXPECT(scene == (findFile(folder + "iSceneInfo.xml") != nullptr));
-    FUZZ_EXPECT(mfnr == (findFile(std::string(kPipeFolder) + "/mfnr5.2.xml") != nullptr));
-    FUZZ_EXPECT(listedFiles(object.currentFramePath).size() <=
+    size_t scene = 0;
+    size_t mfnr = 0;
+    for (const auto& [name, info] : object.dumpTagList) {
+        checkEntry(folder, name, info);
+        scene += info.tag == 2118 && info.pipe == 1 ? 1 : 0;
+        mfnr += info.tag == 65622 ? 1 : 0;
+    }
+    FAKE_EXPECT((scene > 0) == (fake::findFile(folder + "iSceneInfo.xml") != nullptr));
+    FAKE_EXPECT((mfnr > 0) == (fake::findFile(fake::kPipeFolder + "/mfnr5.2.xml") != nullptr));
+    FAKE_EXPECT(fake::listedFiles(object.currentFramePath).size() <=
                 object.dumpTagList.size() + 3 * scene);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    PipelineSimulation& object = simulation(0);
-    device().fill = static_cast<unsigned char>(size);
-    addFile(kConfig, std::string(reinterpret_cast<const char*>(data), size));
+void run(std::string_view input) {
+    PipelineSimulation& object = fuzz::simulation(0);
+    fake::addFile(kConfig, std::string(input));
     DumpList list = {{"left over", {}}};
-    object.parseConfig(kConfig, list);
-    const DumpList expected = expectedList(object, data, size);
-    FUZZ_EXPECT(std::equal(list.begin(), list.end(), expected.begin(), expected.end(), sameEntry));
+    object.parseConfig(kConfig.c_str(), list);
+    const DumpList expected = expectedList(object, input);
+    const auto same = [](const auto& a, const auto& b) {
+        return a.first == b.first && fuzz::fields(a.second) == fuzz::fields(b.second);
+    };
+    FAKE_EXPECT(std::equal(list.begin(), list.end(), expected.begin(), expected.end(), same));
     if (!list.empty()) dump(object, std::move(list));
-    FUZZ_EXPECT(device().openHandles == 0);
-    restart();
-    return 0;
 }
+
+const fuzz::Known known({"dump_config", run});
+
+}  // namespace

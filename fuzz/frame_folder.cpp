@@ -9,21 +9,22 @@
 
 #include <pugixml.hpp>
 
+#include <cstring>
 #include <deque>
-#include <sanitizer/asan_interface.h>
 #include <set>
 
 using namespace fuzz;
+using fake::device;
+using fake::File;
 
 namespace {
 
-constexpr const char* kFrame = "/data/vendor/cameraserver/tykdump/pipe_1/frame";
-constexpr int kCamera = 7;
+const std::string kFrame = fake::kPipeFolder + "/frame";
 constexpr size_t kMostCalls = 6;
 
 void addLine(const std::string& line) {
     const size_t space = std::min(line.find(' '), line.size());
-    std::string name = line.substr(0, std::min<size_t>(space, 255)).c_str();
+    std::string name = line.substr(0, std::min<size_t>(space, NAME_MAX)).c_str();
     std::replace(name.begin(), name.end(), '/', '_');
     if (name.empty() || name == "." || name == "..") return;
     char* rest = nullptr;
@@ -31,8 +32,7 @@ void addLine(const std::string& line) {
     // Beyond 2 GiB only the low 32 bits of the size count. Large files are rare: they take time.
     const auto low = static_cast<int32_t>(size);
     if (size < 0 || (low > 9000 && low != 512000 && low != 512001)) size = low & 0x1FFF;
-    const std::string content = std::strlen(rest) > 2 ? rest + 2 : "";
-    File& file = addFile(std::string(kFrame) + "/" + name, content, size);
+    File& file = fake::addFile(kFrame + "/" + name, std::strlen(rest) > 2 ? rest + 2 : "", size);
     constexpr std::pair<char, unsigned char> kTypes[] = {
         {'u', DT_UNKNOWN}, {'l', DT_LNK}, {'q', DT_FIFO}, {'d', DT_DIR}};
     for (const auto& type : kTypes) {
@@ -41,49 +41,36 @@ void addLine(const std::string& line) {
     file.opens = *rest != 'x';
 }
 
-using Head = std::array<char, 64>;
+bool isReadable(const File& file) {
+    return file.opens && file.type != DT_FIFO && file.type != DT_DIR;
+}
+
+int32_t shownSize(const File& file) {
+    return isReadable(file) ? static_cast<int32_t>(file.size) : 0;
+}
 
 /// What one load has to do, by the rules.
 struct Expected {
     struct Call {
         PipelineSimulation::tagInfo info;
         const File* file;
-        Head scratch;  ///< what the scratch buffer begins with
+        std::array<char, 64> scratch;  ///< what the scratch buffer begins with
     };
     std::vector<Call> calls;
     int sof = 0;
     bool queued = true;
     size_t buffers = 0;  ///< taken from the pool
-    std::optional<PipelineSimulation::imageInfo> image;
+    PipelineSimulation::imageInfo image{};
     const File* imageFile = nullptr;
 };
-
-bool regular(const File& file) {
-    return file.opens && file.type != DT_FIFO && file.type != DT_DIR;
-}
-
-int32_t shownSize(const File& file) {
-    return regular(file) ? static_cast<int32_t>(file.size) : 0;
-}
-
-/// Adds an image's part; false when the pool, with `out` buffers out, has none for it.
-bool expectImage(const std::string& name, const File& file, size_t out, Expected& expected) {
-    const auto info = imageName(name).value_or(PipelineSimulation::imageInfo{});
-    if (!poolOffers(info.width, info.height)) return false;
-    if (out + expected.buffers >= device().poolLimit) return false;
-    ++expected.buffers;
-    expected.image = info;
-    expected.imageFile = &file;
-    return true;
-}
 
 /// `loader`: the letter of the call; `out`: the buffers that are out when it begins to load.
 Expected expectedLoad(char loader, size_t out) {
     const bool folderLoader = loader == 'f' || loader == 's';
     Expected expected;
-    Head scratch{};
-    for (const std::string& name : listedFiles(kFrame)) {
-        const File& file = *findFile(std::string(kFrame) + "/" + name);
+    std::array<char, 64> scratch{};
+    for (const std::string& name : fake::listedFiles(kFrame)) {
+        const File& file = *fake::findFile(kFrame + "/" + name);
         const auto info = paramName(name);
         bool good = true;
         if (info) {
@@ -96,7 +83,14 @@ Expected expectedLoad(char loader, size_t out) {
             }
             if (good) expected.calls.push_back({*info, &file, scratch});
         } else if (loader == 'i') {
-            good = expectImage(name, file, out, expected);
+            const auto image = imageName(name).value_or(PipelineSimulation::imageInfo{});
+            good = fake::poolOffers(image.width, image.height) &&
+                   out + expected.buffers < device().poolLimit;
+            if (good) {
+                ++expected.buffers;
+                expected.image = image;
+                expected.imageFile = &file;
+            }
         }
         if (!good && !folderLoader) {
             expected.queued = false;
@@ -108,60 +102,60 @@ Expected expectedLoad(char loader, size_t out) {
 
 /// Whether `data` holds the first `size` bytes of `file`, as far as it has them.
 void checkContent(const File& file, const void* data, size_t size) {
-    FUZZ_EXPECT(size == 0 || !__asan_region_is_poisoned(const_cast<void*>(data), size));
-    Head head;
+    FAKE_EXPECT(size == 0 || !fake::isPoisoned(data, size));
+    std::array<char, 64> head;
     const size_t count = file.copy(0, head.data(), std::min(size, head.size()));
-    FUZZ_EXPECT(std::memcmp(head.data(), data, count) == 0);
+    FAKE_EXPECT(std::memcmp(head.data(), data, count) == 0);
 }
 
-void checkCall(const Published& call, const Expected::Call& expected, bool queued) {
+void checkCall(const fake::Published& call, const Expected::Call& expected, bool queued) {
     const PipelineSimulation::tagInfo& info = expected.info;
-    FUZZ_EXPECT(!call.byNode && call.camId == info.camId && call.pipe == info.pipe &&
+    FAKE_EXPECT(!call.byNode && call.camId == info.camId && call.pipe == info.pipe &&
                 call.sofId == info.sofId && call.tag == info.tag);
-    const Tag* const tag = findTag(info.tag);
+    const fake::Tag* const tag = fake::findTag(info.tag);
     if (!tag) return;
     if (tag->block && info.dumpType != 0) {
         const auto size = static_cast<uint32_t>(shownSize(*expected.file));
-        FUZZ_EXPECT(call.block.size == size);
+        FAKE_EXPECT(call.block.size == size);
         // The blocks of a frame that was given up are gone.
         if (queued) checkContent(*expected.file, call.block.data, size);
     } else if (!tag->block && info.dumpType == 0) {
         // A file shorter than the value leaves the rest to the file before it.
         const size_t size = std::min(call.bytes.size(), expected.scratch.size());
-        FUZZ_EXPECT(std::memcmp(call.bytes.data(), expected.scratch.data(), size) == 0);
+        FAKE_EXPECT(std::memcmp(call.bytes.data(), expected.scratch.data(), size) == 0);
     }
 }
 
 /// What follows the files of a folder: overrides and side records.
-void checkSideCalls(size_t from, int sof) {
-    const auto& calls = device().published;
-    const File* const file = findFile(std::string(kFrame) + "/iSceneInfo.xml");
-    bool scene = false;
-    if (file && regular(*file) && file->size <= 512001) {
+void checkSideCalls(size_t from, uint32_t sof) {
+    using Side = std::tuple<unsigned int, int, unsigned int, bool>;  // tag, pipe, sof id, by node
+    const File* const file = fake::findFile(kFrame + "/iSceneInfo.xml");
+    std::vector<Side> expected = {{8208, 1, 0, false}, {8198, 1, 0, false}};
+    if (file && isReadable(*file) && file->size <= 512001) {
         std::string xml(static_cast<size_t>(file->size), '\0');
         pugi::xml_document document;
-        scene = file->copy(0, xml.data(), xml.size()) == xml.size() &&
-                document.load_buffer(xml.data(), xml.size());
+        if (file->copy(0, xml.data(), xml.size()) == xml.size() &&
+            document.load_buffer(xml.data(), xml.size())) {
+            expected.insert(expected.end(), {{2118, 0, sof, true}, {2118, 1, sof, true}});
+        }
     }
-    std::vector<std::pair<unsigned int, int>> expected = {{8208, 1}, {8198, 1}};
-    if (scene) expected.insert(expected.end(), {{2118, 0}, {2118, 1}});
-    expected.emplace_back(65622, 1);
-    FUZZ_EXPECT(calls.size() == from + expected.size());
+    expected.emplace_back(65622, 1, sof, true);
+    const auto& calls = device().published;
+    FAKE_EXPECT(calls.size() == from + expected.size());
     for (size_t i = 0; i < expected.size(); ++i) {
-        const Published& call = calls[from + i];
-        FUZZ_EXPECT(call.tag == expected[i].first && call.pipe == expected[i].second);
-        FUZZ_EXPECT(call.byNode == (i >= 2) && call.camId == kCamera);
-        FUZZ_EXPECT(call.sofId == (i < 2 ? 0U : static_cast<unsigned int>(sof)));
+        const fake::Published& call = calls[from + i];
+        FAKE_EXPECT(expected[i] == Side(call.tag, call.pipe, call.sofId, call.byNode));
+        FAKE_EXPECT(call.camId == 3);
     }
 }
 
 void checkImage(const Expected& expected, const tyk::Buffer& buffer) {
     const tyk::ImageDescriptor& image = *buffer.image;
-    FUZZ_EXPECT(image.camId == (expected.image->camId & 0xFF) && image.pipeId == 1 &&
-                static_cast<int>(image.sofId) == expected.image->sofId &&
-                image.width == expected.image->width && image.height == expected.image->height);
+    FAKE_EXPECT(image.camId == (expected.image.camId & 0xFF) && image.pipeId == 1 &&
+                static_cast<int>(image.sofId) == expected.image.sofId &&
+                image.width == expected.image.width && image.height == expected.image.height);
     const int64_t size = int64_t{image.width} * image.height * 3 / 2;
-    if (regular(*expected.imageFile)) {
+    if (isReadable(*expected.imageFile)) {
         checkContent(*expected.imageFile, image.data, static_cast<size_t>(size));
     }
 }
@@ -173,7 +167,6 @@ public:
         object_.deinit();
         object_.taskList.clear();
         object_.frameNameMap.clear();
-        object_.camId = kCamera;
     }
 
     void call(char step) {
@@ -182,11 +175,11 @@ public:
             while (!queue_.empty()) retireFront();
         } else if (step == 'q') {
             for (; queue_.size() < 10; queue_.push_back(nullptr)) object_.frameQueue.emplace();
-        } else if (step == 'f' || step == 's' || step == 'p' || step == 'i') {
+        } else if (std::string_view("fspi").find(step) != std::string::npos) {
             load(step);
         }
-        FUZZ_EXPECT(object_.frameQueue.size() == queue_.size());
-        FUZZ_EXPECT(device().openHandles == 0 && device().out.size() == out_.size());
+        FAKE_EXPECT(object_.frameQueue.size() == queue_.size());
+        FAKE_EXPECT(device().openHandles == 0 && device().out.size() == out_.size());
     }
 
 private:
@@ -199,30 +192,28 @@ private:
         tyk::Buffer* image = nullptr;
         object_.frameIndex = 0;
         make(step, image);
-        FUZZ_EXPECT(object_.frameIndex == (expected.queued ? 1 : 0));
+        FAKE_EXPECT(object_.frameIndex == (expected.queued ? 1 : 0));
         const auto& calls = device().published;
-        FUZZ_EXPECT(calls.size() >= expected.calls.size());
+        FAKE_EXPECT(calls.size() >= expected.calls.size());
         for (size_t i = 0; i < expected.calls.size(); ++i) {
             checkCall(calls[i], expected.calls[i], expected.queued);
         }
         if (step == 'f' || step == 's') {
-            checkSideCalls(expected.calls.size(), expected.sof);
+            checkSideCalls(expected.calls.size(), static_cast<uint32_t>(expected.sof));
         } else {
-            FUZZ_EXPECT(calls.size() == expected.calls.size());
+            FAKE_EXPECT(calls.size() == expected.calls.size());
         }
         countBuffers(expected, image);
     }
 
     void countBuffers(const Expected& expected, tyk::Buffer* image) {
-        FUZZ_EXPECT((image != nullptr) == (expected.buffers > 0));
-        const auto& out = device().out;
-        FUZZ_EXPECT(out.size() == out_.size() + expected.buffers);
-        for (const auto& held : out) out_.insert(&held->buffer);
-        if (expected.queued) {
-            queue_.push_back(image);
-            FUZZ_EXPECT(object_.frameQueue.back().image == image);
-            if (image) checkImage(expected, *image);
-        }
+        FAKE_EXPECT((image != nullptr) == (expected.buffers > 0));
+        FAKE_EXPECT(device().out.size() == out_.size() + expected.buffers);
+        for (const auto& held : device().out) out_.insert(&held->buffer);
+        if (!expected.queued) return;
+        queue_.push_back(image);
+        FAKE_EXPECT(object_.frameQueue.back().image == image);
+        if (image) checkImage(expected, *image);
     }
 
     void retireFront() {
@@ -234,19 +225,14 @@ private:
         if (!object_.initialised) object_.init(1);
         object_.taskIndex = 0;
         object_.start();
-        FUZZ_EXPECT(object_.getFrameSize() > 0);
+        FAKE_EXPECT(object_.getFrameSize() > 0);
     }
 
     void make(char step, tyk::Buffer*& image) {
-        if (step == 'f') {
-            FUZZ_EXPECT(object_.loadParam2(kFrame));
-        } else if (step == 's') {
-            FUZZ_EXPECT(PipelineSimulation::loadParam(1, kFrame, kCamera));
-        } else if (step == 'p') {
-            object_.loadParam(0);
-        } else {
-            object_.loadParamAndImage(0, image);
-        }
+        if (step == 'f') FAKE_EXPECT(object_.loadParam2(kFrame));
+        if (step == 's') FAKE_EXPECT(PipelineSimulation::loadParam(1, kFrame, 3));
+        if (step == 'p') object_.loadParam(0);
+        if (step == 'i') object_.loadParamAndImage(0, image);
     }
 
     PipelineSimulation& object_;
@@ -254,20 +240,17 @@ private:
     std::set<tyk::Buffer*> out_;      ///< the buffers that must be out
 };
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    PipelineSimulation& object = simulation(1);
-    std::string text(reinterpret_cast<const char*>(data), size);
-    const std::string steps = takeLine(text).substr(0, kMostCalls);
-    Run run(object);
+void run(std::string_view input) {
+    Run run(simulation(1));
+    const std::string steps = takeLine(input).substr(0, kMostCalls);
     device().files[kFrame].type = DT_DIR;
-    while (!text.empty()) addLine(takeLine(text));
+    while (!input.empty()) addLine(takeLine(input));
     device().listsBackwards = steps.find('b') != std::string::npos;
     if (steps.find('r') != std::string::npos) device().readBytes = 3;
     if (steps.find('n') != std::string::npos) device().poolLimit = 1;
-    for (const char step : steps) run.call(step);
-    run.call('d');
-    restart();
-    return 0;
+    for (const char step : steps + 'd') run.call(step);
 }
+
+const Known known({"frame_folder", run});
+
+}  // namespace

@@ -9,6 +9,7 @@
 // Paths are compared as text: "/vendor/./firmware" is no device path, and ".." is left to the
 // system. A path that becomes longer than the system takes fails with ENAMETOOLONG. The functions
 // that are not listed (rename, unlink, ...) know nothing of the device: give them a hostPath().
+// glibc 2.33 or later is needed.
 #pragma once
 
 #include <string>

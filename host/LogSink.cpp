@@ -2,8 +2,6 @@
 
 #include "platform/Log.h"
 
-#include <climits>
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -22,7 +20,10 @@
 namespace tykhost {
 namespace {
 
-using Taker = std::function<void(const LogLine&)>;
+struct Taker {
+    std::function<void(const LogLine&)> take;
+    int level;
+};
 
 // Lines come before main() and after it, so nothing here is constructed at run time or destroyed.
 constexpr int kUnread = INT_MIN;
@@ -122,8 +123,8 @@ void setLogThreshold(int level) {
     threshold.store(std::max(level, 0), std::memory_order_relaxed);
 }
 
-void takeLogLines(std::function<void(const LogLine&)> taker) {
-    const Taker* next = taker ? new Taker(std::move(taker)) : nullptr;
+void takeLogLines(std::function<void(const LogLine&)> taker, int level) {
+    const Taker* next = taker ? new Taker{std::move(taker), level} : nullptr;
     delete currentTaker.exchange(next, std::memory_order_acq_rel);
 }
 
@@ -165,8 +166,8 @@ using tykhost::Pending;
 
 LogMessage::LogMessage(const char* tag, int level) {
     const KeepErrno keepErrno;
-    const bool taken = tykhost::currentTaker.load(std::memory_order_acquire) != nullptr;
-    if (!taken && level > tykhost::thresholdInForce()) return;
+    const auto* taker = tykhost::currentTaker.load(std::memory_order_acquire);
+    if (level > (taker != nullptr ? taker->level : tykhost::thresholdInForce())) return;
     try {
         // An entry left at this address belongs to a message that was abandoned without its end.
         tykhost::takeOut(this);
@@ -184,7 +185,7 @@ LogMessage::~LogMessage() {
         if (!pending || !pending->filled) return;
         const auto* taker = tykhost::currentTaker.load(std::memory_order_acquire);
         if (taker != nullptr) {
-            (*taker)(pending->line);
+            taker->take(pending->line);
         } else {
             tykhost::print(pending->line);
         }

@@ -10,6 +10,8 @@
 // costs no allocation. Threads: any; lines of one thread keep their order. Messages may be nested.
 #pragma once
 
+#include <climits>
+
 #include <functional>
 #include <mutex>
 #include <string>
@@ -30,11 +32,12 @@ struct LogLine {
 /// environment variable TYKSIM_LOG_LEVEL where that is a number; 0 drops all. Threads: any.
 void setLogThreshold(int level);
 
-/// Hands every line (whatever the threshold) to `taker` instead of printing it; an empty function
-/// goes back to printing. `taker` is called on the logging thread, by several threads at once, and
-/// must not log; what it throws is dropped with the line. Call it while nothing logs.
-/// Ownership: the function is kept until the next call. Errors: std::bad_alloc, for a taker only.
-void takeLogLines(std::function<void(const LogLine&)> taker);
+/// Hands the lines up to `level` (whatever the threshold) to `taker` instead of printing them; an
+/// empty function goes back to printing. Lines above it are not formatted. `taker` is called on the
+/// logging thread, by several threads at once, and must not log; what it throws is dropped with the
+/// line. Call it while nothing logs. Ownership: the function is kept until the next call. Errors:
+/// std::bad_alloc, for a taker only.
+void takeLogLines(std::function<void(const LogLine&)> taker, int level = INT_MAX);
 
 /// Collects the lines that come during its life; one at a time. Takes over from a taker and goes
 /// back to printing at its end. Nothing may log while it begins or ends. Threads: any.

@@ -1,5 +1,6 @@
 #include "host/ParamService.h"
 
+#include "core/Limits.h"
 #include "host/Immortal.h"
 #include "platform/ParamSet.h"
 
@@ -10,13 +11,13 @@
 #include <list>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <tuple>
 #include <utility>
 
 namespace tykhost {
 namespace {
 
-constexpr int32_t kMaxFixedBytes = 512000;  // what the library carries at most
 constexpr size_t kInitialHistoryLimit = 16;
 
 // What a camera reports for one tag.
@@ -27,8 +28,8 @@ struct LiveValue {
 
 struct Tag {
     TagEntry declared;
-    std::map<uint32_t, LiveValue> live;  // by camera
-    std::list<PublishedValue> history;   // oldest first
+    std::map<std::pair<uint32_t, std::optional<int>>, LiveValue> live;  // by camera and pipe type
+    std::list<PublishedValue> history;                                  // oldest first
 };
 
 // Copies bytes; of none, the pointers need not be valid.
@@ -43,9 +44,10 @@ public:
     std::vector<TagEntry> table() const;
     const Tag* find(uint32_t tag) const;
 
-    bool setLive(uint32_t camId, uint32_t tag, const void* data, size_t size);
+    bool setLive(uint32_t camId, uint32_t tag, const void* data, size_t size,
+                 std::optional<int> pipe);
     bool setLiveBlock(uint32_t camId, uint32_t tag, const BlockParamDesc& block);
-    bool get(uint32_t camId, uint32_t tag, void* to) const;
+    bool get(uint32_t camId, int pipe, uint32_t tag, void* to) const;
 
     bool publish(const ParamKey& key, const void* data);
     std::vector<PublishedValue> published(uint64_t newerThan) const;
@@ -91,7 +93,8 @@ Tag* Service::findTag(uint32_t tag) {
     return found != tags_.end() ? &found->second : nullptr;
 }
 
-bool Service::setLive(uint32_t camId, uint32_t tag, const void* data, size_t size) {
+bool Service::setLive(uint32_t camId, uint32_t tag, const void* data, size_t size,
+                      std::optional<int> pipe) {
     Tag* target = findTag(tag);
     if (target == nullptr || (data == nullptr && size > 0)) return false;
     const bool isFixed = target->declared.kind == TagKind::fixed;
@@ -102,21 +105,22 @@ bool Service::setLive(uint32_t camId, uint32_t tag, const void* data, size_t siz
     value.bytes.resize(isFixed ? static_cast<size_t>(target->declared.size) : size);
     copyBytes(value.bytes.data(), data, std::min(size, value.bytes.size()));
     if (!isFixed) value.block = {value.bytes.data(), static_cast<uint32_t>(size)};
-    target->live[camId] = std::move(value);
+    target->live[{camId, pipe}] = std::move(value);
     return true;
 }
 
 bool Service::setLiveBlock(uint32_t camId, uint32_t tag, const BlockParamDesc& block) {
     Tag* target = findTag(tag);
     if (target == nullptr || target->declared.kind != TagKind::block) return false;
-    target->live[camId] = {{}, block};
+    target->live[{camId, std::nullopt}] = {{}, block};
     return true;
 }
 
-bool Service::get(uint32_t camId, uint32_t tag, void* to) const {
+bool Service::get(uint32_t camId, int pipe, uint32_t tag, void* to) const {
     const Tag* source = find(tag);
     if (source == nullptr || to == nullptr) return false;
-    const auto found = source->live.find(camId);
+    auto found = source->live.find({camId, pipe});
+    if (found == source->live.end()) found = source->live.find({camId, std::nullopt});
     if (found == source->live.end()) return false;
     const LiveValue& value = found->second;
     if (source->declared.kind == TagKind::fixed) {
@@ -247,8 +251,9 @@ std::vector<TagEntry> tagTable() {
     return locked([](Service& state) { return state.table(); });
 }
 
-bool setLiveValue(uint32_t camId, uint32_t tag, const void* data, size_t size) {
-    return locked([&](Service& state) { return state.setLive(camId, tag, data, size); });
+bool setLiveValue(uint32_t camId, uint32_t tag, const void* data, size_t size,
+                  std::optional<int> pipe) {
+    return locked([&](Service& state) { return state.setLive(camId, tag, data, size, pipe); });
 }
 
 bool setLiveBlock(uint32_t camId, uint32_t tag, const BlockParamDesc& block) {
@@ -323,9 +328,9 @@ int ParamSet::getSize(unsigned int tag) {
     });
 }
 
-int ParamSet::getParam(unsigned int camId, int, unsigned int, unsigned int tag, void* dst) {
+int ParamSet::getParam(unsigned int camId, int pipe, unsigned int, unsigned int tag, void* dst) {
     return tykhost::counted(&ParamServiceCounts::got, &ParamServiceCounts::refusedGet,
-                            [&](Service& state) { return state.get(camId, tag, dst); });
+                            [&](Service& state) { return state.get(camId, pipe, tag, dst); });
 }
 
 int ParamSet::setParam(unsigned int camId, int pipe, unsigned int sofId, unsigned int tag,

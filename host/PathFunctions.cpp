@@ -18,6 +18,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#if !__GLIBC_PREREQ(2, 33)
+#error "stat() and lstat() are functions that can be replaced only from glibc 2.33 on"
+#endif
+
 namespace {
 
 using tykhost::DevicePath;

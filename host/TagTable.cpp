@@ -1,5 +1,9 @@
 // Tag tables as XML files.
-#include "host/ParamService.h"
+#include "host/TagTable.h"
+
+#include "records/MfnrTuning.h"
+#include "records/SceneRecord.h"
+#include "replay/FixedOverrides.h"
 
 #include <pugixml.hpp>
 
@@ -8,26 +12,37 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <fcntl.h>
 #include <map>
 #include <memory>
+#include <poll.h>
 #include <set>
-#include <string_view>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace tykhost {
 namespace {
 
 constexpr size_t kMaxFileBytes = size_t{16} << 20;
+constexpr int kPipePatience = 10000;  // milliseconds
 
-struct FileCloser {
-    // Only of a file that was read, or whose writing failed before: nothing more can be lost.
-    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
+struct TypeInfo {
+    std::string_view name;
+    FieldType type;
+    uint32_t bytes;
 };
-using File = std::unique_ptr<std::FILE, FileCloser>;
 
-std::string systemReason() {
-    return std::generic_category().message(errno);
+// In the order of FieldType.
+constexpr TypeInfo kTypes[] = {
+    {"u8", FieldType::u8, 1},   {"i8", FieldType::i8, 1},    {"u16", FieldType::u16, 2},
+    {"i16", FieldType::i16, 2}, {"u32", FieldType::u32, 4},  {"i32", FieldType::i32, 4},
+    {"u64", FieldType::u64, 8}, {"i64", FieldType::i64, 8},  {"f32", FieldType::f32, 4},
+    {"f64", FieldType::f64, 8}, {"char", FieldType::text, 1}};
+
+std::string systemReason(int error = errno) {
+    return std::generic_category().message(error);
 }
 
 std::string quoted(std::string_view text) {
@@ -68,10 +83,41 @@ std::string EntryChecker::check(const TagEntry& tag, const std::string& place) {
     return "";
 }
 
+// What is wrong with one of a tag's fields, or "".
+std::string checkField(const TagEntry& tag, const TagField& field) {
+    if (field.name.empty() ||
+        field.name.find_first_of(std::string_view(".[]\0", 4)) != std::string::npos) {
+        return flaw("a field's name without '.', '[', ']' and NUL", quoted(field.name));
+    }
+    if (field.count == 0) return flaw("a count from 1 of the field " + quoted(field.name), "0");
+    const uint64_t end = field.offset + field.bytes();
+    if (end > static_cast<uint64_t>(tag.size)) {
+        return flaw("the field " + quoted(field.name) + " within the tag's " +
+                        std::to_string(tag.size) + " bytes",
+                    std::to_string(field.offset) + " to " + std::to_string(end));
+    }
+    return "";
+}
+
+std::string checkFields(const TagEntry& tag) {
+    std::set<std::string_view> names;
+    for (const TagField& field : tag.fields) {
+        std::string wrong = checkField(tag, field);
+        if (!wrong.empty()) return wrong;
+        if (!names.insert(field.name).second) {
+            return flaw("fields with names of their own", quoted(field.name) + " twice");
+        }
+    }
+    return "";
+}
+
 std::string EntryChecker::checkAlone(const TagEntry& tag) {
     // The records that the library itself makes.
     static const std::map<uint32_t, int32_t> kSizes{
-        {2118, 8512}, {65622, 4096}, {8208, 8}, {8198, 1}};
+        {kSceneTag, kSceneRecordBytes},
+        {kMfnrTag, static_cast<int32_t>(kMfnrTableBytes)},
+        {kOverrideSizeTag, static_cast<int32_t>(sizeof(kOverrideSize))},
+        {kOverrideByteTag, static_cast<int32_t>(sizeof(kOverrideByte))}};
     if (tag.id == 0) return flaw("an id from 1 to 4294967295", "0");
     if (tag.name.empty() ||
         tag.name.find_first_of(std::string_view("/.\0", 3)) != std::string::npos) {
@@ -85,24 +131,65 @@ std::string EntryChecker::checkAlone(const TagEntry& tag) {
                     std::string(tag.kind == TagKind::fixed ? "fixed" : "block") + " and " +
                         std::to_string(tag.size));
     }
-    return "";
+    return checkFields(tag);
+}
+
+// A file open for reading, without waiting for whoever serves it.
+class Source {
+public:
+    explicit Source(const std::string& path)
+        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+    ~Source() {
+        if (descriptor_ >= 0) ::close(descriptor_);
+    }
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+
+    // "" where it may be read from, or what is wrong.
+    std::string examine(TableSource allowed) const;
+    // Appends to `text`; "" or what went wrong. `done` at the end.
+    std::string readMore(std::string& text, bool& done) const;
+
+private:
+    int descriptor_;
+};
+
+std::string Source::examine(TableSource allowed) const {
+    struct stat status {};
+    if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) {
+        return flaw("a tag table", "no readable file: " + systemReason());
+    }
+    if (S_ISREG(status.st_mode)) return "";
+    if (S_ISDIR(status.st_mode)) return flaw("a tag table", systemReason(EISDIR));
+    const bool stream = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode);
+    if (stream && allowed == TableSource::fileOrPipe) return "";
+    return flaw("a tag table", "no regular file");
+}
+
+std::string Source::readMore(std::string& text, bool& done) const {
+    pollfd waiting{descriptor_, POLLIN, 0};
+    if (::poll(&waiting, 1, kPipePatience) == 0) {
+        return flaw("a tag table", "a pipe that brought nothing for " +
+                                       std::to_string(kPipePatience / 1000) + " seconds");
+    }
+    std::array<char, 16384> part{};
+    const ssize_t count = ::read(descriptor_, part.data(), part.size());
+    if (count < 0 && errno != EINTR && errno != EAGAIN) {
+        return flaw("a tag table", "no bytes: " + systemReason());
+    }
+    done = count == 0;
+    if (count > 0) text.append(part.data(), static_cast<size_t>(count));
+    if (text.size() <= kMaxFileBytes) return "";
+    return flaw("a tag table of at most " + std::to_string(kMaxFileBytes) + " bytes",
+                "a longer file");
 }
 
 // Reads a whole file; "" or what went wrong.
-std::string readFile(const std::string& path, std::string& text) {
-    const File file(std::fopen(path.c_str(), "rbe"));
-    if (!file) return flaw("a tag table", "no readable file: " + systemReason());
-    std::array<char, 16384> part{};
-    size_t count = 0;
-    while ((count = std::fread(part.data(), 1, part.size(), file.get())) > 0) {
-        text.append(part.data(), count);
-        if (text.size() > kMaxFileBytes) {
-            return flaw("a tag table of at most " + std::to_string(kMaxFileBytes) + " bytes",
-                        "a longer file");
-        }
-    }
-    if (std::ferror(file.get()) != 0) return flaw("a tag table", "no bytes: " + systemReason());
-    return "";
+std::string readFile(const std::string& path, TableSource allowed, std::string& text) {
+    const Source source(path);
+    std::string wrong = source.examine(allowed);
+    for (bool done = false; wrong.empty() && !done;) wrong = source.readMore(text, done);
+    return wrong;
 }
 
 template <typename Number>
@@ -120,6 +207,59 @@ bool parseId(std::string_view text, uint32_t& id) {
 bool parseKind(std::string_view text, TagKind& kind) {
     kind = text == "block" ? TagKind::block : TagKind::fixed;
     return text == "fixed" || text == "block";
+}
+
+bool parseType(std::string_view text, FieldType& type) {
+    const auto* const found =
+        std::find_if(std::begin(kTypes), std::end(kTypes),
+                     [text](const TypeInfo& info) { return info.name == text; });
+    if (found == std::end(kTypes)) return false;
+    type = found->type;
+    return true;
+}
+
+std::string allTypes() {
+    std::string names;
+    for (const TypeInfo& info : kTypes) names.append(names.empty() ? "" : ", ").append(info.name);
+    return names;
+}
+
+// Reads one <field>; "" or what is wrong with its form.
+std::string parseField(const pugi::xml_node& node, TagField& field) {
+    std::set<std::string_view> missing{"name", "offset", "type", "count"};
+    for (const pugi::xml_attribute attribute : node.attributes()) {
+        const std::string_view name = attribute.name();
+        const std::string_view value = attribute.value();
+        if (missing.erase(name) == 0) {
+            return flaw("the attributes name, offset, type and count, each once", quoted(name));
+        }
+        if (name == "offset" && !parseNumber(value, 10, field.offset)) {
+            return flaw("an offset from 0 to 4294967295", quoted(value));
+        }
+        if (name == "count" && !parseNumber(value, 10, field.count)) {
+            return flaw("a count from 1 to 4294967295", quoted(value));
+        }
+        if (name == "type" && !parseType(value, field.type)) {
+            return flaw("a type of " + allTypes(), quoted(value));
+        }
+        if (name == "name") field.name = value;
+    }
+    missing.erase("count");
+    if (!missing.empty()) return flaw("the attribute " + std::string(*missing.begin()), "none");
+    return "";
+}
+
+std::string parseFields(const pugi::xml_node& node, std::vector<TagField>& fields) {
+    for (const pugi::xml_node child : node.children()) {
+        if (child.type() != pugi::node_element || std::string_view(child.name()) != "field") {
+            return flaw("<field>", quoted(*child.name() != '\0' ? child.name() : child.value()));
+        }
+        TagField field{"", 0, FieldType::u8, 1};
+        std::string wrong = parseField(child, field);
+        if (!wrong.empty()) return wrong;
+        fields.push_back(std::move(field));
+    }
+    return "";
 }
 
 // Reads one <tag>; "" or what is wrong with its form.
@@ -143,7 +283,7 @@ std::string parseEntry(const pugi::xml_node& node, TagEntry& tag) {
         if (name == "name") tag.name = value;
     }
     if (!missing.empty()) return flaw("the attribute " + std::string(*missing.begin()), "none");
-    return "";
+    return parseFields(node, tag.fields);
 }
 
 // The document, and which line its parts stand on.
@@ -200,6 +340,14 @@ struct TextWriter final : pugi::xml_writer {
     std::string text;
 };
 
+void appendField(pugi::xml_node& tag, const TagField& field) {
+    pugi::xml_node node = tag.append_child("field");
+    node.append_attribute("name").set_value(field.name.c_str());
+    node.append_attribute("offset").set_value(field.offset);
+    node.append_attribute("type").set_value(std::string(nameOf(field.type)).c_str());
+    if (field.count != 1) node.append_attribute("count").set_value(field.count);
+}
+
 std::string toXml(const std::vector<TagEntry>& tags) {
     pugi::xml_document document;
     pugi::xml_node root = document.append_child("tags");
@@ -209,11 +357,18 @@ std::string toXml(const std::vector<TagEntry>& tags) {
         node.append_attribute("name").set_value(tag.name.c_str());
         node.append_attribute("size").set_value(tag.size);
         node.append_attribute("kind").set_value(tag.kind == TagKind::fixed ? "fixed" : "block");
+        for (const TagField& field : tag.fields) appendField(node, field);
     }
     TextWriter writer;
     document.save(writer, "  ", pugi::format_default, pugi::encoding_utf8);
     return std::move(writer.text);
 }
+
+struct FileCloser {
+    // Only of a file whose writing failed before: nothing more can be lost.
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
 
 // Writes a whole file; "" or what went wrong. Only closing it tells whether all bytes arrived.
 std::string writeFile(const std::string& path, const std::string& text) {
@@ -229,9 +384,18 @@ std::string writeFile(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-bool readTagTable(const std::string& path, std::vector<TagEntry>& out, std::string& error) {
+std::string_view nameOf(FieldType type) {
+    return kTypes[static_cast<size_t>(type)].name;
+}
+
+uint32_t bytesOf(FieldType type) {
+    return kTypes[static_cast<size_t>(type)].bytes;
+}
+
+bool readTagTable(const std::string& path, std::vector<TagEntry>& out, std::string& error,
+                  TableSource source) {
     std::string text;
-    const std::string unreadable = readFile(path, text);
+    const std::string unreadable = readFile(path, source, text);
     if (!unreadable.empty()) {
         error = path + ": " + unreadable;
         return false;

@@ -3,7 +3,6 @@
 
 #include "core/File.h"
 #include "core/FrameGuard.h"
-#include "core/Globals.h"
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
 #include "dump/TreeNames.h"
@@ -15,33 +14,19 @@
 
 namespace {
 
-constexpr const char* kFirmwareFolder = "/vendor/firmware/";
-constexpr const char* kDefaultCopyName = "mfnr5.2.xml";
-
-/// The copy always lies with pipe 1, whichever pipe dumps: there is one tuning for all of them.
 std::string copyFolder() {
-    return pipeFolderPath(kDumpRoot, 1);
+    return pipeFolderPath(kDumpRoot, kMfnrCopyPipe);
 }
 
-/// What an MFNR version looks for, and what its copy is called.
-struct Version {
-    int number;
-    const char* key;
-    const char* copyName;
-};
-
-constexpr Version kVersions[] = {
-    {3, "mfnr3", "mfnr3.xml"}, {4, "mfnr4", "mfnr4.xml"}, {5, "mfnr5.2", kDefaultCopyName}};
-
 /// The version the device runs; one that is not known has no key.
-Version runningVersion() {
+MfnrVersion runningVersion() {
     char value[kPropertyValueSize] = {};
-    property_get("persist.vendor.cam.mfnr.version", value, "5");
+    property_get(kMfnrVersionProperty, value, kMfnrDefaultVersion);
     const int number = readNumber(value);
-    for (const Version& version : kVersions) {
+    for (const MfnrVersion& version : kMfnrVersions) {
         if (version.number == number) return version;
     }
-    return {number, nullptr, kDefaultCopyName};
+    return {number, nullptr, kMfnrDefaultCopyName};
 }
 
 /// Gathers text for a file so that a line costs no write of its own.
@@ -89,7 +74,7 @@ void copyLines(InputFile& source, OutputFile& copy) {
             }
         }
     }
-    // What came of a line before an error is no line.
+    // What came of a line before an error is no line, and nothing is read after one.
     if (length > 0 && !source.failed()) writer.add({line.data(), length});
 }
 
@@ -116,7 +101,7 @@ void PipelineSimulation::dumpMFNRXml(void* nameTable) {
         char table[kMfnrNames][kMfnrNameBytes];
         std::memcpy(table, nameTable, sizeof(table));
         char sourcePath[256] = {};
-        const Version version = runningVersion();
+        const MfnrVersion version = runningVersion();
         matchXML(table, version.key, sourcePath);
         TYK_LOG_AS(kDetail, function, "mfnr xml: %s", sourcePath);
         InputFile source(sourcePath);
@@ -138,15 +123,15 @@ void PipelineSimulation::loadMFNRXml(int sofId) {
     guardFrame(__func__, [this, sofId](const char* function) {
         std::vector<std::string> names;
         getSubFiles(copyFolder().c_str(), names);
-        std::string_view chosen = kDefaultCopyName;
+        std::string_view chosen = kMfnrDefaultCopyName;
         for (const std::string& name : names) {
-            if (name.find("mfnr") == std::string::npos) continue;
+            if (name.find(kMfnrCopyMark) == std::string::npos) continue;
             chosen = name;
             break;
         }
         // The longest file name there is fits many times over.
         std::array<char, kMfnrTableBytes> table{};
-        const std::string entry = std::string("tyksimulation/").append(chosen);
+        const std::string entry = std::string(kMfnrReplayPrefix).append(chosen);
         entry.copy(table.data(), table.size() - 1);
         setPsParam(static_cast<unsigned int>(camId), 1, static_cast<unsigned int>(sofId), kMfnrTag,
                    table.data());

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 constexpr uint32_t kSceneTag = 2118;
+constexpr const char* kSceneTagName = "KELV_TAG_ISCENE_INFO";
 constexpr int kSceneRecordBytes = 8512;
 
 /// Pipe type on which a dump entry of kSceneTag writes the record's files.
@@ -52,8 +53,10 @@ constexpr SceneField kSceneFields[] = {
     // clang-format on
 };
 
-/// The element whose absence leaves the exposure values alone.
+/// The element whose absence leaves the exposure values alone, and where in the record the three
+/// floats begin.
 constexpr const char* kSceneHdrPath = "cap_info/detect_out/hdr_detect_out";
+constexpr int kSceneExposures = 528;
 
 /// One part of the record that is stored raw in a file of its own.
 struct SceneBlock {
@@ -69,6 +72,7 @@ constexpr SceneBlock kSceneBlocks[] = {
 };
 
 constexpr const char* kSceneXmlName = "iSceneInfo.xml";
+constexpr const char* kSceneRootName = "iSceneInfo";  ///< the XML's document element
 
 constexpr bool sceneLayoutFits() {
     for (const SceneField& field : kSceneFields) {

@@ -6,27 +6,20 @@
 #include "core/PipelineSimulation.h"
 #include "core/Scratch.h"
 #include "dump/TreeNames.h"
+#include "records/SceneRecord.h"
+#include "replay/FixedOverrides.h"
 #include "replay/FrameQueue.h"
 
-#include <array>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
-/// From this many queued frames on, a frame with an image first retires the oldest. Exactly one: a
-/// queue that the other loaders made longer keeps its length, since the pipeline may still be using
-/// the blocks of everything in it.
-constexpr size_t kFramesInUse = 11;
-
-/// The folder loader rebuilds the scene-info record from its own files; the parameter file of its
-/// tag would bring back the value from before an edit.
-constexpr const char* kSceneTagName = "KELV_TAG_ISCENE_INFO";
-
 /// What the three loaders do differently.
 struct Loader {
     const char* function;    ///< its name in log lines
-    bool skipsSceneInfo;     ///< passes over a parameter file of the scene-info tag
+    bool skipsSceneInfo;     ///< passes over a parameter file of the scene-info tag: the record is
+                             ///< rebuilt from its own files, which may have been edited
     bool skipsBadFiles;      ///< passes over a file of impossible size; else it ends the frame
     bool refusesNullBlocks;  ///< reports and passes over a block that there is no memory for
     bool loadsImages;        ///< takes what is not a parameter file for an image
@@ -40,15 +33,30 @@ constexpr Loader kImageLoader{"loadParamAndImage", false, false, false, true};
 struct BlockDeleter {
     bool ofImageLoader;
 
-    void operator()(void* block) const {
-        if (ofImageLoader) {
-            TYK_LOG(kDetail, "free block param buffer %p", block);
-        } else {
-            TYK_LOG(kDetail, "free buffer %p", block);
-        }
+    void operator()(void* block) const noexcept {
+        guardFrame(__func__, [this, block](const char* function) {
+            if (ofImageLoader) {
+                TYK_LOG_AS(kDetail, function, "free block param buffer %p", block);
+            } else {
+                TYK_LOG_AS(kDetail, function, "free buffer %p", block);
+            }
+        });
         std::free(block);
     }
 };
+
+void readFile(const char* path, Folder* folder, void* data, int size) {
+    if (size < 0) {
+        TYK_LOG_AS(kFailure, "readBin", "size %d is negative: %s", size, path);
+        return;
+    }
+    InputFile file(path, folder);
+    if (!file.isOpen()) {
+        TYK_LOG_AS(kFailure, "readBin", "open failed: %s", path);
+        return;
+    }
+    file.read(data, static_cast<size_t>(size));
+}
 
 int publish(const PipelineSimulation::tagInfo& info, void* data) {
     return tyk::ParamSet::setParam(info.camId, info.pipe, info.sofId, info.tag, data);
@@ -61,7 +69,7 @@ public:
         : simulation_(simulation),
           loader_(loader),
           names_(list(simulation, folder)),
-          folder_(folder.c_str()),
+          folder_(folder),
           path_(folder + "/"),
           prefix_(path_.size()) {}
 
@@ -72,8 +80,8 @@ public:
 
     /// Makes the scratch buffer; false (logged) when there is no memory for it.
     bool prepare() {
-        scratch_ = std::make_unique<ScratchBuffer>();
-        if (scratch_->data()) return true;
+        scratch_ = std::make_unique<ScratchBuffer>(ScratchBuffer::Clearing::kAtOnce);
+        if (scratch_->exists()) return true;
         TYK_LOG_AS(kFailure, loader_.function, "buf malloc failed.");
         return false;
     }
@@ -113,14 +121,14 @@ private:
 
     /// Replays the parameter file at path_; false when its size makes that impossible.
     bool replayParam(const PipelineSimulation::tagInfo& info) {
-        InputFile file(folder_, path_.c_str() + prefix_);
+        InputFile file(path_.c_str(), &folder_);
         // The size is the end position as a 32-bit number, so 2 GiB is negative.
         const auto size = static_cast<int32_t>(file.size());
         if (size <= 0) {
             TYK_LOG_AS(kFailure, loader_.function, "getBinSize return negative, size: %d", size);
             return false;
         }
-        if (info.dumpType != 0) {
+        if (info.dumpType != kFixedSizeDump) {
             replayBlock(info, file, static_cast<uint32_t>(size));
             return true;
         }
@@ -129,8 +137,9 @@ private:
                        ScratchBuffer::kBytes, path_.c_str());
             return false;
         }
-        file.read(scratch_->data(), static_cast<size_t>(size));
-        publish(info, scratch_->data());
+        void* const value = scratch_->data(static_cast<size_t>(size));
+        file.read(value, static_cast<size_t>(size));
+        publish(info, value);
         return true;
     }
 
@@ -173,14 +182,14 @@ private:
         frame_.image = image;
         TYK_LOG_AS(kDetail, loader_.function, "get img %p, pipe %d", static_cast<void*>(image),
                    simulation_.pipeId);
-        readBin(path_.c_str(), descriptor.data, nv21Bytes(info.width, info.height));
+        readFile(path_.c_str(), &folder_, descriptor.data, nv21Bytes(info.width, info.height));
         return true;
     }
 
     PipelineSimulation& simulation_;
     const Loader& loader_;
     std::vector<std::string> names_;
-    Folder folder_;     ///< opened after the listing was closed: one descriptor less at a time
+    Folder folder_;
     std::string path_;  ///< the folder and, behind prefix_, the file at hand
     size_t prefix_;
     std::unique_ptr<ScratchBuffer> scratch_;
@@ -197,16 +206,7 @@ void enterFrame(PipelineSimulation& simulation) {
 }  // namespace
 
 void readBin(const char* path, void* data, int size) {
-    if (size < 0) {
-        TYK_LOG(kFailure, "size %d is negative: %s", size, path);
-        return;
-    }
-    InputFile file(path);
-    if (!file.isOpen()) {
-        TYK_LOG(kFailure, "open failed: %s", path);
-        return;
-    }
-    file.read(data, static_cast<size_t>(size));
+    readFile(path, nullptr, data, size);
 }
 
 bool PipelineSimulation::loadParam(int pipe, std::string folder, int cam) {
@@ -246,14 +246,13 @@ void PipelineSimulation::loadParam(unsigned int) {
     });
 }
 
-// Pipe 1 and sof id 0 stand for the whole replay, whichever files it reads.
 void PipelineSimulation::prepareParams() {
     TYK_LOG(kDetail, "E");
     const auto camera = static_cast<unsigned int>(camId);
-    std::array<uint32_t, 2> size{320, 240};
-    tyk::ParamSet::setParam(camera, 1, 0, 8208, size.data());
-    uint8_t value = 95;
-    tyk::ParamSet::setParam(camera, 1, 0, 8198, &value);
+    auto size = kOverrideSize;
+    tyk::ParamSet::setParam(camera, kOverridePipe, kOverrideSofId, kOverrideSizeTag, size.data());
+    uint8_t value = kOverrideByte;
+    tyk::ParamSet::setParam(camera, kOverridePipe, kOverrideSofId, kOverrideByteTag, &value);
 }
 
 void PipelineSimulation::loadParamAndImage(unsigned int, tyk::Buffer*& img) {

@@ -1,0 +1,50 @@
+// What every fuzz target has: a name, and what it does with an input. Main.cpp gives the inputs of
+// libFuzzer to the one target of a fuzzer; SeedTest gives every target its corpus.
+#pragma once
+
+#include "tests/support/FakeDevice.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace fuzz {
+
+struct Target {
+    const char* name;
+    void (*run)(std::string_view input);
+};
+
+inline std::vector<Target>& targets() {
+    static std::vector<Target> all;
+    return all;
+}
+
+/// Makes a target known before main() begins.
+struct Known {
+    explicit Known(const Target& target) { targets().push_back(target); }
+};
+
+/// Runs a target on an input, on a device as new.
+inline void run(const Target& target, std::string_view input) {
+    fake::restart();
+    target.run(input);
+    FAKE_EXPECT(fake::device().openHandles == 0);
+}
+
+/// The object of pipe 1, initialised for `mode`.
+inline PipelineSimulation& simulation(int mode) {
+    static PipelineSimulation& object = *PipelineSimMgr::getPipeSimInstance(1);
+    if (!object.initialised || object.mode != mode) object.init(mode);
+    object.camId = 3;
+    return object;
+}
+
+/// Takes the next line off `text`, without its end.
+inline std::string takeLine(std::string_view& text) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    std::string line(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return line;
+}
+
+}  // namespace fuzz

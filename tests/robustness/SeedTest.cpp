@@ -1,0 +1,40 @@
+// Every fuzz target on its corpus, and on what once found a fault, in every build that has tests.
+#include "fuzz/Target.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class SeedTest : public testing::TestWithParam<fuzz::Target> {};
+
+TEST_P(SeedTest, HoldsTheRules) {
+    alarm(300);  // a hang ends the test
+    std::set<fs::path> seeds;
+    for (const char* const kind : {"corpus", "regressions"}) {
+        const fs::path folder = fs::path(TYK_FUZZ_FOLDER) / kind / GetParam().name;
+        if (fs::exists(folder)) seeds.insert(fs::directory_iterator(folder), {});
+    }
+    EXPECT_GE(seeds.size(), 7U);
+    for (const fs::path& seed : seeds) {
+        std::printf("%s\n", seed.c_str());  // the last one is the one that a fault ends with
+        std::fflush(stdout);
+        std::ifstream file(seed, std::ios::binary);
+        const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+        fuzz::run(GetParam(), bytes);
+    }
+    PipelineSimMgr::getPipeSimInstance(1)->deinit();
+    fake::checkLeaks();
+}
+INSTANTIATE_TEST_SUITE_P(Of, SeedTest, testing::ValuesIn(fuzz::targets()),
+                         [](const auto& target) { return target.param.name; });
+
+}  // namespace
