@@ -6,9 +6,12 @@
 #include "host/ParamService.h"
 #include "host/Properties.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <system_error>
 #include <vector>
 
 int main(int argc, char** argv) {
@@ -22,10 +25,16 @@ int main(int argc, char** argv) {
     tykhost::setDeviceRoot(argv[1]);
     tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tykhost::TagKind::fixed}});
     const std::filesystem::path dumpRoot = tykhost::hostPath("/data/vendor/cameraserver/tykdump");
-    std::filesystem::create_directories(dumpRoot);
-    std::ofstream(dumpRoot / "pipe1_dumpConfig.xml")
-        << "<dumpconfig><common><tag value=\"KELV_TAG_EXAMPLE\"><pipe>SNAPSHOT_TYPE</pipe>"
-           "</tag></common></dumpconfig>\n";
+    std::error_code error;
+    std::filesystem::create_directories(dumpRoot, error);
+    const std::filesystem::path config = dumpRoot / "pipe1_dumpConfig.xml";
+    if (!(std::ofstream(config)
+          << "<dumpconfig><common><tag value=\"KELV_TAG_EXAMPLE\"><pipe>SNAPSHOT_TYPE</pipe>"
+             "</tag></common></dumpconfig>\n"
+          << std::flush)) {
+        std::fprintf(stderr, "%s: cannot be written: %s\n", config.c_str(), std::strerror(errno));
+        return 1;
+    }
     tykhost::setProperty("persist.vendor.cam.isstest", "1");
 
     // The pipeline: prepare once, then hand over every frame.

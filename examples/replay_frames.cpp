@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 int main(int argc, char** argv) {
     if (argc != 2) {
@@ -20,6 +21,10 @@ int main(int argc, char** argv) {
     pipe->taskList = {argv[1]};
     pipe->start();
     const int frames = pipe->getFrameSize();
+    if (frames == 0) {
+        std::fprintf(stderr, "%s: holds no frame folders\n", argv[1]);
+        return 1;
+    }
     for (int frame = 0; frame < frames; ++frame) {
         const int before = pipe->frameIndex;
         tyk::Buffer* image = nullptr;
@@ -28,7 +33,12 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "abandoned: %s\n", pipe->currentFramePath.c_str());
             return 1;
         }
-        for (const tykhost::PublishedValue& value : tykhost::publishedValues()) {
+        const std::vector<tykhost::PublishedValue> values = tykhost::publishedValues();
+        if (values.empty() && !image) {
+            std::fprintf(stderr, "no frame: %s\n", pipe->currentFramePath.c_str());
+            return 1;
+        }
+        for (const tykhost::PublishedValue& value : values) {
             int gain = 0;
             std::memcpy(&gain, value.bytes.data(), sizeof(gain));
             std::printf("sof %u: gain %d\n", value.key.sofId, gain);
@@ -38,5 +48,5 @@ int main(int argc, char** argv) {
     }
     pipe->stop();
     pipe->deinit();
-    return frames > 0 ? 0 : 1;
+    return 0;
 }

@@ -1,0 +1,316 @@
+// What a check finds of every kind of damage: a small recorded tree is damaged by a line of shell,
+// and the rules that are then said are compared.
+#include "tree/TreeCheck.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool hideEntryTypes = false;  ///< the file system gives no entry types
+
+struct Damage {
+    const char* script;  ///< with the folders R (dump root), P (pipe), K (task), F1 to F4 (frames)
+    const char* rules;   ///< as they are said
+};
+
+/// One tree of four frames for all tests.
+class CheckTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        std::string name = (fs::temp_directory_path() / "tyksim-check-XXXXXX").string();
+        root_ = mkdtemp(name.data());
+        ASSERT_EQ(
+            shell(TYKSIM_COMMAND " record base --frames 4 --size 16x8 >/dev/null 2>&1").status, 0);
+    }
+    static void TearDownTestSuite() {
+        shell("chmod -R u+rwX .");
+        fs::remove_all(root_);
+    }
+
+    struct Result {
+        int status;
+        std::string out;
+    };
+
+    static Result shell(const std::string& command) {
+        const std::string whole =
+            "cd '" + root_ + "' && export ASAN_OPTIONS=detect_leaks=0:$ASAN_OPTIONS && " + command;
+        std::FILE* const pipe = popen(whole.c_str(), "r");  // NOLINT(cert-env33-c)
+        std::string out;
+        std::array<char, 4096> part{};
+        for (size_t count = 1; count > 0;) {
+            count = std::fread(part.data(), 1, part.size(), pipe);
+            out.append(part.data(), count);
+        }
+        const int status = pclose(pipe);
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+    }
+
+    /// Checks a copy of the tree that `script` has damaged; `user` runs the tool as somebody else.
+    static Result checkDamaged(const std::string& script, const std::string& arguments = "",
+                               const std::string& user = "") {
+        return shell(
+            "chmod -R u+rwX . && rm -rf c && cp -a base c && (cd c/data/vendor/"
+            "cameraserver/tykdump/pipe_1/*_task_0 && K=$PWD && P=${K%/*} && R=${P%/*} && "
+            "set -- * && F1=$1 F2=$2 F3=$3 F4=$4 && I=FCWH_2_0_16_8_nv21.yuv && "
+            "G=FCPDT_2_0_1_0_KELV_TAG_WB_GAINS.bin && " +
+            script + ") && " + user + " timeout 60 " TYKSIM_COMMAND " check c " + arguments +
+            " 2>&1");
+    }
+
+    /// The rules of the findings, in the order in which they are said.
+    static std::string rulesIn(const std::string& out) {
+        std::istringstream lines(out);
+        std::string rules;
+        for (std::string line; std::getline(lines, line);) {
+            if (line.size() < 2 || line[1] != ' ' ||
+                std::string("!~-").find(line[0]) == std::string::npos)
+                continue;
+            rules += (rules.empty() ? "" : " ") + line.substr(2, line.find(':') - 2);
+        }
+        return rules;
+    }
+
+    static void expectRules(const std::vector<Damage>& table, const std::string& user = "") {
+        for (const Damage& damage : table) {
+            const Result result = checkDamaged(damage.script, "", user);
+            EXPECT_EQ(rulesIn(result.out), damage.rules) << damage.script << "\n" << result.out;
+            EXPECT_EQ(result.status, *damage.rules != '\0' ? 3 : 0) << damage.script;
+        }
+    }
+
+    static std::string root_;
+};
+
+std::string CheckTest::root_;
+
+TEST_F(CheckTest, Frames) {
+    expectRules({
+        {":", ""},
+        {"rm -r *", "no-frames"},
+        {"rm $F2/*", "frame-empty"},
+        {"mv $F2 ${F2%_req*}_2", "frame-name"},
+        {"mv $F2 ${F2%2}9", "frame-ids"},
+        {"cp -r $F2 ${F4%_req*}_reqID_2_sofID_2", "frame-order frame-repeated"},
+        {"mv $F2 ../f; ln -s ../f $F2", "foreign-folder not-a-folder"},
+        {"rm -r $F2; mkfifo $F2", "not-a-folder"},
+        {"mv $K $P/odd", "task-name"},
+        {"mv $P $R/pipe_01", "foreign-folder no-frames"},
+        {"mv $P $R/../p; ln -s ../p $P", "linked-folder"},
+        {"mkdir $R/x $P/y $F2/z; touch $R/f $P/g h $F2/i",
+         "foreign-file foreign-folder foreign-file foreign-folder foreign-file foreign-file "
+         "foreign-folder"},
+        // The last frame may break off, and only the last.
+        {"rm $F4/FCWH*", "frame-torn"},
+        {"truncate -s 5 $F4/FCWH*", "frame-torn"},
+        {"rm $F4/FCWH* $F4/*MFNR* $F4/*ISCENE*; truncate -s 0 $F4/*GYRO*", "frame-torn"},
+        {"rm $F4/FCWH* $F4/*EXPOSURE_TIME*", "frame-torn parameter-missing"},
+        {"rm $F4/*", "frame-torn"},
+        {"rm $F4/*GAINS*", "parameter-missing"},
+        {"rm $F3/FCWH* $F3/*MFNR*", "parameter-missing image-missing"},
+        // Links in circles, a name that says it is long.
+        {"ln -s . loop; ln -s .. $F1/loop; ln -s l $F1/l",
+         "not-a-folder foreign-file foreign-file"},
+    });
+}
+
+TEST_F(CheckTest, Parameters) {
+    expectRules({
+        {"rm $F2/$G", "parameter-missing"},
+        {"rm */*GAINS*", "parameter-missing"},
+        {"rm $R/pipe1*; rm $F2/$G", "config-missing parameter-missing"},
+        {"truncate -s 0 $F2/$G", "parameter-empty"},
+        {"truncate -s 3 $F2/$G", "parameter-size"},
+        {"truncate -s 3 */*GAINS*", "parameter-size"},
+        {"rm $R/../../../../tags.xml; truncate -s 3 $F2/$G", "parameter-size-varies"},
+        {"truncate -s 512001 $F2/$G", "parameter-too-large"},
+        {"truncate -s 4294967297 $F2/$G", "parameter-too-large"},
+        {"truncate -s 2G $F2/*GYRO*", "parameter-too-large"},
+        {"truncate -s 5 $F2/*GYRO*", ""},
+        {"cp $F2/$G $F2/FCPDT_2_0_1_0.bin", "parameter-name"},
+        {"mv $F2/$G $F2/FCPDT_02_0_1_0_KELV_TAG_WB_GAINS.bin", "parameter-name"},
+        {"cp $F2/$G $F2/FCPDT_2_0_1_2_KELV_TAG_WB_GAINS.bin",
+         "parameter-repeated parameter-dump-type"},
+        {"cp $F2/$G $F2/FCPDT_2_0_1_0_KELV_TAG_WB_GAIN.bin", "parameter-unknown-tag"},
+        {"touch \"$F2/$(printf 'FCPDT_2_0_1_0_\\033]0;x\\007\\n\\377.bin')\"",
+         "parameter-empty parameter-unknown-tag"},
+        {"rm $F2/$G; mkfifo $F2/$G", "file-kind"},
+        {"rm $F2/$G; mkdir $F2/$G", "file-kind"},
+        {"rm $F2/$G; ln -s /dev/zero $F2/$G", "file-kind"},
+        {"mv $F2/$G $R/../g; ln -s $R/../g $F2/$G", "file-linked"},
+    });
+}
+
+TEST_F(CheckTest, ImagesAndRecords) {
+    expectRules({
+        {"rm $F2/$I", "image-missing"},
+        {"rm */FCWH*", "image-missing"},
+        {"truncate -s 191 $F2/$I", "image-short"},
+        {"truncate -s 193 $F2/$I", "image-long"},
+        {"cp $F2/$I $F2/FCWH_2_0_16_8_nv12.yuv", "image-name image-repeated"},
+        {"mv $F2/$I $F2/_nv12.yuv", "image-name image-missing"},
+        {"mv $F2/$I $F2/FCWH_2_0_0_8_nv21.yuv", "image-name"},
+        {"mv $F2/$I $F2/FCWH_2_0_8_16_nv21.yuv", "image-size-varies image-size-varies"},
+        {"rm $P/mfnr*", "tuning-copy-missing"},
+        {": > $P/mfnr5.2.xml", "tuning-copy-empty"},
+        {"echo '<a' > $F2/iSceneInfo.xml", "scene-xml"},
+        {"rm $F2/iSceneInfo.xml", "scene-file-missing"},
+        {"rm $F2/iScene* $F2/*ISCENE*", "parameter-missing scene-file-missing"},
+        {"truncate -s 5 $F2/ISCENE_CAP_INFO_DETECT_OUT.bin", "scene-block-size"},
+        {"rm $F2/ISCENE_CAP_INFO_DETECT_OUT.bin", "scene-file-missing"},
+        {"sed -i 's,gain>.*<,gain>7<,' $F2/iSceneInfo.xml", "scene-edited"},
+        {"sed -i 's,exp_time>.*<,exp_time>x<,' $F2/iSceneInfo.xml",
+         "scene-field-range scene-edited"},
+        {"sed -i /cur_ev/d $F2/iSceneInfo.xml", "scene-field-missing scene-edited"},
+        {"echo '<a' > $R/pipe1_dumpConfig.xml", "config-xml"},
+        {"echo '<a/>' > $R/pipe1_dumpConfig.xml", "config-root"},
+        {"rm $R/pipe1*; ln -s /dev/zero $R/pipe1_dumpConfig.xml", "config-xml"},
+    });
+    const std::string grey = "head -c 192 /dev/zero | tr '\\0' x > $F2/$I";
+    EXPECT_EQ(rulesIn(checkDamaged(grey).out), "");
+    EXPECT_EQ(rulesIn(checkDamaged(grey, "--deep").out), "image-uniform");
+}
+
+TEST_F(CheckTest, StatusAndOutput) {
+    const char* const edited = "sed -i 's,gain>.*<,gain>7<,' $F2/iSceneInfo.xml";
+    EXPECT_EQ(checkDamaged(edited, "--fail-on warning").status, 0);
+    EXPECT_EQ(checkDamaged("rm $F2/$I", "--fail-on error").status, 0);
+    EXPECT_EQ(checkDamaged("rm $F2/$I", "--fail-on warning").status, 3);
+    EXPECT_EQ(checkDamaged("rm $F2/$I", "--frames 3..").status, 0);
+    EXPECT_EQ(checkDamaged(":", "--frames 9").status, 2);
+    EXPECT_EQ(
+        checkDamaged("rm ../../../../../../tags.xml; mkfifo ../../../../../../tags.xml").status, 1);
+    const Result several = checkDamaged("rm $F2/$I", "base none --jobs 3 --json");
+    EXPECT_EQ(several.status, 1);
+    EXPECT_NE(several.out.find(R"("rule":"image-missing","severity":"warning")"),
+              std::string::npos);
+    EXPECT_NE(several.out.find(R"("frame":2,"expected":"an image","found":"none")"),
+              std::string::npos);
+    EXPECT_NE(several.out.find(R"("counts":{"error":0,"warning":0,"note":0})"), std::string::npos);
+    EXPECT_NE(several.out.find(R"("ok":false,"errors":["'none')"), std::string::npos)
+        << several.out;
+}
+
+TEST_F(CheckTest, WhatMayNotBeRead) {
+    // The superuser may read everything.
+    const std::string user =
+        geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
+    shell("chmod a+rx .");
+    if (shell(user + TYKSIM_COMMAND " --version 2>&1").status != 0) {
+        GTEST_SKIP() << "another user cannot run the tool from where it is";
+    }
+    expectRules({{"chmod 0 $F2/$I $F3/iSceneInfo.xml", "file-unreadable file-unreadable scene-xml"},
+                 {"chmod 0 $F2", "folder-unlisted"},
+                 {"chmod 444 $F2", "folder-unlisted"},
+                 {"chmod 0 $K", "folder-unlisted"},
+                 {"chmod 0 $P", "folder-unlisted"},
+                 {"chmod 0 $R", "folder-unlisted no-frames"}},
+                user);
+}
+
+class Rules : public tyktree::FindingSink {
+public:
+    void add(const tyktree::Finding& finding) override {
+        list += (list.empty() ? "" : " ") + std::string(ruleOf(finding.rule).name);
+    }
+    std::string list;
+};
+
+TEST_F(CheckTest, FileSystemWithoutEntryTypes) {
+    hideEntryTypes = true;
+    const auto index = tyktree::TreeIndex::read(tyktree::resolveTree(root_ + "/base"));
+    Rules rules;
+    const auto totals = checkTree(index, {}, {}, {}, rules);
+    hideEntryTypes = false;
+    EXPECT_EQ(totals.frames, 4U);
+    EXPECT_EQ(totals.files, 88U);
+    EXPECT_EQ(rules.list, "entry-type-unknown entry-type-unknown entry-type-unknown");
+}
+
+TEST_F(CheckTest, Configurations) {
+    const auto entry = [](const std::string& inside) {
+        return "<dumpconfig><common>\n" + inside + "</common></dumpconfig>";
+    };
+    const auto tag = [&entry](const std::string& children,
+                              const char* attributes = "value=\"KELV_TAG_WB_GAINS\"") {
+        return entry(std::string("<tag ") + attributes + ">" + children + "</tag>");
+    };
+    const std::string whole = "<pipe>VIDEO_TYPE</pipe><dumpType>0</dumpType>";
+    struct Case {
+        std::string text, rules, says;
+    };
+    const Case cases[] = {
+        {tag(whole), "", "one frame: 1 file, 16 B;"},
+        {"<dump", "config-xml", "line 1"},
+        {"<dumpConfig/>", "config-root", "\"dumpConfig\""},
+        {"<dumpconfig/>", "config-root", "neither"},
+        {entry(""), "config-root", "entries"},
+        {tag(whole, "value='KELV_TAG_WBGAINS'"), "config-tag",
+         "The nearest are KELV_TAG_WB_GAINS."},
+        {tag(whole, "name='KELV_TAG_WB_GAINS'"), "config-attribute", "attribute value"},
+        {tag("<pipe>VIDEO</pipe><dumpType>0</dumpType>"), "config-pipe", "PREVIEW_TYPE"},
+        {tag("<dumpType>0</dumpType>"), "config-pipe", "found line 2: none"},
+        {tag("<pipe>VIDEO_TYPE</pipe>"), "config-dump-type", "It is taken for 0"},
+        {tag("<pipe>VIDEO_TYPE</pipe><dumpType>1</dumpType>"), "config-dump-type", "kind fixed"},
+        {tag("<pipe>VIDEO_TYPE</pipe><dumpType>2</dumpType>"), "config-dump-type", "not dumped"},
+        {tag(whole + "<sofid>1</sofid>"), "config-filter-case", "expected sofID"},
+        {tag(whole + "<camID>x</camID><camid>1</camid>"), "config-element config-element",
+         "It is read as 0"},
+        {entry("<tag value='KELV_TAG_WB_GAINS'>" + whole +
+               "</tag><old value='KELV_TAG_GAMMA_CURVE'>" + whole + "</old>"),
+         "config-element", "read as an entry all the same"},
+        {entry("<old/><tag value='KELV_TAG_WB_GAINS'>" + whole + "</tag>"), "config-element",
+         "not read"},
+        {entry("<tag value='KELV_TAG_WB_GAINS'>" + whole + "</tag><tag value='KELV_TAG_WB_GAINS'>" +
+               whole + "</tag>"),
+         "config-repeated", "one frame: 1 file"},
+        {entry("<tag value='LARGE'>" + whole + "</tag>"), "config-too-large",
+         "found line 2: LARGE"},
+        {"<dumpconfig><pipeline><node name='n'><tag name='KELV_TAG_ISCENE_INFO'><pipe>"
+         "SNAPSHOT_TYPE</pipe><dumpType>0</dumpType></tag></node></pipeline></dumpconfig>",
+         "", "one frame: 4 files, 14.2 kB, the scene record's among them"},
+    };
+    shell(
+        "sed 's,</tags>,<tag id=\"9\" name=\"LARGE\" size=\"512001\" kind=\"fixed\"/></tags>,' "
+        "base/tags.xml > t.xml");
+    for (const Case& one : cases) {
+        std::ofstream(root_ + "/config.xml") << one.text;
+        const Result result = shell(TYKSIM_COMMAND " check config.xml --tags t.xml 2>&1");
+        EXPECT_EQ(rulesIn(result.out), one.rules) << one.text << result.out;
+        EXPECT_NE(result.out.find(one.says), std::string::npos) << one.says << "\n" << result.out;
+        EXPECT_EQ(result.status, one.rules.empty() ? 0 : 3);
+    }
+}
+
+TEST_F(CheckTest, DocumentationHasTheRules) {
+    const Result rules = shell(TYKSIM_COMMAND " check --rules");
+    EXPECT_NE(shell("cat '" TYK_SOURCE_FOLDER "/docs/check.md'")
+                  .out.find("\n```\n" + rules.out + "```\n"),
+              std::string::npos);
+}
+
+}  // namespace
+
+/// In place of the C library's.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
+extern "C" dirent* readdir(DIR* folder) {
+    static auto* const real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));
+    dirent* const entry = real(folder);
+    if (entry && hideEntryTypes) entry->d_type = DT_UNKNOWN;
+    return entry;
+}

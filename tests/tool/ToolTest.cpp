@@ -1,0 +1,404 @@
+// Runs tyksim as its users do: as a process, in a temporary folder. What it does is a table: a line
+// of shell, the status and the lines that it must end with.
+#include <gtest/gtest.h>
+#include <turbojpeg.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <sys/wait.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// One call. The shell knows the tool as `t`; its folder holds `r`, a fresh copy of a recorded tree
+/// with three frames of 64x48 in a task, and the photographs of the suite. In front of the line
+/// stand the variables D (dump root), K (task), F2 and F3 (frames).
+struct Row {
+    const char* script;
+    int status;
+    std::initializer_list<const char*> texts;  ///< in what is printed; "!x": x is not in it
+};
+
+constexpr const char* kPreamble = R"(
+unset TYKSIM_LOG_LEVEL; export TMPDIR="$PWD/tmp"
+export ASAN_OPTIONS=detect_leaks=0:$ASAN_OPTIONS  # at unload the library leaves its objects behind
+t() { eval "$T \"\$@\""; }
+bg() { eval "exec $T \"\$@\""; }  # for a process of its own: bg ... &
+both() { for e in frame folder; do s=0; t replay "$@" --verify --entry $e || s=$?; echo "$e: $s"; done; }
+snap() { find r -printf '%p %s %T@ %i %y\n' | sort; }
+D=r/data/vendor/cameraserver/tykdump
+if [ -e base ]; then
+    rm -rf r p; cp -a base r
+    K=$(echo $D/pipe_1/*_task_0); F2=$(echo $K/*_reqID_2_*); F3=$(echo $K/*_reqID_3_*)
+fi
+)";
+
+std::string readAll(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeAll(const fs::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+/// Red throughout, as a JPEG file.
+std::string redJpeg(int width, int height, int subsampling, int pixelFormat = TJPF_RGB) {
+    const size_t pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
+    std::vector<unsigned char> source;
+    for (size_t i = 0; i < pixels; ++i) {
+        source.insert(source.end(), {255, 0, 0});
+        if (pixelFormat == TJPF_CMYK) source.push_back(0);
+    }
+    tjhandle encoder = tjInitCompress();
+    unsigned char* jpeg = nullptr;
+    unsigned long size = 0;
+    EXPECT_EQ(tjCompress2(encoder, source.data(), width, 0, height, pixelFormat, &jpeg, &size,
+                          subsampling, 95, 0),
+              0);
+    std::string bytes(jpeg, jpeg + size);
+    tjFree(jpeg);
+    tjDestroy(encoder);
+    return bytes;
+}
+
+std::string little(uint64_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i) & 255);
+    return text;
+}
+
+/// `jpeg` with facts about its exposure: 1/`denominator` s, ISO `iso` in a number of type `isoType`
+/// (3: 16 bits, 4: 32 bits), bias -1/2.
+std::string withExif(const std::string& jpeg, uint32_t denominator, uint32_t isoType = 3,
+                     uint32_t iso = 320) {
+    const auto entry = [](uint32_t tag, uint32_t type, uint32_t value) {
+        return little(tag, 2) + little(type, 2) + little(1, 4) + little(value, 4);
+    };
+    const std::string tiff =
+        "II" + little(42, 2) + little(8, 4) + little(1, 2) + entry(0x8769, 4, 26) + little(0, 4) +
+        little(3, 2) + entry(0x829a, 5, 68) + entry(0x8827, isoType, iso) + entry(0x9204, 10, 76) +
+        little(0, 4) + little(1, 4) + little(denominator, 4) + little(0xffffffff, 4) + little(2, 4);
+    const std::string block = std::string("Exif\0\0", 6) + tiff;
+    const auto length = static_cast<uint32_t>(block.size() + 2);
+    return jpeg.substr(0, 2) + "\xff\xe1" + static_cast<char>(length >> 8) +
+           static_cast<char>(length & 255) + block + jpeg.substr(2);
+}
+
+class ToolTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        // The blank is meant: paths are to survive it.
+        std::string name = (fs::temp_directory_path() / "tyksim test XXXXXX").string();
+        folder_ = mkdtemp(name.data());
+        fs::create_directory(folder_ / "tmp");
+        const std::string jpeg = redJpeg(64, 64, TJSAMP_420);
+        writeAll(folder_ / "good.jpg", jpeg);
+        writeAll(folder_ / "cut.jpg", jpeg.substr(0, jpeg.size() - 20));
+        writeAll(folder_ / "head.jpg", jpeg.substr(0, 20));
+        writeAll(folder_ / "cmyk.jpg", redJpeg(8, 8, TJSAMP_444, TJPF_CMYK));
+        writeAll(folder_ / "wide.jpg", redJpeg(16385, 1, TJSAMP_420));
+        writeAll(folder_ / "a.jpg", withExif(jpeg, 50));
+        writeAll(folder_ / "b.jpg", withExif(jpeg, 0));
+        writeAll(folder_ / "c.jpg", withExif(jpeg, 50).replace(30, 4, "\xff\xff\xff\xff"));
+        writeAll(folder_ / "long.jpg", withExif(jpeg, 50, 4, 102400));
+        expect({"t record base --frames 3 --size 64x48", 0, {"3 dumped"}});
+    }
+    static void TearDownTestSuite() { fs::remove_all(folder_); }
+
+    static void expect(const Row& row) {
+        writeAll(folder_ / "script", kPreamble + std::string(row.script) + "\n");
+        setenv("T", TYKSIM_COMMAND, 1);
+        const std::string inside = "cd '" + folder_.string() + "' && sh script >out 2>&1";
+        const int status = std::system(inside.c_str());
+        const std::string out = readAll(folder_ / "out");
+        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, row.status) << row.script << "\n"
+                                                                            << out;
+        for (const std::string text : row.texts) {
+            const bool absent = text[0] == '!';
+            EXPECT_EQ(out.find(absent ? text.substr(1) : text) == std::string::npos, absent)
+                << row.script << ": " << text << " in\n"
+                << out;
+        }
+        EXPECT_TRUE(fs::is_empty(folder_ / "tmp")) << row.script << ": temporary files stay";
+    }
+
+    static void expectAll(std::initializer_list<Row> rows) {
+        for (const Row& row : rows) expect(row);
+    }
+
+    static fs::path folder_;
+};
+fs::path ToolTest::folder_;
+
+TEST_F(ToolTest, CommandLine) {
+    expectAll({
+        {"t", 2, {"expected a verb, found none"}},
+        {"t recrod x", 2, {"found recrod; did you mean record?"}},
+        {"t help", 0, {"\n  record ", "\n  replay ", "Examples:"}},
+        {"t help replay", 0, {"tyksim replay", "--verify", "Examples:\n  tyksim replay"}},
+        {"t -V && t --version", 0, {"tyksim 1."}},
+        {"t replay r --bogus", 2, {"--bogus", "`tyksim replay --help`"}},
+        {"t record", 2, {"ROOT is required"}},
+        {"t info r >/dev/full", 1, {"standard output: cannot be written: No space"}},
+        // The reader is gone before anything is written.
+        {"{ sleep 0.3; s=0; t info r || s=$?; echo $s >s; } | exec true; cat s", 0, {"141"}},
+    });
+}
+
+TEST_F(ToolTest, WhatIsRecordedReplaysByteForByte) {
+    expectAll({
+        {"t record p --frames 13 && t replay p --verify && t replay p --verify --no-images && "
+         "t replay p --verify --entry folder",
+         0,
+         {"files: 286 complete", "verified: 247 values", "verified: 234 values", "findings: 0"}},
+        {"t record p --frames 3 --size 1x1 --pipe 0 --first-sof 7 && both p && find p -name FCWH* "
+         "-size "
+         "1c",
+         0,
+         {"frame: 0", "folder: 0", "FCWH_7_0_1_1_nv21.yuv"}},
+        {"t record p --frames 3 --size 641x479 --camera 2 && both p && t show p --frames 1 && "
+         "find p -name FCWH* -size 460558c",
+         0,
+         {"frame: 0", "folder: 0", "FCWH_1_2_641_479_nv21.yuv"}},
+        {"t track r total_gain KELV_TAG_STREAM_SIZE.width KELV_TAG_WB_GAINS.blue --csv",
+         0,
+         {"1,1,2,2,2,1536,64,1.5680001"}},
+    });
+}
+
+TEST_F(ToolTest, PhotographsBecomeNv21WhateverTheirSubsampling) {
+    for (const int subsampling :
+         {TJSAMP_420, TJSAMP_422, TJSAMP_444, TJSAMP_440, TJSAMP_411, TJSAMP_GRAY}) {
+        writeAll(folder_ / "red.jpg", redJpeg(33, 18, subsampling));
+        expect({"t record p red.jpg && cp p/data/*/*/*/*/*/*/FCWH_1_0_33_18* image", 0, {}});
+        const std::string image = readAll(folder_ / "image");
+        ASSERT_EQ(image.size(), 891U);
+        const size_t luma = size_t{33} * 18;
+        for (size_t i = 0; i < image.size(); ++i) {
+            const bool gray = subsampling == TJSAMP_GRAY;
+            const int chroma = gray ? 128 : (i - luma) % 2 == 0 ? 255 : 85;
+            ASSERT_NEAR(static_cast<unsigned char>(image[i]), i < luma ? 76 : chroma, 2)
+                << "subsampling " << subsampling << ", byte " << i;
+        }
+    }
+}
+
+TEST_F(ToolTest, ExposureIsThePhotographsTheUsersOrSaidToBeSimulated) {
+    const char* const names =
+        " KELV_TAG_EXPOSURE_TIME.nanoseconds KELV_TAG_SENSITIVITY.iso KELV_TAG_EXPOSURE_BIAS.ev "
+        "total_gain exp_time --csv";
+    const std::string photographs =
+        std::string("t record p a.jpg b.jpg c.jpg long.jpg --frames 5 && t track p") + names;
+    const std::string given =
+        std::string(
+            "t record p b.jpg good.jpg --exposure 1/125 --iso 70000 --ev -1.5 && t track p") +
+        names;
+    expect({photographs.c_str(),
+            0,
+            {",1,1,20000000,320,-0.5,3276,20000000", ",2,2,11250000,320,-0.5,",
+             ",4,4,20000000,102400,-0.5,1048576,", ",5,5,20000000,320,",
+             "simulated: exposure time in 2 frames (--exposure gives it), ISO in 1 frame"}});
+    expect({given.c_str(),
+            0,
+            {",1,1,8000000,70000,-1.5,716800,8000000", ",2,2,8000000,70000,-1.5,",
+             "simulated: all parameters but the exposure's"}});
+    expect({"t record p --exposure 1/0", 2, {"--exposure: expected seconds such as 1/125"}});
+}
+
+TEST_F(ToolTest, BadInputIsRefusedBeforeAnythingIsRecorded) {
+    const Row rows[] = {
+        {"t record p good.jpg cut.jpg", 1, {"cut.jpg: expected a complete JPEG"}},
+        {"t record p head.jpg", 1, {"found a header that breaks off"}},
+        {"t record p cmyk.jpg", 1, {"cmyk.jpg: expected a photograph in YCbCr or gray"}},
+        {"t record p wide.jpg", 1, {"expected at most 16384x12288 pixels, found 16385x1"}},
+        {"t record p none.jpg", 1, {"none.jpg: cannot be opened: No such file"}},
+        {"mkfifo f; timeout 9 sh -c \"$T record p f\"", 1, {"f: expected a file"}},
+        {"echo '<tags>' >x.xml; t record p --tags x.xml", 1, {"x.xml"}},
+        {"echo '<dumpconfig>' >x.xml; t record p --config x.xml", 1, {"expected an XML file"}},
+        {"echo '<x/>' >x.xml; t record p --config x.xml", 1, {"root element <dumpconfig>"}},
+        {"t record good.jpg/p", 1, {"Not a directory"}},
+        {"t record ''", 2, {"ROOT: expected a folder"}},
+        {"t record p --size 3x", 2, {"expected WxH"}},
+        {"t record p --size 16385x1", 2, {"expected WxH"}},
+        {"t record p good.jpg --size 3x3", 2, {"not for images"}},
+        {"t record p --property x", 2, {"NAME=VALUE"}},
+        {"t record p --first-request 2147483647", 2, {"--first-request"}},
+        {"t record p --frames 0", 2, {"--frames"}},
+        {"t replay p", 1, {"No such file"}},
+        {"t replay good.jpg", 1, {"found a file"}},
+        {"t replay tmp", 1, {"found an empty folder"}},
+    };
+    for (const Row& row : rows) {
+        expect(row);
+        EXPECT_FALSE(fs::exists(folder_ / "p")) << row.script;
+    }
+}
+
+TEST_F(ToolTest, RecordKeepsWhatIsThereAndJudgesWhatComes) {
+    expectAll({
+        // An entry for another camera, and one for none.
+        {"C=$D/pipe1_dumpConfig.xml; echo '<dumpconfig><common><tag "
+         "value=\"KELV_TAG_WB_GAINS\"><pipe>"
+         "PREVIEW_TYPE</pipe><camID>5</camID><dumpType>0</dumpType></tag></common></dumpconfig>' "
+         ">$C; "
+         "cp $C kept; t record r --frames 1 --first-sof 8 && cmp $C kept && ls "
+         "$D/pipe_1/*/*sofID_8",
+         0,
+         {"files: 2 complete", "FCPDT_8_5_0_0_KELV_TAG_WB_GAINS.bin", "tags.xml (was there)"}},
+        {"C=$D/pipe1_dumpConfig.xml; cp $C kept; sed 's/Type>1/Type>0/' $C >bad.xml; "
+         "t record r --config bad.xml || echo \"st $?\"; cmp $C kept && t record r --frames 1",
+         0,
+         {"st 1", "KELV_TAG_LENS_SHADING_MAP: expected dump type 1 for a block", "1 dumped"}},
+        {"sed '0,/Type>0/s//Type>2/;s/WB_GAINS/NOBODY/' $D/pipe1_dumpConfig.xml >x.xml; "
+         "t record r --frames 1 --config x.xml && cmp x.xml $D/pipe1_dumpConfig.xml",
+         0,
+         {"config-dump-type", "silently not dumped", "config-tag", "files: 20 complete"}},
+        {"sed 's/KELV_TAG_GAMMA_CURVE/A\\&quot;B/' r/tags.xml >x.xml; mkfifo pipe; cat x.xml >pipe "
+         "& "
+         "t record p --frames 1 --tags pipe && both p && t info p --by tag",
+         0,
+         {"A\"B", "frame: 0", "folder: 0"}},
+        {"for v in 0 2 23; do t record p --property persist.vendor.cam.isstest=$v; done && "
+         "rmdir p/data/vendor/cameraserver/tykdump/pipe_1 && "
+         "t record p --pipe 3 --property persist.vendor.cam.isstest=23",
+         0,
+         {"frames: 0 dumped of 5\n", "asks for no frame of pipe 1", "frames: 5 dumped of 5"}},
+        {"t record p --frames 1 --property persist.vendor.cam.mfnr.version=4 && "
+         "cmp p/data/vendor/cameraserver/tykdump/pipe_1/mfnr4.xml "
+         "p/vendor/firmware/mfnr4_default.xml",
+         0,
+         {"1 dumped"}},
+        // The first failure has the reason, the others a count.
+        {"ulimit -f 400; t record p --frames 3",
+         3,
+         {"_nv21.yuv: expected 460800 bytes, found 204800: File too large",
+          "record-incomplete: 2 more like it"}},
+        {"rm -rf $D/pipe_1; touch $D/pipe_1; t record r", 1, {"pipe_1: "}},
+        {"sed 's/\"KELV_TAG_GAMMA_CURVE\" size=\"2048\"/\"BIG\" size=\"512001\"/' r/tags.xml "
+         ">x.xml; "
+         "t record p --tags x.xml --frames 3",
+         3,
+         {"error record-failure: ", "tag BIG: size 512001", "record-failure: 2 more like it",
+          "!record-incomplete"}},
+    });
+}
+
+TEST_F(ToolTest, OneRecorderAtATimeAndAnOrderedEnd) {
+    expect(
+        {"bg record r --frames 100000 --size 16x8 & P=$!; "
+         "until [ -e $D/pipe_1/*/*_reqID_5_* ]; do sleep 0.01; done; "
+         "t record r --frames 1 || echo \"second $?\"; t record r --frames 1 --pipe 2; "
+         "kill -TERM $P; s=0; wait $P || s=$?; echo \"first $s\"; "
+         "t check r --fail-on warning && t record r --frames 1 && find r -name '*.new*' -o -name "
+         "'.*'",
+         0,
+         {"another recorder is at work on this pipe", "second 1", "frames: 1 dumped of 1",
+          "stopped by Terminated: recorded ", "first 143", ": clean: ", "!\nr/."}});
+    expect(
+        {"bg replay r --loop 1000000 & P=$!; sleep 1; ls tmp; kill -INT $P; kill -TERM $P; s=0; "
+         "wait $P || s=$?; echo \"ended $s\"",
+         0,
+         {"tyksim-", "stopped by Terminated: replayed ", "ended 143"}});
+}
+
+TEST_F(ToolTest, DamageIsNamedAndTheOtherFramesAreReplayed) {
+    expectAll({
+        {"rm $F2/FCWH*; both r", 0, {"image-missing", "frame: 3", "folder: 3"}},
+        {"rm $F2/*WB_GAINS*; both r", 0, {"parameter-missing: ", "frame: 3", "folder: 3"}},
+        {"rm $D/pipe_1/mfnr*; both r", 0, {"tuning-copy-missing", "frame: 3", "folder: 3"}},
+        {"rm $F3/FCWH*; truncate -s 9 $F3/*WB_G*; both r", 0, {"frame-torn: ", "frame: 3"}},
+        {"truncate -s 99 $F2/FCWH*; both r", 0, {"image-short", "4608 bytes for 64x48, found 99"}},
+        {"truncate -s 0 $F2/*SENSITIVITY*; both r",
+         0,
+         {"loadParamAndImage: getBinSize return negative, size: 0 (FCPDT_2_0_1_0_KELV_TAG_S",
+          "frames: 2 replayed, 1 abandoned", "frames: 3 replayed, 0 abandoned", "parameter-empty",
+          "folder: 3"}},
+        {"truncate -s 15 $F2/*WB_GAINS*; both r",
+         0,
+         {"expected 16 bytes, the size of tag KELV_TAG_WB_GAINS, found 15", "frame: 3",
+          "folder: 3"}},
+        {"truncate -s 512001 $F2/*WB_GAINS*; both r",
+         0,
+         {"WB_GAINS.bin: 512001 bytes", "folder: 3"}},
+        {"truncate -s 4294967297 $F2/*WB_GAINS*; both r",
+         0,
+         {"found 4294967297, which the library takes for 1", "!not arrive",
+          "!: expected its value"}},
+        {"rm r/tags.xml; truncate -s 15 $F2/*WB_GAINS*; both r",
+         0,
+         {"found 15", "tags derived from", "frame: 3", "folder: 3"}},
+        {"echo x >$F2/FCPDT_1_2.bin; both r", 0, {"parameter-name", "frame: 3", "folder: 3"}},
+        {"echo x >$F2/FCWH_1_2.yuv; both r", 0, {"image-name", "frame: 3", "folder: 3"}},
+        {"mv $F2/FCWH* $F2/FCWH_2_0_64_48_nv12.yuv; both r", 0, {"it is replayed as NV21"}},
+        {"echo x >$F2/FCPDT_2_0_1_0_KELV_TAG_NEW.bin; both r",
+         0,
+         {"parameter-unknown-tag", "replay-lost", "frame: 3", "folder: 3"}},
+        {"echo x >$F2/FCPDT_2_0_1_1_KELV_TAG_WB_GAINS.bin; both r",
+         0,
+         {"expected a dump type for a fixed-size value, found 1", "frame: 3", "folder: 3"}},
+        {"echo x >$F2/FCWH_2_0_65535_65535_nv21.yuv; both r", 0, {"image-name", "frame: 3"}},
+        {"rm $F2/*WB_GAINS*; mkdir $F2/FCPDT_2_0_1_0_KELV_TAG_WB_GAINS.bin; both r",
+         0,
+         {"file-kind", "found a folder", "frame: 3", "folder: 3"}},
+        {"rm $F2/FCWH*; mkfifo $F2/FCWH_2_0_64_48_nv21.yuv; both r",
+         0,
+         {"found a FIFO", "replay-failure", "readBin: open failed", "frame: 3"}},
+        {"rm r/tags.xml; mkfifo r/tags.xml; both r", 0, {"tags.xml", "frame: 1", "folder: 1"}},
+        {"mv $F2 x; ln -s ../../../../../../../x $F2; both r; rm -r x",
+         0,
+         {"not-a-folder", "found a symbolic link to a folder", "frames: 2 replayed"}},
+        {"mv $F2 $K/0101010101010_reqID_2; both r", 0, {"frame-name", "frame: 3", "folder: 3"}},
+        {"rm $F2/*; both r", 0, {"frame-empty", "frame: 3", "folder: 3"}},
+        {"echo x >$F2/iSceneInfo.xml; both r",
+         0,
+         {"frame: 0", "scene-xml", "replay-failure", "folder: 3"}},
+        {"rm $F2/iSceneInfo.xml; both r", 0, {"frame: 0", "scene-file-missing", "folder: 3"}},
+        {"truncate -s 823 $F2/ISCENE*HDR*; both r",
+         0,
+         {"frame: 0", "scene-block-size", "expected ISCENE_CAP_INFO_HDR_DETECT_OUT.bin as in",
+          "folder: 3"}},
+        {"mv $D/pipe_1 $D/pipe_01; t replay r", 1, {"expected frames to replay", "foreign-folder"}},
+        {"x=$(printf '%s/\\033[31mre\\nd' $F2); echo x >\"$x\"; t check r",
+         3,
+         {"/\\x1B[31mre\\nd: ", "!\x1b"}},
+    });
+}
+
+TEST_F(ToolTest, WhatIsEditedOrSetArrivesAndIsNamed) {
+    expectAll({
+        {"sed -i 's/<exp_time>11250000</<exp_time>42</' $F2/iScene*; both r",
+         0,
+         {"exp_time = 11250000 as dumped, found 42 arrived", "frame: 0", "folder: 3"}},
+        {"snap >a; t replay r --set total_gain=100..300 --set KELV_TAG_WB_GAINS.gains[1]=2 "
+         "--verify "
+         "--entry folder --show-scene; snap >b; cmp a b",
+         0,
+         {"total_gain = 100\n", "total_gain = 200\n", "total_gain = 300\n", "findings: 0"}},
+        {"t replay r --set total_gian=1", 2, {"total_gain"}},
+        {"t replay r --set total_gain=x", 2, {"total_gain"}},
+        {"t replay r --loop 3 --frames 2..3 --verify", 0, {"6 replayed", "findings: 0"}},
+    });
+}
+
+TEST_F(ToolTest, AnyPartOfATreeIsReplayedAndNothingIsWrittenThere) {
+    expect(
+        {"t record r --frames 2 --pipe 3 --size 16x8 && cp -r $K p && snap >a; "
+         "for x in 'r --pipe 3' $D/pipe_1 $K $F2 p; do both $x; done; snap >b; cmp a b; "
+         "t replay r || echo \"st $?\"; t replay r --pipe 7",
+         1,
+         {"of pipe 3", "of pipe 1", "frames: 1 replayed", "!frame: 1", "!frame: 3", "!folder: 3",
+          "pick one with --pipe: 1, 3", "st 2", "expected pipe 7, found the pipes 1, 3"}});
+    expect(
+        {"t record p --frames 2 --size 16x8 --camera 3 && "
+         "t replay p --entry folder --show-scene --verify",
+         0,
+         {"(camera 3, sof 2)", "findings: 0"}});
+}
+
+}  // namespace

@@ -1,0 +1,147 @@
+#include "tools/camera/CameraSetup.h"
+
+#include "core/XmlFile.h"
+#include "dump/TreeNames.h"
+#include "records/MfnrTuning.h"
+#include "tools/camera/DefaultSetup.h"
+#include "tools/output/Console.h"
+#include "tools/output/Files.h"
+#include "tools/output/OutputPath.h"
+#include "tree/DumpConfigFile.h"
+#include "tree/Escape.h"
+#include "tree/TreeCheck.h"
+#include "tree/TreePath.h"
+
+#include <filesystem>
+
+namespace tyksim {
+
+namespace {
+
+using tykhost::TagEntry;
+using tykhost::TagKind;
+
+std::string readText(const std::string& path) {
+    const std::vector<uint8_t> bytes = readFile(path, kMaxXmlBytes);
+    return {bytes.begin(), bytes.end()};
+}
+
+/// Writes a table by the table's own writer.
+void writeTags(const std::string& path, const std::vector<TagEntry>& tags) {
+    OutputFile file(path);
+    std::string error;
+    if (!tykhost::writeTagTable(file.temporary(), tags, error)) {
+        throw Failure(tyktree::escaped(error));
+    }
+    file.commit();
+}
+
+/// Says what a configuration does otherwise than it seems to say.
+class ConfigNotes : public tyktree::FindingSink {
+public:
+    void add(const tyktree::Finding& finding) override {
+        const std::string hint = finding.hint.empty() ? "" : ". " + finding.hint;
+        printNote(text(nameOf(severityOf(finding)), " ", ruleOf(finding.rule).name, ": ",
+                       toLine(finding), hint));
+    }
+};
+
+}  // namespace
+
+CameraSetup::CameraSetup(const std::string& root, int pipe, const std::string& tagsFile,
+                         const std::string& configFile)
+    : root_(root),
+      tagTable_(choose(tyktree::tagTablePath(root), tagsFile)),
+      configuration_(choose(configFilePath((root + kDumpRoot).c_str(), pipe), configFile)) {
+    readTags();
+    if (configuration_.origin == Origin::builtIn) {
+        configuration_.content = defaultConfiguration(tags_);
+    } else {
+        checkConfiguration();
+        configuration_.content = readText(configuration_.source);
+    }
+}
+
+CameraSetup::Part CameraSetup::choose(const std::string& path, const std::string& userFile) {
+    if (!userFile.empty()) return {path, Origin::user, userFile, ""};
+    if (isThere(path)) return {path, Origin::kept, path, ""};
+    return {path, Origin::builtIn, "", ""};
+}
+
+void CameraSetup::readTags() {
+    if (tagTable_.origin == Origin::builtIn) {
+        tags_ = defaultTags();
+        return;
+    }
+    std::string error;
+    const bool given = tagTable_.origin == Origin::user;
+    if (!tykhost::readTagTable(
+            tagTable_.source, tags_, error,
+            given ? tykhost::TableSource::fileOrPipe : tykhost::TableSource::file)) {
+        throw Failure(tyktree::escaped(error));
+    }
+    // A pipe gives its content once.
+    if (std::filesystem::is_regular_file(tagTable_.source)) {
+        tagTable_.content = readText(tagTable_.source);
+    }
+}
+
+void CameraSetup::checkConfiguration() const {
+    const std::string& path = configuration_.source;
+    tyktree::DumpConfigFile file;
+    readDumpConfig(path, file);
+    if (!file.parsed) {
+        throw Failure(text(tyktree::escaped(path),
+                           ": expected an XML file: ", tyktree::escaped(file.problem)));
+    }
+    if (!file.root) {
+        throw Failure(text(tyktree::escaped(path),
+                           ": expected the root element <dumpconfig>, "
+                           "found <",
+                           tyktree::escaped(file.document.document_element().name()), ">"));
+    }
+    const tyktree::TagCatalog catalog(tags_, tyktree::TagCatalog::Source::kGiven, tagTable_.path);
+    for (const tyktree::ConfigEntry& entry : file.entries) {
+        const TagEntry* const tag = catalog.byName(entry.tagName);
+        if (!tag || !entry.writesFile()) continue;
+        const int expected = tag->kind == TagKind::block ? kBlockDump : kFixedSizeDump;
+        if (entry.dumpType == expected) continue;
+        throw Failure(text(
+            tyktree::escaped(path), ": line ", file.lineAt(entry.element.offset_debug()), ": tag ",
+            tyktree::escaped(tag->name), ": expected dump type ", expected, " for a ",
+            expected == kBlockDump ? "block" : "fixed-size", " tag, found ", entry.dumpType));
+    }
+    ConfigNotes notes;
+    checkConfig(path, catalog, notes);
+}
+
+void CameraSetup::install() const {
+    makeFolders(root_ + kDumpRoot);
+    makeFolders(root_ + kFirmwareFolder);
+    if (tagTable_.content.empty()) writeTags(tagTable_.path, tags_);
+    place(tagTable_, "tag table");
+    if (configuration_.origin == Origin::builtIn) {
+        writeFile(configuration_.path, configuration_.content);
+    }
+    place(configuration_, "dump configuration");
+}
+
+void CameraSetup::place(const Part& part, const char* what) {
+    if (part.origin == Origin::user) {
+        if (!part.content.empty()) writeFile(part.path, part.content);
+        printNote(text(what, ": ", part.source, ", copied to ", part.path));
+    } else {
+        const bool kept = part.origin == Origin::kept;
+        printNote(text(what, ": ", part.path, kept ? " (was there)" : " (default, written)"));
+    }
+}
+
+void CameraSetup::installTuningFiles() const {
+    for (const TuningFile& file : tuningFiles()) {
+        const std::string path = text(root_, kFirmwareFolder, file.name);
+        if (!isThere(path)) writeFile(path, file.text);
+    }
+    makeFolders(pipeFolderPath((root_ + kDumpRoot).c_str(), kMfnrCopyPipe));
+}
+
+}  // namespace tyksim

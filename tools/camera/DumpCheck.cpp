@@ -1,0 +1,177 @@
+#include "tools/camera/DumpCheck.h"
+
+#include "core/Globals.h"
+#include "dump/TreeNames.h"
+#include "host/DeviceRoot.h"
+#include "platform/Properties.h"
+#include "records/MfnrTuning.h"
+#include "records/SceneRecord.h"
+#include "tools/output/Console.h"
+#include "tools/output/Files.h"
+#include "tree/FileBytes.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+std::optional<uint64_t> fileSize(const std::string& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) return std::nullopt;
+    return static_cast<uint64_t>(info.st_size);
+}
+
+/// errno of making the folder at `path`; 0 where that works.
+int tryFolder(const std::string& path) {
+    if (::mkdir(path.c_str(), 0777) != 0) return errno;
+    ::rmdir(path.c_str());
+    return 0;
+}
+
+/// errno of adding a few bytes to the file at `path`, which may have to be made; 0 where that
+/// works. The file is left as it was.
+int tryFile(const std::string& path) {
+    const std::optional<uint64_t> before = fileSize(path);
+    const int descriptor =
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0666);
+    if (descriptor < 0) return errno;
+    constexpr std::array<char, 4096> kBytes{};
+    int error = 0;
+    if (::write(descriptor, kBytes.data(), kBytes.size()) < 0) error = errno;
+    if (before) {
+        if (::ftruncate(descriptor, static_cast<off_t>(*before)) != 0 && error == 0) error = errno;
+    } else {
+        ::unlink(path.c_str());
+    }
+    ::close(descriptor);
+    return error;
+}
+
+/// Name of the tuning file's copy for the MFNR version that the device runs.
+std::string tuningCopyName() {
+    char value[kPropertyValueSize] = {};
+    property_get(kMfnrVersionProperty, value, kMfnrDefaultVersion);
+    const int number = readNumber(value);
+    for (const MfnrVersion& version : kMfnrVersions) {
+        if (version.number == number) return version.copyName;
+    }
+    return kMfnrDefaultCopyName;
+}
+
+}  // namespace
+
+std::string reasonFor(const std::string& path, uint64_t lacking) {
+    std::string folder = std::filesystem::path(path).parent_path().string();
+    std::string missing;
+    while (!isThere(folder)) {
+        missing = folder;
+        folder = std::filesystem::path(folder).parent_path().string();
+    }
+    struct statvfs room {};
+    if (::statvfs(folder.c_str(), &room) == 0) {
+        const uint64_t bytes = uint64_t{room.f_bavail} * room.f_frsize;
+        if (bytes < lacking || (room.f_files > 0 && room.f_favail == 0)) {
+            return text(systemReason(ENOSPC), " (", bytes, " bytes and ", room.f_favail,
+                        " files free)");
+        }
+    }
+    const int error = missing.empty() ? tryFile(path) : tryFolder(missing);
+    return error != 0 ? systemReason(error) : "it was not written to its end";
+}
+
+DumpCheck::DumpCheck(PipelineSimulation& simulation, const LiveValues& values,
+                     tyktree::FindingSink& findings)
+    : simulation_(simulation), values_(values), findings_(findings) {}
+
+void DumpCheck::checkFrame(const PipelineSimulation::imageInfo& frame, uint32_t position) {
+    position_ = position;
+    checkParameters(frame);
+    checkFile(imageFilePath(simulation_.currentFramePath, frame.sofId, frame.camId, frame.width,
+                            frame.height),
+              static_cast<uint64_t>(nv21Bytes(frame.width, frame.height)));
+}
+
+void DumpCheck::checkParameters(const PipelineSimulation::imageInfo& frame) {
+    std::set<std::string> checked;  // a tag that is listed twice is dumped into the same file
+    bool scene = false, tuning = false;
+    for (const auto& [name, info] : simulation_.dumpTagList) {
+        const int sof = info.sofId == kOfTheFrame ? frame.sofId : static_cast<int>(info.sofId);
+        const int camera = info.camId == kOfTheFrame ? frame.camId : static_cast<int>(info.camId);
+        scene = scene || (info.tag == kSceneTag && info.pipe == kScenePipe);
+        tuning = tuning || info.tag == kMfnrTag;
+        const std::optional<uint64_t> size = values_.size(info.tag);
+        if (!size || (info.dumpType != kFixedSizeDump && info.dumpType != kBlockDump)) continue;
+        ParamFilePath path;
+        makeParamFilePath(path, simulation_.currentFramePath, sof, camera, info.pipe, info.dumpType,
+                          name);
+        if (checked.insert(path.data()).second) checkFile(path.data(), *size);
+    }
+    if (scene) checkScene();
+    if (tuning) checkTuning();
+}
+
+void DumpCheck::checkScene() {
+    for (const SceneBlock& block : kSceneBlocks) {
+        checkFile(simulation_.currentFramePath + "/" + block.fileName,
+                  static_cast<uint64_t>(block.bytes));
+    }
+    // Its length depends on its numbers, so its end must tell.
+    constexpr uint64_t kMost = 65536;
+    const std::string path = tykhost::hostPath(simulation_.currentFramePath + "/" + kSceneXmlName);
+    const std::string end = text("</", kSceneRootName, ">");
+    std::vector<uint8_t> xml;
+    const tyktree::ReadResult result = tyktree::readFileBytes(path, kMost, xml);
+    const std::string content(xml.begin(), xml.end());
+    if (result.ok() && content.find(end) != std::string::npos) {
+        count(xml.size());
+    } else {
+        const std::string found = text(xml.size(), " bytes without it");
+        report(path, text(end, " at the end"), result.ok() ? found : "no file", 1);
+    }
+}
+
+void DumpCheck::checkTuning() {
+    const std::string path =
+        tykhost::hostPath(pipeFolderPath(kDumpRoot, kMfnrCopyPipe) + "/" + tuningCopyName());
+    const std::optional<uint64_t> found = fileSize(path);
+    if (found.value_or(0) > 0) return;  // every frame rewrites it, so it is not counted
+    report(path, "a copy of the tuning file", found ? "an empty file" : "none", 1);
+}
+
+void DumpCheck::checkFile(const std::string& devicePath, uint64_t expected) {
+    const std::string path = tykhost::hostPath(devicePath);
+    const std::optional<uint64_t> found = fileSize(path);
+    if (found == expected) {
+        count(expected);
+        return;
+    }
+    const uint64_t lacking = expected > found.value_or(0) ? expected - found.value_or(0) : 0;
+    report(path, text(expected, " bytes"), found ? std::to_string(*found) : "no file", lacking);
+}
+
+void DumpCheck::report(const std::string& path, const std::string& expected,
+                       const std::string& found, uint64_t lacking) {
+    tyktree::FramePlace place;
+    place.pipe = simulation_.pipeId;
+    place.frame = position_;
+    findings_.add({tyktree::RuleId::kRecordIncomplete, path, place, expected, found,
+                   reasonFor(path, lacking), ""});
+}
+
+void DumpCheck::count(uint64_t bytes) {
+    ++files_;
+    bytes_ += bytes;
+}
+
+}  // namespace tyksim

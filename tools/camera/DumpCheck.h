@@ -1,0 +1,51 @@
+// Whether a frame was dumped completely.
+//
+// The library tells nobody about a write that failed, so that a full disk never holds up the
+// camera; who needs the files must look at them.
+#pragma once
+
+#include "core/PipelineSimulation.h"
+#include "tools/camera/LiveValues.h"
+#include "tree/Finding.h"
+
+#include <cstdint>
+#include <string>
+
+namespace tyksim {
+
+/// Looks after each frame whether the files that the dump list promises are there.
+class DumpCheck {
+public:
+    /// The references must outlive the object.
+    DumpCheck(PipelineSimulation& simulation, const LiveValues& values,
+              tyktree::FindingSink& findings);
+
+    /// Checks the frame that was dumped last; what is missing or short becomes a finding with the
+    /// system's reason. `position` counts frames from 1.
+    void checkFrame(const PipelineSimulation::imageInfo& frame, uint32_t position);
+
+    uint64_t files() const { return files_; }  ///< complete files so far
+    uint64_t bytes() const { return bytes_; }  ///< bytes in them
+
+private:
+    void checkParameters(const PipelineSimulation::imageInfo& frame);
+    void checkScene();
+    void checkTuning();
+    void checkFile(const std::string& devicePath, uint64_t expected);
+    void report(const std::string& path, const std::string& expected, const std::string& found,
+                uint64_t lacking);
+    void count(uint64_t bytes);
+
+    PipelineSimulation& simulation_;
+    const LiveValues& values_;
+    tyktree::FindingSink& findings_;
+    uint32_t position_ = 0;
+    uint64_t files_ = 0;
+    uint64_t bytes_ = 0;
+};
+
+/// Why a file or folder of a recording is not there, or lacks `lacking` bytes: the same is tried
+/// again, and taken back where it works. In the system's words, as far as it still knows.
+std::string reasonFor(const std::string& path, uint64_t lacking);
+
+}  // namespace tyksim

@@ -1,0 +1,51 @@
+# shellcheck shell=bash
+# Completes what tyksim takes, from what the help of the tyksim at hand says: verbs, a verb's options,
+# the values of an option that has a fixed choice, and files for everything else.
+
+# Prints what stands after option $1 in the help $2: what kind of value it takes; nothing for a flag.
+_tyksim_value_of() {
+    sed -nE "s/^  (-[a-zA-Z],)?$1 ([^ ].*)/\2/p" <<<"$2"
+}
+
+_tyksim() {
+    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+    local help value
+    COMPREPLY=()
+    if ((COMP_CWORD == 1)) || [[ ${COMP_WORDS[1]} == help ]]; then
+        help=$("$1" --help 2>/dev/null)
+        local verbs
+        verbs=$(sed -nE '/^Subcommands:/,/^$/s/^  ([a-z][a-z-]*) .*/\1/p' <<<"$help")
+        [[ $word == -* ]] || { mapfile -t COMPREPLY < <(compgen -W "$verbs" -- "$word"); return; }
+    else
+        help=$("$1" "${COMP_WORDS[1]}" --help 2>/dev/null)
+    fi
+
+    # "--option=word" comes as three words.
+    [[ $word == = ]] && word= && before="$before="
+    [[ $before == = ]] && before=${COMP_WORDS[COMP_CWORD - 2]}
+    before=${before%=}
+    if [[ $before == -* ]]; then
+        value=$(_tyksim_value_of "$before" "$help")
+        local kind=${value%% *}
+        case $kind in
+            *"{"*"}"*) kind=${kind#*\{} kind=${kind%%\}*} ;;  # NAME:{one,other}=one
+            *[a-z]"|"[a-z]*) ;;                              # one|other
+            INT* | UINT* | FLOAT* | *:INT | *:UINT | *:FLOAT) return ;;
+            *) kind= ;;
+        esac
+        if [[ $kind ]]; then
+            mapfile -t COMPREPLY < <(compgen -W "${kind//[,|]/ }" -- "$word")
+            return
+        fi
+    fi
+    if [[ $word == -* && -z $value ]]; then
+        local options
+        options=$(grep -oE '^  (-[a-zA-Z],)?--[a-z][a-z0-9-]*' <<<"$help" | grep -oE -- '--.*')
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+        return
+    fi
+    compopt -o filenames 2>/dev/null
+    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+}
+
+complete -F _tyksim tyksim

@@ -1,0 +1,16 @@
+// Copies of files that share storage where the file system can.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tyksim {
+
+/// Makes `target`, which must not be there, a copy of the regular file `source`: a clone where the
+/// file system has clones, never a hard link. Failure with the path and the system's reason.
+void cloneFile(const std::string& source, const std::string& target);
+
+/// Makes a file, which must not be there. Failure with the path and the system's reason.
+void writeNewFile(const std::string& path, std::string_view bytes);
+
+}  // namespace tyksim

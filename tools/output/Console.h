@@ -1,0 +1,71 @@
+// How the tool talks: results on standard output, everything else on standard error.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+namespace tyksim {
+
+/// The tool's exit statuses; the help lists them.
+enum class ExitStatus : int { kClean = 0, kFailed = 1, kWrongUsage = 2, kFindings = 3 };
+
+/// Ends the verb with kFailed. The text names the path, what was expected, what was found and the
+/// system's reason, as far as there is each.
+class Failure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Ends the verb with kWrongUsage.
+class WrongUsage : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The pieces, one behind the other.
+template <typename... Pieces>
+std::string text(const Pieces&... pieces) {
+    std::ostringstream out;
+    (out << ... << pieces);
+    return out.str();
+}
+
+/// One line on standard output, as it stands: what comes from names and files is escaped by then.
+void printResult(const std::string& line);
+
+/// One line on standard error, in the tool's name; control characters are escaped.
+void printNote(const std::string& line);
+
+/// One line on standard error; control characters are escaped.
+void printRaw(const std::string& line);
+
+/// What the system says about `error`, an errno value.
+std::string systemReason(int error);
+
+/// `word` so that a shell reads it back as one word.
+std::string shellWord(const std::string& word);
+
+/// A line that counts along on a terminal that can take a line back, and nowhere else; other output
+/// pushes it aside. One thread at a time.
+class Progress {
+public:
+    Progress() = default;
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// Shows "<done what> 40 of 900 frames, 120 a second, 7 s left" in place of the last line, with
+    /// the rate and the time left once it has gone on for a while. Not more often than the eye
+    /// follows, and never wider than the terminal.
+    void count(const char* what, uint64_t done, uint64_t of, const char* items);
+
+private:
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point begun_ = Clock::now();
+    Clock::time_point shown_{};
+};
+
+}  // namespace tyksim

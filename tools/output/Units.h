@@ -1,0 +1,32 @@
+// Numbers as people in front of a camera read them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tyksim {
+
+/// "312 B", "4.1 kB", "18.2 MB": powers of 1000, three digits at most.
+std::string humanBytes(uint64_t bytes);
+
+/// "40 ms", "1.204 s", "2 min 05 s", "3 h 20 min".
+std::string humanTime(int64_t milliseconds);
+
+/// "7 s", "2 min 05 s", "3 h 20 min".
+std::string humanSeconds(int64_t seconds);
+
+/// "1/125 s", "2.5 s" of an exposure time in nanoseconds.
+std::string humanExposure(uint64_t nanoseconds);
+
+/// "3, 7..9, 12" of ranges with both ends included; after `most` of them "and 5 more".
+std::string rangesText(const std::vector<std::pair<int64_t, int64_t>>& ranges, size_t most = 8);
+
+/// The ranges that sorted numbers make.
+std::vector<std::pair<int64_t, int64_t>> rangesOf(const std::vector<int64_t>& sorted);
+
+/// "1 frame", "2 frames".
+std::string counted(uint64_t count, const char* one, const char* many);
+
+}  // namespace tyksim

@@ -1,0 +1,64 @@
+#include "tools/output/Values.h"
+
+#include "tree/Escape.h"
+
+#include <cmath>
+#include <fmt/format.h>
+#include <string>
+
+namespace tyksim {
+
+Json toJson(const tyktree::Value& value) {
+    if (const auto* number = std::get_if<int64_t>(&value)) return *number;
+    if (const auto* number = std::get_if<uint64_t>(&value)) return *number;
+    if (const auto* number = std::get_if<double>(&value)) {
+        if (std::isfinite(*number)) return *number;
+        return tyktree::toText(value);
+    }
+    if (const auto* text = std::get_if<std::string>(&value)) return tyktree::toUtf8(*text);
+    return nullptr;
+}
+
+Json toJson(const std::vector<tyktree::Value>& values) {
+    if (values.empty()) return nullptr;
+    if (values.size() == 1) return toJson(values.front());
+    Json list = Json::array();
+    for (const tyktree::Value& value : values) list.push_back(toJson(value));
+    return list;
+}
+
+Json toJson(const tyktree::FrameValue& value) {
+    if (!value.isBlob) return toJson(value.values);
+    Json blob = Json::object();
+    blob["crc32"] = fmt::format("{:08x}", value.crc32);
+    blob["size"] = value.size;
+    return blob;
+}
+
+Json toJson(const tyktree::SceneRecord& record) {
+    Json fields = Json::object();
+    for (const ::SceneField& field : kSceneFields) {
+        fields[field.path] = toJson(tyktree::sceneValue(field, record));
+    }
+    return fields;
+}
+
+Json toJson(const tyktree::Finding& finding) {
+    // Positions count from 1.
+    const auto place = [](uint32_t position) { return position == 0 ? Json() : Json(position); };
+    const tyktree::Rule& rule = ruleOf(finding.rule);
+    Json item = Json::object();
+    item["rule"] = rule.name;
+    item["severity"] = nameOf(rule.severity);
+    addText(item, "path", finding.path);
+    item["pipe"] = finding.place.pipe ? Json(*finding.place.pipe) : Json();
+    item["task"] = place(finding.place.task);
+    item["frame"] = place(finding.place.frame);
+    addText(item, "expected", finding.expected);
+    addText(item, "found", finding.found);
+    addText(item, "reason", finding.reason);
+    addText(item, "hint", finding.hint.empty() ? rule.hint : finding.hint);
+    return item;
+}
+
+}  // namespace tyksim

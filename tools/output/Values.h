@@ -1,0 +1,28 @@
+// Values of a tree as JSON.
+#pragma once
+
+#include "tools/output/Json.h"
+#include "tree/Finding.h"
+#include "tree/FrameValues.h"
+#include "tree/Parameter.h"
+#include "tree/SceneRecord.h"
+
+namespace tyksim {
+
+/// A number, a text, or null. Not-a-number and the infinities, which JSON does not have, come as
+/// the texts "nan", "inf" and "-inf".
+Json toJson(const tyktree::Value& value);
+
+/// One element by itself, several as a list, none as null.
+Json toJson(const std::vector<tyktree::Value>& values);
+
+/// As toJson(values); a tag without fields as {"crc32": "9f3a21bc", "size": 4096}.
+Json toJson(const tyktree::FrameValue& value);
+
+/// The record's named fields by path, as an object.
+Json toJson(const tyktree::SceneRecord& record);
+
+/// A finding with its place and its hint, or else its rule's.
+Json toJson(const tyktree::Finding& finding);
+
+}  // namespace tyksim

@@ -1,0 +1,290 @@
+#include "tools/playback/FrameVerifier.h"
+
+#include "core/File.h"
+#include "core/Limits.h"
+#include "dump/TreeNames.h"
+#include "host/BufferPool.h"
+#include "records/MfnrTuning.h"
+#include "replay/FixedOverrides.h"
+#include "tools/output/Console.h"
+#include "tools/playback/SceneDifferences.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+namespace tyksim {
+
+namespace {
+
+using tykhost::PublishedValue;
+using tykhost::TagEntry;
+using tykhost::TagKind;
+using tyktree::FileEntry;
+using tyktree::RuleId;
+
+bool isSceneParameter(const FileEntry& file) {
+    return file.name.find(kSceneTagName) != std::string_view::npos;
+}
+
+/// The name table that a folder replay publishes: one entry, the tuning file's copy.
+std::vector<uint8_t> expectedTuningTable(PipelineSimulation& simulation) {
+    std::string name = kMfnrDefaultCopyName;
+    std::vector<std::string> names;
+    simulation.getSubFiles(pipeFolderPath(kDumpRoot, kMfnrCopyPipe).c_str(), names);
+    const auto found = std::find_if(names.begin(), names.end(), [](const std::string& candidate) {
+        return candidate.find(kMfnrCopyMark) != std::string::npos;
+    });
+    if (found != names.end()) name = *found;
+    const std::string first = kMfnrReplayPrefix + name;
+    std::vector<uint8_t> table(first.begin(), first.end());
+    table.resize(kMfnrTableBytes);
+    return table;
+}
+
+uint64_t imageBytes(const ImageFileName& image) {
+    return static_cast<uint64_t>(std::max(0, nv21Bytes(image.width, image.height)));
+}
+
+}  // namespace
+
+bool hasImpossibleSize(const FileEntry& file) {
+    const int32_t size = file.librarySize();
+    return !file.regular() || size <= 0 ||
+           (file.parameter.dumpType == kFixedSizeDump && size > kMaxFixedBytes);
+}
+
+bool isReplayed(const FileEntry& file, Entry entry) {
+    if (file.kind != FileEntry::Kind::kParameter) return false;
+    if (entry == Entry::frame) return true;
+    return !isSceneParameter(file) && !hasImpossibleSize(file);
+}
+
+FrameVerifier::FrameVerifier(PipelineSimulation& simulation, const tyktree::TagCatalog& catalog,
+                             Entry entry, bool images, tyktree::FindingSink& findings)
+    : simulation_(simulation),
+      catalog_(catalog),
+      entry_(entry),
+      images_(images),
+      findings_(findings) {}
+
+void FrameVerifier::verify(const ReplayedFrame& frame, const Delivery& delivery) {
+    frame_ = &frame;
+    delivery_ = &delivery;
+    nextValue_ = 0;
+    lastSof_ = 0;
+    for (const FileEntry* const file : frame.files) {
+        if (file->kind != FileEntry::Kind::kParameter) continue;
+        if (!isSceneParameter(*file)) lastSof_ = static_cast<uint32_t>(file->parameter.sofId);
+        if (isReplayed(*file, entry_)) verifyParameter(*file);
+    }
+    if (entry_ == Entry::folder) {
+        verifyOverride(kOverrideSizeTag, kOverrideSize.data(), sizeof(kOverrideSize));
+        verifyOverride(kOverrideByteTag, &kOverrideByte, sizeof(kOverrideByte));
+        verifyScene();
+        verifyTuning();
+    } else if (images_) {
+        verifyImages();
+    }
+}
+
+void FrameVerifier::verifyParameter(const FileEntry& file) {
+    const std::string name(file.name);
+    const ParamFileName& parsed = file.parameter;
+    const TagEntry* const tag = catalog_.byName(parsed.tagName);
+    if (!tag) {
+        lost(name, "a tag of the tag table", "one that the parameter-set service refused");
+        return;
+    }
+    const PublishedValue* const value = take(parsed.pipe, static_cast<uint32_t>(parsed.camId),
+                                             static_cast<uint32_t>(parsed.sofId), tag->id);
+    if (!value) {
+        lost(name, "its value in the parameter-set service", "none");
+        return;
+    }
+    const bool block = tag->kind == TagKind::block;
+    if (block != (parsed.dumpType != kFixedSizeDump)) {
+        different(name, text("a dump type for ", block ? "a block" : "a fixed-size value"),
+                  text(parsed.dumpType));
+    } else if (block) {
+        verifyBlock(file, *value);
+    } else {
+        verifyFixed(file, *tag, *value);
+    }
+}
+
+void FrameVerifier::verifyFixed(const FileEntry& file, const TagEntry& tag,
+                                const PublishedValue& value) {
+    if (file.bytes != static_cast<uint64_t>(tag.size)) {
+        different(std::string(file.name), text(tag.size, " bytes, the size of tag ", tag.name),
+                  text(file.bytes));
+    }
+    const auto size = static_cast<uint64_t>(std::max(0, file.librarySize()));
+    compare(file, value.bytes.data(), std::min<uint64_t>(size, value.bytes.size()));
+}
+
+void FrameVerifier::verifyBlock(const FileEntry& file, const PublishedValue& value) {
+    // The address came through a service that keeps what it is given; only one that the frame's own
+    // blocks have may be followed.
+    const auto& blocks = simulation_.frameQueue.back().params;
+    const bool known = std::any_of(blocks.begin(), blocks.end(), [&value](const auto& block) {
+        return block && block.get() == value.block.data;
+    });
+    if (!known || value.block.size != file.bytes) {
+        different(std::string(file.name), text("a block of ", file.bytes, " bytes"),
+                  text(value.block.size, known ? "" : " of another frame"));
+        return;
+    }
+    compare(file, value.block.data, value.block.size);
+}
+
+void FrameVerifier::verifyOverride(uint32_t tag, const void* bytes, size_t size) {
+    if (!catalog_.byId(tag)) return;  // a table without the tag says that nobody needs it
+    const PublishedValue* const value = take(kOverridePipe, camera(), kOverrideSofId, tag);
+    const auto* const first = static_cast<const uint8_t*>(bytes);
+    expectValue(value, {first, first + size}, text("the fixed value of tag ", tag));
+}
+
+void FrameVerifier::verifyScene() {
+    const bool there =
+        std::any_of(frame_->files.begin(), frame_->files.end(),
+                    [](const FileEntry* file) { return file->kind == FileEntry::Kind::kSceneXml; });
+    if (!there) return;  // that it is missing is a finding of the tree
+    if (!catalog_.byId(kSceneTag)) {
+        lost(kSceneXmlName, text("tag ", kSceneTag, " in the tag table"), "none");
+        return;
+    }
+    const PublishedValue* const first = take(0, camera(), lastSof_, kSceneTag);
+    const PublishedValue* const second = take(1, camera(), lastSof_, kSceneTag);
+    verifySceneRecord(first, 0);
+    // What goes for pipe 0 need not be said twice.
+    if (!first || !second || first->bytes != second->bytes) verifySceneRecord(second, 1);
+}
+
+void FrameVerifier::verifySceneRecord(const PublishedValue* value, int pipe) {
+    if (!value || value->bytes.size() != static_cast<size_t>(kSceneRecordBytes)) {
+        lost(kSceneXmlName, text("the scene record for pipe ", pipe), "none");
+        return;
+    }
+    const tyktree::SceneSources sources = readScene(frame_->listing, {}, nullptr);
+    tyktree::SceneRecord arrived;
+    std::copy(value->bytes.begin(), value->bytes.end(), arrived.bytes.begin());
+    for (const SceneDifference& found : sceneDifferences(sources.fromParameter, arrived)) {
+        different(kSceneXmlName, found.expected, found.found);
+    }
+    ++comparedFiles_;
+    comparedBytes_ += value->bytes.size();
+}
+
+void FrameVerifier::verifyTuning() {
+    if (!catalog_.byId(kMfnrTag)) return;
+    const PublishedValue* const value = take(kMfnrCopyPipe, camera(), lastSof_, kMfnrTag);
+    expectValue(value, expectedTuningTable(simulation_),
+                text("the tuning file's entry, tag ", kMfnrTag));
+}
+
+void FrameVerifier::expectValue(const PublishedValue* value, const std::vector<uint8_t>& expected,
+                                const std::string& what) {
+    if (!value) {
+        lost("", what, "none");
+    } else if (value->bytes != expected) {
+        different("", what, "another value");
+    }
+}
+
+void FrameVerifier::verifyImages() {
+    size_t next = 0;
+    for (const FileEntry* const file : frame_->files) {
+        // Every file that is no parameter file gets a buffer, whether it is an image or not.
+        if (file->kind == FileEntry::Kind::kParameter) continue;
+        const size_t place = next++;
+        if (file->kind != FileEntry::Kind::kImage) continue;
+        if (place < delivery_->images.size()) {
+            verifyImage(*file, *delivery_->images[place]);
+        } else {
+            lost(std::string(file->name), "a buffer of the pool", "none");
+        }
+    }
+}
+
+void FrameVerifier::verifyImage(const FileEntry& file, const tyk::Buffer& buffer) {
+    const tyk::ImageDescriptor& arrived = *buffer.image;
+    if (arrived.width != file.image.width || arrived.height != file.image.height ||
+        arrived.sofId != static_cast<uint32_t>(file.image.sofId) ||
+        arrived.camId != static_cast<uint8_t>(file.image.camId) ||
+        arrived.pipeId != static_cast<uint32_t>(simulation_.pipeId)) {
+        different(std::string(file.name), "the image that the name says",
+                  text(arrived.width, "x", arrived.height, ", sof ", arrived.sofId, ", camera ",
+                       +arrived.camId, ", pipe ", arrived.pipeId));
+        return;
+    }
+    const uint64_t expected = imageBytes(file.image);
+    if (file.bytes != expected) {
+        different(std::string(file.name),
+                  text(expected, " bytes for ", file.image.width, "x", file.image.height),
+                  text(file.bytes));
+    }
+    compare(file, arrived.data,
+            std::min({expected, file.bytes, uint64_t{tykhost::bufferCapacity(&buffer)}}));
+}
+
+/// The next publication, if it is the one under this key. One that is not stays, for the file that
+/// it belongs to.
+const PublishedValue* FrameVerifier::take(int32_t pipe, uint32_t camera, uint32_t sof,
+                                          uint32_t tag) {
+    if (nextValue_ == delivery_->values.size()) return nullptr;
+    const PublishedValue& value = delivery_->values[nextValue_];
+    if (!(value.key == tykhost::ParamKey{camera, pipe, sof, tag})) return nullptr;
+    ++nextValue_;
+    return &value;
+}
+
+void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t size) {
+    const std::string name(file.name);
+    ::InputFile input((frame_->listing.path() + "/" + name).c_str());
+    ++comparedFiles_;
+    if (!input.isOpen()) {
+        lost(name, "its bytes", "a file that cannot be opened");
+        return;
+    }
+    static thread_local std::array<uint8_t, size_t{256} * 1024> piece;
+    const auto* const bytes = static_cast<const uint8_t*>(data);
+    uint64_t at = 0;
+    while (at < size) {
+        const auto wanted = static_cast<size_t>(std::min<uint64_t>(piece.size(), size - at));
+        const size_t count = input.read(piece.data(), wanted);
+        if (std::memcmp(piece.data(), bytes + at, count) != 0) {
+            const uint8_t* const begin = piece.data();
+            const auto* const first = std::mismatch(begin, begin + count, bytes + at).first;
+            different(
+                name, "the file's bytes",
+                text("others from offset ", at + static_cast<uint64_t>(first - begin), " on"));
+            break;
+        }
+        at += count;
+        if (count < wanted) {
+            lost(name, text(size, " bytes"), text("only ", at, " that can be read"));
+            break;
+        }
+    }
+    comparedBytes_ += at;
+}
+
+void FrameVerifier::lost(const std::string& name, const std::string& expected,
+                         const std::string& found) {
+    report(RuleId::kReplayLost, name, expected, found);
+}
+
+void FrameVerifier::different(const std::string& name, const std::string& expected,
+                              const std::string& found) {
+    report(RuleId::kReplayDifferent, name, expected, found);
+}
+
+void FrameVerifier::report(RuleId rule, const std::string& name, const std::string& expected,
+                           const std::string& found) {
+    const std::string path = name.empty() ? frame_->shownPath : frame_->shownPath + "/" + name;
+    findings_.add({rule, path, frame_->place, expected, found, "", ""});
+}
+
+}  // namespace tyksim

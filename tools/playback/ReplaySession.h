@@ -1,0 +1,93 @@
+// A replay of part of a tree through the library, frame by frame.
+#pragma once
+
+#include "core/PipelineSimulation.h"
+#include "tools/output/LibraryLog.h"
+#include "tools/playback/Edits.h"
+#include "tools/playback/FrameOverlay.h"
+#include "tools/playback/FrameVerifier.h"
+#include "tools/playback/TemporaryRoot.h"
+#include "tree/FrameSelection.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+struct SessionOptions {
+    Entry entry = Entry::frame;
+    int pipe = 1;               ///< id of the pipe that is replayed
+    std::optional<int> camera;  ///< of a folder replay; none: the camera of each frame's files
+    bool images = true;         ///< of a frame replay
+    bool verify = false;
+    int loops = 1;
+    int logLevel = 0;
+};
+
+/// Takes every frame that was replayed, while its blocks and images are there.
+class FrameTaker {
+public:
+    virtual ~FrameTaker() = default;
+    virtual void takeFrame(const tyktree::FrameRef& frame, const ReplayedFrame& files,
+                           const Delivery& delivery) = 0;
+};
+
+struct SessionTotals {
+    uint64_t tasks = 0;
+    uint64_t replayed = 0;
+    uint64_t abandoned = 0;
+    uint64_t files = 0;
+    uint64_t bytes = 0;
+    uint64_t comparedFiles = 0;
+    uint64_t comparedBytes = 0;
+};
+
+/// Drives the library. One at a time in a process; everything from one thread.
+class ReplaySession {
+public:
+    /// All frames are of one pipe. The references must outlive the object. Sets the tag table and
+    /// the device root, a temporary one: nothing is ever written into the tree.
+    ReplaySession(const SessionOptions& options, const tyktree::TreePath& tree,
+                  const std::vector<tyktree::FrameRef>& frames, const tyktree::TagCatalog& catalog,
+                  const Edits& edits, tyktree::FindingSink& findings);
+    ~ReplaySession();
+    ReplaySession(const ReplaySession&) = delete;
+    ReplaySession& operator=(const ReplaySession&) = delete;
+
+    /// Replays the frames; `taker` may be null. What goes wrong with a frame is a finding, and the
+    /// next one follows. Stops in order where a signal was noted.
+    void run(FrameTaker* taker);
+
+    const SessionTotals& totals() const { return totals_; }
+
+    /// The root in which the library finds the tree, which a taker that changes the device's root
+    /// sets again.
+    const std::string& root() const { return root_.path(); }
+
+private:
+    void replayTask(size_t first, size_t last, FrameTaker* taker);
+    void chooseFrames(size_t first, size_t last);
+    void replayFrame(size_t index, FrameTaker* taker);
+    void load(const ReplayedFrame& frame);
+    std::vector<tyk::Buffer*> newBuffers(uint64_t handedOut) const;
+    void giveBack(const std::vector<tyk::Buffer*>& buffers, const tyk::Buffer* queued);
+    void retireFrames();
+    void reportFailures(const ReplayedFrame& frame, const Delivery& delivery, bool queued);
+    void report(tyktree::RuleId rule, const std::string& path, const tyktree::FramePlace& place,
+                const std::string& expected, const std::string& found, const std::string& reason);
+
+    const SessionOptions& options_;
+    const std::vector<tyktree::FrameRef>& frames_;
+    tyktree::FindingSink& findings_;
+    TemporaryRoot root_;
+    std::optional<FrameOverlay> overlay_;
+    LibraryLog log_;
+    PipelineSimulation* simulation_ = nullptr;
+    std::optional<FrameVerifier> verifier_;
+    tyktree::FrameListing listing_;
+    SessionTotals totals_;
+};
+
+}  // namespace tyksim

@@ -1,0 +1,62 @@
+#include "tools/playback/TemporaryRoot.h"
+
+#include "records/MfnrTuning.h"
+#include "tools/output/Console.h"
+#include "tools/output/Files.h"
+#include "tree/Escape.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+namespace tyksim {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Makes `place` a link to `folder`, or an empty folder when there is none.
+void linkOrMake(const std::string& place, const std::string& folder) {
+    if (isThere(place)) return;
+    if (folder.empty() || !isFolder(folder)) {
+        makeFolders(place);
+        return;
+    }
+    std::error_code error;
+    fs::create_directory_symlink(folder, place, error);
+    if (error) {
+        throw Failure(text(tyktree::escaped(place), ": cannot make the link: ", error.message()));
+    }
+}
+
+}  // namespace
+
+TemporaryRoot::TemporaryRoot(const tyktree::TreePath& tree, const tyktree::PipeEntry& pipe,
+                             int pipeId) {
+    std::string name = (fs::temp_directory_path() / "tyksim-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+        throw Failure(
+            text(tyktree::escaped(name), ": cannot make the folder: ", systemReason(errno)));
+    }
+    path_ = name;
+    try {
+        const std::string dumpRoot = path_ + kDumpRoot;
+        makeFolders(dumpRoot);
+        linkOrMake(pipeFolderPath(dumpRoot.c_str(), pipeId), pipe.path);
+        // The tuning file's copy is looked for in one pipe's folder, whichever is replayed.
+        const std::string sibling =
+            tree.dumpRoot.empty() ? "" : pipeFolderPath(tree.dumpRoot.c_str(), kMfnrCopyPipe);
+        linkOrMake(pipeFolderPath(dumpRoot.c_str(), kMfnrCopyPipe), sibling);
+    } catch (...) {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+        throw;
+    }
+}
+
+TemporaryRoot::~TemporaryRoot() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);  // removes the links, not what they lead to
+}
+
+}  // namespace tyksim

@@ -1,0 +1,65 @@
+// A part of a tree as a tree of its own.
+#pragma once
+
+#include "tools/playback/Edits.h"
+#include "tree/FrameSelection.h"
+#include "tree/TagCatalog.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+struct CopyOptions {
+    std::string tags;    ///< shell pattern of the tags to take; "" takes all
+    bool images = true;  ///< take the images
+    bool links = false;  ///< link to the files that stay as they are, instead of copying them
+};
+
+/// What came of one frame.
+struct FrameCopy {
+    uint64_t files = 0;
+    uint64_t bytes = 0;
+    std::vector<Change> changes;
+    std::vector<std::string> problems;  ///< what was left out, in words
+};
+
+/// Copies frames into a device root that is being made. Threads: copyFrame() from any, for
+/// different frames.
+class TreeCopy {
+public:
+    /// `root` is an empty folder; the references must outlive the object.
+    TreeCopy(std::string root, const CopyOptions& options, const Edits& edits);
+
+    /// Makes pipe and task folders for the frames, with the dump configurations and tuning copies
+    /// of their pipes, and leaves the tag table beside them as tags.xml where one is known.
+    /// Failure with the path and the system's reason.
+    void prepare(const tyktree::TreeIndex& index, const std::vector<tyktree::FrameRef>& frames,
+                 const tyktree::TagCatalog& catalog);
+
+    /// Copies one frame. Unchanged files share their storage with the source where the file system
+    /// can. Only regular files are taken; what else there is comes back as a problem. Failure when
+    /// a file of the copy cannot be written.
+    FrameCopy copyFrame(const tyktree::FrameRef& frame, FrameTurn turn) const;
+
+    /// As above, into a folder of the frame's name in `task`.
+    FrameCopy copyFrame(const tyktree::FrameRef& frame, FrameTurn turn,
+                        const std::string& task) const;
+
+private:
+    std::string taskFolder(const tyktree::FrameRef& frame) const;
+    void copyConfiguration(const tyktree::PipeEntry& pipe) const;
+    void copyFile(const std::string& source, const std::string& target) const;
+    bool takes(const tyktree::FileEntry& file) const;
+    void copyScene(const tyktree::FrameListing& listing, const std::string& folder, FrameTurn turn,
+                   FrameCopy& copy) const;
+    void copyParameter(const tyktree::FrameListing& listing, const tyktree::FileEntry& file,
+                       const std::string& folder, FrameTurn turn, FrameCopy& copy) const;
+
+    std::string root_;
+    const CopyOptions& options_;
+    const Edits& edits_;
+};
+
+}  // namespace tyksim

@@ -1,0 +1,101 @@
+/* What a processor is to `tyksim replay TREE --with PROCESSOR.so -o OUT`: a shared object that
+ * stands in the camera pipeline's place. It exports the four functions at the end of this file,
+ * with C linkage; every replayed frame goes through tyksim_process(), and what that hands back is
+ * recorded into OUT under the same request and sof ids.
+ *
+ * Threads: all calls come from one thread, one after the other. Memory: what tyksim passes in is
+ * valid until the call returns; what a processor hands back is copied during the call.
+ */
+#ifndef TYKSIM_PROCESSOR_H
+#define TYKSIM_PROCESSOR_H
+
+#include <stddef.h> /* NOLINT(modernize-deprecated-headers): for C too */
+#include <stdint.h> /* NOLINT(modernize-deprecated-headers) */
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The version of this interface. tyksim refuses a processor that was built for another one. */
+#define TYKSIM_PROCESSOR_VERSION 1
+
+#define TYKSIM_PROCESSOR_EXPORT __attribute__((visibility("default")))
+
+/* An NV21 picture: `height` rows of `width` luma bytes, then (height + 1) / 2 rows of
+ * (width + 1) / 2 pairs of V and U bytes. `stride` is the length of a row in bytes, luma and chroma
+ * alike; tyksim passes rows that are tightly packed. For a picture that is handed back a stride of
+ * 0 means the width. `size` is the number of bytes at `pixels`; of an odd size a captured picture
+ * ends within the last chroma row, as the file does. */
+struct tyksim_picture {
+    const uint8_t* pixels;
+    size_t size;
+    int32_t width;
+    int32_t height;
+    int32_t stride;
+};
+
+/* One parameter as it arrived in the parameter-set service. */
+struct tyksim_parameter {
+    uint32_t tag;     /* id */
+    const char* name; /* the tag's name */
+    uint32_t camera;
+    int32_t pipe_type;
+    uint32_t sof;
+    int32_t is_block; /* 0: a fixed-size value; 1: a block */
+    const void* data;
+    size_t size; /* bytes */
+};
+
+/* One frame. Later versions of this interface may add members at the end. */
+struct tyksim_frame {
+    int32_t request;
+    int32_t sof;
+    int32_t camera;
+    int32_t pipe;
+    uint32_t task;                        /* position of the task, from 1 */
+    uint32_t position;                    /* of the frame within its task, from 1 */
+    const struct tyksim_picture* picture; /* null: the frame has no image */
+    const struct tyksim_parameter* parameters;
+    size_t parameter_count;
+};
+
+/* Where a processor puts its results: call the functions with `context`. They return 0, or another
+ * value when what was passed makes no sense (no such tag, null data, a size that does not fit the
+ * tag or the picture); the frame then counts as failed. */
+struct tyksim_output {
+    void* context;
+
+    /* The frame's picture; any size of at least 1 x 1. The last call counts. */
+    int (*set_picture)(void* context, const struct tyksim_picture* picture);
+
+    /* A new value for every parameter of this tag. A fixed-size value must have the tag's size. */
+    int (*set_parameter)(void* context, uint32_t tag, const void* data, size_t size);
+
+    /* What went wrong, for the user; before tyksim_process() returns other than 0. */
+    void (*fail)(void* context, const char* message);
+};
+
+/* TYKSIM_PROCESSOR_VERSION as the processor was built with it. */
+TYKSIM_PROCESSOR_EXPORT int tyksim_processor_version(void);
+
+/* Called once before the first frame. `options` are the texts of --option, in order. Stores a state
+ * of the processor's own in `state`. Returns 0; otherwise `error`, of `error_size` bytes, says why
+ * not, terminated, and nothing else is called. */
+TYKSIM_PROCESSOR_EXPORT int tyksim_open(const char* const* options, size_t option_count,
+                                        void** state, char* error, size_t error_size);
+
+/* Called for every frame in order. Returns 0 for a frame that was processed: where a picture was
+ * set, the frame is recorded with it and with all parameters, those that were set in place of those
+ * that arrived; where none was set, no frame is recorded. Any other value ends the frame with an
+ * error, and the next frame follows. */
+TYKSIM_PROCESSOR_EXPORT int tyksim_process(void* state, const struct tyksim_frame* frame,
+                                           const struct tyksim_output* output);
+
+/* Called once after the last frame. */
+TYKSIM_PROCESSOR_EXPORT void tyksim_close(void* state);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

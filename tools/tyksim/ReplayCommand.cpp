@@ -1,0 +1,288 @@
+// tyksim replay: drives the library through a dump tree and looks at what arrives.
+#include "tools/output/FindingPrinter.h"
+#include "tools/output/Interruption.h"
+#include "tools/output/OutputPath.h"
+#include "tools/output/Units.h"
+#include "tools/playback/ProcessedRecording.h"
+#include "tools/playback/ReplaySession.h"
+#include "tools/tyksim/TreeOptions.h"
+#include "tree/Escape.h"
+#include "tree/TaskStatistics.h"
+#include "tree/TreeCheck.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::FrameRef;
+
+constexpr const char* kFooter = R"(
+TREE is the root of a device (as record leaves it), a dump root (holds pipe_N), a pipe, task or frame
+folder. Nothing is written into it. The tag table is --tags, else the tags.xml that record left in
+the root, else one is derived from the files' names and sizes.
+
+--entry frame   replays every frame through the frame entry: all parameter files, and the image
+                unless --no-images is given
+--entry folder  replays every frame folder through the folder entry: the parameter files but the
+                scene record's, then the fixed values of tags 8208 and 8198, the scene record as
+                iSceneInfo.xml and the two raw blocks give it, and the tuning file's entry; no image.
+                A value that was edited in iSceneInfo.xml counts, and --verify names it with the
+                value dumped and the value that arrived
+
+What the tree lacks (`tyksim check`, warnings and errors), failures that the library reports and
+frames that it abandons are findings; with --verify, every byte that does not arrive is.
+
+--set NAME=VALUE sets a value in every frame before it is replayed, as `tyksim copy --set` does, but
+writes no tree; --verify then compares with what was set.
+
+--with PROCESSOR.so -o OUT puts your own processing in the pipeline's place: every frame's picture and
+parameters go through it, and what it hands back is recorded into OUT under the same request and sof
+ids. The interface is the installed header tyksim_processor.h; --option TEXT is passed on to it.
+
+Exit status: 0 clean, 1 failed, 2 wrong usage, 3 finished with findings.
+
+Examples:
+  tyksim replay /tmp/phone --verify
+  tyksim replay pulled/pipe_1 --entry folder --show-scene --frames 3
+  tyksim replay /tmp/phone --set total_gain=100..800 --entry folder --verify
+  tyksim replay /tmp/phone --with ./libdenoise.so --option strength=0.7 -o /tmp/denoised
+)";
+
+struct ReplayOptions {
+    std::string tree;
+    TreeOptions selection;
+    SessionOptions session;
+    bool noImages = false;
+    bool showScene = false;
+    std::vector<std::string> settings;
+    std::string processor;
+    std::vector<std::string> processorOptions;
+    std::string output;
+    bool force = false;
+};
+
+/// The pipe of all frames; WrongUsage where they are of several.
+void choosePipe(const std::vector<FrameRef>& frames, const TreeOptions& selection,
+                SessionOptions& session) {
+    std::set<int> pipes;
+    for (const FrameRef& frame : frames) {
+        if (frame.pipe->id) pipes.insert(*frame.pipe->id);
+    }
+    if (pipes.size() > 1) {
+        std::string choices;
+        for (const int pipe : pipes) choices += text(choices.empty() ? "" : ", ", pipe);
+        throw WrongUsage("the tree holds several pipes; pick one with --pipe: " + choices);
+    }
+    session.pipe = pipes.empty() ? selection.pipe.value_or(1) : *pipes.begin();
+}
+
+/// A table from the names and sizes in the selected frames.
+tyktree::TagCatalog deriveTags(const std::vector<FrameRef>& frames) {
+    std::map<const tyktree::TaskEntry*, tyktree::TaskStatistics> tasks;
+    tyktree::FrameListing listing;
+    for (const FrameRef& frame : frames) {
+        auto& statistics = tasks.try_emplace(frame.task, frame.task->frames.size()).first->second;
+        static_cast<void>(listing.read(frame.path()));
+        statistics.add(frame.frame->position, listing);
+    }
+    std::vector<const tyktree::TaskStatistics*> all;
+    all.reserve(tasks.size());
+    for (const auto& [task, statistics] : tasks) all.push_back(&statistics);
+    return tyktree::deriveCatalog(all);
+}
+
+std::vector<std::string> tagNames(const tyktree::TagCatalog& catalog) {
+    std::vector<std::string> names;
+    for (const tykhost::TagEntry& tag : catalog.tags()) names.push_back(tag.name);
+    return names;
+}
+
+/// Prints the scene record of every frame.
+class SceneShower : public FrameTaker {
+public:
+    void takeFrame(const FrameRef& frame, const ReplayedFrame&, const Delivery& delivery) override {
+        const tykhost::PublishedValue* scene = nullptr;
+        for (const tykhost::PublishedValue& value : delivery.values) {
+            const bool whole = value.bytes.size() == static_cast<size_t>(kSceneRecordBytes);
+            if (value.key.tag == kSceneTag && whole) scene = &value;
+        }
+        const std::string name = tyktree::escaped(frame.frame->name);
+        if (!scene) {
+            printResult("scene record of " + name + ": none arrived");
+            return;
+        }
+        tyktree::SceneRecord record;
+        std::copy(scene->bytes.begin(), scene->bytes.end(), record.bytes.begin());
+        printResult(text("scene record of ", name, " (camera ", scene->key.camId, ", sof ",
+                         scene->key.sofId, "):"));
+        for (const ::SceneField& field : kSceneFields) {
+            printResult(text("  ", field.path, " = ", tyktree::sceneText(field, record)));
+        }
+    }
+};
+
+class Replay {
+public:
+    explicit Replay(const ReplayOptions& options)
+        : options_(options),
+          session_(options.session),
+          tree_(options.tree, options.selection),
+          catalog_(tree_.catalog) {
+        if (tree_.frames.empty()) {
+            for (const tyktree::Finding& finding : tree_.index.findings()) findings_.add(finding);
+            throw Failure(tyktree::escaped(options.tree) +
+                          ": expected frames to replay, found none that the selection picks");
+        }
+        choosePipe(tree_.frames, options.selection, session_);
+        sayTags();
+        edits_ = Edits(options.settings, catalog_, tagNames(catalog_));
+    }
+
+    ExitStatus run() {
+        checkTree();
+        std::optional<OutputFolder> out;
+        if (!options_.output.empty()) {
+            checkOutput(options_.output, {options_.tree}, options_.force);
+            out.emplace(options_.output);
+        }
+        SessionTotals totals;
+        uint64_t recorded = 0;
+        {
+            ReplaySession session(session_, tree_.index.path(), tree_.frames, catalog_, edits_,
+                                  findings_);
+            SceneShower shower;
+            if (out) {
+                ProcessedRecording recording(options_.processor, options_.processorOptions,
+                                             session_.pipe, out->path(), catalog_,
+                                             *tree_.frames.front().pipe, session.root(), findings_);
+                session.run(&recording);
+                recorded = recording.finish();
+            } else {
+                session.run(options_.showScene ? &shower : nullptr);
+            }
+            totals = session.totals();
+        }
+        if (out && recorded > 0) out->commit();
+        report(totals, recorded);
+        return out && recorded == 0 ? ExitStatus::kFindings : findings_.status();
+    }
+
+private:
+    void sayTags() {
+        if (catalog_.source() == tyktree::TagCatalog::Source::kNone) {
+            catalog_ = deriveTags(tree_.frames);
+            printNote(text("tag table: none found; ", catalog_.tags().size(),
+                           " tags derived from the files' names and sizes (ids are made up, but "
+                           "for well-known names)"));
+        } else {
+            printNote("tag table: " + tyktree::escaped(catalog_.path()));
+        }
+    }
+
+    /// What the tree itself lacks; its notes are no matter of a replay.
+    void checkTree() {
+        struct Sink : tyktree::FindingSink {
+            FindingPrinter& to;
+            explicit Sink(FindingPrinter& printer) : to(printer) {}
+            void add(const tyktree::Finding& finding) override {
+                if (severityOf(finding) != tyktree::Severity::kNote) to.add(finding);
+            }
+        } sink(findings_);
+        tyktree::CheckOptions check;
+        check.scene = session_.entry == Entry::folder;
+        check.jobs = options_.selection.jobs;
+        check.interrupted = [] { return interruption() != 0; };
+        tyktree::FrameSelection selection = options_.selection.selection();
+        if (tree_.frames.front().pipe->id) selection.pipe = session_.pipe;
+        tyktree::checkTree(tree_.index, selection, tree_.catalog, check, sink);
+        throwIfInterrupted();
+    }
+
+    void report(const SessionTotals& totals, uint64_t recorded) const {
+        printResult(text("tasks: ", totals.tasks, " of pipe ", session_.pipe));
+        printResult(
+            text("frames: ", totals.replayed, " replayed, ", totals.abandoned, " abandoned"));
+        printResult(text("files: ", totals.files, ", ", totals.bytes, " bytes"));
+        if (session_.verify) {
+            printResult(text("verified: ", totals.comparedFiles, " values and images, ",
+                             totals.comparedBytes, " bytes"));
+        }
+        if (!options_.output.empty()) {
+            printResult(recorded == 0 ? std::string("recorded: nothing; the folder is not made")
+                                      : text("recorded: ", counted(recorded, "frame", "frames"),
+                                             " in ", tyktree::escaped(options_.output)));
+        }
+        printResult(text("findings: ", findings_.count()));
+    }
+
+    const ReplayOptions& options_;
+    SessionOptions session_;
+    FindingPrinter findings_;
+    OpenedTree tree_;
+    tyktree::TagCatalog catalog_;
+    Edits edits_;
+};
+
+/// Settles what depends on other options.
+void settle(ReplayOptions& options) {
+    options.session.images = options.session.entry == Entry::frame && !options.noImages;
+    if (options.processor.empty() != options.output.empty()) {
+        throw WrongUsage("--with PROCESSOR and -o OUT go together");
+    }
+    if (!options.processor.empty() && !options.session.images) {
+        throw WrongUsage("--with needs the images, which --entry folder and --no-images leave out");
+    }
+    if (options.processor.empty() && !options.processorOptions.empty()) {
+        throw WrongUsage("--option is for a processor; give one with --with");
+    }
+}
+
+}  // namespace
+
+Action defineReplay(CLI::App& verb) {
+    const auto options = std::make_shared<ReplayOptions>();
+    verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
+    addTreeOptions(verb, options->selection);
+    const std::map<std::string, Entry> entries{{"frame", Entry::frame}, {"folder", Entry::folder}};
+    verb.add_option("--entry", options->session.entry, "Library entry: frame (default) or folder")
+        ->transform(CLI::CheckedTransformer(entries).description(""))
+        ->type_name("frame|folder");
+    verb.add_option("--camera", options->session.camera,
+                    "Camera id of a folder replay (default: that of each frame's files)")
+        ->check(CLI::Range(0, 255));
+    verb.add_flag("--no-images", options->noImages, "Replay parameters only");
+    verb.add_flag("--verify", options->session.verify,
+                  "Compare every value and image that arrives with its file");
+    verb.add_flag("--show-scene", options->showScene, "Print the scene record that arrives");
+    verb.add_option("--loop", options->session.loops, "Replay the frames so many times")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str();
+    verb.add_option("--set", options->settings, "Set a value in every frame")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    verb.add_option("--with", options->processor, "Process every frame with this shared object")
+        ->type_name("PROCESSOR.so");
+    verb.add_option("--option", options->processorOptions, "An option of the processor")
+        ->type_name("TEXT")
+        ->allow_extra_args(false);
+    verb.add_option("-o,--output", options->output, "Record what the processor hands back")
+        ->type_name("OUT");
+    addForce(verb, options->force);
+    addLogLevel(verb, options->session.logLevel);
+    verb.footer(kFooter);
+    return [options] {
+        settle(*options);
+        return Replay(*options).run();
+    };
+}
+
+}  // namespace tyksim

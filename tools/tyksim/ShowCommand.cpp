@@ -1,0 +1,345 @@
+// tyksim show: one frame, all of it.
+#include "core/PipeTypes.h"
+#include "tools/output/Table.h"
+#include "tools/output/Units.h"
+#include "tools/output/Values.h"
+#include "tools/picture/Histogram.h"
+#include "tools/tyksim/ReadingVerb.h"
+#include "tree/Escape.h"
+#include "tree/Timeline.h"
+
+#include <climits>
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::FileEntry;
+using tyktree::FrameRef;
+using tyktree::Parameter;
+
+constexpr const char* kFooter = R"(
+FRAME is a frame folder, or a tree with a selection that picks one frame. Parameters come with their
+fields where the tag table (--tags, else tags.xml in the device root) says what is in them.
+
+Exit status: 0 all was read, 1 there is no such frame, 2 wrong usage, 3 something in the frame could
+not be read (said on standard error).
+
+Examples:
+  tyksim show /tmp/phone --frames 3
+  tyksim show pulled/tykdump --pipe 1 --requests 42 --tag KELV_TAG_WB_GAINS
+)";
+
+struct ShowOptions {
+    ReadingOptions reading;
+    std::string tag;
+};
+
+std::string pipeTypeName(int pipe) {
+    for (const PipeType& type : kPipeTypes) {
+        if (type.value == pipe) return type.name;
+    }
+    return std::to_string(pipe);
+}
+
+/// Sixteen bytes a line, with their offset and their characters.
+void printBytes(const std::vector<uint8_t>& bytes) {
+    constexpr size_t kPerLine = 16;
+    for (size_t at = 0; at < bytes.size(); at += kPerLine) {
+        std::string digits, characters;
+        for (size_t i = at; i < std::min(at + kPerLine, bytes.size()); ++i) {
+            digits += fmt::format("{:02x} ", bytes[i]);
+            const bool shown = bytes[i] >= 0x20 && bytes[i] < 0x7F;
+            characters += shown ? static_cast<char>(bytes[i]) : '.';
+        }
+        printResult(fmt::format("    {:06x}  {:<48} {}", at, digits, characters));
+    }
+}
+
+std::string kindOf(const FileEntry& file) {
+    return file.parameter.dumpType == kFixedSizeDump ? "fixed" : "block";
+}
+
+/// What a value without known fields shows of itself.
+std::string summary(const Parameter& parameter) {
+    constexpr size_t kShown = 8;
+    std::string digits;
+    for (size_t i = 0; i < std::min(kShown, parameter.bytes.size()); ++i) {
+        digits += fmt::format("{:02x} ", parameter.bytes[i]);
+    }
+    if (parameter.bytes.size() > kShown) digits += "... ";
+    return fmt::format("{}crc32 {:08x}", digits,
+                       tyktree::checksum(parameter.bytes.data(), parameter.bytes.size()));
+}
+
+/// The planes of an image in their file: luma, then pairs of V and U.
+struct PlaneFacts {
+    const char* name;
+    Histogram histogram;
+};
+
+std::vector<PlaneFacts> planesOf(const std::vector<uint8_t>& bytes, const ImageFileName& image) {
+    const size_t luma = std::min(bytes.size(), static_cast<size_t>(std::max(image.width, 0)) *
+                                                   static_cast<size_t>(std::max(image.height, 0)));
+    const size_t chroma = bytes.size() - luma;
+    std::vector<PlaneFacts> planes{{"y", {}}, {"u", {}}, {"v", {}}};
+    planes[0].histogram.add(bytes.data(), luma);
+    planes[1].histogram.add(bytes.data() + luma + 1, chroma / 2, 2);
+    planes[2].histogram.add(bytes.data() + luma, (chroma + 1) / 2, 2);
+    return planes;
+}
+
+/// Shows one frame.
+class Show {
+public:
+    Show(const ShowOptions& options, const OpenedTree& tree, JsonDocument* json)
+        : options_(options), tree_(tree), frame_(tree.frames.front()), json_(json) {}
+
+    ExitStatus run() {
+        if (!listing_.read(frame_.path())) {
+            problem(frame_.path(), std::generic_category().message(listing_.error()));
+        }
+        showHead();
+        showParameters();
+        if (options_.tag.empty()) {
+            showScene();
+            showImage();
+        }
+        return problems_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
+    }
+
+private:
+    void showHead() {
+        const tyktree::FrameEntry& entry = *frame_.frame;
+        if (json_) {
+            Json members = Json::object();
+            addText(members, "path", frame_.path());
+            members["pipe"] = frame_.pipe->id ? Json(*frame_.pipe->id) : Json();
+            members["task"] = frame_.task->position;
+            members["frame"] = entry.position;
+            members["request"] = entry.wellNamed ? Json(entry.parsed.requestId) : Json();
+            members["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
+            json_->members(members);
+            return;
+        }
+        printResult(tyktree::escaped(frame_.path()));
+        std::string line =
+            fmt::format("frame {} of task {}", entry.position, frame_.task->position);
+        if (frame_.pipe->id) line += fmt::format(" of pipe {}", *frame_.pipe->id);
+        if (entry.wellNamed) {
+            line += fmt::format(", request {}, sof {}, {}", entry.parsed.requestId,
+                                entry.parsed.sofId, tyktree::isoTime(entry.parsed.stamp));
+        }
+        printResult(line);
+    }
+
+    void showParameters() {
+        Table table;
+        table.addColumn("parameter", Table::Align::kLeft);
+        table.addColumn("id", Table::Align::kRight);
+        table.addColumn("camera", Table::Align::kRight);
+        table.addColumn("pipe type", Table::Align::kLeft);
+        table.addColumn("kind", Table::Align::kLeft);
+        table.addColumn("size", Table::Align::kRight);
+        table.addColumn("value", Table::Align::kLeft);
+        if (json_) json_->beginList("parameters");
+        bool any = false;
+        for (const FileEntry& file : listing_.files()) {
+            if (file.kind != FileEntry::Kind::kParameter) continue;
+            if (!options_.tag.empty() && file.parameter.tagName != options_.tag) continue;
+            any = true;
+            showParameter(file, table);
+        }
+        if (json_) json_->endList();
+        if (!any && !options_.tag.empty()) refuseTag();
+        if (json_ || table.empty()) return;
+        table.print();
+        for (const Parameter& dumped : dumped_) {
+            printResult(tyktree::escaped(dumped.file->name) + ":");
+            printBytes(dumped.bytes);
+        }
+    }
+
+    [[noreturn]] void refuseTag() const {
+        std::vector<std::string> names;
+        for (const FileEntry& file : listing_.files()) {
+            if (file.kind == FileEntry::Kind::kParameter)
+                names.emplace_back(file.parameter.tagName);
+        }
+        std::string nearest;
+        for (const std::string& name : tyktree::nearestNames(options_.tag, names, 3)) {
+            nearest += (nearest.empty() ? "" : ", ") + tyktree::escaped(name);
+        }
+        throw Failure(fmt::format("{}: expected the tag {}, found none; nearest: {}",
+                                  tyktree::escaped(frame_.path()), tyktree::escaped(options_.tag),
+                                  nearest.empty() ? "the frame has no parameters" : nearest));
+    }
+
+    void showParameter(const FileEntry& file, Table& table) {
+        Parameter parameter = tyktree::readParameter(listing_, file, tree_.catalog);
+        if (!parameter.result.ok()) {
+            problem(listing_.path() + "/" + std::string(file.name), reasonOf(parameter.result));
+        }
+        if (json_) {
+            json_->item(parameterItem(parameter));
+            return;
+        }
+        const std::vector<tyktree::DecodedField> fields = parameter.fields();
+        const std::string id = parameter.tag ? std::to_string(parameter.tag->id) : "-";
+        table.addRow({tyktree::escaped(file.parameter.tagName), id,
+                      std::to_string(file.parameter.camId), pipeTypeName(file.parameter.pipe),
+                      kindOf(file), std::to_string(file.bytes),
+                      fields.empty() ? summary(parameter) : ""});
+        for (const tyktree::DecodedField& field : fields) {
+            table.addRow({"  " + tyktree::escaped(field.field->name), "", "", "", "", "",
+                          shortened(tyktree::escaped(tyktree::toText(field.values)))});
+        }
+        if (!options_.tag.empty()) dumped_.push_back(std::move(parameter));
+    }
+
+    /// A long list of elements, unless it was asked for.
+    std::string shortened(std::string text) const {
+        constexpr size_t kShown = 72;
+        if (!options_.tag.empty() || text.size() <= kShown) return text;
+        const size_t comma = text.rfind(',', kShown);
+        if (comma == std::string::npos) return text;
+        return text.substr(0, comma) + ", ...";
+    }
+
+    Json parameterItem(const Parameter& parameter) const {
+        const ParamFileName& name = parameter.file->parameter;
+        Json item = Json::object();
+        addText(item, "tag", name.tagName);
+        item["id"] = parameter.tag ? Json(parameter.tag->id) : Json();
+        item["pipe"] = name.pipe;
+        item["camera"] = name.camId;
+        item["sof"] = name.sofId;
+        item["kind"] = kindOf(*parameter.file);
+        item["size"] = parameter.file->bytes;
+        item["crc32"] = fmt::format(
+            "{:08x}", tyktree::checksum(parameter.bytes.data(), parameter.bytes.size()));
+        Json fields = Json::object();
+        for (const tyktree::DecodedField& field : parameter.fields()) {
+            fields[field.field->name] = toJson(field.values);
+        }
+        item["fields"] = std::move(fields);
+        return item;
+    }
+
+    void showScene() {
+        const tyktree::SceneSources sources = readScene(listing_, frame_.place(), nullptr);
+        const bool fromFiles = sources.fromFiles.has_value();
+        if (sources.xmlThere && !fromFiles) {
+            tyktree::SceneRecord ignored;
+            const std::string path = listing_.path() + "/" + kSceneXmlName;
+            problem(path, tyktree::readSceneXml(path, ignored));
+        }
+        const auto& record = fromFiles ? sources.fromFiles : sources.fromParameter;
+        if (json_) {
+            json_->member("scene", record ? toJson(*record) : Json());
+            return;
+        }
+        if (!record) {
+            printResult("no scene record");
+            return;
+        }
+        Table table;
+        table.addColumn(fromFiles ? "scene record" : "scene record (parameter file)",
+                        Table::Align::kLeft);
+        table.addColumn("value", Table::Align::kRight);
+        for (const ::SceneField& field : kSceneFields) {
+            table.addRow({field.path, tyktree::sceneText(field, *record)});
+        }
+        table.print();
+    }
+
+    void showImage() {
+        const FileEntry* const image = listing_.image();
+        if (!image) {
+            if (json_) json_->member("image", nullptr);
+            if (!json_) printResult("no image");
+            return;
+        }
+        const std::string path = listing_.path() + "/" + std::string(image->name);
+        std::vector<uint8_t> bytes;
+        const tyktree::ReadResult result = tyktree::readFileBytes(path, INT_MAX, bytes);
+        if (!result.ok()) problem(path, reasonOf(result));
+        const std::vector<PlaneFacts> planes = planesOf(bytes, image->image);
+        if (json_) {
+            json_->member("image", imageItem(*image, planes));
+            return;
+        }
+        printResult(fmt::format("image {}x{}, {}, expected {} bytes, found {}", image->image.width,
+                                image->image.height, humanBytes(image->bytes),
+                                nv21Bytes(image->image.width, image->image.height), image->bytes));
+        for (const PlaneFacts& plane : planes) {
+            printResult(fmt::format("  {}  mean {:6.2f}  range {:3} to {:3}", plane.name,
+                                    plane.histogram.mean(), plane.histogram.least(),
+                                    plane.histogram.most()));
+        }
+    }
+
+    static Json imageItem(const FileEntry& image, const std::vector<PlaneFacts>& planes) {
+        Json item = Json::object();
+        addText(item, "name", image.name);
+        item["width"] = image.image.width;
+        item["height"] = image.image.height;
+        item["bytes"] = image.bytes;
+        item["expected_bytes"] = nv21Bytes(image.image.width, image.image.height);
+        for (const PlaneFacts& plane : planes) {
+            Json facts = Json::object();
+            facts["mean"] = plane.histogram.mean();
+            facts["min"] = plane.histogram.least();
+            facts["max"] = plane.histogram.most();
+            item[plane.name] = std::move(facts);
+        }
+        return item;
+    }
+
+    void problem(const std::string& path, const std::string& reason) {
+        ++problems_;
+        sayProblem(tyktree::escaped(path) + ": cannot be read: " + reason, json_);
+    }
+
+    const ShowOptions& options_;
+    const OpenedTree& tree_;
+    const FrameRef frame_;
+    JsonDocument* const json_;
+    tyktree::FrameListing listing_;
+    std::vector<Parameter> dumped_;  ///< to be shown byte by byte
+    int problems_ = 0;
+};
+
+}  // namespace
+
+Action defineShow(CLI::App& verb) {
+    const auto options = std::make_shared<ShowOptions>();
+    addReadingOptions(verb, options->reading);
+    verb.add_option("--tag", options->tag, "Only this parameter, with its bytes")
+        ->type_name("NAME");
+    verb.footer(kFooter);
+    return [options] {
+        return readTrees(options->reading, "tyksim.show",
+                         [&options](const OpenedTree& tree, JsonDocument* json) {
+                             if (tree.frames.size() == 1) return Show(*options, tree, json).run();
+                             const std::string where = tyktree::escaped(tree.index.path().given);
+                             if (tree.frames.empty())
+                                 throw Failure(where + ": the selection picks no frame");
+                             throw WrongUsage(
+                                 fmt::format("{}: expected one frame, the selection picks {}; "
+                                             "pick one with --pipe, --task, --frames",
+                                             where, tree.frames.size()));
+                         });
+    };
+}
+
+}  // namespace tyksim

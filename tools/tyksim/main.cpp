@@ -1,0 +1,163 @@
+// tyksim: records, replays and examines camera frames on a desktop, through the library that does
+// it on a device.
+#include "tools/output/Interruption.h"
+#include "tools/tyksim/Commands.h"
+#include "tree/Escape.h"
+#include "tree/Values.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <iterator>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using tyksim::Action;
+using tyksim::ExitStatus;
+
+struct Verb {
+    const char* name;
+    const char* summary;
+    Action (*define)(CLI::App& verb);
+};
+
+// A verb is one line here and its declaration in Commands.h.
+constexpr Verb kVerbs[] = {
+    {"record", "Simulate a camera and record what it captures", tyksim::defineRecord},
+    {"replay", "Replay a dump tree and check what arrives", tyksim::defineReplay},
+    {"info", "Say what is in a tree", tyksim::defineInfo},
+    {"check", "Check a tree or a dump configuration against the rules", tyksim::defineCheck},
+    {"show", "Show one frame: parameters, scene record, image", tyksim::defineShow},
+    {"track", "Follow values from frame to frame", tyksim::defineTrack},
+};
+
+constexpr const char* kFooter = R"(
+`tyksim help VERB` and `tyksim VERB --help` say more of a verb.
+
+Exit status: 0 clean, 1 failed, 2 wrong usage, 3 finished but with findings or differences.
+A run that Ctrl-C, SIGTERM, SIGHUP or a closed pipe ends has the signal's own status.
+
+Examples:
+  tyksim record /tmp/phone photo1.jpg photo2.jpg --frames 10
+  tyksim replay /tmp/phone --verify
+)";
+
+/// Results may wait in memory until now; a full disk must not go unnoticed.
+ExitStatus flushResults(ExitStatus status) {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    const int error = errno;
+    tyksim::throwIfInterrupted();
+    tyksim::printNote("standard output: cannot be written: " + tyksim::systemReason(error));
+    return ExitStatus::kFailed;
+}
+
+[[noreturn]] void refuseVerb(const std::string& word) {
+    std::vector<std::string> names;
+    for (const Verb& verb : kVerbs) names.emplace_back(verb.name);
+    throw tyksim::WrongUsage("expected a verb, found " + tyksim::shellWord(word) +
+                             "; did you mean " + tyktree::nearestNames(word, names, 1).front() +
+                             "? `tyksim help` lists the verbs");
+}
+
+/// The command line as CLI11 takes it: `help VERB` is `VERB --help`.
+std::vector<std::string> wordsOf(int argc, char** argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.empty()) {
+        throw tyksim::WrongUsage("expected a verb, found none; `tyksim help` lists the verbs");
+    }
+    if (words.front() == "help") {
+        words.erase(words.begin());
+        words.resize(std::min<size_t>(words.size(), 1));
+        words.emplace_back("--help");
+    }
+    const std::string& first = words.front();
+    const bool known = std::any_of(std::begin(kVerbs), std::end(kVerbs),
+                                   [&first](const Verb& verb) { return first == verb.name; });
+    if (!known && first.substr(0, 1) != "-") refuseVerb(first);
+    return words;
+}
+
+/// What CLI11 throws: help and version go to standard output, everything else is wrong usage.
+ExitStatus answer(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {
+        app.exit(error);
+        return ExitStatus::kClean;
+    }
+    const std::vector<CLI::App*> verbs = app.get_subcommands();
+    const std::string verb = verbs.empty() ? "" : verbs.front()->get_name() + " ";
+    throw tyksim::WrongUsage(tyksim::text(error.what(), " (`tyksim ", verb, "--help` says more)"));
+}
+
+/// Reads the command line and runs its verb.
+ExitStatus run(int argc, char** argv) {
+    std::vector<std::string> words = wordsOf(argc, argv);
+    CLI::App app("Records, replays and examines camera frames on a desktop.", "tyksim");
+    app.set_version_flag("-V,--version", "tyksim " TYKSIM_VERSION);
+    app.require_subcommand(1);
+    app.footer(kFooter);
+    std::vector<std::pair<CLI::App*, Action>> verbs;
+    for (const Verb& verb : kVerbs) {
+        CLI::App* const options = app.add_subcommand(verb.name, verb.summary);
+        verbs.emplace_back(options, verb.define(*options));
+    }
+    try {
+        std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
+        app.parse(std::move(words));
+    } catch (const CLI::ParseError& error) {
+        return answer(app, error);
+    }
+    for (const auto& [options, action] : verbs) {
+        if (options->parsed()) return action();
+    }
+    return ExitStatus::kWrongUsage;
+}
+
+ExitStatus runGuarded(int argc, char** argv) {
+    ExitStatus status = ExitStatus::kFailed;
+    try {
+        return flushResults(run(argc, argv));
+    } catch (const tyksim::Interrupted&) {
+        throw;
+    } catch (const tyksim::WrongUsage& error) {
+        tyksim::printNote(error.what());
+        status = ExitStatus::kWrongUsage;
+    } catch (const std::bad_alloc&) {
+        tyksim::printNote("out of memory");
+    } catch (const std::exception& error) {
+        tyksim::printNote(error.what());
+    } catch (...) {
+        tyksim::printNote("failed for an unknown reason");
+    }
+    flushResults(status);
+    return status;
+}
+
+/// Says what was done and ends the process by the signal, so that whoever started it sees which.
+int endBySignal(const tyksim::Interrupted& interrupted) {
+    const int signal = interrupted.signal();
+    static_cast<void>(std::fflush(stdout));
+    const std::string state = interrupted.state().empty() ? "" : ": " + interrupted.state();
+    tyksim::printNote(tyksim::text("stopped by ", strsignal(signal), state));
+    static_cast<void>(std::signal(signal, SIG_DFL));
+    static_cast<void>(std::raise(signal));
+    return 128 + signal;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    tyksim::watchInterruptions();
+    try {
+        return static_cast<int>(runGuarded(argc, argv));
+    } catch (const tyksim::Interrupted& interrupted) {
+        return endBySignal(interrupted);
+    }
+}

@@ -1,0 +1,55 @@
+// The one grammar by which every verb picks frames.
+#pragma once
+
+#include "tree/TreeIndex.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tyktree {
+
+/// A set of numbers: "3..9,12", "5..", "..7", "-3..-1". Ranges include both ends.
+class NumberRanges {
+public:
+    /// Throws std::invalid_argument with a sentence that says what was expected and found.
+    static NumberRanges parse(std::string_view text);
+    bool contains(int64_t number) const;
+    bool empty() const { return ranges_.empty(); }
+
+private:
+    struct Range {
+        int64_t first;
+        int64_t last;
+    };
+    std::vector<Range> ranges_;
+};
+
+/// Which frames of a tree. An empty set of ranges picks all.
+struct FrameSelection {
+    std::optional<int> pipe;       ///< --pipe: id
+    std::optional<uint32_t> task;  ///< --task: position within the pipe, from 1
+    NumberRanges frames;           ///< --frames: positions within the task, from 1
+    NumberRanges requests;         ///< --requests: request ids
+    NumberRanges sofs;             ///< --sofs: sof ids
+
+    bool picks(const PipeEntry& pipe, const TaskEntry& task) const;
+    bool picks(const FrameEntry& frame) const;
+};
+
+/// A frame of an index, with where it stands.
+struct FrameRef {
+    const PipeEntry* pipe;
+    const TaskEntry* task;
+    const FrameEntry* frame;
+
+    std::string path() const { return framePath(*task, *frame); }
+    FramePlace place() const { return {pipe->id, task->position, frame->position}; }
+};
+
+/// The frames that are picked, in order. References into the index, which must outlive them.
+std::vector<FrameRef> select(const TreeIndex& index, const FrameSelection& selection);
+
+}  // namespace tyktree

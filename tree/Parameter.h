@@ -1,0 +1,41 @@
+// One parameter file of a frame with what is known about its tag.
+#pragma once
+
+#include "tree/FileBytes.h"
+#include "tree/FrameListing.h"
+#include "tree/TagCatalog.h"
+#include "tree/Values.h"
+
+#include <climits>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tyktree {
+
+/// A field with its elements.
+struct DecodedField {
+    const tykhost::TagField* field;
+    std::vector<Value> values;
+};
+
+/// A parameter that was read.
+struct Parameter {
+    const FileEntry* file = nullptr;         ///< points into the listing
+    const tykhost::TagEntry* tag = nullptr;  ///< points into the catalog; null: not in it
+    ReadResult result;
+    std::vector<uint8_t> bytes;
+
+    /// Its fields, where the tag's are known, as far as the bytes reach.
+    std::vector<DecodedField> fields() const;
+};
+
+/// Reads the parameter file `file` of a listing, at most `limit` bytes of it.
+Parameter readParameter(const FrameListing& listing, const FileEntry& file,
+                        const TagCatalog& catalog, uint64_t limit = INT_MAX);
+
+/// All elements in words, with commas between them.
+std::string toText(const std::vector<Value>& values);
+
+}  // namespace tyktree

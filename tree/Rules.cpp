@@ -1,0 +1,213 @@
+#include "tree/Rules.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace tyktree {
+
+namespace {
+
+constexpr Severity kNote = Severity::kNote;
+constexpr Severity kWarning = Severity::kWarning;
+constexpr Severity kError = Severity::kError;
+
+constexpr const char* kCopyAgain = "Copy the tree from the device again.";
+
+// clang-format off
+constexpr Rule kRules[] = {
+    // folders
+    {RuleId::kFolderUnlisted, "folder-unlisted", kError,
+     "A folder cannot be listed, so nothing is known of what is in it.",
+     "Mend its permissions, or copy the tree again."},
+    {RuleId::kEntryTypeUnknown, "entry-type-unknown", kError,
+     "The file system does not tell folders from files in a listing; the library sees no frames.",
+     "Copy the tree to another file system."},
+    {RuleId::kLinkedFolder, "linked-folder", kNote,
+     "A pipe's folder is a symbolic link; it is followed, as the library follows it.", ""},
+    {RuleId::kNotAFolder, "not-a-folder", kError,
+     "Where a pipe, task or frame folder belongs stands something else, which a replay leaves out.",
+     "Put the folder itself there."},
+    {RuleId::kForeignFile, "foreign-file", kNote,
+     "A file is no part of a dump tree; in a frame, a replay of images takes it for one of 0x0.",
+     "Move it out of the tree."},
+    {RuleId::kForeignFolder, "foreign-folder", kWarning,
+     "A folder is no part of a dump tree, and no replay looks into it.",
+     "Move it out of the tree, or give it the name that it should have."},
+    {RuleId::kNoFrames, "no-frames", kWarning,
+     "A tree, pipe or task has no frames.", ""},
+    {RuleId::kFrameEmpty, "frame-empty", kWarning,
+     "A frame folder has no files.", kCopyAgain},
+    {RuleId::kFrameName, "frame-name", kWarning,
+     "A frame folder's name is none that a recording makes; a replay takes it all the same.", ""},
+    {RuleId::kFrameTorn, "frame-torn", kWarning,
+     "The last frame of a task breaks off, as it does when the recording is killed.",
+     "Remove the frame's folder if it is in the way; the frames before it are not concerned."},
+    {RuleId::kFrameOrder, "frame-order", kWarning,
+     "A frame's name sorts behind one of a later request; a replay follows the names.",
+     "The device's clock was set back, or a folder was renamed."},
+    {RuleId::kFrameRepeated, "frame-repeated", kWarning,
+     "Two frames of a task have the same request id and sof id; a replay publishes both.", ""},
+    {RuleId::kFrameIds, "frame-ids", kWarning,
+     "Files of a frame bear another sof id than its folder.",
+     "The folder was renamed, or files of another frame lie in it."},
+    {RuleId::kTaskName, "task-name", kWarning,
+     "A folder with frames in it has a name that no recording gives to a task.", ""},
+    // parameter files
+    {RuleId::kParameterName, "parameter-name", kError,
+     "A file begins like a parameter file and has another name than a recording would give it.",
+     "The form is FCPDT_<sof>_<camera>_<pipe type>_<dump type>_<tag>.bin."},
+    {RuleId::kParameterEmpty, "parameter-empty", kError,
+     "A parameter file has no bytes; a replay abandons the frame or passes over the file.",
+     "An empty file is written for a block that had no data, or was cut off later."},
+    {RuleId::kParameterTooLarge, "parameter-too-large", kError,
+     "A parameter file is larger than the library carries; sizes count as signed 32-bit numbers.",
+     ""},
+    {RuleId::kParameterSize, "parameter-size", kError,
+     "A parameter file has another size than the tag table gives its tag.",
+     "The file was cut or changed, or the table is another device's."},
+    {RuleId::kParameterSizeVaries, "parameter-size-varies", kWarning,
+     "A fixed-size parameter has another size than in the task's other frames.", kCopyAgain},
+    {RuleId::kParameterUnknownTag, "parameter-unknown-tag", kError,
+     "The tag table does not have a parameter's tag; its value is not replayed.",
+     "Give the device's own table with --tags."},
+    {RuleId::kParameterDumpType, "parameter-dump-type", kError,
+     "A parameter's dump type is neither 0 nor 1, or not the one of its tag's kind.",
+     "0 is for tags of kind fixed, 1 for tags of kind block."},
+    {RuleId::kParameterMissing, "parameter-missing", kWarning,
+     "A parameter is missing that the task's other frames have or the dump configuration names.",
+     kCopyAgain},
+    {RuleId::kParameterRepeated, "parameter-repeated", kError,
+     "A frame has the same parameter twice; of a replay's two values the one listed last stays.",
+     ""},
+    // images
+    {RuleId::kImageMissing, "image-missing", kWarning,
+     "A frame has no image.", kCopyAgain},
+    {RuleId::kImageShort, "image-short", kError,
+     "An image has fewer bytes than its size in pixels takes; a replay leaves the rest as it was.",
+     kCopyAgain},
+    {RuleId::kImageLong, "image-long", kError,
+     "An image has more bytes than its size in pixels takes; a replay leaves them out.", ""},
+    {RuleId::kImageOdd, "image-odd", kNote,
+     "An image has an odd side; a dump leaves out the last of its chroma.", ""},
+    {RuleId::kImageRepeated, "image-repeated", kError,
+     "A frame has several images; a replay hands on the one that is listed last.", ""},
+    {RuleId::kImageName, "image-name", kError,
+     "A file looks like an image and has another name than a recording would give it.",
+     "The form is FCWH_<sof>_<camera>_<width>_<height>_nv21.yuv."},
+    {RuleId::kImageSizeVaries, "image-size-varies", kWarning,
+     "The images' size in pixels changes within a task.", ""},
+    {RuleId::kImageUniform, "image-uniform", kWarning,
+     "All pixels of an image have one single value.", "The buffer was probably never filled."},
+    // scene record
+    {RuleId::kSceneXml, "scene-xml", kError,
+     "The scene record's XML cannot be read; a replay does not publish the record.", ""},
+    {RuleId::kSceneFieldMissing, "scene-field-missing", kError,
+     "The scene record's XML lacks a field, which is replayed as 0 or as the raw block has it.",
+     ""},
+    {RuleId::kSceneFieldRange, "scene-field-range", kError,
+     "A field of the scene record's XML is no number of its type; a replay changes it.", ""},
+    {RuleId::kSceneFileMissing, "scene-file-missing", kWarning,
+     "One of the scene record's three files is missing.", kCopyAgain},
+    {RuleId::kSceneBlockSize, "scene-block-size", kError,
+     "A raw block of the scene record has the wrong size; a replay takes zeros in its place.",
+     kCopyAgain},
+    {RuleId::kSceneEdited, "scene-edited", kNote,
+     "A field of the scene record's XML was edited; the edited value is replayed.", ""},
+    {RuleId::kSceneDisagrees, "scene-disagrees", kWarning,
+     "The scene record's raw blocks and its parameter file disagree.", ""},
+    // other files
+    {RuleId::kTuningCopyEmpty, "tuning-copy-empty", kWarning,
+     "The copy of the tuning file is empty.",
+     "The device found no tuning file of its version, or could not write the copy."},
+    {RuleId::kTuningCopyMissing, "tuning-copy-missing", kWarning,
+     "Frames carry the table of tuning files and no copy of the file lies in the tree.",
+     kCopyAgain},
+    {RuleId::kFileKind, "file-kind", kError,
+     "Where a file belongs stands a folder, a FIFO, a device or a link that leads nowhere.", ""},
+    {RuleId::kFileLinked, "file-linked", kNote,
+     "A file is a symbolic link; it is followed, as the library follows it.", ""},
+    {RuleId::kFileUnreadable, "file-unreadable", kError,
+     "A file cannot be read.", "Mend its permissions, or copy it again."},
+    {RuleId::kTreeChanged, "tree-changed", kWarning,
+     "The tree changed while it was read.", "Run it again when nothing writes into the tree."},
+    // dump configuration
+    {RuleId::kConfigXml, "config-xml", kError,
+     "A dump configuration is no XML or cannot be read; nothing is dumped but images.", ""},
+    {RuleId::kConfigRoot, "config-root", kError,
+     "A dump configuration has no element dumpconfig, or nothing in it; only images are dumped.",
+     ""},
+    {RuleId::kConfigTag, "config-tag", kError,
+     "A configured tag is not in the tag table; it is silently not dumped.", ""},
+    {RuleId::kConfigPipe, "config-pipe", kError,
+     "A configured pipe type is missing or unknown, which silently means PREVIEW_TYPE.", ""},
+    {RuleId::kConfigFilterCase, "config-filter-case", kWarning,
+     "The element sofid does nothing; the filter's name is sofID.", "Write sofID."},
+    {RuleId::kConfigAttribute, "config-attribute", kError,
+     "A tag's name stands in the wrong attribute, so that the entry names no tag.",
+     "The attribute is value below common, and name below a node."},
+    {RuleId::kConfigDumpType, "config-dump-type", kError,
+     "A dump type is missing, is neither 0 nor 1, or is not the one of its tag's kind.",
+     "0 is for tags of kind fixed, 1 for tags of kind block."},
+    {RuleId::kConfigElement, "config-element", kWarning,
+     "An element is read as an entry although its name is another, or is not read at all.", ""},
+    {RuleId::kConfigRepeated, "config-repeated", kWarning,
+     "Two entries write the same file.", "Remove one of them."},
+    {RuleId::kConfigTooLarge, "config-too-large", kError,
+     "A configured tag is larger than the library carries; it is not dumped.", ""},
+    {RuleId::kConfigMissing, "config-missing", kNote,
+     "A pipe has no dump configuration beside it, so that only other frames tell what is missing.",
+     "Copy the whole dump root from the device."},
+    // a replay or a recording
+    {RuleId::kReplayAbandoned, "replay-abandoned", kError,
+     "The library abandoned a frame.", ""},
+    {RuleId::kReplayFailure, "replay-failure", kError,
+     "The library reported a failure while it replayed a frame.", ""},
+    {RuleId::kReplayLost, "replay-lost", kError,
+     "What a frame holds did not arrive in a replay.", ""},
+    {RuleId::kReplayDifferent, "replay-different", kError,
+     "What a frame holds arrived changed in a replay.", ""},
+    {RuleId::kRecordFailure, "record-failure", kError,
+     "The library reported a failure while it recorded a frame.", ""},
+    {RuleId::kRecordIncomplete, "record-incomplete", kError,
+     "A recorded frame lacks a file, or has one of another size or content.", ""},
+};
+// clang-format on
+
+constexpr bool inOrder() {
+    size_t index = 0;
+    for (const Rule& rule : kRules) {
+        if (static_cast<size_t>(rule.id) != index++) return false;
+    }
+    return index == static_cast<size_t>(RuleId::kRecordIncomplete) + 1;
+}
+static_assert(inOrder(), "a rule stands at its id's place");
+
+}  // namespace
+
+std::string_view nameOf(Severity severity) {
+    switch (severity) {
+        case Severity::kError:
+            return "error";
+        case Severity::kWarning:
+            return "warning";
+        case Severity::kNote:
+            break;
+    }
+    return "note";
+}
+
+RuleTable rules() {
+    return {std::begin(kRules), std::end(kRules)};
+}
+
+const Rule& ruleOf(RuleId id) {
+    return kRules[static_cast<size_t>(id)];
+}
+
+const Rule* findRule(std::string_view name) {
+    const auto* const found = std::find_if(std::begin(kRules), std::end(kRules),
+                                           [name](const Rule& rule) { return rule.name == name; });
+    return found != std::end(kRules) ? found : nullptr;
+}
+
+}  // namespace tyktree

@@ -1,0 +1,114 @@
+// The rules that trees and dump configurations are held against. Help, documentation and output
+// are made from this one table.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace tyktree {
+
+/// How much a finding matters.
+enum class Severity : uint8_t {
+    kNote,     ///< worth knowing; nothing is lost
+    kWarning,  ///< data is likely missing
+    kError,    ///< a replay loses or changes data
+};
+
+/// "note", "warning", "error".
+std::string_view nameOf(Severity severity);
+
+// The identifiers, in the order of the table in Rules.cpp (which static_asserts it).
+enum class RuleId : uint8_t {
+    // folders
+    kFolderUnlisted,
+    kEntryTypeUnknown,
+    kLinkedFolder,
+    kNotAFolder,
+    kForeignFile,
+    kForeignFolder,
+    kNoFrames,
+    kFrameEmpty,
+    kFrameName,
+    kFrameTorn,
+    kFrameOrder,
+    kFrameRepeated,
+    kFrameIds,
+    kTaskName,
+    // parameter files
+    kParameterName,
+    kParameterEmpty,
+    kParameterTooLarge,
+    kParameterSize,
+    kParameterSizeVaries,
+    kParameterUnknownTag,
+    kParameterDumpType,
+    kParameterMissing,
+    kParameterRepeated,
+    // images
+    kImageMissing,
+    kImageShort,
+    kImageLong,
+    kImageOdd,
+    kImageRepeated,
+    kImageName,
+    kImageSizeVaries,
+    kImageUniform,
+    // scene record
+    kSceneXml,
+    kSceneFieldMissing,
+    kSceneFieldRange,
+    kSceneFileMissing,
+    kSceneBlockSize,
+    kSceneEdited,
+    kSceneDisagrees,
+    // other files
+    kTuningCopyEmpty,
+    kTuningCopyMissing,
+    kFileKind,
+    kFileLinked,
+    kFileUnreadable,
+    kTreeChanged,
+    // dump configuration
+    kConfigXml,
+    kConfigRoot,
+    kConfigTag,
+    kConfigPipe,
+    kConfigFilterCase,
+    kConfigAttribute,
+    kConfigDumpType,
+    kConfigElement,
+    kConfigRepeated,
+    kConfigTooLarge,
+    kConfigMissing,
+    // a replay or a recording
+    kReplayAbandoned,
+    kReplayFailure,
+    kReplayLost,
+    kReplayDifferent,
+    kRecordFailure,
+    kRecordIncomplete,
+};
+
+struct Rule {
+    RuleId id;
+    std::string_view name;  ///< stable identifier for scripts, e.g. "image-short"
+    Severity severity;
+    std::string_view summary;  ///< one sentence: what the rule says
+    std::string_view hint;     ///< one sentence: what to do about it; may be ""
+};
+
+/// Every rule, in the order of RuleId.
+struct RuleTable {
+    const Rule* first;
+    const Rule* last;
+    const Rule* begin() const { return first; }
+    const Rule* end() const { return last; }
+};
+RuleTable rules();
+
+const Rule& ruleOf(RuleId id);
+
+/// The rule of that name; null when there is none.
+const Rule* findRule(std::string_view name);
+
+}  // namespace tyktree
