@@ -289,6 +289,62 @@ TEST_F(ToolTest, RecordKeepsWhatIsThereAndJudgesWhatComes) {
     });
 }
 
+TEST_F(ToolTest, CopiesTakeAndSetWhatIsAskedFor) {
+    expectAll({
+        {"t copy r -o p --frames 2.. --set total_gain=100..301 --set KELV_TAG_WB_GAINS.red=2.5 && "
+         "t track p total_gain KELV_TAG_WB_GAINS.red --csv && both p && t diff r p",
+         3,
+         {"frame 3: total_gain: 2048 -> 301", "1,1,1,2,2,100,2.5\n1,1,2,3,3,301,2.5\n", "frame: 0",
+          "folder: 0", "threeA_info/ae_info/total_gain", "only in A"}},
+        {"t copy r -o p --tags '*GAIN*' --no-images && t check p && find p -name '*.bin' | wc -l",
+         0,
+         {"3 frames, 3 files", "clean", "\n3\n"}},
+        {"echo ab >v; t copy r -o p --set KELV_TAG_GYRO_SAMPLES=@v --set "
+         "KELV_TAG_STREAM_QUALITY=0x07 && cat p/data/*/*/*/*/*/*reqID_2*/*GYRO_SAMPLES.bin && "
+         "t show p --frames 1 --tag KELV_TAG_STREAM_QUALITY",
+         0,
+         {"ab", "000000  07"}},
+        {"t replay r --set ev1=-0.25 --entry folder --show-scene --frames 3 --loop 2 --verify",
+         0,
+         {"ev1 = -0.25", "2 replayed", "findings: 0"}},
+        {"t copy r -o p --set total_gain=2147483648", 2, {"from 0 to 2147483647"}},
+        {"t copy r -o p --set KELV_TAG_WB_GAINS.red=x", 2, {"expected a number of at most"}},
+        {"t copy r -o p --set totl_gain=1", 2, {"nearest: total_gain"}},
+        {"t copy r -o r/p", 2, {"lies in or over the input"}},
+        {"mkdir p; t copy r -o p", 2, {"stands there already"}},
+        {"ulimit -f 2; t copy r -o p; s=$?; ls -A | grep -q '^[.]*p' && echo LEFT; exit $s",
+         1,
+         {"File too large", "!LEFT"}},
+    });
+}
+
+TEST_F(ToolTest, ProcessorsStandInThePipelinesPlace) {
+    setenv("P", TYK_PROCESSORS, 1);
+    const auto odd = [](const char* option) {
+        return std::string("t replay r --with $P/odd_processor.so -o p --option ") + option;
+    };
+    expectAll({
+        {"t replay r --with $P/denoise.so -o p && both p && t diff r p --match request",
+         3,
+         {"recorded: 3 frames", "frame: 0", "folder: 0", "2 differ", "!scene", "!  tag  "}},
+        {"t replay r --with $P/brightness.so -o p && t diff r p", 3, {"3 differ", "u same"}},
+        {"t replay r --with $P/denoise.so --option x -o p", 1, {"refuses to open: expected"}},
+        {"t replay r --with good.jpg -o p", 1, {"expected a processor"}},
+        {"t replay r --with $P/denoise.so", 2, {"go together"}},
+        {(odd("set") + " && t check p && t track p KELV_TAG_WB_GAINS.red && t info p").c_str(),
+         0,
+         {"clean", "2.3694278e-38", "10x8"}},
+        {(odd("once") + "; t info p").c_str(), 0, {"recorded: 1 frame", "requests 1 "}},
+        {odd("nothing").c_str(), 3, {"handed back no picture", "recorded: nothing"}},
+        {odd("error").c_str(), 3, {"had a bad day", "recorded: 2 frames"}},
+        {odd("short").c_str(), 3, {"do not fit", "recorded: nothing"}},
+        {odd("refuse").c_str(), 1, {"refuses to open: no, thank you"}},
+        {(odd("crash") + "; s=$?; rm -rf tmp/* .p.*; exit $s").c_str(),
+         134,
+         {"odd_processor.so crashed at frame 2 of task 1, request 2"}},
+    });
+}
+
 TEST_F(ToolTest, OneRecorderAtATimeAndAnOrderedEnd) {
     expect(
         {"bg record r --frames 100000 --size 16x8 & P=$!; "

@@ -67,4 +67,9 @@ with tempfile.TemporaryDirectory() as work:
     assert [row["values"]["total_gain"] for row in tracked["rows"]] == [1024, 1536, 2048]
     run(3, "track", "damaged", *names, "--json")
     run(1, "track", "whole", "nonsense", "--json")
+    run(0, "diff", "whole", "whole", "--json")
+    run(3, "diff", "whole", "damaged", "--json")
+    run(1, "diff", "whole", "nowhere", "--json")
+    run(3, "export", "damaged", "-o", "pictures", "--json")
+    run(1, "export", "nowhere", "-o", "more", "--json")
 print("every document follows its schema")

@@ -19,6 +19,9 @@ Action defineInfo(CLI::App& verb);
 Action defineCheck(CLI::App& verb);
 Action defineShow(CLI::App& verb);
 Action defineTrack(CLI::App& verb);
+Action defineCopy(CLI::App& verb);
+Action defineExport(CLI::App& verb);
+Action defineDiff(CLI::App& verb);
 
 /// Adds the option that every verb has: which of the library's log lines are shown. `level` brings
 /// the default, takes the value, and must outlive the reading of the options.

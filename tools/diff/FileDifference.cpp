@@ -1,0 +1,74 @@
+#include "tools/diff/FileDifference.h"
+
+#include "core/File.h"
+#include "tools/output/Console.h"
+#include "tree/Escape.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace tyksim {
+
+namespace {
+
+constexpr size_t kPieceBytes = size_t{128} * 1024;
+
+FileDifference unreadable(const std::string& path) {
+    FileDifference result;
+    result.problem =
+        text(tyktree::escaped(path),
+             ": cannot be read: ", errno == 0 ? "not a regular file" : systemReason(errno));
+    return result;
+}
+
+/// Makes the bytes of `range` that lie in the piece at `offset` zero.
+void blank(std::vector<uint8_t>& piece, uint64_t offset, size_t bytes, const ByteRange& range) {
+    const uint64_t from = std::max(range.offset, offset);
+    const uint64_t to = std::min(range.offset + range.bytes, offset + bytes);
+    for (uint64_t at = from; at < to; ++at) piece[static_cast<size_t>(at - offset)] = 0;
+}
+
+}  // namespace
+
+FileDifference FileComparer::compare(const std::string& pathA, const std::string& pathB,
+                                     const std::vector<ByteRange>& ignored) {
+    errno = 0;
+    InputFile fileA(pathA.c_str());
+    if (!fileA.isOpen()) return unreadable(pathA);
+    InputFile fileB(pathB.c_str());
+    if (!fileB.isOpen()) return unreadable(pathB);
+    a_.resize(kPieceBytes);
+    b_.resize(kPieceBytes);
+    FileDifference result;
+    result.bytesA = static_cast<uint64_t>(fileA.size());
+    result.bytesB = static_cast<uint64_t>(fileB.size());
+    uint64_t offset = 0;
+    for (;;) {
+        const size_t gotA = fileA.read(a_.data(), kPieceBytes);
+        if (fileA.failed()) return unreadable(pathA);
+        const size_t gotB = fileB.read(b_.data(), kPieceBytes);
+        if (fileB.failed()) return unreadable(pathB);
+        const size_t both = std::min(gotA, gotB);
+        for (const ByteRange& range : ignored) {
+            blank(a_, offset, both, range);
+            blank(b_, offset, both, range);
+        }
+        if (std::memcmp(a_.data(), b_.data(), both) != 0) {
+            for (size_t i = 0; i < both; ++i) {
+                if (a_[i] == b_[i]) continue;
+                if (!result.first) result.first = offset + i;
+                ++result.different;
+            }
+        }
+        offset += both;
+        if (both < kPieceBytes) break;
+    }
+    const uint64_t shorter = std::min(result.bytesA, result.bytesB);
+    const uint64_t more = std::max(result.bytesA, result.bytesB) - shorter;
+    if (more > 0 && !result.first) result.first = shorter;
+    result.different += more;
+    return result;
+}
+
+}  // namespace tyksim

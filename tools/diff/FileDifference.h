@@ -1,0 +1,40 @@
+// How two files differ, byte by byte.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+/// Part of a file that does not count.
+struct ByteRange {
+    uint64_t offset;
+    uint64_t bytes;
+};
+
+struct FileDifference {
+    uint64_t bytesA = 0;  ///< lengths
+    uint64_t bytesB = 0;
+    std::optional<uint64_t> first;  ///< offset of the first byte that differs or only one file has
+    uint64_t different = 0;         ///< bytes that differ or only one file has
+    std::string problem;            ///< path and reason of a file that cannot be read; else ""
+
+    bool same() const { return problem.empty() && different == 0; }
+};
+
+/// Compares files a piece at a time. One object serves one thread.
+class FileComparer {
+public:
+    /// Bytes in `ignored` count as equal where both files have them.
+    FileDifference compare(const std::string& pathA, const std::string& pathB,
+                           const std::vector<ByteRange>& ignored = {});
+
+private:
+    std::vector<uint8_t> a_;
+    std::vector<uint8_t> b_;
+};
+
+}  // namespace tyksim

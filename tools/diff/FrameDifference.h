@@ -1,0 +1,113 @@
+// How two frames differ: parameters, scene record, images and other files.
+#pragma once
+
+#include "tools/diff/FileDifference.h"
+#include "tools/diff/FrameMatch.h"
+#include "tools/picture/PictureDiff.h"
+#include "tools/picture/PictureOptions.h"
+#include "tree/FrameListing.h"
+#include "tree/Parameter.h"
+#include "tree/SceneRecord.h"
+#include "tree/TagCatalog.h"
+#include "tree/Values.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+/// A value that differs.
+struct ValueDifference {
+    std::string name;
+    tyktree::Value a;
+    tyktree::Value b;
+};
+
+/// A parameter file, or another file, that differs or only one frame has.
+struct ContentDifference {
+    std::string name;  ///< of the tag or of the file; raw bytes
+    bool inA = true;
+    bool inB = true;
+    int camera = 0;  ///< of a parameter
+    int pipe = 0;    ///< of a parameter: pipe type
+    FileDifference bytes;
+    std::vector<ValueDifference> fields;
+};
+
+/// Images that differ or that only one frame has.
+struct ImageDifference {
+    bool inA = true;
+    bool inB = true;
+    PictureSize sizeA{};
+    PictureSize sizeB{};
+    /// Of images of one size in pixels.
+    std::optional<PictureDifference> samples;
+    int camera = 0;
+    size_t index = 0;   ///< among the frame's images
+    std::string pathA;  ///< raw bytes
+    std::string pathB;
+    PictureLayout layout;
+
+    /// Mean squared difference of all samples; more than any where not all could be compared.
+    double distance() const;
+};
+
+/// All of it. Empty where the frames are the same.
+struct FrameDifference {
+    std::vector<ContentDifference> tags;
+    std::vector<ValueDifference> scene;
+    std::vector<ImageDifference> images;
+    std::vector<ContentDifference> files;
+    std::vector<std::string> problems;  ///< what could not be read; frames are not the same then
+
+    bool same() const {
+        return tags.empty() && scene.empty() && images.empty() && files.empty() && problems.empty();
+    }
+};
+
+/// What does not count.
+struct DiffRules {
+    AssumedPicture assumed;
+    int tolerance = 0;  ///< of samples
+    bool ignoreImages = false;
+    std::vector<tyktree::ValueName> ignored;
+
+    bool ignoresTag(const std::string& tag) const;
+    /// The bytes of a tag that belong to ignored fields.
+    std::vector<ByteRange> ignoredBytes(const std::string& tag) const;
+    /// Where an ignored scene field lies among `bytes` bytes from `offset` of the record.
+    std::vector<ByteRange> ignoredScene(int offset, int bytes) const;
+    bool ignoresScene(const ::SceneField& field) const;
+};
+
+/// Compares frames; keeps its memory. One object serves one thread.
+class FrameComparer {
+public:
+    /// Both must outlive the object.
+    FrameComparer(const DiffRules& rules, const tyktree::TagCatalog& catalog)
+        : rules_(rules), catalog_(catalog) {}
+
+    FrameDifference compare(const tyktree::FrameRef& a, const tyktree::FrameRef& b);
+
+private:
+    void list(tyktree::FrameListing& listing, const std::string& path);
+    void compareTags();
+    void compareTag(const tyktree::FileEntry& a, const tyktree::FileEntry& b);
+    void addFields(const tyktree::Parameter& a, const tyktree::Parameter& b,
+                   ContentDifference& tag) const;
+    void compareScenes(const tyktree::FrameRef& a, const tyktree::FrameRef& b);
+    void compareImages();
+    void compareImage(const tyktree::FileEntry& a, const tyktree::FileEntry& b, size_t index);
+    void compareFiles();
+
+    const DiffRules& rules_;
+    const tyktree::TagCatalog& catalog_;
+    tyktree::FrameListing a_;
+    tyktree::FrameListing b_;
+    FileComparer files_;
+    PictureComparer pictures_;
+    FrameDifference result_;
+};
+
+}  // namespace tyksim

@@ -1,0 +1,86 @@
+#include "tools/picture/FrameFacts.h"
+
+#include <fmt/format.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+// The scene record's gain of 1.
+constexpr double kUnityGain = 1024;
+
+std::vector<tyktree::ValueName> namesOf(const tyktree::TagCatalog& catalog) {
+    std::vector<tyktree::ValueName> names;
+    for (const char* const name : {"exp_time", "total_gain", "cur_ev"}) {
+        names.push_back(tyktree::resolveName(name, catalog));
+    }
+    return names;
+}
+
+std::optional<double> numberOf(const tyktree::FrameValue& value) {
+    if (value.values.empty()) return std::nullopt;
+    return tyktree::toNumber(value.values.front());
+}
+
+/// In EXIF's form. A frame's stamp has no year, and its task's is that of the recording's start.
+std::string takenAt(const tyktree::FrameRef& frame) {
+    if (!frame.frame->wellNamed || !frame.task->parsed) return "";
+    const Stamp& start = frame.task->parsed->stamp;
+    const Stamp& stamp = frame.frame->parsed.stamp;
+    const int year = start.year + (stamp.month < start.month ? 1 : 0);
+    return fmt::format("{:04}:{:02}:{:02} {:02}:{:02}:{:02}", year, stamp.month, stamp.day,
+                       stamp.hour, stamp.minute, stamp.second);
+}
+
+std::string identityOf(const tyktree::FrameRef& frame, int camera) {
+    std::string words;
+    if (frame.pipe->id) words = fmt::format("pipe {}, ", *frame.pipe->id);
+    words += fmt::format("task {}, frame {}, ", frame.task->position, frame.frame->position);
+    if (frame.frame->wellNamed) {
+        const FrameFolderName& ids = frame.frame->parsed;
+        words += fmt::format("request {}, sof {}, ", ids.requestId, ids.sofId);
+    }
+    return words + fmt::format("camera {}", camera);
+}
+
+}  // namespace
+
+std::string pictureName(const tyktree::FrameRef& frame, int camera, size_t index) {
+    std::string name;
+    if (frame.pipe->id) name = fmt::format("pipe{}_", *frame.pipe->id);
+    name += fmt::format("task{}_frame{:04}", frame.task->position, frame.frame->position);
+    if (frame.frame->wellNamed) {
+        const FrameFolderName& ids = frame.frame->parsed;
+        name += fmt::format("_req{}_sof{}", ids.requestId, ids.sofId);
+    }
+    name += fmt::format("_cam{}", camera);
+    if (index > 0) name += fmt::format("_image{}", index + 1);
+    return name;
+}
+
+FrameFactsReader::FrameFactsReader(const tyktree::TagCatalog& catalog)
+    : values_(namesOf(catalog)) {}
+
+PictureFacts FrameFactsReader::read(const tyktree::FrameRef& frame, int camera,
+                                    const tyktree::FrameListing& listing) {
+    const std::vector<tyktree::FrameValue> values = values_.read(listing);
+    PictureFacts facts;
+    const std::optional<double> exposure = numberOf(values[0]);
+    // Zero is what a record has whose exposure nobody set, and none is longer than an hour.
+    constexpr double kLongest = 3600e9;
+    if (exposure && *exposure > 0 && *exposure <= kLongest) {
+        facts.exposureNs = static_cast<uint64_t>(*exposure);
+    }
+    const std::optional<double> gain = numberOf(values[1]);
+    if (gain && *gain > 0) facts.gain = *gain / kUnityGain;
+    facts.biasEv = numberOf(values[2]);
+    facts.taken = takenAt(frame);
+    facts.description = identityOf(frame, camera);
+    facts.software = "tyksim " TYKSIM_VERSION;
+    return facts;
+}
+
+}  // namespace tyksim

@@ -1,0 +1,121 @@
+#include "tools/picture/Picture.h"
+
+#include "dump/TreeNames.h"
+
+#include <algorithm>
+#include <libyuv/planar_functions.h>
+#include <libyuv/rotate.h>
+#include <libyuv/scale.h>
+
+namespace tyksim {
+
+namespace {
+
+size_t product(int a, int b) {
+    return static_cast<size_t>(a) * static_cast<size_t>(b);
+}
+
+/// Planes of a picture to be made, in one buffer.
+struct NewPicture {
+    NewPicture(SampleBuffer& buffer, int width, int height)
+        : chromaWidth(chromaLength(width)),
+          y(buffer.room(product(width, height) + 2 * product(chromaWidth, chromaLength(height)))),
+          u(y + product(width, height)),
+          v(u + product(chromaWidth, chromaLength(height))),
+          picture{{y, width, width, height},
+                  {u, chromaWidth, chromaWidth, chromaLength(height)},
+                  {v, chromaWidth, chromaWidth, chromaLength(height)}} {}
+
+    int chromaWidth;
+    uint8_t* y;
+    uint8_t* u;
+    uint8_t* v;
+    Picture picture;
+};
+
+}  // namespace
+
+uint8_t* SampleBuffer::room(size_t bytes) {
+    if (bytes > bytes_) {
+        memory_.reset();
+        bytes_ = 0;
+        // Not std::make_unique: that would write all of it once for nothing.
+        memory_.reset(new uint8_t[bytes]);
+        bytes_ = bytes;
+    }
+    return memory_.get();
+}
+
+size_t PictureLayout::lumaStride() const {
+    return static_cast<size_t>(stride > 0 ? stride : width);
+}
+
+size_t PictureLayout::chromaStride() const {
+    return static_cast<size_t>(std::max(stride, 2 * chromaLength(width)));
+}
+
+size_t PictureLayout::lumaBytes() const {
+    return lumaStride() * static_cast<size_t>(height);
+}
+
+size_t PictureLayout::bytes() const {
+    return lumaBytes() + chromaStride() * static_cast<size_t>(chromaLength(height));
+}
+
+size_t PictureLayout::usedBytes() const {
+    return bytes() - chromaStride() + 2 * static_cast<size_t>(chromaLength(width));
+}
+
+size_t PictureLayout::dumpedBytes() const {
+    const auto dumped = static_cast<size_t>(std::max(0, nv21Bytes(width, height)));
+    return stride > 0 ? usedBytes() : dumped;
+}
+
+PictureSource sourceOf(const Picture& picture) {
+    const auto from = [](const Plane& plane, int first, int rows) {
+        return Plane{plane.samples + product(first, plane.stride), plane.stride, plane.width, rows};
+    };
+    return {picture.width(), picture.height(), [picture, from](int first, int rows) {
+                const int chromaRows = chromaLength(rows);
+                return Picture{from(picture.y, first, rows), from(picture.u, first / 2, chromaRows),
+                               from(picture.v, first / 2, chromaRows)};
+            }};
+}
+
+Picture PictureMaker::scaled(const Picture& picture, int divisor) {
+    if (divisor <= 1) return picture;
+    const auto shrunk = [divisor](int length) { return (length + divisor - 1) / divisor; };
+    const NewPicture made(scaled_, shrunk(picture.width()), shrunk(picture.height()));
+    libyuv::I420Scale(picture.y.samples, picture.y.stride, picture.u.samples, picture.u.stride,
+                      picture.v.samples, picture.v.stride, picture.width(), picture.height(),
+                      made.y, made.picture.y.stride, made.u, made.picture.u.stride, made.v,
+                      made.picture.v.stride, made.picture.width(), made.picture.height(),
+                      libyuv::kFilterBox);
+    return made.picture;
+}
+
+Picture PictureMaker::turned(const Picture& picture, int degrees) {
+    if (degrees == 0) return picture;
+    const bool sidesStay = degrees == 180;
+    const NewPicture made(turned_, sidesStay ? picture.width() : picture.height(),
+                          sidesStay ? picture.height() : picture.width());
+    libyuv::I420Rotate(picture.y.samples, picture.y.stride, picture.u.samples, picture.u.stride,
+                       picture.v.samples, picture.v.stride, made.y, made.picture.y.stride, made.u,
+                       made.picture.u.stride, made.v, made.picture.v.stride, picture.width(),
+                       picture.height(), static_cast<libyuv::RotationMode>(degrees));
+    return made.picture;
+}
+
+size_t nv21FullBytes(int width, int height) {
+    return product(width, height) + 2 * product(chromaLength(width), chromaLength(height));
+}
+
+void toNv21(const Picture& picture, uint8_t* out) {
+    libyuv::CopyPlane(picture.y.samples, picture.y.stride, out, picture.width(), picture.width(),
+                      picture.height());
+    libyuv::MergeUVPlane(picture.v.samples, picture.v.stride, picture.u.samples, picture.u.stride,
+                         out + product(picture.width(), picture.height()), 2 * picture.u.width,
+                         picture.u.width, picture.u.height);
+}
+
+}  // namespace tyksim

@@ -1,0 +1,148 @@
+#include "tools/picture/PictureOptions.h"
+
+#include "tools/output/Console.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <charconv>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+/// A word of the command line and what it stands for.
+template <typename Value>
+struct Word {
+    const char* word;
+    Value value;
+};
+
+constexpr std::array<Word<PictureFormat>, 4> kFormats = {{{"jpeg", PictureFormat::kJpeg},
+                                                          {"png", PictureFormat::kPng},
+                                                          {"rgb", PictureFormat::kRgb},
+                                                          {"nv21", PictureFormat::kNv21}}};
+constexpr std::array<Word<ChromaOrder>, 2> kOrders = {
+    {{"nv21", ChromaOrder::kNv21}, {"nv12", ChromaOrder::kNv12}}};
+constexpr std::array<Word<Matrix>, 2> kMatrices = {
+    {{"bt601", Matrix::kBt601}, {"bt709", Matrix::kBt709}}};
+constexpr std::array<Word<Range>, 2> kRanges = {
+    {{"full", Range::kFull}, {"limited", Range::kLimited}}};
+constexpr std::array<Word<char>, 3> kPlanes = {{{"y", 'y'}, {"u", 'u'}, {"v", 'v'}}};
+constexpr std::array<Word<int>, 4> kTurns = {{{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}}};
+
+/// Adds an option that takes one of the words.
+template <typename Value, size_t kCount>
+CLI::Option* addWords(CLI::App& verb, const char* name, const char* help,
+                      const std::array<Word<Value>, kCount>& words, Value& value) {
+    std::vector<std::string> allowed;
+    allowed.reserve(words.size());
+    for (const Word<Value>& word : words) allowed.emplace_back(word.word);
+    return verb
+        .add_option_function<std::string>(
+            name,
+            [&words, &value](const std::string& given) {
+                for (const Word<Value>& word : words) {
+                    if (given == word.word) value = word.value;
+                }
+            },
+            help)
+        ->check(CLI::IsMember(allowed));
+}
+
+template <typename Value, size_t kCount>
+const char* wordOf(const std::array<Word<Value>, kCount>& words, Value value) {
+    for (const Word<Value>& word : words) {
+        if (word.value == value) return word.word;
+    }
+    return "";
+}
+
+constexpr int kMostDivisor = 1024;
+
+/// "1/4"; the divisor, or 0 for anything else.
+int divisorOf(const std::string& given) {
+    constexpr std::string_view start = "1/";
+    if (given.compare(0, start.size(), start) != 0) return 0;
+    int divisor = 0;
+    const char* const end = given.data() + given.size();
+    const auto [stop, error] = std::from_chars(given.data() + start.size(), end, divisor);
+    return error == std::errc() && stop == end && divisor <= kMostDivisor ? divisor : 0;
+}
+
+}  // namespace
+
+PictureLayout AssumedPicture::layoutOf(const ImageFileName& name) const {
+    if (stride > 0 && stride < name.width) {
+        throw WrongUsage(text("--stride: expected at least the ", name.width,
+                              " bytes of a row, found ", stride));
+    }
+    return {name.width, name.height, stride, order};
+}
+
+std::string AssumedPicture::toText() const {
+    const std::string gaps =
+        stride > 0 ? text("rows ", stride, " bytes apart") : std::string("rows without gaps");
+    return text("assumed: ", order == ChromaOrder::kNv21 ? "NV21" : "NV12", ", ",
+                rule.matrix == Matrix::kBt601 ? "BT.601" : "BT.709", ", ",
+                wordOf(kRanges, rule.range), " range, ", gaps);
+}
+
+Json AssumedPicture::toJson() const {
+    return {{"order", wordOf(kOrders, order)},
+            {"matrix", wordOf(kMatrices, rule.matrix)},
+            {"range", wordOf(kRanges, rule.range)},
+            {"stride", stride > 0 ? Json(stride) : Json()}};
+}
+
+void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed, bool colours) {
+    addWords(verb, "--order", "Which chroma sample comes first (default: nv21)", kOrders,
+             assumed.order);
+    verb.add_option("--stride", assumed.stride,
+                    "Bytes from one row to the next (default: the width)")
+        ->check(CLI::Range(1, 1 << 20))
+        ->type_name("N");
+    if (!colours) return;
+    addWords(verb, "--matrix", "Matrix of the samples (default: bt601)", kMatrices,
+             assumed.rule.matrix);
+    addWords(verb, "--range", "Range of the samples (default: full)", kRanges, assumed.rule.range);
+}
+
+void addPictureStyle(CLI::App& verb, PictureStyle& style) {
+    addWords(verb, "--format", "Of the pictures (default: jpeg)", kFormats, style.format);
+    verb.add_option("--quality", style.quality, "Of JPEG, 1 to 100 (default: 90)")
+        ->check(CLI::Range(1, 100))
+        ->type_name("N");
+    addWords(verb, "--plane", "Only this plane, in grey", kPlanes, style.plane);
+    verb.add_option_function<std::string>(
+            "--scale",
+            [&style](const std::string& given) {
+                style.divisor = divisorOf(given);
+                if (style.divisor >= 1) return;
+                throw CLI::ValidationError(
+                    "--scale", text("expected 1/1 to 1/", kMostDivisor, ", found ", given));
+            },
+            "Make them smaller by a whole number")
+        ->type_name("1/N");
+    addWords(verb, "--rotate", "Degrees clockwise (default: 0)", kTurns, style.degrees);
+}
+
+std::string fileEnding(const PictureStyle& style, const PictureSize& size) {
+    const std::string sides = text("_", size.width, "x", size.height);
+    switch (style.format) {
+        case PictureFormat::kJpeg:
+            return ".jpg";
+        case PictureFormat::kPng:
+            return ".png";
+        case PictureFormat::kRgb:
+            return sides + (style.plane == 0 ? ".rgb" : ".gray");
+        case PictureFormat::kNv21:
+            return sides + (style.plane == 0 ? ".nv21" : ".gray");
+        case PictureFormat::kY4mFrame:
+            break;
+    }
+    return ".y4m";
+}
+
+}  // namespace tyksim

@@ -1,0 +1,40 @@
+// The options by which a user says what pictures mean and what is to be made of them.
+#pragma once
+
+#include "dump/TreeNames.h"
+#include "tools/output/Json.h"
+#include "tools/picture/PictureRenderer.h"
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace tyksim {
+
+/// What an image file's bytes are taken for.
+struct AssumedPicture {
+    ChromaOrder order = ChromaOrder::kNv21;
+    int stride = 0;
+    ColourRule rule;
+
+    PictureLayout layoutOf(const ImageFileName& name) const;
+
+    /// "assumed: NV21, BT.601, full range, rows without gaps"
+    std::string toText() const;
+    Json toJson() const;
+};
+
+/// Adds --order and --stride; with `colours` --matrix and --range too. `assumed` takes the values
+/// and must outlive their reading.
+void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed, bool colours);
+
+/// Adds --format, --quality, --plane, --scale and --rotate to a verb. `style` takes the values and
+/// must outlive their reading.
+void addPictureStyle(CLI::App& verb, PictureStyle& style);
+
+/// End of the name of a file with a picture of that style.
+std::string fileEnding(const PictureStyle& style, const PictureSize& size);
+
+}  // namespace tyksim

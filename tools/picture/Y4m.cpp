@@ -1,0 +1,12 @@
+#include "tools/output/Console.h"
+#include "tools/picture/Encoders.h"
+
+namespace tyksim {
+
+std::string y4mHeader(int width, int height, const std::string& rate, Range range, bool grey) {
+    return text("YUV4MPEG2 W", width, " H", height, " F", rate, " Ip A1:1 ",
+                grey ? "Cmono" : "C420jpeg XYSCSS=420JPEG",
+                " XCOLORRANGE=", range == Range::kFull ? "FULL" : "LIMITED", "\n");
+}
+
+}  // namespace tyksim

@@ -1,0 +1,132 @@
+// tyksim copy: a part of a tree as a tree of its own, with edits.
+#include "tools/output/Ordered.h"
+#include "tools/output/OutputPath.h"
+#include "tools/output/Units.h"
+#include "tools/playback/TreeCopy.h"
+#include "tools/tyksim/TreeOptions.h"
+#include "tree/Escape.h"
+
+#include <fmt/format.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+constexpr const char* kFooter = R"(
+OUT becomes a device root, as record leaves one: the frames lie in OUT/data/vendor/cameraserver/
+tykdump, with the dump configuration and tuning copies of their pipes; a tag table that is known
+comes along as OUT/tags.xml. Unchanged files share storage with the source where the file system
+can do that.
+
+--set NAME=VALUE sets a value in every selected frame; it may be given more than once:
+  TAG.field=4.25         a field (TAG.field=1,2,3 all elements, TAG.field[2]=3 one of them)
+  total_gain=800         a field of the scene record: in its text file, its blocks and its
+                         parameter file alike
+  total_gain=100..800    a ramp over the selected frames, both ends included
+  TAG=@FILE, TAG=0x00ff  a whole value
+
+Exit status: 0 copied, 1 failed (nothing stands at OUT), 2 wrong usage, 3 copied but for something
+that could not be read.
+
+Examples:
+  tyksim copy /tmp/phone -o part --frames 3..9
+  tyksim copy pulled/tykdump -o faceless --no-images
+  tyksim copy /tmp/phone -o ramp --set total_gain=100..800
+)";
+
+struct Options {
+    std::string tree;
+    std::string out;
+    TreeOptions selection;
+    CopyOptions copy;
+    bool noImages = false;
+    std::vector<std::string> settings;
+    bool force = false;
+};
+
+class Copy {
+public:
+    explicit Copy(const Options& options) : options_(options) {}
+
+    ExitStatus run() {
+        checkOutput(options_.out, {options_.tree}, options_.force);
+        const OpenedTree tree(options_.tree, options_.selection);
+        if (tree.frames.empty()) {
+            throw Failure(tyktree::escaped(options_.tree) + ": the selection picks no frame");
+        }
+        const Edits edits(options_.settings, tree.catalog, tagNamesOf(tree));
+        OutputFolder out(options_.out);
+        TreeCopy copy(out.path(), options_.copy, edits);
+        copy.prepare(tree.index, tree.frames, tree.catalog);
+        Progress progress;
+        size_t next = 0;
+        inOrder<FrameCopy>(
+            tree.frames.size(), options_.selection.jobs,
+            [&](size_t index) {
+                return copy.copyFrame(tree.frames[index], {index, tree.frames.size()});
+            },
+            [&](const FrameCopy& frame) {
+                report(tree.frames[next], frame);
+                ++next;
+                progress.count("copied", next, tree.frames.size(), "frames");
+            });
+        out.commit();
+        printResult(fmt::format("{}, {}, {}", counted(next, "frame", "frames"),
+                                counted(files_, "file", "files"), humanBytes(bytes_)));
+        if (!options_.settings.empty()) {
+            printResult(fmt::format("{} in {}",
+                                    counted(changes_, "value changed", "values changed"),
+                                    counted(changedFrames_, "frame", "frames")));
+        }
+        return problems_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
+    }
+
+private:
+    void report(const tyktree::FrameRef& frame, const FrameCopy& copied) {
+        files_ += copied.files;
+        bytes_ += copied.bytes;
+        for (const std::string& problem : copied.problems) printNote(problem);
+        problems_ += copied.problems.size();
+        changes_ += copied.changes.size();
+        if (!copied.changes.empty()) ++changedFrames_;
+        for (const Change& change : copied.changes) {
+            printResult(fmt::format("task {} frame {}: {}: {} -> {}", frame.task->position,
+                                    frame.frame->position, tyktree::escaped(change.name),
+                                    tyktree::escaped(change.before),
+                                    tyktree::escaped(change.after)));
+        }
+    }
+
+    const Options& options_;
+    uint64_t files_ = 0;
+    uint64_t bytes_ = 0;
+    uint64_t changes_ = 0;
+    uint64_t changedFrames_ = 0;
+    uint64_t problems_ = 0;
+};
+
+}  // namespace
+
+Action defineCopy(CLI::App& verb) {
+    const auto options = std::make_shared<Options>();
+    verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
+    verb.add_option("-o,--output", options->out, "Folder to make")->required()->type_name("OUT");
+    addTreeOptions(verb, options->selection, "--tag-table");
+    verb.add_option("--tags", options->copy.tags, "Only tags whose names match this shell pattern")
+        ->type_name("GLOB");
+    verb.add_flag("--no-images", options->noImages, "Leave the images out");
+    verb.add_option("--set", options->settings, "Set a value; see below")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    addForce(verb, options->force);
+    verb.footer(kFooter);
+    return [options] {
+        options->copy.images = !options->noImages;
+        return Copy(*options).run();
+    };
+}
+
+}  // namespace tyksim

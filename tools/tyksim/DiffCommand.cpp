@@ -1,0 +1,302 @@
+// tyksim diff: what two frames, tasks or trees do not have in common.
+#include "tools/diff/DiffReport.h"
+#include "tools/output/CloneFile.h"
+#include "tools/output/Ordered.h"
+#include "tools/output/OutputPath.h"
+#include "tools/picture/FrameFacts.h"
+#include "tools/tyksim/ReadingVerb.h"
+#include "tree/Escape.h"
+
+#include <fmt/format.h>
+#include <memory>
+#include <oneapi/tbb/enumerable_thread_specific.h>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+constexpr const char* kFooter = R"(
+A and B are frame folders, tasks or trees. Tasks belong together by the name of their folder, and
+where none has the other's name by their order; frames by their request id or, with --match order,
+by their order among the selected ones. --pipe, --task, --frames ... pick on both sides.
+
+A summary over all frames comes first, then the worst frames: those whose images are furthest apart,
+and among others those in which most values differ. Sizes and values stand as A's -> B's. An image's
+planes are compared sample by sample; the PSNR is in dB, pixels are those further apart than
+--tolerance. Images whose samples all stay within it count as the same.
+
+--ignore NAME leaves out a tag, TAG.field, a field of the scene record, or 'image'; it may be given
+more than once. --heat-map writes a PNG for every frame whose images differ: grey where they are the
+same, from red by yellow to white where they are not.
+
+Exit status: 0 the same, 1 failed, 2 wrong usage, 3 not the same or not all could be read.
+
+Examples:
+  tyksim diff before after
+  tyksim diff before after --tolerance 2 --ignore KELV_TAG_GYRO_SAMPLES --heat-map where
+  tyksim diff task_a task_b --match order --json
+)";
+
+struct Options {
+    std::string a;
+    std::string b;
+    TreeOptions tree;
+    MatchBy match = MatchBy::kRequest;
+    AssumedPicture assumed;
+    int tolerance = 0;
+    std::vector<std::string> ignored;
+    std::string heatMaps;
+    size_t worst = 10;
+    bool json = false;
+    bool force = false;
+};
+
+constexpr const char* kImageName = "image";
+
+/// Draws where images differ. One object serves one thread.
+class HeatMapWriter {
+public:
+    void write(const FramePair& frames, const ImageDifference& image, int tolerance,
+               const std::string& folder) {
+        PictureFile a(image.pathA, image.layout);
+        PictureFile b(image.pathB, image.layout);
+        const Picture pictureA = a.whole();
+        const size_t pixels =
+            static_cast<size_t>(pictureA.width()) * static_cast<size_t>(pictureA.height());
+        uint8_t* const map = map_.room(pixels);
+        drawHeatMap(pictureA, b.whole(), tolerance, map);
+        const Plane plane{map, pictureA.width(), pictureA.width(), pictureA.height()};
+        writeNewFile(folder + "/" + pictureName(*frames.a, image.camera, image.index) + ".png",
+                     png_.encode(plane, heatPalette(), {}));
+    }
+
+private:
+    SampleBuffer map_;
+    PngEncoder png_;
+};
+
+/// What one thread works with.
+struct Worker {
+    Worker(const DiffRules& rules, const tyktree::TagCatalog& catalog) : comparer(rules, catalog) {}
+
+    FrameComparer comparer;
+    HeatMapWriter heatMaps;
+};
+
+/// A is tried first: it is what B is held against.
+const tyktree::TagCatalog& catalogOf(const OpenedTree& a, const OpenedTree& b) {
+    using Source = tyktree::TagCatalog::Source;
+    return a.catalog.source() != Source::kNone ? a.catalog : b.catalog;
+}
+
+DiffRules rulesOf(const Options& options, const OpenedTree& a, const OpenedTree& b) {
+    DiffRules rules;
+    rules.assumed = options.assumed;
+    rules.tolerance = options.tolerance;
+    std::vector<std::string> names = tagNamesOf(a);
+    const std::vector<std::string> more = tagNamesOf(b);
+    names.insert(names.end(), more.begin(), more.end());
+    for (const std::string& name : options.ignored) {
+        if (name == kImageName) {
+            rules.ignoreImages = true;
+        } else {
+            rules.ignored.push_back(tyktree::resolveName(name, catalogOf(a, b), names));
+        }
+    }
+    return rules;
+}
+
+/// One run of the verb.
+class Diff {
+public:
+    Diff(const Options& options, JsonDocument* json)
+        : options_(options),
+          json_(json),
+          a_(options.a, options.tree),
+          b_(options.b, options.tree),
+          rules_(rulesOf(options, a_, b_)),
+          summary_(options.worst) {}
+
+    ExitStatus run() {
+        requireFrames(a_);
+        requireFrames(b_);
+        const bool unreadA = sayUnread(a_, json_);
+        const bool unreadB = sayUnread(b_, json_);
+        const std::vector<FramePair> pairs = matchFrames(
+            {&a_.index.path(), &a_.frames}, {&b_.index.path(), &b_.frames}, options_.match);
+        std::optional<OutputFolder> maps;
+        if (!options_.heatMaps.empty()) {
+            checkOutput(options_.heatMaps, {options_.a, options_.b}, options_.force);
+            maps.emplace(options_.heatMaps);
+        }
+        if (json_) begin();
+        compareTuning();
+        comparePairs(pairs, maps ? maps->path() : "");
+        if (maps) maps->commit();
+        report();
+        const bool same = summary_.same() && tuning_.empty() && !unreadA && !unreadB;
+        return same ? ExitStatus::kClean : ExitStatus::kFindings;
+    }
+
+private:
+    static void requireFrames(const OpenedTree& tree) {
+        if (!tree.frames.empty()) return;
+        throw Failure(tyktree::escaped(tree.index.path().given) + ": the selection picks no frame");
+    }
+
+    void begin() {
+        Json sides = Json::object();
+        addText(sides, "a", a_.index.path().path);
+        addText(sides, "b", b_.index.path().path);
+        json_->members(sides);
+        json_->member("match", options_.match == MatchBy::kOrder ? "order" : "request");
+        json_->beginList("frames");
+    }
+
+    void comparePairs(const std::vector<FramePair>& pairs, const std::string& maps) {
+        tbb::enumerable_thread_specific<Worker> workers(
+            [this] { return Worker(rules_, catalogOf(a_, b_)); });
+        size_t next = 0;
+        inOrder<FrameDifference>(
+            pairs.size(), options_.tree.jobs,
+            [&](size_t index) { return compare(pairs[index], maps, workers.local()); },
+            [&](FrameDifference difference) {
+                take(pairs[next++], std::move(difference));
+                progress_.count("compared", next, pairs.size(), "frames");
+            });
+    }
+
+    FrameDifference compare(const FramePair& pair, const std::string& maps, Worker& worker) const {
+        if (!pair.a || !pair.b) return {};
+        FrameDifference difference = worker.comparer.compare(*pair.a, *pair.b);
+        if (maps.empty()) return difference;
+        for (const ImageDifference& image : difference.images) {
+            if (!image.samples || !image.samples->problem.empty()) continue;
+            try {
+                worker.heatMaps.write(pair, image, options_.tolerance, maps);
+            } catch (const NoPicture& problem) {
+                difference.problems.emplace_back(problem.what());
+            }
+        }
+        return difference;
+    }
+
+    void take(const FramePair& pair, FrameDifference difference) {
+        for (const std::string& problem : difference.problems) sayProblem(problem, json_);
+        const bool same = pair.a && pair.b && difference.same();
+        if (json_ && !same) json_->item(toJson(pair, difference));
+        summary_.add(pair, std::move(difference));
+    }
+
+    /// The tuning copies of the pipes that both sides have; a task has none of its own.
+    void compareTuning() {
+        using Kind = tyktree::TreePath::Kind;
+        for (const OpenedTree* const tree : {&a_, &b_}) {
+            const Kind kind = tree->index.path().kind;
+            if (kind == Kind::kTask || kind == Kind::kFrame) return;
+        }
+        for (const tyktree::PipeEntry& a : a_.index.pipes()) {
+            for (const tyktree::PipeEntry& b : b_.index.pipes()) {
+                if (a.id == b.id) compareTuning(a, b);
+            }
+        }
+    }
+
+    void compareTuning(const tyktree::PipeEntry& a, const tyktree::PipeEntry& b) {
+        std::set<std::string> namesA, namesB, all;
+        for (const tyktree::SideFile& file : a.tuningCopies) namesA.insert(file.name);
+        for (const tyktree::SideFile& file : b.tuningCopies) namesB.insert(file.name);
+        all = namesA;
+        all.insert(namesB.begin(), namesB.end());
+        FileComparer comparer;
+        for (const std::string& name : all) {
+            ContentDifference copy;
+            copy.name = name;
+            copy.inA = namesA.count(name) != 0;
+            copy.inB = namesB.count(name) != 0;
+            if (copy.inA && copy.inB) {
+                copy.bytes = comparer.compare(a.path + "/" + name, b.path + "/" + name);
+                if (copy.bytes.same()) continue;
+                if (!copy.bytes.problem.empty()) sayProblem(copy.bytes.problem, json_);
+            }
+            tuning_.push_back(std::move(copy));
+        }
+    }
+
+    void report() const {
+        if (json_) {
+            json_->endList();
+            json_->member("summary", toJson(summary_));
+            json_->member("tuning_copies", toJson(tuning_));
+            json_->member("same", summary_.same() && tuning_.empty());
+            return;
+        }
+        for (const ContentDifference& copy : tuning_) {
+            printResult(fmt::format("{}: {}", tyktree::escaped(copy.name), contentText(copy)));
+        }
+        printSummary(summary_, options_.match == MatchBy::kOrder ? "order" : "request id");
+    }
+
+    const Options& options_;
+    JsonDocument* const json_;
+    const OpenedTree a_;
+    const OpenedTree b_;
+    const DiffRules rules_;
+    DiffSummary summary_;
+    std::vector<ContentDifference> tuning_;
+    Progress progress_;
+};
+
+ExitStatus runDiff(const Options& options) {
+    std::unique_ptr<JsonDocument> json;
+    if (options.json) json = std::make_unique<JsonDocument>("tyksim.diff", 1);
+    try {
+        const ExitStatus status = Diff(options, json.get()).run();
+        if (json) json->end();
+        return status;
+    } catch (const std::exception& error) {
+        if (!json) throw;
+        json->error(error.what());
+        throw;
+    }
+}
+
+}  // namespace
+
+Action defineDiff(CLI::App& verb) {
+    const auto options = std::make_shared<Options>();
+    verb.add_option("A", options->a, "A frame, a task or a tree")->required();
+    verb.add_option("B", options->b, "What it is held against")->required();
+    verb.add_option_function<std::string>(
+            "--match",
+            [options](const std::string& by) {
+                options->match = by == "order" ? MatchBy::kOrder : MatchBy::kRequest;
+            },
+            "How frames belong together (default: request)")
+        ->check(CLI::IsMember({"request", "order"}));
+    verb.add_option("--tolerance", options->tolerance,
+                    "Samples that differ by at most N count as the same (default: 0)")
+        ->check(CLI::Range(0, 255))
+        ->type_name("N");
+    verb.add_option("--ignore", options->ignored, "Leave this out; see below")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    verb.add_option("--heat-map", options->heatMaps, "Folder to make for pictures of where")
+        ->type_name("DIR");
+    verb.add_option("--worst", options->worst, "Frames to show (default: 10)")
+        ->check(CLI::Range(0, 100000))
+        ->type_name("N");
+    addAssumedPicture(verb, options->assumed, false);
+    addTreeOptions(verb, options->tree);
+    verb.add_flag("--json", options->json, "One JSON document, on one line");
+    addForce(verb, options->force);
+    verb.footer(kFooter);
+    return [options] { return runDiff(*options); };
+}
+
+}  // namespace tyksim

@@ -1,0 +1,371 @@
+// tyksim export: the images of a tree as pictures and films.
+#include "tools/output/CloneFile.h"
+#include "tools/output/Ordered.h"
+#include "tools/output/OutputPath.h"
+#include "tools/output/Units.h"
+#include "tools/output/Values.h"
+#include "tools/picture/FilmFile.h"
+#include "tools/picture/FrameFacts.h"
+#include "tools/picture/PictureOptions.h"
+#include "tools/picture/PictureRenderer.h"
+#include "tools/tyksim/ReadingVerb.h"
+#include "tree/Escape.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+#include <oneapi/tbb/enumerable_thread_specific.h>
+#include <optional>
+#include <string>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::FileEntry;
+using tyktree::Finding;
+using tyktree::FrameRef;
+using tyktree::RuleId;
+
+constexpr const char* kFooter = R"(
+Writes every image of the selected frames into the folder DIR, named by pipe, task, frame, request,
+sof and camera, or the images of a task as a film. JPEG and PNG carry exposure, gain (as ISO) and
+bias of the frame's scene record as EXIF data, and the frame's identity as their description.
+
+A tree does not say what its samples mean. Cameras write NV21 by BT.601 in full range, which is
+what is assumed, and said once; --order, --matrix, --range and --stride say otherwise.
+
+An image whose file is short, long or has an odd side comes out with what is there, the rest of it
+black, and is a finding. Images of a film must have one size; others are left out and are findings.
+
+Exit status: 0 all was exported, 1 failed (nothing stands at DIR or FILE), 2 wrong usage, 3 exported
+with findings.
+
+Examples:
+  tyksim export /tmp/phone -o pictures
+  tyksim export pulled/tykdump -o small --pipe 1 --frames 3..9 --format png --scale 1/4
+  tyksim export /tmp/phone --task 2 --y4m - --fps 15 | ffplay -
+)";
+
+struct Options {
+    ReadingOptions reading;
+    std::string tree;
+    std::string folder;
+    std::string film;
+    std::string rate = "30";
+    AssumedPicture assumed;
+    PictureStyle style;
+    bool force = false;
+};
+
+constexpr const char* kStandardOutput = "-";
+
+/// What became of one image.
+struct Exported {
+    std::string name;    ///< of its file; "" for a film
+    std::string sample;  ///< the image's bytes in a film
+    PictureSize size{};
+    int camera = 0;
+    uint64_t bytes = 0;
+};
+
+struct FrameResult {
+    std::vector<Exported> images;
+    std::vector<Finding> findings;
+};
+
+/// Exports frames, each by itself.
+class FrameExporter {
+public:
+    FrameExporter(const Options& options, const tyktree::TagCatalog& catalog)
+        : options_(options), facts_(catalog), renderer_(options.style) {}
+
+    /// Into the folder at `folder`; for a film where it is "".
+    FrameResult run(const FrameRef& frame, const std::string& folder) {
+        FrameResult result;
+        if (!listing_.read(frame.path())) {
+            result.findings.push_back({RuleId::kFolderUnlisted, frame.path(), frame.place(), "",
+                                       "no listing", systemReason(listing_.error()), ""});
+        }
+        bool any = false;
+        for (const FileEntry& file : listing_.files()) {
+            if (file.kind == FileEntry::Kind::kBadImage) addNameFinding(frame, file, result);
+            if (file.kind != FileEntry::Kind::kImage) continue;
+            any = true;
+            exportImage(frame, file, folder, result);
+        }
+        if (!any && listing_.error() == 0) {
+            result.findings.push_back(
+                {RuleId::kImageMissing, frame.path(), frame.place(), "an image", "none", "", ""});
+        }
+        return result;
+    }
+
+private:
+    std::string pathOf(const FileEntry& file) const {
+        return listing_.path() + "/" + std::string(file.name);
+    }
+
+    Finding findingOf(RuleId rule, const FrameRef& frame, const FileEntry& file) const {
+        return {rule, pathOf(file), frame.place(), "", "", "", ""};
+    }
+
+    void addNameFinding(const FrameRef& frame, const FileEntry& file, FrameResult& result) const {
+        Finding finding = findingOf(RuleId::kImageName, frame, file);
+        finding.expected = "FCWH_<sof>_<camera>_<width>_<height>_nv21.yuv";
+        finding.found = file.name;
+        result.findings.push_back(std::move(finding));
+    }
+
+    void exportImage(const FrameRef& frame, const FileEntry& file, const std::string& folder,
+                     FrameResult& result) {
+        if (!namesNv21(file.name)) addNameFinding(frame, file, result);
+        try {
+            PictureFile picture(pathOf(file), options_.assumed.layoutOf(file.image));
+            addSizeFindings(frame, file, picture, result);
+            Exported image;
+            image.camera = file.image.camId;
+            image.size = renderer_.sizeOf(file.image.width, file.image.height);
+            const bool film = folder.empty();
+            const std::string_view bytes = renderer_.render(picture, exifOf(frame, image.camera));
+            image.bytes = bytes.size();
+            if (film) {
+                image.sample = bytes;
+            } else {
+                image.name = pictureName(frame, image.camera, result.images.size()) +
+                             fileEnding(options_.style, image.size);
+                writeNewFile(folder + "/" + image.name, bytes);
+            }
+            result.images.push_back(std::move(image));
+        } catch (const NoPicture& problem) {
+            Finding finding = findingOf(
+                file.regular() ? RuleId::kFileUnreadable : RuleId::kFileKind, frame, file);
+            finding.expected = "an image";
+            finding.found = "none";
+            finding.reason = problem.reason();
+            result.findings.push_back(std::move(finding));
+        }
+    }
+
+    /// For the formats that have a place for it.
+    std::vector<uint8_t> exifOf(const FrameRef& frame, int camera) {
+        const PictureFormat format = options_.style.format;
+        if (format != PictureFormat::kJpeg && format != PictureFormat::kPng) return {};
+        return makeExif(facts_.read(frame, camera, listing_));
+    }
+
+    void addSizeFindings(const FrameRef& frame, const FileEntry& file, const PictureFile& picture,
+                         FrameResult& result) const {
+        const auto add = [&](RuleId rule, uint64_t expected, uint64_t found) {
+            Finding finding = findingOf(rule, frame, file);
+            finding.expected = text(expected, " bytes");
+            finding.found = text(found);
+            result.findings.push_back(std::move(finding));
+        };
+        const PictureLayout& layout = picture.layout();
+        if (picture.isShort()) add(RuleId::kImageShort, layout.dumpedBytes(), picture.bytes());
+        if (picture.isLong()) add(RuleId::kImageLong, layout.bytes(), picture.bytes());
+        if (!picture.isShort() && picture.notDumped() > 0) {
+            add(RuleId::kImageOdd, layout.usedBytes(), picture.bytes());
+        }
+    }
+
+    const Options& options_;
+    FrameFactsReader facts_;
+    PictureRenderer renderer_;
+    tyktree::FrameListing listing_;
+};
+
+Json itemOf(const FrameRef& frame, const FrameResult& result) {
+    const tyktree::FrameEntry& entry = *frame.frame;
+    Json item = Json::object();
+    item["pipe"] = frame.pipe->id ? Json(*frame.pipe->id) : Json();
+    item["task"] = frame.task->position;
+    item["frame"] = entry.position;
+    item["request"] = entry.wellNamed ? Json(entry.parsed.requestId) : Json();
+    item["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
+    addText(item, "path", frame.path());
+    item["files"] = Json::array();
+    for (const Exported& image : result.images) {
+        item["files"].push_back({{"name", image.name},
+                                 {"camera", image.camera},
+                                 {"width", image.size.width},
+                                 {"height", image.size.height},
+                                 {"bytes", image.bytes}});
+    }
+    item["findings"] = Json::array();
+    for (const Finding& finding : result.findings) item["findings"].push_back(toJson(finding));
+    return item;
+}
+
+/// One run of the verb.
+class Export {
+public:
+    Export(const Options& options, const OpenedTree& tree, JsonDocument* json)
+        : options_(options), tree_(tree), json_(json) {}
+
+    ExitStatus run() {
+        if (tree_.frames.empty()) {
+            throw Failure(tyktree::escaped(options_.tree) + ": the selection picks no frame");
+        }
+        const bool unread = sayUnread(tree_, json_);
+        sayAssumption();
+        if (json_) json_->beginList("frames");
+        if (options_.film.empty()) {
+            OutputFolder out(options_.folder);
+            exportFrames(out.path());
+            requireImages();
+            out.commit();
+        } else {
+            FilmFile film(options_.film == kStandardOutput ? "" : options_.film,
+                          rateOf(options_.rate), options_.style);
+            film_ = &film;
+            exportFrames("");
+            requireImages();
+            film.commit();
+        }
+        report();
+        return unread || findings_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
+    }
+
+private:
+    void exportFrames(const std::string& folder) {
+        tbb::enumerable_thread_specific<FrameExporter> exporters(
+            [this] { return FrameExporter(options_, tree_.catalog); });
+        size_t next = 0;
+        inOrder<FrameResult>(
+            tree_.frames.size(), options_.reading.tree.jobs,
+            [&](size_t index) { return exporters.local().run(tree_.frames[index], folder); },
+            [&](FrameResult result) {
+                take(tree_.frames[next++], result);
+                progress_.count("exported", next, tree_.frames.size(), "frames");
+            });
+    }
+
+    void take(const FrameRef& frame, FrameResult& result) {
+        if (film_) addToFilm(frame, result);
+        for (const Exported& image : result.images) {
+            ++images_;
+            bytes_ += image.bytes;
+        }
+        findings_ += result.findings.size();
+        if (json_) json_->item(itemOf(frame, result));
+        if (json_) return;
+        for (const Finding& finding : result.findings) {
+            say(text(ruleOf(finding.rule).name, ": ", toLine(finding)));
+        }
+    }
+
+    /// Takes what does not fit out of the result.
+    void addToFilm(const FrameRef& frame, FrameResult& result) {
+        const auto left = [&](const Exported& image) {
+            if (film_->add(image.sample, image.size)) return false;
+            result.findings.push_back({RuleId::kImageSizeVaries, frame.path(), frame.place(),
+                                       text(film_->size().width, "x", film_->size().height),
+                                       text(image.size.width, "x", image.size.height),
+                                       "left out of the film", ""});
+            return true;
+        };
+        auto& images = result.images;
+        images.erase(std::remove_if(images.begin(), images.end(), left), images.end());
+    }
+
+    void requireImages() const {
+        if (images_ == 0) {
+            throw Failure(tyktree::escaped(options_.tree) + ": no image to export was found");
+        }
+    }
+
+    /// Standard output may be the film's.
+    void say(const std::string& line) const {
+        if (options_.film == kStandardOutput) {
+            printNote(line);
+        } else {
+            printResult(line);
+        }
+    }
+
+    void sayAssumption() const {
+        if (json_) {
+            json_->member("assumed", options_.assumed.toJson());
+        } else {
+            say(options_.assumed.toText());
+        }
+    }
+
+    void report() const {
+        if (json_) return;
+        const bool film = film_ != nullptr;
+        const std::string& place = film ? options_.film : options_.folder;
+        say(fmt::format(
+            "{} of {}, {}, in {}", counted(images_, "image", "images"),
+            counted(tree_.frames.size(), "frame", "frames"), humanBytes(bytes_),
+            film && place == kStandardOutput ? "standard output" : tyktree::escaped(place)));
+        if (findings_ > 0) say(counted(findings_, "finding", "findings"));
+    }
+
+    const Options& options_;
+    const OpenedTree& tree_;
+    JsonDocument* const json_;
+    Progress progress_;
+    FilmFile* film_ = nullptr;
+    uint64_t images_ = 0;
+    uint64_t bytes_ = 0;
+    uint64_t findings_ = 0;
+};
+
+/// What the options mean together.
+void finish(Options& options) {
+    if (options.folder.empty() == options.film.empty()) {
+        throw WrongUsage("expected one of -o DIR and --y4m FILE");
+    }
+    options.style.rule = options.assumed.rule;
+    options.reading.trees = {options.tree};
+    if (options.film.empty()) return;
+    options.style.format = PictureFormat::kY4mFrame;
+    static_cast<void>(rateOf(options.rate));
+    if (options.film != kStandardOutput) return;
+    if (options.reading.json) throw WrongUsage("--json: standard output is the film's");
+    if (::isatty(STDOUT_FILENO) != 0) {
+        throw WrongUsage("--y4m -: expected a pipe or a file, found a terminal");
+    }
+}
+
+ExitStatus exportTree(const Options& options, const OpenedTree& tree, JsonDocument* json) {
+    const std::string& target = options.film.empty() ? options.folder : options.film;
+    if (target != kStandardOutput) {
+        const std::string& root = tree.index.path().dumpRoot;
+        checkOutput(target, {options.tree, root.empty() ? options.tree : root}, options.force);
+    }
+    return Export(options, tree, json).run();
+}
+
+}  // namespace
+
+Action defineExport(CLI::App& verb) {
+    const auto options = std::make_shared<Options>();
+    verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
+    verb.add_option("-o,--output", options->folder, "Folder to make")->type_name("DIR");
+    verb.add_option("--y4m", options->film, "Film to make instead; - is standard output")
+        ->type_name("FILE");
+    verb.add_option("--fps", options->rate, "Frames of the film per second (default: 30)")
+        ->type_name("RATE");
+    addPictureStyle(verb, options->style);
+    addAssumedPicture(verb, options->assumed, true);
+    addTreeOptions(verb, options->reading.tree);
+    verb.add_flag("--json", options->reading.json, "One JSON document, on one line");
+    addForce(verb, options->force);
+    verb.footer(kFooter);
+    return [options] {
+        finish(*options);
+        return readTrees(options->reading, "tyksim.export",
+                         [&options](const OpenedTree& tree, JsonDocument* json) {
+                             return exportTree(*options, tree, json);
+                         });
+    };
+}
+
+}  // namespace tyksim
