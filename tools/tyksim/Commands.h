@@ -15,6 +15,7 @@ using Action = std::function<ExitStatus()>;
 
 Action defineRecord(CLI::App& verb);
 Action defineReplay(CLI::App& verb);
+Action defineSheet(CLI::App& verb);
 Action defineInfo(CLI::App& verb);
 Action defineCheck(CLI::App& verb);
 Action defineShow(CLI::App& verb);

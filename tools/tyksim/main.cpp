@@ -40,6 +40,7 @@ constexpr Verb kVerbs[] = {
     {"export", "Export images as pictures or a film", tyksim::defineExport},
     {"diff", "Say what differs between two frames, tasks or trees", tyksim::defineDiff},
     {"copy", "Copy part of a tree, with values changed", tyksim::defineCopy},
+    {"sheet", "Make a page to look at a tree", tyksim::defineSheet},
 };
 
 constexpr const char* kFooter = R"(

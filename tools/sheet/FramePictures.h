@@ -1,0 +1,55 @@
+// A frame's pictures as the page holds them: a thumbnail, a larger one, and the luma's histogram.
+#pragma once
+
+#include "tools/picture/Encoders.h"
+#include "tools/sheet/ReducedPicture.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+/// How large pictures are, and how many bytes of JPEG each may have.
+struct PictureSizes {
+    int thumbWidth = 256;
+    size_t thumbBytes = 0;  ///< 0: any number
+    int largeWidth = 0;     ///< 0: there are no larger pictures
+    size_t largeBytes = 0;
+
+    /// Sizes with which a page of so many pictures stays small enough to send and to open: larger
+    /// pictures as long as there is room for them. `thumbWidth` 0: the usual one; another is kept,
+    /// whatever the page comes to.
+    static PictureSizes forPage(size_t pictures, int thumbWidth);
+};
+
+/// One line of the page's pictures, and what the luma's counts say.
+struct FramePicture {
+    std::string line = "- - -";  ///< without a newline
+    std::string problem;         ///< why there is no picture; "" where there is one
+    int lowest = 0;
+    int highest = 0;
+    double mean = 0;
+    double shareLowest = 0;   ///< of samples at 0
+    double shareHighest = 0;  ///< of samples at 255
+};
+
+/// Makes them one after the other. One object serves one thread.
+class FramePictureMaker {
+public:
+    explicit FramePictureMaker(const PictureSizes& sizes);
+
+    /// Of the NV21 file at `path`.
+    FramePicture make(const std::string& path, int width, int height);
+
+private:
+    std::string jpeg(const Picture& picture, size_t limit);
+
+    PictureSizes sizes_;
+    ReducedPictureReader reader_;
+    SampleBuffer thumb_;
+    std::vector<JpegEncoder> encoders_;
+};
+
+}  // namespace tyksim

@@ -1,0 +1,157 @@
+#include "tools/sheet/ReducedPicture.h"
+
+#include "core/File.h"
+#include "tools/output/Console.h"
+#include "tools/picture/PictureFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <libyuv/planar_functions.h>
+#include <libyuv/scale.h>
+
+namespace tyksim {
+
+namespace {
+
+// A band stays in the processor's cache until it is made small.
+constexpr size_t kBandBytes = size_t{192} * 1024;
+
+// So many samples tell the distribution of a picture's luma.
+constexpr size_t kCountedSamples = size_t{128} * 1024;
+
+constexpr uint8_t kBlack = 0;
+constexpr uint8_t kNoColour = 128;
+
+int dividedUp(int length, int divisor) {
+    return (length + divisor - 1) / divisor;
+}
+
+size_t product(int a, int b) {
+    return static_cast<size_t>(a) * static_cast<size_t>(b);
+}
+
+/// The planes of a new picture; without gaps.
+struct NewPicture {
+    NewPicture(SampleBuffer& buffer, int width, int height) {
+        const int chromaWidth = chromaLength(width);
+        const int chromaHeight = chromaLength(height);
+        const size_t chroma = product(chromaWidth, chromaHeight);
+        y = buffer.room(product(width, height) + 2 * chroma);
+        u = y + product(width, height);
+        v = u + chroma;
+        picture.y = {y, width, width, height};
+        picture.u = {u, chromaWidth, chromaWidth, chromaHeight};
+        picture.v = {v, chromaWidth, chromaWidth, chromaHeight};
+    }
+
+    Picture picture;
+    uint8_t* y;
+    uint8_t* u;
+    uint8_t* v;
+};
+
+/// One file on its way into a small picture.
+class Reduction {
+public:
+    Reduction(InputFile& file, SampleBuffer& band, ReducedPicture& result, int divisor)
+        : file_(file), band_(band), result_(result), divisor_(divisor) {}
+
+    void run(int width, int height, const NewPicture& made) {
+        rowsPerCount_ = 1 + static_cast<int>(product(width, height) / kCountedSamples);
+        bands(width, height, kBlack, [&](const uint8_t* samples, int row, int rows) {
+            count(samples, width, row, rows);
+            shrink(samples, width, rows, made.picture.y, made.y, row);
+        });
+        const int pairs = chromaLength(width);
+        bands(2 * pairs, chromaLength(height), kNoColour, [&](uint8_t* samples, int row, int rows) {
+            uint8_t* const v = samples + bandBytes_;
+            uint8_t* const u = v + bandBytes_ / 2;
+            libyuv::SplitUVPlane(samples, 2 * pairs, v, pairs, u, pairs, pairs, rows);
+            shrink(u, pairs, rows, made.picture.u, made.u, row);
+            shrink(v, pairs, rows, made.picture.v, made.v, row);
+        });
+    }
+
+private:
+    /// Reads rows of `rowBytes` and hands them to `take` in bands of whole groups of `divisor_`
+    /// rows; the last group may be smaller and comes alone.
+    template <typename Take>
+    void bands(int rowBytes, int rows, uint8_t rest, Take take) {
+        const auto groups = static_cast<int>(kBandBytes / (product(rowBytes, divisor_) + 1));
+        const int bandRows = std::max(1, groups) * divisor_;
+        bandBytes_ = product(rowBytes, bandRows);
+        uint8_t* const samples = band_.room(2 * bandBytes_);
+        for (int row = 0; row < rows;) {
+            int count = std::min(bandRows, rows - row);
+            if (count > divisor_) count -= count % divisor_;
+            const size_t wanted = product(rowBytes, count);
+            const size_t read = file_.read(samples, wanted);
+            std::memset(samples + read, rest, wanted - read);
+            take(samples, row, count);
+            row += count;
+        }
+    }
+
+    void shrink(const uint8_t* samples, int width, int rows, const Plane& plane, uint8_t* out,
+                int row) const {
+        libyuv::ScalePlane(samples, width, width, rows, out + product(row / divisor_, plane.stride),
+                           plane.stride, plane.width, dividedUp(rows, divisor_),
+                           libyuv::kFilterBox);
+    }
+
+    void count(const uint8_t* samples, int width, int row, int rows) {
+        // Two tables, as equal neighbours would wait for each other in one.
+        std::array<uint32_t, 256> odd{};
+        const int past = row % rowsPerCount_;
+        for (int y = past == 0 ? 0 : rowsPerCount_ - past; y < rows; y += rowsPerCount_) {
+            const uint8_t* const line = samples + product(y, width);
+            for (int x = 0; x + 1 < width; x += 2) {
+                ++result_.luma[line[x]];
+                ++odd[line[x + 1]];
+            }
+            if (width % 2 != 0) ++result_.luma[line[width - 1]];
+        }
+        for (size_t i = 0; i < odd.size(); ++i) result_.luma[i] += odd[i];
+    }
+
+    InputFile& file_;
+    SampleBuffer& band_;
+    ReducedPicture& result_;
+    int divisor_;
+    int rowsPerCount_ = 1;
+    size_t bandBytes_ = 0;
+};
+
+}  // namespace
+
+const ReducedPicture& ReducedPictureReader::read(const std::string& path, int width, int height,
+                                                 int divisor) {
+    result_ = {};
+    result_.problem = sizeProblem(width, height);
+    if (!result_.problem.empty()) return result_;
+    errno = 0;
+    InputFile file(path.c_str());
+    if (!file.isOpen()) {
+        result_.problem = errno != 0 ? systemReason(errno) : "not a regular file";
+    } else if (file.size() == 0) {
+        result_.problem = "the file is empty";
+    }
+    if (!result_.problem.empty()) return result_;
+    const NewPicture made(samples_, dividedUp(width, divisor), dividedUp(height, divisor));
+    Reduction(file, band_, result_, divisor).run(width, height, made);
+    if (file.failed()) result_.problem = systemReason(errno);
+    result_.picture = made.picture;
+    return result_;
+}
+
+Picture shrunk(const Picture& picture, int width, int height, SampleBuffer& buffer) {
+    const NewPicture made(buffer, width, height);
+    libyuv::I420Scale(picture.y.samples, picture.y.stride, picture.u.samples, picture.u.stride,
+                      picture.v.samples, picture.v.stride, picture.width(), picture.height(),
+                      made.y, width, made.u, made.picture.u.stride, made.v, made.picture.v.stride,
+                      width, height, libyuv::kFilterBox);
+    return made.picture;
+}
+
+}  // namespace tyksim

@@ -1,0 +1,156 @@
+#include "tools/sheet/SheetFrame.h"
+
+#include "core/File.h"
+#include "records/SceneRecord.h"
+#include "tools/output/Values.h"
+#include "tree/Escape.h"
+#include "tree/Parameter.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <iterator>
+#include <system_error>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::FileEntry;
+using tyktree::Value;
+using tyktree::ValueName;
+
+constexpr size_t kSceneFieldCount = std::size(kSceneFields);
+constexpr size_t kElements = 16;  ///< of a field that the page shows
+constexpr size_t kHexBytes = 24;  ///< of a value whose fields are not known
+constexpr size_t kPieceBytes = size_t{1} << 20;
+
+// A script's numbers hold integers up to here exactly.
+constexpr int64_t kExact = int64_t{1} << 53;
+
+Json pageValue(const Value& value) {
+    if (const auto* text = std::get_if<std::string>(&value)) return tyktree::escaped(*text);
+    const auto* whole = std::get_if<int64_t>(&value);
+    const auto* natural = std::get_if<uint64_t>(&value);
+    const bool inexact = (whole && (*whole > kExact || *whole < -kExact)) ||
+                         (natural && *natural > static_cast<uint64_t>(kExact));
+    return inexact ? Json(tyktree::toText(value)) : toJson(value);
+}
+
+/// One element as it is, more of them as their number and the first ones.
+Json pageValues(const std::vector<Value>& values, size_t count) {
+    if (values.empty()) return nullptr;
+    if (count == 1) return pageValue(values.front());
+    Json list = Json::array({values.size()});
+    const size_t shown = std::min(values.size(), kElements);
+    for (size_t i = 0; i < shown; ++i) list.push_back(pageValue(values[i]));
+    return list;
+}
+
+Json plottedValue(const tyktree::FrameValue& value) {
+    if (value.isBlob) return value.crc32;
+    return value.values.empty() ? Json() : pageValue(value.values.front());
+}
+
+/// The checksum of a file of which only the start is in memory.
+uint32_t checksumOfFile(const std::string& path) {
+    InputFile file(path.c_str());
+    std::vector<uint8_t> piece(kPieceBytes);
+    uint32_t sum = 0;
+    while (const size_t count = file.read(piece.data(), piece.size())) {
+        sum = tyktree::checksum(piece.data(), count, sum);
+    }
+    return sum;
+}
+
+std::string hexStart(const std::vector<uint8_t>& bytes) {
+    std::string text;
+    for (size_t i = 0; i < std::min(bytes.size(), kHexBytes); ++i) {
+        text += fmt::format(i == 0 ? "{:02x}" : " {:02x}", bytes[i]);
+    }
+    return bytes.size() > kHexBytes ? text + " …" : text;
+}
+
+std::vector<ValueName> withScene(const std::vector<ValueName>& plots) {
+    std::vector<ValueName> names;
+    for (const ::SceneField& field : kSceneFields) {
+        ValueName name;
+        name.name = field.path;
+        name.scene = &field;
+        names.push_back(name);
+    }
+    names.insert(names.end(), plots.begin(), plots.end());
+    return names;
+}
+
+}  // namespace
+
+SheetFrameReader::SheetFrameReader(const tyktree::TagCatalog& catalog,
+                                   const std::vector<ValueName>& plots, const PictureSizes& sizes)
+    : catalog_(catalog), values_(withScene(plots)), pictures_(sizes) {}
+
+SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
+    SheetFrame result;
+    result.entry = frame.frame;
+    if (!listing_.read(frame.path())) {
+        result.listingProblem = std::generic_category().message(listing_.error());
+    }
+    result.files = listing_.files().size();
+    result.bytes = listing_.bytes();
+    for (const FileEntry& file : listing_.files()) {
+        if (file.kind != FileEntry::Kind::kParameter) continue;
+        if (!result.camera) result.camera = file.parameter.camId;
+        result.parameters.push_back(readParameter(file));
+    }
+    readValues(result);
+    if (const FileEntry* const image = listing_.image()) {
+        if (!result.camera) result.camera = image->image.camId;
+        result.width = image->image.width;
+        result.height = image->image.height;
+        result.imagePath = listing_.path() + "/" + std::string(image->name);
+        result.picture = pictures_.make(result.imagePath, result.width, result.height);
+    }
+    return result;
+}
+
+void SheetFrameReader::readValues(SheetFrame& frame) {
+    const std::vector<tyktree::FrameValue> values = values_.read(listing_);
+    for (size_t i = kSceneFieldCount; i < values.size(); ++i) {
+        frame.plots.push_back(plottedValue(values[i]));
+    }
+    if (values.front().absent()) return;
+    frame.scene = Json::array();
+    for (size_t i = 0; i < kSceneFieldCount; ++i) frame.scene.push_back(plottedValue(values[i]));
+}
+
+SheetParameter SheetFrameReader::readParameter(const FileEntry& file) const {
+    SheetParameter result;
+    result.tag = file.parameter.tagName;
+    result.camera = file.parameter.camId;
+    result.pipe = file.parameter.pipe;
+    result.dumpType = file.parameter.dumpType;
+    result.size = file.bytes;
+    const tyktree::Parameter parameter =
+        tyktree::readParameter(listing_, file, catalog_, kPieceBytes);
+    if (!parameter.result.ok()) {
+        result.crc = tyktree::reasonOf(parameter.result);
+        return result;
+    }
+    const uint32_t sum = parameter.result.size > kPieceBytes
+                             ? checksumOfFile(listing_.path() + "/" + std::string(file.name))
+                             : tyktree::checksum(parameter.bytes.data(), parameter.bytes.size());
+    result.crc = fmt::format("{:08x}", sum);
+    if (!parameter.tag || parameter.tag->fields.empty()) {
+        result.content = hexStart(parameter.bytes);
+        return result;
+    }
+    result.content = Json::array();
+    for (const tyktree::DecodedField& field : parameter.fields()) {
+        const bool single =
+            field.field->count == 1 || field.field->type == tykhost::FieldType::text;
+        result.content.push_back(pageValues(field.values, single ? 1 : field.field->count));
+    }
+    return result;
+}
+
+}  // namespace tyksim

@@ -1,0 +1,64 @@
+// One frame as the sheet takes it out of a tree: facts, parameters, scene record, plotted values
+// and pictures.
+#pragma once
+
+#include "tools/output/Json.h"
+#include "tools/sheet/FramePictures.h"
+#include "tree/FrameSelection.h"
+#include "tree/FrameValues.h"
+#include "tree/TagCatalog.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+/// A parameter file.
+struct SheetParameter {
+    std::string tag;
+    int camera = 0;
+    int pipe = 0;  ///< pipe type
+    int dumpType = 0;
+    uint64_t size = 0;
+    std::string crc;  ///< hexadecimal, or why the file cannot be read
+    Json content;     ///< as the page takes it; see model.js
+};
+
+/// A frame, read.
+struct SheetFrame {
+    const tyktree::FrameEntry* entry = nullptr;
+    std::string listingProblem;  ///< why its folder cannot be listed to its end; else ""
+    std::optional<int> camera;
+    int width = 0;  ///< of the image; 0: there is none
+    int height = 0;
+    std::string imagePath;
+    uint64_t files = 0;
+    uint64_t bytes = 0;
+    std::vector<Json> plots;
+    std::vector<SheetParameter> parameters;
+    Json scene;  ///< the record's fields as a list, or null
+    FramePicture picture;
+};
+
+/// Reads frames. One object serves one thread.
+class SheetFrameReader {
+public:
+    /// `plots` are the names that are plotted; the catalog must outlive the object.
+    SheetFrameReader(const tyktree::TagCatalog& catalog,
+                     const std::vector<tyktree::ValueName>& plots, const PictureSizes& sizes);
+
+    SheetFrame read(const tyktree::FrameRef& frame);
+
+private:
+    void readValues(SheetFrame& frame);
+    SheetParameter readParameter(const tyktree::FileEntry& file) const;
+
+    const tyktree::TagCatalog& catalog_;
+    tyktree::FrameListing listing_;
+    tyktree::FrameValueReader values_;  ///< the scene record's fields, then what is plotted
+    FramePictureMaker pictures_;
+};
+
+}  // namespace tyksim

@@ -1,0 +1,122 @@
+#include "tools/sheet/SheetRows.h"
+
+#include "dump/TreeNames.h"
+#include "tree/Escape.h"
+#include "tree/Timeline.h"
+
+#include <cmath>
+#include <utility>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+std::string timeOf(const tyktree::FrameEntry& entry) {
+    if (!entry.wellNamed) return "";
+    const std::string time = tyktree::isoTime(entry.parsed.stamp);
+    return time.substr(time.find('T') + 1);
+}
+
+Json lumaOf(const SheetFrame& frame) {
+    const FramePicture& picture = frame.picture;
+    if (!picture.problem.empty()) return picture.problem;
+    if (frame.imagePath.empty()) return nullptr;
+    const auto rounded = [](double value, double steps) {
+        return std::round(value * steps) / steps;
+    };
+    return Json::array({picture.lowest, picture.highest, rounded(picture.mean, 100),
+                        rounded(picture.shareLowest, 10000), rounded(picture.shareHighest, 10000)});
+}
+
+Json planesOf(const PictureDifference& difference) {
+    Json planes = Json::array();
+    for (const PlaneDifference* plane : {&difference.y, &difference.u, &difference.v}) {
+        const double psnr = plane->psnr();
+        planes.push_back(Json::array({std::isfinite(psnr) ? Json(psnr) : Json(), plane->largest,
+                                      plane->mean(), plane->different}));
+    }
+    return planes;
+}
+
+}  // namespace
+
+size_t SheetTags::numberOf(const SheetParameter& parameter) {
+    const Key key(parameter.tag, parameter.camera, parameter.pipe, parameter.dumpType);
+    return numbers_.emplace(key, numbers_.size()).first->second;
+}
+
+Json SheetTags::table(const tyktree::TagCatalog& catalog) const {
+    std::vector<Json> tags(numbers_.size());
+    for (const auto& [key, number] : numbers_) {
+        const auto& [name, camera, pipe, dumpType] = key;
+        const tykhost::TagEntry* const known = catalog.byName(name);
+        Json fields = Json::array();
+        if (known) {
+            for (const tykhost::TagField& field : known->fields) fields.push_back(field.name);
+        }
+        tags[number] = {{"name", tyktree::escaped(name)},
+                        {"id", known ? Json(known->id) : Json()},
+                        {"pipe", pipe},
+                        {"camera", camera},
+                        {"kind", dumpType == kFixedSizeDump ? "fixed" : "block"},
+                        {"fields", std::move(fields)}};
+    }
+    return tags;
+}
+
+Json SheetRows::row(const SheetFrame& frame) {
+    const tyktree::FrameEntry& entry = *frame.entry;
+    Json scene = frame.scene;
+    if (!scene.is_null() && scene == sceneBefore_) scene = 0;
+    sceneBefore_ = frame.scene;
+    return Json::array({entry.position, entry.wellNamed ? Json(entry.parsed.requestId) : Json(),
+                        entry.wellNamed ? Json(entry.parsed.sofId) : Json(),
+                        tyktree::escaped(entry.name), timeOf(entry),
+                        frame.camera ? Json(*frame.camera) : Json(), frame.width, frame.height,
+                        frame.files, frame.bytes, frame.plots, parameters(frame), std::move(scene),
+                        lumaOf(frame)});
+}
+
+Json SheetRows::parameters(const SheetFrame& frame) {
+    Json list = Json::array();
+    std::map<size_t, Json> now;
+    for (const SheetParameter& parameter : frame.parameters) {
+        const size_t tag = tags_.numberOf(parameter);
+        Json value = Json::array({tag, parameter.size, parameter.crc, parameter.content});
+        const auto before = before_.find(tag);
+        const bool same = before != before_.end() && before->second == value;
+        list.push_back(same ? Json(tag) : value);
+        now[tag] = std::move(value);
+    }
+    before_ = std::move(now);
+    return list;
+}
+
+Json otherOf(const SheetPair& pair, SheetRows& rows) {
+    if (!pair.other) return nullptr;
+    Json planes = pair.difference ? planesOf(*pair.difference) : Json();
+    return Json::array({rows.row(*pair.other), std::move(planes)});
+}
+
+std::string elementText(const Json& value) {
+    std::string text;
+    for (const char c : value.dump(-1, ' ', true, Json::error_handler_t::replace)) {
+        switch (c) {
+            case '<':
+                text += "\\u003c";
+                break;
+            case '>':
+                text += "\\u003e";
+                break;
+            case '&':
+                text += "\\u0026";
+                break;
+            default:
+                text += c;
+        }
+    }
+    return text;
+}
+
+}  // namespace tyksim

@@ -1,0 +1,57 @@
+// Rows of the sheet's values, as model.js reads them.
+#pragma once
+
+#include "tools/picture/PictureDiff.h"
+#include "tools/sheet/SheetFrame.h"
+#include "tree/TagCatalog.h"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <tuple>
+
+namespace tyksim {
+
+/// A frame with the second tree's frame that it is compared with.
+struct SheetPair {
+    SheetFrame mine;
+    std::optional<SheetFrame> other;
+    std::optional<PictureDifference> difference;  ///< of their images, where they can be compared
+};
+
+/// The page's table of tags, made as they come; rows have numbers in their place.
+class SheetTags {
+public:
+    size_t numberOf(const SheetParameter& parameter);
+
+    /// The table; the catalog says what is in a tag.
+    Json table(const tyktree::TagCatalog& catalog) const;
+
+private:
+    using Key = std::tuple<std::string, int, int, int>;  ///< name, camera, pipe type, dump type
+    std::map<Key, size_t> numbers_;
+};
+
+/// Rows of one tree's frames in order: what is as in the row before is left out.
+class SheetRows {
+public:
+    explicit SheetRows(SheetTags& tags) : tags_(tags) {}
+
+    Json row(const SheetFrame& frame);
+
+private:
+    Json parameters(const SheetFrame& frame);
+
+    SheetTags& tags_;
+    std::map<size_t, Json> before_;
+    Json sceneBefore_;
+};
+
+/// What the row of a pair says about the other frame.
+Json otherOf(const SheetPair& pair, SheetRows& rows);
+
+/// JSON that may stand in a script element: no character in it can end one.
+std::string elementText(const Json& value);
+
+}  // namespace tyksim

@@ -1,0 +1,250 @@
+// tyksim sheet: a page to look at a tree with.
+#include "tools/diff/FrameMatch.h"
+#include "tools/output/Ordered.h"
+#include "tools/output/Units.h"
+#include "tools/sheet/SheetWriter.h"
+#include "tools/tyksim/Commands.h"
+#include "tools/tyksim/TreeOptions.h"
+#include "tree/Escape.h"
+#include "tree/TreeCheck.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <map>
+#include <memory>
+#include <oneapi/tbb/enumerable_thread_specific.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::FrameRef;
+
+constexpr const char* kFooter = R"(
+Writes one page with everything in it: frames as thumbnails, exposure, gain and EV over the frames,
+what 'tyksim check' finds beside the frame it belongs to, and of each frame a larger picture, its
+parameters, its scene record and the histogram of its luma. It opens in a browser without a server
+and without a network; its address names the frame that is looked at. Press ? for its keys.
+
+--against puts a second tree beside it, frame by frame as 'tyksim diff' matches them.
+NAME in --plot is TAG, TAG.field, TAG.field[2] or a field of the scene record.
+
+A page of 1,000 frames stays below 20 MB: pictures get smaller the more there are. For more frames
+there is --every; --thumb-width is kept whatever the page comes to.
+
+Exit status: 0 clean, 1 failed, 2 wrong usage, 3 the page was written and shows errors or warnings,
+or pictures that could not be read.
+
+Examples:
+  tyksim sheet /tmp/phone -o phone.html
+  tyksim sheet pulled/tykdump -o night.html --pipe 1 --plot KELV_TAG_WB_GAINS.r
+  tyksim sheet before -o change.html --against after
+)";
+
+struct SheetOptions {
+    std::string tree;
+    TreeOptions reading;
+    std::string output;
+    std::string against;
+    std::vector<std::string> plots;
+    uint32_t every = 1;
+    int thumbWidth = 0;
+    bool force = false;
+};
+
+/// Counts what goes into the page.
+class CountingSink : public tyktree::FindingSink {
+public:
+    explicit CountingSink(tyktree::FindingSink& next) : next_(next) {}
+    void add(const tyktree::Finding& finding) override {
+        counts_.count(severityOf(finding));
+        next_.add(finding);
+    }
+    const tyktree::FindingCounts& counts() const { return counts_; }
+
+private:
+    tyktree::FindingSink& next_;
+    tyktree::FindingCounts counts_;
+};
+
+/// One run of the verb.
+class Sheet {
+public:
+    explicit Sheet(const SheetOptions& options)
+        : options_(options),
+          jobs_(options.reading.jobs > 0 ? options.reading.jobs : availableJobs()),
+          tree_(options.tree, options.reading) {
+        if (!options.against.empty()) other_.emplace(options.against, options.reading);
+        chooseFrames();
+    }
+
+    ExitStatus run() {
+        std::vector<std::string> inputs = {tree_.index.path().path};
+        if (other_) inputs.push_back(other_->index.path().path);
+        checkOutput(options_.output, inputs, options_.force);
+        SheetHead head;
+        head.tree = options_.tree;
+        head.root = tree_.index.path().path;
+        if (other_) head.against = options_.against;
+        head.onlyOther = onlyOther_;
+        head.every = options_.every;
+        head.plots = plots();
+        SheetWriter writer(options_.output, head, tree_.catalog);
+        addFrames(writer, head.plots);
+        writer.endFrames();
+        CountingSink sink(writer);
+        addFindings(sink);
+        writer.commit();
+        return report(sink.counts());
+    }
+
+private:
+    struct Readers {
+        SheetFrameReader frames;
+        PictureComparer comparer;
+    };
+
+    void chooseFrames() {
+        const std::vector<FrameRef> none;
+        const tyktree::TreePath* const otherPath = other_ ? &other_->index.path() : nullptr;
+        const tyktree::TaskEntry* task = nullptr;
+        uint32_t inTask = 0;
+        for (const FramePair& pair : matchFrames(
+                 {&tree_.index.path(), &tree_.frames},
+                 {otherPath ? otherPath : &tree_.index.path(), other_ ? &other_->frames : &none},
+                 MatchBy::kRequest)) {
+            if (!pair.a) {
+                ++onlyOther_;
+                continue;
+            }
+            if (pair.a->task != task) inTask = 0;
+            task = pair.a->task;
+            if (inTask++ % options_.every == 0) pairs_.push_back(pair);
+        }
+        if (!pairs_.empty()) return;
+        throw Failure(tyktree::escaped(options_.tree) + ": expected frames, found none");
+    }
+
+    std::vector<tyktree::ValueName> plots() const {
+        std::vector<std::string> names = {"exp_time", "total_gain", "cur_ev"};
+        names.insert(names.end(), options_.plots.begin(), options_.plots.end());
+        const std::vector<std::string> tagNames = tagNamesOf(tree_);
+        std::vector<tyktree::ValueName> resolved;
+        try {
+            for (const std::string& name : names) {
+                resolved.push_back(resolveName(name, tree_.catalog, tagNames));
+            }
+        } catch (const tyktree::UnknownName& error) {
+            throw WrongUsage(std::string("--plot: ") + error.what());
+        }
+        return resolved;
+    }
+
+    /// The second tree is read by the first one's table: the page has one.
+    void addFrames(SheetWriter& writer, const std::vector<tyktree::ValueName>& plots) {
+        const PictureSizes sizes =
+            PictureSizes::forPage(pairs_.size() * (other_ ? 2 : 1), options_.thumbWidth);
+        tbb::enumerable_thread_specific<Readers> readers([&] {
+            return Readers{SheetFrameReader(tree_.catalog, plots, sizes), {}};
+        });
+        const auto work = [&](size_t index) { return readPair(pairs_[index], readers.local()); };
+        size_t done = 0;
+        inOrder<SheetPair>(pairs_.size(), jobs_, work, [&](const SheetPair& pair) {
+            const FramePair& refs = pairs_[done];
+            note(pair.mine, *refs.a);
+            if (pair.other) note(*pair.other, *refs.b);
+            writer.addFrame(*refs.a, pair);
+            ++done;
+            progress_.count("read", done, pairs_.size(), "frames");
+        });
+    }
+
+    static SheetPair readPair(const FramePair& refs, Readers& readers) {
+        SheetPair pair;
+        pair.mine = readers.frames.read(*refs.a);
+        if (!refs.b) return pair;
+        pair.other = readers.frames.read(*refs.b);
+        const SheetFrame& mine = pair.mine;
+        const SheetFrame& other = *pair.other;
+        const bool comparable = mine.width > 0 && mine.width == other.width &&
+                                mine.height == other.height && mine.picture.problem.empty() &&
+                                other.picture.problem.empty();
+        if (!comparable) return pair;
+        PictureLayout layout;
+        layout.width = mine.width;
+        layout.height = mine.height;
+        pair.difference = readers.comparer.compare(mine.imagePath, other.imagePath, layout, 0);
+        if (!pair.difference->problem.empty()) pair.difference.reset();
+        return pair;
+    }
+
+    /// Says what the page cannot show.
+    void note(const SheetFrame& frame, const FrameRef& ref) {
+        if (!frame.listingProblem.empty()) {
+            printNote(tyktree::escaped(ref.path()) + ": " + frame.listingProblem);
+            ++unread_;
+        }
+        if (frame.picture.problem.empty()) return;
+        printNote(tyktree::escaped(frame.imagePath) + ": " + frame.picture.problem);
+        ++unread_;
+    }
+
+    void addFindings(tyktree::FindingSink& sink) {
+        tyktree::CheckOptions check;
+        check.jobs = jobs_;
+        check.interrupted = [] { return interruption() != 0; };
+        check.progress = [this](uint64_t done, uint64_t of) {
+            progress_.count("checked", done, of, "frames");
+        };
+        checkTree(tree_.index, options_.reading.selection(), tree_.catalog, check, sink);
+        throwIfInterrupted();
+    }
+
+    ExitStatus report(const tyktree::FindingCounts& counts) const {
+        printResult(fmt::format("{}: {}, {} errors, {} warnings, {} notes",
+                                tyktree::escaped(options_.output),
+                                counted(pairs_.size(), "frame", "frames"), counts.errors,
+                                counts.warnings, counts.notes));
+        const bool clean = unread_ == 0 && !counts.any(tyktree::Severity::kWarning);
+        return clean ? ExitStatus::kClean : ExitStatus::kFindings;
+    }
+
+    const SheetOptions& options_;
+    const int jobs_;
+    OpenedTree tree_;
+    std::optional<OpenedTree> other_;
+    std::vector<FramePair> pairs_;  ///< that the page shows; each has a frame of the first tree
+    uint64_t onlyOther_ = 0;        ///< frames that only the second tree has
+    Progress progress_;
+    uint64_t unread_ = 0;
+};
+
+}  // namespace
+
+Action defineSheet(CLI::App& verb) {
+    const auto options = std::make_shared<SheetOptions>();
+    verb.add_option("TREE", options->tree, "Device root, dump root, pipe, task or frame folder")
+        ->required();
+    verb.add_option("-o,--output", options->output, "The page to write")
+        ->required()
+        ->type_name("FILE");
+    verb.add_option("--against", options->against, "A second tree to put beside it")
+        ->type_name("OTHER");
+    verb.add_option("--plot", options->plots, "Further values over the frames")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    verb.add_option("--every", options->every, "Show every so manyth frame of a task")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str();
+    verb.add_option("--thumb-width", options->thumbWidth, "Width of the thumbnails, pixels")
+        ->check(CLI::Range(16, 2048));
+    addTreeOptions(verb, options->reading);
+    addForce(verb, options->force);
+    verb.footer(kFooter);
+    return [options] { return Sheet(*options).run(); };
+}
+
+}  // namespace tyksim
