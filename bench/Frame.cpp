@@ -1,31 +1,22 @@
 #include "bench/Frame.h"
 
-#include "bench/Platform.h"
-
 #include <algorithm>
 #include <cstring>
+#include <fmt/format.h>
 #include <stdexcept>
+
+Frame* Frame::newest = nullptr;
 
 namespace {
 
-/// Bytes that repeat nowhere near, the same in every run.
-std::vector<unsigned char> scatteredBytes(size_t size, uint64_t seed) {
-    std::vector<unsigned char> bytes(size);
+std::vector<unsigned char> scatteredBytes(int64_t size, uint64_t seed) {
+    std::vector<unsigned char> bytes(static_cast<size_t>(size));
     uint64_t state = seed * 2 + 1;
     for (unsigned char& byte : bytes) {
         state = state * 6364136223846793005U + 1442695040888963407U;
         byte = static_cast<unsigned char>(state >> 56);
     }
     return bytes;
-}
-
-void addTags(const char* prefix, bool areBlocks, int count, int bytes) {
-    auto& tags = framework().tags;
-    for (int i = 0; i < count; ++i) {
-        const auto size = static_cast<size_t>(bytes);
-        tags.push_back({prefix + std::to_string(i), areBlocks, scatteredBytes(size, tags.size()),
-                        std::vector<unsigned char>(areBlocks ? 0 : size), BlockParamDesc{}});
-    }
 }
 
 bool wasPublished(const Tag& tag) {
@@ -36,63 +27,57 @@ bool wasPublished(const Tag& tag) {
 
 }  // namespace
 
-Frame::Frame(const Shape& shape)
-    : shape_(shape),
-      image_(scatteredBytes(
-          static_cast<size_t>(shape.width) * static_cast<size_t>(shape.height) * 3 / 2, 1)) {
-    framework().tags.clear();
-    addTags("BENCH_TAG_FIXED_VALUE_", false, shape.fixedCount, shape.fixedBytes);
-    addTags("BENCH_TAG_BLOCK_", true, shape.blockCount, shape.blockBytes);
-    framework().pixels.assign(image_.size(), 0);
-}
-
-int64_t Frame::bytes() const {
-    return int64_t{shape_.fixedCount} * shape_.fixedBytes + blockBytes() +
-           static_cast<int64_t>(image_.size());
+Frame::Frame(const Shape& made)
+    : shape(made), image(scatteredBytes(made.imageBytes(), 1)), pixels(image.size()) {
+    newest = this;
+    for (int i = 0; i < shape.fixedCount + shape.blockCount; ++i) {
+        const bool isBlock = i >= shape.fixedCount;
+        std::vector<unsigned char> value =
+            scatteredBytes(isBlock ? shape.blockBytes : shape.fixedBytes, tags.size());
+        const size_t room = isBlock ? 0 : value.size();
+        tags.push_back(
+            {(isBlock ? "BENCH_TAG_BLOCK_" : "BENCH_TAG_FIXED_VALUE_") + std::to_string(i),
+             isBlock,
+             std::move(value),
+             std::vector<unsigned char>(room),
+             {}});
+    }
 }
 
 std::vector<std::string> Frame::fileNames() const {
     std::vector<std::string> names;
-    const auto join = [](std::initializer_list<int> numbers) {
-        std::string text;
-        for (const int number : numbers) text += "_" + std::to_string(number);
-        return text;
-    };
-    for (const Tag& tag : framework().tags) {
-        const int dumpType = tag.isBlock ? 1 : 0;
-        names.push_back("FCPDT" + join({kSofId, kCamId, kPipe, dumpType}) + "_" + tag.name +
-                        ".bin");
+    for (const Tag& tag : tags) {
+        names.push_back(fmt::format("FCPDT_{}_{}_{}_{:d}_{}.bin", kSofId, kCamId, kPipe,
+                                    tag.isBlock, tag.name));
     }
-    if (hasImage()) {
-        names.push_back("FCWH" + join({kSofId, kCamId, shape_.width, shape_.height}) + "_nv21.yuv");
+    if (shape.width > 0) {
+        names.push_back(
+            fmt::format("FCWH_{}_{}_{}_{}_nv21.yuv", kSofId, kCamId, shape.width, shape.height));
     }
     return names;
 }
 
-std::string Frame::configuration() {
-    std::string text = "<dumpconfig>\n <common>\n";
-    for (const Tag& tag : framework().tags) {
-        text += "  <tag value=\"" + tag.name + "\"><pipe>" + kPipeName + "</pipe><dumpType>" +
-                (tag.isBlock ? "1" : "0") + "</dumpType></tag>\n";
+std::string Frame::configuration() const {
+    std::string text = "<dumpconfig><common>\n";
+    for (const Tag& tag : tags) {
+        text += fmt::format(
+            "<tag value=\"{}\"><pipe>SNAPSHOT_TYPE</pipe><dumpType>{:d}</dumpType></tag>\n",
+            tag.name, tag.isBlock);
     }
-    return text + " </common>\n</dumpconfig>\n";
+    return text + "</common></dumpconfig>\n";
 }
 
 void Frame::clearPublished() {
-    for (Tag& tag : framework().tags) {
-        std::fill(tag.published.begin(), tag.published.end(), static_cast<unsigned char>(0));
+    for (Tag& tag : tags) {
+        tag.published.assign(tag.published.size(), 0);
         tag.publishedBlock = {};
     }
-    auto& pixels = framework().pixels;
-    std::fill(pixels.begin(), pixels.end(), static_cast<unsigned char>(0));
+    pixels.assign(pixels.size(), 0);
 }
 
-void Frame::requirePublished(const char* side) const {
-    for (const Tag& tag : framework().tags) {
-        if (wasPublished(tag)) continue;
-        throw std::runtime_error(std::string(side) + " did not publish " + tag.name + " whole");
-    }
-    if (framework().pixels != image_) {
-        throw std::runtime_error(std::string(side) + " did not read the whole image");
-    }
+void Frame::requirePublished(const std::string& side) const {
+    const auto missing = std::find_if_not(tags.begin(), tags.end(), wasPublished);
+    if (missing == tags.end() && pixels == image) return;
+    throw std::runtime_error(side + " did not bring back the whole of " +
+                             (missing == tags.end() ? "the image" : missing->name));
 }

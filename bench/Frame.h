@@ -1,6 +1,9 @@
-// The frames that are dumped and replayed.
+// The frame that is dumped and replayed, as the camera framework holds it.
 #pragma once
 
+#include "replay/BlockParamDesc.h"
+
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -13,43 +16,70 @@ struct Shape {
     int blockBytes;  ///< of each
     int width;       ///< pixels; 0: no image
     int height;
+
+    int files() const { return fixedCount + blockCount + (width > 0 ? 1 : 0); }
+    int64_t allBlocks() const { return int64_t{blockCount} * blockBytes; }
+    int64_t imageBytes() const { return int64_t{width} * height * 3 / 2; }
+    int64_t bytes() const { return int64_t{fixedCount} * fixedBytes + allBlocks() + imageBytes(); }
 };
+
+/// The four kinds of frame that have a goal: the library's time as a multiple of that of the bare
+/// system calls on full paths.
+struct Regime {
+    const char* name;
+    Shape shape;
+    double dumpGoal;
+    double replayGoal;
+    int rounds;  ///< of a full run; a short one makes do with an eighth
+};
+
+constexpr std::array<Regime, 4> kRegimes{{
+    {"full18", {64, 4096, 8, 65536, 4000, 3000}, 1.02, 1.02, 80},
+    {"full75", {64, 4096, 8, 65536, 8640, 5760}, 1.01, 1.01, 40},
+    {"small", {64, 4096, 8, 65536, 0, 0}, 0.98, 1.15, 400},
+    {"tiny1000", {1000, 256, 0, 0, 0, 0}, 0.96, 1.03, 120},
+}};
 
 constexpr int kReqId = 42;
 constexpr int kSofId = 17;
 constexpr int kCamId = 0;
 constexpr int kPipe = 1;
-constexpr const char* kPipeName = "SNAPSHOT_TYPE";
 
-/// A frame as the pipeline has it: registers its tags with the framework, replacing those of an
-/// earlier frame, and fills values and image with bytes that are all over the place.
-class Frame {
-public:
-    explicit Frame(const Shape& shape);
+/// Clear of the ids that the library treats in a way of their own.
+constexpr unsigned int kFirstTag = 200000;
 
-    const Shape& shape() const { return shape_; }
-    bool hasImage() const { return shape_.width > 0; }
-    void* image() { return image_.data(); }
-    size_t imageBytes() const { return image_.size(); }
-    int64_t bytes() const;
-    int64_t blockBytes() const { return int64_t{shape_.blockCount} * shape_.blockBytes; }
-    int fileCount() const { return shape_.fixedCount + shape_.blockCount + (hasImage() ? 1 : 0); }
+/// One tag of the parameter-set service, with what was published under it last.
+struct Tag {
+    std::string name;
+    bool isBlock;
+    std::vector<unsigned char> value;      ///< what the service delivers
+    std::vector<unsigned char> published;  ///< a fixed-size value that it was given
+    BlockParamDesc publishedBlock;         ///< a block that it was given
+};
+
+/// Values and image with bytes that are all over the place, the same in every run. The platform of
+/// the benchmark answers from the newest frame. Threads: one.
+struct Frame {
+    explicit Frame(const Shape& made);
 
     /// The file names of the frame, spelt out here a second time so that the library's are checked:
     /// one per tag in the order of their ids, then the image's.
     std::vector<std::string> fileNames() const;
 
     /// A dump configuration that asks for the tags in the order of their ids.
-    static std::string configuration();
+    std::string configuration() const;
 
-    /// Makes the framework forget what was published and read.
-    static void clearPublished();
+    /// Forgets what was published and read.
+    void clearPublished();
 
-    /// Throws std::runtime_error, which names `side`, unless the framework was given every value,
-    /// block and pixel of this frame.
-    void requirePublished(const char* side) const;
+    /// Throws std::runtime_error, which names `side`, unless every value, block and pixel of this
+    /// frame was published and read.
+    void requirePublished(const std::string& side) const;
 
-private:
-    Shape shape_;
-    std::vector<unsigned char> image_;
+    static Frame* newest;
+
+    const Shape shape;
+    std::vector<Tag> tags;              ///< by tag id, from kFirstTag on
+    std::vector<unsigned char> image;   ///< what is dumped
+    std::vector<unsigned char> pixels;  ///< of the pool's only buffer, handed out every time
 };

@@ -1,104 +1,61 @@
-// The four regimes against the floor, and against what a person would use instead.
-#include "bench/Chapter.h"
-#include "bench/Pairs.h"
+// The four regimes against both floors.
+#include "bench/Run.h"
+#include "bench/Sides.h"
 
-#include <cstdio>
+#include <fmt/format.h>
+#include <memory>
 
 namespace {
 
-struct Measured {
-    PairResult dump;
-    PairResult replay;
-    OtherToolsResult others;
-};
-
-/// How far beyond its goal a ratio is a sign of decay and not of a busy machine.
+/// How far beyond its goal a ratio of a short run is a sign of decay and not of a busy machine.
 constexpr double kFarOff = 2;
 
-class Regimes : public Chapter {
-public:
-    using Chapter::Chapter;
+struct Measured {
+    const Regime& regime;
+    Direction direction;
+    double goal;
+    Comparison found;
 
-    void registerAll() override {
-        forEach([this](const Regime& regime, Measured& at) {
-            addPairs(regime, "/dump", Direction::kDump, at.dump);
-            addPairs(regime, "/replay", Direction::kReplay, at.replay);
-        });
-        forEach([this](const Regime& regime, Measured& at) {
-            add(std::string("others/") + regime.name, [this, &regime, &at](auto& state) {
-                at.others = measureOtherTools(state, run_.folder, regime.shape);
-            })->Iterations(run_.isShort ? 1 : 9);
-        });
+    std::string name() const {
+        return regime.name + std::string(direction == Direction::kDump ? " dump" : " replay");
     }
-
-    void report() override {
-        std::printf(
-            "\nThe library's time as a multiple of the bare system calls' (median of rounds, "
-            "quartiles in brackets)\n\n"
-            "| regime | goal dump / replay | dump | replay | dump MB/s | replay MB/s |\n"
-            "| --- | --- | --- | --- | --- | --- |\n");
-        forEach([](const Regime& regime, const Measured& at) {
-            if (at.dump.rounds + at.replay.rounds == 0) return;
-            std::printf("| %s | %.2f / %.2f |", regime.name, regime.dumpGoal, regime.replayGoal);
-            for (const PairResult* const result : {&at.dump, &at.replay}) {
-                std::printf(" %.3f (%.3f - %.3f) |", result->ratio, result->lowerQuartile,
-                            result->upperQuartile);
-            }
-            std::printf(" %.0f | %.0f |\n", megabytesPerSecond(regime, at.dump),
-                        megabytesPerSecond(regime, at.replay));
-        });
-        std::printf(
-            "\nMilliseconds per frame beside a copy and an archive of the same frames "
-            "(processes, %d frames each)\n\n"
-            "| regime | library dump | library replay | cp -r | tar -cf | tar -xf |\n"
-            "| --- | --- | --- | --- | --- | --- |\n",
-            kOtherToolsFrames);
-        forEach([](const Regime& regime, const Measured& at) {
-            if (at.others.copySeconds <= 0) return;
-            std::printf("| %s | %.2f | %.2f | %.2f | %.2f | %.2f |\n", regime.name,
-                        at.dump.seconds * 1e3, at.replay.seconds * 1e3, at.others.copySeconds * 1e3,
-                        at.others.packSeconds * 1e3, at.others.unpackSeconds * 1e3);
-        });
-        forEach([this](const Regime& regime, const Measured& at) {
-            checkRatio(regime, "dump", regime.dumpGoal, at.dump);
-            checkRatio(regime, "replay", regime.replayGoal, at.replay);
-        });
-    }
-
-private:
-    template <typename Visit>
-    void forEach(Visit visit) {
-        for (size_t i = 0; i < kRegimes.size(); ++i) visit(kRegimes[i], measured_[i]);
-    }
-
-    void addPairs(const Regime& regime, const char* suffix, Direction direction,
-                  PairResult& result) {
-        add(std::string("regime/") + regime.name + suffix, [=, &regime, &result](auto& state) {
-            result = measurePairs(state, run_.folder, regime.shape, direction);
-        })->Iterations(run_.isShort ? regime.rounds / 8 : regime.rounds);
-    }
-
-    static double megabytesPerSecond(const Regime& regime, const PairResult& result) {
-        const Shape& shape = regime.shape;
-        const double bytes = static_cast<double>(shape.fixedCount) * shape.fixedBytes +
-                             static_cast<double>(shape.blockCount) * shape.blockBytes +
-                             static_cast<double>(shape.width) * shape.height * 1.5;
-        return result.rounds == 0 ? 0 : bytes / result.seconds / 1e6;
-    }
-
-    void checkRatio(const Regime& regime, const char* what, double goal, const PairResult& result) {
-        if (result.rounds == 0) return;
-        char text[128];
-        std::snprintf(text, sizeof(text), "%s %s: ratio %.3f, goal %.2f%s", regime.name, what,
-                      result.ratio, goal, result.ratio <= goal ? " met" : " missed");
-        run_.check(result.ratio <= kFarOff * goal, text);
-    }
-
-    std::array<Measured, kRegimes.size()> measured_;
 };
+
+/// A full run misses a goal when three rounds in four do.
+void report(Run& run, const Measured& at) {
+    const std::vector<double>& ratios = at.found.toFullPath;
+    const double median = quantile(ratios, 0.5);
+    fmt::print(
+        "| {} | {:.2f} | {:.3f} ({:.3f} - {:.3f}) | {:.3f} | {:.0f} |\n", at.name(), at.goal,
+        median, quantile(ratios, 0.25), quantile(ratios, 0.75), quantile(at.found.toByName, 0.5),
+        static_cast<double>(at.regime.shape.bytes()) / quantile(at.found.seconds, 0.5) / 1e6);
+    run.check(run.isShort ? median <= kFarOff * at.goal : quantile(ratios, 0.25) <= at.goal,
+              fmt::format("{}: ratio {:.3f}, goal {:.2f}{}", at.name(), median, at.goal,
+                          run.isShort ? " (a short run allows twice that)" : ""));
+}
 
 }  // namespace
 
-std::unique_ptr<Chapter> makeRegimes(Run& run) {
-    return std::make_unique<Regimes>(run);
+void addRegimes(Run& run) {
+    const auto all = std::make_shared<std::vector<Measured>>();
+    for (const Regime& regime : kRegimes) {
+        all->push_back({regime, Direction::kDump, regime.dumpGoal, {}});
+        all->push_back({regime, Direction::kReplay, regime.replayGoal, {}});
+    }
+    for (Measured& at : *all) {
+        const int rounds = run.isShort ? at.regime.rounds / 8 : at.regime.rounds;
+        run.add("regime/" + at.name(), rounds, [&run, &at](benchmark::State& state) {
+            at.found = compareSides(state, run.folder, at.regime.shape, at.direction);
+        });
+    }
+    run.conclude([&run, all] {
+        fmt::print(
+            "\nThe library's time as a multiple of the bare system calls' (median of rounds, "
+            "quartiles in brackets)\n\n"
+            "| regime | goal | to full paths | to names in a folder | MB/s |\n"
+            "| --- | --- | --- | --- | --- |\n");
+        for (const Measured& at : *all) {
+            if (!at.found.seconds.empty()) report(run, at);
+        }
+    });
 }

@@ -1,70 +1,32 @@
 #include "bench/WorkFolder.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <fmt/format.h>
 #include <linux/magic.h>
-#include <map>
 #include <stdexcept>
-#include <sys/stat.h>
+#include <sys/resource.h>
 #include <sys/vfs.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
-namespace {
-
-/// What the files of a folder hold, by name.
-std::map<std::string, std::string> contentsOf(const std::string& folder) {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        if (!file) failWithErrno("open", entry.path());
-        files[entry.path().filename()].assign(std::istreambuf_iterator<char>(file), {});
-    }
-    return files;
-}
-
-struct statfs statusOf(const std::string& path) {
-    struct statfs status {};
-    if (::statfs(path.c_str(), &status) != 0) failWithErrno("statfs", path);
-    return status;
-}
-
-}  // namespace
-
 void failWithErrno(const char* operation, const std::string& path) {
-    throw std::runtime_error(std::string(operation) + " " + path + ": " + std::strerror(errno));
+    throw std::system_error(errno, std::generic_category(), operation + (" " + path));
 }
 
-void makeFolder(const std::string& path) {
-    if (::mkdir(path.c_str(), 0777) != 0) failWithErrno("mkdir", path);
-}
-
-void removeFolder(const std::string& path, uintmax_t entries) {
-    const uintmax_t removed = fs::remove_all(path);
-    if (removed != entries) {
-        throw std::runtime_error(path + ": expected " + std::to_string(entries) +
-                                 " entries, found " + std::to_string(removed));
+WorkFolder::WorkFolder(const std::string& parent, int64_t bytes)
+    : path_(parent + "/tykbench.XXXXXX") {
+    const uintmax_t room = fs::space(parent).available;
+    if (room < static_cast<uintmax_t>(bytes)) {
+        throw std::runtime_error(
+            fmt::format("{}: expected {} MiB of room, found {}", parent, bytes >> 20, room >> 20));
     }
-}
-
-void requireSameFiles(const std::string& one, const std::string& other) {
-    if (contentsOf(one) == contentsOf(other)) return;
-    throw std::runtime_error(one + " and " + other + " do not hold the same files");
-}
-
-void writeTextFile(const std::string& path, const std::string& text) {
-    std::ofstream file(path, std::ios::binary);
-    if (!(file << text).flush()) failWithErrno("write", path);
-}
-
-WorkFolder::WorkFolder(const std::string& parent)
-    : path_(parent + "/tykbench.XXXXXX"), isTmpfs_(false) {
     if (!::mkdtemp(path_.data())) failWithErrno("mkdtemp", path_);
-    isTmpfs_ = statusOf(path_).f_type == TMPFS_MAGIC;
 }
 
 WorkFolder::~WorkFolder() {
@@ -72,11 +34,44 @@ WorkFolder::~WorkFolder() {
     fs::remove_all(path_, ignored);
 }
 
-void WorkFolder::requireRoom(int64_t bytes) const {
-    const struct statfs status = statusOf(path_);
-    const auto free = static_cast<int64_t>(status.f_bavail) * status.f_bsize;
-    if (free < bytes) {
-        throw std::runtime_error(path_ + ": expected " + std::to_string(bytes >> 20) +
-                                 " MiB of room, found " + std::to_string(free >> 20));
+std::string WorkFolder::make(const std::string& name) const {
+    fs::create_directory(path_ + "/" + name);
+    return path_ + "/" + name;
+}
+
+void WorkFolder::remove(const std::string& name, int entries) const {
+    const uintmax_t removed = fs::remove_all(path_ + "/" + name);
+    if (removed == static_cast<uintmax_t>(entries)) return;
+    throw std::runtime_error(
+        fmt::format("{}/{}: expected {} entries, found {}", path_, name, entries, removed));
+}
+
+Cost WorkFolder::run(const std::string& command) const {
+    const auto start = std::chrono::steady_clock::now();
+    // A fork: a process that is spawned counts this one's memory as its own for a start.
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const std::string script = "set -e; exec >/dev/null\n" + command;
+        if (::chdir(path_.c_str()) == 0) ::execlp("sh", "sh", "-c", script.c_str(), nullptr);
+        ::_exit(127);
     }
+    int status = 0;
+    rusage usage{};
+    if (child < 0 || ::wait4(child, &status, 0, &usage) != child) failWithErrno("run", command);
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+    if (status != 0) {
+        throw std::runtime_error(
+            fmt::format("{}: expected status 0, found {}", command, WEXITSTATUS(status)));
+    }
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
+    return {passed.count(), seconds(usage.ru_utime) + seconds(usage.ru_stime),
+            static_cast<double>(usage.ru_maxrss) / 1024};
+}
+
+bool WorkFolder::isTmpfs() const {
+    struct statfs status {};
+    if (::statfs(path_.c_str(), &status) != 0) failWithErrno("statfs", path_);
+    return status.f_type == TMPFS_MAGIC;
 }

@@ -1,0 +1,16 @@
+// A processor for `tyksim replay --with` that hands every picture back as it came.
+#include "tools/playback/tyksim_processor.h"
+
+int tyksim_processor_version() {
+    return TYKSIM_PROCESSOR_VERSION;
+}
+
+int tyksim_open(const char* const*, size_t, void**, char*, size_t) {
+    return 0;
+}
+
+int tyksim_process(void*, const tyksim_frame* frame, const tyksim_output* output) {
+    return output->set_picture(output->context, frame->picture);
+}
+
+void tyksim_close(void*) {}
