@@ -1,5 +1,9 @@
 #include "tools/output/FindingPrinter.h"
 
+#include "tools/output/Units.h"
+
+#include <fmt/format.h>
+
 namespace tyksim {
 
 void FindingPrinter::add(const tyktree::Finding& finding) {
@@ -11,6 +15,12 @@ void FindingPrinter::add(const tyktree::Finding& finding) {
 
 ExitStatus FindingPrinter::status() const {
     return count() == 0 ? ExitStatus::kClean : ExitStatus::kFindings;
+}
+
+std::string countsText(const tyktree::FindingCounts& counts) {
+    return fmt::format("{}, {}, {}", counted(counts.errors, "error", "errors"),
+                       counted(counts.warnings, "warning", "warnings"),
+                       counted(counts.notes, "note", "notes"));
 }
 
 void FindingSummary::add(const tyktree::Finding& finding) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <string>
 
 namespace tyksim {
 
@@ -26,6 +27,9 @@ private:
     tyktree::Severity least_;
     tyktree::FindingCounts counts_;
 };
+
+/// "1 error, 2 warnings, 0 notes".
+std::string countsText(const tyktree::FindingCounts& counts);
 
 /// Prints the first finding of each rule and counts the rest: what fails for one frame often fails
 /// for all that follow, for the same reason.

@@ -24,8 +24,8 @@ NoPicture::NoPicture(const std::string& path, const std::string& reason)
 
 std::string sizeProblem(int width, int height) {
     if (width >= 1 && width <= kMaxWidth && height >= 1 && height <= kMaxHeight) return "";
-    return text("expected a picture of 1x1 to ", kMaxWidth, "x", kMaxHeight, " pixels, found ",
-                width, "x", height);
+    return text("pictures have 1x1 to ", kMaxWidth, "x", kMaxHeight, " pixels, this one ", width,
+                "x", height);
 }
 
 PictureFile::PictureFile(std::string path, const PictureLayout& layout)
@@ -41,8 +41,7 @@ PictureFile::PictureFile(std::string path, const PictureLayout& layout)
     }
     const bool empty = S_ISREG(status.st_mode);
     ::close(descriptor_);
-    throw NoPicture(path_, empty ? "expected an image, found an empty file"
-                                 : "expected a regular file, found something else");
+    throw NoPicture(path_, empty ? "the file is empty" : "it is no regular file");
 }
 
 PictureFile::~PictureFile() {

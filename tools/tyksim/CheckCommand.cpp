@@ -1,4 +1,5 @@
 // tyksim check: is a tree whole and replayable, and does a dump configuration do what it says.
+#include "tools/output/FindingPrinter.h"
 #include "tools/output/Interruption.h"
 #include "tools/output/Table.h"
 #include "tools/output/Units.h"
@@ -125,12 +126,6 @@ private:
     JsonDocument* const json_;
     std::set<tyktree::RuleId> hinted_;
 };
-
-std::string countsText(const FindingCounts& counts) {
-    return fmt::format("{}, {}, {}", counted(counts.errors, "error", "errors"),
-                       counted(counts.warnings, "warning", "warnings"),
-                       counted(counts.notes, "note", "notes"));
-}
 
 Json countsJson(const FindingCounts& counts) {
     return {{"error", counts.errors}, {"warning", counts.warnings}, {"note", counts.notes}};

@@ -1,5 +1,6 @@
 // tyksim sheet: a page to look at a tree with.
 #include "tools/diff/FrameMatch.h"
+#include "tools/output/FindingPrinter.h"
 #include "tools/output/Ordered.h"
 #include "tools/output/Units.h"
 #include "tools/sheet/SheetWriter.h"
@@ -204,10 +205,8 @@ private:
     }
 
     ExitStatus report(const tyktree::FindingCounts& counts) const {
-        printResult(fmt::format("{}: {}, {} errors, {} warnings, {} notes",
-                                tyktree::escaped(options_.output),
-                                counted(pairs_.size(), "frame", "frames"), counts.errors,
-                                counts.warnings, counts.notes));
+        printResult(fmt::format("{}: {}, {}", tyktree::escaped(options_.output),
+                                counted(pairs_.size(), "frame", "frames"), countsText(counts)));
         const bool clean = unread_ == 0 && !counts.any(tyktree::Severity::kWarning);
         return clean ? ExitStatus::kClean : ExitStatus::kFindings;
     }
