@@ -17,28 +17,41 @@ fail() {
     exit 1
 }
 
-record() { "$@" --frames 40 --size 320x240 >/dev/null 2>&1; }
+# Records COUNT frames.
+record() {
+    count=$1
+    shift
+    "$@" --frames "$count" --size 320x240 >/dev/null 2>&1
+}
+
+# What recording COUNT frames takes, in milliseconds.
+measured() {
+    rm -rf "$work/killed"
+    begin=$(date +%s%3N)
+    record "$@" record "$work/killed" || fail "a recording that nobody kills failed"
+    echo $(($(date +%s%3N) - begin + 1))
+}
 
 kill=0
-record "$@" record "$work/right" || fail "the recording that nobody kills failed"
-begin=$(date +%s%3N)
-record "$@" record "$work/killed" || fail "the second recording that nobody kills failed"
-took=$(($(date +%s%3N) - begin + 1))
+frames=40
+record $frames "$@" record "$work/right" || fail "a recording that nobody kills failed"
+# Kills fall between the first frame and the last, as far as that is known: only a kill that meets
+# frames counts, and where one falls before or behind them the bounds are moved.
+from=$(($(measured 1 "$@") * 3 / 4))
+to=$(measured $frames "$@")
 rm -rf "$work/killed"
-
-# How far into a recording each kill falls, in thousandths; more of them than kills, because only a
-# kill that meets frames counts. What a recording takes is corrected on the way, since the first
-# measurement may have met another load than the kills do.
 moments=$(awk -v seed="$((seed % 1000000))" -v count="$((kills * 10))" \
     'BEGIN { srand(seed); for (i = 0; i < count; i++) print int(rand() * 1000) }')
 whole=0 torn=0
 for moment in $moments; do
     [ "$kill" -lt "$kills" ] || break
+    [ "$to" -gt "$from" ] || to=$((from + 10))
+    delay=$(awk -v ms="$((from + moment * (to - from) / 1000))" \
+        'BEGIN { printf "%.3f", (ms + 1) / 1000 }')
     status=0
-    delay=$(awk -v ms="$((1 + moment * took / 1000))" 'BEGIN { printf "%.3f", ms / 1000 }')
-    record timeout -s KILL "$delay" "$@" record "$work/killed" || status=$?
+    record $frames timeout -s KILL "$delay" "$@" record "$work/killed" || status=$?
     if [ "$status" = 0 ]; then
-        took=$((took * 9 / 10 + 1))
+        to=$((to * 19 / 20))
         rm -rf "$work/killed"
         continue
     fi
@@ -79,7 +92,7 @@ for moment in $moments; do
         "$@" replay "$work/killed" --verify >"$work/replay" 2>&1 || fail "$(cat "$work/replay")"
         kill=$((kill + 1))
     elif [ -z "$last" ]; then
-        took=$((took * 11 / 10 + 1))
+        from=$((from * 21 / 20 + 1))
     fi
     rm -rf "$work/killed"
 done
