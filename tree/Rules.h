@@ -91,8 +91,8 @@ enum class RuleId : uint8_t {
 
 struct Rule {
     RuleId id;
-    std::string_view name;  ///< stable identifier for scripts, e.g. "image-short"
     Severity severity;
+    std::string_view name;     ///< stable identifier for scripts, e.g. "image-short"
     std::string_view summary;  ///< one sentence: what the rule says
     std::string_view hint;     ///< one sentence: what to do about it; may be ""
 };
