@@ -20,13 +20,7 @@ constexpr size_t kShownFields = 8;
 
 Json placeOf(const std::optional<tyktree::FrameRef>& frame) {
     if (!frame) return {};
-    const tyktree::FrameEntry& entry = *frame->frame;
-    Json place = Json::object();
-    place["pipe"] = frame->pipe->id ? Json(*frame->pipe->id) : Json();
-    place["task"] = frame->task->position;
-    place["frame"] = entry.position;
-    place["request"] = entry.wellNamed ? Json(entry.parsed.requestId) : Json();
-    place["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
+    Json place = identityOf(*frame);
     addText(place, "path", frame->path());
     return place;
 }

@@ -43,6 +43,17 @@ Json toJson(const tyktree::SceneRecord& record) {
     return fields;
 }
 
+Json identityOf(const tyktree::FrameRef& frame) {
+    const tyktree::FrameEntry& entry = *frame.frame;
+    Json identity = Json::object();
+    identity["pipe"] = frame.pipe->id ? Json(*frame.pipe->id) : Json();
+    identity["task"] = frame.task->position;
+    identity["frame"] = entry.position;
+    identity["request"] = entry.wellNamed ? Json(entry.parsed.requestId) : Json();
+    identity["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
+    return identity;
+}
+
 Json toJson(const tyktree::Finding& finding) {
     // Positions count from 1.
     const auto place = [](uint32_t position) { return position == 0 ? Json() : Json(position); };

@@ -3,6 +3,7 @@
 
 #include "tools/output/Json.h"
 #include "tree/Finding.h"
+#include "tree/FrameSelection.h"
 #include "tree/FrameValues.h"
 #include "tree/Parameter.h"
 #include "tree/SceneRecord.h"
@@ -21,6 +22,9 @@ Json toJson(const tyktree::FrameValue& value);
 
 /// The record's named fields by path, as an object.
 Json toJson(const tyktree::SceneRecord& record);
+
+/// Where a frame stands and its ids; null for what its name does not say.
+Json identityOf(const tyktree::FrameRef& frame);
 
 /// A finding with its place and its hint, or else its rule's.
 Json toJson(const tyktree::Finding& finding);

@@ -3,6 +3,7 @@
 #include "tools/output/Interruption.h"
 #include "tools/output/Table.h"
 #include "tools/output/Units.h"
+#include "tools/output/Values.h"
 #include "tools/tyksim/ReadingVerb.h"
 #include "tree/Escape.h"
 #include "tree/TreeCheck.h"
@@ -73,11 +74,6 @@ const char* shapeOf(Severity severity) {
     return "-";
 }
 
-/// Zero is none: of no pipe, task or frame.
-Json placeNumber(uint32_t position) {
-    return position == 0 ? Json() : Json(position);
-}
-
 /// Gives findings out as they come, and counts them.
 class Output : public tyktree::FindingSink {
 public:
@@ -86,7 +82,7 @@ public:
     void add(const Finding& finding) override {
         counts.count(severityOf(finding));
         if (json_) {
-            addItem(finding);
+            json_->item(toJson(finding));
         } else {
             print(finding);
         }
@@ -95,22 +91,6 @@ public:
     FindingCounts counts;
 
 private:
-    void addItem(const Finding& finding) {
-        const tyktree::Rule& rule = ruleOf(finding.rule);
-        Json item = Json::object();
-        item["rule"] = rule.name;
-        item["severity"] = nameOf(rule.severity);
-        addText(item, "path", finding.path);
-        item["pipe"] = finding.place.pipe ? Json(*finding.place.pipe) : Json();
-        item["task"] = placeNumber(finding.place.task);
-        item["frame"] = placeNumber(finding.place.frame);
-        addText(item, "expected", finding.expected);
-        addText(item, "found", finding.found);
-        addText(item, "reason", finding.reason);
-        addText(item, "hint", finding.hint.empty() ? rule.hint : finding.hint);
-        json_->item(item);
-    }
-
     /// A rule's own hint is said once, with its first finding.
     void print(const Finding& finding) {
         const tyktree::Rule& rule = ruleOf(finding.rule);

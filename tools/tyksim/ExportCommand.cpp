@@ -180,13 +180,7 @@ private:
 };
 
 Json itemOf(const FrameRef& frame, const FrameResult& result) {
-    const tyktree::FrameEntry& entry = *frame.frame;
-    Json item = Json::object();
-    item["pipe"] = frame.pipe->id ? Json(*frame.pipe->id) : Json();
-    item["task"] = frame.task->position;
-    item["frame"] = entry.position;
-    item["request"] = entry.wellNamed ? Json(entry.parsed.requestId) : Json();
-    item["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
+    Json item = identityOf(frame);
     addText(item, "path", frame.path());
     item["files"] = Json::array();
     for (const Exported& image : result.images) {

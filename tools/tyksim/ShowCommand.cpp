@@ -121,13 +121,8 @@ private:
     void showHead() {
         const tyktree::FrameEntry& entry = *frame_.frame;
         if (json_) {
-            Json members = Json::object();
+            Json members = identityOf(frame_);
             addText(members, "path", frame_.path());
-            members["pipe"] = frame_.pipe->id ? Json(*frame_.pipe->id) : Json();
-            members["task"] = frame_.task->position;
-            members["frame"] = entry.position;
-            members["request"] = entry.wellNamed ? Json(entry.parsed.requestId) : Json();
-            members["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
             json_->members(members);
             return;
         }

@@ -144,13 +144,7 @@ private:
     }
 
     Json rowItem(const FrameRef& frame, const std::vector<FrameValue>& values) const {
-        const tyktree::FrameEntry& entry = *frame.frame;
-        Json row = Json::object();
-        row["pipe"] = frame.pipe->id ? Json(*frame.pipe->id) : Json();
-        row["task"] = frame.task->position;
-        row["frame"] = entry.position;
-        row["request"] = entry.wellNamed ? Json(entry.parsed.requestId) : Json();
-        row["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
+        Json row = identityOf(frame);
         Json members = Json::object();
         for (size_t i = 0; i < values.size(); ++i) {
             members[tyktree::toUtf8(names_[i].name)] = toJson(values[i]);
