@@ -31,6 +31,19 @@ std::string stamp(const timeval& now, bool withYear) {
     return text + padded(static_cast<long>(now.tv_usec) / 1000, 3);
 }
 
+/// A number as it is written in names: no sign but a minus, no zeros in front.
+class Decimal {
+public:
+    explicit Decimal(int number) noexcept
+        : length_(static_cast<size_t>(
+              std::to_chars(digits_, digits_ + sizeof(digits_), number).ptr - digits_)) {}
+    std::string_view text() const noexcept { return {digits_, length_}; }
+
+private:
+    char digits_[12];
+    size_t length_;
+};
+
 /// Appends pieces to a ParamFilePath and cuts what does not fit.
 class PathWriter {
 public:
@@ -45,11 +58,7 @@ public:
         return *this;
     }
 
-    PathWriter& add(int number) {
-        char digits[12];
-        const auto result = std::to_chars(digits, digits + sizeof(digits), number);
-        return add(std::string_view(digits, static_cast<size_t>(result.ptr - digits)));
-    }
+    PathWriter& add(int number) { return add(Decimal(number).text()); }
 
 private:
     char* at_;
@@ -59,19 +68,18 @@ private:
 /// Takes a name apart that has to be exactly as it is made.
 class StrictReader {
 public:
-    explicit StrictReader(std::string_view name) : rest_(name) {}
+    explicit StrictReader(std::string_view name) noexcept : rest_(name) {}
 
-    StrictReader& text(std::string_view expected) {
+    StrictReader& text(std::string_view expected) noexcept {
         if (rest_.substr(0, expected.size()) != expected) return fail();
         rest_.remove_prefix(expected.size());
         return *this;
     }
 
-    /// A number as it is written: no sign but a minus, no zeros in front.
-    StrictReader& number(int& out) {
+    StrictReader& number(int& out) noexcept {
         const auto result = std::from_chars(rest_.data(), rest_.data() + rest_.size(), out);
         const auto length = static_cast<size_t>(result.ptr - rest_.data());
-        if (result.ec != std::errc() || std::to_string(out) != rest_.substr(0, length)) {
+        if (result.ec != std::errc() || Decimal(out).text() != rest_.substr(0, length)) {
             return fail();
         }
         rest_.remove_prefix(length);
@@ -79,7 +87,7 @@ public:
     }
 
     /// A number of `width` digits.
-    StrictReader& digits(int& out, size_t width) {
+    StrictReader& digits(int& out, size_t width) noexcept {
         const std::string_view piece = rest_.substr(0, width);
         if (piece.size() < width ||
             piece.find_first_not_of("0123456789") != std::string_view::npos) {
@@ -90,7 +98,7 @@ public:
         return *this;
     }
 
-    StrictReader& stamp(Stamp& out, bool withYear) {
+    StrictReader& stamp(Stamp& out, bool withYear) noexcept {
         if (withYear) digits(out.year, 4);
         out.year -= withYear ? kStampYearOffset - 1900 : 0;
         digits(out.month, 2).digits(out.day, 2).digits(out.hour, 2);
@@ -98,11 +106,11 @@ public:
     }
 
     /// Whether all pieces were found and nothing follows them.
-    bool ended() const { return !failed_ && rest_.empty(); }
+    bool ended() const noexcept { return !failed_ && rest_.empty(); }
 
 private:
     /// Leaves nothing that a further piece could be found in.
-    StrictReader& fail() {
+    StrictReader& fail() noexcept {
         failed_ = true;
         rest_ = {};
         return *this;

@@ -1,5 +1,4 @@
 // The manager, the objects' lifecycle, and the listings of the dump tree.
-#include "core/FrameGuard.h"
 #include "tests/support/TestDevice.h"
 
 #include <climits>
@@ -7,7 +6,6 @@
 #include <cerrno>
 #include <dirent.h>
 #include <dlfcn.h>
-#include <new>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -110,12 +108,6 @@ TEST_F(Lifecycle, ManagerAndObjects) {
     EXPECT_EXIT(std::exit(0), testing::ExitedWithCode(0), "freed");  // at unload
     watched = nullptr;
 #endif
-}
-
-TEST_F(Lifecycle, WhateverIsThrownEndsAStepOnly) {
-    guardFrame("step", [](const char*) { throw std::bad_alloc(); });
-    guardFrame("step", [](const char*) { throw 5; });
-    EXPECT_EQ(story(), each("1 step: given up: ", {std::bad_alloc().what(), "unknown exception"}));
 }
 
 TEST_F(Lifecycle, FieldsStandInTheirOrder) {

@@ -227,6 +227,21 @@ TEST_F(FaultTest, ObjectsAreMadeWholeOrNotAtAll) {
     suffer(prepare, run, judge, false);
 }
 
+TEST_F(FaultTest, WhateverTheServiceThrowsEndsAStepOnly) {
+    const std::vector<std::string> once{"given up: unknown exception"};
+    PipelineSimulation& pipe = renewed(1);
+    device().serviceThrows = true;
+    record(1, 5);
+    EXPECT_EQ(device().failures, once);
+    const std::string folder = pipe.currentFramePath;
+    EXPECT_EQ(fake::listedFiles(folder), std::vector<std::string>{"FCWH_5_0_64_48_nv21.yuv"});
+    forget();
+    EXPECT_FALSE(PipelineSimulation::loadParam(1, folder, 0));
+    EXPECT_EQ(device().failures, once);
+    EXPECT_EQ(pipe.frameIndex, 0);
+    EXPECT_EQ(device().openHandles, 0);
+}
+
 enum Beginning { kFirstOfPipe, kFirstOfTask, kLater };
 
 class FaultyRecording : public FaultTest, public testing::WithParamInterface<Beginning> {

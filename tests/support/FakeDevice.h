@@ -111,6 +111,7 @@ struct Device {
     bool listsBackwards = false;
     size_t readBytes = SIZE_MAX;  ///< most that one read() gives of a file's head
     std::map<std::string, std::string> properties;
+    bool serviceThrows = false;  ///< what is no std::exception
     std::vector<Published> published;
     std::vector<std::shared_ptr<PoolBuffer>> out;  ///< buffers not returned, oldest first
     size_t poolLimit = SIZE_MAX;

@@ -100,6 +100,7 @@ const Tag* carriedTag(uint32_t id) {
 
 int publish(Published call, const void* data) {
     const Outside outside;
+    if (device().serviceThrows) throw 5;
     const Tag* const tag = carriedTag(call.tag);
     if (tag && tag->block) {
         std::memcpy(&call.block, data, sizeof(call.block));
@@ -222,6 +223,7 @@ int ParamSet::getSize(unsigned int id) {
 
 int ParamSet::getParam(unsigned int, int, unsigned int sofId, unsigned int id, void* dst) {
     const Outside outside;
+    if (device().serviceThrows) throw 5;
     const Tag* const tag = carriedTag(id);
     if (!tag) return -1;
     const auto size = static_cast<size_t>(tag->size);
