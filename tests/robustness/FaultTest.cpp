@@ -242,6 +242,19 @@ TEST_F(FaultTest, WhateverTheServiceThrowsEndsAStepOnly) {
     EXPECT_EQ(device().openHandles, 0);
 }
 
+TEST_F(FaultTest, AFileIsReadForWhoeverCompilesTheSourcesIn) {
+    const std::string path = fake::kRoot + "/bytes";
+    fake::addFile(path, "abc");
+    std::string data = "wxyz";
+    readBin(path.c_str(), data.data(), 2);
+    EXPECT_EQ(data, "abyz");
+    readBin(path.c_str(), data.data(), -1);
+    readBin((path + "2").c_str(), data.data(), 4);
+    EXPECT_EQ(data, "abyz");
+    EXPECT_EQ(device().failures, (std::vector<std::string>{"size -1 is negative: " + path,
+                                                           "open failed: " + path + "2"}));
+}
+
 enum Beginning { kFirstOfPipe, kFirstOfTask, kLater };
 
 class FaultyRecording : public FaultTest, public testing::WithParamInterface<Beginning> {
