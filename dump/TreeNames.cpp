@@ -109,10 +109,8 @@ public:
     bool ended() const noexcept { return !failed_ && rest_.empty(); }
 
 private:
-    /// Leaves nothing that a further piece could be found in.
     StrictReader& fail() noexcept {
         failed_ = true;
-        rest_ = {};
         return *this;
     }
 

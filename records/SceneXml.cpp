@@ -15,9 +15,9 @@ namespace {
 /// would be written, and would end a number when it is read.
 class ClassicLocale {
 public:
-    ClassicLocale() : classic_(newlocale(LC_ALL_MASK, "C", nullptr)) {
-        if (classic_) before_ = uselocale(classic_);
-    }
+    /// Without memory for it the thread keeps its own.
+    ClassicLocale()
+        : classic_(newlocale(LC_ALL_MASK, "C", nullptr)), before_(uselocale(classic_)) {}
     ~ClassicLocale() {
         if (!classic_) return;
         uselocale(before_);
@@ -28,7 +28,7 @@ public:
 
 private:
     locale_t classic_;
-    locale_t before_{};
+    locale_t before_;
 };
 
 template <typename Value>

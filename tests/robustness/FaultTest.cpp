@@ -230,7 +230,7 @@ TEST_F(FaultTest, ObjectsAreMadeWholeOrNotAtAll) {
 TEST_F(FaultTest, WhateverTheServiceThrowsEndsAStepOnly) {
     const std::vector<std::string> once{"given up: unknown exception"};
     PipelineSimulation& pipe = renewed(1);
-    device().serviceThrows = true;
+    device().service = fake::Service::throws;
     record(1, 5);
     EXPECT_EQ(device().failures, once);
     const std::string folder = pipe.currentFramePath;
@@ -240,6 +240,16 @@ TEST_F(FaultTest, WhateverTheServiceThrowsEndsAStepOnly) {
     EXPECT_EQ(device().failures, once);
     EXPECT_EQ(pipe.frameIndex, 0);
     EXPECT_EQ(device().openHandles, 0);
+}
+
+TEST_F(FaultTest, WhatTheServiceDoesNotGiveIsZeros) {
+    device().service = fake::Service::refuses;
+    record(1, 5);
+    const std::string folder = PipelineSimMgr::getPipeSimInstance(1)->currentFramePath;
+    EXPECT_EQ(device().files.at(folder + "/FCPDT_5_0_1_0_FIX_16.bin").bytes, std::string(16, '\0'));
+    EXPECT_EQ(device().files.at(folder + "/FCPDT_5_0_1_0_FIX_9000.bin").bytes,
+              std::string(9000, '\0'));
+    EXPECT_EQ(device().files.at(folder + "/FCPDT_5_0_1_1_BLOCK_7777.bin").bytes, "");
 }
 
 TEST_F(FaultTest, AFileIsReadForWhoeverCompilesTheSourcesIn) {

@@ -101,6 +101,8 @@ struct Outcome {
     char path[512] = "";     ///< where there is one
 };
 
+enum class Service { answers, refuses, throws };  ///< what is no std::exception
+
 struct Device {
     Device();  ///< with no files but the folders of the dump root and of pipe 1
 
@@ -111,7 +113,7 @@ struct Device {
     bool listsBackwards = false;
     size_t readBytes = SIZE_MAX;  ///< most that one read() gives of a file's head
     std::map<std::string, std::string> properties;
-    bool serviceThrows = false;  ///< what is no std::exception
+    Service service = Service::answers;
     std::vector<Published> published;
     std::vector<std::shared_ptr<PoolBuffer>> out;  ///< buffers not returned, oldest first
     size_t poolLimit = SIZE_MAX;

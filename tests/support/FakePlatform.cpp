@@ -100,7 +100,7 @@ const Tag* carriedTag(uint32_t id) {
 
 int publish(Published call, const void* data) {
     const Outside outside;
-    if (device().serviceThrows) throw 5;
+    if (device().service == Service::throws) throw 5;
     const Tag* const tag = carriedTag(call.tag);
     if (tag && tag->block) {
         std::memcpy(&call.block, data, sizeof(call.block));
@@ -223,9 +223,9 @@ int ParamSet::getSize(unsigned int id) {
 
 int ParamSet::getParam(unsigned int, int, unsigned int sofId, unsigned int id, void* dst) {
     const Outside outside;
-    if (device().serviceThrows) throw 5;
+    if (device().service == Service::throws) throw 5;
     const Tag* const tag = carriedTag(id);
-    if (!tag) return -1;
+    if (!tag || device().service == Service::refuses) return -1;
     const auto size = static_cast<size_t>(tag->size);
     unsigned char* const block = gBlocks[id % 2];
     valueOf(*tag, sofId).copy(0, tag->block ? block : dst, size);
