@@ -252,6 +252,15 @@ TEST_F(FaultTest, WhatTheServiceDoesNotGiveIsZeros) {
     EXPECT_EQ(device().files.at(folder + "/FCPDT_5_0_1_1_BLOCK_7777.bin").bytes, "");
 }
 
+TEST_F(FaultTest, AFolderIsOpenedOnceForItsFiles) {
+    PipelineSimulation& pipe = renewed(1);
+    record(1, 5);
+    EXPECT_EQ(device().foldersOpened, 2);  // again after the tuning copy, which has two files open
+    const std::string folder = pipe.currentFramePath;
+    PipelineSimulation::loadParam(1, folder, 0);
+    EXPECT_EQ(device().foldersOpened, 3);
+}
+
 TEST_F(FaultTest, AFileIsReadForWhoeverCompilesTheSourcesIn) {
     const std::string path = fake::kRoot + "/bytes";
     fake::addFile(path, "abc");

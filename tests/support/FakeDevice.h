@@ -110,6 +110,7 @@ struct Device {
     int64_t freeBytes = INT64_MAX;
     int freeDescriptors = 16;
     int openHandles = 0;  ///< files and listings
+    int foldersOpened = 0;
     bool listsBackwards = false;
     size_t readBytes = SIZE_MAX;  ///< most that one read() gives of a file's head
     std::map<std::string, std::string> properties;

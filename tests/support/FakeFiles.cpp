@@ -119,6 +119,7 @@ void release(Handle& handle) {
 int openOnDevice(const Handle* folder, const char* name, int flags) {
     if (fails(Call::open, name)) return -1;
     const Outside outside;
+    FAKE_EXPECT(flags & O_CLOEXEC);  // the camera server starts other programs
     const std::string path = folder ? *folder->path + "/" + name : name;
     auto found = device().files.find(path);
     const bool isNew = found == device().files.end();
@@ -127,6 +128,7 @@ int openOnDevice(const Handle* folder, const char* name, int flags) {
         if (const int error = whyNotMade(path)) return refuse(error);
     } else {
         const unsigned char type = found->second.type;
+        device().foldersOpened += type == DT_DIR ? 1 : 0;
         if (!found->second.opens) return refuse(EACCES);
         if ((flags & O_ACCMODE) != O_RDONLY && type == DT_DIR) return refuse(EISDIR);
         if ((flags & O_DIRECTORY) && type != DT_DIR) return refuse(ENOTDIR);
