@@ -36,7 +36,8 @@ endforeach()
 
 install(FILES README.md CONTRIBUTING.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        PATTERN "Doxyfile" EXCLUDE PATTERN ".clang-tidy" EXCLUDE PATTERN "*.py" EXCLUDE)
+        PATTERN "Doxyfile" EXCLUDE PATTERN ".clang-tidy" EXCLUDE PATTERN "*.py" EXCLUDE
+        PATTERN "__pycache__" EXCLUDE)
 
 if(TYK_BUILD_TOOL)
     file(RELATIVE_PATH from_bin_to_lib
