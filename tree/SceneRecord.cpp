@@ -179,7 +179,7 @@ private:
         if (file->regular() && file->bytes != static_cast<uint64_t>(block.bytes)) {
             add(RuleId::kSceneBlockSize, block.fileName, std::to_string(block.bytes) + " bytes",
                 std::to_string(file->bytes));
-        } else if (file->regular() && readWhole(*file, block.bytes, bytes)) {
+        } else if (file->regular() && file->readable && readWhole(*file, block.bytes, bytes)) {
             std::copy(bytes.begin(), bytes.end(), blocks_.record.bytes.begin() + block.offset);
             blocks_.read[index] = true;
         }
@@ -196,7 +196,7 @@ private:
     }
 
     void readXml(const FileEntry& xml) {
-        if (!xml.regular()) return;
+        if (!xml.regular() || !xml.readable) return;  // said of the file
         pugi::xml_document document;
         const pugi::xml_parse_result result = parseXmlFile(document, pathOf(kSceneXmlName).c_str());
         if (!result) {

@@ -210,7 +210,9 @@ TEST_F(CheckTest, WhatMayNotBeRead) {
     // The superuser may read everything, unless he gives that up.
     const std::string user =
         geteuid() == 0 ? "setpriv --bounding-set=-dac_override,-dac_read_search " : "";
-    expectRules({{"chmod 0 $F2/$I $F3/iSceneInfo.xml", "file-unreadable file-unreadable scene-xml"},
+    expectRules({{"chmod 0 $F2/$I $F3/*Scene* $F3/*SCENE_CAP*",
+                  "file-unreadable file-unreadable "
+                  "file-unreadable file-unreadable"},
                  {"chmod 0 $F2", "folder-unlisted"},
                  {"chmod 444 $F2", "folder-unlisted"},
                  {"chmod 0 $K", "folder-unlisted"},
