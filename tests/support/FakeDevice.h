@@ -101,7 +101,9 @@ struct Outcome {
     char path[512] = "";     ///< where there is one
 };
 
-enum class Service { answers, refuses, throws };  ///< what is no std::exception
+/// What the parameter-set service does: `refuses` gives no value, `throws` a number, which is no
+/// std::exception.
+enum class Service { answers, refuses, throws };
 
 struct Device {
     Device();  ///< with no files but the folders of the dump root and of pipe 1
