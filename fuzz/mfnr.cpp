@@ -76,6 +76,7 @@ void checkLoad(PipelineSimulation& object) {
         expected = "tyksimulation/" + name;
         break;
     }
+    fake::device().published.clear();
     object.loadMFNRXml(-9);
     FAKE_EXPECT(fake::device().published.size() == 1);
     const fake::Published& call = fake::device().published[0];
@@ -102,6 +103,7 @@ void run(std::string_view text) {
     // A name that the listing may give first.
     fake::addFile(fake::kPipeFolder + "/a" + key.substr(0, 250).substr(0, key.find('/')), "");
     checkMatch(object, table, key);
+    checkLoad(object);
     checkDump(object, table, version, expanded(text).substr(0, kMostSource));
     checkLoad(object);
 }

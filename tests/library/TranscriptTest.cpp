@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -51,11 +52,19 @@ void replay(PipelineSimulation& pipe) {
     pipe.loadParam2(frame);
     pipe.getFrameList(task.c_str());
     device().freeDescriptors = 9;
+    fake::addFile(frame + "/FCPDT_-5_-6_-1_0_FIX_LARGEST.bin", "x", 512001);
+    fake::addFile(frame + "/FCPDT_-5_-6_-1_1_BLOCK_a_b.bin", "x", INT_MAX);
+    pipe.loadParam2(frame);
     pipe.frameIndex = 0;
     pipe.loadParam(0U);
     while (pipe.frameQueue.size() < 11) pipe.frameQueue.emplace();
     pipe.frameIndex = 0;
     pipe.loadParamAndImage(0, image);
+    std::vector<std::string> names;
+    fake::arm({EIO, false, 3});
+    pipe.getSubFiles(frame.c_str(), names);
+    fake::disarm();
+    EXPECT_EQ(names.size(), 0U);
     pipe.stop();
     pipe.start();
     pipe.deinit();

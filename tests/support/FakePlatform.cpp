@@ -131,6 +131,8 @@ void* lendScratch() {
     return gScratch;
 }
 
+constexpr size_t kLargestAllocation = 1 << 30;
+
 /// Overwrites memory that is new or freed, so that what looks at it notices, as a sanitizer does.
 void* spoil(void* memory) {
     if (!memory || &__asan_region_is_poisoned) return memory;
@@ -151,7 +153,8 @@ using namespace fake;
 extern "C" {
 
 void* __wrap_malloc(size_t size) {
-    void* const memory = fails(Call::allocate, "", size) ? nullptr : __real_malloc(size);
+    const bool isRefused = size > kLargestAllocation || fails(Call::allocate, "", size);
+    void* const memory = isRefused ? nullptr : __real_malloc(size);
     liveAllocations += memory ? 1 : 0;
     return spoil(memory);
 }
