@@ -166,6 +166,12 @@ TEST_F(ToolTest, WhatIsRecordedReplaysByteForByte) {
          "find p -name FCWH* -size 460558c",
          0,
          {"frame: 0", "folder: 0", "FCWH_1_2_641_479_nv21.yuv"}},
+        // Small frames have names in their order, too.
+        {"echo '<dumpconfig><common><tag value=\"KELV_TAG_WB_GAINS\"/></common></dumpconfig>' >c; "
+         "t record p --frames 120 --size 1x1 --config c && ls $(echo p/data/*/*/*/*/*_task_0) | "
+         "sed 's/.*reqID_//' | sort -nc",
+         0,
+         {"120 dumped"}},
         {"t track r total_gain KELV_TAG_STREAM_SIZE.width KELV_TAG_WB_GAINS.blue --csv",
          0,
          {"1,1,2,2,2,1536,64,1.5680001"}},

@@ -24,12 +24,14 @@
 #include <climits>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -229,7 +231,9 @@ private:
         values.set(makeFrameFacts(number, frame.width, frame.height, facts));
         // A frame that is dumped gets a folder, and there is no other sign of it.
         simulation_->currentFramePath.clear();
+        awaitNextMillisecond();
         PipelineSimulation::dumpIfneed(frame);
+        lastFrame_ = millisecond();
         const auto position = static_cast<uint32_t>(number) + 1;
         const std::string failures = log_.takeFailures();
         if (!failures.empty()) {
@@ -246,6 +250,19 @@ private:
         ++recorded_;
         noteSimulated(facts);
         check.checkFrame(frame, position);
+    }
+
+    static std::chrono::system_clock::time_point millisecond() {
+        using std::chrono::system_clock;
+        return std::chrono::floor<std::chrono::milliseconds>(system_clock::now());
+    }
+
+    /// A folder's name has milliseconds, and a replay follows the names: frames of one millisecond,
+    /// which no camera makes, would come in the order of their numbers as texts.
+    void awaitNextMillisecond() const {
+        while (millisecond() == lastFrame_) {
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
     }
 
     void noteSimulated(const ExifFacts& facts) {
@@ -300,6 +317,7 @@ private:
     FindingSummary findings_;
     PipelineSimulation* simulation_ = nullptr;
     std::string task_;
+    std::chrono::system_clock::time_point lastFrame_;  ///< its end, in whole milliseconds
     uint64_t recorded_ = 0;
     uint64_t simulatedExposure_ = 0;
     uint64_t simulatedIso_ = 0;
