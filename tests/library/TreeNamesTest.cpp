@@ -89,22 +89,10 @@ TEST(TreeNames, Read) {
         {"FCPDT_17_0_1_0_exampleTag.bin", "17 0 1 0 exampleTag"},
         {"FCPDT_1_0_2_1_a_b__c_.bin", "1 0 2 1 a_b__c_"},
         {"FCPDT_1_0_2_1_a.b_c.bin", "1 0 2 1 a"},
-        {"FCPDTx.y_1_0_2_1_.", "1 0 2 1 "},
-        {"FCPDT_ 5_+6_\t7x_x8_t.bin", "5 6 7 0 t"},
-        {"FCPDT_5:_6/_\r7_\v8_t.bin", "5 6 7 8 t"},
-        {"FCPDT_\x08"
-         "5_\x0e"
-         "6_!7_/8_t.bin",
-         "0 0 0 0 t"},
-        {"FCPDT_+-5_--6_- 7_0x10_t.bin", "0 0 0 0 t"},
-        {"FCPDT_____t.bin", "0 0 0 0 t"},
-        {"FCPDT_2147483648_-2147483649_-2147483648_99999999999999999999_t.bin",
-         "2147483647 -2147483648 -2147483648 2147483647 t"},
         {"FCWH_17_-1_1920_1080_nv21.yuv", "nv21 image 17 -1 1920 1080 "},
         {"FCWH_17_0_1920_1080_nv12.yuv", "image 17 0 1920 1080 "},
         {"FCWH_17_0_1920_01080_nv21.yuv", "image 17 0 1920 1080 "},
         {"FCWH_17_0_1920_1080_nv21_nv21.yuv", "image 17 0 1920 1080 "},
-        {"_1_-2_3_4_5_6_7.yuv", "image 1 -2 3 4 "},
         {"pipe_1", "pipe 1 "},
         {"pipe_-2147483648", "pipe -2147483648 "},
         {"pipe-2_dumpConfig.xml", "config -2 "},
@@ -113,7 +101,7 @@ TEST(TreeNames, Read) {
     };
     for (const auto& [name, expected] : cases) EXPECT_EQ(meaning(name), expected) << name;
     std::istringstream refused(
-        "FCPD|fCPDT_1_2_3_0_t.bin|FCPDT_1_2_3_t.bin|FCPDT.bin_1_2_3_0_t|yuv||FCWH_1_0_4_2.yuv|"
+        "FCPDT_1_2_3_t.bin|yuv||FCWH_1_0_4_2.yuv|"
         "FCWH_17_0_1920_1080_nv21.YUV|FCWH_1_0_4_2_nv21.yuv2|pipe_01|pipe_+1|pipe_-0|pipe_|pipe_1 |"
         "pipe_2147483648|xpipe_1|pipe_1_dumpConfig.xml|pipe1_dumpConfig.xml~|pipe01_dumpConfig.xml|"
         "2116030514070912_task_0|211603051407091234_task_0|21160305140709123_task_00|"
