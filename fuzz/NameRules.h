@@ -1,7 +1,7 @@
 // The rules for the names of the dump tree once more, written down as the scan that they are.
 #pragma once
 
-#include "fuzz/Target.h"
+#include "fuzz/LibraryTarget.h"
 
 #include <array>
 #include <cstdlib>

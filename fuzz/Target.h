@@ -2,16 +2,17 @@
 // libFuzzer to the one target of a fuzzer; SeedTest gives every target its corpus.
 #pragma once
 
-#include "tests/support/FakeDevice.h"
-
 #include <algorithm>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace fuzz {
 
 struct Target {
     const char* name;
     void (*run)(std::string_view input);
+    void (*finish)();  ///< after the last input
 };
 
 inline std::vector<Target>& targets() {
@@ -23,21 +24,6 @@ inline std::vector<Target>& targets() {
 struct Known {
     explicit Known(const Target& target) { targets().push_back(target); }
 };
-
-/// Runs a target on an input, on a device as new.
-inline void run(const Target& target, std::string_view input) {
-    fake::restart();
-    target.run(input);
-    FAKE_EXPECT(fake::device().openHandles == 0);
-}
-
-/// The object of pipe 1, initialised for `mode`.
-inline PipelineSimulation& simulation(int mode) {
-    static PipelineSimulation& object = *PipelineSimMgr::getPipeSimInstance(1);
-    if (!object.initialised || object.mode != mode) object.init(mode);
-    object.camId = 3;
-    return object;
-}
 
 /// Takes the next line off `text`, without its end.
 inline std::string takeLine(std::string_view& text) {

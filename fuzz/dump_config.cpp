@@ -108,6 +108,6 @@ void run(std::string_view input) {
     if (!list.empty()) dump(object, std::move(list));
 }
 
-const fuzz::Known known({"dump_config", run});
+const fuzz::Known known(fuzz::libraryTarget<run>("dump_config"));
 
 }  // namespace

@@ -253,6 +253,6 @@ void run(std::string_view input) {
     for (const char step : steps + 'd') run.call(step);
 }
 
-const Known known({"frame_folder", run});
+const Known known(libraryTarget<run>("frame_folder"));
 
 }  // namespace

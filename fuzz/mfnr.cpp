@@ -1,7 +1,7 @@
 // The tuning file. The input's first line is the version property, the second the key of a search,
 // the next up to an empty one are the name table's entries, the rest is the file. In entries and
 // file a byte above 127 stands for a run of 'x', four for each step above.
-#include "fuzz/Target.h"
+#include "fuzz/LibraryTarget.h"
 
 #include <array>
 #include <cstring>
@@ -108,6 +108,6 @@ void run(std::string_view text) {
     checkLoad(object);
 }
 
-const Known known({"mfnr", run});
+const Known known(libraryTarget<run>("mfnr"));
 
 }  // namespace

@@ -47,6 +47,6 @@ void run(std::string_view input) {
     }
 }
 
-const fuzz::Known known({"names", run});
+const fuzz::Known known(fuzz::libraryTarget<run>("names"));
 
 }  // namespace

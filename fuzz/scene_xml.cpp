@@ -1,7 +1,7 @@
 // The scene-info record: the input's first line gives the sizes of the two raw files, 0 for none,
 // and the seed of their bytes ("4904 824 7"), the rest is the XML file. What is loaded is dumped
 // and loaded again.
-#include "fuzz/Target.h"
+#include "fuzz/LibraryTarget.h"
 
 #include <pugixml.hpp>
 
@@ -143,6 +143,6 @@ void run(std::string_view input) {
     FAKE_EXPECT(load(object) == normal(record));
 }
 
-const Known known({"scene_xml", run});
+const Known known(libraryTarget<run>("scene_xml"));
 
 }  // namespace

@@ -29,10 +29,9 @@ TEST_P(SeedTest, HoldsTheRules) {
         std::fflush(stdout);
         std::ifstream file(seed, std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-        fuzz::run(GetParam(), bytes);
+        GetParam().run(bytes);
     }
-    PipelineSimMgr::getPipeSimInstance(1)->deinit();
-    fake::checkLeaks();
+    GetParam().finish();
 }
 INSTANTIATE_TEST_SUITE_P(Of, SeedTest, testing::ValuesIn(fuzz::targets()),
                          [](const auto& target) { return target.param.name; });

@@ -1,0 +1,261 @@
+// A damaged tree. The input's lines change a whole one of three frames, then everything in tree/
+// reads it, and a plain look at the files tells whether the check may call it clean. A path begins
+// with D (device root), R (dump root), P (pipe), T (task) or 1 to 3 (frame):
+//   f path bytes   a file of these bytes        s path size   the file gets this size
+//   d path         nothing is there any more    m path path   the first is moved to the second
+//   k path         a folder                     l path text   a symbolic link
+//   q path         a FIFO
+#include "fuzz/Target.h"
+#include "tree/FrameValues.h"
+#include "tree/TreeCheck.h"
+#include "tree/TreePath.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t kMostLines = 12;
+constexpr uint64_t kMostBytes = 1 << 20;  // that are read
+
+void expect(bool holds, const char* what, const std::string& about) {
+    if (holds) return;
+    std::fprintf(stderr, "does not hold: %s: %s\n", what, about.c_str());
+    std::abort();
+}
+
+std::string readFile(const fs::path& path) {
+    std::string text;
+    if (fs::is_regular_file(path)) std::getline(std::ifstream(path), text, '\0');
+    return text;
+}
+
+/// The tree's folder, in memory where there is such a place.
+class Device {
+public:
+    Device() = default;
+    ~Device() { fs::remove_all(root); }
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    void renew() {
+        fs::remove_all(root);
+        fs::create_directories(task);
+        write(tags, tagsText);
+        write(config, configText);
+        for (int frame = 1; frame <= 3; ++frame) {
+            const std::string number = std::to_string(frame);
+            write(frames[frame] / ("FCPDT_" + number + "_0_3_0_FIXED.bin"), "12345678");
+            write(frames[frame] / ("FCPDT_" + number + "_0_3_1_BLOCK.bin"), "a block");
+            write(frames[frame] / ("FCWH_" + number + "_0_4_2_nv21.yuv"), "pixelspixels");
+        }
+    }
+
+    /// The path that a word of the input names; "" where it leads out of the tree.
+    fs::path pathOf(std::string_view word) const {
+        const size_t letter = word.empty() ? word.npos : std::string_view("R123TPD").find(word[0]);
+        if (letter == word.npos || word.find("..") != word.npos) return {};
+        const fs::path& base = frames[letter];
+        return word.size() == 1 ? base : base / fs::path(word.substr(1)).relative_path();
+    }
+
+    static void write(const fs::path& path, std::string_view bytes) {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);  // it may be one that is not to be written through
+        fs::create_directories(path.parent_path(), ignored);
+        std::ofstream(path, std::ios::binary) << bytes;
+    }
+
+    const fs::path root = temporaryFolder();
+    const fs::path dumpRoot = root / "data/vendor/cameraserver/tykdump";
+    const fs::path pipe = dumpRoot / "pipe_1", task = pipe / "21260305140709123_task_0";
+    const fs::path frames[7] = {dumpRoot,
+                                task / "0305140709200_reqID_1_sofID_1",
+                                task / "0305140709233_reqID_2_sofID_2",
+                                task / "0305140709266_reqID_3_sofID_3",
+                                task,
+                                pipe,
+                                root};
+    const fs::path config = dumpRoot / "pipe1_dumpConfig.xml", tags = root / "tags.xml";
+    const std::string configText =
+        "<dumpconfig><common><tag value='FIXED'><pipe>VIDEO_TYPE</pipe><dumpType>0</dumpType></tag>"
+        "<tag value='BLOCK'><pipe>VIDEO_TYPE</pipe><dumpType>1</dumpType></tag></common>"
+        "</dumpconfig>";
+    const std::string tagsText =
+        "<tags><tag id='7' name='FIXED' size='8' kind='fixed'><field name='gain' offset='0' "
+        "type='f32'/></tag><tag id='9' name='BLOCK' size='16' kind='block'/></tags>";
+
+private:
+    static std::string temporaryFolder() {
+        std::string name = fs::exists("/dev/shm") ? "/dev/shm/treeXXXXXX" : "/tmp/treeXXXXXX";
+        expect(mkdtemp(name.data()) != nullptr, "a temporary folder", name);
+        return name;
+    }
+};
+
+/// Whether one line of the input changed anything.
+bool change(const Device& device, std::string_view line) {
+    const auto word = [&line] {
+        const size_t end = std::min(line.find(' '), line.size());
+        const std::string_view taken = line.substr(0, end);
+        line.remove_prefix(std::min(end + 1, line.size()));
+        return taken;
+    };
+    const std::string_view what = word();
+    const fs::path path = device.pathOf(word());
+    if (what.size() != 1 || path.empty() || path.native().size() > 1000) return false;
+    std::error_code error;
+    switch (what[0]) {
+        case 'f':
+            device.write(path, line);
+            return true;
+        case 's':
+            if (!fs::is_regular_file(path, error)) return false;
+            fs::resize_file(path, std::strtoul(std::string(line).c_str(), nullptr, 10), error);
+            return true;
+        case 'd':
+            fs::remove_all(path, error);
+            return true;
+        case 'm':
+            fs::rename(path, device.pathOf(word()), error);
+            return true;
+        case 'k':
+            fs::create_directory(path, error);
+            return true;
+        case 'q':
+            mkfifo(path.c_str(), 0600);
+            return true;
+        case 'l':
+            // Not out of the tree, but for a device that never ends.
+            if (line != "/dev/zero" && (line.find("..") != line.npos || line.substr(0, 1) == "/")) {
+                return false;
+            }
+            fs::create_symlink(line, path, error);
+            return true;
+        default:
+            return false;
+    }
+}
+
+/// Whether a frame folder holds what the configuration asks for, and nothing but frame files.
+bool isWholeFrame(const fs::path& folder) {
+    static const std::regex param("FCPDT_(-?\\d+)_-?\\d+_-?\\d+_([01])_(FIXED|BLOCK)\\.bin");
+    static const std::regex image("FCWH_(-?\\d+)_-?\\d+_(\\d{1,9})_(\\d{1,9})_nv21\\.yuv");
+    static const std::regex name("\\d{13}_reqID_-?\\d+_sofID_(-?\\d+)");
+    std::smatch match;
+    const std::string folderName = folder.filename();
+    if (!std::regex_match(folderName, match, name)) return false;
+    const std::string sof = match[1];
+    int fixed = 0, blocks = 0, images = 0;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const std::string file = entry.path().filename();
+        if (entry.symlink_status().type() != fs::file_type::regular) return false;
+        const uintmax_t size = entry.file_size();
+        if (std::regex_match(file, match, param)) {
+            const bool isFixed = match[2] == "0";
+            if (match[1] != sof || size == 0 || isFixed != (match[3] == "FIXED")) return false;
+            if (isFixed && size != 8) return false;
+            ++(isFixed ? fixed : blocks);
+        } else if (std::regex_match(file, match, image)) {
+            const uintmax_t pixels = std::stoull(match[2]) * std::stoull(match[3]);
+            if (match[1] != sof || size == 0 || size != pixels * 3 / 2) return false;
+            ++images;
+        } else if (file != "iSceneInfo.xml" && file.find("ISCENE_CAP_INFO_") != 0) {
+            return false;
+        }
+    }
+    return fixed > 0 && blocks > 0 && images == 1;
+}
+
+/// Whether every entry of a tree is one that belongs there, and every frame whole.
+bool isWhole(const Device& device) {
+    static const std::regex pipe("pipe_(0|-?[1-9]\\d*)"), config("pipe-?\\d+_dumpConfig\\.xml");
+    static const std::regex task("\\d{17}_task_-?\\d+");
+    size_t frames = 0;
+    for (const auto& entry : fs::directory_iterator(device.dumpRoot)) {
+        const std::string name = entry.path().filename();
+        if (std::regex_match(name, config)) continue;
+        if (!std::regex_match(name, pipe) || entry.is_symlink()) return false;
+        for (const auto& inPipe : fs::directory_iterator(entry)) {
+            const std::string inPipeName = inPipe.path().filename();
+            if (inPipe.is_symlink()) return false;
+            if (inPipe.is_regular_file() && inPipeName.find("mfnr") != inPipeName.npos) continue;
+            if (!inPipe.is_directory()) return false;
+            if (!std::regex_match(inPipeName, task)) {
+                if (!isWholeFrame(inPipe)) return false;
+                ++frames;
+                continue;
+            }
+            for (const auto& frame : fs::directory_iterator(inPipe)) {
+                if (frame.is_symlink() || !frame.is_directory()) return false;
+                if (!isWholeFrame(frame)) return false;
+                ++frames;
+            }
+        }
+    }
+    return frames > 0;
+}
+
+class Lines : public tyktree::FindingSink {
+public:
+    void add(const tyktree::Finding& finding) override {
+        text += std::string(ruleOf(finding.rule).name) + ": " + toLine(finding) + "\n";
+    }
+    std::string text;
+};
+
+void readEverything(const tyktree::TreeIndex& index, const tyktree::TagCatalog& catalog) {
+    std::vector<tyktree::ValueName> names;
+    for (const char* const name : {"FIXED", "FIXED.gain", "BLOCK", "total_gain"}) {
+        names.push_back(resolveName(name, catalog, {"FIXED", "BLOCK"}));
+    }
+    tyktree::FrameValueReader reader(names);
+    for (const tyktree::FrameRef& frame : select(index, {})) reader.read(frame.path());
+}
+
+void read(const Device& device, const std::string& input, bool isChanged) {
+    const auto index = tyktree::TreeIndex::read(tyktree::resolveTree(device.root));
+    const auto catalog = tyktree::TagCatalog::find(index, "");
+    Lines lines;
+    const auto totals = checkTree(index, {}, catalog, {}, lines);
+    expect(isChanged || lines.text.empty(), "a whole tree is clean", lines.text);
+    const bool isKnown =
+        readFile(device.config) == device.configText && readFile(device.tags) == device.tagsText;
+    if (lines.text.empty() && isKnown) expect(isWhole(device), "a clean tree is whole", input);
+    if (totals.bytes < kMostBytes && input.size() % 4 == 1) {  // it takes most of a run
+        Lines deep;
+        tyktree::CheckOptions options;
+        options.deep = true;
+        options.jobs = input.size() % 32 == 1 ? 3 : 1;
+        checkTree(index, {}, catalog, options, deep);
+        expect(deep.text.size() >= lines.text.size(), "a deep check finds no less", deep.text);
+    }
+    if (totals.bytes < kMostBytes) readEverything(index, catalog);
+    checkConfig(device.config, catalog, lines);
+}
+
+void run(std::string_view input) {
+    static Device device;
+    device.renew();
+    bool isChanged = false;
+    const std::string all(input);
+    for (size_t i = 0; i < kMostLines && !input.empty(); ++i) {
+        if (change(device, fuzz::takeLine(input))) isChanged = true;
+    }
+    try {
+        read(device, all, isChanged);
+    } catch (const std::runtime_error& error) {  // no tree, no tag table, no such name
+        expect(isChanged, "a whole tree can be read", error.what());
+    }
+}
+
+const fuzz::Known known({"tree", run, [] {}});
+
+}  // namespace
