@@ -53,12 +53,10 @@ DumpList expectedList(PipelineSimulation& object, std::string_view input) {
     return list;
 }
 
-/// Whether an entry that calls a tag by its kind has left its file, whole and with its value.
+/// Whether an entry that calls a tag by its kind has left its file, whole and with its value, and
+/// one of no tag or of another dump type none.
 void checkEntry(const std::string& folder, const std::string& name,
                 const PipelineSimulation::tagInfo& info) {
-    const fake::Tag* const tag = fake::findTag(info.tag);
-    if (!tag || tag->block != (info.dumpType == 1) || info.dumpType < 0 || info.dumpType > 1)
-        return;
     const uint32_t camera = info.camId == UINT32_MAX ? kCamera : info.camId;
     const uint32_t sof = info.sofId == UINT32_MAX ? kSof : info.sofId;
     std::string path = folder + "FCPDT";
@@ -67,6 +65,12 @@ void checkEntry(const std::string& folder, const std::string& name,
         path += "_" + std::to_string(number);
     }
     const fake::File* const file = fake::findFile(path + "_" + name + ".bin");
+    const fake::Tag* const tag = fake::findTag(info.tag);
+    if (!tag || info.dumpType < 0 || info.dumpType > 1) {
+        FAKE_EXPECT(!file);
+        return;
+    }
+    if (tag->block != (info.dumpType == 1)) return;
     FAKE_EXPECT((file == nullptr) == (tag->size < 0 || tag->size > 512000));
     if (!file) return;
     FAKE_EXPECT(file->size == tag->size);
