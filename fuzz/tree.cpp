@@ -10,11 +10,14 @@
 #include "tree/TreeCheck.h"
 #include "tree/TreePath.h"
 
+#include <climits>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
+#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -144,28 +147,27 @@ bool change(const Device& device, std::string_view line) {
     }
 }
 
-/// Whether a frame folder holds what the configuration asks for, and nothing but frame files.
-bool isWholeFrame(const fs::path& folder) {
-    static const std::regex param("FCPDT_(-?\\d+)_-?\\d+_-?\\d+_([01])_(FIXED|BLOCK)\\.bin");
-    static const std::regex image("FCWH_(-?\\d+)_-?\\d+_(\\d{1,9})_(\\d{1,9})_nv21\\.yuv");
-    static const std::regex name("\\d{13}_reqID_-?\\d+_sofID_(-?\\d+)");
+const std::string kNumber = "(0|-?[1-9]\\d{0,9})";
+
+/// Whether a frame folder holds what the configuration asks for, of that sof id, and nothing but
+/// frame files.
+bool isWholeFrame(const fs::path& folder, const std::string& sof) {
+    const std::string ids = sof + "_" + kNumber + "_";
+    const std::regex param("FCPDT_" + ids + kNumber + "_([01])_(FIXED|BLOCK)\\.bin");
+    const std::regex image("FCWH_" + ids + "([1-9]\\d{0,8})_([1-9]\\d{0,8})_nv21\\.yuv");
     std::smatch match;
-    const std::string folderName = folder.filename();
-    if (!std::regex_match(folderName, match, name)) return false;
-    const std::string sof = match[1];
     int fixed = 0, blocks = 0, images = 0;
     for (const auto& entry : fs::directory_iterator(folder)) {
         const std::string file = entry.path().filename();
         if (entry.symlink_status().type() != fs::file_type::regular) return false;
         const uintmax_t size = entry.file_size();
         if (std::regex_match(file, match, param)) {
-            const bool isFixed = match[2] == "0";
-            if (match[1] != sof || size == 0 || isFixed != (match[3] == "FIXED")) return false;
-            if (isFixed && size != 8) return false;
+            const bool isFixed = match[3] == "0";
+            if (isFixed != (match[4] == "FIXED")) return false;
+            if (isFixed ? size != 8 : size == 0 || size > INT32_MAX) return false;
             ++(isFixed ? fixed : blocks);
         } else if (std::regex_match(file, match, image)) {
-            const uintmax_t pixels = std::stoull(match[2]) * std::stoull(match[3]);
-            if (match[1] != sof || size == 0 || size != pixels * 3 / 2) return false;
+            if (size != std::stoull(match[2]) * std::stoull(match[3]) * 3 / 2) return false;
             ++images;
         } else if (file != "iSceneInfo.xml" && file.find("ISCENE_CAP_INFO_") != 0) {
             return false;
@@ -174,31 +176,55 @@ bool isWholeFrame(const fs::path& folder) {
     return fixed > 0 && blocks > 0 && images == 1;
 }
 
+/// Whether the frames of a task are whole, each with ids of its own, and do not go back.
+bool areWholeFrames(const std::set<fs::path>& folders) {
+    static const std::regex name("(\\d{13})_reqID_" + kNumber + "_sofID_" + kNumber);
+    std::set<std::pair<std::string, std::string>> ids;
+    std::string lastTime;
+    long last = LONG_MIN;
+    for (const fs::path& folder : folders) {
+        const std::string text = folder.filename();
+        std::smatch match;
+        if (!std::regex_match(text, match, name)) return false;
+        const long request = std::stol(match[2]);
+        if (request < last && match[1] != lastTime) return false;
+        if (!ids.insert({match[2], match[3]}).second) return false;
+        if (!isWholeFrame(folder, match[3])) return false;
+        last = request;
+        lastTime = match[1];
+    }
+    return true;
+}
+
 /// Whether every entry of a tree is one that belongs there, and every frame whole.
 bool isWhole(const Device& device) {
-    static const std::regex pipe("pipe_(0|-?[1-9]\\d*)"), config("pipe-?\\d+_dumpConfig\\.xml");
-    static const std::regex task("\\d{17}_task_-?\\d+");
+    static const std::regex pipe("pipe_" + kNumber), config("pipe" + kNumber + "_dumpConfig\\.xml");
+    static const std::regex task("\\d{17}_task_" + kNumber);
     size_t frames = 0;
     for (const auto& entry : fs::directory_iterator(device.dumpRoot)) {
         const std::string name = entry.path().filename();
         if (std::regex_match(name, config)) continue;
         if (!std::regex_match(name, pipe) || entry.is_symlink()) return false;
+        std::set<fs::path> ofPipe;
         for (const auto& inPipe : fs::directory_iterator(entry)) {
             const std::string inPipeName = inPipe.path().filename();
             if (inPipe.is_symlink()) return false;
             if (inPipe.is_regular_file() && inPipeName.find("mfnr") != inPipeName.npos) continue;
             if (!inPipe.is_directory()) return false;
             if (!std::regex_match(inPipeName, task)) {
-                if (!isWholeFrame(inPipe)) return false;
-                ++frames;
+                ofPipe.insert(inPipe);
                 continue;
             }
+            std::set<fs::path> ofTask;
             for (const auto& frame : fs::directory_iterator(inPipe)) {
                 if (frame.is_symlink() || !frame.is_directory()) return false;
-                if (!isWholeFrame(frame)) return false;
-                ++frames;
+                ofTask.insert(frame);
             }
+            if (!areWholeFrames(ofTask)) return false;
+            frames += ofTask.size();
         }
+        if (!areWholeFrames(ofPipe)) return false;
+        frames += ofPipe.size();
     }
     return frames > 0;
 }

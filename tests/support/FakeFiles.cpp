@@ -120,6 +120,7 @@ int openOnDevice(const Handle* folder, const char* name, int flags) {
     if (fails(Call::open, name)) return -1;
     const Outside outside;
     FAKE_EXPECT(flags & O_CLOEXEC);  // the camera server starts other programs
+    FAKE_EXPECT(flags & (O_NOCTTY | O_DIRECTORY | O_PATH));  // a terminal must not become its own
     const std::string path = folder ? *folder->path + "/" + name : name;
     auto found = device().files.find(path);
     const bool isNew = found == device().files.end();
