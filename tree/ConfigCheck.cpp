@@ -144,11 +144,10 @@ void ConfigChecker::checkName(const ConfigEntry& entry) {
             std::string("the tag's name in the attribute ") + entry.attribute, found);
         return;
     }
-    if (catalog_.byName(entry.tagName)) return;
+    if (catalog_.path().empty() || catalog_.byName(entry.tagName)) return;
     const std::vector<std::string> nearest = catalog_.nearest(entry.tagName);
-    add(RuleId::kConfigTag, entry.element,
-        catalog_.path().empty() ? "a tag of the table" : "a tag of " + catalog_.path(),
-        quoted(entry.tagName), nearest.empty() ? "" : "The nearest are " + joined(nearest) + ".");
+    add(RuleId::kConfigTag, entry.element, "a tag of " + catalog_.path(), quoted(entry.tagName),
+        nearest.empty() ? "" : "The nearest are " + joined(nearest) + ".");
 }
 
 void ConfigChecker::checkPipe(const ConfigEntry& entry) {

@@ -37,6 +37,7 @@ CheckTotals checkTree(const TreeIndex& index, const FrameSelection& selection,
                       const TagCatalog& catalog, const CheckOptions& options, FindingSink& sink);
 
 /// Checks a dump configuration before it is pushed to a device, and says what a frame will cost.
+/// `catalog` may be empty: then names, kinds and sizes are no finding.
 struct ConfigCost {
     uint64_t files = 0;
     uint64_t bytes = 0;   ///< of fixed-size values and the usual blocks; images come on top

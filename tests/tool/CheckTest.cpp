@@ -250,7 +250,7 @@ TEST_F(CheckTest, Configurations) {
     };
     const std::string whole = "<pipe>VIDEO_TYPE</pipe><dumpType>0</dumpType>";
     struct Case {
-        std::string text, rules, says;
+        std::string text, rules, says, tags = "--tags t.xml";
     };
     const Case cases[] = {
         {tag(whole), "", "one frame: 1 file, 16 B;"},
@@ -282,13 +282,15 @@ TEST_F(CheckTest, Configurations) {
         {"<dumpconfig><pipeline><node name='n'><tag name='KELV_TAG_ISCENE_INFO'><pipe>"
          "SNAPSHOT_TYPE</pipe><dumpType>0</dumpType></tag></node></pipeline></dumpconfig>",
          "", "one frame: 4 files, 14.2 kB, the scene record's among them"},
+        // What is not looked at is no finding.
+        {tag(whole, "value='NOBODY'"), "", "clean; without --tags", ""},
     };
     shell(
         "sed 's,</tags>,<tag id=\"9\" name=\"LARGE\" size=\"512001\" kind=\"fixed\"/></tags>,' "
         "base/tags.xml > t.xml");
     for (const Case& one : cases) {
         std::ofstream(root_ + "/config.xml") << one.text;
-        const Result result = shell(TYKSIM_COMMAND " check config.xml --tags t.xml 2>&1");
+        const Result result = shell(TYKSIM_COMMAND " check config.xml " + one.tags + " 2>&1");
         EXPECT_EQ(rulesIn(result.out), one.rules) << one.text << result.out;
         EXPECT_NE(result.out.find(one.says), std::string::npos) << one.says << "\n" << result.out;
         EXPECT_EQ(result.status, one.rules.empty() ? 0 : 3);
