@@ -1,4 +1,4 @@
-// A dump configuration before it is pushed to a device, where its mistakes are silent.
+// A dump configuration: in a tree, and before it is pushed to a device, where mistakes are silent.
 #include "core/DumpConfigXml.h"
 #include "core/Limits.h"
 #include "core/PipeTypes.h"
@@ -12,6 +12,7 @@
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <tuple>
 
@@ -37,15 +38,16 @@ std::string joined(const std::vector<std::string>& names) {
 
 class ConfigChecker {
 public:
-    ConfigChecker(const std::string& path, const TagCatalog& catalog, FindingSink& sink)
-        : path_(path), catalog_(catalog), sink_(sink) {}
+    ConfigChecker(const DumpConfigFile& file, const std::string& path, std::optional<int> pipe,
+                  const TagCatalog& catalog, FindingSink& sink)
+        : file_(file), path_(path), pipe_(pipe), catalog_(catalog), sink_(sink) {}
 
     ConfigCost check();
 
 private:
     void add(RuleId rule, pugi::xml_node where, std::string expected, std::string found,
              std::string hint = "");
-    bool read();
+    bool checkRoot();
     void checkSections();
     void checkSkipped(pugi::xml_node parent, const char* first);
     void checkEntry(const ConfigEntry& entry);
@@ -57,10 +59,11 @@ private:
     bool checkRepeated(const ConfigEntry& entry);
     void addCost(const ConfigEntry& entry, const TagEntry& tag);
 
+    const DumpConfigFile& file_;
     const std::string& path_;
+    const std::optional<int> pipe_;  ///< whose configuration lies in a tree, beside its folder
     const TagCatalog& catalog_;
     FindingSink& sink_;
-    DumpConfigFile file_;
     ConfigCost cost_;
     std::map<std::tuple<std::string, int, int, int, int>, size_t> lines_;  ///< of files, by name
 };
@@ -71,15 +74,15 @@ void ConfigChecker::add(RuleId rule, pugi::xml_node where, std::string expected,
     if (where) {
         found = "line " + std::to_string(file_.lineAt(where.offset_debug())) + ": " + found;
     }
-    sink_.add({rule, path_, {}, std::move(expected), std::move(found), "", std::move(hint)});
+    sink_.add(
+        {rule, path_, {pipe_, 0, 0}, std::move(expected), std::move(found), "", std::move(hint)});
 }
 
-bool ConfigChecker::read() {
-    readDumpConfig(path_, file_);
+bool ConfigChecker::checkRoot() {
     if (!file_.parsed) {
         sink_.add({RuleId::kConfigXml,
                    path_,
-                   {},
+                   {pipe_, 0, 0},
                    "a dump configuration in XML",
                    "none",
                    file_.problem,
@@ -114,7 +117,8 @@ void ConfigChecker::checkSections() {
         add(RuleId::kConfigElement, node, "common and pipeline, each once", quoted(name),
             "It is not read.");
     }
-    if (seen.empty()) {
+    // A tree's frames may well be images alone.
+    if (seen.empty() && !pipe_) {
         add(RuleId::kConfigRoot, file_.root, "the sections common or pipeline", "neither");
     }
     checkSkipped(file_.root.child(kConfigCommonName), kConfigTagName);
@@ -127,7 +131,7 @@ void ConfigChecker::checkSections() {
         }
         checkSkipped(node, kConfigTagName);
     });
-    if (file_.entries.empty() && !seen.empty()) {
+    if (file_.entries.empty() && !seen.empty() && !pipe_) {
         add(RuleId::kConfigRoot, file_.root, "entries", "none");
     }
 }
@@ -266,7 +270,7 @@ void ConfigChecker::checkEntry(const ConfigEntry& entry) {
 }
 
 ConfigCost ConfigChecker::check() {
-    if (!read()) return cost_;
+    if (!checkRoot()) return cost_;
     checkSections();
     for (const ConfigEntry& entry : file_.entries) checkEntry(entry);
     if (cost_.scene) {
@@ -281,7 +285,14 @@ ConfigCost ConfigChecker::check() {
 }  // namespace
 
 ConfigCost checkConfig(const std::string& path, const TagCatalog& catalog, FindingSink& sink) {
-    return ConfigChecker(path, catalog, sink).check();
+    DumpConfigFile file;
+    readDumpConfig(path, file);
+    return ConfigChecker(file, path, std::nullopt, catalog, sink).check();
+}
+
+void checkConfig(const DumpConfigFile& file, const std::string& path, int pipe,
+                 const TagCatalog& catalog, FindingSink& sink) {
+    ConfigChecker(file, path, pipe, catalog, sink).check();
 }
 
 }  // namespace tyktree

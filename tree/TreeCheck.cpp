@@ -93,12 +93,7 @@ void TreeChecker::readConfig(const PipeEntry& pipe, DumpConfigFile& config) {
         return;
     }
     readDumpConfig(pipe.configPath, config);
-    if (!config.parsed) {
-        add(RuleId::kConfigXml, pipe.configPath, pipe.id, "a dump configuration", "none",
-            config.problem);
-    } else if (!config.root) {
-        add(RuleId::kConfigRoot, pipe.configPath, pipe.id, "the element dumpconfig", "none");
-    }
+    checkConfig(config, pipe.configPath, *pipe.id, catalog_, sink_);
 }
 
 void TreeChecker::checkPipe(const PipeEntry& pipe) {

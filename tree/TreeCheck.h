@@ -11,6 +11,8 @@
 
 namespace tyktree {
 
+struct DumpConfigFile;
+
 struct CheckOptions {
     bool deep = false;  ///< read contents: unreadable sectors, images of one single value
     bool scene = true;  ///< read the scene record's files
@@ -46,5 +48,9 @@ struct ConfigCost {
     uint64_t blocks = 0;  ///< files whose size is only the usual one, of tags of kind block
 };
 ConfigCost checkConfig(const std::string& path, const TagCatalog& catalog, FindingSink& sink);
+
+/// Checks the configuration of `pipe` that was read of a tree; it may have no entries there.
+void checkConfig(const DumpConfigFile& file, const std::string& path, int pipe,
+                 const TagCatalog& catalog, FindingSink& sink);
 
 }  // namespace tyktree

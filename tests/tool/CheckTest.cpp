@@ -180,6 +180,11 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"echo '<a' > $R/pipe1_dumpConfig.xml", "config-xml"},
         {"echo '<a/>' > $R/pipe1_dumpConfig.xml", "config-root"},
         {"rm $R/pipe1*; ln -s /dev/zero $R/pipe1_dumpConfig.xml", "config-xml"},
+        // The configuration has to be one, but frames of images alone are whole.
+        {"echo '<dumpconfig/>' > $R/pipe1_dumpConfig.xml", ""},
+        {"echo '<dumpconfig><common/></dumpconfig>' > $R/pipe1_dumpConfig.xml", ""},
+        {"sed -i 's/_WB_GAINS/_WBGAINS/; 0,/>0</s//>2</' $R/pipe1*", "config-dump-type config-tag"},
+        {"sed -i s/_WB_GAINS/_WBGAINS/ $R/pipe1*; rm $R/../../../../tags.xml", "parameter-missing"},
     });
     const std::string grey = "head -c 192 /dev/zero | tr '\\0' x > $F2/$I";
     EXPECT_EQ(rulesIn(checkDamaged(grey).out), "");
