@@ -182,7 +182,7 @@ void IndexReader::readLoosePipe() {
         }
     }
     if (frames) addTask(pipe, path_.dumpRoot, true);
-    for (const std::string& task : tasks) addTask(pipe, path_.dumpRoot + "/" + task, false);
+    for (const std::string& task : tasks) addTask(pipe, task, false);
     if (!pipe.tasks.empty()) pipes.push_back(std::move(pipe));
 }
 

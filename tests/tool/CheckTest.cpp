@@ -112,6 +112,10 @@ TEST_F(CheckTest, Frames) {
         {"mv $K $P/odd", "task-name"},
         {"mv $P $R/pipe_01", "foreign-folder no-frames"},
         {"mv $P $R/../p; ln -s ../p $P", "linked-folder"},
+        // Frames right in the pipe's folder, tasks and frames right in the dump root.
+        {"mv $K/* $P; rmdir $K; rm $P/$F2/$G; touch $P/f", "foreign-file parameter-missing"},
+        {"cp -r $F2 $R; rm $R/$F2/FCWH*; mv $K $R; rm $R/*_task_0/$F3/FCWH*",
+         "no-frames image-missing image-missing"},
         {"mkdir $R/x $P/y $F2/z; touch $R/f $P/g h $F2/i",
          "foreign-file foreign-folder foreign-file foreign-folder foreign-file foreign-file "
          "foreign-folder"},
