@@ -44,6 +44,8 @@ private:
     void takeFrame(TaskSummary& summary, const FrameEntry& frame, const FrameJob& job,
                    std::map<int, Geometry>& geometries);
     void noteTuning(const TaskStatistics& statistics);
+    void checkTuningCopy(const std::string& path, std::optional<int> pipe, bool regular,
+                         uint64_t bytes);
     void checkTuningCopies();
     bool interrupted() const { return options_.interrupted && options_.interrupted(); }
 
@@ -54,7 +56,8 @@ private:
     FindingSink& sink_;
     CheckTotals totals_;
     uint64_t frameCount_ = 0;
-    bool tuningDumped_ = false;  ///< a frame carries the table of tuning files
+    bool tuningDumped_ = false;   ///< a frame carries the table of tuning files
+    bool tuningChecked_ = false;  ///< the copies for it were looked at
     bool stopped_ = false;
 };
 
@@ -108,12 +111,17 @@ void TreeChecker::checkPipe(const PipeEntry& pipe) {
         if (selection_.picks(pipe, task) && !stopped_) checkFrames(pipe, task, config);
     }
     for (const SideFile& copy : pipe.tuningCopies) {
-        const std::string path = pipe.path + "/" + copy.name;
-        if (!copy.regular) {
-            add(RuleId::kFileKind, path, pipe.id, "a copy of a tuning file", "no regular file");
-        } else if (copy.bytes == 0) {
-            add(RuleId::kTuningCopyEmpty, path, pipe.id, "a copy of a tuning file", "no bytes");
-        }
+        checkTuningCopy(pipe.path + "/" + copy.name, pipe.id, copy.regular, copy.bytes);
+    }
+    tuningChecked_ = tuningChecked_ || (pipe.id == kMfnrCopyPipe && !pipe.tuningCopies.empty());
+}
+
+void TreeChecker::checkTuningCopy(const std::string& path, std::optional<int> pipe, bool regular,
+                                  uint64_t bytes) {
+    if (!regular) {
+        add(RuleId::kFileKind, path, pipe, "a copy of a tuning file", "no regular file");
+    } else if (bytes == 0) {
+        add(RuleId::kTuningCopyEmpty, path, pipe, "a copy of a tuning file", "no bytes");
     }
 }
 
@@ -191,7 +199,7 @@ void TreeChecker::noteTuning(const TaskStatistics& statistics) {
     }
 }
 
-/// There is one copy for all pipes, in the folder of one of them.
+/// There is one copy for all pipes, in the folder of one of them, which need not have frames.
 void TreeChecker::checkTuningCopies() {
     const TreePath& path = index_.path();
     if (!tuningDumped_ || path.dumpRoot.empty()) return;
@@ -199,9 +207,18 @@ void TreeChecker::checkTuningCopies() {
     FolderReader reader(folder.c_str());
     std::string_view name;
     unsigned char type = DT_UNKNOWN;
+    bool found = false;
     while (reader.next(name, type)) {
-        if (type != DT_DIR && name.find(kMfnrCopyMark) != std::string_view::npos) return;
+        if (type == DT_DIR || name.find(kMfnrCopyMark) == std::string_view::npos) continue;
+        found = true;
+        if (tuningChecked_) continue;
+        FileEntry copy;
+        std::string copyPath = folder;
+        copyPath.append("/").append(name);
+        reader.examine(copyPath.c_str() + folder.size() + 1, type, copy);
+        checkTuningCopy(copyPath, kMfnrCopyPipe, copy.regular(), copy.bytes);
     }
+    if (found) return;
     add(RuleId::kTuningCopyMissing, folder, kMfnrCopyPipe, "a copy of the tuning file", "none",
         reader.error() != 0 ? systemReason(reader.error()) : "");
 }

@@ -61,7 +61,7 @@ private:
 
     void readDumpRoot();
     void readRootEntry(const Entry& entry, std::map<int, std::string>& found, bool& loose);
-    void readPipe(const std::string& path, std::optional<int> id);
+    void readPipe(const std::string& path, std::optional<int> id, bool alone);
     void readLoosePipe();
     void readPipeEntry(PipeEntry& pipe, const Entry& entry, std::vector<std::string>& tasks,
                        bool& holdsFramesItself);
@@ -120,7 +120,7 @@ void IndexReader::readDumpRoot() {
     }
     if (loose && !wanted_) readLoosePipe();
     for (const auto& [id, path] : found) {
-        if (!wanted_ || id == *wanted_) readPipe(path, id);
+        if (!wanted_ || id == *wanted_) readPipe(path, id, wanted_ || found.size() == 1);
     }
     if (pipes.empty()) add(RuleId::kNoFrames, path_.dumpRoot, {}, "pipe folders", "none");
 }
@@ -148,7 +148,8 @@ void IndexReader::readRootEntry(const Entry& entry, std::map<int, std::string>& 
     }
 }
 
-void IndexReader::readPipe(const std::string& path, std::optional<int> id) {
+/// `alone`: no other pipe is looked at.
+void IndexReader::readPipe(const std::string& path, std::optional<int> id, bool alone) {
     PipeEntry pipe;
     pipe.id = id;
     pipe.path = path;
@@ -163,7 +164,9 @@ void IndexReader::readPipe(const std::string& path, std::optional<int> id) {
     for (const Entry& entry : entries) readPipeEntry(pipe, entry, tasks, holdsFramesItself);
     if (holdsFramesItself) addTask(pipe, path, true);
     for (const std::string& task : tasks) addTask(pipe, task, false);
-    if (listed && pipe.tasks.empty()) {
+    // The tuning copy of all pipes makes a folder for a pipe that was never recorded.
+    const bool onlyCopies = !alone && pipe.configPath.empty() && !pipe.tuningCopies.empty();
+    if (listed && pipe.tasks.empty() && !onlyCopies) {
         add(RuleId::kNoFrames, path, {id, 0, 0}, "task folders", "none");
     }
     pipes.push_back(std::move(pipe));
@@ -332,7 +335,7 @@ void IndexReader::read() {
     if (!inside) {
         readDumpRoot();
     } else if (path_.kind == Kind::kPipe) {
-        readPipe(path_.path, path_.pipe);
+        readPipe(path_.path, path_.pipe, true);
     } else {
         readInside();
     }

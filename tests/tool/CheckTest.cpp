@@ -172,6 +172,15 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"mv $F2/$I $F2/FCWH_2_0_8_16_nv21.yuv", "image-size-varies image-size-varies"},
         {"rm $P/mfnr*", "tuning-copy-missing"},
         {": > $P/mfnr5.2.xml", "tuning-copy-empty"},
+        {"rm $P/mfnr*; ln -s nowhere $P/mfnr5.2.xml", "file-kind"},
+        {"rm $P/mfnr*; mkdir $P/mfnr5.2.xml", "foreign-folder tuning-copy-missing"},
+        // Frames of another pipe have their copy in the same folder.
+        {"mkdir $R/pipe_3; mv $K $R/pipe_3; mv $R/pipe1* $R/pipe3_dumpConfig.xml", ""},
+        {"mkdir $R/pipe_3; mv $K $R/pipe_3; mv $R/pipe1* $R/pipe3_dumpConfig.xml; : > "
+         "$P/mfnr5.2.xml",
+         "tuning-copy-empty"},
+        {"mkdir $R/pipe_3; cp -r $K $R/pipe_3; rm -r $K", "no-frames config-missing"},
+        {"rm -r $K $R/pipe1*", "no-frames"},
         {"echo '<a' > $F2/iSceneInfo.xml", "scene-xml"},
         {"rm $F2/iSceneInfo.xml", "scene-file-missing"},
         {"rm $F2/iScene* $F2/*ISCENE*", "parameter-missing scene-file-missing"},
@@ -228,6 +237,33 @@ TEST_F(CheckTest, WhatMayNotBeRead) {
                  {"chmod 0 $P", "folder-unlisted"},
                  {"chmod 0 $R", "folder-unlisted no-frames"}},
                 user);
+}
+
+TEST_F(CheckTest, PartsOfATree) {
+    const std::string task = "c/data/vendor/cameraserver/tykdump/pipe_1/*_task_0";
+    struct Case {
+        const char* script;
+        std::string arguments;
+        const char* rules;
+    };
+    const Case cases[] = {
+        {": > $P/mfnr5.2.xml; rm $F2/FCWH*; truncate -s 3 $F3/*GAINS*", task,
+         "parameter-size image-missing tuning-copy-empty"},
+        {"rm $F2/FCWH* $F4/*GAINS*; touch h", task + "/*_reqID_2_*", "image-missing"},
+        // A frame by itself is the last of nothing.
+        {"rm $F4/FCWH*", task + "/*_reqID_4_*", "image-missing"},
+        {"rm $F4/FCWH*", "c --frames ..3", ""},
+        {"rm $F4/FCWH*", "c --frames 4", "image-missing"},
+        {"mv $F3 ${F3%2}9; rm $F2/FCWH*", "c --requests 2 --sofs 2", "image-missing"},
+        {"cp -r $P $R/pipe_2; touch $R/pipe_2/x; mv $F3 ${F3%_req*}_3", "c --pipe 2",
+         "foreign-file config-missing"},
+        {"cp -r $K $P/10000101000000000_task_0; rm $F2/FCWH*", "c --task 2", "image-missing"},
+    };
+    for (const Case& one : cases) {
+        checkDamaged(one.script);
+        const Result result = shell(TYKSIM_COMMAND " check " + one.arguments + " 2>&1");
+        EXPECT_EQ(rulesIn(result.out), one.rules) << one.script << "\n" << result.out;
+    }
 }
 
 class Rules : public tyktree::FindingSink {
