@@ -153,6 +153,10 @@ TEST_F(CheckTest, Parameters) {
         {"cp $F2/$G $F2/FCPDT_2_0_1_0_KELV_TAG_WB_GAIN.bin", "parameter-unknown-tag"},
         {"touch \"$F2/$(printf 'FCPDT_2_0_1_0_\\033]0;x\\007\\n\\377.bin')\"",
          "parameter-empty parameter-unknown-tag"},
+        // Cameras take turns: what is missing is missed once.
+        {"for f in $F2 $F4; do cd $f; for x in FC*; do mv $x ${x%%_0_*}_3_${x#*_0_}; done; cd ..; "
+         "done; rm $F2/*GAINS*",
+         "parameter-missing"},
         {"rm $F2/$G; mkfifo $F2/$G", "file-kind"},
         {"rm $F2/$G; mkdir $F2/$G", "file-kind"},
         {"rm $F2/$G; ln -s /dev/zero $F2/$G", "file-kind"},
