@@ -302,6 +302,11 @@ TEST_F(ToolTest, CopiesTakeAndSetWhatIsAskedFor) {
          3,
          {"frame 3: total_gain: 2048 -> 301", "1,1,1,2,2,100,2.5\n1,1,2,3,3,301,2.5\n", "frame: 0",
           "folder: 0", "threeA_info/ae_info/total_gain", "only in A"}},
+        // An element that is not to be compared is none of those that differ, under no name.
+        {"t copy r -o p --set KELV_TAG_WB_GAINS.gains[0]=7 --set KELV_TAG_WB_GAINS.gains[2]=8; "
+         "t diff r p --ignore KELV_TAG_WB_GAINS.gains[0]",
+         3,
+         {"2 bytes differ, the first is at 10", "gains[2]: 1 -> 8", "!    gains[0]", "!    red"}},
         {"t copy r -o p --tags '*GAIN*' --no-images && t check p && find p -name '*.bin' | wc -l",
          0,
          {"3 frames, 3 files", "clean", "\n3\n"}},

@@ -61,6 +61,14 @@ bool isPicture(const FileEntry& file) {
            sizeProblem(file.image.width, file.image.height).empty();
 }
 
+/// Makes what is not to be compared the same everywhere.
+void blank(std::vector<uint8_t>& bytes, const std::vector<ByteRange>& ranges) {
+    for (const ByteRange& range : ranges) {
+        const uint64_t end = std::min<uint64_t>(range.offset + range.bytes, bytes.size());
+        for (uint64_t at = range.offset; at < end; ++at) bytes[static_cast<size_t>(at)] = 0;
+    }
+}
+
 /// The elements of a field that differ, under its name or its elements' names.
 void addElements(const std::string& name, const std::vector<tyktree::Value>& a,
                  const std::vector<tyktree::Value>& b, std::vector<ValueDifference>& out) {
@@ -184,12 +192,15 @@ void FrameComparer::compareTag(const FileEntry& a, const FileEntry& b) {
     tag.camera = a.parameter.camId;
     const std::string pathA = pathOf(a_, a);
     const std::string pathB = pathOf(b_, b);
-    tag.bytes = files_.compare(pathA, pathB, rules_.ignoredBytes(tag.name));
+    const std::vector<ByteRange> ignored = rules_.ignoredBytes(tag.name);
+    tag.bytes = files_.compare(pathA, pathB, ignored);
     if (tag.bytes.same()) return;
     if (!tag.bytes.problem.empty()) result_.problems.push_back(tag.bytes.problem);
     if (a.bytes <= kMaxDecoded && b.bytes <= kMaxDecoded) {
-        const tyktree::Parameter inA = readParameter(a_, a, catalog_, kMaxDecoded);
-        const tyktree::Parameter inB = readParameter(b_, b, catalog_, kMaxDecoded);
+        tyktree::Parameter inA = readParameter(a_, a, catalog_, kMaxDecoded);
+        tyktree::Parameter inB = readParameter(b_, b, catalog_, kMaxDecoded);
+        blank(inA.bytes, ignored);
+        blank(inB.bytes, ignored);
         addFields(inA, inB, tag);
     }
     result_.tags.push_back(std::move(tag));
