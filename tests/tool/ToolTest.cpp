@@ -8,6 +8,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 
@@ -328,6 +329,70 @@ TEST_F(ToolTest, CopiesTakeAndSetWhatIsAskedFor) {
          1,
          {"File too large", "!LEFT"}},
     });
+}
+
+TEST_F(ToolTest, ValuesAreOfTheirTypes) {
+    std::string fields;
+    for (const char* const field :
+         {"a=u8 0 2", "b=i8 3 1", "c=i16 4 1", "d=u16 4 1", "e=i32 4 1", "f=u32 4 1", "g=i64 8 1",
+          "h=u64 8 1", "i=f64 8 1", "s=char 0 4"}) {
+        std::istringstream words(field + 2);
+        std::string type, offset, count;
+        words >> type >> offset >> count;
+        fields += std::string("<field name=\"") + field[0] + "\" type=\"" + type + "\" offset=\"" +
+                  offset + "\" count=\"" + count + "\"/>";
+    }
+    const std::string head =
+        "sed -i 's,<field name=\"gains\".*," + fields + ",' r/tags.xml; W=KELV_TAG_WB_GAINS; ";
+    const Row rows[] = {
+        {"t copy r -o p --set $W=0x417E0080feffffff000000000000f8bf; "
+         "t track p $W.a $W.a[1] $W.b $W.c $W.d $W.e $W.f $W.g $W.h $W.i $W.s $W --csv",
+         0,
+         {"\n1,1,2,2,2,\"65,126\",126,-128,-2,65534,-2,4294967294,-4613937818241073152,"
+          "13832806255468478464,-1.5,A~,\"crc32 bfdc7ba7, 16 bytes\"\n"}},
+        {"t copy r -o p --set $W.a=1,255 --set $W.b=-128 --set $W.c=-2 --set $W.i=-1.5 --frames 1; "
+         "t show p --tag $W",
+         0,
+         {"000000  01 ff df 80 fe ff 80 3f 00 00 00 00 00 00 f8 bf  .......?"}},
+        {"t copy r -o p --set $W.s=xy --set $W.e=-2147483648 --set $W.h=18446744073709551615 "
+         "--frames 1; t show p --tag $W",
+         0,
+         {".s: w\\xBE\\xDF? -> xy\n",
+          "000000  78 79 00 00 00 00 00 80 ff ff ff ff ff ff ff ff  xy."}},
+        {"t copy r -o p --set $W.f=4294967295 --set $W.g=-9223372036854775808 --set $W.a[1]=7 "
+         "--frames 1; t show p --tag $W",
+         0,
+         {".a[1]: 190 -> 7\n", "000000  77 07 df 3f ff ff ff ff 00 00 00 00 00 00 00 80  w."}},
+        {"t copy r -o p --set $W.d=1..65534 --set $W.h=0..18446744073709551615; "
+         "t track p $W.d $W.h --csv",
+         0,
+         {",1,1,1,0\n", ",2,2,32768,9223372036854775808\n", ",3,3,65534,18446744073709551615\n"}},
+        {"for v in a=256,1 a=1 a=1,2,3 b=-129 c=40000 d=-1 e=2147483648 f=4294967296 "
+         "g=9223372036854775808 h=-1 h=1.5 i=1e400 i= s=abcde a[2]=1 s[0]=1 red=1e39; do "
+         "t copy r -o p --set $W.$v && echo TAKEN; done; ls p",
+         2,
+         {"found \"256\"", "found 1\n", "found 3\n", "from -128 to 127", "from -32768 to 32767",
+          "from 0 to 65535", "from -2147483648 to 2147483647", "from 0 to 4294967295",
+          "from -9223372036854775808 to 9223372036854775807", "from 0 to 18446744073709551615",
+          "found \"1.5\"", "at most 1.7976931348623157e+308, found \"1e400\"", "found \"\"",
+          "at most 4 bytes, found 5", ".a[2]\": no tag, field", ".s[0]\": no tag, field",
+          "at most 3.4028235e+38, found \"1e39\"", "!TAKEN"}},
+        // The file of a value that was cut: what is there is shown, what is not is missed.
+        {"t copy r -o p --set $W=00c0000102 --frames 1; "
+         "t track p $W.a $W.b $W.e $W.g --csv; echo \"st $?\"",
+         0,
+         {"1,1,1,1,1,\"0,192\",1,,\n", ".e: the file ends before the field", "st 3"}},
+        {"for v in $W=0xA $W=0x0g $W=@none =3 a; do t copy r -o p --set $v; done; "
+         "t track r normal_num",
+         1,
+         {"=0xA: expected @FILE or hexadecimal", "=0x0g: expected @FILE", "none: expected a value",
+          "=3: expected NAME=VALUE", "a: expected NAME=VALUE",
+          "several fields have this name: cap_info/detect_out/normal_num, cap_info/normal_num"}},
+    };
+    for (const Row& row : rows) {
+        const std::string script = head + row.script;
+        expect({script.c_str(), row.status, row.texts});
+    }
 }
 
 TEST_F(ToolTest, ProcessorsStandInThePipelinesPlace) {

@@ -78,7 +78,8 @@ std::string between(const std::string& first, const std::string& last, FrameTurn
     const double to = std::strtod(last.c_str(), nullptr);
     const double value = from + (to - from) * part;
     if (real) return tyktree::toText(tyktree::Value(value));
-    return text(static_cast<long long>(std::llround(value)));
+    const double whole = std::round(value);
+    return whole < 0 ? text(static_cast<int64_t>(whole)) : text(static_cast<uint64_t>(whole));
 }
 
 /// The part of a value that a change is about, in words.
