@@ -395,6 +395,47 @@ TEST_F(ToolTest, ValuesAreOfTheirTypes) {
     }
 }
 
+TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
+    expectAll({
+        {"cp -a r p; G=p${F2#r}; truncate -s 5 $G/*GAINS*; printf x | dd "
+         "of=$G/ISCENE_CAP_INFO_DETECT_OUT.bin bs=1 seek=300 conv=notrunc; mv $G/FCWH* "
+         "$G/FCWH_2_0_48_64_nv21.yuv; touch $G/x; G=p${F3#r}; rm $G/*TONE* $G/FCWH*; mkdir "
+         "$G/FCPDT_3_0_1_0_KELV_TAG_TONE_CURVE.bin; echo '<' >$G/iSceneInfo.xml; t diff r p",
+         3,
+         {"3 frames matched by request id, 2 differ\n", "2 images not compared\n", "!y same",
+          "11 bytes differ, the first is at 5, 16 -> 5 bytes\n    gains[1]: 1 -> \n", "!gains[0]",
+          "blue: 1.5680001 -> \n", "DETECT_OUT.bin: 1 byte differs, it is at 300\n",
+          "  x: only in B\n", "image: 64x48 -> 48x64\n", "image: only in A\n",
+          "TONE_CURVE (pipe type 1, camera 0): cannot be read\n", "!points",
+          "TONE_CURVE.bin: cannot be read: not a regular file",
+          "iSceneInfo.xml: cannot be read: "}},
+        // A part of the image that is not there, and a field in a raw block.
+        {"cp -a r p; G=p${F2#r}; truncate -s 99 $G/FCWH*; printf x | dd "
+         "of=p${F3#r}/ISCENE_CAP_INFO_DETECT_OUT.bin bs=1 conv=notrunc; t diff r p; rm "
+         "r/data/*/*/*/*/*/*/FCWH*; t diff r p --ignore image --ignore "
+         "cap_info/detect_out/postproc_type && t diff $F2 p${F2#r} --ignore image",
+         0,
+         {"y same; u same; v same; 4608 -> 99 bytes\n", "1 byte differs, it is at 0\n",
+          "3 frames matched by request id, all the same",
+          "1 frame matched by request id, all the same"}},
+        {"t copy r -o p --set exp_time=7; t diff r p --ignore exp_time && t diff r p --ignore "
+         "KELV_TAG_ISCENE_INFO",
+         3,
+         {"all the same", "threeA_info/ae_info/exp_time: 11250000 -> 7\n", "!KELV_TAG_ISCENE"}},
+        // Tasks belong together by name, else by place, and by pipe where there are several.
+        {"t record r --frames 2 --size 16x8; t record r --frames 1 --size 16x8 --pipe 3; cp -a r "
+         "p; "
+         "P=p${D#r}; rm $P/pipe_3/*/*/FCWH*; t diff r p --pipe 1 && t diff r p; for k in "
+         "$P/pipe_*/*_task_0; do mv $k ${k%/*}/1${k##*/}; done; t diff r p --pipe 1 --task 2 && "
+         "rm -r $(ls -d $P/pipe_1/1* | tail -1); t diff r p",
+         3,
+         {"\n5 frames matched by request id, all the same\n",
+          "\n6 frames matched by request id, 1 differs\n  differs",
+          "\n2 frames matched by request id, all the same\n",
+          "\n4 frames matched by request id, 1 differs\n2 frames are only in A: requests 1..2\n"}},
+    });
+}
+
 TEST_F(ToolTest, ProcessorsStandInThePipelinesPlace) {
     setenv("P", TYK_PROCESSORS, 1);
     const auto odd = [](const char* option) {

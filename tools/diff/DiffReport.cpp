@@ -161,6 +161,14 @@ Json contentsJson(const std::map<std::string, DiffSummary::Content>& contents, c
     return list;
 }
 
+/// What the images that could be compared come to, and how many could not.
+std::string imagesText(const DiffSummary::Images& images) {
+    if (images.notCompared == 0) return pictureText(images.samples);
+    const std::string others = counted(images.notCompared, "image", "images") + " not compared";
+    const bool any = images.samples.y.samples > 0;
+    return any ? pictureText(images.samples) + "; " + others : others;
+}
+
 }  // namespace
 
 Json toJson(const PlaneDifference& plane) {
@@ -243,8 +251,8 @@ void printSummary(const DiffSummary& summary, const char* by) {
     table.addColumn("frames", Table::Align::kRight);
     table.addColumn("", Table::Align::kLeft);
     if (summary.images.frames > 0) {
-        table.addRow({"image", "", std::to_string(summary.images.frames),
-                      pictureText(summary.images.samples)});
+        table.addRow(
+            {"image", "", std::to_string(summary.images.frames), imagesText(summary.images)});
     }
     for (const auto& [field, frames] : summary.scene) {
         table.addRow({"scene", field, std::to_string(frames), ""});

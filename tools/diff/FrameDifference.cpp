@@ -195,8 +195,9 @@ void FrameComparer::compareTag(const FileEntry& a, const FileEntry& b) {
     const std::vector<ByteRange> ignored = rules_.ignoredBytes(tag.name);
     tag.bytes = files_.compare(pathA, pathB, ignored);
     if (tag.bytes.same()) return;
-    if (!tag.bytes.problem.empty()) result_.problems.push_back(tag.bytes.problem);
-    if (a.bytes <= kMaxDecoded && b.bytes <= kMaxDecoded) {
+    if (!tag.bytes.problem.empty()) {
+        result_.problems.push_back(tag.bytes.problem);
+    } else if (a.bytes <= kMaxDecoded && b.bytes <= kMaxDecoded) {
         tyktree::Parameter inA = readParameter(a_, a, catalog_, kMaxDecoded);
         tyktree::Parameter inB = readParameter(b_, b, catalog_, kMaxDecoded);
         blank(inA.bytes, ignored);
