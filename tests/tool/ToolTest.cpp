@@ -395,6 +395,73 @@ TEST_F(ToolTest, ValuesAreOfTheirTypes) {
     }
 }
 
+TEST_F(ToolTest, WhatIsInATreeIsCountedAndDated) {
+    expectAll({
+        // Frames out of time and order: gaps, a request twice, a pause, and one without an image.
+        {"(cd $K; mv *_reqID_1_* 0228235959900_reqID_1_sofID_1; mv *_reqID_2_* "
+         "0229000000000_reqID_2_sofID_3; mv *_reqID_3_* 0301000000033_reqID_2_sofID_5; cp -r 0301* "
+         "0301000001033_reqID_7_sofID_11; rm 0301000001*/FCWH*); truncate -s 5 $K/0229*/*GYRO*; "
+         "t info r; t info r --by frame; t info r --by tag",
+         0,
+         {"4 frames in 24 h 00 min  64x48  18 parameters", "requests 1..2, 7  sofs 1, 3, 5, 11\n",
+          "sofs missing: 7..10\n", "requests repeated: 2\n",
+          "longest pause: 24 h 00 min before frame 3 (usually 1.000 s)", "1 frame without an image",
+          "\n4 frames, 87 files, ", "  1  23:59:59.900                  1    1  64x48     22  ",
+          "  2  00:00:00.000       100        2    3  64x48     22  ",
+          "  3  00:00:00.033  86400033        2    5  64x48     22  ",
+          "  4  00:00:01.033      1000        7   11      -     21  ",
+          "KELV_TAG_WB_GAINS                  0          1          0       4              16      "
+          "64",
+          "  4         5..4096  "}},
+        {"rm $F3/FCWH*; mv $F3 ${F3%_req*}; t info r --by frame; t info r --frames 1,3.. --by "
+         "task",
+         0,
+         {"\n3 frames, 65 files, ", "requests 1..2  sofs 1..2\n", "\n2 frames, 43 files, ",
+          "requests 1  sofs 1\n"}},
+        {"for x in 3..1 x .. 1, 2x..3 1..y; do t info r --frames $x && echo TAKEN; done; "
+         "t info r --frames 9",
+         0,
+         {"such as 3..9,12, found \"3..1\"", "found \"x\"", "found \"..\"", "found \"1,\"",
+          "found \"2x..3\"", "found \"1..y\"", "!TAKEN", "no frames"}},
+        {"t show r || echo \"st $?\"; t show r --frames 9 || echo \"st $?\"; t show $F2 --tag X",
+         1,
+         {"selection picks 3;", "st 2", "picks no frame", "st 1",
+          "expected the tag X, found none"}},
+        // Planes of an image that breaks off, within a pair of its chroma.
+        {"rm $F3/FCWH*; { head -c 3072 /dev/zero | tr '\\0' '\\005'; printf '\\001\\011\\002\\010"
+         "\\003'; } >$F3/FCWH_3_0_64_48_nv21.yuv; t show $F3; t show $F3 --json; rm $F3/FCWH* "
+         "$F3/*ISCENE* $F3/iScene*; mv $F3/*GAINS* $F3/FCPDT_3_2_99_1_KELV_TAG_WB_GAINS.bin; "
+         "t show $F3 | tr -s ' '",
+         0,
+         {"image 64x48, 3.08 kB, expected 4608 bytes, found 3077\n",
+          "  y  mean   5.00  range   5 to   5\n", "  u  mean   8.50  range   8 to   9\n",
+          "  v  mean   2.00  range   1 to   3\n", R"("u":{"mean":8.5,"min":8,"max":9})",
+          "no scene record\nno image\n", "KELV_TAG_WB_GAINS 4100 2 99 block 16\n"}},
+        // The scene record: from its text, else from the parameter file, else from nowhere.
+        {"printf '\\007' | dd of=$F2/FCPDT_2_0_1_0_KELV_TAG_ISCENE_INFO.bin bs=1 seek=7132 "
+         "conv=notrunc; t show $F2 | grep -E 'scene r|total_gain'; rm $F2/iScene*; t show $F2 | "
+         "grep -E 'scene r|total_gain'; echo '<' >$F3/iSceneInfo.xml; t track r total_gain --csv; "
+         "rm $F2/*ISCENE_INFO*; t track r total_gain KELV_TAG_WB_GAINS.red || echo \"st $?\"; "
+         "t show $F3",
+         3,
+         {"scene record                               value\nthreeA_info/ae_info/total_gain",
+          " 1536\n", "scene record (parameter file) ", " 1543\n", "\n1,1,2,2,2,1543\n1,1,3,3,3,\n",
+          "_sofID_3: total_gain: ", "  2 *           - *                1.767\n", "st 3",
+          "iSceneInfo.xml: cannot be read"}},
+        {"cp $F2/*GAINS* $F2/FCPDT_2_3_1_0_KELV_TAG_WB_GAINS.bin; printf '\\0\\0\\0\\0' | dd "
+         "of=$F2/FCPDT_2_3_1_0_KELV_TAG_WB_GAINS.bin conv=notrunc; rm $F3/*GAINS*; mkdir "
+         "$F3/FCPDT_3_0_1_0_KELV_TAG_WB_GAINS.bin; t track r KELV_TAG_WB_GAINS.red",
+         3,
+         {"some frames have several files", " 2 *                1.767\n", "not a regular file",
+          " 3 *                    -\n"}},
+        {"t copy r -o p --set total_gain=5; t track p total_gain --changes; t track p total_gain "
+         "exp_time --changes --csv; t track r total_gain --svg r/x || echo \"st $?\"",
+         0,
+         {"1        1             5\npipe,", "\n1,1,2,2,2,5,11250000\n", "lies in or over",
+          "st 2"}},
+    });
+}
+
 TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
     expectAll({
         {"cp -a r p; G=p${F2#r}; truncate -s 5 $G/*GAINS*; printf x | dd "
