@@ -106,9 +106,13 @@ TEST_F(CheckTest, Frames) {
         {"rm $F2/*", "frame-empty"},
         {"mv $F2 ${F2%_req*}_2", "frame-name"},
         {"mv $F2 ${F2%2}9", "frame-ids"},
+        {"mv $F2/$I $F2/FCWH_9_0_16_8_nv21.yuv", "frame-ids"},
+        {"mv $F2/$G $F2/FCPDT_1_0_1_0_KELV_TAG_WB_GAINS.bin", "frame-ids"},
         {"cp -r $F2 ${F4%_req*}_reqID_2_sofID_2", "frame-order frame-repeated"},
         {"mv $F2 ../f; ln -s ../f $F2", "foreign-folder not-a-folder"},
         {"rm -r $F2; mkfifo $F2", "not-a-folder"},
+        {"rm -r $K; touch $K", "not-a-folder no-frames"},
+        {"mv $P $R/../p; touch $P", "not-a-folder no-frames"},
         {"mv $K $P/odd", "task-name"},
         {"mv $P $R/pipe_01", "foreign-folder no-frames"},
         {"mv $P $R/../p; ln -s ../p $P", "linked-folder"},
@@ -125,6 +129,19 @@ TEST_F(CheckTest, Frames) {
         {"rm $F4/FCWH* $F4/*MFNR* $F4/*ISCENE*; truncate -s 0 $F4/*GYRO*", "frame-torn"},
         {"rm $F4/FCWH* $F4/*EXPOSURE_TIME*", "frame-torn parameter-missing"},
         {"rm $F4/*", "frame-torn"},
+        {"rm $F2/* $F4/*", "frame-empty frame-torn"},
+        {"rm */FCWH*; rm $F4/*ISCENE* $F4/*MFNR* $F4/iScene*", "frame-torn image-missing"},
+        // A frame by itself is measured by the configuration and the tag table.
+        {"rm -r $F2 $F3 $F4; rm $F1/*", "frame-torn"},
+        {"rm -r $F2 $F3 $F4; rm $F1/FCWH*", "image-missing"},
+        {"rm -r $F2 $F3 $F4; rm $F1/FCWH* $F1/*MFNR*", "frame-torn"},
+        {"rm -r $F2 $F3 $F4; rm $F1/FCWH*; truncate -s 2 $F1/*GAINS*", "frame-torn"},
+        {"rm -r $F2 $F3 $F4; truncate -s 2 $F1/*GAINS*", "parameter-size"},
+        {"rm -r $F2 $F3 $F4; truncate -s 2 $F1/FCWH*", "frame-torn"},
+        // An entry with a sof id of its own gives all frames a file of that id.
+        {"sed -i '0,/<dumpType>/s//<sofID>9<\\/sofID>&/' $R/pipe1*; for f in *; do mv $f/*RE_TIME* "
+         "$f/FCPDT_9_0_1_0_KELV_TAG_EXPOSURE_TIME.bin; done; rm $F2/*RE_TIME* $F4/FCWH*",
+         "frame-torn parameter-missing"},
         {"rm $F4/*GAINS*", "parameter-missing"},
         {"rm $F3/FCWH* $F3/*MFNR*", "parameter-missing image-missing"},
         // Links in circles, a name that says it is long.
@@ -137,16 +154,27 @@ TEST_F(CheckTest, Parameters) {
     expectRules({
         {"rm $F2/$G", "parameter-missing"},
         {"rm */*GAINS*", "parameter-missing"},
+        // Of half the frames each is said, of more the task; what is in few is a stray.
+        {"rm $F2/$G $F3/*GAINS*", "parameter-missing parameter-missing"},
+        {"rm $F1/*GAINS* $F2/$G $F3/*GAINS*", "parameter-missing"},
+        {"rm $F1/*GAINS* $F2/$G $F3/*GAINS* $R/pipe1*", "config-missing parameter-missing"},
+        {"cp $F2/$G $F2/FCPDT_2_3_1_0_KELV_TAG_WB_GAINS.bin", ""},
         {"rm $R/pipe1*; rm $F2/$G", "config-missing parameter-missing"},
         {"truncate -s 0 $F2/$G", "parameter-empty"},
         {"truncate -s 3 $F2/$G", "parameter-size"},
         {"truncate -s 3 */*GAINS*", "parameter-size"},
         {"rm $R/../../../../tags.xml; truncate -s 3 $F2/$G", "parameter-size-varies"},
+        {"rm $R/../../../../tags.xml; truncate -s 3 $F1/*GAINS*", "parameter-size-varies"},
+        {"rm $R/../../../../tags.xml; truncate -s 3 $F1/*MFNR*", "parameter-size"},
+        {"truncate -s 3 $F1/*GAINS* $F3/*GAINS*", "parameter-size parameter-size"},
+        {"truncate -s 512000 $F2/$G", "parameter-size"},
         {"truncate -s 512001 $F2/$G", "parameter-too-large"},
         {"truncate -s 4294967297 $F2/$G", "parameter-too-large"},
         {"truncate -s 2G $F2/*GYRO*", "parameter-too-large"},
+        {"truncate -s 2147483647 $F2/*GYRO*", ""},
         {"truncate -s 5 $F2/*GYRO*", ""},
         {"cp $F2/$G $F2/FCPDT_2_0_1_0.bin", "parameter-name"},
+        {"mv $F2/$G $F2/${G}x", "parameter-name"},
         {"mv $F2/$G $F2/FCPDT_02_0_1_0_KELV_TAG_WB_GAINS.bin", "parameter-name"},
         {"cp $F2/$G $F2/FCPDT_2_0_1_2_KELV_TAG_WB_GAINS.bin",
          "parameter-repeated parameter-dump-type"},
@@ -170,6 +198,14 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"rm */FCWH*", "image-missing"},
         {"truncate -s 191 $F2/$I", "image-short"},
         {"truncate -s 193 $F2/$I", "image-long"},
+        {"truncate -s 4294967488 $F2/$I", "image-long"},
+        {"touch $F2/FCWH_2_0_65536_65536_nv21.yuv", "image-name image-repeated"},
+        {"mv $F2/$I $F2/FCWH_2_0_3_3_nv21.yuv; truncate -s 13 $F2/FCWH*",
+         "image-size-varies image-size-varies"},
+        {"mv $F2/$I $F2/x.yuv; mv $F3/FCWH* $F3/FCWH_3_0_16_8_nv21.yuv~",
+         "image-name image-name image-missing image-missing"},
+        // A copy that leaves images out says so.
+        {"sed -i 's/<dumpconfig/& images=\"no\"/' $R/pipe1*; rm */FCWH*", ""},
         {"cp $F2/$I $F2/FCWH_2_0_16_8_nv12.yuv", "image-name image-repeated"},
         {"mv $F2/$I $F2/_nv12.yuv", "image-name image-missing"},
         {"mv $F2/$I $F2/FCWH_2_0_0_8_nv21.yuv", "image-name"},
@@ -190,10 +226,27 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"rm $F2/iScene* $F2/*ISCENE*", "parameter-missing scene-file-missing"},
         {"truncate -s 5 $F2/ISCENE_CAP_INFO_DETECT_OUT.bin", "scene-block-size"},
         {"rm $F2/ISCENE_CAP_INFO_DETECT_OUT.bin", "scene-file-missing"},
+        {"printf x | dd of=$F2/ISCENE_CAP_INFO_DETECT_OUT.bin conv=notrunc status=none",
+         "scene-disagrees"},
+        {"printf x | dd of=$F2/ISCENE_CAP_INFO_DETECT_OUT.bin conv=notrunc bs=1 seek=4903 "
+         "status=none",
+         "scene-disagrees"},
+        {"printf x | dd of=$F2/ISCENE_CAP_INFO_DETECT_OUT.bin conv=notrunc status=none; rm "
+         "$F2/*ISCENE_INFO*",
+         "scene-edited parameter-missing"},
+        {"truncate -s 5 $F2/*ISCENE_INFO*", "parameter-size"},
         {"sed -i 's,gain>.*<,gain>7<,' $F2/iSceneInfo.xml", "scene-edited"},
         {"sed -i 's,exp_time>.*<,exp_time>x<,' $F2/iSceneInfo.xml",
          "scene-field-range scene-edited"},
         {"sed -i /cur_ev/d $F2/iSceneInfo.xml", "scene-field-missing scene-edited"},
+        {"sed -i 's,cur_ev>.*<,cur_ev> -0.5 <,' $F2/iSceneInfo.xml", ""},
+        {"sed -i 's,cur_ev>.*<,cur_ev>-0.5 1<,' $F2/iSceneInfo.xml", "scene-field-range"},
+        {"sed -i 's,cur_ev>.*<,cur_ev>1e39<,' $F2/iSceneInfo.xml",
+         "scene-field-range scene-edited"},
+        {"sed -i 's,gain>.*<,gain>-1<,' $F2/iSceneInfo.xml", "scene-field-range scene-edited"},
+        {"sed -i 's,gain>.*<,gain>2147483648<,' $F2/iSceneInfo.xml",
+         "scene-field-range scene-edited"},
+        {"sed -i 's,gain>.*<,gain>2147483647<,' $F2/iSceneInfo.xml", "scene-edited"},
         {"echo '<a' > $R/pipe1_dumpConfig.xml", "config-xml"},
         {"echo '<a/>' > $R/pipe1_dumpConfig.xml", "config-root"},
         {"rm $R/pipe1*; ln -s /dev/zero $R/pipe1_dumpConfig.xml", "config-xml"},
@@ -206,6 +259,19 @@ TEST_F(CheckTest, ImagesAndRecords) {
     const std::string grey = "head -c 192 /dev/zero | tr '\\0' x > $F2/$I";
     EXPECT_EQ(rulesIn(checkDamaged(grey).out), "");
     EXPECT_EQ(rulesIn(checkDamaged(grey, "--deep").out), "image-uniform");
+    // Of two values, one a plane; of others at the end of a plane, of the file or of a piece.
+    const auto deep = [](const char* pieces) {
+        return rulesIn(checkDamaged(std::string("n() { head -c $1 /dev/zero | tr '\\0' $2; }; { ") +
+                                        pieces + "; } > $F2/FCWH_2_0_640_480_nv21.yuv; rm $F2/$I",
+                                    "--deep")
+                           .out);
+    };
+    EXPECT_EQ(deep("n 307200 a; n 153600 b"), "image-size-varies image-uniform image-size-varies");
+    for (const char* const pieces :
+         {"n 307199 a; n 153601 b", "n 307201 a; n 153599 b", "n 460799 a; n 1 b",
+          "n 262144 a; n 45056 b; n 153600 a", "n 1 b; n 460799 a"}) {
+        EXPECT_EQ(deep(pieces), "image-size-varies image-size-varies") << pieces;
+    }
 }
 
 TEST_F(CheckTest, StatusAndOutput) {
@@ -241,6 +307,10 @@ TEST_F(CheckTest, WhatMayNotBeRead) {
                  {"chmod 0 $P", "folder-unlisted"},
                  {"chmod 0 $R", "folder-unlisted no-frames"}},
                 user);
+    // What is named is looked at where the folder above is closed.
+    checkDamaged("echo $K/$F2 > $R/../../../../../named; rm $F2/FCWH*; chmod 311 $K");
+    const Result named = shell(user + TYKSIM_COMMAND " check $(cat named) 2>&1");
+    EXPECT_EQ(rulesIn(named.out), "image-missing") << named.out;
 }
 
 TEST_F(CheckTest, PartsOfATree) {
@@ -323,6 +393,13 @@ TEST_F(CheckTest, Configurations) {
          "config-element", "read as an entry all the same"},
         {entry("<old/><tag value='KELV_TAG_WB_GAINS'>" + whole + "</tag>"), "config-element",
          "not read"},
+        {"<dumpconfig><common><tag value='KELV_TAG_WB_GAINS'>" + whole +
+             "</tag></common>\n<common/>\n<other/></dumpconfig>",
+         "config-element config-element", "found line 3: \"other\""},
+        {"<dumpconfig><pipeline><old/><node name='n'/><stage name='n'><tag "
+         "name='KELV_TAG_WB_GAINS'>" +
+             whole + "</tag></stage></pipeline></dumpconfig>",
+         "config-element config-element", "It is read as a node all the same."},
         {entry("<tag value='KELV_TAG_WB_GAINS'>" + whole + "</tag><tag value='KELV_TAG_WB_GAINS'>" +
                whole + "</tag>"),
          "config-repeated", "one frame: 1 file"},

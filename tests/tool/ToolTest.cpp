@@ -608,6 +608,17 @@ TEST_F(ToolTest, DamageIsNamedAndTheOtherFramesAreReplayed) {
         {"x=$(printf '%s/\\033[31mre\\nd' $F2); echo x >\"$x\"; t check r",
          3,
          {"/\\x1B[31mre\\nd: ", "!\x1b"}},
+        // Characters that are whole are shown, but for those that turn a line; bytes are spelled.
+        {"cd $F2; touch \"$(printf 'a\\303\\244\\360\\237\\230\\200')\" \"$(printf "
+         "'b\\342\\200\\256\\302\\205')\" \"$(printf "
+         "'c\\300\\200\\355\\240\\200\\364\\220\\200\\200\\340\\200\\200\\303')\"; cd - "
+         ">/dev/null; t check r; t check r --json",
+         3,
+         {"/a\u00e4\U0001f600: expected", "/b\\u{202E}\\u{0085}: ",
+          "/c\\xC0\\x80\\xED\\xA0\\x80\\xF4\\x90\\x80\\x80\\xE0\\x80\\x80\\xC3: ",
+          "/c"
+          "\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\",\"path_"
+          "base64\":\""}},
     });
 }
 
