@@ -197,37 +197,47 @@ bool areWholeFrames(const std::set<fs::path>& folders) {
     return true;
 }
 
+/// Whether an entry beside tasks is one of whole frames; a frame of no task joins `loose`.
+bool isWholeTask(const fs::directory_entry& entry, std::set<fs::path>& loose, size_t& frames) {
+    static const std::regex task("\\d{17}_task_" + kNumber);
+    if (entry.is_symlink() || !entry.is_directory()) return false;
+    if (!std::regex_match(entry.path().filename().native(), task)) {
+        loose.insert(entry);
+        return true;
+    }
+    std::set<fs::path> ofTask;
+    for (const auto& frame : fs::directory_iterator(entry)) {
+        if (frame.is_symlink() || !frame.is_directory()) return false;
+        ofTask.insert(frame);
+    }
+    frames += ofTask.size();
+    return areWholeFrames(ofTask);
+}
+
 /// Whether every entry of a tree is one that belongs there, and every frame whole.
 bool isWhole(const Device& device) {
     static const std::regex pipe("pipe_" + kNumber), config("pipe" + kNumber + "_dumpConfig\\.xml");
-    static const std::regex task("\\d{17}_task_" + kNumber);
     size_t frames = 0;
+    std::set<fs::path> ofNoPipe;
     for (const auto& entry : fs::directory_iterator(device.dumpRoot)) {
         const std::string name = entry.path().filename();
         if (std::regex_match(name, config)) continue;
-        if (!std::regex_match(name, pipe) || entry.is_symlink()) return false;
+        if (!std::regex_match(name, pipe)) {
+            if (!isWholeTask(entry, ofNoPipe, frames)) return false;
+            continue;
+        }
+        if (entry.is_symlink()) return false;
         std::set<fs::path> ofPipe;
         for (const auto& inPipe : fs::directory_iterator(entry)) {
-            const std::string inPipeName = inPipe.path().filename();
-            if (inPipe.is_symlink()) return false;
-            if (inPipe.is_regular_file() && inPipeName.find("mfnr") != inPipeName.npos) continue;
-            if (!inPipe.is_directory()) return false;
-            if (!std::regex_match(inPipeName, task)) {
-                ofPipe.insert(inPipe);
-                continue;
-            }
-            std::set<fs::path> ofTask;
-            for (const auto& frame : fs::directory_iterator(inPipe)) {
-                if (frame.is_symlink() || !frame.is_directory()) return false;
-                ofTask.insert(frame);
-            }
-            if (!areWholeFrames(ofTask)) return false;
-            frames += ofTask.size();
+            const bool copy = inPipe.path().filename().native().find("mfnr") != std::string::npos;
+            if (copy && inPipe.is_regular_file() && !inPipe.is_symlink()) continue;
+            if (!isWholeTask(inPipe, ofPipe, frames)) return false;
         }
         if (!areWholeFrames(ofPipe)) return false;
         frames += ofPipe.size();
     }
-    return frames > 0;
+    frames += ofNoPipe.size();
+    return areWholeFrames(ofNoPipe) && frames > 0;
 }
 
 class Lines : public tyktree::FindingSink {
