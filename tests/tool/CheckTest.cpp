@@ -250,6 +250,8 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"echo '<a' > $R/pipe1_dumpConfig.xml", "config-xml"},
         {"echo '<a/>' > $R/pipe1_dumpConfig.xml", "config-root"},
         {"rm $R/pipe1*; ln -s /dev/zero $R/pipe1_dumpConfig.xml", "config-xml"},
+        // Of one that breaks off nothing is read, and so nothing missed.
+        {"sed -i 's/_WB_GAINS/_NEW/; $d' $R/pipe1*; rm $R/../../../../tags.xml", "config-xml"},
         // The configuration has to be one, but frames of images alone are whole.
         {"echo '<dumpconfig/>' > $R/pipe1_dumpConfig.xml", ""},
         {"echo '<dumpconfig><common/></dumpconfig>' > $R/pipe1_dumpConfig.xml", ""},

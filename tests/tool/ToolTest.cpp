@@ -413,6 +413,18 @@ TEST_F(ToolTest, WhatIsInATreeIsCountedAndDated) {
           "KELV_TAG_WB_GAINS                  0          1          0       4              16      "
           "64",
           "  4         5..4096  "}},
+        {"for n in 0 999 1000 9994 9995 99949 99950 999499 999500 999500000; do truncate -s $n "
+         "$D/pipe_1/mfnr5.2.xml; t info r; done",
+         0,
+         {"xml, 0 B\n", "xml, 999 B\n", "xml, 1.00 kB\n", "xml, 9.99 kB\n", "xml, 10.0 kB\n",
+          "xml, 99.9 kB\n", "xml, 100 kB\n", "xml, 999 kB\n", "xml, 1.00 MB\n", "xml, 1.00 GB\n"}},
+        {"cd $K; rm -r *_reqID_3_*; mv *_reqID_1_* 0101000000000_reqID_1_sofID_1; for n in "
+         "0101000000999 "
+         "0101000059999 0101000100000 0101005959999 0101010000000; do mv *_reqID_2_* "
+         "${n}_reqID_2_sofID_2; t info .; done",
+         0,
+         {"frames in 999 ms ", "frames in 59.999 s ", "frames in 1 min 00 s ",
+          "frames in 59 min 59 s ", "frames in 1 h 00 min "}},
         {"rm $F3/FCWH*; mv $F3 ${F3%_req*}; t info r --by frame; t info r --frames 1,3.. --by "
          "task",
          0,
@@ -454,6 +466,12 @@ TEST_F(ToolTest, WhatIsInATreeIsCountedAndDated) {
          3,
          {"some frames have several files", " 2 *                1.767\n", "not a regular file",
           " 3 *                    -\n"}},
+        {"t track r total_gain --svg p; cat p; rm $F2/iScene* $F2/*ISCENE_INFO*; t track r "
+         "total_gain "
+         "--svg p --force; cat p",
+         0,
+         {"y=\"28.0\" class=\"scale\">2048</text>", "y=\"128.0\" class=\"scale\">1024</text>",
+          "\"M90.00 124.00h0L515.00 74.00L940.00 24.00\"", "\"M90.00 124.00h0M940.00 24.00h0\""}},
         {"t copy r -o p --set total_gain=5; t track p total_gain --changes; t track p total_gain "
          "exp_time --changes --csv; t track r total_gain --svg r/x || echo \"st $?\"",
          0,
@@ -489,6 +507,7 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
          "KELV_TAG_ISCENE_INFO",
          3,
          {"all the same", "threeA_info/ae_info/exp_time: 11250000 -> 7\n", "!KELV_TAG_ISCENE"}},
+        {"t diff $F2 $F3", 3, {"request 2: A task 1 frame 2, B task 1 frame 3\n", "!only in"}},
         // Tasks belong together by name, else by place, and by pipe where there are several.
         {"t record r --frames 2 --size 16x8; t record r --frames 1 --size 16x8 --pipe 3; cp -a r "
          "p; "
