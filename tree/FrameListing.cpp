@@ -115,11 +115,4 @@ const FileEntry* FrameListing::image() const {
     return first;
 }
 
-const FileEntry* FrameListing::sceneXml() const {
-    const auto found = std::find_if(files_.begin(), files_.end(), [](const FileEntry& file) {
-        return file.kind == Kind::kSceneXml;
-    });
-    return found != files_.end() ? &*found : nullptr;
-}
-
 }  // namespace tyktree

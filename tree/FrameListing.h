@@ -74,8 +74,6 @@ public:
 
     /// The first image by the library's order, or null.
     const FileEntry* image() const;
-    /// The scene record's files; null where there is none.
-    const FileEntry* sceneXml() const;
 
 private:
     std::string path_;

@@ -1,6 +1,5 @@
 #include "tree/Rules.h"
 
-#include <algorithm>
 #include <iterator>
 
 namespace tyktree {
@@ -202,12 +201,6 @@ RuleTable rules() {
 
 const Rule& ruleOf(RuleId id) {
     return kRules[static_cast<size_t>(id)];
-}
-
-const Rule* findRule(std::string_view name) {
-    const auto* const found = std::find_if(std::begin(kRules), std::end(kRules),
-                                           [name](const Rule& rule) { return rule.name == name; });
-    return found != std::end(kRules) ? found : nullptr;
 }
 
 }  // namespace tyktree

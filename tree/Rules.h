@@ -108,7 +108,4 @@ RuleTable rules();
 
 const Rule& ruleOf(RuleId id);
 
-/// The rule of that name; null when there is none.
-const Rule* findRule(std::string_view name);
-
 }  // namespace tyktree
