@@ -309,6 +309,11 @@ TEST_F(CheckTest, WhatMayNotBeRead) {
                  {"chmod 0 $P", "folder-unlisted"},
                  {"chmod 0 $R", "folder-unlisted no-frames"}},
                 user);
+    // A deep check says nothing twice.
+    const char* const closed =
+        "chmod 0 $F2/$I; rm $F2/$G $F3/FCWH*; mkdir $F2/$G; mkfifo $F3/FCWH_";
+    const Result deep = checkDamaged(std::string(closed) + "3_0_16_8_nv21.yuv", "--deep", user);
+    EXPECT_EQ(rulesIn(deep.out), "file-kind file-unreadable file-kind") << deep.out;
     // What is named is looked at where the folder above is closed.
     checkDamaged("echo $K/$F2 > $R/../../../../../named; rm $F2/FCWH*; chmod 311 $K");
     const Result named = shell(user + TYKSIM_COMMAND " check $(cat named) 2>&1");
@@ -328,6 +333,13 @@ TEST_F(CheckTest, PartsOfATree) {
         {"rm $F2/FCWH* $F4/*GAINS*; touch h", task + "/*_reqID_2_*", "image-missing"},
         // A frame by itself is the last of nothing.
         {"rm $F4/FCWH*", task + "/*_reqID_4_*", "image-missing"},
+        // The tag table in the device root is found from everywhere in it.
+        {"touch $F2/FCPDT_2_0_1_1_NEW.bin; rm $R/pipe1*", "c/data/vendor/cameraserver/tykdump",
+         "config-missing parameter-empty parameter-unknown-tag"},
+        {"touch $F2/FCPDT_2_0_1_1_NEW.bin", "c/data/vendor/cameraserver/tykdump/pipe_1",
+         "parameter-empty parameter-unknown-tag"},
+        {"touch $F2/FCPDT_2_0_1_1_NEW.bin", task + "/*_reqID_2_*",
+         "parameter-empty parameter-unknown-tag"},
         {"rm $F4/FCWH*", "c --frames ..3", ""},
         {"rm $F4/FCWH*", "c --frames 4", "image-missing"},
         {"mv $F3 ${F3%2}9; rm $F2/FCWH*", "c --requests 2 --sofs 2", "image-missing"},

@@ -507,6 +507,10 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
          "KELV_TAG_ISCENE_INFO",
          3,
          {"all the same", "threeA_info/ae_info/exp_time: 11250000 -> 7\n", "!KELV_TAG_ISCENE"}},
+        {"cp -a r p; G=p${F3#r}; sed -i 's,gain>.*<,gain>7<,' $G/iScene*; touch $G/x; printf x "
+         ">p${F2#r}/FCPDT_2_0_1_0_KELV_TAG_STREAM_QUALITY.bin; t diff r p",
+         3,
+         {"worst first:\nrequest 3: ", "  percent", "\nrequest 2: A"}},
         {"t diff $F2 $F3", 3, {"request 2: A task 1 frame 2, B task 1 frame 3\n", "!only in"}},
         // Tasks belong together by name, else by place, and by pipe where there are several.
         {"t record r --frames 2 --size 16x8; t record r --frames 1 --size 16x8 --pipe 3; cp -a r "
