@@ -285,6 +285,11 @@ TEST_F(CheckTest, StatusAndOutput) {
     EXPECT_EQ(checkDamaged(":", "--frames 9").status, 2);
     EXPECT_EQ(
         checkDamaged("rm ../../../../../../tags.xml; mkfifo ../../../../../../tags.xml").status, 1);
+    const Result counted =
+        checkDamaged("truncate -s 191 $F2/$I; rm $F3/FCWH* $F3/*GAINS*; touch h");
+    EXPECT_NE(counted.out.find("c: 1 error, 2 warnings, 1 note: 4 frames in 1 task, 86 files, "),
+              std::string::npos)
+        << counted.out;
     const Result several = checkDamaged("rm $F2/$I", "base none --jobs 3 --json");
     EXPECT_EQ(several.status, 1);
     EXPECT_NE(several.out.find(R"("rule":"image-missing","severity":"warning")"),
