@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
 #include <filesystem>
 #include <optional>
@@ -19,6 +20,7 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -58,6 +60,19 @@ int tryFile(const std::string& path) {
     return error;
 }
 
+/// errno of opening the file at `path` for writing, or of making it. It is left alone: another
+/// recorder may be writing it.
+int trySharedFile(const std::string& path) {
+    const int descriptor = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+        return 0;
+    }
+    if (errno != ENOENT) return errno;
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+}
+
 /// Name of the tuning file's copy for the MFNR version that the device runs.
 std::string tuningCopyName() {
     char value[kPropertyValueSize] = {};
@@ -71,7 +86,7 @@ std::string tuningCopyName() {
 
 }  // namespace
 
-std::string reasonFor(const std::string& path, uint64_t lacking) {
+std::string reasonFor(const std::string& path, uint64_t lacking, Writers writers) {
     std::string folder = std::filesystem::path(path).parent_path().string();
     std::string missing;
     while (!isThere(folder)) {
@@ -86,7 +101,12 @@ std::string reasonFor(const std::string& path, uint64_t lacking) {
                         " files free)");
         }
     }
-    const int error = missing.empty() ? tryFile(path) : tryFolder(missing);
+    int error = 0;
+    if (!missing.empty()) {
+        error = tryFolder(missing);
+    } else {
+        error = writers == Writers::kMany ? trySharedFile(path) : tryFile(path);
+    }
     return error != 0 ? systemReason(error) : "it was not written to its end";
 }
 
@@ -144,9 +164,16 @@ void DumpCheck::checkScene() {
 void DumpCheck::checkTuning() {
     const std::string path =
         tykhost::hostPath(pipeFolderPath(kDumpRoot, kMfnrCopyPipe) + "/" + tuningCopyName());
-    const std::optional<uint64_t> found = fileSize(path);
-    if (found.value_or(0) > 0) return;  // every frame rewrites it, so it is not counted
-    report(path, "a copy of the tuning file", found ? "an empty file" : "none", 1);
+    // Every frame rewrites it, so it is not counted; those of other pipes do, too, and each time it
+    // is empty for a moment.
+    std::optional<uint64_t> found;
+    for (int looks = tuningLacks_ ? 1 : 20; looks > 0; --looks) {
+        found = fileSize(path);
+        if (found.value_or(0) > 0) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    tuningLacks_ = true;
+    report(path, "a copy of the tuning file", found ? "an empty file" : "none", 1, Writers::kMany);
 }
 
 void DumpCheck::checkFile(const std::string& devicePath, uint64_t expected) {
@@ -161,12 +188,12 @@ void DumpCheck::checkFile(const std::string& devicePath, uint64_t expected) {
 }
 
 void DumpCheck::report(const std::string& path, const std::string& expected,
-                       const std::string& found, uint64_t lacking) {
+                       const std::string& found, uint64_t lacking, Writers writers) {
     tyktree::FramePlace place;
     place.pipe = simulation_.pipeId;
     place.frame = position_;
     findings_.add({tyktree::RuleId::kRecordIncomplete, path, place, expected, found,
-                   reasonFor(path, lacking), ""});
+                   reasonFor(path, lacking, writers), ""});
 }
 
 void DumpCheck::count(uint64_t bytes) {

@@ -13,6 +13,9 @@
 
 namespace tyksim {
 
+/// Who writes a file: one recording, or all that are at work on the device.
+enum class Writers { kOne, kMany };
+
 /// Looks after each frame whether the files that the dump list promises are there.
 class DumpCheck {
 public:
@@ -33,19 +36,21 @@ private:
     void checkTuning();
     void checkFile(const std::string& devicePath, uint64_t expected);
     void report(const std::string& path, const std::string& expected, const std::string& found,
-                uint64_t lacking);
+                uint64_t lacking, Writers writers = Writers::kOne);
     void count(uint64_t bytes);
 
     PipelineSimulation& simulation_;
     const LiveValues& values_;
     tyktree::FindingSink& findings_;
     uint32_t position_ = 0;
+    bool tuningLacks_ = false;  ///< the copy of the tuning file was missing once
     uint64_t files_ = 0;
     uint64_t bytes_ = 0;
 };
 
 /// Why a file or folder of a recording is not there, or lacks `lacking` bytes: the same is tried
-/// again, and taken back where it works. In the system's words, as far as it still knows.
-std::string reasonFor(const std::string& path, uint64_t lacking);
+/// again, and taken back where it works; a file that others write, too, is only opened. In the
+/// system's words, as far as it still knows.
+std::string reasonFor(const std::string& path, uint64_t lacking, Writers writers = Writers::kOne);
 
 }  // namespace tyksim
