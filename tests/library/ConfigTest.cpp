@@ -2,6 +2,20 @@
 // dump_config.
 #include "tests/support/TestDevice.h"
 
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+namespace {
+off_t bytesGone = 0;  // of every file between its measuring and its reading
+}
+
+extern "C" TYK_EXPORT int fstat(int descriptor, struct stat* status) noexcept {
+    const auto next = reinterpret_cast<decltype(&fstat)>(dlsym(RTLD_NEXT, "fstat"));
+    const int result = next(descriptor, status);
+    status->st_size += bytesGone;
+    return result;
+}
+
 namespace {
 
 class Config : public TestDevice {
@@ -57,13 +71,17 @@ TEST_F(Config, RefusedFiles) {
     const std::string whole = "<dumpconfig><common><tag value='plain'/></common></dumpconfig>";
     write(path, whole + "<x");
     expectRefused(failure);
-    // The largest file that is read, and one byte more.
+    // The largest file that is read, and one byte more; one that became shorter, if a whole one.
     std::string padded = whole;
     padded.resize(16u << 20, ' ');
     EXPECT_EQ(entriesOf(padded), "plain 7 0 -1 -1 0; ");
     story();
     write(path, padded + ' ');
     expectRefused(failure);
+    write(path, whole);
+    bytesGone = 1;
+    expectRefused(failure);
+    bytesGone = 0;
     remove(path);
     expectRefused(failure);
     makeFolder(path);

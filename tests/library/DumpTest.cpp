@@ -10,7 +10,7 @@ class Dump : public TestDevice {
 protected:
     Dump() {
         close(STDIN_FILENO);  // 0 is a descriptor like any other
-        umask(027);
+        umask(026);
     }
 
     /// Configures tags by name, with what stands in their elements.
