@@ -120,8 +120,10 @@ TEST_F(Replay, EntriesAndTheFrameIndex) {
     pipe.loadParamAndImage(0, img);
     EXPECT_FALSE(pipe.initialised);
     EXPECT_EQ(pipe.frameIndex, 2);
+    pipe.mode = 0;
     pipe.loadParam(7);
     EXPECT_TRUE(pipe.initialised);
+    EXPECT_EQ(pipe.mode, 1);
     EXPECT_EQ(pipe.frameIndex, 1);
 }
 
