@@ -84,7 +84,7 @@ std::string expectedRecord(const pugi::xml_document& document, const std::string
 /// one, and of what is not a number only that and its sign survive.
 std::string normal(std::string record) {
     for (const Field& field : kFields) {
-        const float real = get<float>(record, field.offset);
+        const auto real = get<float>(record, field.offset);
         if (field.type == 'u' && get<int>(record, field.offset) < 0) {
             put(record, field.offset, INT_MAX);
         } else if (field.type == 'l' && get<long long>(record, field.offset) < 0) {

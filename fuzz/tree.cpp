@@ -63,8 +63,10 @@ public:
 
     /// The path that a word of the input names; "" where it leads out of the tree.
     fs::path pathOf(std::string_view word) const {
-        const size_t letter = word.empty() ? word.npos : std::string_view("R123TPD").find(word[0]);
-        if (letter == word.npos || word.find("..") != word.npos) return {};
+        const size_t letter =
+            word.empty() ? std::string_view::npos : std::string_view("R123TPD").find(word[0]);
+        if (letter == std::string_view::npos || word.find("..") != std::string_view::npos)
+            return {};
         const fs::path& base = frames[letter];
         return word.size() == 1 ? base : base / fs::path(word.substr(1)).relative_path();
     }
@@ -118,7 +120,7 @@ bool change(const Device& device, std::string_view line) {
     std::error_code error;
     switch (what[0]) {
         case 'f':
-            device.write(path, line);
+            Device::write(path, line);
             return true;
         case 's':
             if (!fs::is_regular_file(path, error)) return false;
@@ -138,7 +140,8 @@ bool change(const Device& device, std::string_view line) {
             return true;
         case 'l':
             // Not out of the tree, but for a device that never ends.
-            if (line != "/dev/zero" && (line.find("..") != line.npos || line.substr(0, 1) == "/")) {
+            if (line != "/dev/zero" &&
+                (line.find("..") != std::string_view::npos || line.substr(0, 1) == "/")) {
                 return false;
             }
             fs::create_symlink(line, path, error);
@@ -148,14 +151,14 @@ bool change(const Device& device, std::string_view line) {
     }
 }
 
-const std::string kNumber = "(0|-?[1-9]\\d{0,9})";
+const std::string kNumber = R"((0|-?[1-9]\d{0,9}))";
 
 /// Whether a frame folder holds what the configuration asks for, of that sof id, and nothing but
 /// frame files.
 bool isWholeFrame(const fs::path& folder, const std::string& sof) {
     const std::string ids = sof + "_" + kNumber + "_";
-    const std::regex param("FCPDT_" + ids + kNumber + "_([01])_(FIXED|BLOCK)\\.bin");
-    const std::regex image("FCWH_" + ids + "([1-9]\\d{0,8})_([1-9]\\d{0,8})_nv21\\.yuv");
+    const std::regex param("FCPDT_" + ids + kNumber + R"(_([01])_(FIXED|BLOCK)\.bin)");
+    const std::regex image("FCWH_" + ids + R"(([1-9]\d{0,8})_([1-9]\d{0,8})_nv21\.yuv)");
     std::smatch match;
     int fixed = 0, blocks = 0, images = 0;
     for (const auto& entry : fs::directory_iterator(folder)) {
@@ -179,7 +182,7 @@ bool isWholeFrame(const fs::path& folder, const std::string& sof) {
 
 /// Whether the frames of a task are whole, each with ids of its own, and do not go back.
 bool areWholeFrames(const std::set<fs::path>& folders) {
-    static const std::regex name("(\\d{13})_reqID_" + kNumber + "_sofID_" + kNumber);
+    static const std::regex name(R"((\d{13})_reqID_)" + kNumber + "_sofID_" + kNumber);
     std::set<std::pair<std::string, std::string>> ids;
     std::string lastTime;
     long last = LONG_MIN;
@@ -199,7 +202,7 @@ bool areWholeFrames(const std::set<fs::path>& folders) {
 
 /// Whether an entry beside tasks is one of whole frames; a frame of no task joins `loose`.
 bool isWholeTask(const fs::directory_entry& entry, std::set<fs::path>& loose, size_t& frames) {
-    static const std::regex task("\\d{17}_task_" + kNumber);
+    static const std::regex task(R"(\d{17}_task_)" + kNumber);
     if (entry.is_symlink() || !entry.is_directory()) return false;
     if (!std::regex_match(entry.path().filename().native(), task)) {
         loose.insert(entry);
@@ -216,7 +219,8 @@ bool isWholeTask(const fs::directory_entry& entry, std::set<fs::path>& loose, si
 
 /// Whether every entry of a tree is one that belongs there, and every frame whole.
 bool isWhole(const Device& device) {
-    static const std::regex pipe("pipe_" + kNumber), config("pipe" + kNumber + "_dumpConfig\\.xml");
+    static const std::regex pipe("pipe_" + kNumber),
+        config("pipe" + kNumber + R"(_dumpConfig\.xml)");
     size_t frames = 0;
     std::set<fs::path> ofNoPipe;
     for (const auto& entry : fs::directory_iterator(device.dumpRoot)) {

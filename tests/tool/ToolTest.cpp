@@ -410,8 +410,7 @@ TEST_F(ToolTest, WhatIsInATreeIsCountedAndDated) {
           "  2  00:00:00.000       100        2    3  64x48     22  ",
           "  3  00:00:00.033  86400033        2    5  64x48     22  ",
           "  4  00:00:01.033      1000        7   11      -     21  ",
-          "KELV_TAG_WB_GAINS                  0          1          0       4              16      "
-          "64",
+          "WB_GAINS                  0          1          0       4              16      64",
           "  4         5..4096  "}},
         {"for n in 0 999 1000 9994 9995 99949 99950 999499 999500 999500000; do truncate -s $n "
          "$D/pipe_1/mfnr5.2.xml; t info r; done",
