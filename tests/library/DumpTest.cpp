@@ -148,6 +148,13 @@ TEST_F(Dump, ImageSizesAndFailures) {
     pipe.dumpParam(1, 2, 0);
     EXPECT_EQ(read(pipe.currentFramePath.substr(0, 1023)), "cut");
     EXPECT_EQ(names(pipe.currentFramePath), Strings());
+    // One that is cut right behind it is the folder.
+    pipe.currentTask.resize(1023 - (pipe.currentFramePath.size() - pipe.currentTask.size()));
+    makeFolder(pipe.currentTask);
+    log.clear();
+    pipe.dumpParam(1, 2, 0);
+    EXPECT_EQ(pipe.currentFramePath.size(), 1023u);
+    EXPECT_EQ(texts(), Strings(2, "open failed: " + pipe.currentFramePath));
     pipe.currentTask.clear();
     remove(kRoot);
     tykhost::setProperty(kProperty, "1");

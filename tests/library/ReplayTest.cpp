@@ -157,6 +157,12 @@ TEST_F(Replay, ImageGoesIntoABuffer) {
               Strings({"size -797483648 is negative: " + at + "FCWH_1_0_30000_30000_nv21.yuv"}));
     EXPECT_EQ(queue(), "1, 1");
     EXPECT_EQ(static_cast<const char*>(img->image->data)[0], 0);
+    // Nobody asked for a pool.
+    restart();
+    pipe.bufferManager = nullptr;
+    write(at + kImage, "0123456789abcdef");
+    loadImage();
+    EXPECT_EQ(queue(), "0, 0");
 }
 
 }  // namespace

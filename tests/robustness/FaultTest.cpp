@@ -42,7 +42,7 @@ bool isHarmless(const Fault& fault, const Outcome& outcome, Doing doing) {
     const bool isThere =
         doing != kDumping || name.find("_dumpConfig.xml") != name.npos || path == fake::kTuning;
     const bool isDetoured = name.find("_reqID_") != name.npos ||
-                            (fault.error == EMFILE && name == path) ||
+                            ((fault.error == EMFILE || fault.error == ENFILE) && name == path) ||
                             (fault.error == EWOULDBLOCK && isThere);
     const bool passes = outcome.call == Call::close || outcome.call == Call::access ||
                         (outcome.call == Call::open && isDetoured);
@@ -182,8 +182,8 @@ protected:
             return outcome.hits > 0 && !HasFailure();
         };
         if (isBalanced) once({fake::kEnd, false, 0}, false);  // warms everything up
-        for (const int error : {fake::kAllocations, EIO, ENOSPC, EACCES, EMFILE, ENOENT, ENOMEM,
-                                EWOULDBLOCK, fake::kEnd, fake::kShort, EINTR}) {
+        for (const int error : {fake::kAllocations, EIO, ENOSPC, EACCES, EMFILE, ENFILE, ENOENT,
+                                ENOMEM, EWOULDBLOCK, fake::kEnd, fake::kShort, EINTR}) {
             for (const bool onwards : {false, true}) {
                 if (HasFailure()) return;
                 if (error == EINTR && onwards) continue;  // nobody is interrupted for ever
@@ -238,6 +238,9 @@ TEST_F(FaultTest, WhateverTheServiceThrowsEndsAStepOnly) {
     forget();
     EXPECT_FALSE(PipelineSimulation::loadParam(1, folder, 0));
     EXPECT_EQ(device().failures, once);
+    device().logThrows = true;  // the service, and the log that is to say so
+    record(1, 6);
+    EXPECT_FALSE(PipelineSimulation::loadParam(1, folder, 0));
     EXPECT_EQ(pipe.frameIndex, 0);
     EXPECT_EQ(device().openHandles, 0);
 }
@@ -272,6 +275,13 @@ TEST_F(FaultTest, AFileIsReadForWhoeverCompilesTheSourcesIn) {
     EXPECT_EQ(data, "abyz");
     EXPECT_EQ(device().failures, (std::vector<std::string>{"size -1 is negative: " + path,
                                                            "open failed: " + path + "2"}));
+    // Only for a regular file is a lease waited for.
+    forget();
+    device().files[path].type = DT_FIFO;
+    fake::arm({EWOULDBLOCK, false, 1});
+    readBin(path.c_str(), data.data(), 1);
+    fake::disarm();
+    EXPECT_EQ(device().failures, std::vector<std::string>{"open failed: " + path});
 }
 
 enum Beginning { kFirstOfPipe, kFirstOfTask, kLater };

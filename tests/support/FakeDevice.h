@@ -121,6 +121,7 @@ struct Device {
     std::vector<std::shared_ptr<PoolBuffer>> out;  ///< buffers not returned, oldest first
     size_t poolLimit = SIZE_MAX;
     const void* asked = nullptr;                ///< what the last buffer was to be stored in
+    bool logThrows = false;                     ///< once a failure is to be logged
     std::vector<std::string>* story = nullptr;  ///< takes every line as "level function: text"
     std::vector<std::string> failures;          ///< the lines at level 1
 };

@@ -47,6 +47,7 @@ std::array<Handle, 8> gHandles;  // the library has a few at a time
 constexpr int kFirstDescriptor = 1 << 20;
 
 Fault gFault;
+bool gInterrupts = false;  ///< whoever waits for a file is interrupted, once
 Outcome gOutcome;
 long gCounted = 0;
 
@@ -133,7 +134,7 @@ int openOnDevice(const Handle* folder, const char* name, int flags) {
         if (!found->second.opens) return refuse(EACCES);
         if ((flags & O_ACCMODE) != O_RDONLY && type == DT_DIR) return refuse(EISDIR);
         if ((flags & O_DIRECTORY) && type != DT_DIR) return refuse(ENOTDIR);
-        FAKE_EXPECT(type != DT_FIFO || (flags & O_NONBLOCK));  // would hang
+        FAKE_EXPECT(type != DT_FIFO || (flags & (O_NONBLOCK | O_PATH)));  // would hang
     }
     if (!hasDescriptor(Call::open, name)) return -1;
     if (isNew) found = device().files.emplace(path, File{}).first;
@@ -183,6 +184,7 @@ void arm(const Fault& fault) {
     gFault = fault;
     gOutcome = {};
     gCounted = 0;
+    gInterrupts = fault.error == EWOULDBLOCK;
     if (fault.error == kBytes) device().freeBytes = fault.at;
     if (fault.error == kDescriptors) device().freeDescriptors = static_cast<int>(fault.at);
     Outside::depth = 0;
@@ -258,6 +260,7 @@ int __wrap_open(const char* path, int flags, ...) {
     constexpr size_t kPrefix = std::string_view("/proc/self/fd/").size();
     if (std::strncmp(path, "/proc/self/fd/", kPrefix) == 0) {
         const Handle* const handle = handleOf(std::atoi(path + kPrefix));
+        if (handle && std::exchange(gInterrupts, false)) return refuse(EINTR);
         if (handle) return openOnDevice(nullptr, handle->path->c_str(), flags);
     }
     va_list arguments;

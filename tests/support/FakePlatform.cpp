@@ -304,6 +304,7 @@ LogMessage::~LogMessage() = default;
 void LogMessage::__print_log_(const char* format, int, const char* function, ...) {
     FAKE_EXPECT(std::strncmp(format, "%d, %s: ", 8) == 0);
     const Outside outside;
+    if (gLevel == 1 && device().logThrows) throw 5;
     format += 8;
     va_list arguments;
     va_start(arguments, function);
