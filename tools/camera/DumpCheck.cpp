@@ -170,7 +170,7 @@ void DumpCheck::checkTuning() {
     for (int looks = tuningLacks_ ? 1 : 20; looks > 0; --looks) {
         found = fileSize(path);
         if (found.value_or(0) > 0) return;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        if (looks > 1) std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     tuningLacks_ = true;
     report(path, "a copy of the tuning file", found ? "an empty file" : "none", 1, Writers::kMany);
