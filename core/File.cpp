@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,19 +12,26 @@ namespace {
 
 constexpr int kReading = O_RDONLY | O_CLOEXEC | O_NOCTTY;
 constexpr int kWriting = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY;
-constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK;
+constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 bool isRegular(int descriptor, struct stat& status) {
     return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// Opens by `open(flags)` without waiting, but for a lease on a regular file: that file is held by
-/// a descriptor that opens nothing, and opened through it.
-template <typename Open>
-int openNow(Open open, int flags) {
-    const int descriptor = open(flags | O_NONBLOCK);
+constexpr int kNoFolder = AT_FDCWD;
+
+/// Opens `name` in the folder `at`. A whole path goes by open(): a desktop's process has device
+/// paths redirected there.
+int openAt(int at, const char* name, int flags) {
+    return at == kNoFolder ? ::open(name, flags, 0666) : ::openat(at, name, flags, 0666);
+}
+
+/// openAt() that does not wait, but for a lease on a regular file: that file is held by a
+/// descriptor that opens nothing, and opened through it.
+int openNow(int at, const char* name, int flags) {
+    const int descriptor = openAt(at, name, flags | O_NONBLOCK);
     if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
-    const Descriptor leased(open(O_PATH | O_CLOEXEC));
+    const Descriptor leased(openAt(at, name, O_PATH | O_CLOEXEC));
     struct stat status {};
     if (!leased.isOpen() || !isRegular(leased.number(), status)) return -1;
     char path[40];
@@ -35,12 +43,17 @@ int openNow(Open open, int flags) {
     return opened;
 }
 
-int openWhole(const char* path, int flags) {
-    return openNow([path](int how) { return ::open(path, how, 0666); }, flags);
+int openFile(const char* path, const Folder* folder, int flags) {
+    return folder ? folder->open(path, flags) : openNow(kNoFolder, path, flags);
 }
 
-int openFile(const char* path, Folder* folder, int flags) {
-    return folder ? folder->open(path, flags) : openWhole(path, flags);
+/// Whether the process can spare `descriptor`: the system hands out the lowest free number, so the
+/// numbers above it are what is left.
+bool isSpared(int descriptor) {
+    constexpr rlim_t kLeft = 64;
+    rlimit limit{};
+    return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 &&
+           limit.rlim_cur >= static_cast<rlim_t>(descriptor) + kLeft;
 }
 
 }  // namespace
@@ -50,25 +63,18 @@ void Descriptor::close() {
     number_ = -1;
 }
 
-int Folder::open(const char* path, int flags) {
-    const size_t length = path_.size();
-    if (std::strncmp(path, path_.c_str(), length) != 0 || path[length] != '/') {
-        return openWhole(path, flags);
-    }
-    if (!descriptor_.isOpen()) descriptor_ = Descriptor(::open(path_.c_str(), kFolder));
-    if (descriptor_.isOpen()) {
-        const auto inFolder = [this, name = path + length + 1](int how) {
-            return ::openat(descriptor_.number(), name, how, 0666);
-        };
-        const int file = openNow(inFolder, flags);
-        if (file >= 0 || (errno != EMFILE && errno != ENFILE)) return file;
-        // The file needs the descriptor more than the folder does.
-        descriptor_.close();
-    }
-    return openWhole(path, flags);
+Folder::Folder(const std::string& path)
+    : prefix_(path + "/"), descriptor_(openNow(kNoFolder, path.c_str(), kFolder)) {
+    if (descriptor_.isOpen() && !isSpared(descriptor_.number())) descriptor_.close();
 }
 
-InputFile::InputFile(const char* path, Folder* folder)
+int Folder::open(const char* path, int flags) const {
+    const bool isInside = std::strncmp(path, prefix_.c_str(), prefix_.size()) == 0;
+    if (!descriptor_.isOpen() || !isInside) return openNow(kNoFolder, path, flags);
+    return openNow(descriptor_.number(), path + prefix_.size(), flags);
+}
+
+InputFile::InputFile(const char* path, const Folder* folder)
     : descriptor_(openFile(path, folder, kReading)) {
     struct stat status {};
     if (!isOpen()) return;
@@ -92,7 +98,7 @@ size_t InputFile::read(void* data, size_t size) {
     return done;
 }
 
-OutputFile::OutputFile(const char* path, Folder* folder)
+OutputFile::OutputFile(const char* path, const Folder* folder)
     : descriptor_(openFile(path, folder, kWriting)) {}
 
 void OutputFile::write(const void* data, size_t size) {

@@ -30,21 +30,18 @@ private:
     int number_;
 };
 
-/// A folder whose files are opened by their names in it, so that the path to it is walked once and
-/// not once a file. It costs a descriptor from the first file on.
+/// A folder that is held open, so that its files are opened by name and the path to it is walked
+/// once. Where fewer than 64 descriptors are left below the process's limit it is not held: another
+/// thread's file needs the descriptor more. Files are then opened by their whole paths.
 class Folder {
 public:
-    explicit Folder(std::string path) : path_(std::move(path)) {}
+    explicit Folder(const std::string& path);
 
-    /// open() of a file's whole path. Where the file does not lie in the folder, or there is no
-    /// descriptor to spare for the folder, the whole path is walked.
-    int open(const char* path, int flags);
-
-    /// Gives the descriptor back; the next file takes one again.
-    void rest() { descriptor_.close(); }
+    /// Opens `path`: by name where the folder is held and `path` lies in it, else as a whole.
+    int open(const char* path, int flags) const;
 
 private:
-    const std::string path_;
+    std::string prefix_;  ///< of the paths in the folder
     Descriptor descriptor_;
 };
 
@@ -53,7 +50,7 @@ private:
 class InputFile {
 public:
     /// `folder`, where it is not null, is used to open the file, and not kept.
-    explicit InputFile(const char* path, Folder* folder = nullptr);
+    explicit InputFile(const char* path, const Folder* folder = nullptr);
 
     bool isOpen() const { return descriptor_.isOpen(); }
 
@@ -77,7 +74,7 @@ private:
 class OutputFile {
 public:
     /// `folder`, where it is not null, is used to open the file, and not kept.
-    explicit OutputFile(const char* path, Folder* folder = nullptr);
+    explicit OutputFile(const char* path, const Folder* folder = nullptr);
 
     bool isOpen() const { return descriptor_.isOpen(); }
 

@@ -16,7 +16,9 @@
 // Errors: a failed step writes a log line at level 1 and the frame goes on. What a dump tree or a
 // configuration file holds never makes an operation throw. The entry points that the pipeline calls
 // per frame (dumpIfneed, both loadParam, loadParam2, loadParamAndImage) let no failed allocation
-// out either: they report it and drop the frame. The other operations let std::bad_alloc through.
+// out either. They report it, and it ends one step: a dump lacks parameters, a side record or the
+// image, and keeps what is written already; a replay lacks a side record or queues no frame. The
+// other operations let std::bad_alloc through.
 #pragma once
 
 #include "core/Export.h"
@@ -174,7 +176,7 @@ public:
     /// Dumps one captured frame when the property "persist.vendor.cam.isstest" asks for it: "0" or
     /// unset none, "2" and a digit only that pipe's, anything else every frame. All files are
     /// written before it returns; nothing of `info` is kept. Throws nothing.
-    /// Logs: those of dumpParam() and dumpNV21(); level 1 when the frame is dropped.
+    /// Logs: those of dumpParam() and dumpNV21(); level 1 when one of them is given up.
     static void dumpIfneed(imageInfo& info);
 
     /// Makes a frame folder and writes the parameters of `dumpTagList` and the side records into

@@ -11,13 +11,11 @@
 #include "records/MfnrTuning.h"
 #include "records/SceneRecord.h"
 
-#include <climits>
-
 #include <cstring>
 
 namespace {
 
-void writeFile(const char* path, Folder* folder, const void* data, int size) {
+void writeFile(const char* path, const Folder* folder, const void* data, int size) {
     if (size < 0) {
         TYK_LOG_AS(kFailure, "writeToBin", "size %d is negative: %s", size, path);
         return;
@@ -33,7 +31,7 @@ void writeFile(const char* path, Folder* folder, const void* data, int size) {
 /// One parameter of one frame, all ids settled.
 struct Request {
     const std::string& path;
-    Folder& folder;  ///< the one at `path`
+    const Folder& folder;  ///< the one at `path`
     const std::string& tagName;
     uint32_t tag;
     int pipe;
@@ -41,9 +39,9 @@ struct Request {
     int sofId;
 };
 
-int fetch(const Request& request, void* destination) {
-    return tyk::ParamSet::getParam(static_cast<uint32_t>(request.camId), request.pipe,
-                                   static_cast<uint32_t>(request.sofId), request.tag, destination);
+void fetch(const Request& request, void* destination) {
+    tyk::ParamSet::getParam(static_cast<uint32_t>(request.camId), request.pipe,
+                            static_cast<uint32_t>(request.sofId), request.tag, destination);
 }
 
 void writeParamFile(const Request& request, int dumpType, void* data, int size) {
@@ -111,7 +109,7 @@ void PipelineSimulation::dumpParam(int reqId, int sofId, int cam) {
         TYK_LOG(kFailure, "buf malloc failed.");
         return;
     }
-    Folder folder(currentFramePath);
+    const Folder folder(currentFramePath);
     for (const auto& [tagName, info] : dumpTagList) {
         const int sof = info.sofId == kOfTheFrame ? sofId : static_cast<int>(info.sofId);
         const int camera = info.camId == kOfTheFrame ? cam : static_cast<int>(info.camId);
@@ -125,7 +123,6 @@ void PipelineSimulation::dumpParam(int reqId, int sofId, int cam) {
         if (info.tag == kSceneTag && info.pipe == kScenePipe) {
             dumpIsceneInfo(scratch.data(kSceneRecordBytes));
         } else if (info.tag == kMfnrTag) {
-            folder.rest();  // a copy has two files open
             dumpMFNRXml(scratch.data(kMfnrTableBytes));
         }
     }

@@ -45,7 +45,7 @@ struct BlockDeleter {
     }
 };
 
-void readFile(const char* path, Folder* folder, void* data, int size) {
+void readFile(const char* path, const Folder* folder, void* data, int size) {
     if (size < 0) {
         TYK_LOG_AS(kFailure, "readBin", "size %d is negative: %s", size, path);
         return;
@@ -58,8 +58,8 @@ void readFile(const char* path, Folder* folder, void* data, int size) {
     file.read(data, static_cast<size_t>(size));
 }
 
-int publish(const PipelineSimulation::tagInfo& info, void* data) {
-    return tyk::ParamSet::setParam(info.camId, info.pipe, info.sofId, info.tag, data);
+void publish(const PipelineSimulation::tagInfo& info, void* data) {
+    tyk::ParamSet::setParam(info.camId, info.pipe, info.sofId, info.tag, data);
 }
 
 /// The replay of one frame folder by one loader.
@@ -189,7 +189,7 @@ private:
     PipelineSimulation& simulation_;
     const Loader& loader_;
     std::vector<std::string> names_;
-    Folder folder_;
+    const Folder folder_;
     std::string path_;  ///< the folder and, behind prefix_, the file at hand
     size_t prefix_;
     std::unique_ptr<ScratchBuffer> scratch_;

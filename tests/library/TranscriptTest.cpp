@@ -51,7 +51,7 @@ void replay(PipelineSimulation& pipe) {
     device().freeDescriptors = 0;
     pipe.loadParam2(frame);
     pipe.getFrameList(task.c_str());
-    device().freeDescriptors = 9;
+    device().freeDescriptors = fake::Device().freeDescriptors;
     fake::addFile(frame + "/FCPDT_-5_-6_-1_0_FIX_LARGEST.bin", "x", 512001);
     fake::addFile(frame + "/FCPDT_-5_-6_-1_1_BLOCK_a_b.bin", "x", INT_MAX);
     pipe.loadParam2(frame);

@@ -1,11 +1,14 @@
-// What was recorded is what is replayed: on eight pipes and threads at once, and in frames without
-// end, of which nothing stays in the process but the queue's last eleven.
+// What was recorded is what is replayed: on eight pipes and threads at once, on two that have two
+// descriptors between them, and in frames without end, of which nothing stays in the process but
+// the queue's last eleven.
 //
 // TYK_SOAK_FRAMES sets their number.
 #include "tests/support/TestDevice.h"
 
 #include <cstring>
+#include <sys/resource.h>
 #include <thread>
+#include <unistd.h>
 
 extern "C" [[gnu::weak]] void __tsan_init();
 
@@ -13,7 +16,6 @@ namespace {
 
 constexpr int kWidth = 63, kHeight = 33;
 constexpr size_t kImageBytes = 63 * 33 * 3 / 2;
-constexpr int kFramesInBurst = 5;
 
 /// Bytes that differ with camera, frame and use.
 std::string pattern(size_t size, int cam, int frame, int use) {
@@ -25,7 +27,7 @@ std::string pattern(size_t size, int cam, int frame, int use) {
 }
 
 class Burst : public TestDevice {
-protected:
+public:
     Burst() {
         tykhost::setProperty("persist.vendor.cam.isstest", "1");
         tykhost::setClock({1772719629, 0}, 1000);
@@ -77,53 +79,94 @@ protected:
         }
     }
 
-    static void recordBurst(PipelineSimulation& pipe, int cam) {
+    void recordBurst(PipelineSimulation& pipe, int cam) {
         pipe.start();
-        for (int i = 0; i < kFramesInBurst; ++i) record(pipe, cam, i, 512000);
+        for (int i = 0; i < framesInBurst; ++i) record(pipe, cam, i, fullBytes);
         pipe.stop();
         pipe.deinit();
     }
 
     /// Replays the task recorded last.
-    static void replayBurst(PipelineSimulation& pipe, int cam) {
+    void replayBurst(PipelineSimulation& pipe, int cam) {
         pipe.taskList.clear();
         pipe.getTaskList();
         ASSERT_FALSE(pipe.taskList.empty());
         pipe.taskIndex = pipe.getTaskSize() - 1;
         pipe.start();
-        ASSERT_EQ(pipe.getFrameSize(), kFramesInBurst);
-        for (int i = 0; i < kFramesInBurst; ++i) replay(pipe, cam, i, 512000);
+        ASSERT_EQ(pipe.getFrameSize(), framesInBurst);
+        for (int i = 0; i < framesInBurst; ++i) replay(pipe, cam, i, fullBytes);
         pipe.stop();
         pipe.deinit();
     }
+
+    /// Each pipe is a camera of its own, on a thread of its own; the even ones take one step and
+    /// the odd ones another.
+    void onThreads(void (Burst::*even)(PipelineSimulation&, int),
+                   void (Burst::*odd)(PipelineSimulation&, int)) {
+        std::vector<std::thread> threads;
+        for (size_t i = 0; i < pipes.size(); ++i) {
+            threads.emplace_back(i % 2 == 0 ? even : odd, this, std::ref(*pipes[i]),
+                                 static_cast<int>(i));
+        }
+        for (std::thread& thread : threads) thread.join();
+    }
+
+    std::vector<PipelineSimulation*> pipes;
+    int framesInBurst = 5;
+    size_t fullBytes = 512000;  ///< of the tag "full"; 0: no pipe dumps it
 };
 
 TEST_F(Burst, EightPipesOnEightThreads) {
-    std::vector<PipelineSimulation*> pipes;
     for (int i = 0; i < 8; ++i) {
         pipes.push_back(&recorder("<tag value='plain'/><tag value='full'/>"));
     }
-    tykhost::setHistoryLimit(8UL * kFramesInBurst);
-    // Each pipe is a camera of its own; the even ones take one step and the odd ones another.
-    const auto onThreads = [&pipes](auto even, auto odd) {
-        std::vector<std::thread> threads;
-        for (int cam = 0; cam < 8; ++cam) {
-            threads.emplace_back(cam % 2 == 0 ? even : odd,
-                                 std::ref(*pipes[static_cast<size_t>(cam)]), cam);
-        }
-        for (std::thread& thread : threads) thread.join();
-    };
-    const auto prepare = [&pipes](int evenMode, int oddMode) {
+    tykhost::setHistoryLimit(40);
+    const auto prepare = [this](int evenMode, int oddMode) {
         for (size_t i = 0; i < 8; ++i) pipes[i]->init(i % 2 == 0 ? evenMode : oddMode);
     };
-    onThreads(&recordBurst, &recordBurst);
+    onThreads(&Burst::recordBurst, &Burst::recordBurst);
     prepare(1, 0);
-    onThreads(&replayBurst, &recordBurst);
+    onThreads(&Burst::replayBurst, &Burst::recordBurst);
     prepare(0, 1);
-    onThreads(&recordBurst, &replayBurst);
+    onThreads(&Burst::recordBurst, &Burst::replayBurst);
     EXPECT_EQ(texts(), Strings());
     EXPECT_EQ(tykhost::bufferPoolCounts().out, 0U);
     EXPECT_EQ(tykhost::paramServiceCounts().refusedSet, 0U);
+}
+
+/// Leaves the process `count` more descriptors.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(int count) {
+        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
+        std::vector<int> free;  // the lowest numbers are taken first
+        while (count-- > 0) free.push_back(dup(STDERR_FILENO));
+        for (const int number : free) close(number);
+        const rlimit limit{static_cast<rlim_t>(free.back()) + 1, before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    }
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+TEST_F(Burst, TwoDescriptorsAreEnoughForTwoPipes) {
+    framesInBurst = 200;
+    fullBytes = 0;
+    for (int i = 0; i < 2; ++i) pipes.push_back(&recorder("<tag value='plain'/>"));
+    tykhost::setHistoryLimit(400);
+    for (const auto step : {&Burst::recordBurst, &Burst::replayBurst}) {
+        {
+            const DescriptorLimit limit(2);
+            onThreads(step, step);
+        }
+        for (PipelineSimulation* const pipe : pipes) pipe->init(1);
+    }
+    EXPECT_EQ(texts(), Strings());
+    for (PipelineSimulation* const pipe : pipes) pipe->deinit();
 }
 
 TEST_F(Burst, FramesWithoutEnd) {

@@ -77,7 +77,7 @@ struct PoolBuffer {
     std::unique_ptr<unsigned char[]> pixels;
 };
 
-enum class Call { none, access, close, fstat, list, mkdir, open, read, write, allocate };
+enum class Call { none, access, close, fstat, limit, list, mkdir, open, read, write, allocate };
 
 constexpr int kShort = -1;        ///< no error: reads and writes transfer half of what they should
 constexpr int kEnd = -2;          ///< no error: they transfer nothing, as at the end of a file
@@ -110,8 +110,9 @@ struct Device {
 
     std::map<std::string, File> files;
     int64_t freeBytes = INT64_MAX;
-    int freeDescriptors = 16;
-    int openHandles = 0;  ///< files and listings
+    int freeDescriptors = 1024;
+    int openHandles = 0;  ///< files, folders and listings
+    int mostHandles = 0;  ///< that were open at a time
     int foldersOpened = 0;
     bool listsBackwards = false;
     size_t readBytes = SIZE_MAX;  ///< most that one read() gives of a file's head

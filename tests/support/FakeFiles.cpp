@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -22,6 +23,7 @@ ssize_t __real_read(int descriptor, void* data, size_t size);
 ssize_t __real_write(int descriptor, const void* data, size_t size);
 int __real_fstat(int descriptor, struct stat* status);
 int __real_access(const char* path, int mode);
+int __real_getrlimit(__rlimit_resource_t resource, rlimit* limit);
 int __real_mkdir(const char* path, mode_t mode);
 DIR* __real_opendir(const char* path);
 dirent* __real_readdir(DIR* folder);
@@ -106,7 +108,7 @@ Handle& take(std::pair<const std::string, File>& file) {
         handle.file = &file.second;
         handle.path = &file.first;
         handle.at = 0;
-        ++device().openHandles;
+        device().mostHandles = std::max(device().mostHandles, ++device().openHandles);
         return handle;
     }
     fail("a handle is free", __FILE__, __LINE__);
@@ -272,8 +274,7 @@ int __wrap_open(const char* path, int flags, ...) {
 
 int __wrap_openat(int folder, const char* name, int flags, ...) {
     const Handle* const handle = handleOf(folder);
-    if (!handle) return folder == AT_FDCWD ? __wrap_open(name, flags, 0) : refuse(EBADF);
-    return openOnDevice(handle, name, flags);
+    return handle ? openOnDevice(handle, name, flags) : refuse(EBADF);
 }
 
 // The descriptor is gone all the same, as it is where the system reports a late write error.
@@ -334,6 +335,14 @@ int __wrap_fstat(int descriptor, struct stat* status) {
                          handle->file->type == DT_LNK;
     status->st_mode = regular ? S_IFREG : static_cast<mode_t>(DTTOIF(handle->file->type));
     status->st_size = handle->file->size;
+    return 0;
+}
+
+// As if none but the library had descriptors.
+int __wrap_getrlimit(__rlimit_resource_t resource, rlimit* limit) {
+    if (resource != RLIMIT_NOFILE) return __real_getrlimit(resource, limit);
+    if (fails(Call::limit, "")) return -1;
+    limit->rlim_cur = static_cast<rlim_t>(kFirstDescriptor + device().freeDescriptors);
     return 0;
 }
 
