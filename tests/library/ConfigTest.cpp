@@ -54,6 +54,10 @@ TEST_F(Config, ReadTwiceAndIntoTheTablesNothing) {
         EXPECT_EQ(entriesOf("<dumpconfig><common><tag value='high'/><tag value='none'><pipe>NONE"
                             "</pipe></tag></common></dumpconfig>"),
                   "high -2147483647 0 -1 -1 0; none 0 0 -1 -1 0; ");
+        const Strings lines = texts(4);
+        EXPECT_EQ(
+            std::count(lines.begin(), lines.end(), "tag high tag -2147483647 pipe 0 cam -1 sof -1"),
+            1);
     }
     EXPECT_EQ(pipe.tagNameMap.size() + pipe.pipeNameMap.size(), 6u);
 }

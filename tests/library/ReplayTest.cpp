@@ -70,6 +70,25 @@ TEST_F(Replay, ABlockThatShrankEndsInZeros) {
     EXPECT_TRUE(std::string(bytes, 4000) == "xxx" + std::string(3997, '\0'));
 }
 
+TEST_F(Replay, BlocksAreFreedLastToFirst) {
+    for (const bool withImages : {false, true}) {
+        restart();
+        for (const char* const sof : {"1", "2", "3"}) {
+            write(at + "FCPDT_" + sof + "_0_1_1_block.bin", "a");
+        }
+        withImages ? loadImage() : loadParams();
+        pipe.deinit();
+        Strings made, freed;
+        for (const std::string& line : texts(4)) {
+            const std::string address = line.substr(line.rfind(' ') + 1);
+            if (line.find("malloc block") == 0) made.push_back(address);
+            if (line.find("free b") == 0) freed.push_back(address);
+        }
+        EXPECT_EQ(made.size(), 3U);
+        EXPECT_EQ(freed, Strings(made.rbegin(), made.rend()));
+    }
+}
+
 TEST_F(Replay, AFileUnderALeaseIsWaitedFor) {
     write(at + kBlockFile, "abc");
     sigset_t signals;
