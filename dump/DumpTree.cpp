@@ -39,9 +39,9 @@ struct FolderCloser {
 };
 
 /// Stores the names in folder `path` that are folders, or that are not, in the order in which the
-/// system gives them. On failure logs in the name of `function`, returns false and leaves no name:
-/// readdir() reports an error the way it reports the end, and half a listing that looks whole would
-/// replay half a frame.
+/// system gives them. On failure logs in the name of `function` and returns false, and the names
+/// are not to be used: readdir() reports an error the way it reports the end, and half a listing
+/// that looks whole would replay half a frame.
 bool listFolder(const char* function, const char* path, bool folders,
                 std::vector<std::string>& names) {
     const std::unique_ptr<DIR, FolderCloser> folder(opendir(path));
@@ -59,7 +59,6 @@ bool listFolder(const char* function, const char* path, bool folders,
     if (errno != 0) {
         TYK_LOG_AS(kFailure, function, "Could not read Path %s to its end: %s", path,
                    std::strerror(errno));
-        names.clear();
         return false;
     }
     return true;

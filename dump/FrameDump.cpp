@@ -59,9 +59,8 @@ void dumpFixedSize(const Request& request, ScratchBuffer& scratch) {
                    request.tagName.c_str(), size, ScratchBuffer::kBytes);
         return;
     }
-    void* const value = scratch.data(static_cast<size_t>(size));
-    fetch(request, value);
-    writeParamFile(request, kFixedSizeDump, value, size);
+    fetch(request, scratch.data());
+    writeParamFile(request, kFixedSizeDump, scratch.data(), size);
 }
 
 void dumpBlock(const Request& request, ScratchBuffer& scratch) {
@@ -104,7 +103,7 @@ void PipelineSimulation::dumpParam(int reqId, int sofId, int cam) {
     TYK_LOG(kDetail, "dump reqID %d, sofID %d, camID %d", reqId, sofId, cam);
     if (!initialised) init(0);
     mkDumpDir(reqId, sofId);
-    ScratchBuffer scratch(ScratchBuffer::Clearing::kAsUsed);
+    ScratchBuffer scratch;
     if (!scratch.exists()) {
         TYK_LOG(kFailure, "buf malloc failed.");
         return;
@@ -121,9 +120,9 @@ void PipelineSimulation::dumpParam(int reqId, int sofId, int cam) {
         // Whatever was written: the records take what the scratch buffer holds by now, which for an
         // entry that fetched nothing is an earlier entry's value.
         if (info.tag == kSceneTag && info.pipe == kScenePipe) {
-            dumpIsceneInfo(scratch.data(kSceneRecordBytes));
+            dumpIsceneInfo(scratch.data());
         } else if (info.tag == kMfnrTag) {
-            dumpMFNRXml(scratch.data(kMfnrTableBytes));
+            dumpMFNRXml(scratch.data());
         }
     }
 }

@@ -80,7 +80,7 @@ public:
 
     /// Makes the scratch buffer; false (logged) when there is no memory for it.
     bool prepare() {
-        scratch_ = std::make_unique<ScratchBuffer>(ScratchBuffer::Clearing::kAtOnce);
+        scratch_ = std::make_unique<ScratchBuffer>();
         if (scratch_->exists()) return true;
         TYK_LOG_AS(kFailure, loader_.function, "buf malloc failed.");
         return false;
@@ -137,9 +137,8 @@ private:
                        ScratchBuffer::kBytes, path_.c_str());
             return false;
         }
-        void* const value = scratch_->data(static_cast<size_t>(size));
-        file.read(value, static_cast<size_t>(size));
-        publish(info, value);
+        file.read(scratch_->data(), static_cast<size_t>(size));
+        publish(info, scratch_->data());
         return true;
     }
 

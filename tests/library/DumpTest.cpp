@@ -102,20 +102,26 @@ TEST_F(Dump, SideRecords) {
 
 TEST_F(Dump, RecordsAreMadeOfWhatTheScratchBufferHolds) {
     // Their own entries fetch nothing; a block fetched in between leaves the buffer alone.
-    PipelineSimulation& pipe = newPipe();
-    configure(pipe, {{"full", ""},
-                     {"block", kAsBlock},
-                     {"KELV_TAG_ISCENE_INFO", "<pipe>SNAPSHOT_TYPE</pipe><dumpType>2</dumpType>"},
-                     {"plain", ""},
-                     {"block", kAsBlock},
-                     {"mfnr", "<dumpType>2</dumpType>"}});
-    tykhost::setLiveValue(0, kFull, full.data(), full.size());
-    tykhost::setLiveValue(0, kBlock, "a block", 7);
-    tykhost::setLiveValue(0, kPlain, "mfnr5.2", 7);
-    pipe.dumpParam(1, 2, 0);
-    EXPECT_EQ(read(pipe.currentFramePath + "/ISCENE_CAP_INFO_DETECT_OUT.bin"),
-              full.substr(0, 4904));
-    EXPECT_EQ(texts(5).back(), "match xml: /vendor/firmware/mfnr5.2");
+    // So does a service that stores a whole value where it was asked for the descriptor of a block.
+    for (const char* const kind : {"", kAsBlock}) {
+        PipelineSimulation& pipe = newPipe();
+        configure(pipe,
+                  {{"full", kind},
+                   {"block", kAsBlock},
+                   {"KELV_TAG_ISCENE_INFO", "<pipe>SNAPSHOT_TYPE</pipe><dumpType>2</dumpType>"},
+                   {"plain", ""},
+                   {"block", kAsBlock},
+                   {"mfnr", "<dumpType>2</dumpType>"}});
+        const std::string value = std::string(16, '\0') + full.substr(16);  // an empty block
+        tykhost::setLiveValue(0, kFull, value.data(), value.size());
+        tykhost::setLiveValue(0, kBlock, "a block", 7);
+        tykhost::setLiveValue(0, kPlain, "mfnr5.2", 7);
+        pipe.dumpParam(1, 2, 0);
+        EXPECT_EQ(read(pipe.currentFramePath + "/ISCENE_CAP_INFO_DETECT_OUT.bin"),
+                  full.substr(0, 4904))
+            << kind;
+        EXPECT_EQ(texts(5).back(), "match xml: /vendor/firmware/mfnr5.2");
+    }
 }
 
 TEST_F(Dump, ImageSizesAndFailures) {
