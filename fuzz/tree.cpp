@@ -10,12 +10,12 @@
 #include "tree/TreeCheck.h"
 #include "tree/TreePath.h"
 
-#include <climits>
-
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sys/stat.h>
@@ -153,14 +153,35 @@ bool change(const Device& device, std::string_view line) {
 
 const std::string kNumber = R"((0|-?[1-9]\d{0,9}))";
 
+/// Whether the system's own calendar takes these seventeen digits, less the milliseconds, as they
+/// are. A leap second counts as the one before.
+bool isTime(const std::string& digits) {
+    const auto number = [&digits](size_t at, size_t count) {
+        return std::stoi(digits.substr(at, count));
+    };
+    std::tm time{};
+    time.tm_year = number(0, 4) - 1900;
+    time.tm_mon = number(4, 2) - 1;
+    time.tm_mday = number(6, 2);
+    time.tm_hour = number(8, 2);
+    time.tm_min = number(10, 2);
+    time.tm_sec = std::max(number(12, 2), 1) - (number(12, 2) == 60 ? 1 : 0);
+    std::tm same = time;
+    timegm(&same);
+    return std::tie(time.tm_mon, time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec) ==
+           std::tie(same.tm_mon, same.tm_mday, same.tm_hour, same.tm_min, same.tm_sec);
+}
+
 /// Whether a frame folder holds what the configuration asks for, of that sof id, and nothing but
-/// frame files.
-bool isWholeFrame(const fs::path& folder, const std::string& sof) {
-    const std::string ids = sof + "_" + kNumber + "_";
-    const std::regex param("FCPDT_" + ids + kNumber + R"(_([01])_(FIXED|BLOCK)\.bin)");
-    const std::regex image("FCWH_" + ids + R"(([1-9]\d{0,8})_([1-9]\d{0,8})_nv21\.yuv)");
+/// frame files. `camera` becomes that of the image, which parameters have as well.
+bool isWholeFrame(const fs::path& folder, const std::string& sof, std::string& camera) {
+    const std::string ids = sof + "_";
+    const std::regex param("FCPDT_" + ids + kNumber + "_" + kNumber +
+                           R"(_([01])_(FIXED|BLOCK)\.bin)");
+    const std::regex image("FCWH_" + ids + kNumber + R"(_([1-9]\d{0,8})_([1-9]\d{0,8})_nv21\.yuv)");
     std::smatch match;
     int fixed = 0, blocks = 0, images = 0;
+    std::set<std::string> cameras;
     for (const auto& entry : fs::directory_iterator(folder)) {
         const std::string file = entry.path().filename();
         if (entry.symlink_status().type() != fs::file_type::regular) return false;
@@ -170,44 +191,57 @@ bool isWholeFrame(const fs::path& folder, const std::string& sof) {
             if (isFixed != (match[4] == "FIXED")) return false;
             if (isFixed ? size != 8 : size == 0 || size > INT32_MAX) return false;
             ++(isFixed ? fixed : blocks);
+            cameras.insert(match[1]);
         } else if (std::regex_match(file, match, image)) {
             if (size != std::stoull(match[2]) * std::stoull(match[3]) * 3 / 2) return false;
+            camera = match[1];
             ++images;
         } else if (file != "iSceneInfo.xml" && file.find("ISCENE_CAP_INFO_") != 0) {
             return false;
         }
     }
-    return fixed > 0 && blocks > 0 && images == 1;
+    return fixed > 0 && blocks > 0 && images == 1 && cameras.count(camera) > 0;
 }
 
-/// Whether the frames of a task are whole, each with ids of its own, and do not go back.
+/// Whether the frames of a task are whole, each with ids of its own and at a time that there is,
+/// and do not go back.
 bool areWholeFrames(const std::set<fs::path>& folders) {
     static const std::regex name(R"((\d{13})_reqID_)" + kNumber + "_sofID_" + kNumber);
     std::set<std::pair<std::string, std::string>> ids;
-    std::string lastTime;
-    long last = LONG_MIN;
+    std::map<std::pair<std::string, std::string>, std::string> requests;  // of camera and sof id
+    std::map<std::string, long> largest;                                  // request of a time
     for (const fs::path& folder : folders) {
         const std::string text = folder.filename();
         std::smatch match;
         if (!std::regex_match(text, match, name)) return false;
+        if (!isTime("2004" + match[1].str())) return false;
         const long request = std::stol(match[2]);
-        if (request < last && match[1] != lastTime) return false;
+        for (const auto& [time, earlier] : largest) {
+            if (time != match[1] && request < earlier) return false;
+        }
+        long& ofTime = largest.emplace(match[1], request).first->second;
+        ofTime = std::max(ofTime, request);
         if (!ids.insert({match[2], match[3]}).second) return false;
-        if (!isWholeFrame(folder, match[3])) return false;
-        last = request;
-        lastTime = match[1];
+        std::string camera;
+        if (!isWholeFrame(folder, match[3], camera)) return false;
+        const auto exposure = std::make_pair(camera, match[3].str());
+        if (requests.emplace(exposure, match[2]).first->second != match[2]) return false;
     }
     return true;
 }
 
 /// Whether an entry beside tasks is one of whole frames; a frame of no task joins `loose`.
 bool isWholeTask(const fs::directory_entry& entry, std::set<fs::path>& loose, size_t& frames) {
-    static const std::regex task(R"(\d{17}_task_)" + kNumber);
+    static const std::regex task(R"((\d{17})_task_)" + kNumber);
     if (entry.is_symlink() || !entry.is_directory()) return false;
-    if (!std::regex_match(entry.path().filename().native(), task)) {
+    const std::string name = entry.path().filename();
+    std::smatch match;
+    if (!std::regex_match(name, match, task)) {
         loose.insert(entry);
         return true;
     }
+    const std::string year = std::to_string(std::stoi(name.substr(0, 4)) - 90);
+    if (name[0] != '0' && !isTime(year + name.substr(4, 13))) return false;
     std::set<fs::path> ofTask;
     for (const auto& frame : fs::directory_iterator(entry)) {
         if (frame.is_symlink() || !frame.is_directory()) return false;

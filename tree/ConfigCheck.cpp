@@ -7,6 +7,7 @@
 #include "records/SceneRecord.h"
 #include "tree/DumpConfigFile.h"
 #include "tree/TreeCheck.h"
+#include "tree/XmlExtra.h"
 
 #include <algorithm>
 #include <cstring>
@@ -45,8 +46,12 @@ public:
     ConfigCost check();
 
 private:
-    void add(RuleId rule, pugi::xml_node where, std::string expected, std::string found,
+    void add(RuleId rule, std::ptrdiff_t offset, std::string expected, std::string found,
              std::string hint = "");
+    void add(RuleId rule, pugi::xml_node where, std::string expected, std::string found,
+             std::string hint = "") {
+        add(rule, where.offset_debug(), std::move(expected), std::move(found), std::move(hint));
+    }
     bool checkRoot();
     void checkSections();
     void checkSkipped(pugi::xml_node parent, const char* first);
@@ -68,12 +73,10 @@ private:
     std::map<std::tuple<std::string, int, int, int, int>, size_t> lines_;  ///< of files, by name
 };
 
-/// `where` none: of the whole file.
-void ConfigChecker::add(RuleId rule, pugi::xml_node where, std::string expected, std::string found,
+/// `offset` -1, as of no node: of the whole file.
+void ConfigChecker::add(RuleId rule, std::ptrdiff_t offset, std::string expected, std::string found,
                         std::string hint) {
-    if (where) {
-        found = "line " + std::to_string(file_.lineAt(where.offset_debug())) + ": " + found;
-    }
+    if (offset >= 0) found = "line " + std::to_string(file_.lineAt(offset)) + ": " + found;
     sink_.add(
         {rule, path_, {pipe_, 0, 0}, std::move(expected), std::move(found), "", std::move(hint)});
 }
@@ -88,6 +91,10 @@ bool ConfigChecker::checkRoot() {
                    file_.problem,
                    ""});
         return false;
+    }
+    if (const auto extra = findOutsideRoot(file_.text)) {
+        add(RuleId::kConfigElement, extra->offset, "one root element and nothing outside it",
+            extra->found, "It is not read.");
     }
     if (file_.root) return true;
     const pugi::xml_node root = file_.document.document_element();

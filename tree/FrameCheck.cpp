@@ -133,7 +133,8 @@ void FrameChecker::checkParameter(const FileEntry& file) {
     ParamFilePath made;
     makeParamFilePath(made, "", name.sofId, name.camId, name.pipe, name.dumpType, name.tagName);
     if (file.name != made.data() + 1) {
-        add(RuleId::kParameterName, pathOf(file), std::string(made.data() + 1), "another form");
+        add(RuleId::kParameterName, pathOf(file), std::string(made.data() + 1),
+            std::string(file.name));
     }
     checkParameterSize(file);
 }
@@ -161,9 +162,11 @@ void FrameChecker::checkImage(const FileEntry& file) {
         add(RuleId::kImageName, pathOf(file), "a width and height that make an image", pixels);
         return;
     }
-    if (!namesNv21(file.name)) {
-        add(RuleId::kImageName, pathOf(file), "a name that ends in _nv21.yuv", "another name",
-            "it is replayed as NV21");
+    const std::string made(
+        lastName(imageFilePath("", name.sofId, name.camId, name.width, name.height)));
+    if (file.name != made) {
+        add(RuleId::kImageName, pathOf(file), made, std::string(file.name),
+            "it is replayed as NV21 of " + pixels);
     }
     if (file.bytes == expected) return;
     add(file.bytes < expected ? RuleId::kImageShort : RuleId::kImageLong, pathOf(file),

@@ -32,8 +32,10 @@ enum class RuleId : uint8_t {
     kFrameTorn,
     kFrameOrder,
     kFrameRepeated,
+    kSofRepeated,
     kFrameIds,
     kTaskName,
+    kNameTime,
     // parameter files
     kParameterName,
     kParameterEmpty,
@@ -51,10 +53,12 @@ enum class RuleId : uint8_t {
     kImageOdd,
     kImageRepeated,
     kImageName,
+    kImageCamera,
     kImageSizeVaries,
     kImageUniform,
     // scene record
     kSceneXml,
+    kSceneXmlExtra,
     kSceneFieldMissing,
     kSceneFieldRange,
     kSceneFileMissing,

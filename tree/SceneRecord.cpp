@@ -3,6 +3,7 @@
 #include "core/XmlFile.h"
 #include "records/SceneXml.h"
 #include "tree/FileBytes.h"
+#include "tree/XmlExtra.h"
 
 #include <climits>
 
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <set>
 #include <vector>
 
 namespace tyktree {
@@ -206,7 +208,29 @@ private:
         sources_.fromFiles = blocks_.record;
         readSceneFields(document, sources_.fromFiles->bytes.data());
         if (!findings_) return;
+        checkExtra(document);
         for (const Field& field : kSceneFields) checkField(document, field);
+    }
+
+    /// What the reading of the fields passed over.
+    void checkExtra(const pugi::xml_document& document) {
+        std::vector<uint8_t> bytes;
+        if (!readFileBytes(pathOf(kSceneXmlName), kMaxXmlBytes, bytes).ok()) return;
+        if (const auto extra = findOutsideRoot({bytes.begin(), bytes.end()})) {
+            add(RuleId::kSceneXmlExtra, kSceneXmlName, "one root element and nothing outside it",
+                extra->found);
+        }
+        std::set<pugi::xml_node> repeated;
+        for (const Field& field : kSceneFields) {
+            pugi::xml_node element = elementOf(document, field);
+            for (; element; element = element.parent()) {
+                if (!element.next_sibling(element.name())) continue;
+                if (element == document.document_element()) continue;  // outside the root
+                if (!repeated.insert(element).second) continue;
+                add(RuleId::kSceneXmlExtra, kSceneXmlName,
+                    std::string("the element ") + element.name() + " once", "it again");
+            }
+        }
     }
 
     void checkField(const pugi::xml_document& document, const Field& field) {

@@ -2,7 +2,9 @@
 
 #include "core/Limits.h"
 #include "tree/FolderReader.h"
+#include "tree/IdentityCheck.h"
 #include "tree/KnownTags.h"
+#include "tree/TaskFindings.h"
 
 #include <algorithm>
 #include <optional>
@@ -12,7 +14,6 @@ namespace tyktree {
 
 namespace {
 
-using Positions = std::vector<uint32_t>;
 using tykhost::TagEntry;
 using tykhost::TagKind;
 
@@ -20,18 +21,8 @@ std::string bytesText(uint64_t bytes) {
     return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
 }
 
-bool bitAt(const std::vector<bool>& bits, uint32_t position) {
-    return position <= bits.size() && bits[position - 1];
-}
-
 bool sameParameter(const Column& a, const Column& b) {
     return a.tagName == b.tagName && a.pipe == b.pipe && a.dumpType == b.dumpType;
-}
-
-bool writes(const ConfigEntry& entry, const Column& column) {
-    return entry.tagName == column.tagName && entry.pipe == column.pipe &&
-           entry.dumpType == column.dumpType &&
-           (entry.camId == kFramesOwn || entry.camId == column.camId);
 }
 
 /// Whether the catalog knows more than the tree says.
@@ -56,17 +47,17 @@ std::optional<uint64_t> sizeOf(const std::string& tagName, const TagCatalog& cat
 class TaskChecker {
 public:
     TaskChecker(const TaskSummary& summary, FindingSink& sink)
-        : summary_(summary), sink_(sink), statistics_(summary.statistics) {}
+        : summary_(summary),
+          sink_(sink),
+          statistics_(summary.statistics),
+          findings_(summary, frames_, sink) {}
 
     void check();
 
 private:
     using Missing = std::vector<std::pair<const Column*, Positions>>;
 
-    const FrameEntry& frameAt(uint32_t position) const;
     std::string fileOf(const Column& column, uint32_t position) const;
-    void add(RuleId rule, const std::string& path, uint32_t position, std::string expected,
-             std::string found, std::string hint = "");
     void spread(RuleId rule, const Column& column, const Positions& positions,
                 const std::string& expected, const std::string& found,
                 const std::string& hint = "");
@@ -101,60 +92,34 @@ private:
     FindingSink& sink_;
     const TaskStatistics& statistics_;
     Positions frames_;  ///< that could be looked at
+    TaskFindings findings_;
     uint32_t lastPosition_ = 0;
     bool torn_ = false;
     std::set<const Column*> flagged_;  ///< their tag or dump type is a finding
     size_t lastWritten_ = 0;  ///< place in the configuration of the last file of the last frame
 };
 
-const FrameEntry& TaskChecker::frameAt(uint32_t position) const {
-    const auto found = std::lower_bound(
-        summary_.frames.begin(), summary_.frames.end(), position,
-        [](const FrameEntry* frame, uint32_t wanted) { return frame->position < wanted; });
-    return **found;
-}
-
 /// Where a parameter's file lies, or should, in a frame.
 std::string TaskChecker::fileOf(const Column& column, uint32_t position) const {
-    const FrameEntry& frame = frameAt(position);
-    int sof = frame.parsed.sofId;
+    int sof = findings_.frameAt(position).parsed.sofId;
     for (const ConfigEntry& entry : summary_.config) {
         if (writes(entry, column) && entry.sofId != kFramesOwn) sof = entry.sofId;
     }
     ParamFilePath path;
-    makeParamFilePath(path, framePath(summary_.context.task, frame), sof, column.camId, column.pipe,
+    makeParamFilePath(path, findings_.pathOf(position), sof, column.camId, column.pipe,
                       column.dumpType, column.tagName);
     return path.data();
 }
 
-/// `position` 0: of the task, not of a frame.
-void TaskChecker::add(RuleId rule, const std::string& path, uint32_t position, std::string expected,
-                      std::string found, std::string hint) {
-    const TaskContext& context = summary_.context;
-    sink_.add({rule,
-               path,
-               {context.pipe.id, context.task.position, position},
-               std::move(expected),
-               std::move(found),
-               "",
-               std::move(hint)});
-}
-
-/// One finding a frame where few are concerned, and one for the task where most are.
 void TaskChecker::spread(RuleId rule, const Column& column, const Positions& positions,
                          const std::string& expected, const std::string& found,
                          const std::string& hint) {
-    if (positions.empty()) return;
-    if (frames_.size() > 1 && positions.size() * 2 > frames_.size()) {
-        add(rule, summary_.context.task.path, 0, column.tagName + ": " + expected,
-            found + " in " + std::to_string(positions.size()) + " of " +
-                std::to_string(frames_.size()) + " frames",
-            hint);
-        return;
-    }
-    for (const uint32_t position : positions) {
-        add(rule, fileOf(column, position), position, expected, found, hint);
-    }
+    findings_.spread(
+        rule, positions, {"", column.tagName + ": " + expected, found},
+        [&](uint32_t position) {
+            return TaskFindings::Words{fileOf(column, position), expected, found};
+        },
+        hint);
 }
 
 Positions TaskChecker::seenFrames() const {
@@ -283,10 +248,11 @@ std::string TaskChecker::lastContents() const {
 
 /// Whether a finding of the last frame says no more than that it breaks off.
 bool TaskChecker::belongsToTear(const Finding& finding) const {
-    static const std::set<RuleId> kOfTear{
-        RuleId::kFrameEmpty,        RuleId::kImageShort,      RuleId::kSceneXml,
-        RuleId::kSceneFieldMissing, RuleId::kSceneFieldRange, RuleId::kSceneFileMissing,
-        RuleId::kSceneBlockSize,    RuleId::kSceneDisagrees,  RuleId::kSceneEdited};
+    static const std::set<RuleId> kOfTear{RuleId::kFrameEmpty,        RuleId::kImageShort,
+                                          RuleId::kSceneXml,          RuleId::kSceneXmlExtra,
+                                          RuleId::kSceneFieldMissing, RuleId::kSceneFieldRange,
+                                          RuleId::kSceneFileMissing,  RuleId::kSceneBlockSize,
+                                          RuleId::kSceneDisagrees,    RuleId::kSceneEdited};
     if (kOfTear.count(finding.rule) > 0) return true;
     if (finding.rule != RuleId::kParameterEmpty) return false;
     ParamFileName name{};
@@ -307,8 +273,8 @@ void TaskChecker::giveLast() {
         if (!torn_ || !belongsToTear(finding)) sink_.add(finding);
     }
     if (!torn_) return;
-    add(RuleId::kFrameTorn, summary_.last->listing.path(), lastPosition_, "a whole frame",
-        lastContents());
+    findings_.add(RuleId::kFrameTorn,
+                  {summary_.last->listing.path(), "a whole frame", lastContents()}, lastPosition_);
 }
 
 void TaskChecker::checkColumn(const Column& column) {
@@ -380,9 +346,11 @@ bool TaskChecker::isStray(const Column& column) {
     const uint64_t count = column.frameCount();
     if (isConfigured(column) || frames_.size() < 2 || count * 2 >= frames_.size()) return false;
     if (flagged_.count(&column) > 0) return true;
-    add(RuleId::kParameterMissing, summary_.context.task.path, 0,
-        column.tagName + " in every frame or in none",
-        "it in " + std::to_string(count) + " of " + std::to_string(frames_.size()) + " frames");
+    findings_.add(
+        RuleId::kParameterMissing,
+        {summary_.context.task.path, column.tagName + " in every frame or in none",
+         "it in " + std::to_string(count) + " of " + std::to_string(frames_.size()) + " frames"},
+        0);
     return true;
 }
 
@@ -423,16 +391,10 @@ void TaskChecker::checkImages() {
     if (torn_) {
         without.erase(std::remove(without.begin(), without.end(), lastPosition_), without.end());
     }
-    if (frames_.size() > 1 && without.size() * 2 > frames_.size()) {
-        add(RuleId::kImageMissing, summary_.context.task.path, 0, "an image in every frame",
-            "none in " + std::to_string(without.size()) + " of " + std::to_string(frames_.size()) +
-                " frames");
-        return;
-    }
-    for (const uint32_t position : without) {
-        add(RuleId::kImageMissing, framePath(summary_.context.task, frameAt(position)), position,
-            "an image", "none");
-    }
+    findings_.spread(RuleId::kImageMissing, without, {"", "an image in every frame", "none"},
+                     [this](uint32_t position) {
+                         return TaskFindings::Words{findings_.pathOf(position), "an image", "none"};
+                     });
 }
 
 /// Frames without any file of the scene record where most have it; what is there in part, each
@@ -442,8 +404,10 @@ void TaskChecker::checkScenes() {
     if (without.size() * 2 > frames_.size()) return;
     for (const uint32_t position : without) {
         if (torn_ && position == lastPosition_) continue;
-        add(RuleId::kSceneFileMissing, framePath(summary_.context.task, frameAt(position)),
-            position, "the scene record's files, as in other frames", "none");
+        findings_.add(
+            RuleId::kSceneFileMissing,
+            {findings_.pathOf(position), "the scene record's files, as in other frames", "none"},
+            position);
     }
 }
 
@@ -458,6 +422,7 @@ void TaskChecker::check() {
     checkMissing();
     checkImages();
     if (summary_.context.options.scene) checkScenes();
+    checkIdentities(summary_, frames_, findings_);
 }
 
 }  // namespace

@@ -75,6 +75,7 @@ void TaskStatistics::add(uint32_t position, const FrameListing& listing) {
         } else if (file.kind == Kind::kImage) {
             set(images_, index);
             setCamera(file.image.camId, index);
+            set(imageCameras_[file.image.camId], index);
             ++geometries_[{file.image.width, file.image.height}];
         } else if (file.kind == Kind::kSceneXml) {
             set(scenes_, index);

@@ -11,6 +11,11 @@
 
 namespace tyktree {
 
+/// Whether the frame at a position has what `bits` tells of, by position - 1.
+inline bool bitAt(const std::vector<bool>& bits, uint32_t position) {
+    return position <= bits.size() && bits[position - 1];
+}
+
 /// The size that a parameter has in one frame.
 struct SizeAt {
     uint32_t position;
@@ -38,7 +43,7 @@ struct Column {
     uint64_t usualSize() const;
     /// Number of frames that have it.
     uint64_t frameCount() const;
-    bool in(uint32_t position) const { return position <= frames.size() && frames[position - 1]; }
+    bool in(uint32_t position) const { return bitAt(frames, position); }
 };
 
 /// An image size in pixels.
@@ -66,6 +71,8 @@ public:
     const std::vector<bool>& sceneParts() const { return sceneParts_; }
     /// The frames that have files of a camera, by its id.
     const std::map<int, std::vector<bool>>& cameras() const { return cameras_; }
+    /// The frames that have an image of a camera, by its id.
+    const std::map<int, std::vector<bool>>& imageCameras() const { return imageCameras_; }
 
 private:
     Column& columnOf(const ParamFileName& name, size_t expected);
@@ -75,7 +82,7 @@ private:
     std::vector<Column> columns_;
     std::map<std::string, std::vector<size_t>, std::less<>> byName_;
     std::map<Geometry, uint64_t> geometries_;
-    std::map<int, std::vector<bool>> cameras_;
+    std::map<int, std::vector<bool>> cameras_, imageCameras_;
     std::vector<bool> images_, scenes_, sceneParts_;
     uint64_t files_ = 0;
     uint64_t bytes_ = 0;

@@ -18,6 +18,15 @@ int64_t dayOfYear(const Stamp& stamp) {
     return kBefore[month] + stamp.day - 1;
 }
 
+/// Days of the stamp's month, which may be none.
+int daysIn(const Stamp& stamp) {
+    constexpr std::array<int, 12> kDays{31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const int year = stamp.year;
+    const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);  // and year 0, none
+    if (stamp.month == 2 && !leap) return 28;
+    return kDays[static_cast<size_t>(std::clamp(stamp.month, 1, 12) - 1)];
+}
+
 int64_t milliseconds(const Stamp& stamp) {
     const int64_t minutes = int64_t{stamp.hour} * 60 + stamp.minute;
     return dayOfYear(stamp) * kDay + (minutes * 60 + stamp.second) * 1000 + stamp.millisecond;
@@ -85,6 +94,25 @@ std::string isoTime(const Stamp& stamp) {
                                         stamp.second, stamp.millisecond));
     }
     return text.data();
+}
+
+std::string impossiblePart(const Stamp& stamp) {
+    struct Part {
+        const char* name;
+        int value;
+        int least;
+        int most;
+    };
+    const Part parts[] = {{"month", stamp.month, 1, 12},
+                          {"day", stamp.day, 1, daysIn(stamp)},
+                          {"hour", stamp.hour, 0, 23},
+                          {"minute", stamp.minute, 0, 59},
+                          {"second", stamp.second, 0, 60}};  // 60: a leap second
+    for (const Part& part : parts) {
+        if (part.value >= part.least && part.value <= part.most) continue;
+        return part.name + (" " + std::to_string(part.value));
+    }
+    return "";
 }
 
 int64_t millisecondsBetween(const Stamp& a, const Stamp& b) {

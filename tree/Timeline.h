@@ -14,6 +14,10 @@ namespace tyktree {
 /// "2026-03-05T14:07:09.123", local time of the device; without the year where the stamp has none.
 std::string isoTime(const Stamp& stamp);
 
+/// The first part of a stamp that no calendar or clock has, such as "month 17"; "" where all are
+/// possible. Without a year there is a 29 February.
+std::string impossiblePart(const Stamp& stamp);
+
 /// From `a` to `b` in milliseconds. Stamps without a year are taken for the same year, or for one
 /// turn of the year where `b` would be earlier by more than half a year.
 int64_t millisecondsBetween(const Stamp& a, const Stamp& b);

@@ -3,6 +3,7 @@
 #include "records/MfnrTuning.h"
 #include "tree/Escape.h"
 #include "tree/FolderReader.h"
+#include "tree/Timeline.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -68,6 +69,7 @@ private:
     void addTask(PipeEntry& pipe, const std::string& path, bool isPipe);
     void readTask(const PipeEntry& pipe, TaskEntry& task, bool isPipe);
     void readTaskEntry(const FramePlace& place, TaskEntry& task, const Entry& entry, bool isPipe);
+    void checkTime(const std::string& path, const FramePlace& place, const Stamp& stamp);
     void checkOrder(const FramePlace& place, const TaskEntry& task);
     void readInside();
     void keepOneFrame(TaskEntry& task);
@@ -218,9 +220,12 @@ void IndexReader::addTask(PipeEntry& pipe, const std::string& path, bool isPipe)
     TaskEntry task;
     task.path = path;
     task.name = lastName(path);
-    TaskFolderName parsed{};
-    if (!isPipe && readTaskFolderName(task.name, parsed)) task.parsed = parsed;
     task.position = static_cast<uint32_t>(pipe.tasks.size() + 1);
+    TaskFolderName parsed{};
+    if (!isPipe && readTaskFolderName(task.name, parsed)) {
+        task.parsed = parsed;
+        checkTime(path, {pipe.id, task.position, 0}, parsed.stamp);
+    }
     readTask(pipe, task, isPipe);
     pipe.tasks.push_back(std::move(task));
 }
@@ -253,9 +258,11 @@ void IndexReader::readTaskEntry(const FramePlace& place, TaskEntry& task, const 
             wordsFor(entry));
         return;
     }
-    if (!frame.wellNamed) {
-        FramePlace at = place;
-        at.frame = static_cast<uint32_t>(task.frames.size() + 1);
+    FramePlace at = place;
+    at.frame = static_cast<uint32_t>(task.frames.size() + 1);
+    if (frame.wellNamed) {
+        checkTime(path, at, frame.parsed.stamp);
+    } else {
         add(RuleId::kFrameName, path, at, "a name such as 0305140710456_reqID_42_sofID_17",
             "another name");
     }
@@ -263,20 +270,30 @@ void IndexReader::readTaskEntry(const FramePlace& place, TaskEntry& task, const 
     task.frames.push_back(std::move(frame));
 }
 
+void IndexReader::checkTime(const std::string& path, const FramePlace& place, const Stamp& stamp) {
+    const std::string impossible = impossiblePart(stamp);
+    if (impossible.empty()) return;
+    add(RuleId::kNameTime, path, place, "a time that a calendar and a clock show", impossible);
+}
+
 /// Names are in order of time; the requests in them should be as well.
 void IndexReader::checkOrder(const FramePlace& place, const TaskEntry& task) {
     std::map<std::pair<int, int>, uint32_t> seen;
     const FrameEntry* last = nullptr;
+    std::optional<int> latest;          // the largest request of earlier times
+    std::optional<int> latestWithLast;  // and of the last frame's time as well
     for (const FrameEntry& frame : task.frames) {
         if (!frame.wellNamed) continue;
         FramePlace at = place;
         at.frame = frame.position;
         const int request = frame.parsed.requestId;
-        if (last != nullptr && request < last->parsed.requestId && !sameTime(*last, frame)) {
+        if (last != nullptr && !sameTime(*last, frame)) latest = latestWithLast;
+        if (latest && request < *latest) {
             add(RuleId::kFrameOrder, framePath(task, frame), at,
-                "request " + std::to_string(last->parsed.requestId) + " or a later one",
+                "request " + std::to_string(*latest) + " or a later one",
                 "request " + std::to_string(request));
         }
+        latestWithLast = std::max(latestWithLast.value_or(request), request);
         const auto [first, isNew] =
             seen.emplace(std::make_pair(request, frame.parsed.sofId), frame.position);
         if (!isNew) {

@@ -109,6 +109,21 @@ TEST_F(CheckTest, Frames) {
         {"mv $F2/$I $F2/FCWH_9_0_16_8_nv21.yuv", "frame-ids"},
         {"mv $F2/$G $F2/FCPDT_1_0_1_0_KELV_TAG_WB_GAINS.bin", "frame-ids"},
         {"cp -r $F2 ${F4%_req*}_reqID_2_sofID_2", "frame-order frame-repeated"},
+        {"mv $F1 ${F1%_req*}_reqID_10_sofID_1", "frame-order frame-order frame-order"},
+        {"mv $F1 ${F2%_req*}_reqID_10_sofID_1", "frame-order frame-order"},
+        // An exposure belongs to one request; of another camera it is another one.
+        {"cp -r $F2 ${F4%_req*}_reqID_5_sofID_2", "sof-repeated"},
+        {"cp -r $F2 ${F4%_req*}_reqID_5_sofID_2; rm */FCWH*", "image-missing sof-repeated"},
+        {"cp -r $F2 ${F4%_req*}_reqID_5_sofID_2; cd *_reqID_5*; for x in FC*; do mv $x "
+         "${x%%_0_*}_3_${x#*_0_}; done",
+         ""},
+        // No calendar or clock has it. Frames have no year.
+        {"mv $K $P/21160017000000000_task_0", "name-time"},
+        {"mv $K $P/21160229000000000_task_0", "name-time"},
+        {"mv $K $P/21180229000000000_task_0", ""},
+        {"mv $F4 1231250000000${F4#?????????????}", "name-time"},
+        {"for f in *; do mv $f 0229${f#????}; done", ""},
+        {"for f in *; do mv $f 0431${f#????}; done", "name-time name-time name-time name-time"},
         {"mv $F2 ../f; ln -s ../f $F2", "foreign-folder not-a-folder"},
         {"rm -r $F2; mkfifo $F2", "not-a-folder"},
         {"rm -r $K; touch $K", "not-a-folder no-frames"},
@@ -209,6 +224,16 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"cp $F2/$I $F2/FCWH_2_0_16_8_nv12.yuv", "image-name image-repeated"},
         {"mv $F2/$I $F2/_nv12.yuv", "image-name image-missing"},
         {"mv $F2/$I $F2/FCWH_2_0_0_8_nv21.yuv", "image-name"},
+        {"mv $F2/$I $F2/FCWH_2_0_016_8_nv21.yuv", "image-name"},
+        {"mv $F2/$I $F2/FCWH_2_1_16_8_nv21.yuv", "image-camera"},
+        {"mv $F2/$I $F2/FCWH_2_1_16_8_nv21.yuv; rm $R/pipe1*", "config-missing image-camera"},
+        {"for f in */FCWH*; do mv $f ${f%_0_16*}_1_16_8_nv21.yuv; done", "image-camera"},
+        // What gives every parameter a camera of its own, and what may have.
+        {"for f in */FCWH*; do mv $f ${f%_0_16*}_1_16_8_nv21.yuv; done; "
+         "sed -i 's,<pipe>,<camID>0</camID>&,' $R/pipe1*",
+         ""},
+        {"for f in */FCWH*; do mv $f ${f%_0_16*}_1_16_8_nv21.yuv; done; rm $R/pipe1*",
+         "config-missing"},
         {"mv $F2/$I $F2/FCWH_2_0_8_16_nv21.yuv", "image-size-varies image-size-varies"},
         {"rm $P/mfnr*", "tuning-copy-missing"},
         {": > $P/mfnr5.2.xml", "tuning-copy-empty"},
@@ -222,6 +247,14 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"mkdir $R/pipe_3; cp -r $K $R/pipe_3; rm -r $K", "no-frames config-missing"},
         {"rm -r $K $R/pipe1*", "no-frames"},
         {"echo '<a' > $F2/iSceneInfo.xml", "scene-xml"},
+        // The rest of a longer text that was written over, a comment, a field twice.
+        {"echo '</iSceneInfo' >> $F2/iSceneInfo.xml", "scene-xml"},
+        {"echo 'Info>' >> $F2/iSceneInfo.xml", "scene-xml-extra"},
+        {"printf '\\0x' >> $F2/iSceneInfo.xml", "scene-xml-extra"},
+        {"sed -n '/<iScene/,$p' $F1/iSceneInfo.xml >> $F2/iSceneInfo.xml", "scene-xml-extra"},
+        {"echo '<!-- x -->' | tee -a $F2/iSceneInfo.xml >> $R/pipe1_dumpConfig.xml", ""},
+        {"sed -i 's,<total_gain>.*,&&,' $F2/iSceneInfo.xml", "scene-xml-extra"},
+        {"echo 'x' >> $R/pipe1_dumpConfig.xml", "config-element"},
         {"rm $F2/iSceneInfo.xml", "scene-file-missing"},
         {"rm $F2/iScene* $F2/*ISCENE*", "parameter-missing scene-file-missing"},
         {"truncate -s 5 $F2/ISCENE_CAP_INFO_DETECT_OUT.bin", "scene-block-size"},
@@ -258,6 +291,10 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"sed -i 's/_WB_GAINS/_WBGAINS/; 0,/>0</s//>2</' $R/pipe1*", "config-dump-type config-tag"},
         {"sed -i s/_WB_GAINS/_WBGAINS/ $R/pipe1*; rm $R/../../../../tags.xml", "parameter-missing"},
     });
+    const Result zero = checkDamaged("mv $F2/$I $F2/FCWH_2_0_016_8_nv21.yuv");
+    EXPECT_NE(zero.out.find("expected FCWH_2_0_16_8_nv21.yuv, found FCWH_2_0_016_8_nv21.yuv"),
+              std::string::npos)
+        << zero.out;
     const std::string grey = "head -c 192 /dev/zero | tr '\\0' x > $F2/$I";
     EXPECT_EQ(rulesIn(checkDamaged(grey).out), "");
     EXPECT_EQ(rulesIn(checkDamaged(grey, "--deep").out), "image-uniform");
