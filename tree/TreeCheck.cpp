@@ -37,7 +37,6 @@ private:
     }
 
     void giveIndexFindings();
-    bool picks(const Finding& finding) const;
     void readConfig(const PipeEntry& pipe, DumpConfigFile& config);
     void checkPipe(const PipeEntry& pipe);
     void checkFrames(const PipeEntry& pipe, const TaskEntry& task, const DumpConfigFile& config);
@@ -61,27 +60,9 @@ private:
     bool stopped_ = false;
 };
 
-/// Whether a finding of the index lies in what was selected.
-bool TreeChecker::picks(const Finding& finding) const {
-    const FramePlace& place = finding.place;
-    if (selection_.pipe && place.pipe && *selection_.pipe != *place.pipe) return false;
-    if (selection_.task && place.task != 0 && *selection_.task != place.task) return false;
-    if (place.frame == 0) return true;
-    for (const PipeEntry& pipe : index_.pipes()) {
-        if (pipe.id != place.pipe) continue;
-        for (const TaskEntry& task : pipe.tasks) {
-            if (task.position != place.task) continue;
-            for (const FrameEntry& frame : task.frames) {
-                if (frame.position == place.frame) return selection_.picks(frame);
-            }
-        }
-    }
-    return true;
-}
-
 void TreeChecker::giveIndexFindings() {
     for (const Finding& finding : index_.findings()) {
-        if (picks(finding)) sink_.add(finding);
+        if (picks(index_, selection_, finding)) sink_.add(finding);
     }
 }
 

@@ -117,7 +117,7 @@ void IndexReader::readDumpRoot() {
         for (const auto& [id, path] : found) {
             ids += (ids.empty() ? "the pipes " : ", ") + std::to_string(id);
         }
-        throw NoTree("'" + escaped(path_.given) + "': expected pipe " + std::to_string(*wanted_) +
+        throw NoPipe("'" + escaped(path_.given) + "': expected pipe " + std::to_string(*wanted_) +
                      ", found " + (ids.empty() ? "no pipe" : ids));
     }
     if (loose && !wanted_) readLoosePipe();
@@ -345,7 +345,7 @@ void IndexReader::keepOneFrame(TaskEntry& task) {
 void IndexReader::read() {
     const bool inside = path_.kind != Kind::kDeviceRoot && path_.kind != Kind::kDumpRoot;
     if (inside && wanted_ && wanted_ != path_.pipe) {
-        throw NoTree("'" + escaped(path_.given) + "': expected pipe " + std::to_string(*wanted_) +
+        throw NoPipe("'" + escaped(path_.given) + "': expected pipe " + std::to_string(*wanted_) +
                      ", found " +
                      (path_.pipe ? "pipe " + std::to_string(*path_.pipe) : "a folder of no pipe"));
     }

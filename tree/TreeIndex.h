@@ -56,6 +56,7 @@ public:
     /// its neighbours).
     /// Where the file system gives no entry types, types are asked for one by one, and a finding
     /// says that the library would not see these folders.
+    /// Throws NoPipe where pipe `pipe` is not there.
     static TreeIndex read(const TreePath& path, std::optional<int> pipe = std::nullopt);
 
     const TreePath& path() const { return path_; }

@@ -14,6 +14,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The tree has no pipe of the id that was asked for. The text says which it has.
+class NoPipe : public NoTree {
+public:
+    using NoTree::NoTree;
+};
+
 /// Part of a tree. All paths are absolute and canonical, without a slash at the end.
 struct TreePath {
     enum class Kind { kDeviceRoot, kDumpRoot, kPipe, kTask, kFrame };

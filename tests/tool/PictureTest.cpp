@@ -247,7 +247,6 @@ TEST_F(PictureTest, OutputIsWholeOrNotThere) {
     EXPECT_EQ(run("export a -o kept"), 2);
     EXPECT_EQ(run("diff a a --heat-map kept"), 2);
     EXPECT_EQ(run("export a"), 2);
-    EXPECT_EQ(run("export a -o p --frames 9"), 1);
     // No file may become larger than 512 bytes: what a full disk is.
     EXPECT_EQ(run("export a -o p --format rgb", "ulimit -f 1; "), 1);
     EXPECT_EQ(run("export a --y4m p", "ulimit -f 1; "), 1);
@@ -305,7 +304,7 @@ TEST_F(PictureTest, Differences) {
     EXPECT_NE(out_.find("1 pixel"), std::string::npos) << out_;
     EXPECT_EQ(run("diff b a --tolerance 10" + parts + "KELV_TAG_WB_GAINS"), 0) << out_;
     EXPECT_EQ(run("diff b a --ignore image" + parts + "KELV_TAG_WB_GAINS"), 0) << out_;
-    EXPECT_EQ(run("diff b a --ignore nonsense"), 1);
+    EXPECT_EQ(run("diff b a --ignore nonsense"), 2);
 
     fs::remove_all(images_[0].parent_path());
     EXPECT_EQ(run("diff b a --frames 1 --match order"), 3);

@@ -308,7 +308,8 @@ TEST_F(ToolTest, CopiesTakeAndSetWhatIsAskedFor) {
          "t diff r p --ignore KELV_TAG_WB_GAINS.gains[0]",
          3,
          {"2 bytes differ, the first is at 10", "gains[2]: 1 -> 8", "!    gains[0]", "!    red"}},
-        {"t copy r -o p --tags '*GAIN*' --no-images && t check p && find p -name '*.bin' | wc -l",
+        {"t copy r -o p --only-tags '*GAIN*' --no-images && t check p && find p -name '*.bin' | wc "
+         "-l",
          0,
          {"3 frames, 3 files", "clean", "\n3\n"}},
         {"echo ab >v; t copy r -o p --set KELV_TAG_GYRO_SAMPLES=@v --set "
@@ -384,7 +385,7 @@ TEST_F(ToolTest, ValuesAreOfTheirTypes) {
          {"1,1,1,1,1,\"0,192\",1,,\n", ".e: the file ends before the field", "st 3"}},
         {"for v in $W=0xA $W=0x0g $W=@none =3 a; do t copy r -o p --set $v; done; "
          "t track r normal_num",
-         1,
+         2,
          {"=0xA: expected @FILE or hexadecimal", "=0x0g: expected @FILE", "none: expected a value",
           "=3: expected NAME=VALUE", "a: expected NAME=VALUE",
           "several fields have this name: cap_info/detect_out/normal_num, cap_info/normal_num"}},
@@ -429,15 +430,16 @@ TEST_F(ToolTest, WhatIsInATreeIsCountedAndDated) {
          0,
          {"\n3 frames, 65 files, ", "requests 1..2  sofs 1..2\n", "\n2 frames, 43 files, ",
           "requests 1  sofs 1\n"}},
-        {"for x in 3..1 x .. 1, 2x..3 1..y; do t info r --frames $x && echo TAKEN; done; "
-         "t info r --frames 9",
+        {"for x in 3..1 x .. 1, 2x..3 1..y 0 0..2 -1 ''; do t info r --frames \"$x\" && echo "
+         "TAKEN; done; rm -r $K/*; t info r",
          0,
-         {"such as 3..9,12, found \"3..1\"", "found \"x\"", "found \"..\"", "found \"1,\"",
-          "found \"2x..3\"", "found \"1..y\"", "!TAKEN", "no frames"}},
-        {"t show r || echo \"st $?\"; t show r --frames 9 || echo \"st $?\"; t show $F2 --tag X",
-         1,
-         {"selection picks 3;", "st 2", "picks no frame", "st 1",
-          "expected the tag X, found none"}},
+         {"from 1 and ranges such as 3..9,12, found \"3..1\"", "found \"x\"", "found \"..\"",
+          "found \"1,\"", "found \"2x..3\"", "found \"1..y\"", "found \"0\"", "found \"0..2\"",
+          "found \"-1\"", "found \"\"\n", "!TAKEN", "no frames"}},
+        {"t show r || echo \"st $?\"; t show $F2 $F3 --tag X",
+         2,
+         {"selection picks 3;", "st 2", "_sofID_2: expected the tag X, found none",
+          "_sofID_3: expected the tag X, found none"}},
         // Planes of an image that breaks off, within a pair of its chroma.
         {"rm $F3/FCWH*; { head -c 3072 /dev/zero | tr '\\0' '\\005'; printf '\\001\\011\\002\\010"
          "\\003'; } >$F3/FCWH_3_0_64_48_nv21.yuv; t show $F3; t show $F3 --json; rm $F3/FCWH* "
@@ -477,6 +479,34 @@ TEST_F(ToolTest, WhatIsInATreeIsCountedAndDated) {
          {"1        1             5\npipe,", "\n1,1,2,2,2,5,11250000\n", "lies in or over",
           "st 2"}},
     });
+}
+
+TEST_F(ToolTest, EveryVerbSaysWhatItCannotReadAndWhenItPicksNothing) {
+    // Every verb with the same selection: how often it ends with which status and last line.
+    const std::string each =
+        "each() { for v in 'info r' 'check r' 'show r' 'track r total_gain' 'export r -o p' "
+        "'diff r r' 'copy r -o p' 'sheet r -o p' 'replay r'; do s=0; t $v \"$@\" >said 2>&1 || "
+        "s=$?; "
+        "cat said >>log; echo \"$s $(grep tyksim: said | tail -1)\"; [ -e p ] && echo MADE; rm -rf "
+        "p; "
+        "done | sort | uniq -c | tr -s ' '; }; : >log; ";
+    const std::string nothing = each +
+                                "each --frames 9; each --task 9; each --pipe 7; "
+                                "each --requests 2 --sofs 3; rm -r $K/*; each";
+    expect({nothing.c_str(),
+            0,
+            {" 9 2 tyksim: r: the selection picks no frame; found 3 frames: --frames 1..3, "
+             "--requests 1..3, --sofs 1..3\n",
+             " 9 2 tyksim: r: the selection picks no frame; found --task 1 in pipe 1\n",
+             " 9 2 tyksim: 'r': expected pipe 7, found the pipes 1\n", "!MADE",
+             " 7 1 tyksim: r: expected frames, found none\n", " 1 0 \n", " 1 3 \n"}});
+    const std::string links =
+        each +
+        "rm -r $F3; ln -s \"$PWD/$F2\" $F3; ln -s \"$PWD/$K\" "
+        "$D/pipe_1/21260305140709123_task_1; each --frames 1 | tr -d 012; "
+        "grep -c '_sofID_3: expected frame folders, found a symbolic link' log; "
+        "grep -c '_task_1: expected a task or frame folder, found a symbolic link' log";
+    expect({links.c_str(), 0, {"MADE", "!   ", "\n10\n10\n"}});
 }
 
 TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
@@ -626,7 +656,9 @@ TEST_F(ToolTest, DamageIsNamedAndTheOtherFramesAreReplayed) {
          0,
          {"frame: 0", "scene-block-size", "expected ISCENE_CAP_INFO_HDR_DETECT_OUT.bin as in",
           "folder: 3"}},
-        {"mv $D/pipe_1 $D/pipe_01; t replay r", 1, {"expected frames to replay", "foreign-folder"}},
+        {"mv $D/pipe_1 $D/pipe_01; t replay r",
+         1,
+         {"expected frames, found none", "/pipe_01: expected pipe folders"}},
         {"x=$(printf '%s/\\033[31mre\\nd' $F2); echo x >\"$x\"; t check r",
          3,
          {"/\\x1B[31mre\\nd: ", "!\x1b"}},
@@ -665,7 +697,7 @@ TEST_F(ToolTest, AnyPartOfATreeIsReplayedAndNothingIsWrittenThere) {
         {"t record r --frames 2 --pipe 3 --size 16x8 && cp -r $K p && snap >a; "
          "for x in 'r --pipe 3' $D/pipe_1 $K $F2 p; do both $x; done; snap >b; cmp a b; "
          "t replay r || echo \"st $?\"; t replay r --pipe 7",
-         1,
+         2,
          {"of pipe 3", "of pipe 1", "frames: 1 replayed", "!frame: 1", "!frame: 3", "!folder: 3",
           "pick one with --pipe: 1, 3", "st 2", "expected pipe 7, found the pipes 1, 3"}});
     expect(

@@ -66,7 +66,7 @@ with tempfile.TemporaryDirectory() as work:
     tracked, = run(0, "track", "whole", *names, "--json")
     assert [row["values"]["total_gain"] for row in tracked["rows"]] == [1024, 1536, 2048]
     run(3, "track", "damaged", *names, "--json")
-    run(1, "track", "whole", "nonsense", "--json")
+    run(2, "track", "whole", "nonsense", "--json")
     run(0, "diff", "whole", "whole", "--json")
     run(3, "diff", "whole", "damaged", "--json")
     run(1, "diff", "whole", "nowhere", "--json")

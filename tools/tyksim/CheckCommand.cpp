@@ -4,7 +4,7 @@
 #include "tools/output/Table.h"
 #include "tools/output/Units.h"
 #include "tools/output/Values.h"
-#include "tools/tyksim/ReadingVerb.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 #include "tree/TreeCheck.h"
 
@@ -138,11 +138,6 @@ Json totalsJson(const tyktree::CheckTotals& totals) {
 
 /// The check of one tree.
 ExitStatus checkOne(const CheckVerbOptions& options, const OpenedTree& tree, JsonDocument* json) {
-    if (tree.frames.empty() && tree.index.frameCount() > 0) {
-        throw WrongUsage(fmt::format("{}: the selection picks none of {}",
-                                     tyktree::escaped(tree.index.path().given),
-                                     counted(tree.index.frameCount(), "frame", "frames")));
-    }
     Output output(json);
     if (json) {
         Json path = Json::object();
@@ -160,11 +155,7 @@ ExitStatus checkOne(const CheckVerbOptions& options, const OpenedTree& tree, Jso
     };
     const tyktree::CheckTotals totals =
         checkTree(tree.index, options.reading.tree.selection(), tree.catalog, check, output);
-    if (interruption() != 0) {
-        const std::string state = "looked at " + totalsText(totals);
-        if (json) json->error("stopped: " + state);
-        throwIfInterrupted(state);
-    }
+    throwIfInterrupted("looked at " + totalsText(totals));
     if (json) {
         json->endList();
         json->member("counts", countsJson(output.counts));
@@ -231,15 +222,24 @@ ExitStatus checkConfiguration(const CheckVerbOptions& options, const std::string
     return statusOf(output.counts, options);
 }
 
-ExitStatus checkConfigurationGuarded(const CheckVerbOptions& options, const std::string& path) {
-    std::unique_ptr<JsonDocument> json;
-    if (options.reading.json) json = std::make_unique<JsonDocument>("tyksim.check", 1);
-    try {
-        return checkConfiguration(options, path, json.get());
-    } catch (const std::runtime_error& error) {
-        sayProblem(error.what(), json.get());
-        return ExitStatus::kFailed;
-    }
+constexpr const char* kSchema = "tyksim.check";
+
+ExitStatus checkConfigurationFile(const CheckVerbOptions& options, const std::string& path) {
+    return readOne(options.reading.json ? kSchema : nullptr, [&](Reading& reading) {
+        return checkConfiguration(options, path, reading.json());
+    });
+}
+
+/// What the index could not read is among the findings.
+ExitStatus checkTreeFolder(const CheckVerbOptions& options, const std::string& path) {
+    ReadingOptions one = options.reading;
+    one.trees = {path};
+    return readTrees(
+        one, kSchema,
+        [&options](const OpenedTree& tree, Reading& reading) {
+            return checkOne(options, tree, reading.json());
+        },
+        Need::kNothing, IndexProblems::kSaidByCheck);
 }
 
 /// Whether a name is a file's, a link to one or anything else that is there and no folder.
@@ -278,15 +278,8 @@ ExitStatus check(const CheckVerbOptions& options) {
     if (options.reading.trees.empty()) throw WrongUsage("TREE is required");
     ExitStatus status = ExitStatus::kClean;
     for (const std::string& given : options.reading.trees) {
-        ReadingOptions one = options.reading;
-        one.trees = {given};
-        status =
-            worse(status, isNoFolder(given)
-                              ? checkConfigurationGuarded(options, given)
-                              : readTrees(one, "tyksim.check",
-                                          [&options](const OpenedTree& tree, JsonDocument* json) {
-                                              return checkOne(options, tree, json);
-                                          }));
+        status = worse(status, isNoFolder(given) ? checkConfigurationFile(options, given)
+                                                 : checkTreeFolder(options, given));
     }
     return status;
 }

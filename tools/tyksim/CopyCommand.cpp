@@ -3,7 +3,7 @@
 #include "tools/output/OutputPath.h"
 #include "tools/output/Units.h"
 #include "tools/playback/TreeCopy.h"
-#include "tools/tyksim/TreeOptions.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 
 #include <fmt/format.h>
@@ -49,14 +49,11 @@ struct Options {
 
 class Copy {
 public:
-    explicit Copy(const Options& options) : options_(options) {}
+    Copy(const Options& options, Reading& reading) : options_(options), reading_(reading) {}
 
     ExitStatus run() {
         checkOutput(options_.out, {options_.tree}, options_.force);
-        const OpenedTree tree(options_.tree, options_.selection);
-        if (tree.frames.empty()) {
-            throw Failure(tyktree::escaped(options_.tree) + ": the selection picks no frame");
-        }
+        const OpenedTree tree(reading_, options_.tree, options_.selection);
         const Edits edits(options_.settings, tree.catalog, tagNamesOf(tree));
         OutputFolder out(options_.out);
         TreeCopy copy(out.path(), options_.copy, edits);
@@ -81,15 +78,14 @@ public:
                                     counted(changes_, "value changed", "values changed"),
                                     counted(changedFrames_, "frame", "frames")));
         }
-        return problems_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
+        return ExitStatus::kClean;
     }
 
 private:
     void report(const tyktree::FrameRef& frame, const FrameCopy& copied) {
         files_ += copied.files;
         bytes_ += copied.bytes;
-        for (const std::string& problem : copied.problems) printNote(problem);
-        problems_ += copied.problems.size();
+        for (const std::string& problem : copied.problems) reading_.problem(problem);
         changes_ += copied.changes.size();
         if (!copied.changes.empty()) ++changedFrames_;
         for (const Change& change : copied.changes) {
@@ -101,11 +97,11 @@ private:
     }
 
     const Options& options_;
+    Reading& reading_;
     uint64_t files_ = 0;
     uint64_t bytes_ = 0;
     uint64_t changes_ = 0;
     uint64_t changedFrames_ = 0;
-    uint64_t problems_ = 0;
 };
 
 }  // namespace
@@ -114,8 +110,9 @@ Action defineCopy(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
     verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
     verb.add_option("-o,--output", options->out, "Folder to make")->required()->type_name("OUT");
-    addTreeOptions(verb, options->selection, "--tag-table");
-    verb.add_option("--tags", options->copy.tags, "Only tags whose names match this shell pattern")
+    addTreeOptions(verb, options->selection);
+    verb.add_option("--only-tags", options->copy.tags,
+                    "Only tags whose names match this shell pattern")
         ->type_name("GLOB");
     verb.add_flag("--no-images", options->noImages, "Leave the images out");
     verb.add_option("--set", options->settings, "Set a value; see below")
@@ -125,7 +122,8 @@ Action defineCopy(CLI::App& verb) {
     verb.footer(kFooter);
     return [options] {
         options->copy.images = !options->noImages;
-        return Copy(*options).run();
+        return runReading(nullptr,
+                          [&options](Reading& reading) { return Copy(*options, reading).run(); });
     };
 }
 

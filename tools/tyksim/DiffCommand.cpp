@@ -4,7 +4,7 @@
 #include "tools/output/Ordered.h"
 #include "tools/output/OutputPath.h"
 #include "tools/picture/FrameFacts.h"
-#include "tools/tyksim/ReadingVerb.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 
 #include <fmt/format.h>
@@ -114,19 +114,16 @@ DiffRules rulesOf(const Options& options, const OpenedTree& a, const OpenedTree&
 /// One run of the verb.
 class Diff {
 public:
-    Diff(const Options& options, JsonDocument* json)
+    Diff(const Options& options, Reading& reading)
         : options_(options),
-          json_(json),
-          a_(options.a, options.tree),
-          b_(options.b, options.tree),
+          reading_(reading),
+          json_(reading.json()),
+          a_(reading, options.a, options.tree),
+          b_(reading, options.b, options.tree),
           rules_(rulesOf(options, a_, b_)),
           summary_(options.worst) {}
 
     ExitStatus run() {
-        requireFrames(a_);
-        requireFrames(b_);
-        const bool unreadA = sayUnread(a_, json_);
-        const bool unreadB = sayUnread(b_, json_);
         const std::vector<FramePair> pairs = matchFrames(
             {&a_.index.path(), &a_.frames}, {&b_.index.path(), &b_.frames}, options_.match);
         std::optional<OutputFolder> maps;
@@ -139,16 +136,11 @@ public:
         comparePairs(pairs, maps ? maps->path() : "");
         if (maps) maps->commit();
         report();
-        const bool same = summary_.same() && tuning_.empty() && !unreadA && !unreadB;
+        const bool same = summary_.same() && tuning_.empty();
         return same ? ExitStatus::kClean : ExitStatus::kFindings;
     }
 
 private:
-    static void requireFrames(const OpenedTree& tree) {
-        if (!tree.frames.empty()) return;
-        throw Failure(tyktree::escaped(tree.index.path().given) + ": the selection picks no frame");
-    }
-
     void begin() {
         Json sides = Json::object();
         addText(sides, "a", a_.index.path().path);
@@ -187,7 +179,7 @@ private:
     }
 
     void take(const FramePair& pair, FrameDifference difference) {
-        for (const std::string& problem : difference.problems) sayProblem(problem, json_);
+        for (const std::string& problem : difference.problems) reading_.problem(problem);
         const bool same = pair.a && pair.b && difference.same();
         if (json_ && !same) json_->item(toJson(pair, difference));
         summary_.add(pair, std::move(difference));
@@ -222,7 +214,7 @@ private:
             if (copy.inA && copy.inB) {
                 copy.bytes = comparer.compare(a.path + "/" + name, b.path + "/" + name);
                 if (copy.bytes.same()) continue;
-                if (!copy.bytes.problem.empty()) sayProblem(copy.bytes.problem, json_);
+                if (!copy.bytes.problem.empty()) reading_.problem(copy.bytes.problem);
             }
             tuning_.push_back(std::move(copy));
         }
@@ -243,6 +235,7 @@ private:
     }
 
     const Options& options_;
+    Reading& reading_;
     JsonDocument* const json_;
     const OpenedTree a_;
     const OpenedTree b_;
@@ -251,20 +244,6 @@ private:
     std::vector<ContentDifference> tuning_;
     Progress progress_;
 };
-
-ExitStatus runDiff(const Options& options) {
-    std::unique_ptr<JsonDocument> json;
-    if (options.json) json = std::make_unique<JsonDocument>("tyksim.diff", 1);
-    try {
-        const ExitStatus status = Diff(options, json.get()).run();
-        if (json) json->end();
-        return status;
-    } catch (const std::exception& error) {
-        if (!json) throw;
-        json->error(error.what());
-        throw;
-    }
-}
 
 }  // namespace
 
@@ -296,7 +275,10 @@ Action defineDiff(CLI::App& verb) {
     verb.add_flag("--json", options->json, "One JSON document, on one line");
     addForce(verb, options->force);
     verb.footer(kFooter);
-    return [options] { return runDiff(*options); };
+    return [options] {
+        return runReading(options->json ? "tyksim.diff" : nullptr,
+                          [&options](Reading& reading) { return Diff(*options, reading).run(); });
+    };
 }
 
 }  // namespace tyksim

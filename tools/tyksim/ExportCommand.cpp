@@ -8,7 +8,7 @@
 #include "tools/picture/FrameFacts.h"
 #include "tools/picture/PictureOptions.h"
 #include "tools/picture/PictureRenderer.h"
-#include "tools/tyksim/ReadingVerb.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 
 #include <algorithm>
@@ -198,14 +198,10 @@ Json itemOf(const FrameRef& frame, const FrameResult& result) {
 /// One run of the verb.
 class Export {
 public:
-    Export(const Options& options, const OpenedTree& tree, JsonDocument* json)
-        : options_(options), tree_(tree), json_(json) {}
+    Export(const Options& options, const OpenedTree& tree, Reading& reading)
+        : options_(options), tree_(tree), json_(reading.json()) {}
 
     ExitStatus run() {
-        if (tree_.frames.empty()) {
-            throw Failure(tyktree::escaped(options_.tree) + ": the selection picks no frame");
-        }
-        const bool unread = sayUnread(tree_, json_);
         sayAssumption();
         if (json_) json_->beginList("frames");
         if (options_.film.empty()) {
@@ -222,7 +218,7 @@ public:
             film.commit();
         }
         report();
-        return unread || findings_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
+        return findings_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
     }
 
 private:
@@ -328,13 +324,13 @@ void finish(Options& options) {
     }
 }
 
-ExitStatus exportTree(const Options& options, const OpenedTree& tree, JsonDocument* json) {
+ExitStatus exportTree(const Options& options, const OpenedTree& tree, Reading& reading) {
     const std::string& target = options.film.empty() ? options.folder : options.film;
     if (target != kStandardOutput) {
         const std::string& root = tree.index.path().dumpRoot;
         checkOutput(target, {options.tree, root.empty() ? options.tree : root}, options.force);
     }
-    return Export(options, tree, json).run();
+    return Export(options, tree, reading).run();
 }
 
 }  // namespace
@@ -356,8 +352,8 @@ Action defineExport(CLI::App& verb) {
     return [options] {
         finish(*options);
         return readTrees(options->reading, "tyksim.export",
-                         [&options](const OpenedTree& tree, JsonDocument* json) {
-                             return exportTree(*options, tree, json);
+                         [&options](const OpenedTree& tree, Reading& reading) {
+                             return exportTree(*options, tree, reading);
                          });
     };
 }

@@ -2,7 +2,7 @@
 #include "tools/output/Ordered.h"
 #include "tools/output/Table.h"
 #include "tools/output/Units.h"
-#include "tools/tyksim/ReadingVerb.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 #include "tree/FrameListing.h"
 #include "tree/TaskStatistics.h"
@@ -136,11 +136,10 @@ TaskEntry pickedTask(const TaskFrames& task) {
 /// One tree's information.
 class Info {
 public:
-    Info(const InfoOptions& options, const OpenedTree& tree, JsonDocument* json)
-        : options_(options), tree_(tree), json_(json) {}
+    Info(const InfoOptions& options, const OpenedTree& tree, Reading& reading)
+        : options_(options), tree_(tree), reading_(reading), json_(reading.json()) {}
 
     ExitStatus run() {
-        bool unread = sayUnread(tree_, json_);
         if (json_) {
             addPath(tree_.index.path().path);
             json_->beginList("pipes");
@@ -157,8 +156,7 @@ public:
         } else {
             printTotals();
         }
-        unread = unread || unlisted_ > 0;
-        return unread ? ExitStatus::kFindings : ExitStatus::kClean;
+        return ExitStatus::kClean;
     }
 
 private:
@@ -256,10 +254,8 @@ private:
     void showFrame(const FrameRef& frame, const FrameFacts& facts, const FrameEntry* before,
                    Table& table) {
         if (facts.error != 0) {
-            ++unlisted_;
-            sayProblem(tyktree::escaped(frame.path()) +
-                           ": cannot be listed: " + std::generic_category().message(facts.error),
-                       json_);
+            reading_.problem(tyktree::escaped(frame.path()) +
+                             ": cannot be listed: " + std::generic_category().message(facts.error));
         }
         if (json_) {
             json_->item(frameItem(frame, facts));
@@ -400,11 +396,11 @@ private:
 
     const InfoOptions& options_;
     const OpenedTree& tree_;
+    Reading& reading_;
     JsonDocument* const json_;
     uint64_t frames_ = 0;
     uint64_t files_ = 0;
     uint64_t bytes_ = 0;
-    uint64_t unlisted_ = 0;
 };
 
 }  // namespace
@@ -416,10 +412,12 @@ Action defineInfo(CLI::App& verb) {
         ->check(CLI::IsMember({"task", "frame", "tag"}));
     verb.footer(kFooter);
     return [options] {
-        return readTrees(options->reading, "tyksim.info",
-                         [&options](const OpenedTree& tree, JsonDocument* json) {
-                             return Info(*options, tree, json).run();
-                         });
+        return readTrees(
+            options->reading, "tyksim.info",
+            [&options](const OpenedTree& tree, Reading& reading) {
+                return Info(*options, tree, reading).run();
+            },
+            Need::kNothing);
     };
 }
 

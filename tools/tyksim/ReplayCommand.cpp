@@ -5,7 +5,7 @@
 #include "tools/output/Units.h"
 #include "tools/playback/ProcessedRecording.h"
 #include "tools/playback/ReplaySession.h"
-#include "tools/tyksim/TreeOptions.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 #include "tree/TaskStatistics.h"
 #include "tree/TreeCheck.h"
@@ -132,16 +132,12 @@ public:
 
 class Replay {
 public:
-    explicit Replay(const ReplayOptions& options)
+    Replay(const ReplayOptions& options, Reading& reading)
         : options_(options),
           session_(options.session),
-          tree_(options.tree, options.selection),
+          tree_(reading, options.tree, options.selection, Need::kFrames,
+                IndexProblems::kSaidByCheck),
           catalog_(tree_.catalog) {
-        if (tree_.frames.empty()) {
-            for (const tyktree::Finding& finding : tree_.index.findings()) findings_.add(finding);
-            throw Failure(tyktree::escaped(options.tree) +
-                          ": expected frames to replay, found none that the selection picks");
-        }
         choosePipe(tree_.frames, options.selection, session_);
         sayTags();
         edits_ = Edits(options.settings, catalog_, tagNames(catalog_));
@@ -281,7 +277,8 @@ Action defineReplay(CLI::App& verb) {
     verb.footer(kFooter);
     return [options] {
         settle(*options);
-        return Replay(*options).run();
+        return runReading(nullptr,
+                          [&options](Reading& reading) { return Replay(*options, reading).run(); });
     };
 }
 

@@ -4,8 +4,7 @@
 #include "tools/output/Ordered.h"
 #include "tools/output/Units.h"
 #include "tools/sheet/SheetWriter.h"
-#include "tools/tyksim/Commands.h"
-#include "tools/tyksim/TreeOptions.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 #include "tree/TreeCheck.h"
 
@@ -74,11 +73,12 @@ private:
 /// One run of the verb.
 class Sheet {
 public:
-    explicit Sheet(const SheetOptions& options)
+    Sheet(const SheetOptions& options, Reading& reading)
         : options_(options),
+          reading_(reading),
           jobs_(options.reading.jobs > 0 ? options.reading.jobs : availableJobs()),
-          tree_(options.tree, options.reading) {
-        if (!options.against.empty()) other_.emplace(options.against, options.reading);
+          tree_(reading, options.tree, options.reading) {
+        if (!options.against.empty()) other_.emplace(reading, options.against, options.reading);
         chooseFrames();
     }
 
@@ -125,8 +125,6 @@ private:
             task = pair.a->task;
             if (inTask++ % options_.every == 0) pairs_.push_back(pair);
         }
-        if (!pairs_.empty()) return;
-        throw Failure(tyktree::escaped(options_.tree) + ": expected frames, found none");
     }
 
     std::vector<tyktree::ValueName> plots() const {
@@ -185,12 +183,10 @@ private:
     /// Says what the page cannot show.
     void note(const SheetFrame& frame, const FrameRef& ref) {
         if (!frame.listingProblem.empty()) {
-            printNote(tyktree::escaped(ref.path()) + ": " + frame.listingProblem);
-            ++unread_;
+            reading_.problem(tyktree::escaped(ref.path()) + ": " + frame.listingProblem);
         }
         if (frame.picture.problem.empty()) return;
-        printNote(tyktree::escaped(frame.imagePath) + ": " + frame.picture.problem);
-        ++unread_;
+        reading_.problem(tyktree::escaped(frame.imagePath) + ": " + frame.picture.problem);
     }
 
     void addFindings(tyktree::FindingSink& sink) {
@@ -207,18 +203,18 @@ private:
     ExitStatus report(const tyktree::FindingCounts& counts) const {
         printResult(fmt::format("{}: {}, {}", tyktree::escaped(options_.output),
                                 counted(pairs_.size(), "frame", "frames"), countsText(counts)));
-        const bool clean = unread_ == 0 && !counts.any(tyktree::Severity::kWarning);
+        const bool clean = !counts.any(tyktree::Severity::kWarning);
         return clean ? ExitStatus::kClean : ExitStatus::kFindings;
     }
 
     const SheetOptions& options_;
+    Reading& reading_;
     const int jobs_;
     OpenedTree tree_;
     std::optional<OpenedTree> other_;
     std::vector<FramePair> pairs_;  ///< that the page shows; each has a frame of the first tree
     uint64_t onlyOther_ = 0;        ///< frames that only the second tree has
     Progress progress_;
-    uint64_t unread_ = 0;
 };
 
 }  // namespace
@@ -243,7 +239,10 @@ Action defineSheet(CLI::App& verb) {
     addTreeOptions(verb, options->reading);
     addForce(verb, options->force);
     verb.footer(kFooter);
-    return [options] { return Sheet(*options).run(); };
+    return [options] {
+        return runReading(nullptr,
+                          [&options](Reading& reading) { return Sheet(*options, reading).run(); });
+    };
 }
 
 }  // namespace tyksim

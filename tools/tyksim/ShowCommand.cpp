@@ -4,7 +4,7 @@
 #include "tools/output/Units.h"
 #include "tools/output/Values.h"
 #include "tools/picture/Histogram.h"
-#include "tools/tyksim/ReadingVerb.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 #include "tree/Timeline.h"
 
@@ -101,8 +101,12 @@ std::vector<PlaneFacts> planesOf(const std::vector<uint8_t>& bytes, const ImageF
 /// Shows one frame.
 class Show {
 public:
-    Show(const ShowOptions& options, const OpenedTree& tree, JsonDocument* json)
-        : options_(options), tree_(tree), frame_(tree.frames.front()), json_(json) {}
+    Show(const ShowOptions& options, const OpenedTree& tree, Reading& reading)
+        : options_(options),
+          tree_(tree),
+          frame_(tree.frames.front()),
+          reading_(reading),
+          json_(reading.json()) {}
 
     ExitStatus run() {
         if (!listing_.read(frame_.path())) {
@@ -114,7 +118,7 @@ public:
             showScene();
             showImage();
         }
-        return problems_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
+        return ExitStatus::kClean;
     }
 
 private:
@@ -174,9 +178,10 @@ private:
         for (const std::string& name : tyktree::nearestNames(options_.tag, names, 3)) {
             nearest += (nearest.empty() ? "" : ", ") + tyktree::escaped(name);
         }
-        throw Failure(fmt::format("{}: expected the tag {}, found none; nearest: {}",
-                                  tyktree::escaped(frame_.path()), tyktree::escaped(options_.tag),
-                                  nearest.empty() ? "the frame has no parameters" : nearest));
+        throw PicksNothing(fmt::format("{}: expected the tag {}, found none; nearest: {}",
+                                       tyktree::escaped(frame_.path()),
+                                       tyktree::escaped(options_.tag),
+                                       nearest.empty() ? "the frame has no parameters" : nearest));
     }
 
     void showParameter(const FileEntry& file, Table& table) {
@@ -301,17 +306,16 @@ private:
     }
 
     void problem(const std::string& path, const std::string& reason) {
-        ++problems_;
-        sayProblem(tyktree::escaped(path) + ": cannot be read: " + reason, json_);
+        reading_.problem(tyktree::escaped(path) + ": cannot be read: " + reason);
     }
 
     const ShowOptions& options_;
     const OpenedTree& tree_;
     const FrameRef frame_;
+    Reading& reading_;
     JsonDocument* const json_;
     tyktree::FrameListing listing_;
     std::vector<Parameter> dumped_;  ///< to be shown byte by byte
-    int problems_ = 0;
 };
 
 }  // namespace
@@ -324,11 +328,11 @@ Action defineShow(CLI::App& verb) {
     verb.footer(kFooter);
     return [options] {
         return readTrees(options->reading, "tyksim.show",
-                         [&options](const OpenedTree& tree, JsonDocument* json) {
-                             if (tree.frames.size() == 1) return Show(*options, tree, json).run();
+                         [&options](const OpenedTree& tree, Reading& reading) {
+                             if (tree.frames.size() == 1) {
+                                 return Show(*options, tree, reading).run();
+                             }
                              const std::string where = tyktree::escaped(tree.index.path().given);
-                             if (tree.frames.empty())
-                                 throw Failure(where + ": the selection picks no frame");
                              throw WrongUsage(
                                  fmt::format("{}: expected one frame, the selection picks {}; "
                                              "pick one with --pipe, --task, --frames",

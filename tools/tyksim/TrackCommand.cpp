@@ -3,7 +3,7 @@
 #include "tools/output/OutputPath.h"
 #include "tools/output/Plot.h"
 #include "tools/output/Values.h"
-#include "tools/tyksim/ReadingVerb.h"
+#include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 #include "tree/FrameValues.h"
 
@@ -26,8 +26,8 @@ NAME is TAG, TAG.field, TAG.field[2] or a field of the scene record (total_gain,
 sx, cap_info/normal_num ...). Of a tag without known fields the CRC-32 and the size are shown. A
 scene field is what iSceneInfo.xml says, and where there is none what the parameter file does.
 
-Exit status: 0 all was read, 1 the tree or a name is not there, 2 wrong usage, 3 a value could not
-be read (said on standard error; its place stays empty).
+Exit status: 0 all was read, 1 the tree cannot be read, 2 wrong usage, 3 a value could not be read
+(said on standard error; its place stays empty).
 
 Examples:
   tyksim track /tmp/phone total_gain exp_time
@@ -56,8 +56,8 @@ std::string csvField(const std::string& text) {
 
 class Track {
 public:
-    Track(const TrackOptions& options, const OpenedTree& tree, JsonDocument* json)
-        : options_(options), tree_(tree), json_(json) {
+    Track(const TrackOptions& options, const OpenedTree& tree, Reading& reading)
+        : options_(options), tree_(tree), reading_(reading), json_(reading.json()) {
         const std::vector<std::string> tagNames = tagNamesOf(tree);
         for (const std::string& name : options.names) {
             names_.push_back(tyktree::resolveName(name, tree.catalog, tagNames));
@@ -65,7 +65,6 @@ public:
     }
 
     ExitStatus run() {
-        const bool unread = sayUnread(tree_, json_);
         begin();
         size_t next = 0;
         inOrder<std::vector<FrameValue>>(
@@ -79,7 +78,7 @@ public:
         if (json_) json_->endList();
         if (!options_.svg.empty()) plot_.write(options_.svg);
         noteRepeated();
-        return unread || problems_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
+        return ExitStatus::kClean;
     }
 
 private:
@@ -110,13 +109,10 @@ private:
     void show(const FrameRef& frame, const std::vector<FrameValue>& values) {
         for (size_t i = 0; i < values.size(); ++i) {
             repeated_ = repeated_ || values[i].several;
-            if (!values[i].problem.empty()) {
-                ++problems_;
-                sayProblem(fmt::format("{}: {}: {}", tyktree::escaped(frame.path()),
-                                       tyktree::escaped(names_[i].name),
-                                       tyktree::escaped(values[i].problem)),
-                           json_);
-            }
+            if (values[i].problem.empty()) continue;
+            reading_.problem(fmt::format("{}: {}: {}", tyktree::escaped(frame.path()),
+                                         tyktree::escaped(names_[i].name),
+                                         tyktree::escaped(values[i].problem)));
         }
         plot(frame, values);
         const bool first = task_ != frame.task;
@@ -191,12 +187,12 @@ private:
 
     const TrackOptions& options_;
     const OpenedTree& tree_;
+    Reading& reading_;
     JsonDocument* const json_;
     std::vector<tyktree::ValueName> names_;
     Plot plot_;
     const tyktree::TaskEntry* task_ = nullptr;  ///< of the last row
     std::vector<FrameValue> last_;
-    int problems_ = 0;
     bool repeated_ = false;
 };
 
@@ -214,17 +210,13 @@ Action defineTrack(CLI::App& verb) {
     addForce(verb, options->force);
     verb.footer(kFooter);
     return [options] {
-        ReadingOptions reading;
-        reading.trees = {options->tree};
-        reading.tree = options->selection;
-        reading.json = options->json;
-        return readTrees(reading, "tyksim.track",
-                         [&options](const OpenedTree& tree, JsonDocument* json) {
-                             if (!options->svg.empty()) {
-                                 checkOutput(options->svg, {options->tree}, options->force);
-                             }
-                             return Track(*options, tree, json).run();
-                         });
+        return runReading(options->json ? "tyksim.track" : nullptr, [&options](Reading& reading) {
+            if (!options->svg.empty()) {
+                checkOutput(options->svg, {options->tree}, options->force);
+            }
+            const OpenedTree tree(reading, options->tree, options->selection);
+            return Track(*options, tree, reading).run();
+        });
     };
 }
 

@@ -7,8 +7,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
+#include <optional>
 #include <string>
-#include <vector>
 
 namespace tyksim {
 
@@ -16,9 +17,9 @@ namespace tyksim {
 struct TreeOptions {
     std::optional<int> pipe;
     std::optional<uint32_t> task;
-    std::string frames;
-    std::string requests;
-    std::string sofs;
+    std::optional<std::string> frames;
+    std::optional<std::string> requests;
+    std::optional<std::string> sofs;
     std::string tagsFile;
     int jobs = 1;
 
@@ -27,25 +28,9 @@ struct TreeOptions {
 };
 
 /// Adds the options above to a verb. `options` takes the values and must outlive their reading.
-/// The tag table's option bears another name where --tags means something else.
-void addTreeOptions(CLI::App& verb, TreeOptions& options, const char* tagsOption = "--tags");
+void addTreeOptions(CLI::App& verb, TreeOptions& options);
 
 /// --force.
 void addForce(CLI::App& verb, bool& force);
-
-/// A tree that a verb opened.
-struct OpenedTree {
-    tyktree::TreeIndex index;
-    tyktree::TagCatalog catalog;
-    std::vector<tyktree::FrameRef> frames;  ///< the selected ones; they point into `index`
-
-    OpenedTree(const std::string& given, const TreeOptions& options);
-    OpenedTree(const OpenedTree&) = delete;
-    OpenedTree& operator=(const OpenedTree&) = delete;
-};
-
-/// The names of the tags that the selected frames have, for a tree without a tag table. The first
-/// frames tell; a tag that only later ones have can be named once it is in a table.
-std::vector<std::string> tagNamesOf(const OpenedTree& tree);
 
 }  // namespace tyksim

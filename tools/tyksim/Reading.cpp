@@ -1,0 +1,209 @@
+#include "tools/tyksim/Reading.h"
+
+#include "tools/output/Interruption.h"
+#include "tools/output/Units.h"
+#include "tree/Escape.h"
+#include "tree/FrameListing.h"
+#include "tree/Values.h"
+
+#include <algorithm>
+#include <exception>
+#include <fmt/format.h>
+#include <limits>
+#include <memory>
+#include <set>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::FrameSelection;
+using tyktree::TreeIndex;
+
+/// The least and the most of some numbers, as --frames takes them.
+class Span {
+public:
+    void add(int64_t number) {
+        least_ = std::min(least_, number);
+        most_ = std::max(most_, number);
+    }
+    bool empty() const { return least_ > most_; }
+    std::string text() const {
+        return least_ == most_ ? std::to_string(least_) : fmt::format("{}..{}", least_, most_);
+    }
+
+private:
+    int64_t least_ = std::numeric_limits<int64_t>::max();
+    int64_t most_ = std::numeric_limits<int64_t>::min();
+};
+
+std::string pipeText(const tyktree::PipeEntry& pipe) {
+    return pipe.id ? fmt::format("pipe {}", *pipe.id) : "a folder of no pipe";
+}
+
+/// What there is where --task picks no task.
+std::string tasksText(const TreeIndex& index) {
+    std::string words;
+    for (const tyktree::PipeEntry& pipe : index.pipes()) {
+        Span tasks;
+        for (const tyktree::TaskEntry& task : pipe.tasks) tasks.add(task.position);
+        if (tasks.empty()) continue;
+        words += fmt::format("{}--task {} in {}", words.empty() ? "" : ", ", tasks.text(),
+                             pipeText(pipe));
+    }
+    return words;
+}
+
+/// What there is to pick, as the options that pick all of it.
+std::string whatThereIs(const TreeIndex& index, const FrameSelection& selection) {
+    Span positions, requests, sofs;
+    size_t count = 0;
+    bool anyTask = false;
+    for (const tyktree::PipeEntry& pipe : index.pipes()) {
+        for (const tyktree::TaskEntry& task : pipe.tasks) {
+            if (!selection.picks(pipe, task)) continue;
+            anyTask = true;
+            count += task.frames.size();
+            for (const tyktree::FrameEntry& frame : task.frames) {
+                positions.add(frame.position);
+                if (!frame.wellNamed) continue;
+                requests.add(frame.parsed.requestId);
+                sofs.add(frame.parsed.sofId);
+            }
+        }
+    }
+    if (!anyTask) return tasksText(index);
+    std::string words = counted(count, "frame", "frames");
+    if (!positions.empty()) words += ": --frames " + positions.text();
+    if (!requests.empty()) words += ", --requests " + requests.text();
+    if (!sofs.empty()) words += ", --sofs " + sofs.text();
+    return words;
+}
+
+TreeIndex readIndex(const std::string& given, const TreeOptions& options) {
+    try {
+        return TreeIndex::read(tyktree::resolveTree(given), options.pipe);
+    } catch (const tyktree::NoPipe& error) {
+        throw PicksNothing(error.what());
+    }
+}
+
+/// Says what the index found of at least this severity in the selected part.
+void sayFindings(Reading& reading, const TreeIndex& index, const FrameSelection& selection,
+                 tyktree::Severity least) {
+    for (const tyktree::Finding& finding : index.findings()) {
+        const bool isSaid = severityOf(finding) >= least;
+        if (isSaid && picks(index, selection, finding)) reading.problem(toLine(finding));
+    }
+}
+
+}  // namespace
+
+void Reading::problem(const std::string& line) {
+    ++problems_;
+    if (json_) json_->error(line);
+    printNote(line);
+}
+
+ExitStatus runReading(const char* schema, const std::function<ExitStatus(Reading&)>& verb) {
+    std::unique_ptr<JsonDocument> json;
+    if (schema) json = std::make_unique<JsonDocument>(schema, 1);
+    const auto note = [&json](const std::string& reason) {
+        if (json) json->error(reason);
+    };
+    Reading reading(json.get());
+    try {
+        const ExitStatus status = verb(reading);
+        if (json) json->end();
+        return reading.problems_ > 0 ? worse(status, ExitStatus::kFindings) : status;
+    } catch (const Interrupted& interrupted) {
+        note("stopped" + (interrupted.state().empty() ? "" : ": " + interrupted.state()));
+        throw;
+    } catch (const tyktree::UnknownName& error) {
+        note(error.what());
+        throw WrongUsage(error.what());
+    } catch (const std::exception& error) {
+        note(error.what());
+        throw;
+    }
+}
+
+ExitStatus readOne(const char* schema, const std::function<ExitStatus(Reading&)>& verb) {
+    try {
+        return runReading(schema, verb);
+    } catch (const PicksNothing& error) {
+        printNote(error.what());
+        return ExitStatus::kWrongUsage;
+    } catch (const WrongUsage&) {
+        throw;
+    } catch (const std::exception& error) {
+        printNote(error.what());
+        return ExitStatus::kFailed;
+    }
+}
+
+ExitStatus worse(ExitStatus a, ExitStatus b) {
+    for (const ExitStatus status :
+         {ExitStatus::kFailed, ExitStatus::kWrongUsage, ExitStatus::kFindings}) {
+        if (a == status || b == status) return status;
+    }
+    return ExitStatus::kClean;
+}
+
+OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOptions& options,
+                       Need need, IndexProblems problems)
+    : index(readIndex(given, options)),
+      catalog(tyktree::TagCatalog::find(index, options.tagsFile)) {
+    const FrameSelection selection = options.selection();
+    frames = select(index, selection);
+    const bool anyFrame = index.frameCount() > 0;
+    const std::string name = tyktree::escaped(given);
+    if (!anyFrame && need == Need::kFrames) {
+        // Why there are none is said by what was passed over as well.
+        sayFindings(reading, index, selection, tyktree::Severity::kWarning);
+        throw Failure(name + ": expected frames, found none");
+    }
+    const bool picksNothing = frames.empty() && anyFrame;
+    if (problems == IndexProblems::kSaidHere || picksNothing) {
+        sayFindings(reading, index, selection, tyktree::Severity::kError);
+    }
+    if (!picksNothing) return;
+    throw PicksNothing(name + ": the selection picks no frame; found " +
+                       whatThereIs(index, selection));
+}
+
+std::vector<std::string> tagNamesOf(const OpenedTree& tree) {
+    constexpr size_t kLooked = 64;
+    std::set<std::string> names;
+    tyktree::FrameListing listing;
+    for (size_t i = 0; i < std::min(kLooked, tree.frames.size()); ++i) {
+        static_cast<void>(listing.read(tree.frames[i].path()));
+        for (const tyktree::FileEntry& file : listing.files()) {
+            if (file.kind == tyktree::FileEntry::Kind::kParameter) {
+                names.emplace(file.parameter.tagName);
+            }
+        }
+    }
+    return {names.begin(), names.end()};
+}
+
+void addReadingOptions(CLI::App& verb, ReadingOptions& options) {
+    verb.add_option("TREE", options.trees, "Trees, or parts of trees")->required();
+    addTreeOptions(verb, options.tree);
+    verb.add_flag("--json", options.json, "One JSON document per tree, on one line");
+}
+
+ExitStatus readTrees(const ReadingOptions& options, const char* schema, const ReadTree& read,
+                     Need need, IndexProblems problems) {
+    ExitStatus status = ExitStatus::kClean;
+    for (const std::string& given : options.trees) {
+        const auto verb = [&](Reading& reading) {
+            const OpenedTree tree(reading, given, options.tree, need, problems);
+            return read(tree, reading);
+        };
+        status = worse(status, readOne(options.json ? schema : nullptr, verb));
+    }
+    return status;
+}
+
+}  // namespace tyksim
