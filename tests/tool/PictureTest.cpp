@@ -202,13 +202,100 @@ TEST_F(PictureTest, WhatIsThereComesOut) {
     EXPECT_NE(out_.find("2 images of 3 frames"), std::string::npos) << out_;
 }
 
-TEST_F(PictureTest, TurnedAndMadeSmaller) {
-    setImage(Bytes("\x10\x20\x30\x40\x50\x60\x70\x80", 8) + "VUvu", 0, "FCWH_1_0_4_2_nv21.yuv");
-    EXPECT_EQ(exported("--plane y --format rgb", "_4x2.gray"), "\x10\x20\x30\x40\x50\x60\x70\x80");
-    EXPECT_EQ(exported("--plane y --format rgb --rotate 90", "_2x4.gray"),
-              "\x50\x10\x60\x20\x70\x30\x80\x40");
-    EXPECT_EQ(exported("--plane y --format rgb --scale 1/2", "_2x1.gray"), "\x38\x58");
-    EXPECT_EQ(exported("--plane u --format rgb", "_2x1.gray"), "Uu");
+/// A plane by the definitions of what may be done with it.
+struct Samples {
+    size_t width, height;
+    Bytes bytes;
+
+    uint8_t at(size_t x, size_t y) const { return static_cast<uint8_t>(bytes.at(y * width + x)); }
+
+    /// So many columns and rows of what `value` gives.
+    template <typename Value>
+    static Samples of(size_t width, size_t height, Value value) {
+        Samples made{width, height, ""};
+        for (size_t i = 0; i < width * height; ++i) {
+            made.bytes += static_cast<char>(value(i % width, i / width));
+        }
+        return made;
+    }
+
+    /// The mean of those of `side` x `side` samples that there are.
+    uint8_t mean(size_t left, size_t top, size_t side) const {
+        unsigned sum = 0, count = 0;
+        for (size_t y = top; y < std::min(top + side, height); ++y) {
+            for (size_t x = left; x < std::min(left + side, width); ++x, ++count) sum += at(x, y);
+        }
+        return static_cast<uint8_t>((2 * sum + count) / (2 * count));
+    }
+
+    Samples shrunk(size_t by) const {
+        return of((width + by - 1) / by, (height + by - 1) / by,
+                  [&](size_t x, size_t y) { return mean(x * by, y * by, by); });
+    }
+
+    /// Clockwise.
+    Samples turned(int degrees) const {
+        if (degrees == 0) return *this;
+        return of(height, width, [&](size_t x, size_t y) { return at(y, height - 1 - x); })
+            .turned(degrees - 90);
+    }
+
+    /// Chroma as each of so many pixels has it.
+    Samples spread(size_t columns, size_t rows) const {
+        return of(columns, rows, [&](size_t x, size_t y) { return at(x / 2, y / 2); });
+    }
+
+    std::string ending() const {
+        return "_" + std::to_string(width) + "x" + std::to_string(height);
+    }
+};
+
+TEST_F(PictureTest, PixelsAreMeansOfTheirBlocksAndKeepTheirColourWhenTurned) {
+    const auto noise = [](size_t x, size_t y) { return (x * 7 + y * 13 + x * x * y * 5) % 256; };
+    const std::string png = "p" + std::string(kName) + ".png";
+    for (const auto& [width, height] : {std::pair<size_t, size_t>{7, 5}, {6, 5}, {9, 4}}) {
+        const Samples luma = Samples::of(width, height, noise);
+        const Samples pairs = Samples::of((width + 1) / 2 * 2, (height + 1) / 2, noise);
+        const auto chroma = [&pairs = pairs](size_t first) {
+            return Samples::of(pairs.width / 2, pairs.height,
+                               [&](size_t x, size_t y) { return pairs.at(2 * x + first, y); });
+        };
+        setImage(luma.bytes + pairs.bytes, 0,
+                 "FCWH_1_0_" + std::to_string(width) + "_" + std::to_string(height) + "_nv21.yuv");
+        for (const size_t by : {1U, 3U}) {
+            const Samples y = luma.shrunk(by), u = chroma(1).shrunk(by), v = chroma(0).shrunk(by);
+            const std::string scale = "--scale 1/" + std::to_string(by);
+            const Bytes upright = exported(scale + " --format rgb", y.ending() + ".rgb");
+            for (const int degrees : {0, 90, 180, 270}) {
+                const std::string how = scale + " --rotate " + std::to_string(degrees);
+                SCOPED_TRACE(luma.ending() + " " + how);
+                const Samples turned = y.turned(degrees);
+                const Samples colour[] = {v.spread(y.width, y.height).turned(degrees),
+                                          u.spread(y.width, y.height).turned(degrees)};
+                Bytes planes = turned.bytes;
+                for (size_t row = 0; row < turned.height; row += 2) {
+                    for (size_t x = 0; x < turned.width; x += 2) {
+                        for (const Samples& each : colour) planes += char(each.mean(x, row, 2));
+                    }
+                }
+                EXPECT_EQ(exported(how + " --format nv21", turned.ending() + ".nv21"), planes);
+                const Samples plane = u.turned(degrees);
+                EXPECT_EQ(exported(how + " --format rgb --plane u", plane.ending() + ".gray"),
+                          plane.bytes);
+                Bytes pixels(upright.size(), '\0');
+                for (size_t part = 0; part < 3; ++part) {
+                    const Samples one = Samples::of(y.width, y.height, [&](size_t x, size_t row) {
+                        return upright.at(3 * (row * y.width + x) + part);
+                    });
+                    const Bytes to = one.turned(degrees).bytes;
+                    for (size_t i = 0; i < to.size(); ++i) pixels[3 * i + part] = to[i];
+                }
+                EXPECT_EQ(exported(how + " --format rgb", turned.ending() + ".rgb"), pixels);
+                exported(how + " --format png", ".png");
+                EXPECT_EQ(decodePng(root_ / png), pixels);
+            }
+        }
+    }
 }
 
 TEST_F(PictureTest, FactsAndFilms) {

@@ -42,6 +42,10 @@ public:
                             const std::vector<uint8_t>& exif);
     std::string_view encode(const Plane& plane, const std::vector<uint8_t>& exif);
 
+    /// Of `width` x `height` pixels of red, green and blue, without gaps.
+    std::string_view encodeRgb(const uint8_t* pixels, int width, int height,
+                               const std::vector<uint8_t>& exif);
+
     /// Of a plane that holds numbers of colours; the palette has three bytes for each.
     std::string_view encode(const Plane& plane, const std::vector<uint8_t>& palette,
                             const std::vector<uint8_t>& exif);

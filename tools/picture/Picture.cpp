@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <libyuv/planar_functions.h>
-#include <libyuv/rotate.h>
-#include <libyuv/scale.h>
 
 namespace tyksim {
 
@@ -14,24 +12,6 @@ namespace {
 size_t product(int a, int b) {
     return static_cast<size_t>(a) * static_cast<size_t>(b);
 }
-
-/// Planes of a picture to be made, in one buffer.
-struct NewPicture {
-    NewPicture(SampleBuffer& buffer, int width, int height)
-        : chromaWidth(chromaLength(width)),
-          y(buffer.room(product(width, height) + 2 * product(chromaWidth, chromaLength(height)))),
-          u(y + product(width, height)),
-          v(u + product(chromaWidth, chromaLength(height))),
-          picture{{y, width, width, height},
-                  {u, chromaWidth, chromaWidth, chromaLength(height)},
-                  {v, chromaWidth, chromaWidth, chromaLength(height)}} {}
-
-    int chromaWidth;
-    uint8_t* y;
-    uint8_t* u;
-    uint8_t* v;
-    Picture picture;
-};
 
 }  // namespace
 
@@ -82,28 +62,16 @@ PictureSource sourceOf(const Picture& picture) {
             }};
 }
 
-Picture PictureMaker::scaled(const Picture& picture, int divisor) {
-    if (divisor <= 1) return picture;
-    const auto shrunk = [divisor](int length) { return (length + divisor - 1) / divisor; };
-    const NewPicture made(scaled_, shrunk(picture.width()), shrunk(picture.height()));
-    libyuv::I420Scale(picture.y.samples, picture.y.stride, picture.u.samples, picture.u.stride,
-                      picture.v.samples, picture.v.stride, picture.width(), picture.height(),
-                      made.y, made.picture.y.stride, made.u, made.picture.u.stride, made.v,
-                      made.picture.v.stride, made.picture.width(), made.picture.height(),
-                      libyuv::kFilterBox);
-    return made.picture;
-}
-
-Picture PictureMaker::turned(const Picture& picture, int degrees) {
-    if (degrees == 0) return picture;
-    const bool sidesStay = degrees == 180;
-    const NewPicture made(turned_, sidesStay ? picture.width() : picture.height(),
-                          sidesStay ? picture.height() : picture.width());
-    libyuv::I420Rotate(picture.y.samples, picture.y.stride, picture.u.samples, picture.u.stride,
-                       picture.v.samples, picture.v.stride, made.y, made.picture.y.stride, made.u,
-                       made.picture.u.stride, made.v, made.picture.v.stride, picture.width(),
-                       picture.height(), static_cast<libyuv::RotationMode>(degrees));
-    return made.picture;
+NewPicture::NewPicture(SampleBuffer& buffer, int width, int height) {
+    const int chromaWidth = chromaLength(width);
+    const int chromaHeight = chromaLength(height);
+    const size_t chromaSamples = product(chromaWidth, chromaHeight);
+    y = buffer.room(product(width, height) + 2 * chromaSamples);
+    u = y + product(width, height);
+    v = u + chromaSamples;
+    picture = {{y, width, width, height},
+               {u, chromaWidth, chromaWidth, chromaHeight},
+               {v, chromaWidth, chromaWidth, chromaHeight}};
 }
 
 size_t nv21FullBytes(int width, int height) {

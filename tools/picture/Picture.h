@@ -93,20 +93,15 @@ PictureSource sourceOf(const Picture& picture);
 /// The source's pictures in JPEG's own colours: from planes to planes. The source must outlive it.
 PictureSource inJpegColours(const PictureSource& source, const ColourRule& rule);
 
-/// Turns and shrinks pictures; keeps its memory from one to the next. What an operation
-/// returns is valid until the same operation is called again, and as long as its argument. One
-/// object serves one thread. Every operation throws std::bad_alloc.
-class PictureMaker {
-public:
-    /// One pixel for `divisor` x `divisor`, their mean; sides are rounded up.
-    Picture scaled(const Picture& picture, int divisor);
+/// The planes of a picture to be made, without gaps, in memory of a buffer.
+struct NewPicture {
+    /// Takes the buffer's memory: what it held before is gone. Throws std::bad_alloc.
+    NewPicture(SampleBuffer& buffer, int width, int height);
 
-    /// Turned clockwise by 0, 90, 180 or 270 degrees.
-    Picture turned(const Picture& picture, int degrees);
-
-private:
-    SampleBuffer scaled_;
-    SampleBuffer turned_;
+    uint8_t* y;
+    uint8_t* u;
+    uint8_t* v;
+    Picture picture;
 };
 
 /// The picture as R, G, B bytes without gaps; `out` has room for 3 x width x height bytes.

@@ -26,30 +26,37 @@ Picture wholeOf(const PictureSource& source) {
     return source.rows(0, source.height);
 }
 
+Plane planeOf(const Picture& picture, char name) {
+    if (name == 'y') return picture.y;
+    return name == 'u' ? picture.u : picture.v;
+}
+
+bool holdsPixels(PictureFormat format) {
+    return format == PictureFormat::kPng || format == PictureFormat::kRgb;
+}
+
 }  // namespace
 
 PictureSize PictureRenderer::sizeOf(int width, int height) const {
-    const auto shrunk = [this](int length) {
-        return (length + style_.divisor - 1) / style_.divisor;
-    };
-    PictureSize size{shrunk(width), shrunk(height)};
-    if (style_.degrees % 180 != 0) std::swap(size.width, size.height);
     if (style_.plane == 'u' || style_.plane == 'v') {
-        size = {chromaLength(size.width), chromaLength(size.height)};
+        width = chromaLength(width);
+        height = chromaLength(height);
     }
+    PictureSize size{shrunkLength(width, style_.divisor), shrunkLength(height, style_.divisor)};
+    if (style_.degrees % 180 != 0) std::swap(size.width, size.height);
     return size;
 }
 
 std::string_view PictureRenderer::render(PictureFile& file, const std::vector<uint8_t>& exif) {
-    PictureSource source = file.source();
-    if (style_.divisor > 1 || style_.degrees != 0) {
-        const Picture small = maker_.scaled(file.whole(), style_.divisor);
-        source = sourceOf(maker_.turned(small, style_.degrees));
+    if (style_.plane != 0) {
+        const Plane plane = maker_.scaled(planeOf(file.whole(), style_.plane), style_.divisor);
+        return renderPlane(maker_.turned(plane, style_.degrees), exif);
     }
-    if (style_.plane == 0) return renderColour(source, exif);
-    const Picture picture = wholeOf(source);
-    if (style_.plane == 'y') return renderPlane(picture.y, exif);
-    return renderPlane(style_.plane == 'u' ? picture.u : picture.v, exif);
+    PictureSource source = file.source();
+    if (style_.divisor > 1) source = sourceOf(maker_.scaled(file.whole(), style_.divisor));
+    if (holdsPixels(style_.format)) return renderPixels(source, exif);
+    if (style_.degrees == 0) return renderPlanes(source, exif);
+    return renderPlanes(sourceOf(maker_.turned(wholeOf(source), style_.degrees)), exif);
 }
 
 std::string_view PictureRenderer::renderPlane(const Plane& plane,
@@ -61,35 +68,41 @@ std::string_view PictureRenderer::renderPlane(const Plane& plane,
     return raw_;
 }
 
-std::string_view PictureRenderer::renderColour(const PictureSource& source,
+std::string_view PictureRenderer::renderPlanes(const PictureSource& source,
                                                const std::vector<uint8_t>& exif) {
-    switch (style_.format) {
-        case PictureFormat::kJpeg:
-            return jpeg_.encode(inJpegColours(source, style_.rule), exif);
-        case PictureFormat::kPng:
-            return png_.encode(source, style_.rule, exif);
-        case PictureFormat::kRgb: {
-            const size_t rowBytes = 3 * static_cast<size_t>(source.width);
-            raw_.resize(rowBytes * static_cast<size_t>(source.height));
-            for (int row = 0; row < source.height; row += kRowsAtOnce) {
-                toRgb(source.rows(row, std::min(kRowsAtOnce, source.height - row)), style_.rule,
-                      bytesOf(raw_) + static_cast<size_t>(row) * rowBytes);
-            }
-            return raw_;
-        }
-        case PictureFormat::kNv21:
-            raw_.resize(nv21FullBytes(source.width, source.height));
-            toNv21(wholeOf(source), bytesOf(raw_));
-            return raw_;
-        case PictureFormat::kY4mFrame:
-            break;
+    if (style_.format == PictureFormat::kJpeg) {
+        return jpeg_.encode(inJpegColours(source, style_.rule), exif);
     }
     const Picture picture = wholeOf(source);
+    if (style_.format == PictureFormat::kNv21) {
+        raw_.resize(nv21FullBytes(picture.width(), picture.height()));
+        toNv21(picture, bytesOf(raw_));
+        return raw_;
+    }
     raw_ = kY4mFrameLine;
     append(picture.y, raw_);
     append(picture.u, raw_);
     append(picture.v, raw_);
     return raw_;
+}
+
+std::string_view PictureRenderer::renderPixels(const PictureSource& source,
+                                               const std::vector<uint8_t>& exif) {
+    const bool png = style_.format == PictureFormat::kPng;
+    if (png && style_.degrees == 0) return png_.encode(source, style_.rule, exif);
+    const size_t rowBytes = 3 * static_cast<size_t>(source.width);
+    raw_.resize(rowBytes * static_cast<size_t>(source.height));
+    for (int row = 0; row < source.height; row += kRowsAtOnce) {
+        toRgb(source.rows(row, std::min(kRowsAtOnce, source.height - row)), style_.rule,
+              bytesOf(raw_) + static_cast<size_t>(row) * rowBytes);
+    }
+    if (style_.degrees == 0) return raw_;
+    PictureSize size{source.width, source.height};
+    uint8_t* const turned = pixels_.room(raw_.size());
+    turnRgb(bytesOf(raw_), size.width, size.height, style_.degrees, turned);
+    if (style_.degrees % 180 != 0) std::swap(size.width, size.height);
+    if (png) return png_.encodeRgb(turned, size.width, size.height, exif);
+    return {reinterpret_cast<const char*>(turned), raw_.size()};
 }
 
 }  // namespace tyksim

@@ -3,6 +3,7 @@
 
 #include "tools/picture/Encoders.h"
 #include "tools/picture/PictureFile.h"
+#include "tools/picture/PictureMaker.h"
 
 #include <cstdint>
 #include <string>
@@ -43,12 +44,16 @@ public:
 
 private:
     std::string_view renderPlane(const Plane& plane, const std::vector<uint8_t>& exif);
-    std::string_view renderColour(const PictureSource& source, const std::vector<uint8_t>& exif);
+    /// Formats that hold a picture's planes.
+    std::string_view renderPlanes(const PictureSource& source, const std::vector<uint8_t>& exif);
+    /// Formats that hold pixels. Those are turned and not the planes: each keeps its colour.
+    std::string_view renderPixels(const PictureSource& source, const std::vector<uint8_t>& exif);
 
     PictureStyle style_;
     PictureMaker maker_;
     JpegEncoder jpeg_;
     PngEncoder png_;
+    SampleBuffer pixels_;
     std::string raw_;
 };
 

@@ -140,6 +140,15 @@ std::string_view PngEncoder::encode(const PictureSource& source, const ColourRul
     return file_;
 }
 
+std::string_view PngEncoder::encodeRgb(const uint8_t* pixels, int width, int height,
+                                       const std::vector<uint8_t>& exif) {
+    const Plane rows{pixels, 3 * width, width, height};
+    Job job = jobOf(rows, exif);
+    job.colourType = PNG_COLOR_TYPE_RGB;
+    encodeTo(file_, job);
+    return file_;
+}
+
 std::string_view PngEncoder::encode(const Plane& plane, const std::vector<uint8_t>& exif) {
     Job job = jobOf(plane, exif);
     encodeTo(file_, job);

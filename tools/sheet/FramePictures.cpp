@@ -97,8 +97,7 @@ FramePicture FramePictureMaker::make(const std::string& path, int width, int hei
     const int again = divisorFor(thumb.width(), thumb.height(), sizes_.thumbWidth);
     if (sizes_.largeWidth > 0 && again > 1) {
         large = base64(jpeg(reduced.picture, sizes_.largeBytes));
-        thumb = shrunk(thumb, std::max(1, thumb.width() / again),
-                       std::max(1, thumb.height() / again), thumb_);
+        thumb = thumbs_.scaled(thumb, again);
     }
     result.line = base64(jpeg(thumb, sizes_.thumbBytes)) + ' ' + large + ' ' +
                   base64(histogram(reduced.luma));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/picture/Encoders.h"
+#include "tools/picture/PictureMaker.h"
 #include "tools/sheet/ReducedPicture.h"
 
 #include <array>
@@ -48,7 +49,7 @@ private:
 
     PictureSizes sizes_;
     ReducedPictureReader reader_;
-    SampleBuffer thumb_;
+    PictureMaker thumbs_;
     std::vector<JpegEncoder> encoders_;
 };
 

@@ -2,7 +2,7 @@
 // picture is never in memory.
 #pragma once
 
-#include "tools/picture/Picture.h"
+#include "tools/picture/PlaneShrinker.h"
 
 #include <array>
 #include <cstdint>
@@ -27,10 +27,8 @@ public:
 private:
     SampleBuffer band_;
     SampleBuffer samples_;
+    PlaneShrinker shrinker_;
     ReducedPicture result_;
 };
-
-/// `picture` in a smaller size, made with memory of `buffer`.
-Picture shrunk(const Picture& picture, int width, int height, SampleBuffer& buffer);
 
 }  // namespace tyksim
