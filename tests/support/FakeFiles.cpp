@@ -342,7 +342,8 @@ int __wrap_fstat(int descriptor, struct stat* status) {
 int __wrap_getrlimit(__rlimit_resource_t resource, rlimit* limit) {
     if (resource != RLIMIT_NOFILE) return __real_getrlimit(resource, limit);
     if (fails(Call::limit, "")) return -1;
-    limit->rlim_cur = static_cast<rlim_t>(kFirstDescriptor + device().freeDescriptors);
+    limit->rlim_cur =
+        static_cast<rlim_t>(kFirstDescriptor) + static_cast<rlim_t>(device().freeDescriptors);
     return 0;
 }
 
