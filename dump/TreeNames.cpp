@@ -9,9 +9,6 @@
 
 namespace {
 
-// Added to years since 1900; see taskFolderPath().
-constexpr int kStampYearOffset = 1990;
-
 /// `value` in decimal, with zeros in front to at least `width` digits.
 std::string padded(long value, size_t width) {
     const std::string digits = std::to_string(value);
@@ -23,26 +20,13 @@ std::string padded(long value, size_t width) {
 std::string stamp(const timeval& now, bool withYear) {
     std::tm local{};
     localtime_r(&now.tv_sec, &local);
-    std::string text = withYear ? padded(local.tm_year + kStampYearOffset, 4) : "";
+    std::string text = withYear ? padded(local.tm_year + 1900 + kStampYearsAhead, 4) : "";
     for (const int field :
          {local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec}) {
         text += padded(field, 2);
     }
     return text + padded(static_cast<long>(now.tv_usec) / 1000, 3);
 }
-
-/// A number as it is written in names: no sign but a minus, no zeros in front.
-class Decimal {
-public:
-    explicit Decimal(int number) noexcept
-        : length_(static_cast<size_t>(
-              std::to_chars(digits_, digits_ + sizeof(digits_), number).ptr - digits_)) {}
-    std::string_view text() const noexcept { return {digits_, length_}; }
-
-private:
-    char digits_[12];
-    size_t length_;
-};
 
 /// Appends pieces to a ParamFilePath and cuts what does not fit.
 class PathWriter {
@@ -58,72 +42,16 @@ public:
         return *this;
     }
 
-    PathWriter& add(int number) { return add(Decimal(number).text()); }
+    PathWriter& add(int number) {
+        char digits[12];
+        const char* const end = std::to_chars(digits, digits + sizeof(digits), number).ptr;
+        return add({digits, static_cast<size_t>(end - digits)});
+    }
 
 private:
     char* at_;
     char* end_;
 };
-
-/// Takes a name apart that has to be exactly as it is made.
-class StrictReader {
-public:
-    explicit StrictReader(std::string_view name) noexcept : rest_(name) {}
-
-    StrictReader& text(std::string_view expected) noexcept {
-        if (rest_.substr(0, expected.size()) != expected) return fail();
-        rest_.remove_prefix(expected.size());
-        return *this;
-    }
-
-    StrictReader& number(int& out) noexcept {
-        const auto result = std::from_chars(rest_.data(), rest_.data() + rest_.size(), out);
-        const auto length = static_cast<size_t>(result.ptr - rest_.data());
-        if (result.ec != std::errc() || Decimal(out).text() != rest_.substr(0, length)) {
-            return fail();
-        }
-        rest_.remove_prefix(length);
-        return *this;
-    }
-
-    /// A number of `width` digits.
-    StrictReader& digits(int& out, size_t width) noexcept {
-        const std::string_view piece = rest_.substr(0, width);
-        if (piece.size() < width ||
-            piece.find_first_not_of("0123456789") != std::string_view::npos) {
-            return fail();
-        }
-        out = readNumber(piece);
-        rest_.remove_prefix(width);
-        return *this;
-    }
-
-    StrictReader& stamp(Stamp& out, bool withYear) noexcept {
-        if (withYear) digits(out.year, 4);
-        out.year -= withYear ? kStampYearOffset - 1900 : 0;
-        digits(out.month, 2).digits(out.day, 2).digits(out.hour, 2);
-        return digits(out.minute, 2).digits(out.second, 2).digits(out.millisecond, 3);
-    }
-
-    /// Whether all pieces were found and nothing follows them.
-    bool ended() const noexcept { return !failed_ && rest_.empty(); }
-
-private:
-    StrictReader& fail() noexcept {
-        failed_ = true;
-        return *this;
-    }
-
-    std::string_view rest_;
-    bool failed_ = false;
-};
-
-/// Stores what was read where the name was read to its end.
-template <typename Value>
-bool store(const StrictReader& reader, const Value& value, Value& out) {
-    if (reader.ended()) out = value;
-    return reader.ended();
-}
 
 /// The pieces that the first five underscores of a name close, and what follows them.
 struct Pieces {
@@ -199,37 +127,6 @@ bool readImageFileName(std::string_view name, ImageFileName& out) {
     out.width = readNumber(pieces.piece[3]);
     out.height = readNumber(pieces.piece[4]);
     return true;
-}
-
-bool namesNv21(std::string_view name) {
-    int number = 0;
-    StrictReader reader(name);
-    reader.text("FCWH_").number(number).text("_").number(number).text("_").number(number);
-    return reader.text("_").number(number).text("_nv21.yuv").ended();
-}
-
-bool readPipeFolderName(std::string_view name, int& pipeId) {
-    int number = 0;
-    return store(StrictReader(name).text("pipe_").number(number), number, pipeId);
-}
-
-bool readConfigFileName(std::string_view name, int& pipeId) {
-    int number = 0;
-    StrictReader reader(name);
-    return store(reader.text("pipe").number(number).text("_dumpConfig.xml"), number, pipeId);
-}
-
-bool readTaskFolderName(std::string_view name, TaskFolderName& out) {
-    TaskFolderName read{};
-    StrictReader reader(name);
-    return store(reader.stamp(read.stamp, true).text("_task_").number(read.taskIndex), read, out);
-}
-
-bool readFrameFolderName(std::string_view name, FrameFolderName& out) {
-    FrameFolderName read{};
-    StrictReader reader(name);
-    reader.stamp(read.stamp, false).text("_reqID_").number(read.requestId);
-    return store(reader.text("_sofID_").number(read.sofId), read, out);
 }
 
 int readNumber(std::string_view text) {

@@ -1,4 +1,4 @@
-// Every name of the dump tree: made here and read back here, nowhere else.
+// Every name of the dump tree: made here, and read here as a replay reads it.
 //
 //   <root>/pipe<id>_dumpConfig.xml
 //   <root>/pipe_<id>/<17-digit stamp>_task_<index>/<13-digit stamp>_reqID_<id>_sofID_<id>/
@@ -30,9 +30,11 @@ std::string pipeFolderPath(const char* root, int pipeId);
 /// id, unlike the pipe's folder beside it: devices carry files of this name.
 std::string configFilePath(const char* root, int pipeId);
 
-/// Task folder in `pipeFolder`, stamped with the local time `now`. The stamp's year runs 90 years
-/// ahead (2026 reads 2116): trees have been written that way from the start, and one year set right
-/// would sort before all of them.
+/// How far the year in a task folder's stamp runs ahead: 2026 reads 2116. Trees have been written
+/// that way from the start, and one year set right would sort before all of them.
+constexpr int kStampYearsAhead = 90;
+
+/// Task folder in `pipeFolder`, stamped with the local time `now`.
 std::string taskFolderPath(const std::string& pipeFolder, const timeval& now, int taskIndex);
 
 /// Frame folder in `taskFolder`, stamped with the local time `now` (no year).
@@ -46,9 +48,8 @@ std::string imageFilePath(const std::string& frameFolder, int sofId, int camId, 
 /// A terminated path of bounded length; what does not fit is cut off.
 using ParamFilePath = std::array<char, 1024>;
 
-/// How parameter and image files' names begin.
+/// How parameter files' names begin.
 constexpr std::string_view kParamFileStart = "FCPDT";
-constexpr std::string_view kImageFileStart = "FCWH";
 
 /// Parameter file in `frameFolder`. Allocates nothing.
 void makeParamFilePath(ParamFilePath& path, std::string_view frameFolder, int sofId, int camId,
@@ -79,45 +80,6 @@ struct ImageFileName {
 /// Reads an image file's name. Returns false, `out` unchanged, for a name that does not end in
 /// ".yuv" or lacks a piece. How it begins does not matter.
 bool readImageFileName(std::string_view name, ImageFileName& out);
-
-/// Whether an image file's name is one that imageFilePath() makes. readImageFileName() also takes
-/// names that say of another pixel format, which a replay then reads as NV21 all the same.
-bool namesNv21(std::string_view name);
-
-// Readers of the folders' and the configuration's names. Unlike those above, which take what a
-// replay takes, they accept exactly what the operations above make: "pipe_01" is not the folder of
-// pipe 1. They take the bare name and return false, `out` unchanged, for any other.
-
-bool readPipeFolderName(std::string_view name, int& pipeId);
-bool readConfigFileName(std::string_view name, int& pipeId);
-
-/// The local time in a folder's name, as its digits have it: whether there is such a time is not
-/// looked at.
-struct Stamp {
-    int year;   ///< the real one, without the names' 90 years; 0 where the name has none
-    int month;  ///< from 1
-    int day;
-    int hour;
-    int minute;
-    int second;
-    int millisecond;
-};
-
-struct TaskFolderName {
-    Stamp stamp;
-    int taskIndex;
-};
-
-bool readTaskFolderName(std::string_view name, TaskFolderName& out);
-
-/// The stamp has no year.
-struct FrameFolderName {
-    Stamp stamp;
-    int requestId;
-    int sofId;
-};
-
-bool readFrameFolderName(std::string_view name, FrameFolderName& out);
 
 /// A decimal number as atoi() reads it, from a piece of a name; saturates where atoi() is
 /// undefined.

@@ -1,5 +1,7 @@
 #include "tree/FolderReader.h"
 
+#include "tree/ExactNames.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>

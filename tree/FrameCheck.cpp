@@ -2,6 +2,7 @@
 
 #include "core/File.h"
 #include "core/Limits.h"
+#include "tree/ExactNames.h"
 #include "tree/FolderReader.h"
 #include "tree/SceneRecord.h"
 

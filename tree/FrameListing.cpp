@@ -13,6 +13,9 @@ namespace {
 
 using Kind = FileEntry::Kind;
 
+/// How the names of images begin that a recording makes.
+constexpr std::string_view kImageFileStart = "FCWH";
+
 bool beginsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
 }

@@ -1,7 +1,7 @@
 // What is in a tree as far as folder names tell: pipes, tasks, frames.
 #pragma once
 
-#include "dump/TreeNames.h"
+#include "tree/ExactNames.h"
 #include "tree/Finding.h"
 #include "tree/TreePath.h"
 

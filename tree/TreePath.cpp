@@ -2,6 +2,7 @@
 
 #include "dump/TreeNames.h"
 #include "tree/Escape.h"
+#include "tree/ExactNames.h"
 #include "tree/FolderReader.h"
 
 #include <cerrno>

@@ -1,5 +1,6 @@
-// The names of the dump tree, made and read back.
+// The names of the dump tree: made, and read back by a replay and by what looks at trees.
 #include "dump/TreeNames.h"
+#include "tree/ExactNames.h"
 
 #include <climits>
 #include <gtest/gtest.h>
@@ -12,6 +13,8 @@
 #include <vector>
 
 namespace {
+
+using namespace tyktree;
 
 template <typename... Numbers>
 std::string words(Numbers... numbers) {

@@ -28,8 +28,8 @@ std::optional<double> numberOf(const tyktree::FrameValue& value) {
 /// In EXIF's form. A frame's stamp has no year, and its task's is that of the recording's start.
 std::string takenAt(const tyktree::FrameRef& frame) {
     if (!frame.frame->wellNamed || !frame.task->parsed) return "";
-    const Stamp& start = frame.task->parsed->stamp;
-    const Stamp& stamp = frame.frame->parsed.stamp;
+    const tyktree::Stamp& start = frame.task->parsed->stamp;
+    const tyktree::Stamp& stamp = frame.frame->parsed.stamp;
     const int year = start.year + (stamp.month < start.month ? 1 : 0);
     return fmt::format("{:04}:{:02}:{:02} {:02}:{:02}:{:02}", year, stamp.month, stamp.day,
                        stamp.hour, stamp.minute, stamp.second);
@@ -40,7 +40,7 @@ std::string identityOf(const tyktree::FrameRef& frame, int camera) {
     if (frame.pipe->id) words = fmt::format("pipe {}, ", *frame.pipe->id);
     words += fmt::format("task {}, frame {}, ", frame.task->position, frame.frame->position);
     if (frame.frame->wellNamed) {
-        const FrameFolderName& ids = frame.frame->parsed;
+        const tyktree::FrameFolderName& ids = frame.frame->parsed;
         words += fmt::format("request {}, sof {}, ", ids.requestId, ids.sofId);
     }
     return words + fmt::format("camera {}", camera);
@@ -53,7 +53,7 @@ std::string pictureName(const tyktree::FrameRef& frame, int camera, size_t index
     if (frame.pipe->id) name = fmt::format("pipe{}_", *frame.pipe->id);
     name += fmt::format("task{}_frame{:04}", frame.task->position, frame.frame->position);
     if (frame.frame->wellNamed) {
-        const FrameFolderName& ids = frame.frame->parsed;
+        const tyktree::FrameFolderName& ids = frame.frame->parsed;
         name += fmt::format("_req{}_sof{}", ids.requestId, ids.sofId);
     }
     name += fmt::format("_cam{}", camera);

@@ -56,7 +56,7 @@ struct ProcessedRecording::Arrived {
 
     Arrived(const FrameRef& ref, const ReplayedFrame& files, const Delivery& delivery,
             const tyktree::TagCatalog& catalog, int pipe) {
-        const FrameFolderName& name = ref.frame->parsed;
+        const tyktree::FrameFolderName& name = ref.frame->parsed;
         frame.request = name.requestId;
         frame.sof = name.sofId;
         frame.pipe = pipe;

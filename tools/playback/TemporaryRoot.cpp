@@ -1,5 +1,6 @@
 #include "tools/playback/TemporaryRoot.h"
 
+#include "dump/TreeNames.h"
 #include "records/MfnrTuning.h"
 #include "tools/output/Console.h"
 #include "tools/output/Files.h"

@@ -10,6 +10,7 @@
 #include "tools/picture/PictureRenderer.h"
 #include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
+#include "tree/ExactNames.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -122,7 +123,7 @@ private:
 
     void exportImage(const FrameRef& frame, const FileEntry& file, const std::string& folder,
                      FrameResult& result) {
-        if (!namesNv21(file.name)) addNameFinding(frame, file, result);
+        if (!tyktree::namesNv21(file.name)) addNameFinding(frame, file, result);
         try {
             PictureFile picture(pathOf(file), options_.assumed.layoutOf(file.image));
             addSizeFindings(frame, file, picture, result);

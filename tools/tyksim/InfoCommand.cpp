@@ -315,10 +315,10 @@ private:
         if (options_.by == "task") {
             printResult("          " + tyktree::escaped(task.task->path));
         }
-        std::string idLine =
-            "          requests " +
-            ids(task.frames, [](const FrameFolderName& name) { return name.requestId; }) +
-            "  sofs " + ids(task.frames, [](const FrameFolderName& name) { return name.sofId; });
+        std::string idLine = "          requests " +
+                             ids(task.frames, [](const auto& name) { return name.requestId; }) +
+                             "  sofs " +
+                             ids(task.frames, [](const auto& name) { return name.sofId; });
         printResult(idLine);
         printOddities(timeline, task, statistics);
     }
