@@ -1,5 +1,7 @@
 #include "tree/FileBytes.h"
 
+#include "tree/Values.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -10,6 +12,8 @@
 namespace tyktree {
 
 namespace {
+
+constexpr size_t kPieceBytes = size_t{128} * 1024;
 
 class Descriptor {
 public:
@@ -40,12 +44,10 @@ size_t readAll(int descriptor, uint8_t* to, size_t size, int& error) {
     return done;
 }
 
-}  // namespace
-
-ReadResult readFileBytes(const std::string& path, uint64_t limit, std::vector<uint8_t>& out) {
+/// Reads the beginning of the open file.
+ReadResult readBytes(const Descriptor& file, uint64_t limit, std::vector<uint8_t>& out) {
     out.clear();
     ReadResult result;
-    const Descriptor file(path);
     struct stat status {};
     if (file.number() < 0 || ::fstat(file.number(), &status) != 0) {
         result.error = errno;
@@ -58,6 +60,25 @@ ReadResult readFileBytes(const std::string& path, uint64_t limit, std::vector<ui
     result.size = static_cast<uint64_t>(status.st_size);
     out.resize(static_cast<size_t>(std::min(result.size, limit)));
     out.resize(readAll(file.number(), out.data(), out.size(), result.error));
+    return result;
+}
+
+}  // namespace
+
+ReadResult readFileBytes(const std::string& path, uint64_t limit, std::vector<uint8_t>& out) {
+    return readBytes(Descriptor(path), limit, out);
+}
+
+ReadResult readSummedFile(const std::string& path, uint64_t limit, std::vector<uint8_t>& out,
+                          uint32_t& sum) {
+    const Descriptor file(path);
+    ReadResult result = readBytes(file, limit, out);
+    sum = checksum(out.data(), out.size());
+    if (!result.ok() || result.size <= out.size()) return result;
+    std::vector<uint8_t> piece(kPieceBytes);
+    while (const size_t count = readAll(file.number(), piece.data(), piece.size(), result.error)) {
+        sum = checksum(piece.data(), count, sum);
+    }
     return result;
 }
 

@@ -18,6 +18,11 @@ struct ReadResult {
 /// Reads at most `limit` bytes of the file at `path` into `out`, which is resized to what came.
 ReadResult readFileBytes(const std::string& path, uint64_t limit, std::vector<uint8_t>& out);
 
+/// Reads all of the file at `path` for its checksum() in `sum`, and keeps the first `limit` bytes
+/// in `out`. Needs no more memory than those.
+ReadResult readSummedFile(const std::string& path, uint64_t limit, std::vector<uint8_t>& out,
+                          uint32_t& sum);
+
 /// Words for a failed result: the system's reason, or "not a regular file".
 std::string reasonOf(const ReadResult& result);
 

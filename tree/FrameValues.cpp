@@ -107,8 +107,8 @@ void FrameValueReader::readTags(const FrameListing& listing, std::vector<FrameVa
 
 void FrameValueReader::readTag(const std::string& path, const ValueName& name, FrameValue& value) {
     // Fields lie at the front of what a tag may have; a blob is summed up whole.
-    const uint64_t limit = name.field ? kMaxFixedBytes : INT_MAX;
-    const ReadResult result = readFileBytes(path, limit, bytes_);
+    const ReadResult result = name.field ? readFileBytes(path, kMaxFixedBytes, bytes_)
+                                         : readSummedFile(path, 0, bytes_, value.crc32);
     if (!result.ok()) {
         value.problem = reasonOf(result);
         return;
@@ -116,7 +116,6 @@ void FrameValueReader::readTag(const std::string& path, const ValueName& name, F
     value.size = result.size;
     if (!name.field) {
         value.isBlob = true;
-        value.crc32 = checksum(bytes_.data(), bytes_.size());
         return;
     }
     value.values = decodeField(*name.field, bytes_.data(), bytes_.size());

@@ -17,7 +17,7 @@ Parameter readParameter(const FrameListing& listing, const FileEntry& file,
     parameter.file = &file;
     parameter.tag = catalog.byName(file.parameter.tagName);
     const std::string path = listing.path() + "/" + std::string(file.name);
-    parameter.result = readFileBytes(path, limit, parameter.bytes);
+    parameter.result = readSummedFile(path, limit, parameter.bytes, parameter.crc32);
     return parameter;
 }
 

@@ -6,8 +6,6 @@
 #include "tree/TagCatalog.h"
 #include "tree/Values.h"
 
-#include <climits>
-
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -25,15 +23,19 @@ struct Parameter {
     const FileEntry* file = nullptr;         ///< points into the listing
     const tykhost::TagEntry* tag = nullptr;  ///< points into the catalog; null: not in it
     ReadResult result;
-    std::vector<uint8_t> bytes;
+    std::vector<uint8_t> bytes;  ///< the file's, at most as many as were asked for
+    uint32_t crc32 = 0;          ///< of the whole file
 
     /// Its fields, where the tag's are known, as far as the bytes reach.
     std::vector<DecodedField> fields() const;
 };
 
-/// Reads the parameter file `file` of a listing, at most `limit` bytes of it.
+/// As many bytes of a file as fit in memory without a thought; fields lie in front of that.
+constexpr uint64_t kMaxDecodedBytes = uint64_t{16} << 20;
+
+/// Reads the parameter file `file` of a listing and keeps at most `limit` bytes of it.
 Parameter readParameter(const FrameListing& listing, const FileEntry& file,
-                        const TagCatalog& catalog, uint64_t limit = INT_MAX);
+                        const TagCatalog& catalog, uint64_t limit = kMaxDecodedBytes);
 
 /// All elements in words, with commas between them.
 std::string toText(const std::vector<Value>& values);

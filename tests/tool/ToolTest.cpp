@@ -447,9 +447,21 @@ TEST_F(ToolTest, WhatIsInATreeIsCountedAndDated) {
          "t show $F3 | tr -s ' '",
          0,
          {"image 64x48, 3.08 kB, expected 4608 bytes, found 3077\n",
-          "  y  mean   5.00  range   5 to   5\n", "  u  mean   8.50  range   8 to   9\n",
-          "  v  mean   2.00  range   1 to   3\n", R"("u":{"mean":8.5,"min":8,"max":9})",
-          "no scene record\nno image\n", "KELV_TAG_WB_GAINS 4100 2 99 block 16\n"}},
+          "  y  mean   5.00  range   5 to   5\n",
+          "  u  mean   8.50  range   8 to   9, 2 of 768 samples\n",
+          "  v  mean   2.00  range   1 to   3, 3 of 768 samples\n",
+          R"("u":{"mean":8.5,"min":8,"max":9,"samples":2})", "no scene record\nno image\n",
+          "KELV_TAG_WB_GAINS 4100 2 99 block 16\n"}},
+        // Of a file that goes on behind the picture, of an empty one, and of an odd size.
+        {"t show $F3 | tail -3 >o; truncate -s 8G $F3/FCWH*; t show $F3 | tail -3 | cmp - o; : "
+         ">$F3/FCWH_3_0_64_48_nv21.yuv; t show $F3 | tail -3; t show $F3 --json; cd $F3; rm FCWH*; "
+         "printf 123456789VUvuabcd- >FCWH_3_0_3_3_nv21.yuv; t show . | tail -3; rm FCWH*; mkdir "
+         "FCWH_3_0_9_9_nv21.yuv; t show . || echo \"st $?\"; rmdir FCWH*; echo >FCWH_3_0_0_9_.yuv; "
+         "t show .",
+         3,
+         {"!differ", "!EOF", "  y  no samples\n  u  no samples\n", R"("v":null})",
+          "range  49 to  57\n", "range  85 to 117\n", "range  86 to 118\n",
+          "FCWH_3_0_9_9_nv21.yuv: it is no regular file\n", "st 3", "this one 0x9\n"}},
         // The scene record: from its text, else from the parameter file, else from nowhere.
         {"printf '\\007' | dd of=$F2/FCPDT_2_0_1_0_KELV_TAG_ISCENE_INFO.bin bs=1 seek=7132 "
          "conv=notrunc; t show $F2 | grep -E 'scene r|total_gain'; rm $F2/iScene*; t show $F2 | "

@@ -18,9 +18,6 @@ using tyktree::FileEntry;
 using tyktree::FrameListing;
 using Kind = FileEntry::Kind;
 
-// What fits in memory without a thought; larger blocks have no fields.
-constexpr uint64_t kMaxDecoded = uint64_t{16} << 20;
-
 std::string pathOf(const FrameListing& listing, const FileEntry& file) {
     return listing.path() + "/" + std::string(file.name);
 }
@@ -197,9 +194,9 @@ void FrameComparer::compareTag(const FileEntry& a, const FileEntry& b) {
     if (tag.bytes.same()) return;
     if (!tag.bytes.problem.empty()) {
         result_.problems.push_back(tag.bytes.problem);
-    } else if (a.bytes <= kMaxDecoded && b.bytes <= kMaxDecoded) {
-        tyktree::Parameter inA = readParameter(a_, a, catalog_, kMaxDecoded);
-        tyktree::Parameter inB = readParameter(b_, b, catalog_, kMaxDecoded);
+    } else {
+        tyktree::Parameter inA = readParameter(a_, a, catalog_);
+        tyktree::Parameter inB = readParameter(b_, b, catalog_);
         blank(inA.bytes, ignored);
         blank(inB.bytes, ignored);
         addFields(inA, inB, tag);

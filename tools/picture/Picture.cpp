@@ -51,6 +51,22 @@ size_t PictureLayout::dumpedBytes() const {
     return stride > 0 ? usedBytes() : dumped;
 }
 
+SampleCounts PictureLayout::samplesIn(uint64_t bytes) const {
+    // What `had` bytes hold of `rows` rows: `wide` bytes each, then a gap up to `apart`.
+    const auto held = [](uint64_t had, uint64_t apart, uint64_t wide, uint64_t rows) {
+        if (had >= apart * rows) return wide * rows;
+        return had / apart * wide + std::min(had % apart, wide);
+    };
+    const auto pairs = static_cast<uint64_t>(chromaLength(width));
+    const auto chromaRows = static_cast<uint64_t>(chromaLength(height));
+    const uint64_t behind = bytes - std::min<uint64_t>(bytes, lumaBytes());
+    const uint64_t chroma = held(behind, chromaStride(), 2 * pairs, chromaRows);
+    const uint64_t first = chroma - chroma / 2;
+    const bool uFirst = order == ChromaOrder::kNv12;
+    return {held(bytes, lumaStride(), static_cast<uint64_t>(width), static_cast<uint64_t>(height)),
+            uFirst ? first : chroma / 2, uFirst ? chroma / 2 : first};
+}
+
 PictureSource sourceOf(const Picture& picture) {
     const auto from = [](const Plane& plane, int first, int rows) {
         return Plane{plane.samples + product(first, plane.stride), plane.stride, plane.width, rows};

@@ -42,6 +42,13 @@ struct ColourRule {
     bool isJpegs() const { return matrix == Matrix::kBt601 && range == Range::kFull; }
 };
 
+/// Numbers of samples, by plane.
+struct SampleCounts {
+    uint64_t y = 0;
+    uint64_t u = 0;
+    uint64_t v = 0;
+};
+
 /// How a picture lies in the bytes of an image file.
 struct PictureLayout {
     int width = 0;   ///< pixels, 1 to kMaxWidth
@@ -58,6 +65,9 @@ struct PictureLayout {
     /// Bytes that a dump of the picture has: the library leaves out the last chroma samples of a
     /// picture with an odd side.
     size_t dumpedBytes() const;
+    /// Samples that the first `bytes` bytes of the file hold. A plane's samples come row by row, so
+    /// these are its first ones.
+    SampleCounts samplesIn(uint64_t bytes) const;
 };
 
 /// Samples of one kind; rows of `width` samples, `stride` bytes apart.

@@ -52,17 +52,6 @@ Json plottedValue(const tyktree::FrameValue& value) {
     return value.values.empty() ? Json() : pageValue(value.values.front());
 }
 
-/// The checksum of a file of which only the start is in memory.
-uint32_t checksumOfFile(const std::string& path) {
-    InputFile file(path.c_str());
-    std::vector<uint8_t> piece(kPieceBytes);
-    uint32_t sum = 0;
-    while (const size_t count = file.read(piece.data(), piece.size())) {
-        sum = tyktree::checksum(piece.data(), count, sum);
-    }
-    return sum;
-}
-
 std::string hexStart(const std::vector<uint8_t>& bytes) {
     std::string text;
     for (size_t i = 0; i < std::min(bytes.size(), kHexBytes); ++i) {
@@ -136,10 +125,7 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file) const {
         result.crc = tyktree::reasonOf(parameter.result);
         return result;
     }
-    const uint32_t sum = parameter.result.size > kPieceBytes
-                             ? checksumOfFile(listing_.path() + "/" + std::string(file.name))
-                             : tyktree::checksum(parameter.bytes.data(), parameter.bytes.size());
-    result.crc = fmt::format("{:08x}", sum);
+    result.crc = fmt::format("{:08x}", parameter.crc32);
     if (!parameter.tag || parameter.tag->fields.empty()) {
         result.content = hexStart(parameter.bytes);
         return result;

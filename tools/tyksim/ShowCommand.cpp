@@ -1,4 +1,5 @@
 // tyksim show: one frame, all of it.
+#include "core/File.h"
 #include "core/PipeTypes.h"
 #include "tools/output/Table.h"
 #include "tools/output/Units.h"
@@ -8,9 +9,9 @@
 #include "tree/Escape.h"
 #include "tree/Timeline.h"
 
-#include <climits>
-
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <fmt/format.h>
 #include <memory>
 #include <string>
@@ -51,18 +52,23 @@ std::string pipeTypeName(int pipe) {
     return std::to_string(pipe);
 }
 
-/// Sixteen bytes a line, with their offset and their characters.
-void printBytes(const std::vector<uint8_t>& bytes) {
-    constexpr size_t kPerLine = 16;
-    for (size_t at = 0; at < bytes.size(); at += kPerLine) {
+/// The file's bytes, sixteen a line, with their offset and their characters. False when it cannot
+/// be read to its end.
+bool printBytes(const std::string& path) {
+    std::array<uint8_t, 16> line{};
+    InputFile file(path.c_str());
+    uint64_t at = 0;
+    while (const size_t count = file.read(line.data(), line.size())) {
         std::string digits, characters;
-        for (size_t i = at; i < std::min(at + kPerLine, bytes.size()); ++i) {
-            digits += fmt::format("{:02x} ", bytes[i]);
-            const bool shown = bytes[i] >= 0x20 && bytes[i] < 0x7F;
-            characters += shown ? static_cast<char>(bytes[i]) : '.';
+        for (size_t i = 0; i < count; ++i) {
+            digits += fmt::format("{:02x} ", line[i]);
+            const bool shown = line[i] >= 0x20 && line[i] < 0x7F;
+            characters += shown ? static_cast<char>(line[i]) : '.';
         }
         printResult(fmt::format("    {:06x}  {:<48} {}", at, digits, characters));
+        at += count;
     }
+    return file.isOpen() && !file.failed();
 }
 
 std::string kindOf(const FileEntry& file) {
@@ -77,25 +83,49 @@ std::string summary(const Parameter& parameter) {
         digits += fmt::format("{:02x} ", parameter.bytes[i]);
     }
     if (parameter.bytes.size() > kShown) digits += "... ";
-    return fmt::format("{}crc32 {:08x}", digits,
-                       tyktree::checksum(parameter.bytes.data(), parameter.bytes.size()));
+    return fmt::format("{}crc32 {:08x}", digits, parameter.crc32);
 }
 
-/// The planes of an image in their file: luma, then pairs of V and U.
+/// A plane of an image, and the samples of it that its file has.
 struct PlaneFacts {
     const char* name;
-    Histogram histogram;
+    uint64_t samples;  ///< of the whole plane
+    Histogram had;
 };
 
-std::vector<PlaneFacts> planesOf(const std::vector<uint8_t>& bytes, const ImageFileName& image) {
-    const size_t luma = std::min(bytes.size(), static_cast<size_t>(std::max(image.width, 0)) *
-                                                   static_cast<size_t>(std::max(image.height, 0)));
-    const size_t chroma = bytes.size() - luma;
-    std::vector<PlaneFacts> planes{{"y", {}}, {"u", {}}, {"v", {}}};
-    planes[0].histogram.add(bytes.data(), luma);
-    planes[1].histogram.add(bytes.data() + luma + 1, chroma / 2, 2);
-    planes[2].histogram.add(bytes.data() + luma, (chroma + 1) / 2, 2);
-    return planes;
+/// Of an empty file all planes without samples. Throws NoPicture.
+std::vector<PlaneFacts> planesOf(const std::string& path, const FileEntry& image) {
+    PictureLayout layout;
+    layout.width = image.image.width;
+    layout.height = image.image.height;
+    const std::string problem = sizeProblem(layout.width, layout.height);
+    if (!problem.empty()) throw NoPicture(path, problem);
+    PlaneHistograms had;
+    if (!image.regular() || image.bytes > 0) {
+        PictureFile file(path, layout);
+        had = histogramsOf(file);
+    }
+    const SampleCounts whole = layout.samplesIn(layout.bytes());
+    return {{"y", whole.y, had.y}, {"u", whole.u, had.u}, {"v", whole.v, had.v}};
+}
+
+/// "mean 118.20  range   3 to 250", and how many samples that is of, where not of all.
+std::string planeText(const PlaneFacts& plane) {
+    const uint64_t had = plane.had.total();
+    if (had == 0) return "no samples";
+    std::string words = fmt::format("mean {:6.2f}  range {:3} to {:3}", plane.had.mean(),
+                                    plane.had.least(), plane.had.most());
+    if (had < plane.samples) words += fmt::format(", {} of {} samples", had, plane.samples);
+    return words;
+}
+
+Json planeItem(const PlaneFacts& plane) {
+    const uint64_t had = plane.had.total();
+    if (had == 0) return {};
+    return {{"mean", plane.had.mean()},
+            {"min", plane.had.least()},
+            {"max", plane.had.most()},
+            {"samples", had}};
 }
 
 /// Shows one frame.
@@ -122,6 +152,10 @@ public:
     }
 
 private:
+    std::string pathOf(const FileEntry& file) const {
+        return listing_.path() + "/" + std::string(file.name);
+    }
+
     void showHead() {
         const tyktree::FrameEntry& entry = *frame_.frame;
         if (json_) {
@@ -162,9 +196,11 @@ private:
         if (!any && !options_.tag.empty()) refuseTag();
         if (json_ || table.empty()) return;
         table.print();
-        for (const Parameter& dumped : dumped_) {
-            printResult(tyktree::escaped(dumped.file->name) + ":");
-            printBytes(dumped.bytes);
+        for (const FileEntry* const file : dumped_) {
+            printResult(tyktree::escaped(file->name) + ":");
+            const std::string path = pathOf(*file);
+            errno = 0;
+            if (!printBytes(path)) problem(path, systemReason(errno));
         }
     }
 
@@ -185,9 +221,11 @@ private:
     }
 
     void showParameter(const FileEntry& file, Table& table) {
-        Parameter parameter = tyktree::readParameter(listing_, file, tree_.catalog);
+        const Parameter parameter = tyktree::readParameter(listing_, file, tree_.catalog);
         if (!parameter.result.ok()) {
-            problem(listing_.path() + "/" + std::string(file.name), reasonOf(parameter.result));
+            problem(pathOf(file), reasonOf(parameter.result));
+        } else if (!options_.tag.empty()) {
+            dumped_.push_back(&file);
         }
         if (json_) {
             json_->item(parameterItem(parameter));
@@ -203,7 +241,6 @@ private:
             table.addRow({"  " + tyktree::escaped(field.field->name), "", "", "", "", "",
                           shortened(tyktree::escaped(tyktree::toText(field.values)))});
         }
-        if (!options_.tag.empty()) dumped_.push_back(std::move(parameter));
     }
 
     /// A long list of elements, unless it was asked for.
@@ -225,8 +262,7 @@ private:
         item["sof"] = name.sofId;
         item["kind"] = kindOf(*parameter.file);
         item["size"] = parameter.file->bytes;
-        item["crc32"] = fmt::format(
-            "{:08x}", tyktree::checksum(parameter.bytes.data(), parameter.bytes.size()));
+        item["crc32"] = fmt::format("{:08x}", parameter.crc32);
         Json fields = Json::object();
         for (const tyktree::DecodedField& field : parameter.fields()) {
             fields[field.field->name] = toJson(field.values);
@@ -269,11 +305,7 @@ private:
             if (!json_) printResult("no image");
             return;
         }
-        const std::string path = listing_.path() + "/" + std::string(image->name);
-        std::vector<uint8_t> bytes;
-        const tyktree::ReadResult result = tyktree::readFileBytes(path, INT_MAX, bytes);
-        if (!result.ok()) problem(path, reasonOf(result));
-        const std::vector<PlaneFacts> planes = planesOf(bytes, image->image);
+        const std::vector<PlaneFacts> planes = readPlanes(*image);
         if (json_) {
             json_->member("image", imageItem(*image, planes));
             return;
@@ -282,9 +314,17 @@ private:
                                 image->image.height, humanBytes(image->bytes),
                                 nv21Bytes(image->image.width, image->image.height), image->bytes));
         for (const PlaneFacts& plane : planes) {
-            printResult(fmt::format("  {}  mean {:6.2f}  range {:3} to {:3}", plane.name,
-                                    plane.histogram.mean(), plane.histogram.least(),
-                                    plane.histogram.most()));
+            printResult(fmt::format("  {}  {}", plane.name, planeText(plane)));
+        }
+    }
+
+    /// None where the file cannot be read, which is said.
+    std::vector<PlaneFacts> readPlanes(const FileEntry& image) {
+        try {
+            return planesOf(pathOf(image), image);
+        } catch (const NoPicture& error) {
+            reading_.problem(error.what());
+            return {};
         }
     }
 
@@ -295,13 +335,8 @@ private:
         item["height"] = image.image.height;
         item["bytes"] = image.bytes;
         item["expected_bytes"] = nv21Bytes(image.image.width, image.image.height);
-        for (const PlaneFacts& plane : planes) {
-            Json facts = Json::object();
-            facts["mean"] = plane.histogram.mean();
-            facts["min"] = plane.histogram.least();
-            facts["max"] = plane.histogram.most();
-            item[plane.name] = std::move(facts);
-        }
+        for (const char* const name : {"y", "u", "v"}) item[name] = nullptr;
+        for (const PlaneFacts& plane : planes) item[plane.name] = planeItem(plane);
         return item;
     }
 
@@ -315,7 +350,7 @@ private:
     Reading& reading_;
     JsonDocument* const json_;
     tyktree::FrameListing listing_;
-    std::vector<Parameter> dumped_;  ///< to be shown byte by byte
+    std::vector<const FileEntry*> dumped_;  ///< to be shown byte by byte
 };
 
 }  // namespace
