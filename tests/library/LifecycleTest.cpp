@@ -161,6 +161,7 @@ TEST_F(Lifecycle, DumpRun) {
     [[maybe_unused]] int result = setreuid(65534, geteuid());
     pipe.mkDumpDir(-4, 17);
     result = setreuid(user, geteuid());
+    fs::permissions(host(pipe.currentFramePath), fs::perms(0700));
     char path[1024];
     EXPECT_EQ(pipe.getFileName(path, 3, 17, 1, 0, "t"), path);
     EXPECT_EQ(path, pipe.currentFramePath + "/FCPDT_17_3_1_0_t.bin");

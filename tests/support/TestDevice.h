@@ -97,7 +97,9 @@ protected:
         EXPECT_TRUE(gDumpList.empty());  // at all times
         tykhost::resetClock();
         tykhost::setDeviceRoot("");
-        fs::remove_all(root);
+        std::error_code error;
+        fs::remove_all(root, error);
+        EXPECT_FALSE(error) << root << ": " << error.message();
     }
 
     /// The object of a pipe that no other test of the process has; its lines are forgotten.

@@ -1,0 +1,16 @@
+#!/bin/sh
+# Fails when a document names a test that ctest does not have.
+# Usage: documented.sh <ctest> <build folder> <document>...
+set -eu
+ctest=$1
+folder=$2
+shift 2
+known=$("$ctest" --test-dir "$folder" -N | sed -n 's/^ *Test *#[0-9]*: \([^/]*\).*/\1/p')
+# Capitalised words in backquotes, and what is given to -R.
+named=$(grep -ohE '`[A-Z][a-z][A-Za-z]*`|-R [A-Z][a-z][A-Za-z]*' "$@" | grep -oE '[A-Za-z]{2,}' | sort -u)
+[ -n "$named" ]
+status=0
+for name in $named; do
+    printf '%s\n' "$known" | grep -qx "$name" || { echo "no test is called $name"; status=1; }
+done
+exit $status
