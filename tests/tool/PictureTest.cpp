@@ -386,6 +386,22 @@ TEST_F(PictureTest, Differences) {
     }
     EXPECT_EQ(at(map, 108), at(map, 109));
 
+    // What one file lacks is not compared.
+    setImage(changed.substr(0, 40), 1);
+    EXPECT_EQ(run("diff b a --frames 2 --heat-map cut"), 3);
+    EXPECT_NE(out_.find("u not compared; v not compared; compared 40 of 512 samples of y; 768"),
+              std::string::npos)
+        << out_;
+    const Bytes cut = decodePng(root_ / "cut/pipe1_task1_frame0002_req2_sof2_cam0.png");
+    const auto blueness = [&cut](size_t pixel) {
+        return at(cut, 3 * pixel + 2) - at(cut, 3 * pixel);
+    };
+    EXPECT_LT(blueness(33), 0);
+    EXPECT_EQ(blueness(39), 0);
+    EXPECT_GT(blueness(40), 0);
+    EXPECT_GT(blueness(kLuma - 1), 0);
+    setImage(changed, 1);
+
     const std::string parts = " --ignore total_gain --ignore KELV_TAG_GAMMA_CURVE --ignore ";
     EXPECT_EQ(run("diff b a --tolerance 9" + parts + "KELV_TAG_WB_GAINS"), 3);
     EXPECT_NE(out_.find("1 pixel"), std::string::npos) << out_;

@@ -541,8 +541,9 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
          "r/data/*/*/*/*/*/*/FCWH*; t diff r p --ignore image --ignore "
          "cap_info/detect_out/postproc_type && t diff $F2 p${F2#r} --ignore image",
          0,
-         {"y same; u same; v same; 4608 -> 99 bytes\n", "1 byte differs, it is at 0\n",
-          "3 frames matched by request id, all the same",
+         {"y same; u not compared; v not compared; compared 99 of 3072 samples of y; 4608 -> 99 "
+          "bytes\n",
+          "1 byte differs, it is at 0\n", "3 frames matched by request id, all the same",
           "1 frame matched by request id, all the same"}},
         {"t copy r -o p --set exp_time=7; t diff r p --ignore exp_time && t diff r p --ignore "
          "KELV_TAG_ISCENE_INFO",
@@ -552,6 +553,27 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
          ">p${F2#r}/FCPDT_2_0_1_0_KELV_TAG_STREAM_QUALITY.bin; t diff r p",
          3,
          {"worst first:\nrequest 3: ", "  percent", "\nrequest 2: A"}},
+        // What says something else to a replay, or the same in other words; the order of frames.
+        {"cp -a r p; G=p${F2#r}; for f in $G/FC*_2_*; do mv $f $G/$(basename $f | sed s/_2_/_7_/); "
+         "done; t diff r p; t diff r p --ignore sof && cp $F3/*GAINS* "
+         "$F3/FCPDT_1_0_1_0_KELV_TAG_WB_GAINS.bin; G=p${F3#r}; mv $G/FCWH* "
+         "$G/FCWH_3_00_64_48_nv21.yuv; t diff r p --ignore sof; mv $G $G-; mv $G- "
+         "p${K#r}/0000000000000_reqID_3_sofID_3; t diff r p --ignore sof --json; t diff r p",
+         3,
+         {" 1 differs\n  differs           frames\n  names    sof ids       1\nworst first:",
+          "\n  sof 2 -> 7 in the names of 19 files\n", "id, all the same\n",
+          "\n  KELV_TAG_WB_GAINS (pipe type 1, camera 0): only in A\n  name: ",
+          "  name: FCWH_3_0_64_48_nv21.yuv -> FCWH_3_00_64_48_nv21.yuv\n", R"("moved":1,"images)",
+          R"({"a":"FCWH_3_0_64_48_nv21.yuv","b":"FCWH_3_00)",
+          "request 3: A task 1 frame 3, B task 1 frame 1\n", "  order: behind request 2 in A, "}},
+        {"cp -a r p; rm -r $F2 $F3 p${K#r}/*_reqID_1_*; t diff r p",
+         3,
+         {"no frame of A matches one of B by request id: nothing was compared\n1 frame is",
+          "1 frame is only in A: request 1\n2 frames are only in B: requests 2..3\n"}},
+        {"cp -a r p; rm -r $F3 p${F3#r}; ln -s /tmp $F3; t diff r p; t diff r p --json",
+         3,
+         {"2 frames matched by request id, what could be read is the same\n",
+          R"("same":false,"ok":false)"}},
         {"t diff $F2 $F3", 3, {"request 2: A task 1 frame 2, B task 1 frame 3\n", "!only in"}},
         // Tasks belong together by name, else by place, and by pipe where there are several.
         {"t record r --frames 2 --size 16x8; t record r --frames 1 --size 16x8 --pipe 3; cp -a r "

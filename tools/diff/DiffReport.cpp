@@ -37,6 +37,17 @@ Json valuesJson(const std::vector<ValueDifference>& values) {
     return list;
 }
 
+Json namesJson(const std::vector<NameDifference>& names) {
+    Json list = Json::array();
+    for (const NameDifference& name : names) {
+        Json item = Json::object();
+        addText(item, "a", name.a);
+        addText(item, "b", name.b);
+        list.push_back(std::move(item));
+    }
+    return list;
+}
+
 /// The sizes and the place where they differ.
 void addContent(const ContentDifference& content, Json& item) {
     item["size_a"] = content.inA ? Json(content.bytes.bytesA) : Json();
@@ -56,11 +67,9 @@ Json tagItem(const ContentDifference& tag) {
     return item;
 }
 
-Json sideOf(bool there, const PictureSize& size, const PictureDifference* samples, bool isA) {
+Json sideOf(bool there, const PictureSize& size, uint64_t bytes) {
     if (!there) return {};
-    Json side = {{"width", size.width}, {"height", size.height}};
-    if (samples) side["bytes"] = isA ? samples->bytesA : samples->bytesB;
-    return side;
+    return {{"width", size.width}, {"height", size.height}, {"bytes", bytes}};
 }
 
 Json imageItem(const ImageDifference& image) {
@@ -69,13 +78,14 @@ Json imageItem(const ImageDifference& image) {
                     ? toJson(*samples)
                     : Json{{"y", nullptr}, {"u", nullptr}, {"v", nullptr}};
     item["camera"] = image.camera;
-    item["a"] = sideOf(image.inA, image.sizeA, samples, true);
-    item["b"] = sideOf(image.inB, image.sizeB, samples, false);
+    item["a"] = sideOf(image.inA, image.sizeA, image.bytesA);
+    item["b"] = sideOf(image.inB, image.sizeB, image.bytesB);
     return item;
 }
 
 /// "34.25 dB, max 31, mean 0.52, 123 pixels"
 std::string planeText(const PlaneDifference& plane) {
+    if (plane.samples == 0) return "not compared";
     if (plane.squares == 0) return "same";
     return fmt::format("{:.2f} dB, max {}, mean {:.3g}, {}", plane.psnr(), plane.largest,
                        plane.mean(), counted(plane.different, "pixel", "pixels"));
@@ -84,6 +94,29 @@ std::string planeText(const PlaneDifference& plane) {
 std::string pictureText(const PictureDifference& picture) {
     return fmt::format("y {}; u {}; v {}", planeText(picture.y), planeText(picture.u),
                        planeText(picture.v));
+}
+
+/// How much of the planes was compared, where one file ends before the other: ", 99 of 3072 samples
+/// of y".
+std::string missingText(const ImageDifference& image) {
+    const SampleCounts whole =
+        image.layout.samplesIn(std::max(image.samples->bytesA, image.samples->bytesB));
+    const auto part = [](const char* name, uint64_t compared, uint64_t of) {
+        const bool some = compared > 0 && compared < of;
+        return some ? fmt::format("; compared {} of {} samples of {}", compared, of, name) : "";
+    };
+    return part("y", image.samples->y.samples, whole.y) +
+           part("u", image.samples->u.samples, whole.u) +
+           part("v", image.samples->v.samples, whole.v);
+}
+
+/// Numbers of files by the sof ids in their names, A's and B's.
+std::map<std::pair<int, int>, size_t> sofsOf(const std::vector<NameDifference>& names) {
+    std::map<std::pair<int, int>, size_t> counts;
+    for (const NameDifference& name : names) {
+        if (const auto sofs = name.sofs()) ++counts[*sofs];
+    }
+    return counts;
 }
 
 void printValues(const std::vector<ValueDifference>& values, const std::string& indent) {
@@ -108,10 +141,27 @@ std::string imageText(const ImageDifference& image) {
     if (!samples.problem.empty()) return "cannot be read";
     std::string words = pictureText(samples);
     if (samples.bytesA != samples.bytesB) {
+        words += missingText(image);
         words += fmt::format("; {} -> {} bytes", samples.bytesA, samples.bytesB);
     }
     if (samples.restDiffers) words += "; bytes behind the picture differ";
     return words;
+}
+
+std::string frameText(const tyktree::FrameRef& frame) {
+    const tyktree::FrameEntry& entry = *frame.frame;
+    return entry.wellNamed ? fmt::format("request {}", entry.parsed.requestId)
+                           : tyktree::escaped(entry.name);
+}
+
+std::string matchedText(const DiffSummary& summary, const char* by, bool complete) {
+    if (summary.matched == 0) {
+        return fmt::format("no frame of A matches one of B by {}: nothing was compared", by);
+    }
+    const char* const same = complete ? "all the same" : "what could be read is the same";
+    return fmt::format("{} matched by {}, {}", counted(summary.matched, "frame", "frames"), by,
+                       summary.different == 0 ? std::string(same)
+                                              : counted(summary.different, "differs", "differ"));
 }
 
 std::string placeText(const char* side, const tyktree::FrameRef& frame) {
@@ -172,11 +222,13 @@ std::string imagesText(const DiffSummary::Images& images) {
 }  // namespace
 
 Json toJson(const PlaneDifference& plane) {
+    if (plane.samples == 0) return {};
     const double psnr = plane.psnr();
     return {{"psnr", std::isfinite(psnr) ? Json(psnr) : Json()},
             {"max", plane.largest},
             {"mean", plane.mean()},
-            {"pixels", plane.different}};
+            {"pixels", plane.different},
+            {"samples", plane.samples}};
 }
 
 Json toJson(const PictureDifference& picture) {
@@ -194,6 +246,8 @@ Json toJson(const FramePair& frames, const FrameDifference& difference) {
     item["image"] = images.empty() ? Json() : imageItem(images.front());
     for (size_t i = 1; i < images.size(); ++i) item["more_images"].push_back(imageItem(images[i]));
     item["files"] = toJson(difference.files);
+    item["names"] = namesJson(difference.names);
+    item["moved"] = difference.overtaken.has_value();
     return item;
 }
 
@@ -222,6 +276,25 @@ std::string contentText(const ContentDifference& content) {
     return words;
 }
 
+std::vector<std::string> nameLines(const std::vector<NameDifference>& names) {
+    std::vector<std::string> lines;
+    for (const auto& [sofs, files] : sofsOf(names)) {
+        lines.push_back(fmt::format("sof {} -> {} in the {} of {}", sofs.first, sofs.second,
+                                    files == 1 ? "name" : "names",
+                                    counted(files, "file", "files")));
+    }
+    for (const NameDifference& name : names) {
+        if (name.sofs()) continue;
+        lines.push_back(
+            fmt::format("name: {} -> {}", tyktree::escaped(name.a), tyktree::escaped(name.b)));
+    }
+    return lines;
+}
+
+std::string overtakenText(const tyktree::FrameRef& overtaken) {
+    return fmt::format("behind {} in A, before it in B", frameText(overtaken));
+}
+
 Json toJson(const DiffSummary& summary) {
     Json result = {{"matched", summary.matched},
                    {"different", summary.different},
@@ -231,17 +304,16 @@ Json toJson(const DiffSummary& summary) {
     result["scene"] = Json::object();
     for (const auto& [field, frames] : summary.scene) result["scene"][field] = frames;
     result["files"] = contentsJson(summary.files, "name");
+    result["names"] = {{"sof", summary.sofs}, {"other", summary.otherNames}};
+    result["moved"] = summary.moved;
     Json images = {{"frames", summary.images.frames}, {"not_compared", summary.images.notCompared}};
     images.update(toJson(summary.images.samples));
     result["images"] = std::move(images);
     return result;
 }
 
-void printSummary(const DiffSummary& summary, const char* by) {
-    printResult(fmt::format("{} matched by {}, {}", counted(summary.matched, "frame", "frames"), by,
-                            summary.different == 0
-                                ? std::string("all the same")
-                                : counted(summary.different, "differs", "differ")));
+void printSummary(const DiffSummary& summary, const char* by, bool complete) {
+    printResult(matchedText(summary, by, complete));
     printOnly(summary.onlyA, "A");
     printOnly(summary.onlyB, "B");
     if (summary.different == 0) return;
@@ -259,6 +331,11 @@ void printSummary(const DiffSummary& summary, const char* by) {
     }
     addRows(summary.tags, "tag", table);
     addRows(summary.files, "file", table);
+    for (const auto& [what, frames] :
+         {std::pair{"sof ids", summary.sofs}, std::pair{"otherwise", summary.otherNames}}) {
+        if (frames > 0) table.addRow({"names", what, std::to_string(frames), ""});
+    }
+    if (summary.moved > 0) table.addRow({"order", "", std::to_string(summary.moved), ""});
     table.print("  ");
     const auto worst = summary.worst();
     printResult(worst.size() < summary.different ? fmt::format("the {} worst:", worst.size())
@@ -267,10 +344,7 @@ void printSummary(const DiffSummary& summary, const char* by) {
 }
 
 void printPair(const DifferentPair& pair) {
-    const tyktree::FrameEntry& entry = *pair.frames.either().frame;
-    printResult(fmt::format("{}: {}, {}",
-                            entry.wellNamed ? fmt::format("request {}", entry.parsed.requestId)
-                                            : tyktree::escaped(entry.name),
+    printResult(fmt::format("{}: {}, {}", frameText(pair.frames.either()),
                             placeText("A", *pair.frames.a), placeText("B", *pair.frames.b)));
     for (const ImageDifference& image : pair.difference.images) {
         printResult("  image: " + imageText(image));
@@ -284,6 +358,10 @@ void printPair(const DifferentPair& pair) {
     }
     for (const ContentDifference& file : pair.difference.files) {
         printResult(fmt::format("  {}: {}", tyktree::escaped(file.name), contentText(file)));
+    }
+    for (const std::string& line : nameLines(pair.difference.names)) printResult("  " + line);
+    if (pair.difference.overtaken) {
+        printResult("  order: " + overtakenText(*pair.difference.overtaken));
     }
 }
 

@@ -38,7 +38,8 @@ std::tuple<double, size_t> badness(const FrameDifference& difference) {
     for (const ImageDifference& image : difference.images) {
         distance = std::max(distance, image.distance());
     }
-    size_t values = difference.scene.size() + difference.files.size() + difference.problems.size();
+    size_t values = difference.scene.size() + difference.files.size() + difference.names.size() +
+                    difference.problems.size() + (difference.overtaken ? 1 : 0);
     for (const ContentDifference& tag : difference.tags) {
         values += std::max<size_t>(1, tag.fields.size());
     }
@@ -70,6 +71,11 @@ void DiffSummary::count(const FrameDifference& difference) {
     addContents(difference.tags, tags);
     addContents(difference.files, files);
     for (const ValueDifference& field : difference.scene) ++scene[field.name];
+    const auto withSofs = [](const NameDifference& name) { return name.sofs().has_value(); };
+    const auto& names = difference.names;
+    if (std::any_of(names.begin(), names.end(), withSofs)) ++sofs;
+    if (!std::all_of(names.begin(), names.end(), withSofs)) ++otherNames;
+    if (difference.overtaken) ++moved;
     if (!difference.images.empty()) ++images.frames;
     for (const ImageDifference& image : difference.images) {
         if (!image.samples || !image.samples->problem.empty()) {

@@ -42,7 +42,8 @@ public:
         PictureDifference samples;
     };
 
-    bool same() const { return different == 0 && onlyA.empty() && onlyB.empty(); }
+    /// Every frame has its counterpart, which is the same. Nothing compared is not the same.
+    bool same() const { return matched > 0 && different == 0 && onlyA.empty() && onlyB.empty(); }
     /// Worst first.
     std::vector<const DifferentPair*> worst() const;
 
@@ -55,6 +56,9 @@ public:
     std::map<std::string, Content> tags;
     std::map<std::string, Content> files;
     std::map<std::string, uint64_t> scene;  ///< frames in which each field differs
+    uint64_t sofs = 0;        ///< frames with files' names that differ in their sof ids
+    uint64_t otherNames = 0;  ///< frames with files' names that differ otherwise
+    uint64_t moved = 0;       ///< frames that stand in another order
     Images images;
 
 private:

@@ -5,6 +5,7 @@
 #include "tree/Escape.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <map>
 #include <tuple>
@@ -22,36 +23,73 @@ std::string pathOf(const FrameListing& listing, const FileEntry& file) {
     return listing.path() + "/" + std::string(file.name);
 }
 
-/// Files of both frames under a key; the same key again is paired with the same key again.
-template <typename Key>
-struct FilePairs {
-    struct Pair {
-        const FileEntry* a = nullptr;
-        const FileEntry* b = nullptr;
-        size_t index = 0;  ///< which one of the key
-    };
+/// A file of one frame or of both.
+struct FilePair {
+    const FileEntry* a = nullptr;
+    const FileEntry* b = nullptr;
+    size_t index = 0;  ///< which one of its key
 
-    template <typename Takes, typename KeyOf>
-    FilePairs(const FrameListing& a, const FrameListing& b, Takes takes, KeyOf keyOf) {
-        add(a, takes, keyOf, &Pair::a);
-        add(b, takes, keyOf, &Pair::b);
-    }
-
-    template <typename Takes, typename KeyOf>
-    void add(const FrameListing& listing, Takes takes, KeyOf keyOf, const FileEntry* Pair::*side) {
-        std::map<Key, size_t> counts;
-        for (const FileEntry& file : listing.files()) {
-            if (!takes(file)) continue;
-            const Key key = keyOf(file);
-            const size_t index = counts[key]++;
-            Pair& pair = pairs[{key, index}];
-            pair.*side = &file;
-            pair.index = index;
-        }
-    }
-
-    std::map<std::pair<Key, size_t>, Pair> pairs;
+    const FileEntry& either() const { return a ? *a : *b; }
 };
+
+/// Pairs the files of one key: those of the same name, then the others in their order.
+void pairFiles(std::vector<const FileEntry*> a, std::vector<const FileEntry*> b,
+               std::vector<FilePair>& pairs) {
+    const size_t first = pairs.size();
+    for (const FileEntry*& file : a) {
+        const auto same = std::find_if(b.begin(), b.end(), [&file](const FileEntry* other) {
+            return other->name == file->name;
+        });
+        if (same == b.end()) continue;
+        pairs.push_back({file, *same});
+        b.erase(same);
+        file = nullptr;
+    }
+    a.erase(std::remove(a.begin(), a.end(), nullptr), a.end());
+    for (size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
+        pairs.push_back({i < a.size() ? a[i] : nullptr, i < b.size() ? b[i] : nullptr});
+    }
+    for (size_t i = first; i < pairs.size(); ++i) pairs[i].index = i - first;
+}
+
+/// Files of both frames that have the same key, by key. `keyOf` gives the key of a file, or none
+/// for a file that is not looked at.
+template <typename KeyOf>
+std::vector<FilePair> pairsOf(const FrameListing& a, const FrameListing& b, KeyOf keyOf) {
+    using Key = typename decltype(keyOf(std::declval<const FileEntry&>()))::value_type;
+    std::map<Key, std::array<std::vector<const FileEntry*>, 2>> files;
+    const auto add = [&files, &keyOf](const FrameListing& listing, size_t side) {
+        for (const FileEntry& file : listing.files()) {
+            if (const auto key = keyOf(file)) files[*key].at(side).push_back(&file);
+        }
+    };
+    add(a, 0);
+    add(b, 1);
+    std::vector<FilePair> pairs;
+    for (const auto& [key, sides] : files) pairFiles(sides[0], sides[1], pairs);
+    return pairs;
+}
+
+/// A name with what it says in front of and behind its sof id.
+struct NameParts {
+    explicit NameParts(std::string_view name) {
+        const size_t from = std::min(name.find('_'), name.size() - 1) + 1;
+        const size_t to = std::min(name.find('_', from), name.size());
+        front = name.substr(0, from);
+        sof = name.substr(from, to - from);
+        behind = name.substr(to);
+    }
+
+    std::string_view front;
+    std::string_view sof;
+    std::string_view behind;
+};
+
+bool differInSofAlone(std::string_view a, std::string_view b) {
+    const NameParts partsA(a);
+    const NameParts partsB(b);
+    return partsA.front == partsB.front && partsA.behind == partsB.behind;
+}
 
 bool isPicture(const FileEntry& file) {
     return file.kind == Kind::kImage && file.regular() &&
@@ -137,12 +175,20 @@ bool DiffRules::ignoresScene(const ::SceneField& field) const {
     });
 }
 
-FrameDifference FrameComparer::compare(const tyktree::FrameRef& a, const tyktree::FrameRef& b) {
+std::optional<std::pair<int, int>> NameDifference::sofs() const {
+    if (!differInSofAlone(a, b)) return std::nullopt;
+    const std::pair<int, int> ids(readNumber(NameParts(a).sof), readNumber(NameParts(b).sof));
+    if (ids.first == ids.second) return std::nullopt;
+    return ids;
+}
+
+FrameDifference FrameComparer::compare(const FramePair& frames) {
     result_ = {};
-    list(a_, a.path());
-    list(b_, b.path());
+    result_.overtaken = frames.overtaken;
+    list(a_, frames.a->path());
+    list(b_, frames.b->path());
     compareTags();
-    compareScenes(a, b);
+    compareScenes(*frames.a, *frames.b);
     if (!rules_.ignoreImages) compareImages();
     compareFiles();
     return std::move(result_);
@@ -155,17 +201,18 @@ void FrameComparer::list(FrameListing& listing, const std::string& path) {
 }
 
 void FrameComparer::compareTags() {
-    using Key = std::tuple<std::string, int, int, int>;
-    const FilePairs<Key> files(
-        a_, b_, [](const FileEntry& file) { return file.kind == Kind::kParameter; },
-        [](const FileEntry& file) {
-            const ParamFileName& name = file.parameter;
-            return Key(name.tagName, name.pipe, name.camId, name.dumpType);
-        });
-    for (const auto& [key, pair] : files.pairs) {
-        const std::string& tag = std::get<0>(key.first);
+    using Key = std::tuple<std::string_view, int, int, int>;
+    const auto keyOf = [](const FileEntry& file) -> std::optional<Key> {
+        if (file.kind != Kind::kParameter) return std::nullopt;
+        const ParamFileName& name = file.parameter;
+        return Key(name.tagName, name.pipe, name.camId, name.dumpType);
+    };
+    for (const FilePair& pair : pairsOf(a_, b_, keyOf)) {
+        const FileEntry& file = pair.either();
+        const std::string tag(file.parameter.tagName);
         if (rules_.ignoresTag(tag)) continue;
         if (pair.a && pair.b) {
+            compareNames(*pair.a, *pair.b);
             compareTag(*pair.a, *pair.b);
             continue;
         }
@@ -173,13 +220,17 @@ void FrameComparer::compareTags() {
         only.name = tag;
         only.inA = pair.a != nullptr;
         only.inB = pair.b != nullptr;
-        const FileEntry& file = pair.a ? *pair.a : *pair.b;
         only.pipe = file.parameter.pipe;
         only.camera = file.parameter.camId;
         (pair.a ? only.bytes.bytesA : only.bytes.bytesB) = file.bytes;
         only.bytes.different = file.bytes;
         result_.tags.push_back(std::move(only));
     }
+}
+
+void FrameComparer::compareNames(const FileEntry& a, const FileEntry& b) {
+    if (a.name == b.name || (rules_.ignoreSofs && differInSofAlone(a.name, b.name))) return;
+    result_.names.push_back({std::string(a.name), std::string(b.name)});
 }
 
 void FrameComparer::compareTag(const FileEntry& a, const FileEntry& b) {
@@ -243,53 +294,51 @@ void FrameComparer::compareScenes(const tyktree::FrameRef& a, const tyktree::Fra
 }
 
 void FrameComparer::compareImages() {
-    const FilePairs<int> files(a_, b_, isPicture,
-                               [](const FileEntry& file) { return file.image.camId; });
-    for (const auto& [key, pair] : files.pairs) {
-        if (pair.a && pair.b) {
-            compareImage(*pair.a, *pair.b, pair.index);
-            continue;
+    const auto keyOf = [](const FileEntry& file) {
+        return isPicture(file) ? std::optional<int>(file.image.camId) : std::nullopt;
+    };
+    for (const FilePair& pair : pairsOf(a_, b_, keyOf)) {
+        ImageDifference image;
+        image.camera = pair.either().image.camId;
+        image.inA = pair.a != nullptr;
+        image.inB = pair.b != nullptr;
+        image.index = pair.index;
+        if (pair.a) {
+            image.sizeA = {pair.a->image.width, pair.a->image.height};
+            image.bytesA = pair.a->bytes;
+            image.pathA = pathOf(a_, *pair.a);
         }
-        ImageDifference only;
-        only.inA = pair.a != nullptr;
-        only.inB = pair.b != nullptr;
-        const FileEntry& file = pair.a ? *pair.a : *pair.b;
-        (pair.a ? only.sizeA : only.sizeB) = {file.image.width, file.image.height};
-        only.camera = key.first;
-        only.index = pair.index;
-        result_.images.push_back(std::move(only));
+        if (pair.b) {
+            image.sizeB = {pair.b->image.width, pair.b->image.height};
+            image.bytesB = pair.b->bytes;
+            image.pathB = pathOf(b_, *pair.b);
+        }
+        if (pair.a && pair.b) {
+            compareNames(*pair.a, *pair.b);
+            image.layout = rules_.assumed.layoutOf(pair.a->image);
+            compareSamples(image);
+            if (image.samples && image.samples->same()) continue;
+        }
+        result_.images.push_back(std::move(image));
     }
 }
 
-void FrameComparer::compareImage(const FileEntry& a, const FileEntry& b, size_t index) {
-    ImageDifference image;
-    image.sizeA = {a.image.width, a.image.height};
-    image.sizeB = {b.image.width, b.image.height};
-    image.camera = a.image.camId;
-    image.index = index;
-    image.pathA = pathOf(a_, a);
-    image.pathB = pathOf(b_, b);
-    image.layout = rules_.assumed.layoutOf(a.image);
-    if (a.image.width == b.image.width && a.image.height == b.image.height) {
-        image.samples = pictures_.compare(image.pathA, image.pathB, image.layout, rules_.tolerance);
-        if (image.samples->same()) return;
-        if (!image.samples->problem.empty()) result_.problems.push_back(image.samples->problem);
-    }
-    result_.images.push_back(std::move(image));
+void FrameComparer::compareSamples(ImageDifference& image) {
+    if (image.sizeA.width != image.sizeB.width || image.sizeA.height != image.sizeB.height) return;
+    image.samples = pictures_.compare(image.pathA, image.pathB, image.layout, rules_.tolerance);
+    if (!image.samples->problem.empty()) result_.problems.push_back(image.samples->problem);
 }
 
 void FrameComparer::compareFiles() {
-    const bool images = !rules_.ignoreImages;
-    const FilePairs<std::string> files(
-        a_, b_,
-        [images](const FileEntry& file) {
-            if (file.kind == Kind::kImage) return images && !isPicture(file);
-            return file.kind != Kind::kParameter;
-        },
-        [](const FileEntry& file) { return std::string(file.name); });
-    for (const auto& [key, pair] : files.pairs) {
+    const auto keyOf = [this](const FileEntry& file) -> std::optional<std::string_view> {
+        const bool image = file.kind == Kind::kImage;
+        if (file.kind == Kind::kParameter) return std::nullopt;
+        if (image && (rules_.ignoreImages || isPicture(file))) return std::nullopt;
+        return file.name;
+    };
+    for (const FilePair& pair : pairsOf(a_, b_, keyOf)) {
         ContentDifference file;
-        file.name = key.first;
+        file.name = std::string(pair.either().name);
         file.inA = pair.a != nullptr;
         file.inB = pair.b != nullptr;
         if (pair.a && pair.b) {
@@ -297,7 +346,7 @@ void FrameComparer::compareFiles() {
             if (pair.a->kind == Kind::kSceneXml) continue;
             std::vector<ByteRange> ignored;
             for (const SceneBlock& block : kSceneBlocks) {
-                if (key.first == block.fileName) {
+                if (file.name == block.fileName) {
                     ignored = rules_.ignoredScene(block.offset, block.bytes);
                 }
             }
@@ -305,7 +354,7 @@ void FrameComparer::compareFiles() {
             if (file.bytes.same()) continue;
             if (!file.bytes.problem.empty()) result_.problems.push_back(file.bytes.problem);
         } else {
-            (pair.a ? file.bytes.bytesA : file.bytes.bytesB) = (pair.a ? pair.a : pair.b)->bytes;
+            (pair.a ? file.bytes.bytesA : file.bytes.bytesB) = pair.either().bytes;
         }
         result_.files.push_back(std::move(file));
     }

@@ -13,6 +13,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tyksim {
@@ -35,12 +36,24 @@ struct ContentDifference {
     std::vector<ValueDifference> fields;
 };
 
+/// The names of two files that belong together by what they say: the tag, the camera and the kind
+/// of a parameter file, the camera of an image. Raw bytes.
+struct NameDifference {
+    std::string a;
+    std::string b;
+
+    /// The sof ids, where nothing else in the names differs.
+    std::optional<std::pair<int, int>> sofs() const;
+};
+
 /// Images that differ or that only one frame has.
 struct ImageDifference {
     bool inA = true;
     bool inB = true;
     PictureSize sizeA{};
     PictureSize sizeB{};
+    uint64_t bytesA = 0;  ///< lengths of the files
+    uint64_t bytesB = 0;
     /// Of images of one size in pixels.
     std::optional<PictureDifference> samples;
     int camera = 0;
@@ -59,10 +72,13 @@ struct FrameDifference {
     std::vector<ValueDifference> scene;
     std::vector<ImageDifference> images;
     std::vector<ContentDifference> files;
+    std::vector<NameDifference> names;
+    std::optional<tyktree::FrameRef> overtaken;  ///< as FramePair has it
     std::vector<std::string> problems;  ///< what could not be read; frames are not the same then
 
     bool same() const {
-        return tags.empty() && scene.empty() && images.empty() && files.empty() && problems.empty();
+        return tags.empty() && scene.empty() && images.empty() && files.empty() && names.empty() &&
+               !overtaken && problems.empty();
     }
 };
 
@@ -71,6 +87,7 @@ struct DiffRules {
     AssumedPicture assumed;
     int tolerance = 0;  ///< of samples
     bool ignoreImages = false;
+    bool ignoreSofs = false;  ///< in the names of files
     std::vector<tyktree::ValueName> ignored;
 
     bool ignoresTag(const std::string& tag) const;
@@ -88,17 +105,19 @@ public:
     FrameComparer(const DiffRules& rules, const tyktree::TagCatalog& catalog)
         : rules_(rules), catalog_(catalog) {}
 
-    FrameDifference compare(const tyktree::FrameRef& a, const tyktree::FrameRef& b);
+    /// The pair has both frames.
+    FrameDifference compare(const FramePair& frames);
 
 private:
     void list(tyktree::FrameListing& listing, const std::string& path);
     void compareTags();
     void compareTag(const tyktree::FileEntry& a, const tyktree::FileEntry& b);
+    void compareNames(const tyktree::FileEntry& a, const tyktree::FileEntry& b);
     void addFields(const tyktree::Parameter& a, const tyktree::Parameter& b,
                    ContentDifference& tag) const;
     void compareScenes(const tyktree::FrameRef& a, const tyktree::FrameRef& b);
     void compareImages();
-    void compareImage(const tyktree::FileEntry& a, const tyktree::FileEntry& b, size_t index);
+    void compareSamples(ImageDifference& image);
     void compareFiles();
 
     const DiffRules& rules_;

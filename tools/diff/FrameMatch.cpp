@@ -86,12 +86,21 @@ struct Places {
 void matchTask(const std::vector<FrameRef>& a, const std::vector<FrameRef>& b, MatchBy by,
                std::vector<FramePair>& pairs) {
     const Places places(frameKeys(a, by), frameKeys(b, by));
+    size_t last = kNone;  // of the frames of A so far the one whose counterpart stands last
     for (size_t i = 0; i < a.size(); ++i) {
-        FramePair pair{a[i], std::nullopt};
-        if (places.ofA[i] != kNone) pair.b = b[places.ofA[i]];
+        FramePair pair{a[i], std::nullopt, std::nullopt};
+        const size_t place = places.ofA[i];
+        if (place != kNone) {
+            pair.b = b[place];
+            if (last == kNone || places.ofA[last] < place) {
+                last = i;
+            } else {
+                pair.overtaken = a[last];
+            }
+        }
         pairs.push_back(pair);
     }
-    for (const size_t place : places.left) pairs.push_back({std::nullopt, b[place]});
+    for (const size_t place : places.left) pairs.push_back({std::nullopt, b[place], std::nullopt});
 }
 
 Places matchTasks(const std::vector<Task>& a, const std::vector<Task>& b) {
@@ -107,7 +116,7 @@ std::vector<FramePair> matchFrames(const MatchSide& a, const MatchSide& b, Match
     using Kind = tyktree::TreePath::Kind;
     if (a.path->kind == Kind::kFrame && b.path->kind == Kind::kFrame && a.frames->size() == 1 &&
         b.frames->size() == 1) {
-        return {{a.frames->front(), b.frames->front()}};
+        return {{a.frames->front(), b.frames->front(), std::nullopt}};
     }
     const std::vector<Task> tasksA = tasksOf(*a.frames);
     const std::vector<Task> tasksB = tasksOf(*b.frames);

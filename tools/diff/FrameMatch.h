@@ -14,6 +14,9 @@ namespace tyksim {
 struct FramePair {
     std::optional<tyktree::FrameRef> a;
     std::optional<tyktree::FrameRef> b;
+    /// A frame of A that stands before `a`, and whose counterpart stands behind `b`: a replay takes
+    /// the two in another order.
+    std::optional<tyktree::FrameRef> overtaken;
 
     /// The frame of A, or of B where A has none.
     const tyktree::FrameRef& either() const { return a ? *a : *b; }

@@ -7,9 +7,10 @@ namespace tyksim {
 
 namespace {
 
-// Numbers below are greys of the picture, darkened; the others are differences.
+// Numbers below are greys of the picture, darkened; the others are differences, but for the last.
 constexpr int kGreys = 64;
-constexpr int kHeats = 256 - kGreys;
+constexpr int kHeats = 191;
+constexpr uint8_t kNotCompared = kGreys + kHeats;
 
 struct Colour {
     int red;
@@ -22,6 +23,7 @@ struct Colour {
 constexpr int kHottest = 64;
 constexpr std::array<Colour, 4> kHeatSteps = {Colour{120, 0, 0}, Colour{230, 40, 0},
                                               Colour{255, 200, 0}, Colour{255, 255, 255}};
+constexpr Colour kNotComparedColour = {30, 70, 190};
 
 int between(int from, int to, int part, int whole) {
     return from + (to - from) * part / whole;
@@ -48,13 +50,29 @@ std::array<uint8_t, 256> heatNumbers() {
     return numbers;
 }
 
-const uint8_t* rowOf(const Plane& plane, int row) {
-    return plane.samples + static_cast<size_t>(row) * static_cast<size_t>(plane.stride);
-}
-
 int apart(uint8_t a, uint8_t b) {
     return a > b ? a - b : b - a;
 }
+
+/// One row of a plane in two pictures, as far as it is compared.
+struct RowPair {
+    RowPair(const Plane& planeA, const Plane& planeB, int row, uint64_t compared)
+        : a(rowOf(planeA, row)), b(rowOf(planeB, row)) {
+        const uint64_t before = static_cast<uint64_t>(row) * static_cast<uint64_t>(planeA.width);
+        const uint64_t left = compared - std::min(compared, before);
+        columns = static_cast<int>(std::min(left, static_cast<uint64_t>(planeA.width)));
+    }
+
+    static const uint8_t* rowOf(const Plane& plane, int row) {
+        return plane.samples + static_cast<size_t>(row) * static_cast<size_t>(plane.stride);
+    }
+
+    int difference(int x) const { return x < columns ? apart(a[x], b[x]) : 0; }
+
+    const uint8_t* a;
+    const uint8_t* b;
+    int columns;
+};
 
 }  // namespace
 
@@ -67,24 +85,24 @@ std::vector<uint8_t> heatPalette() {
     };
     for (int grey = 0; grey < kGreys; ++grey) add({2 * grey, 2 * grey, 2 * grey});
     for (int heat = 0; heat < kHeats; ++heat) add(heatColour(heat));
+    add(kNotComparedColour);
     return palette;
 }
 
-void drawHeatMap(const Picture& a, const Picture& b, int tolerance, uint8_t* out) {
+void drawHeatMap(const Picture& a, const Picture& b, const SampleCounts& compared, int tolerance,
+                 uint8_t* out) {
     static const std::array<uint8_t, 256> heat = heatNumbers();
     for (int row = 0; row < a.height(); ++row) {
-        const uint8_t* const yA = rowOf(a.y, row);
-        const uint8_t* const yB = rowOf(b.y, row);
-        const uint8_t* const uA = rowOf(a.u, row / 2);
-        const uint8_t* const uB = rowOf(b.u, row / 2);
-        const uint8_t* const vA = rowOf(a.v, row / 2);
-        const uint8_t* const vB = rowOf(b.v, row / 2);
-        for (int x = 0; x < a.width(); ++x, ++out) {
-            const int most = std::max(
-                {apart(yA[x], yB[x]), apart(uA[x / 2], uB[x / 2]), apart(vA[x / 2], vB[x / 2])});
-            *out = most > tolerance ? heat[static_cast<size_t>(most)]
-                                    : static_cast<uint8_t>(yA[x] / (256 / kGreys));
+        const RowPair y(a.y, b.y, row, compared.y);
+        const RowPair u(a.u, b.u, row / 2, compared.u);
+        const RowPair v(a.v, b.v, row / 2, compared.v);
+        for (int x = 0; x < y.columns; ++x) {
+            const int most = std::max({y.difference(x), u.difference(x / 2), v.difference(x / 2)});
+            out[x] = most > tolerance ? heat[static_cast<size_t>(most)]
+                                      : static_cast<uint8_t>(y.a[x] / (256 / kGreys));
         }
+        std::fill(out + y.columns, out + a.width(), kNotCompared);
+        out += a.width();
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "core/File.h"
 #include "tools/output/Console.h"
+#include "tree/Escape.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -116,7 +117,7 @@ public:
 private:
     static PictureDifference problem(const std::string& path) {
         PictureDifference result;
-        result.problem = text(path, ": cannot be read: ", systemReason(errno));
+        result.problem = text(tyktree::escaped(path), ": cannot be read: ", systemReason(errno));
         return result;
     }
 

@@ -52,12 +52,14 @@ private:
 };
 
 /// The colours that a heat map's numbers stand for: greys of the picture where it is the same, from
-/// dark red by yellow to white where it differs. Three bytes each.
+/// dark red by yellow to white where it differs, blue where nothing is compared. Three bytes each.
 std::vector<uint8_t> heatPalette();
 
-/// Numbers of colours for every pixel of two pictures of the same size: the larger of its luma and
-/// chroma differences where that is above `tolerance`, else the luma of `a`, darkened. `out` has
-/// width x height bytes.
-void drawHeatMap(const Picture& a, const Picture& b, int tolerance, uint8_t* out);
+/// Numbers of colours for every pixel of two pictures of the same size: the largest of its luma and
+/// chroma differences where that is above `tolerance`, else the luma of `a`, darkened. `compared`
+/// are the samples that both pictures have; a pixel without luma among them is not compared.
+/// `out` has width x height bytes.
+void drawHeatMap(const Picture& a, const Picture& b, const SampleCounts& compared, int tolerance,
+                 uint8_t* out);
 
 }  // namespace tyksim

@@ -7,6 +7,7 @@
 #include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <memory>
 #include <oneapi/tbb/enumerable_thread_specific.h>
@@ -30,16 +31,22 @@ and among others those in which most values differ. Sizes and values stand as A'
 planes are compared sample by sample; the PSNR is in dB, pixels are those further apart than
 --tolerance. Images whose samples all stay within it count as the same.
 
---ignore NAME leaves out a tag, TAG.field, a field of the scene record, or 'image'; it may be given
-more than once. --heat-map writes a PNG for every frame whose images differ: grey where they are the
-same, from red by yellow to white where they are not.
+Files belong together by what their names say: the tag, camera and kind of a parameter, the camera of
+an image. Names that differ all the same are a difference: in the sof id, or in how a number is
+spelled (064 for 64 replays the same). So are frames that stand in another order. The names of tasks
+and frames and their times are no difference.
+
+--ignore NAME leaves out a tag, TAG.field, a field of the scene record, 'image', or the sof ids in
+names of files ('sof'); it may be given more than once. --heat-map writes a PNG for every frame whose
+images differ: grey where they are the same, from red by yellow to white where they are not, blue
+where one of them ends.
 
 Exit status: 0 the same, 1 failed, 2 wrong usage, 3 not the same or not all could be read.
 
 Examples:
   tyksim diff before after
   tyksim diff before after --tolerance 2 --ignore KELV_TAG_GYRO_SAMPLES --heat-map where
-  tyksim diff task_a task_b --match order --json
+  tyksim diff task_a task_b --match order --ignore sof --json
 )";
 
 struct Options {
@@ -56,7 +63,9 @@ struct Options {
     bool force = false;
 };
 
+// What --ignore takes besides the names of values.
 constexpr const char* kImageName = "image";
+constexpr const char* kSofName = "sof";
 
 /// Draws where images differ. One object serves one thread.
 class HeatMapWriter {
@@ -69,7 +78,8 @@ public:
         const size_t pixels =
             static_cast<size_t>(pictureA.width()) * static_cast<size_t>(pictureA.height());
         uint8_t* const map = map_.room(pixels);
-        drawHeatMap(pictureA, b.whole(), tolerance, map);
+        const SampleCounts both = image.layout.samplesIn(std::min(a.bytes(), b.bytes()));
+        drawHeatMap(pictureA, b.whole(), both, tolerance, map);
         const Plane plane{map, pictureA.width(), pictureA.width(), pictureA.height()};
         writeNewFile(folder + "/" + pictureName(*frames.a, image.camera, image.index) + ".png",
                      png_.encode(plane, heatPalette(), {}));
@@ -104,6 +114,8 @@ DiffRules rulesOf(const Options& options, const OpenedTree& a, const OpenedTree&
     for (const std::string& name : options.ignored) {
         if (name == kImageName) {
             rules.ignoreImages = true;
+        } else if (name == kSofName) {
+            rules.ignoreSofs = true;
         } else {
             rules.ignored.push_back(tyktree::resolveName(name, catalogOf(a, b), names));
         }
@@ -136,8 +148,7 @@ public:
         comparePairs(pairs, maps ? maps->path() : "");
         if (maps) maps->commit();
         report();
-        const bool same = summary_.same() && tuning_.empty();
-        return same ? ExitStatus::kClean : ExitStatus::kFindings;
+        return same() ? ExitStatus::kClean : ExitStatus::kFindings;
     }
 
 private:
@@ -165,7 +176,7 @@ private:
 
     FrameDifference compare(const FramePair& pair, const std::string& maps, Worker& worker) const {
         if (!pair.a || !pair.b) return {};
-        FrameDifference difference = worker.comparer.compare(*pair.a, *pair.b);
+        FrameDifference difference = worker.comparer.compare(pair);
         if (maps.empty()) return difference;
         for (const ImageDifference& image : difference.images) {
             if (!image.samples || !image.samples->problem.empty()) continue;
@@ -220,18 +231,22 @@ private:
         }
     }
 
+    /// What could not be read may differ.
+    bool same() const { return summary_.same() && tuning_.empty() && !reading_.anyProblem(); }
+
     void report() const {
         if (json_) {
             json_->endList();
             json_->member("summary", toJson(summary_));
             json_->member("tuning_copies", toJson(tuning_));
-            json_->member("same", summary_.same() && tuning_.empty());
+            json_->member("same", same());
             return;
         }
         for (const ContentDifference& copy : tuning_) {
             printResult(fmt::format("{}: {}", tyktree::escaped(copy.name), contentText(copy)));
         }
-        printSummary(summary_, options_.match == MatchBy::kOrder ? "order" : "request id");
+        printSummary(summary_, options_.match == MatchBy::kOrder ? "order" : "request id",
+                     !reading_.anyProblem());
     }
 
     const Options& options_;

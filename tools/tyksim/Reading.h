@@ -36,6 +36,9 @@ public:
     /// error of the document. One thread at a time.
     void problem(const std::string& line);
 
+    /// Whether there was such a thing so far.
+    bool anyProblem() const { return problems_ > 0; }
+
 private:
     friend ExitStatus runReading(const char* schema, const std::function<ExitStatus(Reading&)>&);
     explicit Reading(JsonDocument* json) : json_(json) {}
