@@ -77,6 +77,7 @@ TEST_F(Replay, BlocksAreFreedLastToFirst) {
             write(at + "FCPDT_" + sof + "_0_1_1_block.bin", "a");
         }
         withImages ? loadImage() : loadParams();
+        published();  // while the blocks are there
         pipe.deinit();
         Strings made, freed;
         for (const std::string& line : texts(4)) {
