@@ -81,7 +81,7 @@ void FrameChecker::check() {
     checkRepeated();
     checkImageCount();
     checkIds();
-    if (context_.options.scene) readScene(job_.listing, place_, &job_.findings);
+    readScene(job_.listing, place_, &job_.findings);
     if (context_.options.deep) readContents();
 }
 

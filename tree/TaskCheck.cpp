@@ -421,7 +421,7 @@ void TaskChecker::check() {
     for (const Column& column : statistics_.columns()) checkColumn(column);
     checkMissing();
     checkImages();
-    if (summary_.context.options.scene) checkScenes();
+    checkScenes();
     checkIdentities(summary_, frames_, findings_);
 }
 

@@ -15,7 +15,6 @@ struct DumpConfigFile;
 
 struct CheckOptions {
     bool deep = false;  ///< read contents: unreadable sectors, images of one single value
-    bool scene = true;  ///< read the scene record's files
     int jobs = 1;       ///< threads over frames
     std::function<bool()> interrupted;                         ///< asked now and then; may be empty
     std::function<void(uint64_t done, uint64_t of)> progress;  ///< frames; may be empty

@@ -194,7 +194,6 @@ private:
             }
         } sink(findings_);
         tyktree::CheckOptions check;
-        check.scene = session_.entry == Entry::folder;
         check.jobs = options_.selection.jobs;
         check.interrupted = [] { return interruption() != 0; };
         tyktree::FrameSelection selection = options_.selection.selection();
