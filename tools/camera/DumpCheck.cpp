@@ -22,6 +22,7 @@
 #include <sys/statvfs.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace tyksim {
@@ -110,9 +111,9 @@ std::string reasonFor(const std::string& path, uint64_t lacking, Writers writers
     return error != 0 ? systemReason(error) : "it was not written to its end";
 }
 
-DumpCheck::DumpCheck(PipelineSimulation& simulation, const LiveValues& values,
+DumpCheck::DumpCheck(PipelineSimulation& simulation, DumpedSize sizeOf,
                      tyktree::FindingSink& findings)
-    : simulation_(simulation), values_(values), findings_(findings) {}
+    : simulation_(simulation), sizeOf_(std::move(sizeOf)), findings_(findings) {}
 
 void DumpCheck::checkFrame(const PipelineSimulation::imageInfo& frame, uint32_t position) {
     position_ = position;
@@ -130,7 +131,7 @@ void DumpCheck::checkParameters(const PipelineSimulation::imageInfo& frame) {
         const int camera = info.camId == kOfTheFrame ? frame.camId : static_cast<int>(info.camId);
         scene = scene || (info.tag == kSceneTag && info.pipe == kScenePipe);
         tuning = tuning || info.tag == kMfnrTag;
-        const std::optional<uint64_t> size = values_.size(info.tag);
+        const std::optional<uint64_t> size = sizeOf_(info);
         if (!size || (info.dumpType != kFixedSizeDump && info.dumpType != kBlockDump)) continue;
         ParamFilePath path;
         makeParamFilePath(path, simulation_.currentFramePath, sof, camera, info.pipe, info.dumpType,
@@ -138,7 +139,7 @@ void DumpCheck::checkParameters(const PipelineSimulation::imageInfo& frame) {
         if (checked.insert(path.data()).second) checkFile(path.data(), *size);
     }
     if (scene) checkScene();
-    if (tuning) checkTuning();
+    if (tuning && tuningIsChecked_) checkTuning();
 }
 
 void DumpCheck::checkScene() {

@@ -5,10 +5,11 @@
 #pragma once
 
 #include "core/PipelineSimulation.h"
-#include "tools/camera/LiveValues.h"
 #include "tree/Finding.h"
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 
 namespace tyksim {
@@ -16,12 +17,18 @@ namespace tyksim {
 /// Who writes a file: one recording, or all that are at work on the device.
 enum class Writers { kOne, kMany };
 
+/// Bytes of the value that an entry of the dump list finds in the parameter-set service; none for
+/// one that the library does not carry.
+using DumpedSize = std::function<std::optional<uint64_t>(const PipelineSimulation::tagInfo& entry)>;
+
 /// Looks after each frame whether the files that the dump list promises are there.
 class DumpCheck {
 public:
-    /// The references must outlive the object.
-    DumpCheck(PipelineSimulation& simulation, const LiveValues& values,
-              tyktree::FindingSink& findings);
+    /// The references must outlive the object, and so must what `sizeOf` refers to.
+    DumpCheck(PipelineSimulation& simulation, DumpedSize sizeOf, tyktree::FindingSink& findings);
+
+    /// Leaves out the tuning copy, for a recording that sees to it itself.
+    void leaveTuningOut() { tuningIsChecked_ = false; }
 
     /// Checks the frame that was dumped last; what is missing or short becomes a finding with the
     /// system's reason. `position` counts frames from 1.
@@ -40,9 +47,10 @@ private:
     void count(uint64_t bytes);
 
     PipelineSimulation& simulation_;
-    const LiveValues& values_;
+    const DumpedSize sizeOf_;
     tyktree::FindingSink& findings_;
     uint32_t position_ = 0;
+    bool tuningIsChecked_ = true;
     bool tuningLacks_ = false;  ///< the copy of the tuning file was missing once
     uint64_t files_ = 0;
     uint64_t bytes_ = 0;

@@ -10,6 +10,7 @@
 #include "records/MfnrTuning.h"
 #include "tools/camera/CameraSetup.h"
 #include "tools/camera/DumpCheck.h"
+#include "tools/camera/FrameClock.h"
 #include "tools/camera/FrameSource.h"
 #include "tools/camera/LiveValues.h"
 #include "tools/camera/PipeLock.h"
@@ -24,14 +25,12 @@
 #include <climits>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -205,7 +204,10 @@ private:
 
     void recordFrames() {
         LiveValues values(dumpedTags(), cameras());
-        DumpCheck check(*simulation_, values, findings_);
+        const auto sizeOf = [&values](const PipelineSimulation::tagInfo& entry) {
+            return values.size(entry.tag);
+        };
+        DumpCheck check(*simulation_, sizeOf, findings_);
         Progress progress;
         for (int number = 0; number < options_.frames && interruption() == 0; ++number) {
             recordFrame(number, values, check);
@@ -231,9 +233,9 @@ private:
         values.set(makeFrameFacts(number, frame.width, frame.height, facts));
         // A frame that is dumped gets a folder, and there is no other sign of it.
         simulation_->currentFramePath.clear();
-        awaitNextMillisecond();
+        clock_.beginFrame();
         PipelineSimulation::dumpIfneed(frame);
-        lastFrame_ = millisecond();
+        clock_.endFrame();
         const auto position = static_cast<uint32_t>(number) + 1;
         const std::string failures = log_.takeFailures();
         if (!failures.empty()) {
@@ -250,19 +252,6 @@ private:
         ++recorded_;
         noteSimulated(facts);
         check.checkFrame(frame, position);
-    }
-
-    static std::chrono::system_clock::time_point millisecond() {
-        using std::chrono::system_clock;
-        return std::chrono::floor<std::chrono::milliseconds>(system_clock::now());
-    }
-
-    /// A folder's name has milliseconds, and a replay follows the names: frames of one millisecond,
-    /// which no camera makes, would come in the order of their numbers as texts.
-    void awaitNextMillisecond() const {
-        while (millisecond() == lastFrame_) {
-            std::this_thread::sleep_for(std::chrono::microseconds(100));
-        }
     }
 
     void noteSimulated(const ExifFacts& facts) {
@@ -317,7 +306,7 @@ private:
     FindingSummary findings_;
     PipelineSimulation* simulation_ = nullptr;
     std::string task_;
-    std::chrono::system_clock::time_point lastFrame_;  ///< its end, in whole milliseconds
+    FrameClock clock_;
     uint64_t recorded_ = 0;
     uint64_t simulatedExposure_ = 0;
     uint64_t simulatedIso_ = 0;
