@@ -1,5 +1,5 @@
 // A processor for `tyksim replay --with` that hands every picture back as it came.
-#include "tools/playback/tyksim_processor.h"
+#include "tools/processor/tyksim_processor.h"
 
 int tyksim_processor_version() {
     return TYKSIM_PROCESSOR_VERSION;

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -18,7 +19,8 @@ namespace fs = std::filesystem;
 
 /// One call. The shell knows the tool as `t`; its folder holds `r`, a fresh copy of a recorded tree
 /// with three frames of 64x48 in a task, and the photographs of the suite. In front of the line
-/// stand the variables D (dump root), K (task), F2 and F3 (frames).
+/// stand the variables D (dump root), K (task), F2 and F3 (frames), P (folder of processors) and S
+/// (what lets calls fail).
 struct Row {
     const char* script;
     int status;
@@ -108,6 +110,8 @@ protected:
         writeAll(folder_ / "b.jpg", withExif(jpeg, 0));
         writeAll(folder_ / "c.jpg", withExif(jpeg, 50).replace(30, 4, "\xff\xff\xff\xff"));
         writeAll(folder_ / "long.jpg", withExif(jpeg, 50, 4, 102400));
+        setenv("P", TYK_PROCESSORS, 1);
+        setenv("S", TYK_FAULT_SHIM, 1);
         expect({"t record base --frames 3 --size 64x48", 0, {"3 dumped"}});
     }
     static void TearDownTestSuite() { fs::remove_all(folder_); }
@@ -589,11 +593,13 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
     });
 }
 
+/// A replay of `r` into `p` with the processor that does what its one option says; then the rest of
+/// the line.
+std::string odd(const std::string& option, const std::string& rest = "") {
+    return "t replay r --with $P/odd_processor.so -o p --option " + option + rest;
+}
+
 TEST_F(ToolTest, ProcessorsStandInThePipelinesPlace) {
-    setenv("P", TYK_PROCESSORS, 1);
-    const auto odd = [](const char* option) {
-        return std::string("t replay r --with $P/odd_processor.so -o p --option ") + option;
-    };
     expectAll({
         {"t replay r --with $P/denoise.so -o p && both p && t diff r p --match request",
          3,
@@ -602,18 +608,143 @@ TEST_F(ToolTest, ProcessorsStandInThePipelinesPlace) {
         {"t replay r --with $P/denoise.so --option x -o p", 1, {"refuses to open: expected"}},
         {"t replay r --with good.jpg -o p", 1, {"expected a processor"}},
         {"t replay r --with $P/denoise.so", 2, {"go together"}},
-        {(odd("set") + " && t check p && t track p KELV_TAG_WB_GAINS.red && t info p").c_str(),
+        {odd("set", " && t check p && t track p KELV_TAG_WB_GAINS.red && t info p").c_str(),
          0,
          {"clean", "2.3694278e-38", "10x8"}},
-        {(odd("once") + "; t info p").c_str(), 0, {"recorded: 1 frame", "requests 1 "}},
+        {odd("once", "; t info p").c_str(), 0, {"recorded: 1 frame", "requests 1 "}},
         {odd("nothing").c_str(), 3, {"handed back no picture", "recorded: nothing"}},
         {odd("error").c_str(), 3, {"had a bad day", "recorded: 2 frames"}},
-        {odd("short").c_str(), 3, {"do not fit", "recorded: nothing"}},
+        {odd("throw").c_str(), 3, {"threw an exception: no luck", "recorded: 2 frames"}},
         {odd("refuse").c_str(), 1, {"refuses to open: no, thank you"}},
-        {(odd("crash") + "; s=$?; rm -rf tmp/* .p.*; exit $s").c_str(),
-         134,
-         {"odd_processor.so crashed at frame 2 of task 1, request 2"}},
     });
+}
+
+TEST_F(ToolTest, WhatAProcessorHandsBackIsRefusedOrRecordedAsItIs) {
+    // A block of no bytes made a tree with errors.
+    for (const auto& [option, reason] : std::map<std::string, const char*>{
+             {"cut", "a picture of 10x8 in 119 bytes; expected at least 120"},
+             {"narrow", "10x8 with a stride of 9 bytes; expected at least 10"},
+             {"wide", "a picture of 1048576x8; expected 1x1 to 16384x12288"},
+             {"nowhere", "10x8 at a null pointer"},
+             {"short", "which has "},
+             {"empty", "0 bytes for tag 12291; a block has at least one"},
+             {"unknown", "1 bytes for tag 4711, which the frame does not have"},
+             {"null", "a null pointer as the value of tag "}}) {
+        expect({odd(option).c_str(), 3, {reason, "recorded: nothing", "findings: 3"}});
+    }
+    // Of an odd size an image ends before its chroma does.
+    for (const char* const size : {"64x48", "1x1", "3x100", "7x5", "641x2"}) {
+        expect({(std::string("rm -r r; t record r --frames 1 --size ") + size + " && " +
+                 odd("gaps", " && t diff r p && t check p"))
+                    .c_str(),
+                0,
+                {"1 frame matched by request id, all the same", "p: clean"}});
+    }
+    expectAll({
+        // Frames in their order, however small; the tuning copy of the tree, wherever it lies.
+        {("rm -r r; t record r --frames 60 --size 2x2 && " +
+          odd("same", " && ls $(echo p/data/*/*/*/*/*_task_0) | sed 's/.*reqID_//' | sort -nc"))
+             .c_str(),
+         0,
+         {"recorded: 60 frames"}},
+        {("t record r --frames 1 --size 2x2 --pipe 3 --property persist.vendor.cam.mfnr.version=3 "
+          "&& rm $D/pipe_1/mfnr5* && " +
+          odd("same", " --pipe 3 && t check p && ls p/data/*/*/*/pipe_1"))
+             .c_str(),
+         0,
+         {"p: clean", "\nmfnr3.xml", "!mfnr5"}},
+    });
+}
+
+TEST_F(ToolTest, EveryEndOfAProcessorsProcessIsNamed) {
+    const std::string at = " at frame 2 of task 1, request 2";
+    for (const auto& [option, end] : std::map<std::string, std::string>{
+             {"abort", "crashed" + at + ": SIGABRT"},
+             {"segv", "crashed" + at + ": SIGSEGV"},
+             {"kill", "was ended" + at + ": SIGKILL"},
+             {"exit", "ended its process with status 0" + at},
+             {"_exit", "ended its process with status 9" + at},
+             {"fork", "ended its process with status 7" + at},
+             {"close", "closed its connection to tyksim" + at},
+             {"garbage", "sent tyksim something that is no answer" + at},
+             {"exit-open", "ended its process with status 0 while it opened"},
+             {"abort-open", "crashed while it opened: SIGABRT"}}) {
+        expect({odd(option, "; s=$?; ls -A; exit $s").c_str(),
+                1,
+                {("odd_processor.so: " + end).c_str(), "!\np\n", "!\n.p"}});
+    }
+    expectAll({
+        {"head -c 5000 $P/odd_processor.so >cut.so; t replay r --with ./cut.so -o p",
+         1,
+         {"cut.so: crashed while it was loaded: SIGBUS", "a file that is cut short"}},
+        // All was recorded by then, and stays.
+        {odd("abort-close", "; s=$?; t diff r p --ignore image; exit $s").c_str(),
+         3,
+         {"crashed while it closed: SIGABRT", "recorded: 3 frames", "all the same"}},
+        {odd("status-exit").c_str(), 3, {"with status 3 after it closed", "recorded: 3 frames"}},
+        {odd("exit-close").c_str(), 3, {"ended its process with status 0 while it closed"}},
+    });
+}
+
+TEST_F(ToolTest, AProcessorThatLoopsIsEndedAtOnceAndWithTyksim) {
+    const auto looping = [](const std::string& rest) {
+        return "bg replay r --with $P/odd_processor.so -o p --option loop & B=$!; until grep -q "
+               "'^looping' out; do sleep 0.01; done; L=$(sed -n 's/^looping //p' out); " +
+               rest;
+    };
+    expectAll({
+        {looping("kill -TERM $B; s=0; wait $B || s=$?; kill -0 $L || ls -A; exit $s").c_str(),
+         143,
+         {"stopped by Terminated: replayed 2 frames", "No such process", "!\n.p"}},
+        {looping(
+             "kill -KILL $B; wait $B; until ! kill -0 $L; do sleep 0.01; done; rm -rf tmp/* .p*")
+             .c_str(),
+         0,
+         {"No such process"}},
+        // As from a terminal: to both processes.
+        {"eval \"timeout -s INT --preserve-status 1 $T replay r --with $P/odd_processor.so -o p "
+         "--option loop\"; s=$?; ls -A; exit $s",
+         130,
+         {"stopped by Interrupt: replayed ", "!\n.p"}},
+    });
+}
+
+/// `faults SORT TEXT WORD...` runs the tool once for each time that it reads or changes (SORT) what
+/// has TEXT in its path, and lets that call fail; of EACH calls only the first. Says how many
+/// failed, and which of them left something wrong without a word.
+constexpr const char* kFaults = R"sh(
+run() { (export LD_PRELOAD="$S" TYK_FAULT=5 TYK_FAULT_LOG="$PWD/log"; t "$@" >said 2>&1); }
+faults() {
+    export TYK_FAULT_OF=$1 TYK_FAULT_IN=$2; shift 2
+    rm -rf p log; TYK_FAULT_AT=1000000 run "$@" || return
+    met=0
+    for n in $(seq 1 $EACH $(wc -l <log)); do
+        rm -rf p log; s=0
+        TYK_FAULT_AT=$n run "$@" || s=$?
+        if grep -q '^!' log; then met=$((met + 1)); fi
+        case $s in
+        0) grep -q "verified: $VALUES " said && { [ ! -e p ] || t diff r p >said; } ||
+               echo "not said: $(grep '^!' log) $(cat said)" ;;
+        1) [ ! -e p ] || echo "made: $(grep '^!' log)" ;;
+        esac
+    done
+    echo "faults: $met"
+}
+)sh";
+
+TEST_F(ToolTest, NoFaultOfTheSystemPassesUnnoticed) {
+    const auto expectSaid = [](const std::string& call) {
+        expect({(kFaults + call).c_str(), 0, {"faults: ", "!faults: 0", "!not said", "!made"}});
+    };
+    const std::string with = " replay r --with $P/odd_processor.so --option same -o p";
+    // The image that the processor is given, and what no file's length tells.
+    expectSaid("VALUES=57 EACH=1; faults reads FCWH_2" + with);
+    expectSaid("VALUES=57 EACH=1; faults changes iSceneInfo.xml" + with);
+    // Whatever else is read, listed or written of a frame.
+    expectSaid("VALUES=57 EACH=7; faults reads reqID_2" + with);
+    expectSaid("VALUES=57 EACH=7; faults changes reqID_2" + with);
+    expectSaid("VALUES=57 EACH=7; faults reads reqID_2 replay r --verify");
+    expectSaid("VALUES=54 EACH=7; faults reads reqID_2 replay r --verify --entry folder");
 }
 
 TEST_F(ToolTest, OneRecorderAtATimeAndAnOrderedEnd) {

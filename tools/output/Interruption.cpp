@@ -2,35 +2,58 @@
 
 #include <atomic>
 #include <csignal>
-#include <initializer_list>
+#include <cstdint>
+#include <ctime>
 
 namespace tyksim {
 
 namespace {
 
 std::atomic<int> noted{0};
-static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may use it");
+std::atomic<int64_t> notedAt{0};  ///< seconds of a clock that is never set
+static_assert(std::atomic<int64_t>::is_always_lock_free, "a signal handler may use it");
 
+/// Notes the first signal. A later one finds the default again, so that nobody has to wait for a
+/// verb that hangs; not at once, since `timeout` sends each signal twice: to the process and to its
+/// group. A pipe that is closed is written to more than once until the verb asks.
 void note(int signal) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (noted.load() != 0 && signal != SIGPIPE && now.tv_sec - notedAt.load() > 1) {
+        static_cast<void>(std::signal(signal, SIG_DFL));
+        static_cast<void>(std::raise(signal));
+    }
+    if (noted.load() == 0) notedAt.store(now.tv_sec);
     noted.store(signal);
+}
+
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+
+/// Lets `signal` be handled so. What whoever started the process ignores stays ignored: nohup
+/// means it.
+void handle(int signal, void (*handler)(int), int flags) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler == SIG_IGN) return;
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
 }
 
 }  // namespace
 
 void watchInterruptions() {
-    struct sigaction action {};
-    action.sa_handler = note;
-    // The second one finds the default again, so that nobody has to wait for a verb that hangs.
-    sigemptyset(&action.sa_mask);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
-        struct sigaction before {};
-        sigaction(signal, nullptr, &before);
-        // A pipe that is closed is written to more than once until the verb asks.
-        action.sa_flags = signal == SIGPIPE ? 0 : static_cast<int>(SA_RESETHAND);
-        // What whoever started the process ignores stays ignored: nohup means it.
-        if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
-    }
+    for (const int signal : kSignals) handle(signal, note, 0);
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+}
+
+void leaveInterruptionsToParent() {
+    for (const int signal : kSignals) {
+        handle(
+            signal, [](int) {}, SA_RESTART);
+    }
 }
 
 int interruption() {

@@ -7,9 +7,13 @@
 
 namespace tyksim {
 
-/// From now on SIGINT, SIGTERM, SIGHUP and SIGPIPE are only noted; a second one of the first three
-/// ends the process at once. SIGXFSZ is ignored: it is met as a failed write.
+/// From now on SIGINT, SIGTERM, SIGHUP and SIGPIPE are only noted; another one of the first three,
+/// more than a second later, ends the process at once. SIGXFSZ is ignored: it is met as a failed write.
 void watchInterruptions();
+
+/// In a child process: from now on the same signals do nothing, where they are not ignored. The
+/// parent gets them, too, and ends the child. A program that the child starts has the default.
+void leaveInterruptionsToParent();
 
 /// The signal that was noted, or 0. Work over frames asks between frames. Threads: any.
 int interruption();

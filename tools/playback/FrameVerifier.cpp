@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -43,6 +44,11 @@ std::vector<uint8_t> expectedTuningTable(PipelineSimulation& simulation) {
     return table;
 }
 
+/// The system's words for `error`; "" where it is 0.
+std::string reasonOf(int error) {
+    return error == 0 ? "" : systemReason(error);
+}
+
 uint64_t imageBytes(const ImageFileName& image) {
     return static_cast<uint64_t>(std::max(0, nv21Bytes(image.width, image.height)));
 }
@@ -69,23 +75,42 @@ FrameVerifier::FrameVerifier(PipelineSimulation& simulation, const tyktree::TagC
       images_(images),
       findings_(findings) {}
 
-void FrameVerifier::verify(const ReplayedFrame& frame, const Delivery& delivery) {
+bool FrameVerifier::verify(const ReplayedFrame& frame, const Delivery& delivery,
+                           const ImageRoom& imageRoom) {
     frame_ = &frame;
     delivery_ = &delivery;
     nextValue_ = 0;
+    whole_ = frame.listing.error() == 0;  // which the session reports
     lastSof_ = 0;
-    for (const FileEntry* const file : frame.files) {
-        if (file->kind != FileEntry::Kind::kParameter) continue;
-        if (!isSceneParameter(*file)) lastSof_ = static_cast<uint32_t>(file->parameter.sofId);
-        if (isReplayed(*file, entry_)) verifyParameter(*file);
-    }
+    verifyParameters();
     if (entry_ == Entry::folder) {
         verifyOverride(kOverrideSizeTag, kOverrideSize.data(), sizeof(kOverrideSize));
         verifyOverride(kOverrideByteTag, &kOverrideByte, sizeof(kOverrideByte));
         verifyScene();
         verifyTuning();
     } else if (images_) {
-        verifyImages();
+        verifyImages(imageRoom);
+    }
+    if (const size_t more = delivery.values.size() - nextValue_) {
+        different("", "no value but those of the frame's files", text(more, " more"));
+    }
+    return whole_;
+}
+
+/// Counts one value or image of the listing, and whether `verify` finds nothing wrong with it.
+template <typename Verify>
+void FrameVerifier::verifyPromised(Verify verify) {
+    const uint64_t before = problems_;
+    verify();
+    ++promised_;
+    if (problems_ == before) ++verified_;
+}
+
+void FrameVerifier::verifyParameters() {
+    for (const FileEntry* const file : frame_->files) {
+        if (file->kind != FileEntry::Kind::kParameter) continue;
+        if (!isSceneParameter(*file)) lastSof_ = static_cast<uint32_t>(file->parameter.sofId);
+        if (isReplayed(*file, entry_)) verifyPromised([&] { verifyParameter(*file); });
     }
 }
 
@@ -94,7 +119,9 @@ void FrameVerifier::verifyParameter(const FileEntry& file) {
     const ParamFileName& parsed = file.parameter;
     const TagEntry* const tag = catalog_.byName(parsed.tagName);
     if (!tag) {
-        lost(name, "a tag of the tag table", "one that the parameter-set service refused");
+        // The frame is whole all the same: nobody knows what the value would be for.
+        report(RuleId::kReplayLost, name, "a tag of the tag table",
+               "one that the parameter-set service refused", "");
         return;
     }
     const PublishedValue* const value = take(parsed.pipe, static_cast<uint32_t>(parsed.camId),
@@ -157,24 +184,42 @@ void FrameVerifier::verifyScene() {
     }
     const PublishedValue* const first = take(0, camera(), lastSof_, kSceneTag);
     const PublishedValue* const second = take(1, camera(), lastSof_, kSceneTag);
-    verifySceneRecord(first, 0);
-    // What goes for pipe 0 need not be said twice.
-    if (!first || !second || first->bytes != second->bytes) verifySceneRecord(second, 1);
+    verifyPromised([&] {
+        const tyktree::SceneSources sources = readScene(frame_->listing, {}, nullptr);
+        verifySceneRecord(first, 0, sources);
+        // What goes for pipe 0 need not be said twice.
+        if (!first || !second || first->bytes != second->bytes) {
+            verifySceneRecord(second, 1, sources);
+        }
+    });
 }
 
-void FrameVerifier::verifySceneRecord(const PublishedValue* value, int pipe) {
+/// Holds a record against what was dumped, which names an edit of the text file, and against the
+/// files that it is made of.
+void FrameVerifier::verifySceneRecord(const PublishedValue* value, int pipe,
+                                      const tyktree::SceneSources& sources) {
     if (!value || value->bytes.size() != static_cast<size_t>(kSceneRecordBytes)) {
         lost(kSceneXmlName, text("the scene record for pipe ", pipe), "none");
         return;
     }
-    const tyktree::SceneSources sources = readScene(frame_->listing, {}, nullptr);
+    if (!sources.fromFiles) {
+        lost(kSceneXmlName, "files that can be held against the scene record that arrived",
+             "files that cannot be read");
+        return;
+    }
     tyktree::SceneRecord arrived;
     std::copy(value->bytes.begin(), value->bytes.end(), arrived.bytes.begin());
-    for (const SceneDifference& found : sceneDifferences(sources.fromParameter, arrived)) {
-        different(kSceneXmlName, found.expected, found.found);
+    const auto found = sceneDifferences(sources.fromParameter, arrived);
+    for (const SceneDifference& difference : found) {
+        different(kSceneXmlName, difference.expected, difference.found);
     }
-    ++comparedFiles_;
-    comparedBytes_ += value->bytes.size();
+    const auto& files = sources.fromFiles->bytes;
+    const auto other = std::mismatch(files.begin(), files.end(), arrived.bytes.begin()).first;
+    if (found.empty() && other != files.end()) {
+        different(kSceneXmlName, "the scene record as its files give it",
+                  text("another from offset ", other - files.begin(), " on"));
+    }
+    verifiedBytes_ += value->bytes.size();
 }
 
 void FrameVerifier::verifyTuning() {
@@ -193,22 +238,31 @@ void FrameVerifier::expectValue(const PublishedValue* value, const std::vector<u
     }
 }
 
-void FrameVerifier::verifyImages() {
+void FrameVerifier::verifyImages(const ImageRoom& imageRoom) {
     size_t next = 0;
+    bool first = true;
     for (const FileEntry* const file : frame_->files) {
         // Every file that is no parameter file gets a buffer, whether it is an image or not.
         if (file->kind == FileEntry::Kind::kParameter) continue;
         const size_t place = next++;
         if (file->kind != FileEntry::Kind::kImage) continue;
-        if (place < delivery_->images.size()) {
-            verifyImage(*file, *delivery_->images[place]);
-        } else {
-            lost(std::string(file->name), "a buffer of the pool", "none");
-        }
+        verifyPromised([&] {
+            if (place < delivery_->images.size()) {
+                verifyImage(*file, *delivery_->images[place], first ? imageRoom : ImageRoom());
+            } else {
+                lost(std::string(file->name), "a buffer of the pool", "none");
+            }
+        });
+        first = false;
+    }
+    if (delivery_->images.size() > next) {
+        different("", text("a buffer for each of ", next, " files"),
+                  text(delivery_->images.size(), " buffers"));
     }
 }
 
-void FrameVerifier::verifyImage(const FileEntry& file, const tyk::Buffer& buffer) {
+void FrameVerifier::verifyImage(const FileEntry& file, const tyk::Buffer& buffer,
+                                const ImageRoom& imageRoom) {
     const tyk::ImageDescriptor& arrived = *buffer.image;
     if (arrived.width != file.image.width || arrived.height != file.image.height ||
         arrived.sofId != static_cast<uint32_t>(file.image.sofId) ||
@@ -225,8 +279,9 @@ void FrameVerifier::verifyImage(const FileEntry& file, const tyk::Buffer& buffer
                   text(expected, " bytes for ", file.image.width, "x", file.image.height),
                   text(file.bytes));
     }
-    compare(file, arrived.data,
-            std::min({expected, file.bytes, uint64_t{tykhost::bufferCapacity(&buffer)}}));
+    const uint64_t size =
+        std::min({expected, file.bytes, uint64_t{tykhost::bufferCapacity(&buffer)}});
+    compare(file, arrived.data, size, imageRoom ? imageRoom(size) : nullptr);
 }
 
 /// The next publication, if it is the one under this key. One that is not stays, for the file that
@@ -240,12 +295,14 @@ const PublishedValue* FrameVerifier::take(int32_t pipe, uint32_t camera, uint32_
     return &value;
 }
 
-void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t size) {
+/// Holds `size` bytes at `data` against the file's first ones, which are left at `room` where there
+/// is one.
+void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t size, uint8_t* room) {
     const std::string name(file.name);
+    errno = 0;
     ::InputFile input((frame_->listing.path() + "/" + name).c_str());
-    ++comparedFiles_;
     if (!input.isOpen()) {
-        lost(name, "its bytes", "a file that cannot be opened");
+        lost(name, "its bytes", "a file that cannot be opened", reasonOf(errno));
         return;
     }
     static thread_local std::array<uint8_t, size_t{256} * 1024> piece;
@@ -253,9 +310,10 @@ void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t si
     uint64_t at = 0;
     while (at < size) {
         const auto wanted = static_cast<size_t>(std::min<uint64_t>(piece.size(), size - at));
-        const size_t count = input.read(piece.data(), wanted);
-        if (std::memcmp(piece.data(), bytes + at, count) != 0) {
-            const uint8_t* const begin = piece.data();
+        uint8_t* const begin = room ? room + at : piece.data();
+        errno = 0;
+        const size_t count = input.read(begin, wanted);
+        if (std::memcmp(begin, bytes + at, count) != 0) {
             const auto* const first = std::mismatch(begin, begin + count, bytes + at).first;
             different(
                 name, "the file's bytes",
@@ -264,27 +322,31 @@ void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t si
         }
         at += count;
         if (count < wanted) {
-            lost(name, text(size, " bytes"), text("only ", at, " that can be read"));
+            lost(name, text(size, " bytes"), text("only ", at, " that can be read"),
+                 reasonOf(errno));
             break;
         }
     }
-    comparedBytes_ += at;
+    verifiedBytes_ += at;
 }
 
 void FrameVerifier::lost(const std::string& name, const std::string& expected,
-                         const std::string& found) {
-    report(RuleId::kReplayLost, name, expected, found);
+                         const std::string& found, const std::string& reason) {
+    whole_ = false;
+    report(RuleId::kReplayLost, name, expected, found, reason);
 }
 
 void FrameVerifier::different(const std::string& name, const std::string& expected,
                               const std::string& found) {
-    report(RuleId::kReplayDifferent, name, expected, found);
+    whole_ = false;
+    report(RuleId::kReplayDifferent, name, expected, found, "");
 }
 
 void FrameVerifier::report(RuleId rule, const std::string& name, const std::string& expected,
-                           const std::string& found) {
+                           const std::string& found, const std::string& reason) {
+    ++problems_;
     const std::string path = name.empty() ? frame_->shownPath : frame_->shownPath + "/" + name;
-    findings_.add({rule, path, frame_->place, expected, found, "", ""});
+    findings_.add({rule, path, frame_->place, expected, found, reason, ""});
 }
 
 }  // namespace tyksim

@@ -1,16 +1,18 @@
 #include "tools/playback/ProcessedRecording.h"
 
 #include "dump/TreeNames.h"
-#include "host/BufferPool.h"
 #include "host/DeviceRoot.h"
 #include "records/MfnrTuning.h"
+#include "tools/camera/DumpCheck.h"
 #include "tools/output/CloneFile.h"
 #include "tools/output/Console.h"
 #include "tools/output/Files.h"
 #include "tree/Escape.h"
 
 #include <algorithm>
-#include <cstring>
+#include <map>
+#include <optional>
+#include <tuple>
 #include <utility>
 
 namespace tyksim {
@@ -34,6 +36,31 @@ private:
     const std::string& after_;
 };
 
+/// A frame that is not recorded whole ends the run.
+class FirstFindingEnds : public tyktree::FindingSink {
+public:
+    /// The recording is made in `root`; messages call it `shownRoot`.
+    FirstFindingEnds(const std::string& root, const std::string& shownRoot)
+        : root_(root), shownRoot_(shownRoot) {}
+
+    [[noreturn]] void add(const tyktree::Finding& finding) override {
+        tyktree::Finding shown = finding;
+        if (shown.path.rfind(root_, 0) == 0) shown.path.replace(0, root_.size(), shownRoot_);
+        throw Failure(toLine(shown));
+    }
+
+private:
+    const std::string& root_;
+    const std::string& shownRoot_;
+};
+
+/// What sets one value of a frame apart from the others: tag, camera, pipe type.
+using ValueKey = std::tuple<uint32_t, uint32_t, int32_t>;
+
+ValueKey keyOf(const PipelineSimulation::tagInfo& entry) {
+    return {entry.tag, entry.camId, entry.pipe};
+}
+
 /// The buffer that the frame's image was read into; null where it has none.
 const tyk::Buffer* imageBuffer(const ReplayedFrame& files, const Delivery& delivery) {
     size_t next = 0;
@@ -55,7 +82,7 @@ struct ProcessedRecording::Arrived {
     std::vector<tyksim_parameter> parameters;
 
     Arrived(const FrameRef& ref, const ReplayedFrame& files, const Delivery& delivery,
-            const tyktree::TagCatalog& catalog, int pipe) {
+            const tyktree::TagCatalog& catalog, int pipe, const uint8_t* pixels) {
         const tyktree::FrameFolderName& name = ref.frame->parsed;
         frame.request = name.requestId;
         frame.sof = name.sofId;
@@ -64,7 +91,9 @@ struct ProcessedRecording::Arrived {
         frame.position = ref.frame->position;
         for (const tykhost::PublishedValue& value : delivery.values) addParameter(value, catalog);
         if (!parameters.empty()) frame.camera = static_cast<int32_t>(parameters[0].camera);
-        if (const tyk::Buffer* const buffer = imageBuffer(files, delivery)) setPicture(*buffer);
+        if (const tyk::Buffer* const buffer = imageBuffer(files, delivery)) {
+            setPicture(*buffer->image, pixels);
+        }
         frame.parameters = parameters.data();
         frame.parameter_count = parameters.size();
     }
@@ -81,31 +110,27 @@ private:
                               block ? value.block.size : value.bytes.size()});
     }
 
-    void setPicture(const tyk::Buffer& buffer) {
-        const tyk::ImageDescriptor& image = *buffer.image;
+    void setPicture(const tyk::ImageDescriptor& image, const uint8_t* pixels) {
         const int bytes = nv21Bytes(image.width, image.height);
         if (image.width < 1 || image.height < 1 || bytes < 1) return;
-        const size_t capacity = tykhost::bufferCapacity(&buffer);
-        picture = {static_cast<const uint8_t*>(image.data),
-                   std::min(static_cast<size_t>(bytes), capacity), image.width, image.height,
-                   image.width};
+        picture = {pixels, static_cast<size_t>(bytes), image.width, image.height, image.width};
         frame.picture = &picture;
         frame.camera = image.camId;
     }
 };
 
-ProcessedRecording::ProcessedRecording(const std::string& path,
-                                       const std::vector<std::string>& options, int pipeId,
-                                       std::string root, const tyktree::TagCatalog& catalog,
+ProcessedRecording::ProcessedRecording(Processor& processor, int pipeId, std::string root,
+                                       std::string shownRoot, const tyktree::TagCatalog& catalog,
                                        const tyktree::PipeEntry& source, std::string replayRoot,
                                        tyktree::FindingSink& findings)
-    : processor_(path, options),
-      processorPath_(path),
+    : processor_(processor),
       root_(std::move(root)),
+      shownRoot_(std::move(shownRoot)),
       catalog_(catalog),
       source_(source),
       replayRoot_(std::move(replayRoot)),
-      findings_(findings) {
+      findings_(findings),
+      tuning_(replayRoot_ + pipeFolderPath(kDumpRoot, kMfnrCopyPipe), root_) {
     const std::string folder = pipeFolderPath(kDumpRoot, pipeId);
     makeFolders(root_ + folder);
     makeFolders(root_ + pipeFolderPath(kDumpRoot, kMfnrCopyPipe));
@@ -115,44 +140,70 @@ ProcessedRecording::ProcessedRecording(const std::string& path,
     recorder_->initialised = true;
 }
 
+uint8_t* ProcessedRecording::imageRoom(uint64_t bytes) {
+    pixels_ = processor_.pictureRoom(bytes);
+    return pixels_;
+}
+
 void ProcessedRecording::takeFrame(const FrameRef& frame, const ReplayedFrame& files,
-                                   const Delivery& delivery) {
-    const Arrived arrived(frame, files, delivery, catalog_, recorder_->pipeId);
-    Processed result = processor_.process(arrived.frame);
+                                   const Delivery& delivery, bool whole) {
+    const uint8_t* const pixels = std::exchange(pixels_, nullptr);
+    if (!whole) {
+        ++withheld_;  // what is wrong with it, the verifier has said
+        return;
+    }
+    const Arrived arrived(frame, files, delivery, catalog_, recorder_->pipeId, pixels);
+    const Processed result = processor_.process(arrived.frame);
     if (!result.error.empty()) {
         report(frame, result.error);
     } else if (!result.picture) {
         printNote(tyktree::escaped(frame.path()) +
                   ": the processor handed back no picture; the frame is not recorded");
     } else {
-        record(frame, arrived, std::move(result));
+        record(frame, arrived, result);
     }
 }
 
-void ProcessedRecording::record(const FrameRef& frame, const Arrived& arrived, Processed result) {
+void ProcessedRecording::record(const FrameRef& frame, const Arrived& arrived,
+                                const Processed& result) {
     const RootChange root(root_, replayRoot_);
     enterTask(*frame.task);
     recorder_->dumpTagList.clear();
-    uint64_t bytes = 0;
+    std::map<ValueKey, uint64_t> sizes;
     for (const tyksim_parameter& parameter : arrived.parameters) {
         const auto set = result.parameters.find(parameter.tag);
-        const bool changed = set != result.parameters.end();
-        const void* const data = changed ? set->second.data() : parameter.data;
-        const size_t size = changed ? set->second.size() : parameter.size;
-        tykhost::setLiveValue(parameter.camera, parameter.tag, data, size, parameter.pipe_type);
-        recorder_->dumpTagList.emplace_back(
-            parameter.name, PipelineSimulation::tagInfo{
-                                parameter.tag, parameter.pipe_type, parameter.camera, parameter.sof,
-                                parameter.is_block != 0 ? kBlockDump : kFixedSizeDump});
-        if (parameter.tag == kMfnrTag) installTuning(static_cast<const uint8_t*>(data), size);
-        bytes += size;
+        const ProcessedValue value = set == result.parameters.end()
+                                         ? ProcessedValue{parameter.data, parameter.size}
+                                         : set->second;
+        tykhost::setLiveValue(parameter.camera, parameter.tag, value.data, value.size,
+                              parameter.pipe_type);
+        const PipelineSimulation::tagInfo entry{
+            parameter.tag, parameter.pipe_type, parameter.camera, parameter.sof,
+            parameter.is_block != 0 ? kBlockDump : kFixedSizeDump};
+        recorder_->dumpTagList.emplace_back(parameter.name, entry);
+        sizes[keyOf(entry)] = value.size;
+        if (parameter.tag == kMfnrTag) tuning_.install(value.data, value.size);
     }
+    clock_.beginFrame();
     recorder_->dumpParam(arrived.frame.request, arrived.frame.sof, arrived.frame.camera);
-    ProcessedPicture& picture = *result.picture;
-    recorder_->dumpNV21(picture.bytes.data(), picture.width, picture.height, arrived.frame.sof,
-                        arrived.frame.camera);
-    bytes += static_cast<uint64_t>(nv21Bytes(picture.width, picture.height));
-    expectWritten(arrived.parameters.size() + 1, bytes);
+    clock_.endFrame();
+    // The interface takes the pixels as writable, and only reads them.
+    const PipelineSimulation::imageInfo image{const_cast<uint8_t*>(result.picture->bytes),
+                                              arrived.frame.request,
+                                              arrived.frame.sof,
+                                              arrived.frame.camera,
+                                              recorder_->pipeId,
+                                              result.picture->width,
+                                              result.picture->height,
+                                              0};
+    recorder_->dumpNV21(image.buffer, image.width, image.height, image.sofId, image.camId);
+    FirstFindingEnds whole(root_, shownRoot_);
+    const auto sizeOf = [&sizes](const PipelineSimulation::tagInfo& entry) {
+        return std::optional(sizes[keyOf(entry)]);
+    };
+    DumpCheck check(*recorder_, sizeOf, whole);
+    check.leaveTuningOut();
+    check.checkFrame(image, frame.frame->position);
     ++recorded_;
 }
 
@@ -164,46 +215,7 @@ void ProcessedRecording::enterTask(const tyktree::TaskEntry& task) {
     recorder_->start();
 }
 
-/// Puts the source's tuning copy where the library will look for the file that it copies: a name of
-/// the table, in the firmware folder.
-void ProcessedRecording::installTuning(const uint8_t* table, size_t size) {
-    for (size_t at = 0; at + kMfnrNameBytes <= size; at += kMfnrNameBytes) {
-        const auto* const entry = reinterpret_cast<const char*>(table + at);
-        const std::string name(entry, strnlen(entry, kMfnrNameBytes));
-        if (name.empty()) return;
-        for (const MfnrVersion& version : kMfnrVersions) {
-            const std::string target = root_ + kFirmwareFolder + name;
-            const bool wanted = name.find(version.key) != std::string::npos &&
-                                name.find('/') == std::string::npos && !isThere(target);
-            for (const tyktree::SideFile& side : source_.tuningCopies) {
-                if (!wanted || side.name != version.copyName || !side.regular) continue;
-                makeFolders(root_ + kFirmwareFolder);
-                cloneFile(source_.path + "/" + side.name, target);
-            }
-        }
-    }
-}
-
-/// The library tells nobody about a write that failed; the files tell.
-void ProcessedRecording::expectWritten(uint64_t files, uint64_t bytes) const {
-    tyktree::FrameListing written;
-    const std::string folder = tykhost::hostPath(recorder_->currentFramePath);
-    static_cast<void>(written.read(folder));
-    uint64_t foundFiles = 0, foundBytes = 0;
-    for (const FileEntry& file : written.files()) {
-        const bool counts =
-            file.kind == FileEntry::Kind::kParameter || file.kind == FileEntry::Kind::kImage;
-        if (!counts) continue;
-        ++foundFiles;
-        foundBytes += file.bytes;
-    }
-    if (foundFiles == files && foundBytes == bytes) return;
-    throw Failure(text(tyktree::escaped(folder), ": expected ", bytes, " bytes in ", files,
-                       " files, found ", foundBytes, " in ", foundFiles,
-                       ": the system did not take all of it; is there room?"));
-}
-
-uint64_t ProcessedRecording::finish() {
+void ProcessedRecording::finish() {
     if (catalog_.source() != tyktree::TagCatalog::Source::kDerived) {
         std::string error;
         if (!tykhost::writeTagTable(tyktree::tagTablePath(root_), catalog_.tags(), error)) {
@@ -214,17 +226,12 @@ uint64_t ProcessedRecording::finish() {
     if (!source_.configPath.empty()) {
         cloneFile(source_.configPath, configFilePath(dumpRoot.c_str(), recorder_->pipeId));
     }
-    for (const tyktree::SideFile& side : source_.tuningCopies) {
-        const std::string target =
-            pipeFolderPath(dumpRoot.c_str(), recorder_->pipeId) + "/" + side.name;
-        if (side.regular && !isThere(target)) cloneFile(source_.path + "/" + side.name, target);
-    }
-    return recorded_;
+    tuning_.finish();
 }
 
 void ProcessedRecording::report(const FrameRef& frame, const std::string& reason) {
     findings_.add({tyktree::RuleId::kReplayFailure, frame.path(), frame.place(),
-                   "a frame that " + processorPath_ + " processes", "an error", reason, ""});
+                   "a frame that " + processor_.path() + " processes", "an error", reason, ""});
 }
 
 }  // namespace tyksim

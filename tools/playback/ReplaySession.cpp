@@ -131,8 +131,9 @@ void ReplaySession::run(FrameTaker* taker) {
             first = last;
         }
     }
-    totals_.comparedFiles = verifier_->comparedFiles();
-    totals_.comparedBytes = verifier_->comparedBytes();
+    totals_.promised = verifier_->promised();
+    totals_.verified = verifier_->verified();
+    totals_.verifiedBytes = verifier_->verifiedBytes();
 }
 
 void ReplaySession::replayTask(size_t first, size_t last, FrameTaker* taker) {
@@ -143,8 +144,13 @@ void ReplaySession::replayTask(size_t first, size_t last, FrameTaker* taker) {
     ++totals_.tasks;
     Progress progress;
     for (size_t index = first; index < last; ++index) {
-        throwIfInterrupted("replayed " + counted(totals_.replayed, "frame", "frames"));
-        replayFrame(index, taker);
+        try {
+            throwIfInterrupted();
+            replayFrame(index, taker);
+        } catch (const Interrupted& interrupted) {
+            throw Interrupted(interrupted.signal(),
+                              "replayed " + counted(totals_.replayed, "frame", "frames"));
+        }
         progress.count("replayed", index - first + 1, last - first, "frames");
     }
     simulation_->stop();
@@ -178,7 +184,10 @@ void ReplaySession::replayFrame(size_t index, FrameTaker* taker) {
         simulation_->currentTask = overlay_->task();
         folder = simulation_->currentTask + "/" + ref.frame->name;
     }
-    static_cast<void>(listing_.read(folder));  // what it could not list is the library's to report
+    if (!listing_.read(folder)) {
+        report(RuleId::kReplayLost, ref.path(), ref.place(), "a frame folder that can be listed",
+               "one that cannot be listed to its end", systemReason(listing_.error()));
+    }
     const ReplayedFrame frame{listing_, takenFiles(listing_), ref.path(), ref.place()};
     tykhost::clearPublished();
     // What the records add to the files of one tag: two values at most.
@@ -192,8 +201,11 @@ void ReplaySession::replayFrame(size_t index, FrameTaker* taker) {
     reportFailures(frame, delivery, queued);
     if (queued) {
         ++totals_.replayed;
-        if (options_.verify) verifier_->verify(frame, delivery);
-        if (taker) taker->takeFrame(ref, frame, delivery);
+        const auto imageRoom = [taker](uint64_t bytes) {
+            return taker ? taker->imageRoom(bytes) : nullptr;
+        };
+        const bool whole = !options_.verify || verifier_->verify(frame, delivery, imageRoom);
+        if (taker) taker->takeFrame(ref, frame, delivery, whole);
     } else {
         ++totals_.abandoned;
         simulation_->frameIndex = before + 1;

@@ -30,8 +30,18 @@ struct SessionOptions {
 class FrameTaker {
 public:
     virtual ~FrameTaker() = default;
+
+    /// Where the verifier is to leave the `bytes` bytes of the frame's first image as it reads them
+    /// from the file; null: nowhere. They are all there by takeFrame() where the frame is whole.
+    virtual uint8_t* imageRoom(uint64_t bytes) {
+        static_cast<void>(bytes);
+        return nullptr;
+    }
+
+    /// `whole`: it was verified and found whole (see FrameVerifier), or nothing is verified. May
+    /// throw Interrupted; the session says what was done by then.
     virtual void takeFrame(const tyktree::FrameRef& frame, const ReplayedFrame& files,
-                           const Delivery& delivery) = 0;
+                           const Delivery& delivery, bool whole) = 0;
 };
 
 struct SessionTotals {
@@ -40,8 +50,9 @@ struct SessionTotals {
     uint64_t abandoned = 0;
     uint64_t files = 0;
     uint64_t bytes = 0;
-    uint64_t comparedFiles = 0;
-    uint64_t comparedBytes = 0;
+    uint64_t promised = 0;  ///< values and images that were to be verified
+    uint64_t verified = 0;
+    uint64_t verifiedBytes = 0;
 };
 
 /// Drives the library. One at a time in a process; everything from one thread.

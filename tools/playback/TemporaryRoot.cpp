@@ -30,11 +30,21 @@ void linkOrMake(const std::string& place, const std::string& folder) {
     }
 }
 
+/// The folder for temporary files, as the environment names it.
+std::string temporaryFolder() {
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
+    if (!error) return folder.string();
+    const char* const named = std::getenv("TMPDIR");
+    throw Failure(text("TMPDIR: expected a folder for temporary files, found ",
+                       shellWord(named ? named : ""), ": ", error.message()));
+}
+
 }  // namespace
 
 TemporaryRoot::TemporaryRoot(const tyktree::TreePath& tree, const tyktree::PipeEntry& pipe,
                              int pipeId) {
-    std::string name = (fs::temp_directory_path() / "tyksim-XXXXXX").string();
+    std::string name = temporaryFolder() + "/tyksim-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         throw Failure(
             text(tyktree::escaped(name), ": cannot make the folder: ", systemReason(errno)));
@@ -56,8 +66,11 @@ TemporaryRoot::TemporaryRoot(const tyktree::TreePath& tree, const tyktree::PipeE
 }
 
 TemporaryRoot::~TemporaryRoot() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);  // removes the links, not what they lead to
+    std::error_code error;
+    fs::remove_all(path_, error);  // removes the links, not what they lead to
+    if (!error) return;
+    printNote(text(tyktree::escaped(path_),
+                   ": this temporary folder cannot be removed: ", error.message()));
 }
 
 }  // namespace tyksim

@@ -5,6 +5,7 @@
 #include "tools/output/Units.h"
 #include "tools/playback/ProcessedRecording.h"
 #include "tools/playback/ReplaySession.h"
+#include "tools/processor/Processor.h"
 #include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
 #include "tree/TaskStatistics.h"
@@ -46,7 +47,10 @@ writes no tree; --verify then compares with what was set.
 
 --with PROCESSOR.so -o OUT puts your own processing in the pipeline's place: every frame's picture and
 parameters go through it, and what it hands back is recorded into OUT under the same request and sof
-ids. The interface is the installed header tyksim_processor.h; --option TEXT is passed on to it.
+ids. The interface is the installed header tyksim_processor.h; --option TEXT is passed on to it. The
+processor runs in a process of its own: a crash ends the run with status 1, and OUT is not made. Every
+frame is verified first, as --verify does; one that does not arrive as the files hold it is a finding
+and is not processed.
 
 Exit status: 0 clean, 1 failed, 2 wrong usage, 3 finished with findings.
 
@@ -85,13 +89,18 @@ void choosePipe(const std::vector<FrameRef>& frames, const TreeOptions& selectio
     session.pipe = pipes.empty() ? selection.pipe.value_or(1) : *pipes.begin();
 }
 
-/// A table from the names and sizes in the selected frames.
-tyktree::TagCatalog deriveTags(const std::vector<FrameRef>& frames) {
+/// A table from the names and sizes in the selected frames. Says which of them cannot be listed.
+tyktree::TagCatalog deriveTags(const std::vector<FrameRef>& frames, Reading& reading) {
     std::map<const tyktree::TaskEntry*, tyktree::TaskStatistics> tasks;
     tyktree::FrameListing listing;
     for (const FrameRef& frame : frames) {
         auto& statistics = tasks.try_emplace(frame.task, frame.task->frames.size()).first->second;
-        static_cast<void>(listing.read(frame.path()));
+        if (!listing.read(frame.path())) {
+            reading.problem(text(tyktree::escaped(frame.path()),
+                                 ": expected a frame folder that tells tags, found one that cannot "
+                                 "be listed: ",
+                                 systemReason(listing.error())));
+        }
         statistics.add(frame.frame->position, listing);
     }
     std::vector<const tyktree::TaskStatistics*> all;
@@ -109,7 +118,8 @@ std::vector<std::string> tagNames(const tyktree::TagCatalog& catalog) {
 /// Prints the scene record of every frame.
 class SceneShower : public FrameTaker {
 public:
-    void takeFrame(const FrameRef& frame, const ReplayedFrame&, const Delivery& delivery) override {
+    void takeFrame(const FrameRef& frame, const ReplayedFrame&, const Delivery& delivery,
+                   bool) override {
         const tykhost::PublishedValue* scene = nullptr;
         for (const tykhost::PublishedValue& value : delivery.values) {
             const bool whole = value.bytes.size() == static_cast<size_t>(kSceneRecordBytes);
@@ -132,50 +142,69 @@ public:
 
 class Replay {
 public:
-    Replay(const ReplayOptions& options, Reading& reading)
+    /// `processor` is null where the replay is all.
+    Replay(const ReplayOptions& options, Reading& reading, Processor* processor)
         : options_(options),
+          processor_(processor),
           session_(options.session),
           tree_(reading, options.tree, options.selection, Need::kFrames,
                 IndexProblems::kSaidByCheck),
           catalog_(tree_.catalog) {
         choosePipe(tree_.frames, options.selection, session_);
-        sayTags();
+        sayTags(reading);
         edits_ = Edits(options.settings, catalog_, tagNames(catalog_));
     }
 
-    ExitStatus run() {
-        checkTree();
-        std::optional<OutputFolder> out;
-        if (!options_.output.empty()) {
-            checkOutput(options_.output, {options_.tree}, options_.force);
-            out.emplace(options_.output);
-        }
-        SessionTotals totals;
-        uint64_t recorded = 0;
-        {
-            ReplaySession session(session_, tree_.index.path(), tree_.frames, catalog_, edits_,
-                                  findings_);
-            SceneShower shower;
-            if (out) {
-                ProcessedRecording recording(options_.processor, options_.processorOptions,
-                                             session_.pipe, out->path(), catalog_,
-                                             *tree_.frames.front().pipe, session.root(), findings_);
-                session.run(&recording);
-                recorded = recording.finish();
-            } else {
-                session.run(options_.showScene ? &shower : nullptr);
-            }
-            totals = session.totals();
-        }
-        if (out && recorded > 0) out->commit();
-        report(totals, recorded);
-        return out && recorded == 0 ? ExitStatus::kFindings : findings_.status();
-    }
+    ExitStatus run() { return options_.processor.empty() ? replay() : record(); }
 
 private:
-    void sayTags() {
+    ExitStatus replay() {
+        checkTree();
+        SceneShower shower;
+        ReplaySession session(session_, tree_.index.path(), tree_.frames, catalog_, edits_,
+                              findings_);
+        session.run(options_.showScene ? &shower : nullptr);
+        report(session.totals());
+        printResult(text("findings: ", findings_.count()));
+        return findings_.status();
+    }
+
+    ExitStatus record() {
+        checkOutput(options_.output, {options_.tree}, options_.force);
+        processor_->open(options_.processorOptions);
+        checkTree();
+        OutputFolder out(options_.output);
+        ReplaySession session(session_, tree_.index.path(), tree_.frames, catalog_, edits_,
+                              findings_);
+        ProcessedRecording recording(*processor_, session_.pipe, out.path(), options_.output,
+                                     catalog_, *tree_.frames.front().pipe, session.root(),
+                                     findings_);
+        session.run(&recording);
+        recording.finish();
+        closeProcessor();
+        if (recording.recorded() > 0) out.commit();
+        report(session.totals());
+        report(recording);
+        printResult(text("findings: ", findings_.count()));
+        return recording.recorded() == 0 ? ExitStatus::kFindings : findings_.status();
+    }
+
+    /// All frames are recorded by then, and stay.
+    void closeProcessor() {
+        const std::string problem = processor_->close();
+        if (problem.empty()) return;
+        findings_.add({tyktree::RuleId::kReplayFailure,
+                       processor_->path(),
+                       {},
+                       "a processor that closes and ends in order",
+                       "one that did not",
+                       problem,
+                       ""});
+    }
+
+    void sayTags(Reading& reading) {
         if (catalog_.source() == tyktree::TagCatalog::Source::kNone) {
-            catalog_ = deriveTags(tree_.frames);
+            catalog_ = deriveTags(tree_.frames, reading);
             printNote(text("tag table: none found; ", catalog_.tags().size(),
                            " tags derived from the files' names and sizes (ids are made up, but "
                            "for well-known names)"));
@@ -202,24 +231,31 @@ private:
         throwIfInterrupted();
     }
 
-    void report(const SessionTotals& totals, uint64_t recorded) const {
+    void report(const SessionTotals& totals) const {
         printResult(text("tasks: ", totals.tasks, " of pipe ", session_.pipe));
         printResult(
             text("frames: ", totals.replayed, " replayed, ", totals.abandoned, " abandoned"));
         printResult(text("files: ", totals.files, ", ", totals.bytes, " bytes"));
-        if (session_.verify) {
-            printResult(text("verified: ", totals.comparedFiles, " values and images, ",
-                             totals.comparedBytes, " bytes"));
+        if (!session_.verify) return;
+        const bool all = totals.verified == totals.promised;
+        printResult(text("verified: ", totals.verified,
+                         all ? std::string() : text(" of ", totals.promised),
+                         " values and images, ", totals.verifiedBytes, " bytes"));
+    }
+
+    void report(const ProcessedRecording& recording) const {
+        if (recording.withheld() > 0) {
+            printResult(text("not processed: ", counted(recording.withheld(), "frame", "frames"),
+                             " that did not arrive as the files hold them"));
         }
-        if (!options_.output.empty()) {
-            printResult(recorded == 0 ? std::string("recorded: nothing; the folder is not made")
-                                      : text("recorded: ", counted(recorded, "frame", "frames"),
-                                             " in ", tyktree::escaped(options_.output)));
-        }
-        printResult(text("findings: ", findings_.count()));
+        printResult(recording.recorded() == 0
+                        ? std::string("recorded: nothing; the folder is not made")
+                        : text("recorded: ", counted(recording.recorded(), "frame", "frames"),
+                               " in ", tyktree::escaped(options_.output)));
     }
 
     const ReplayOptions& options_;
+    Processor* const processor_;
     SessionOptions session_;
     FindingPrinter findings_;
     OpenedTree tree_;
@@ -230,6 +266,7 @@ private:
 /// Settles what depends on other options.
 void settle(ReplayOptions& options) {
     options.session.images = options.session.entry == Entry::frame && !options.noImages;
+    options.session.verify = options.session.verify || !options.processor.empty();
     if (options.processor.empty() != options.output.empty()) {
         throw WrongUsage("--with PROCESSOR and -o OUT go together");
     }
@@ -276,8 +313,11 @@ Action defineReplay(CLI::App& verb) {
     verb.footer(kFooter);
     return [options] {
         settle(*options);
-        return runReading(nullptr,
-                          [&options](Reading& reading) { return Replay(*options, reading).run(); });
+        std::optional<Processor> processor;  // its process starts while tyksim has one thread
+        if (!options->processor.empty()) processor.emplace(options->processor);
+        return runReading(nullptr, [&](Reading& reading) {
+            return Replay(*options, reading, processor ? &*processor : nullptr).run();
+        });
     };
 }
 

@@ -4,7 +4,13 @@
  * recorded into OUT under the same request and sof ids.
  *
  * Threads: all calls come from one thread, one after the other. Memory: what tyksim passes in is
- * valid until the call returns; what a processor hands back is copied during the call.
+ * valid until the call returns; what a processor hands back is taken over during the call.
+ *
+ * A processor has a process of its own, with tyksim's standard streams, environment and working
+ * folder. It shares no memory with tyksim but what is passed here. Where the process ends before
+ * the last frame is processed, by a crash or by exit(), the run fails: tyksim says how the process
+ * ended and at which frame, and OUT is not made. SIGINT, SIGTERM, SIGHUP and SIGPIPE do nothing to
+ * the process; tyksim gets them, too, and ends it at once.
  */
 #ifndef TYKSIM_PROCESSOR_H
 #define TYKSIM_PROCESSOR_H
@@ -24,8 +30,9 @@ extern "C" {
 /* An NV21 picture: `height` rows of `width` luma bytes, then (height + 1) / 2 rows of
  * (width + 1) / 2 pairs of V and U bytes. `stride` is the length of a row in bytes, luma and chroma
  * alike; tyksim passes rows that are tightly packed. For a picture that is handed back a stride of
- * 0 means the width. `size` is the number of bytes at `pixels`; of an odd size a captured picture
- * ends within the last chroma row, as the file does. */
+ * 0 means the width. `size` is the number of bytes at `pixels`: at least those that an image file
+ * has, the first (width * height * 3) / 2 of rows that are tightly packed. Of an odd size these end
+ * before the chroma does, and a captured picture ends with them. */
 struct tyksim_picture {
     const uint8_t* pixels;
     size_t size;
@@ -65,10 +72,12 @@ struct tyksim_frame {
 struct tyksim_output {
     void* context;
 
-    /* The frame's picture; any size of at least 1 x 1. The last call counts. */
+    /* The frame's picture, of any size from 1 x 1 to 16384 x 12288. The last call counts. The
+     * frame's own picture may be handed back, and is not copied then. */
     int (*set_picture)(void* context, const struct tyksim_picture* picture);
 
-    /* A new value for every parameter of this tag. A fixed-size value must have the tag's size. */
+    /* A new value for every parameter of this tag. A fixed-size value must have the tag's size, a
+     * block at least one byte and less than 2 GiB. The last call for a tag counts. */
     int (*set_parameter)(void* context, uint32_t tag, const void* data, size_t size);
 
     /* What went wrong, for the user; before tyksim_process() returns other than 0. */
@@ -84,14 +93,15 @@ TYKSIM_PROCESSOR_EXPORT int tyksim_processor_version(void);
 TYKSIM_PROCESSOR_EXPORT int tyksim_open(const char* const* options, size_t option_count,
                                         void** state, char* error, size_t error_size);
 
-/* Called for every frame in order. Returns 0 for a frame that was processed: where a picture was
- * set, the frame is recorded with it and with all parameters, those that were set in place of those
- * that arrived; where none was set, no frame is recorded. Any other value ends the frame with an
- * error, and the next frame follows. */
+/* Called in order for every frame that arrived as its files hold it. Returns 0 for a frame that was
+ * processed: where a picture was set, the frame is recorded with it and with all parameters, those
+ * that were set in place of those that arrived; where none was set, no frame is recorded. Any other
+ * value ends the frame with an error, and the next frame follows. */
 TYKSIM_PROCESSOR_EXPORT int tyksim_process(void* state, const struct tyksim_frame* frame,
                                            const struct tyksim_output* output);
 
-/* Called once after the last frame. */
+/* Called once after the last frame; not where the run fails or is stopped. The process then ends as
+ * by exit(0). */
 TYKSIM_PROCESSOR_EXPORT void tyksim_close(void* state);
 
 #ifdef __cplusplus

@@ -1,0 +1,162 @@
+#include "tools/processor/ProcessorProcess.h"
+
+#include "tools/output/Console.h"
+#include "tools/output/Interruption.h"
+#include "tools/processor/ProcessorServer.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tyksim {
+
+namespace {
+
+/// How often the end of a process is looked for that its socket does not show: a process that it
+/// started may have the socket, too.
+constexpr int kLookMilliseconds = 100;
+
+[[noreturn]] void throwRefused(const char* what) {
+    throw Failure(text("a process for the processor: cannot be ", what, ": ", systemReason(errno)));
+}
+
+bool isCrash(int signal) {
+    return signal == SIGSEGV || signal == SIGBUS || signal == SIGFPE || signal == SIGILL ||
+           signal == SIGABRT || signal == SIGTRAP || signal == SIGSYS;
+}
+
+/// "SIGSEGV (Segmentation fault)"
+std::string signalText(int signal) {
+    const char* const name = sigabbrev_np(signal);
+    return text("SIG", name ? name : std::to_string(signal), " (", strsignal(signal), ")");
+}
+
+/// How a process ended, in words that continue the processor's name.
+std::string endText(int status, const std::string& when) {
+    if (!WIFSIGNALED(status)) {
+        return text("ended its process with status ", WEXITSTATUS(status), " ", when,
+                    "; expected it to return");
+    }
+    const int signal = WTERMSIG(status);
+    std::string hint;
+    if (signal == SIGBUS) hint = "; a file that is cut short is one cause";
+    if (signal == SIGKILL) hint = "; the system does that where memory runs out";
+    return text(isCrash(signal) ? "crashed " : "was ended ", when, ": ", signalText(signal), hint);
+}
+
+}  // namespace
+
+ProcessorProcess::ProcessorProcess() {
+    std::array<int, 2> ends{};
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        throwRefused("connected");
+    }
+    // Where whoever started tyksim ignores it, the system would not keep how the process ended.
+    static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
+    const pid_t parent = ::getpid();
+    static_cast<void>(std::fflush(nullptr));  // else both would write what waits in memory
+    process_ = ::fork();
+    if (process_ == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != parent) std::_Exit(1);  // tyksim ended before that was settled
+        ::close(ends[0]);
+        leaveInterruptionsToParent();
+        serveProcessor(ends[1], given_, made_);
+    }
+    const int error = errno;
+    socket_ = ends[0];
+    ::close(ends[1]);
+    if (process_ > 0) return;
+    ::close(socket_);
+    errno = error;
+    throwRefused("started");
+}
+
+ProcessorProcess::~ProcessorProcess() {
+    kill();
+    ::close(socket_);
+}
+
+void ProcessorProcess::kill() {
+    if (process_ < 0) return;
+    ::kill(process_, SIGKILL);
+    while (::waitpid(process_, &status_, 0) < 0 && errno == EINTR) {
+    }
+    process_ = -1;
+}
+
+bool ProcessorProcess::hasEnded() {
+    if (process_ > 0 && ::waitpid(process_, &status_, WNOHANG) != 0) process_ = -1;
+    return process_ < 0;
+}
+
+/// Whether the process ends within a second, as one does that has closed the socket by its end.
+bool ProcessorProcess::hasEndedSoon() {
+    for (int looks = 100; looks > 0 && !hasEnded(); --looks) {
+        throwIfInterrupted();
+        ::usleep(10000);
+    }
+    return hasEnded();
+}
+
+void ProcessorProcess::throwEnd(const std::string& when) {
+    if (hasEndedSoon()) throw Failure(endText(status_, when));
+    kill();
+    throw Failure(text("closed its connection to tyksim ", when));
+}
+
+void ProcessorProcess::throwNonsense(const std::string& when) {
+    kill();
+    throw Failure(text("sent tyksim something that is no answer ", when));
+}
+
+/// Waits until the socket has something to read or the process has ended.
+void ProcessorProcess::awaitAnswer() {
+    pollfd socket{socket_, POLLIN, 0};
+    do {
+        throwIfInterrupted();
+    } while (::poll(&socket, 1, kLookMilliseconds) <= 0 && !hasEnded());
+    throwIfInterrupted();
+}
+
+std::string ProcessorProcess::ask(MessageKind request, const std::string& when) {
+    Message answer{};
+    // Nobody has asked yet.
+    if (::recv(socket_, &answer, sizeof(answer), MSG_DONTWAIT) > 0) throwNonsense(when);
+    const Message message{static_cast<uint32_t>(request), 0, given_.used()};
+    if (::send(socket_, &message, sizeof(message), MSG_NOSIGNAL) != sizeof(message)) {
+        throwEnd(when);
+    }
+    awaitAnswer();
+    const ssize_t bytes = ::recv(socket_, &answer, sizeof(answer), MSG_DONTWAIT | MSG_TRUNC);
+    if (bytes <= 0) throwEnd(when);
+    made_.refresh();
+    const auto kind = static_cast<MessageKind>(answer.kind);
+    const uint8_t* const reason = made_.find({0, answer.bytes});
+    const bool known = kind == MessageKind::kDone || (kind == MessageKind::kFailed && reason);
+    if (bytes != sizeof(answer) || !known) throwNonsense(when);
+    if (kind == MessageKind::kDone) return "";
+    return {reinterpret_cast<const char*>(reason), answer.bytes};
+}
+
+std::string ProcessorProcess::awaitEnd(const std::string& when) {
+    while (!hasEnded()) {
+        throwIfInterrupted();
+        ::usleep(1000);
+    }
+    if (WIFEXITED(status_)) {
+        const int status = WEXITSTATUS(status_);
+        return status == 0 ? "" : text("ended its process with status ", status, " ", when);
+    }
+    return endText(status_, when);
+}
+
+}  // namespace tyksim

@@ -1,0 +1,101 @@
+#include "tools/processor/ProcessorRules.h"
+
+#include "core/PipelineSimulation.h"
+#include "dump/TreeNames.h"
+#include "tools/output/Console.h"
+#include "tools/picture/Nv21.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace tyksim {
+
+namespace {
+
+/// The rows of a plane of which an image file has `bytes` bytes; the last one may be cut.
+struct Rows {
+    uint64_t rowBytes;
+    uint64_t stride;
+    uint64_t bytes;
+
+    /// From the beginning of the first row to the end of the last byte.
+    uint64_t extent() const {
+        return bytes == 0 ? 0 : (bytes - 1) / rowBytes * stride + (bytes - 1) % rowBytes + 1;
+    }
+
+    void pack(const uint8_t* from, uint8_t* to) const {
+        const uint64_t step = stride == rowBytes ? bytes : rowBytes;
+        uint64_t at = 0;
+        for (uint64_t done = 0; done < bytes; done += step, at += stride) {
+            std::memcpy(to + done, from + at, std::min(step, bytes - done));
+        }
+    }
+};
+
+/// Luma and chroma of a picture; the chroma rows begin `chromaAt` bytes behind the luma rows.
+struct Planes {
+    explicit Planes(const tyksim_picture& picture) {
+        const auto width = static_cast<uint64_t>(picture.width);
+        const auto height = static_cast<uint64_t>(picture.height);
+        const auto pairs = static_cast<uint64_t>(chromaLength(picture.width)) * 2;
+        const uint64_t stride = picture.stride == 0 ? width : static_cast<uint64_t>(picture.stride);
+        luma = {width, stride, width * height};
+        chroma = {pairs, std::max(stride, pairs),
+                  packedBytes(picture.width, picture.height) - luma.bytes};
+        chromaAt = stride * height;
+    }
+
+    uint64_t extent() const {
+        return chroma.bytes == 0 ? luma.extent() : chromaAt + chroma.extent();
+    }
+
+    Rows luma{};
+    Rows chroma{};
+    uint64_t chromaAt = 0;
+};
+
+}  // namespace
+
+std::string valueProblem(const tyksim_frame& frame, uint32_t tag, uint64_t bytes) {
+    const auto* const end = frame.parameters + frame.parameter_count;
+    const auto* const found =
+        std::find_if(frame.parameters, end,
+                     [tag](const tyksim_parameter& parameter) { return parameter.tag == tag; });
+    const std::string handedBack = text("handed back ", bytes, " bytes for tag ", tag);
+    if (found == end) return handedBack + ", which the frame does not have";
+    if (found->is_block == 0) {
+        return bytes == found->size ? "" : text(handedBack, ", which has ", found->size, " bytes");
+    }
+    // A replay takes neither for a block.
+    if (bytes == 0) return handedBack + "; a block has at least one";
+    return bytes <= INT32_MAX ? "" : text(handedBack, "; a block has at most ", INT32_MAX);
+}
+
+uint64_t packedBytes(int32_t width, int32_t height) {
+    if (width < 1 || height < 1 || width > kMaxWidth || height > kMaxHeight) return 0;
+    return static_cast<uint64_t>(nv21Bytes(width, height));
+}
+
+std::string pictureProblem(const tyksim_picture& picture) {
+    const std::string size = text("handed back a picture of ", picture.width, "x", picture.height);
+    if (packedBytes(picture.width, picture.height) == 0) {
+        return text(size, "; expected 1x1 to ", kMaxWidth, "x", kMaxHeight);
+    }
+    if (!picture.pixels) return size + " at a null pointer";
+    if (picture.stride != 0 && picture.stride < picture.width) {
+        return text(size, " with a stride of ", picture.stride, " bytes; expected at least ",
+                    picture.width);
+    }
+    const uint64_t expected = Planes(picture).extent();
+    if (picture.size >= expected) return "";
+    return text(size, " in ", picture.size, " bytes; expected at least ", expected);
+}
+
+void packPicture(const tyksim_picture& picture, uint8_t* to) {
+    const Planes planes(picture);
+    planes.luma.pack(picture.pixels, to);
+    if (planes.chroma.bytes == 0) return;
+    planes.chroma.pack(picture.pixels + planes.chromaAt, to + planes.luma.bytes);
+}
+
+}  // namespace tyksim
