@@ -186,12 +186,26 @@ class Page(unittest.TestCase):
         tyksim("copy", self.tree, "-o", other, "--frames", "1..11", "--set", "total_gain=4321")
         image = self.frames(other)[1] / "FCWH_2_0_320_240_nv21.yuv"
         image.write_bytes(bytes(b ^ 8 for b in image.read_bytes()))
+        for frame, length in ((3, 1000), (4, 0), (5, None)):
+            image = self.frames(other)[frame - 1] / f"FCWH_{frame}_0_320_240_nv21.yuv"
+            image.unlink() if length is None else os.truncate(image, length)
         page = self.sheet(self.tree, "against.html", "--against", other, status=(3,))
         self.open(page, "#pipe=1&task=1&frame=2")
         self.run_script("[...document.querySelectorAll('[role=tab]')].at(-1).click()")
         text = self.run_script("return document.getElementById('values').innerText").split("\n")
         self.assertIn("threeA_info/ae_info/total_gain\t1536\t4321", [line.strip() for line in text])
         self.assertIn("Y\t30.07 dB\t8\t8.000\t76800", text)
+        for frame, plane, how in ((3, "Y\tequal\t0\t0.000\t0", "compared 1000 of 76800 samples of y; 115200 -> 1000 bytes"),
+                                  (4, "Y\tnot compared", "115200 -> 0 bytes"), (5, "", "only in A")):
+            self.open(page, f"#pipe=1&task=1&frame={frame}")
+            self.run_script("[...document.querySelectorAll('[role=tab]')].at(-1).click()")
+            text = self.run_script("return document.getElementById('values').innerText").split("\n")
+            self.assertIn(how, [line.strip() for line in text])
+            self.assertIn(plane, text)
+            label = self.run_script(f"return document.getElementById('cell{frame}').getAttribute('aria-label')")
+            self.assertRegex(label, "(error|warning): image-[a-z]+ in B, differs$")
+            self.assertIn(" in B", self.run_script("return document.getElementById('found').textContent"))
+        self.open(page, "#pipe=1&task=1&frame=2")
         view = "return [document.getElementById('view').className, document.getElementById('theirs').hidden]"
         self.browser.keys("d")
         self.assertEqual(self.run_script(view), ["difference", False])

@@ -565,7 +565,7 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
          "p${K#r}/0000000000000_reqID_3_sofID_3; t diff r p --ignore sof --json; t diff r p",
          3,
          {" 1 differs\n  differs           frames\n  names    sof ids       1\nworst first:",
-          "\n  sof 2 -> 7 in the names of 19 files\n", "id, all the same\n",
+          "\n  sof: 2 -> 7 in the names of 19 files\n", "id, all the same\n",
           "\n  KELV_TAG_WB_GAINS (pipe type 1, camera 0): only in A\n  name: ",
           "  name: FCWH_3_0_64_48_nv21.yuv -> FCWH_3_00_64_48_nv21.yuv\n", R"("moved":1,"images)",
           R"({"a":"FCWH_3_0_64_48_nv21.yuv","b":"FCWH_3_00)",
@@ -578,6 +578,19 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
          3,
          {"2 frames matched by request id, what could be read is the same\n",
           R"("same":false,"ok":false)"}},
+        // A sheet of two trees says the same, and what a check finds in both. Of luma what is
+        // there.
+        {"cp -a r p; head -c 99 /dev/zero | tr '\\0' '\\005' >$F3/FCWH_3_0_64_48_nv21.yuv; "
+         "G=p${F2#r}; >$G/FCWH_2_0_64_48_nv21.yuv; rm $G/*GAINS* p${F3#r}/FCWH*; t sheet r -o "
+         "x.htm "
+         "--against p || echo \"st $?\"; grep -o '\\[.image\",[^]]*]' x.htm; grep -o "
+         "'.KELV_TAG_WB_GAINS (.*A' x.htm; grep -o '.other\":[^,]*,.at.:0,.frame.:.' x.htm; "
+         "grep -F '[5,5,5.0,0.0,0.0,4509]' x.htm",
+         0,
+         {"x.htm: 3 frames, 0 errors, 1 warning, 0 notes; p: 1 error, 2 warnings, 0 notes\nst 3\n",
+          R"(["image","4608 -\u003e 0 bytes",[null,null,null])", R"(["image","only in A",null,)",
+          "\"KELV_TAG_WB_GAINS (pipe type 1, camera 0)\",\"only in A", "[5,5,5.0,0.0,0.0,4509]",
+          R"("other":false,"at":0,"frame":3)", R"("other":true,"at":0,"frame":2)"}},
         {"t diff $F2 $F3", 3, {"request 2: A task 1 frame 2, B task 1 frame 3\n", "!only in"}},
         // Tasks belong together by name, else by place, and by pipe where there are several.
         {"t record r --frames 2 --size 16x8; t record r --frames 1 --size 16x8 --pipe 3; cp -a r "

@@ -1,5 +1,6 @@
 #include "tools/diff/DiffReport.h"
 
+#include "tools/diff/DifferenceText.h"
 #include "tools/output/Console.h"
 #include "tools/output/Table.h"
 #include "tools/output/Units.h"
@@ -83,75 +84,14 @@ Json imageItem(const ImageDifference& image) {
     return item;
 }
 
-/// "34.25 dB, max 31, mean 0.52, 123 pixels"
-std::string planeText(const PlaneDifference& plane) {
-    if (plane.samples == 0) return "not compared";
-    if (plane.squares == 0) return "same";
-    return fmt::format("{:.2f} dB, max {}, mean {:.3g}, {}", plane.psnr(), plane.largest,
-                       plane.mean(), counted(plane.different, "pixel", "pixels"));
-}
-
-std::string pictureText(const PictureDifference& picture) {
-    return fmt::format("y {}; u {}; v {}", planeText(picture.y), planeText(picture.u),
-                       planeText(picture.v));
-}
-
-/// How much of the planes was compared, where one file ends before the other: ", 99 of 3072 samples
-/// of y".
-std::string missingText(const ImageDifference& image) {
-    const SampleCounts whole =
-        image.layout.samplesIn(std::max(image.samples->bytesA, image.samples->bytesB));
-    const auto part = [](const char* name, uint64_t compared, uint64_t of) {
-        const bool some = compared > 0 && compared < of;
-        return some ? fmt::format("; compared {} of {} samples of {}", compared, of, name) : "";
-    };
-    return part("y", image.samples->y.samples, whole.y) +
-           part("u", image.samples->u.samples, whole.u) +
-           part("v", image.samples->v.samples, whole.v);
-}
-
-/// Numbers of files by the sof ids in their names, A's and B's.
-std::map<std::pair<int, int>, size_t> sofsOf(const std::vector<NameDifference>& names) {
-    std::map<std::pair<int, int>, size_t> counts;
-    for (const NameDifference& name : names) {
-        if (const auto sofs = name.sofs()) ++counts[*sofs];
-    }
-    return counts;
-}
-
 void printValues(const std::vector<ValueDifference>& values, const std::string& indent) {
     for (size_t i = 0; i < values.size() && i < kShownFields; ++i) {
         printResult(fmt::format("{}{}: {} -> {}", indent, tyktree::escaped(values[i].name),
-                                tyktree::escaped(tyktree::toText(values[i].a)),
-                                tyktree::escaped(tyktree::toText(values[i].b))));
+                                valueText(values[i].a), valueText(values[i].b)));
     }
     if (values.size() > kShownFields) {
         printResult(fmt::format("{}and {} more", indent, values.size() - kShownFields));
     }
-}
-
-std::string imageText(const ImageDifference& image) {
-    if (!image.inB) return "only in A";
-    if (!image.inA) return "only in B";
-    if (!image.samples) {
-        return fmt::format("{}x{} -> {}x{}", image.sizeA.width, image.sizeA.height,
-                           image.sizeB.width, image.sizeB.height);
-    }
-    const PictureDifference& samples = *image.samples;
-    if (!samples.problem.empty()) return "cannot be read";
-    std::string words = pictureText(samples);
-    if (samples.bytesA != samples.bytesB) {
-        words += missingText(image);
-        words += fmt::format("; {} -> {} bytes", samples.bytesA, samples.bytesB);
-    }
-    if (samples.restDiffers) words += "; bytes behind the picture differ";
-    return words;
-}
-
-std::string frameText(const tyktree::FrameRef& frame) {
-    const tyktree::FrameEntry& entry = *frame.frame;
-    return entry.wellNamed ? fmt::format("request {}", entry.parsed.requestId)
-                           : tyktree::escaped(entry.name);
 }
 
 std::string matchedText(const DiffSummary& summary, const char* by, bool complete) {
@@ -213,10 +153,10 @@ Json contentsJson(const std::map<std::string, DiffSummary::Content>& contents, c
 
 /// What the images that could be compared come to, and how many could not.
 std::string imagesText(const DiffSummary::Images& images) {
-    if (images.notCompared == 0) return pictureText(images.samples);
+    if (images.notCompared == 0) return planesText(images.samples);
     const std::string others = counted(images.notCompared, "image", "images") + " not compared";
     const bool any = images.samples.y.samples > 0;
-    return any ? pictureText(images.samples) + "; " + others : others;
+    return any ? planesText(images.samples) + "; " + others : others;
 }
 
 }  // namespace
@@ -260,39 +200,6 @@ Json toJson(const std::vector<ContentDifference>& files) {
         list.push_back(std::move(file));
     }
     return list;
-}
-
-std::string contentText(const ContentDifference& content) {
-    if (!content.inB) return "only in A";
-    if (!content.inA) return "only in B";
-    const FileDifference& bytes = content.bytes;
-    if (!bytes.problem.empty()) return "cannot be read";
-    std::string words = fmt::format(
-        "{} at {}", counted(bytes.different, "byte differs, it is", "bytes differ, the first is"),
-        bytes.first.value_or(0));
-    if (bytes.bytesA != bytes.bytesB) {
-        words += fmt::format(", {} -> {} bytes", bytes.bytesA, bytes.bytesB);
-    }
-    return words;
-}
-
-std::vector<std::string> nameLines(const std::vector<NameDifference>& names) {
-    std::vector<std::string> lines;
-    for (const auto& [sofs, files] : sofsOf(names)) {
-        lines.push_back(fmt::format("sof {} -> {} in the {} of {}", sofs.first, sofs.second,
-                                    files == 1 ? "name" : "names",
-                                    counted(files, "file", "files")));
-    }
-    for (const NameDifference& name : names) {
-        if (name.sofs()) continue;
-        lines.push_back(
-            fmt::format("name: {} -> {}", tyktree::escaped(name.a), tyktree::escaped(name.b)));
-    }
-    return lines;
-}
-
-std::string overtakenText(const tyktree::FrameRef& overtaken) {
-    return fmt::format("behind {} in A, before it in B", frameText(overtaken));
 }
 
 Json toJson(const DiffSummary& summary) {
@@ -346,22 +253,12 @@ void printSummary(const DiffSummary& summary, const char* by, bool complete) {
 void printPair(const DifferentPair& pair) {
     printResult(fmt::format("{}: {}, {}", frameText(pair.frames.either()),
                             placeText("A", *pair.frames.a), placeText("B", *pair.frames.b)));
-    for (const ImageDifference& image : pair.difference.images) {
-        printResult("  image: " + imageText(image));
-    }
-    if (!pair.difference.scene.empty()) printResult("  scene record:");
-    printValues(pair.difference.scene, "    ");
-    for (const ContentDifference& tag : pair.difference.tags) {
-        printResult(fmt::format("  {} (pipe type {}, camera {}): {}", tyktree::escaped(tag.name),
-                                tag.pipe, tag.camera, contentText(tag)));
-        printValues(tag.fields, "    ");
-    }
-    for (const ContentDifference& file : pair.difference.files) {
-        printResult(fmt::format("  {}: {}", tyktree::escaped(file.name), contentText(file)));
-    }
-    for (const std::string& line : nameLines(pair.difference.names)) printResult("  " + line);
-    if (pair.difference.overtaken) {
-        printResult("  order: " + overtakenText(*pair.difference.overtaken));
+    for (const DifferenceText& text : textsOf(pair.difference)) {
+        std::string line = "  " + text.what + ":";
+        if (text.planes) line += " " + planesText(*text.planes) + (text.how.empty() ? "" : ";");
+        if (!text.how.empty()) line += " " + text.how;
+        printResult(line);
+        if (text.values) printValues(*text.values, "    ");
     }
 }
 

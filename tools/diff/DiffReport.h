@@ -1,4 +1,4 @@
-// Differences in words and as JSON.
+// What a comparison comes to, as text and as JSON.
 #pragma once
 
 #include "tools/diff/DiffSummary.h"
@@ -21,16 +21,6 @@ Json toJson(const FramePair& frames, const FrameDifference& difference);
 
 /// Files by themselves, as the "files" of a frame.
 Json toJson(const std::vector<ContentDifference>& files);
-
-/// How a file or parameter differs, in words.
-std::string contentText(const ContentDifference& content);
-
-/// How the names of a frame's files differ, in words: files with the same change of their sof id
-/// together, others one by one.
-std::vector<std::string> nameLines(const std::vector<NameDifference>& names);
-
-/// Where a frame stands that comes in another order, in words.
-std::string overtakenText(const tyktree::FrameRef& overtaken);
 
 /// The member "summary".
 Json toJson(const DiffSummary& summary);

@@ -182,6 +182,10 @@ std::optional<std::pair<int, int>> NameDifference::sofs() const {
     return ids;
 }
 
+const tyktree::TagCatalog& commonTable(const tyktree::TagCatalog& a, const tyktree::TagCatalog& b) {
+    return a.source() != tyktree::TagCatalog::Source::kNone ? a : b;
+}
+
 FrameDifference FrameComparer::compare(const FramePair& frames) {
     result_ = {};
     result_.overtaken = frames.overtaken;

@@ -98,6 +98,9 @@ struct DiffRules {
     bool ignoresScene(const ::SceneField& field) const;
 };
 
+/// The tag table by which two trees are compared: A's, or B's where A has none.
+const tyktree::TagCatalog& commonTable(const tyktree::TagCatalog& a, const tyktree::TagCatalog& b);
+
 /// Compares frames; keeps its memory. One object serves one thread.
 class FrameComparer {
 public:

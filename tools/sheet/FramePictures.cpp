@@ -35,6 +35,13 @@ int divisorFor(int width, int height, int target) {
     return std::max({1, across, down});
 }
 
+PictureLayout layoutOf(int width, int height) {
+    PictureLayout layout;
+    layout.width = width;
+    layout.height = height;
+    return layout;
+}
+
 void describeLuma(const std::array<uint32_t, 256>& counts, FramePicture& result) {
     uint64_t total = 0;
     uint64_t sum = 0;
@@ -91,6 +98,8 @@ FramePicture FramePictureMaker::make(const std::string& path, int width, int hei
         reader_.read(path, width, height, divisorFor(width, height, target));
     result.problem = reduced.problem;
     if (!result.problem.empty()) return result;
+    const uint64_t whole = layoutOf(width, height).dumpedBytes();
+    result.lacking = whole - std::min(whole, reduced.bytes);
     describeLuma(reduced.luma, result);
     Picture thumb = reduced.picture;
     std::string large = "-";

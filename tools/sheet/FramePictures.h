@@ -29,6 +29,10 @@ struct PictureSizes {
 struct FramePicture {
     std::string line = "- - -";  ///< without a newline
     std::string problem;         ///< why there is no picture; "" where there is one
+    /// Bytes that a dump of the picture has and the file has not. What they would hold is drawn
+    /// black or without colour and counts nowhere.
+    uint64_t lacking = 0;
+    // Of the luma; of some rows, evenly spread.
     int lowest = 0;
     int highest = 0;
     double mean = 0;

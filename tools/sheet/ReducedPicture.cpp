@@ -31,6 +31,10 @@ size_t product(int a, int b) {
     return static_cast<size_t>(a) * static_cast<size_t>(b);
 }
 
+std::string unreadable(int error) {
+    return "cannot be read: " + (error != 0 ? systemReason(error) : "not a regular file");
+}
+
 /// One file on its way into a small picture.
 class Reduction {
 public:
@@ -67,8 +71,8 @@ private:
             int count = std::min(bandRows, rows - row);
             if (count > divisor_) count -= count % divisor_;
             const size_t wanted = product(rowBytes, count);
-            const size_t read = file_.read(samples, wanted);
-            std::memset(samples + read, rest, wanted - read);
+            bandRead_ = file_.read(samples, wanted);
+            std::memset(samples + bandRead_, rest, wanted - bandRead_);
             take(samples, row, count);
             row += count;
         }
@@ -87,17 +91,21 @@ private:
         if (rest.width > 0) shrinker_.shrink(rest, divisor_, out + blocks, plane.stride);
     }
 
+    /// Counts the samples of every so manyth row that were read.
     void count(const uint8_t* samples, int width, int row, int rows) {
         // Two tables, as equal neighbours would wait for each other in one.
         std::array<uint32_t, 256> odd{};
         const int past = row % rowsPerCount_;
         for (int y = past == 0 ? 0 : rowsPerCount_ - past; y < rows; y += rowsPerCount_) {
-            const uint8_t* const line = samples + product(y, width);
-            for (int x = 0; x + 1 < width; x += 2) {
+            const size_t from = product(y, width);
+            if (from >= bandRead_) break;
+            const uint8_t* const line = samples + from;
+            const size_t length = std::min(static_cast<size_t>(width), bandRead_ - from);
+            for (size_t x = 0; x + 1 < length; x += 2) {
                 ++result_.luma[line[x]];
                 ++odd[line[x + 1]];
             }
-            if (width % 2 != 0) ++result_.luma[line[width - 1]];
+            if (length % 2 != 0) ++result_.luma[line[length - 1]];
         }
         for (size_t i = 0; i < odd.size(); ++i) result_.luma[i] += odd[i];
     }
@@ -109,6 +117,7 @@ private:
     int divisor_;
     int rowsPerCount_ = 1;
     size_t bandBytes_ = 0;
+    size_t bandRead_ = 0;  ///< bytes of the band that the file has
 };
 
 }  // namespace
@@ -121,14 +130,18 @@ const ReducedPicture& ReducedPictureReader::read(const std::string& path, int wi
     errno = 0;
     InputFile file(path.c_str());
     if (!file.isOpen()) {
-        result_.problem = errno != 0 ? systemReason(errno) : "not a regular file";
-    } else if (file.size() == 0) {
-        result_.problem = "the file is empty";
+        result_.problem = unreadable(errno);
+        return result_;
     }
-    if (!result_.problem.empty()) return result_;
+    result_.bytes = static_cast<uint64_t>(file.size());
     const NewPicture made(samples_, shrunkLength(width, divisor), shrunkLength(height, divisor));
     Reduction(file, band_, shrinker_, result_, divisor).run(width, height, made);
-    if (file.failed()) result_.problem = systemReason(errno);
+    const auto& luma = result_.luma;
+    if (file.failed()) {
+        result_.problem = unreadable(errno);
+    } else if (std::all_of(luma.begin(), luma.end(), [](uint32_t count) { return count == 0; })) {
+        result_.problem = "the file is empty";
+    }
     result_.picture = made.picture;
     return result_;
 }

@@ -12,9 +12,11 @@ namespace tyksim {
 
 /// What came of reading an image file.
 struct ReducedPicture {
-    std::string problem;               ///< why there is no picture; "" where there is one
-    Picture picture;                   ///< valid until its reader is used again
-    std::array<uint32_t, 256> luma{};  ///< counts of some rows' samples, evenly spread
+    std::string problem;  ///< why there is no picture; "" where there is one
+    Picture picture;      ///< valid until its reader is used again
+    std::array<uint32_t, 256>
+        luma{};          ///< counts of some rows' samples, as far as the file has them
+    uint64_t bytes = 0;  ///< length of the file
 };
 
 /// Reads pictures one after the other and keeps its memory. One object serves one thread.

@@ -1,9 +1,11 @@
 #include "tools/sheet/SheetRows.h"
 
 #include "dump/TreeNames.h"
+#include "tools/diff/DifferenceText.h"
 #include "tree/Escape.h"
 #include "tree/Timeline.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -11,6 +13,8 @@
 namespace tyksim {
 
 namespace {
+
+constexpr size_t kShownValues = 16;  ///< of a field or record that the page shows
 
 std::string timeOf(const tyktree::FrameEntry& entry) {
     if (!entry.wellNamed) return "";
@@ -26,17 +30,43 @@ Json lumaOf(const SheetFrame& frame) {
         return std::round(value * steps) / steps;
     };
     return Json::array({picture.lowest, picture.highest, rounded(picture.mean, 100),
-                        rounded(picture.shareLowest, 10000), rounded(picture.shareHighest, 10000)});
+                        rounded(picture.shareLowest, 10000), rounded(picture.shareHighest, 10000),
+                        picture.lacking});
 }
 
 Json planesOf(const PictureDifference& difference) {
     Json planes = Json::array();
     for (const PlaneDifference* plane : {&difference.y, &difference.u, &difference.v}) {
         const double psnr = plane->psnr();
-        planes.push_back(Json::array({std::isfinite(psnr) ? Json(psnr) : Json(), plane->largest,
-                                      plane->mean(), plane->different}));
+        planes.push_back(plane->samples == 0
+                             ? Json()
+                             : Json::array({std::isfinite(psnr) ? Json(psnr) : Json(),
+                                            plane->largest, plane->mean(), plane->different}));
     }
     return planes;
+}
+
+/// [what, how, planes, values, more], as model.js reads it.
+Json entryOf(const DifferenceText& text) {
+    Json values = Json::array();
+    const size_t count = text.values ? text.values->size() : 0;
+    for (size_t i = 0; i < std::min(count, kShownValues); ++i) {
+        const ValueDifference& value = (*text.values)[i];
+        values.push_back(
+            Json::array({tyktree::escaped(value.name), valueText(value.a), valueText(value.b)}));
+    }
+    const size_t more = count - values.size();
+    return Json::array({text.what, text.how, text.planes ? planesOf(*text.planes) : Json(),
+                        std::move(values), more});
+}
+
+Json entriesOf(const FrameDifference& difference) {
+    Json entries = Json::array();
+    for (const std::string& problem : difference.problems) {
+        entries.push_back(entryOf({"not read", problem}));
+    }
+    for (const DifferenceText& text : textsOf(difference)) entries.push_back(entryOf(text));
+    return entries;
 }
 
 }  // namespace
@@ -95,8 +125,7 @@ Json SheetRows::parameters(const SheetFrame& frame) {
 
 Json otherOf(const SheetPair& pair, SheetRows& rows) {
     if (!pair.other) return nullptr;
-    Json planes = pair.difference ? planesOf(*pair.difference) : Json();
-    return Json::array({rows.row(*pair.other), std::move(planes)});
+    return Json::array({rows.row(*pair.other), entriesOf(pair.difference)});
 }
 
 std::string elementText(const Json& value) {

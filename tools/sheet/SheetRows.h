@@ -1,7 +1,7 @@
 // Rows of the sheet's values, as model.js reads them.
 #pragma once
 
-#include "tools/picture/PictureDiff.h"
+#include "tools/diff/FrameDifference.h"
 #include "tools/sheet/SheetFrame.h"
 #include "tree/TagCatalog.h"
 
@@ -17,7 +17,7 @@ namespace tyksim {
 struct SheetPair {
     SheetFrame mine;
     std::optional<SheetFrame> other;
-    std::optional<PictureDifference> difference;  ///< of their images, where they can be compared
+    FrameDifference difference;  ///< of the two
 };
 
 /// The page's table of tags, made as they come; rows have numbers in their place.

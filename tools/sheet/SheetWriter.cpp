@@ -55,9 +55,10 @@ SheetWriter::SheetWriter(const std::string& path, SheetHead head,
     file_.write(kPageStart);
 }
 
-void SheetWriter::addFrame(const tyktree::FrameRef& ref, const SheetPair& pair) {
-    const bool first = ref.task != task_;
-    if (first) beginTask(ref);
+void SheetWriter::addFrame(const FramePair& refs, const SheetPair& pair) {
+    const bool first = refs.a->task != task_;
+    if (first) beginTask(*refs.a);
+    if (refs.b) otherTasks_.emplace(keyOf(*refs.b), tasks_.at(keyOf(*refs.a)));
     addLine(pair.mine.picture.line);
     Json row = mine_->row(pair.mine);
     if (head_.against) {
@@ -72,7 +73,7 @@ void SheetWriter::beginTask(const tyktree::FrameRef& first) {
     task_ = first.task;
     mine_.emplace(tags_);
     other_.emplace(tags_);
-    tasks_.emplace(TaskKey(first.pipe->id, task_->position), tasks_.size());
+    tasks_.emplace(keyOf(first), tasks_.size());
     Json task = {{"pipe", first.pipe->id ? Json(*first.pipe->id) : Json()},
                  {"task", task_->position},
                  {"path", tyktree::escaped(task_->path)},
@@ -126,14 +127,20 @@ void SheetWriter::copyValues() {
     if (std::ferror(values_.get()) != 0) refuseValues();
 }
 
-void SheetWriter::add(const tyktree::Finding& finding) {
+SheetWriter::TaskKey SheetWriter::keyOf(const tyktree::FrameRef& frame) {
+    return {frame.pipe->id, frame.task->position};
+}
+
+void SheetWriter::addFinding(const tyktree::Finding& finding, Side side, const std::string& root) {
     const tyktree::Rule& rule = tyktree::ruleOf(finding.rule);
-    const auto task = tasks_.find(TaskKey(finding.place.pipe, finding.place.task));
+    const auto& tasks = side == Side::kMine ? tasks_ : otherTasks_;
+    const auto task = tasks.find(TaskKey(finding.place.pipe, finding.place.task));
     std::string path = finding.path;
-    const std::string below = head_.root + "/";
+    const std::string below = root + "/";
     if (path.compare(0, below.size(), below) == 0) path.erase(0, below.size());
     const Json json = {
-        {"at", task == tasks_.end() ? Json() : Json(task->second)},
+        {"other", side == Side::kOther},
+        {"at", task == tasks.end() ? Json() : Json(task->second)},
         {"frame", finding.place.frame == 0 ? Json() : Json(finding.place.frame)},
         {"rule", std::string(rule.name)},
         {"severity", std::string(nameOf(rule.severity))},

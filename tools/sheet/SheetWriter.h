@@ -23,26 +23,29 @@ namespace tyksim {
 /// What the sheet as a whole is about.
 struct SheetHead {
     std::string tree;                       ///< as it was named
-    std::string root;                       ///< its folder; findings' paths are shown from there
     std::optional<std::string> against;     ///< the second tree
     uint64_t onlyOther = 0;                 ///< frames that only the second tree has
     uint32_t every = 1;                     ///< only every so manyth frame is shown
     std::vector<tyktree::ValueName> plots;  ///< what SheetFrame::plots holds
 };
 
+/// Whose finding it is.
+enum class Side { kMine, kOther };
+
 /// Writes one sheet: frames, then findings, then commit(). Errors are a Failure.
-class SheetWriter : public tyktree::FindingSink {
+class SheetWriter {
 public:
     /// `catalog` must outlive the object.
     SheetWriter(const std::string& path, SheetHead head, const tyktree::TagCatalog& catalog);
 
-    /// Frames of a task stand together. `ref` is where `pair.mine` comes from.
-    void addFrame(const tyktree::FrameRef& ref, const SheetPair& pair);
+    /// Frames of a task stand together. `refs` is where the pair's frames come from.
+    void addFrame(const FramePair& refs, const SheetPair& pair);
 
     /// After the last frame.
     void endFrames();
 
-    void add(const tyktree::Finding& finding) override;
+    /// A finding in the tree at `root`, from where its path is shown.
+    void addFinding(const tyktree::Finding& finding, Side side, const std::string& root);
 
     /// Ends the document and gives the file its name.
     void commit();
@@ -53,6 +56,7 @@ private:
     };
     using TaskKey = std::pair<std::optional<int>, uint32_t>;  ///< pipe and position
 
+    static TaskKey keyOf(const tyktree::FrameRef& frame);
     void beginTask(const tyktree::FrameRef& first);
     void addLine(const std::string& line);
     void addValues(std::string_view text);
@@ -68,6 +72,7 @@ private:
     std::optional<SheetRows> other_;
     const tyktree::TaskEntry* task_ = nullptr;  ///< whose frames come
     std::map<TaskKey, size_t> tasks_;           ///< their number on the page
+    std::map<TaskKey, size_t> otherTasks_;      ///< that of the task which they stand beside
     bool firstLine_ = true;
     bool firstFinding_ = true;
 };

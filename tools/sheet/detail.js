@@ -30,7 +30,7 @@ function showPicture(img, frame) {
   return Boolean(address);
 }
 
-const MODES = [['mine', 'this'], ['theirs', 'other'], ['split', 'slider'], ['difference', 'difference']];
+const MODES = [['mine', 'A'], ['theirs', 'B'], ['split', 'slider'], ['difference', 'difference']];
 
 function showDetail() {
   const frame = state.frame;
@@ -42,7 +42,7 @@ function showDetail() {
   const mine = showPicture($('mine'), frame);
   const theirs = showPicture($('theirs'), other);
   $('mine').alt = `Picture of frame ${frame.frame}`;
-  $('theirs').alt = other ? `Picture of frame ${other.frame} of the other tree` : '';
+  $('theirs').alt = other ? `Picture of frame ${other.frame} of B` : '';
   $('nothing').hidden = mine;
   $('nothing').textContent = shown(frame.problem);
   $('compare').hidden = !(mine && theirs);
@@ -60,7 +60,7 @@ function showMode() {
   $('theirs').hidden = mode === 'mine';
   $('mine').hidden = !$('mine').hasAttribute('src');
   $('tag').hidden = !data.against || !comparable || mode === 'split';
-  $('tag').textContent = mode === 'theirs' ? 'other' : 'this';
+  $('tag').textContent = mode === 'theirs' ? 'B' : 'A';
   if (!comparable) return;
   if (!$('compare').childElementCount) {
     const slider = make('input', {type: 'range', min: 0, max: 100, value: 50, 'aria-label': 'Place of the slider'});
@@ -102,11 +102,12 @@ function showFacts(frame) {
     ['files', `${frame.files} · ${withBytes(frame.bytes)}`],
     ...data.plots.map((plot, i) => [shown(plot.label), withUnit(frame.plots[i], plot.unit)]),
     ...(luma ? [['luma', `${luma[2].toFixed(1)} (${luma[0]}–${luma[1]})`],
-      ['at 0, 255', luma.slice(3).map(share => (share * 100).toFixed(1)).join(', ') + ' %']] : []),
+      ['at 0, 255', luma.slice(3, 5).map(share => (share * 100).toFixed(1)).join(', ') + ' %'],
+      ...(luma[5] ? [['missing', `${withBytes(luma[5])} at the end: black, or without colour`, 'wide']] : [])] : []),
     ['folder', shown(frame.name), 'wide']];
   if (data.against) {
     const other = frame.other;
-    facts.push(['other', other ? `frame ${other.frame}, request ${other.request}, sof ${other.sof}` : 'not in the other tree', 'wide']);
+    facts.push(['B', other ? `frame ${other.frame}, request ${other.request}, sof ${other.sof}` : 'has no such frame', 'wide']);
   }
   $('facts').replaceChildren(...facts.map(([name, value, wide]) => make('div', {className: wide || ''},
     make('dt', {textContent: name}), make('dd', {textContent: value, title: value}))));
@@ -123,7 +124,7 @@ function showHistogram(frame) {
   draw('path', {class: 'mine', d: `M0 1${line(mine)}L${mine.length} 1Z`}));
   if (theirs) svg.append(draw('path', {class: 'theirs', d: 'M0 1' + line(theirs)}));
   $('histogram').replaceChildren(svg, make('figcaption', {}, make('span', {textContent: '0'}),
-    make('span', {textContent: theirs ? 'luma, sampled (line: other)' : 'luma, sampled'}), make('span', {textContent: '255'})));
+    make('span', {textContent: theirs ? 'luma, sampled (line: B)' : 'luma, sampled'}), make('span', {textContent: '255'})));
 }
 
 function tabs() {
@@ -185,18 +186,33 @@ function valueRow(row) {
   return tr;
 }
 
+/// What `tyksim diff` says of the frame and its other.
 function showDifferences(frame) {
-  const rows = frame.other ? differences(data, frame) : [];
-  const planes = (frame.other && frame.other.planes) || [];
-  const parts = [];
-  const table = (names, lines) => make('table', {}, make('thead', {}, make('tr', {}, ...names.map((text, i) =>
-    make(i ? 'td' : 'th', {textContent: text, scope: 'col'})))),
-  make('tbody', {}, ...lines.map(cells => make('tr', {}, ...cells.map((text, i) => make(i ? 'td' : 'th', {textContent: text}))))));
-  if (planes.length) {
-    parts.push(table(['plane', 'PSNR', 'largest', 'mean', 'pixels'], planes.map(([psnr, most, mean, count], i) =>
-      ['YUV'[i], psnr === null ? 'equal' : psnr.toFixed(2) + ' dB', most, mean.toFixed(3), count])));
+  const found = frame.other ? frame.other.differences : [];
+  const parts = found.filter(([, , planes]) => planes).map(([what, , planes]) => planesTable(what, planes));
+  const rows = found.flatMap(([what, how, , values, more]) => [
+    ...(how || values.length ? [make('tr', {className: 'head'}, make('th', {scope: 'row', colSpan: 3}, shown(what),
+      make('small', {className: 'how', textContent: shown(how)})))] : []),
+    ...values.map(([name, mine, theirs]) => make('tr', {className: 'field'}, make('th', {scope: 'row', textContent: shown(name)}),
+      ...[mine, theirs].map(value => make('td', {textContent: shown(value) || '–'})))),
+    ...(more ? [make('tr', {className: 'field'}, make('td', {className: 'quiet', colSpan: 3, textContent: `and ${more} more`}))] : [])]);
+  if (rows.length) {
+    parts.push(make('table', {}, make('thead', {}, make('tr', {}, make('th', {scope: 'col', textContent: 'name'}),
+      make('td', {textContent: 'A'}), make('td', {textContent: 'B'}))), make('tbody', {}, ...rows)));
   }
-  if (rows.length) parts.push(table(['name', 'this', 'other'], rows.map(row => [shown(row.name), row.mine, row.theirs])));
-  else parts.push(make('p', {className: 'quiet', textContent: frame.other ? 'all values are equal' : 'not in the other tree'}));
+  if (!parts.length) {
+    parts.push(make('p', {className: 'quiet', textContent: frame.other ? 'nothing differs' : 'not in B'}));
+  }
   $('values').replaceChildren(...parts);
+}
+
+function planesTable(what, planes) {
+  const cells = ([psnr, most, mean, count]) =>
+    [psnr === null ? 'equal' : psnr.toFixed(2) + ' dB', most, mean.toFixed(3), count];
+  const row = (plane, i) => make('tr', {}, make('th', {scope: 'row', textContent: 'YUV'[i]}),
+    ...(plane ? cells(plane).map(text => make('td', {textContent: text}))
+      : [make('td', {colSpan: 4, textContent: 'not compared'})]));
+  return make('table', {}, make('thead', {}, make('tr', {}, make('th', {scope: 'col', textContent: shown(what)}),
+    ...['PSNR', 'largest', 'mean', 'pixels'].map(text => make('td', {textContent: text})))),
+  make('tbody', {}, ...planes.map(row)));
 }

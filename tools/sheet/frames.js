@@ -90,15 +90,15 @@ function short(frame) {
 }
 
 function cellOf(frame) {
-  const words = frame.findings.map(f => `${f.severity}: ${shown(f.rule)}`);
+  const words = frame.findings.map(nameOf);
   const pic = make('div', {className: 'pic'});
   pic.style.aspectRatio = frame.width > 0 && frame.height > 0
     ? String(Math.min(4, Math.max(0.25, frame.width / frame.height))) : '4 / 3';
   if (pictures.pieces(frame.line)[0].length > 1) pic.append(make('img', {alt: ''}));
   else { pic.classList.add('none'); pic.textContent = 'no picture'; }
-  const changed = frame.other && differs(frame);
+  const changed = frame.other && frame.other.differences.length > 0;
   const label = [`Frame ${frame.frame}, request ${frame.request}`, short(frame), ...words,
-    data.against && !frame.other ? 'not in the other tree' : changed ? 'differs' : ''];
+    data.against && !frame.other ? 'not in B' : changed ? 'differs' : ''];
   const value = short(frame);
   const cell = make('div', {className: 'cell', role: 'option', id: 'cell' + frame.frame, 'aria-selected': 'false',
     'aria-label': label.filter(Boolean).join(', '), title: shown(frame.name) + words.map(w => '\n' + w).join('')},
@@ -131,17 +131,21 @@ function showGeneral() {
   const findings = [...data.general, ...state.task.findings];
   $('general').hidden = !findings.length;
   $('general').querySelector('summary').replaceChildren(...worstFirst(findings).flatMap(s => [mark(s), ' ']),
-    `${findings.length} finding${findings.length > 1 ? 's' : ''} of the tree and the task`);
+    `${findings.length} finding${findings.length > 1 ? 's' : ''} of the tree${data.against ? 's' : ''} and the task`);
   $('general').querySelector('ul').replaceChildren(...findings.map(finding => findingItem(finding)));
 }
 
+/// "error: image-short", and whose it is where that is not the first tree.
+const nameOf = finding => `${finding.severity}: ${shown(finding.rule)}${finding.other ? ' in B' : ''}`;
+
 /// A finding in words; beside its frame, paths begin in the frame's folder.
 function findingItem(finding, frame) {
-  const path = frame ? finding.path.split(frame.name + '/').pop() : finding.path;
+  const folder = frame && (finding.other ? frame.other : frame).name;
+  const path = frame ? finding.path.split(folder + '/').pop() : finding.path;
   const found = [finding.expected && 'expected ' + shown(finding.expected), finding.found && 'found ' + shown(finding.found)];
   const about = [shown(path), found.filter(Boolean).join(', '), shown(finding.reason || ''), shown(finding.hint)].filter(Boolean);
   return make('li', {}, mark(severityOf(finding)), make('span', {},
-    make('b', {textContent: `${finding.severity}: ${shown(finding.rule)}`}), ' ',
+    make('b', {textContent: nameOf(finding)}), ' ',
     make('span', {className: 'quiet', textContent: about.join(' · ')})));
 }
 
@@ -178,7 +182,7 @@ function showFiltered() {
   const every = data.every > 1 ? ` of ${state.task.count}, every ${data.every}` : '';
   $('count').textContent = (state.seen.length < total ? `${state.seen.length} of ` : '')
     + `${total} frame${total === 1 ? '' : 's'}${every}`
-    + (data.onlyOther ? `, ${data.onlyOther} only in the other tree` : '');
+    + (data.onlyOther ? `, ${data.onlyOther} only in B` : '');
   $('empty').hidden = state.seen.length > 0;
   $('empty').textContent = total ? 'No frame matches.' : 'No frames.';
   showMarks();

@@ -10,8 +10,9 @@
 //   plots           [{name, label, unit}]: what is plotted, in order; unit "ns", "gain", "EV" or ""
 //   tasks           [{pipe, task, path, recorded, frames, rows: [ROW...]}]
 //   tags            [{name, id, pipe, camera, kind, fields: [name...]}]; rows refer to it by index
-//   findings        [{at, frame, rule, severity, path, expected, found, reason, hint}]; `at` is an index into
-//                   tasks, null for the tree; `frame` is null for the task
+//   findings        [{other, at, frame, rule, severity, path, expected, found, reason, hint}]; `other` says
+//                   that it is the second tree's; `at` is an index into tasks (of the second tree's: the
+//                   task that stands beside it), null for the tree; `frame` is null for the task
 //
 // A ROW is one frame, as an array, for a thousand of them stand here:
 //
@@ -21,10 +22,15 @@
 //                       content is one value a field, or hex text of the first bytes without fields;
 //                       a field of many numbers is [count, first numbers...]
 //    [scene value...],  null without a record, 0 as in the row before
-//    [lowest, highest, mean, share at 0, share at 255] of the luma of some rows, evenly spread;
+//    [lowest, highest, mean, share at 0, share at 255, lacking] of the luma of some rows, evenly
+//                       spread, as far as the file has them; it lacks so many bytes of the picture;
 //                       null without an image, a text that says why where it cannot be shown
-//    other]             with a second tree: null, or [ROW of its frame, PLANES];
-//                       PLANES is null or [[psnr, largest, mean, pixels] of y, u, v]; psnr null: equal
+//    other]             with a second tree: null, or [ROW of its frame, DIFFERENCES]
+//
+// DIFFERENCES are what `tyksim diff` says of the two frames, in its words, an array for each thing that
+// differs: [what, how, planes, values, more]. `planes` is null, or of an image's y, u and v [psnr,
+// largest, mean, pixels], psnr null where they are equal, or null where nothing was compared. `values`
+// are [name, A's, B's]; there are `more` of them.
 //
 // Element "pictures" holds a line for each row and, with a second tree, a line more for its other
 // frame: "THUMBNAIL LARGE HISTOGRAM" in Base64, "-" for what is not there. The histogram has 128 bytes,
@@ -106,18 +112,19 @@ function readDocument(data) {
       const otherLine = line++;
       if (row[14]) {
         frame.other = theirs.frame(row[14][0], otherLine);
-        frame.other.planes = row[14][1];
+        frame.other.differences = row[14][1];
       }
       return frame;
     });
     task.byNumber = new Map(task.frames.map(frame => [frame.frame, frame]));
+    task.byOther = new Map(task.frames.filter(frame => frame.other).map(frame => [frame.other.frame, frame]));
     task.frames.forEach((frame, index) => { frame.index = index; });
     delete task.rows;
   }
   data.general = [];
   for (const finding of data.findings) {
     const task = data.tasks[finding.at];
-    const frame = task && task.byNumber.get(finding.frame);
+    const frame = task && (finding.other ? task.byOther : task.byNumber).get(finding.frame);
     (frame ? frame.findings : task ? task.findings : data.general).push(finding);
   }
   return data;
@@ -194,39 +201,6 @@ function sceneRows(data, frame, before) {
       unit: unit && withUnit(value, unit),
       same: !before || (before.scene !== null && before.scene[i] === value), plot: f => f.scene?.[i], kind: unit};
   });
-}
-
-/// Whether anything differs between a frame and its other.
-function differs(frame) {
-  const other = frame.other;
-  return other.parameters.size !== frame.parameters.size
-    || [...frame.parameters].some(([tag, value]) => other.parameters.get(tag)?.crc !== value.crc)
-    || String(frame.scene) !== String(other.scene)
-    || (other.planes || []).some(plane => plane[3] > 0);
-}
-
-/// What differs in the values of a frame and its other: {name, mine, theirs}.
-function differences(data, frame) {
-  const other = frame.other;
-  const out = [];
-  const whole = value => value ? `${withBytes(value.size)} · ${value.crc}` : '–';
-  for (const tag of new Set([...frame.parameters.keys(), ...other.parameters.keys()])) {
-    const [mine, theirs] = [frame.parameters.get(tag), other.parameters.get(tag)];
-    if (mine && theirs && mine.crc === theirs.crc && mine.size === theirs.size) continue;
-    const {name, fields} = data.tags[tag];
-    const known = out.length;
-    fields.forEach((field, i) => {
-      const [a, b] = [mine, theirs].map(value => value ? listed(value.content?.[i]) : '–');
-      if (a !== b) out.push({name: `${name}.${field}`, mine: a, theirs: b});
-    });
-    // The difference lies in bytes that no field shows.
-    if (out.length === known) out.push({name, mine: whole(mine), theirs: whole(theirs)});
-  }
-  data.scene.forEach((path, i) => {
-    const [mine, theirs] = [frame, other].map(each => listed(each.scene?.[i]));
-    if (mine !== theirs) out.push({name: path, mine, theirs});
-  });
-  return out;
 }
 
 /// The sense of a filter's text: a function of a frame.

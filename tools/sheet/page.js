@@ -59,8 +59,8 @@ const KEYS = [
     $('filter').select();
   }}],
   ['c', 'only values that changed', {c: () => { $('changed').checked = !$('changed').checked; openDetail(); }}],
-  ['b', 'blink with the other tree', {b: () => { openDetail(); if (!$('compare').hidden) toggleBlink(); }}],
-  ['d', 'difference to the other tree', {d: () => { openDetail(); setMode(state.mode === 'difference' ? 'mine' : 'difference'); }}],
+  ['b', 'blink with the second tree, B', {b: () => { openDetail(); if (!$('compare').hidden) toggleBlink(); }}],
+  ['d', 'difference to the second tree, B', {d: () => { openDetail(); setMode(state.mode === 'difference' ? 'mine' : 'difference'); }}],
   ['Enter', 'detail of the frame; on a number, its plot', {Enter: enter}],
   ['Escape', 'back', {Escape: back}],
   ['?', 'these keys', {'?': () => $('keys').showModal()}],
@@ -111,7 +111,7 @@ function setTheme(theme) {
 
 function start() {
   document.title = `${shown(data.tree)} – tyksim sheet`;
-  const names = shown(data.tree) + (data.against ? `  ⇄  ${shown(data.against)}` : '');
+  const names = data.against ? `A ${shown(data.tree)}  ⇄  B ${shown(data.against)}` : shown(data.tree);
   $('tree').replaceChildren(make('bdi', {textContent: names}));
   $('tree').title = names;
   $('keys').querySelector('tbody').replaceChildren(...KEYS.map(([keys, does]) => make('tr', {},

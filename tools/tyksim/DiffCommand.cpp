@@ -1,5 +1,6 @@
 // tyksim diff: what two frames, tasks or trees do not have in common.
 #include "tools/diff/DiffReport.h"
+#include "tools/diff/DifferenceText.h"
 #include "tools/output/CloneFile.h"
 #include "tools/output/Ordered.h"
 #include "tools/output/OutputPath.h"
@@ -98,12 +99,6 @@ struct Worker {
     HeatMapWriter heatMaps;
 };
 
-/// A is tried first: it is what B is held against.
-const tyktree::TagCatalog& catalogOf(const OpenedTree& a, const OpenedTree& b) {
-    using Source = tyktree::TagCatalog::Source;
-    return a.catalog.source() != Source::kNone ? a.catalog : b.catalog;
-}
-
 DiffRules rulesOf(const Options& options, const OpenedTree& a, const OpenedTree& b) {
     DiffRules rules;
     rules.assumed = options.assumed;
@@ -117,7 +112,8 @@ DiffRules rulesOf(const Options& options, const OpenedTree& a, const OpenedTree&
         } else if (name == kSofName) {
             rules.ignoreSofs = true;
         } else {
-            rules.ignored.push_back(tyktree::resolveName(name, catalogOf(a, b), names));
+            rules.ignored.push_back(
+                tyktree::resolveName(name, commonTable(a.catalog, b.catalog), names));
         }
     }
     return rules;
@@ -163,7 +159,7 @@ private:
 
     void comparePairs(const std::vector<FramePair>& pairs, const std::string& maps) {
         tbb::enumerable_thread_specific<Worker> workers(
-            [this] { return Worker(rules_, catalogOf(a_, b_)); });
+            [this] { return Worker(rules_, commonTable(a_.catalog, b_.catalog)); });
         size_t next = 0;
         inOrder<FrameDifference>(
             pairs.size(), options_.tree.jobs,

@@ -1,5 +1,5 @@
 // tyksim sheet: a page to look at a tree with.
-#include "tools/diff/FrameMatch.h"
+#include "tools/diff/FrameDifference.h"
 #include "tools/output/FindingPrinter.h"
 #include "tools/output/Ordered.h"
 #include "tools/output/Units.h"
@@ -14,7 +14,9 @@
 #include <memory>
 #include <oneapi/tbb/enumerable_thread_specific.h>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tyksim {
@@ -29,7 +31,8 @@ what 'tyksim check' finds beside the frame it belongs to, and of each frame a la
 parameters, its scene record and the histogram of its luma. It opens in a browser without a server
 and without a network; its address names the frame that is looked at. Press ? for its keys.
 
---against puts a second tree beside it, frame by frame as 'tyksim diff' matches them.
+--against puts a second tree beside it, frame by frame as 'tyksim diff' matches them, with what that
+says of each pair and with the findings of both trees.
 NAME in --plot is TAG, TAG.field, TAG.field[2] or a field of the scene record.
 
 A page of 1,000 frames stays below 20 MB: pictures get smaller the more there are. For more frames
@@ -55,18 +58,21 @@ struct SheetOptions {
     bool force = false;
 };
 
-/// Counts what goes into the page.
-class CountingSink : public tyktree::FindingSink {
+/// Takes the findings of one tree into the page and counts them.
+class PageSink : public tyktree::FindingSink {
 public:
-    explicit CountingSink(tyktree::FindingSink& next) : next_(next) {}
+    PageSink(SheetWriter& page, Side side, std::string root)
+        : page_(page), side_(side), root_(std::move(root)) {}
     void add(const tyktree::Finding& finding) override {
         counts_.count(severityOf(finding));
-        next_.add(finding);
+        page_.addFinding(finding, side_, root_);
     }
     const tyktree::FindingCounts& counts() const { return counts_; }
 
 private:
-    tyktree::FindingSink& next_;
+    SheetWriter& page_;
+    Side side_;
+    std::string root_;
     tyktree::FindingCounts counts_;
 };
 
@@ -88,25 +94,30 @@ public:
         checkOutput(options_.output, inputs, options_.force);
         SheetHead head;
         head.tree = options_.tree;
-        head.root = tree_.index.path().path;
         if (other_) head.against = options_.against;
         head.onlyOther = onlyOther_;
         head.every = options_.every;
         head.plots = plots();
-        SheetWriter writer(options_.output, head, tree_.catalog);
+        SheetWriter writer(options_.output, head, table());
         addFrames(writer, head.plots);
         writer.endFrames();
-        CountingSink sink(writer);
-        addFindings(sink);
+        const tyktree::FindingCounts mine = addFindings(tree_, Side::kMine, writer);
+        std::optional<tyktree::FindingCounts> other;
+        if (other_) other = addFindings(*other_, Side::kOther, writer);
         writer.commit();
-        return report(sink.counts());
+        return report(mine, other);
     }
 
 private:
     struct Readers {
         SheetFrameReader frames;
-        PictureComparer comparer;
+        FrameComparer comparer;
     };
+
+    /// The page has one for both trees.
+    const tyktree::TagCatalog& table() const {
+        return other_ ? commonTable(tree_.catalog, other_->catalog) : tree_.catalog;
+    }
 
     void chooseFrames() {
         const std::vector<FrameRef> none;
@@ -134,7 +145,7 @@ private:
         std::vector<tyktree::ValueName> resolved;
         try {
             for (const std::string& name : names) {
-                resolved.push_back(resolveName(name, tree_.catalog, tagNames));
+                resolved.push_back(resolveName(name, table(), tagNames));
             }
         } catch (const tyktree::UnknownName& error) {
             throw WrongUsage(std::string("--plot: ") + error.what());
@@ -142,20 +153,19 @@ private:
         return resolved;
     }
 
-    /// The second tree is read by the first one's table: the page has one.
     void addFrames(SheetWriter& writer, const std::vector<tyktree::ValueName>& plots) {
         const PictureSizes sizes =
             PictureSizes::forPage(pairs_.size() * (other_ ? 2 : 1), options_.thumbWidth);
         tbb::enumerable_thread_specific<Readers> readers([&] {
-            return Readers{SheetFrameReader(tree_.catalog, plots, sizes), {}};
+            return Readers{SheetFrameReader(table(), plots, sizes),
+                           FrameComparer(everything_, table())};
         });
         const auto work = [&](size_t index) { return readPair(pairs_[index], readers.local()); };
         size_t done = 0;
         inOrder<SheetPair>(pairs_.size(), jobs_, work, [&](const SheetPair& pair) {
             const FramePair& refs = pairs_[done];
-            note(pair.mine, *refs.a);
-            if (pair.other) note(*pair.other, *refs.b);
-            writer.addFrame(*refs.a, pair);
+            sayUnread(pair, refs);
+            writer.addFrame(refs, pair);
             ++done;
             progress_.count("read", done, pairs_.size(), "frames");
         });
@@ -166,44 +176,51 @@ private:
         pair.mine = readers.frames.read(*refs.a);
         if (!refs.b) return pair;
         pair.other = readers.frames.read(*refs.b);
-        const SheetFrame& mine = pair.mine;
-        const SheetFrame& other = *pair.other;
-        const bool comparable = mine.width > 0 && mine.width == other.width &&
-                                mine.height == other.height && mine.picture.problem.empty() &&
-                                other.picture.problem.empty();
-        if (!comparable) return pair;
-        PictureLayout layout;
-        layout.width = mine.width;
-        layout.height = mine.height;
-        pair.difference = readers.comparer.compare(mine.imagePath, other.imagePath, layout, 0);
-        if (!pair.difference->problem.empty()) pair.difference.reset();
+        pair.difference = readers.comparer.compare(refs);
         return pair;
     }
 
-    /// Says what the page cannot show.
-    void note(const SheetFrame& frame, const FrameRef& ref) {
-        if (!frame.listingProblem.empty()) {
-            reading_.problem(tyktree::escaped(ref.path()) + ": " + frame.listingProblem);
-        }
-        if (frame.picture.problem.empty()) return;
-        reading_.problem(tyktree::escaped(frame.imagePath) + ": " + frame.picture.problem);
+    /// Says what the page cannot show or compare.
+    void sayUnread(const SheetPair& pair, const FramePair& refs) {
+        std::set<std::string> lines = unreadOf(pair.mine, *refs.a);
+        if (pair.other) lines.merge(unreadOf(*pair.other, *refs.b));
+        lines.insert(pair.difference.problems.begin(), pair.difference.problems.end());
+        for (const std::string& line : lines) reading_.problem(line);
     }
 
-    void addFindings(tyktree::FindingSink& sink) {
+    static std::set<std::string> unreadOf(const SheetFrame& frame, const FrameRef& ref) {
+        std::set<std::string> lines;
+        if (!frame.listingProblem.empty()) {
+            lines.insert(
+                text(tyktree::escaped(ref.path()), ": cannot be listed: ", frame.listingProblem));
+        }
+        if (!frame.picture.problem.empty()) {
+            lines.insert(text(tyktree::escaped(frame.imagePath), ": ", frame.picture.problem));
+        }
+        return lines;
+    }
+
+    tyktree::FindingCounts addFindings(const OpenedTree& tree, Side side, SheetWriter& page) {
         tyktree::CheckOptions check;
         check.jobs = jobs_;
         check.interrupted = [] { return interruption() != 0; };
         check.progress = [this](uint64_t done, uint64_t of) {
             progress_.count("checked", done, of, "frames");
         };
-        checkTree(tree_.index, options_.reading.selection(), tree_.catalog, check, sink);
+        PageSink sink(page, side, tree.index.path().path);
+        checkTree(tree.index, options_.reading.selection(), tree.catalog, check, sink);
         throwIfInterrupted();
+        return sink.counts();
     }
 
-    ExitStatus report(const tyktree::FindingCounts& counts) const {
-        printResult(fmt::format("{}: {}, {}", tyktree::escaped(options_.output),
-                                counted(pairs_.size(), "frame", "frames"), countsText(counts)));
-        const bool clean = !counts.any(tyktree::Severity::kWarning);
+    ExitStatus report(const tyktree::FindingCounts& mine,
+                      const std::optional<tyktree::FindingCounts>& other) const {
+        std::string line = text(tyktree::escaped(options_.output), ": ",
+                                counted(pairs_.size(), "frame", "frames"), ", ", countsText(mine));
+        if (other) line += text("; ", tyktree::escaped(options_.against), ": ", countsText(*other));
+        printResult(line);
+        const bool clean = !mine.any(tyktree::Severity::kWarning) &&
+                           !(other && other->any(tyktree::Severity::kWarning));
         return clean ? ExitStatus::kClean : ExitStatus::kFindings;
     }
 
@@ -214,6 +231,7 @@ private:
     std::optional<OpenedTree> other_;
     std::vector<FramePair> pairs_;  ///< that the page shows; each has a frame of the first tree
     uint64_t onlyOther_ = 0;        ///< frames that only the second tree has
+    const DiffRules everything_;
     Progress progress_;
 };
 
