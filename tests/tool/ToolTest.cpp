@@ -587,7 +587,8 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
          "'.KELV_TAG_WB_GAINS (.*A' x.htm; grep -o '.other\":[^,]*,.at.:0,.frame.:.' x.htm; "
          "grep -F '[5,5,5.0,0.0,0.0,4509]' x.htm",
          0,
-         {"x.htm: 3 frames, 0 errors, 1 warning, 0 notes; p: 1 error, 2 warnings, 0 notes\nst 3\n",
+         {"x.htm: 3 frames, 0 errors, 1 warning, 0 notes; p: 2 of 3 frames differ, 1 error, 2 "
+          "warnings",
           R"(["image","4608 -\u003e 0 bytes",[null,null,null])", R"(["image","only in A",null,)",
           "\"KELV_TAG_WB_GAINS (pipe type 1, camera 0)\",\"only in A", "[5,5,5.0,0.0,0.0,4509]",
           R"("other":false,"at":0,"frame":3)", R"("other":true,"at":0,"frame":2)"}},

@@ -166,6 +166,8 @@ private:
             const FramePair& refs = pairs_[done];
             sayUnread(pair, refs);
             writer.addFrame(refs, pair);
+            if (pair.other) ++compared_;
+            if (!pair.difference.same()) ++different_;
             ++done;
             progress_.count("read", done, pairs_.size(), "frames");
         });
@@ -217,11 +219,21 @@ private:
                       const std::optional<tyktree::FindingCounts>& other) const {
         std::string line = text(tyktree::escaped(options_.output), ": ",
                                 counted(pairs_.size(), "frame", "frames"), ", ", countsText(mine));
-        if (other) line += text("; ", tyktree::escaped(options_.against), ": ", countsText(*other));
+        if (other) {
+            line += text("; ", tyktree::escaped(options_.against), ": ", comparedText(), ", ",
+                         countsText(*other));
+        }
         printResult(line);
         const bool clean = !mine.any(tyktree::Severity::kWarning) &&
                            !(other && other->any(tyktree::Severity::kWarning));
         return clean ? ExitStatus::kClean : ExitStatus::kFindings;
+    }
+
+    /// What the comparison of the frames came to.
+    std::string comparedText() const {
+        if (compared_ == 0) return "no frame matches";
+        return text(different_, " of ", counted(compared_, "frame", "frames"),
+                    different_ == 1 ? " differs" : " differ");
     }
 
     const SheetOptions& options_;
@@ -231,6 +243,8 @@ private:
     std::optional<OpenedTree> other_;
     std::vector<FramePair> pairs_;  ///< that the page shows; each has a frame of the first tree
     uint64_t onlyOther_ = 0;        ///< frames that only the second tree has
+    uint64_t compared_ = 0;         ///< frames that have a counterpart
+    uint64_t different_ = 0;        ///< of those
     const DiffRules everything_;
     Progress progress_;
 };
