@@ -4,7 +4,9 @@
 //
 // The environment says what happens:
 //   TYK_FAULT_AT=N          at the Nth call that counts, from 1; without it nothing happens
-//   TYK_FAULT=kill|ERRNO    SIGKILL before the call, or the call fails with this number
+//   TYK_FAULT=kill|ERRNO    SIGKILL before the call, or the call fails with this number; a close
+//   that
+//                           fails leaves the file empty
 //   TYK_FAULT_OF=changes    calls that change a file or folder count (default); reads: those that
 //   open
 //                           or read one
@@ -119,6 +121,13 @@ Function* next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+/// A file system that tells only at the end that there was no room has lost what was written.
+void loseContent(int descriptor) {
+    const int before = errno;
+    syscall(SYS_ftruncate, descriptor, 0L);
+    errno = before;
+}
+
 /// What a stream remembers of an error, which a caller may ask for later.
 void markFailed(FILE* stream) {
     stream->_flags |= 0x20;
@@ -228,6 +237,7 @@ int close(int file) {
     const bool bad = failsOn(Sort::change, "close", file);
     const int error = bad ? errno : before;
     errno = before;
+    if (bad) loseContent(file);
     const int result = NEXT(close, file);
     if (!bad) return result;
     errno = error;
@@ -264,6 +274,10 @@ int fflush(FILE* stream) {
 int fclose(FILE* stream) {
     const bool bad = failsOn(Sort::change, "fclose", fileno(stream));
     const int error = errno;
+    if (bad) {
+        NEXT(fflush, stream);
+        loseContent(fileno(stream));
+    }
     const int result = NEXT(fclose, stream);
     if (bad) errno = error;
     return bad ? EOF : result;

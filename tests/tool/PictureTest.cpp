@@ -318,7 +318,8 @@ TEST_F(PictureTest, FactsAndFilms) {
     EXPECT_NE(out_.find("image-size-varies"), std::string::npos) << out_;
     const Bytes film = readAll(root_ / "film");
     const Bytes head =
-        "YUV4MPEG2 W32 H16 F2997:100 Ip A1:1 C420jpeg XYSCSS=420JPEG XCOLORRANGE=FULL\nFRAME\n";
+        "YUV4MPEG2 W32 H16 F2997:100 Ip A1:1 C420jpeg XYSCSS=420JPEG XCOLORRANGE=FULL "
+        "XTYKSIM\nFRAME\n";
     EXPECT_EQ(film.substr(0, head.size()), head);
     EXPECT_EQ(film.size(), head.size() + 6 + 2 * kLuma * 3 / 2);
     EXPECT_EQ(at(film, head.size()), kLeft.y);

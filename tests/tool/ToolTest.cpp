@@ -327,13 +327,74 @@ TEST_F(ToolTest, CopiesTakeAndSetWhatIsAskedFor) {
         {"t copy r -o p --set total_gain=2147483648", 2, {"from 0 to 2147483647"}},
         {"t copy r -o p --set KELV_TAG_WB_GAINS.red=x", 2, {"expected a number of at most"}},
         {"t copy r -o p --set totl_gain=1", 2, {"nearest: total_gain"}},
-        {"t copy r -o r/p", 2, {"lies in or over the input"}},
-        {"mkdir p; t copy r -o p", 2, {"stands there already"}},
+        {"t copy r -o r/p", 2, {"r/p: lies in the input "}},
+        {"mkdir p; t copy r -o p", 2, {"p: stands there already; --force replaces it"}},
         {"ulimit -f 2; t copy r -o p; s=$?; for f in p .p.*; do test -e $f && echo LEFT; done; "
          "exit $s",
          1,
          {"File too large", "!LEFT"}},
     });
+}
+
+TEST_F(ToolTest, AnOutputReplacesOnlyWhatTyksimMade) {
+    setenv("P", TYK_PROCESSORS, 1);
+    const std::string verbs =
+        // In front of the output's path, what makes folders and what makes files.
+        "folders() { t export r -o $1 --force; echo \"= $?\"; t copy r -o $1 --force; echo \"= "
+        "$?\"; "
+        "t replay r --with $P/denoise.so -o $1 --force; echo \"= $?\"; "
+        "t diff r r --heat-map $1 --force; echo \"= $?\"; }; "
+        "files() { t sheet r -o $1 --force; echo \"= $?\"; t track r ev1 --svg $1 --force; "
+        "echo \"= $?\"; t export r --y4m $1 --force; echo \"= $?\"; }; snap >before; ";
+    const auto run = [&verbs](const std::string& script, int status,
+                              std::initializer_list<const char*> texts) {
+        const std::string line =
+            verbs + script + "; s=$?; snap | diff before - || echo CHANGED; exit $s";
+        Row row{line.c_str(), status, texts};
+        expect(row);
+    };
+    // Earlier outputs, whichever verb made them, and what is empty.
+    run("folders p && mkdir q && folders q && rm -r q && f=$(mktemp p/XXXXXX) && files $f", 0,
+        {"= 0", "!= 1", "!= 2", "!CHANGED"});
+    // Somebody's: a folder, a file in an output, a change, a film, a page that goes on.
+    run("mkdir p; echo x >p/x; folders p; ls p/x", 0,
+        {"= 2", "!= 0",
+         "p: stands there already, and --force does not replace it: tyksim did not "
+         "make it, and it holds x\n"});
+    run("t copy r -o p; mkfifo p/data/x; folders p; rm p/data/x; touch p/tags.xml; folders p; ls "
+        "p/tags.xml",
+        0, {"= 2", "!= 0\ntyk", "did not make data/x in it", "tags.xml in it was changed"});
+    run("t export r -o p; rm p/*frame0002*; folders p", 0, {"= 0", "!= 2", "!CHANGED"});
+    run("mkdir p; cd p; ln -s ../r; printf 'YUV4MPEG2 W8 H8\\n' >f; files f; t sheet r -o g; echo "
+        ">>g; "
+        "files g; wc -l f; cd ..",
+        0,
+        {"= 2", "!= 0\ntyk", "1 f", "f: stands there already, and --force", "or it was changed"});
+    // Places that no output takes.
+    run("mkdir -p p/q; ln -s q p/l; mkfifo p/f; (cd p/q; ln -s ../../r; folders .; folders ..; "
+        "folders ../q/.; files .); folders p/l; folders p/l/; files p/l; folders p/f; files p/f; "
+        "files /dev/null; folders /proc; files -; echo; find p",
+        0,
+        {"!p/.", ".: is the working folder", "..: holds the working folder",
+         "p/l: is a symbolic link", "p/l/: is a symbolic link", "p/f: is a FIFO",
+         "/dev/null: is a device", "- for standard output", "/proc: is a mount point", "p/q/r\n",
+         "--svg -: standard"});
+    // The input, whatever it is called.
+    run("ln -s r p; (cd $F2; r=../../../../../../../../r; for o in x ../x ../../../x p; do t sheet "
+        ". -o $o; "
+        "t export $r -o $o; t copy ../../ -o $o; done; ls -A | grep -c x); folders p/new; folders "
+        "r/../r",
+        0, {"= 2", "!= 0", "lies in the input", "r/../r: is the input", "!CHANGED"});
+    run("t export r -o - ; s=$?; t sheet r -o - >q; grep -c tyksim q; exit $s", 2,
+        {"-: the output is a folder", "standard output: 3 frames", "2"});
+    // What is in the way when the output is complete counts, not what was there before.
+    run("t copy r -o p; t replay r --with $P/odd_processor.so --option touch=p/x -o p --force; "
+        "s=$?; ls -A; "
+        "ls p; rm p/x; t export r -o n/e/w/p && rm -r n; (ulimit -f 1; t copy r -o n/e/w || ls); "
+        "exit $s",
+        1,
+        {"p: is not replaced: by now tyksim did not make x in it", "!.p.tyksim", "tags.xml\nx\n",
+         "n/e/w/data", ": cannot be written: File too large", "!\nn\n"});
 }
 
 TEST_F(ToolTest, ValuesAreOfTheirTypes) {
@@ -492,7 +553,7 @@ TEST_F(ToolTest, WhatIsInATreeIsCountedAndDated) {
         {"t copy r -o p --set total_gain=5; t track p total_gain --changes; t track p total_gain "
          "exp_time --changes --csv; t track r total_gain --svg r/x || echo \"st $?\"",
          0,
-         {"1        1             5\npipe,", "\n1,1,2,2,2,5,11250000\n", "lies in or over",
+         {"1        1             5\npipe,", "\n1,1,2,2,2,5,11250000\n", "lies in the input",
           "st 2"}},
     });
 }

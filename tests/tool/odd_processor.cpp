@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -140,6 +141,7 @@ int tyksim_open(const char* const* options, size_t, void**, char* error, size_t)
 
 int tyksim_process(void*, const tyksim_frame* frame, const tyksim_output* output) {
     if (frame->position == 2) endAt("");
+    if (mode.compare(0, 6, "touch=") == 0) std::ofstream(mode.substr(6)) << "x";
     if (mode == "nothing" || (mode == "once" && frame->position != 1)) return 0;
     if (mode == "error" && frame->position == 2) {
         output->fail(output->context, "had a bad day");

@@ -28,7 +28,7 @@ std::string readText(const std::string& path) {
 
 /// Writes a table by the table's own writer.
 void writeTags(const std::string& path, const std::vector<TagEntry>& tags) {
-    OutputFile file(path);
+    OutputFile file = OutputFile::replacing(path);
     std::string error;
     if (!tykhost::writeTagTable(file.temporary(), tags, error)) {
         throw Failure(tyktree::escaped(error));

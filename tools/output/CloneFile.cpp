@@ -1,7 +1,8 @@
 #include "tools/output/CloneFile.h"
 
+#include "core/File.h"
 #include "tools/output/Console.h"
-#include "tree/Escape.h"
+#include "tools/output/Unfinished.h"
 
 #include <array>
 #include <cerrno>
@@ -10,37 +11,14 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tyksim {
 
 namespace {
 
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-    bool close() {
-        const int closed = number_;
-        number_ = -1;
-        return ::close(closed) == 0;
-    }
-
-private:
-    int number_;
-};
-
 [[noreturn]] void fail(const std::string& path, const char* what, int error) {
-    throw Failure(text(tyktree::escaped(path), ": cannot be ", what, ": ", systemReason(error)));
-}
-
-int make(const std::string& path) {
-    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    throw Failure(text(shownPath(path), ": cannot be ", what, ": ", systemReason(error)));
 }
 
 bool writeAll(int descriptor, const char* from, size_t size) {
@@ -81,22 +59,37 @@ void transfer(int from, const std::string& source, int to, const std::string& ta
 void cloneFile(const std::string& source, const std::string& target) {
     const Descriptor from(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
-    if (from.number() < 0 || ::fstat(from.number(), &status) != 0) fail(source, "read", errno);
+    if (!from.isOpen() || ::fstat(from.number(), &status) != 0) fail(source, "read", errno);
     if (!S_ISREG(status.st_mode)) fail(source, "read", EINVAL);
-    Descriptor to(make(target));
-    if (to.number() < 0) fail(target, "made", errno);
-    if (::ioctl(to.number(), FICLONE, from.number()) != 0) {
-        transfer(from.number(), source, to.number(), target);
+    NewFile to(target);
+    if (::ioctl(to.descriptor(), FICLONE, from.number()) != 0) {
+        transfer(from.number(), source, to.descriptor(), target);
     }
-    if (!to.close()) fail(target, "written", errno);
+    to.close();
+}
+
+NewFile::NewFile(std::string path)
+    : path_(std::move(path)),
+      descriptor_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+    if (descriptor_ < 0) fail(path_, "made", errno);
+}
+
+NewFile::~NewFile() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+void NewFile::write(std::string_view bytes) {
+    if (!writeAll(descriptor_, bytes.data(), bytes.size())) fail(path_, "written", errno);
+}
+
+void NewFile::close() {
+    if (::close(std::exchange(descriptor_, -1)) != 0) fail(path_, "written", errno);
 }
 
 void writeNewFile(const std::string& path, std::string_view bytes) {
-    Descriptor file(make(path));
-    if (file.number() < 0) fail(path, "made", errno);
-    if (!writeAll(file.number(), bytes.data(), bytes.size()) || !file.close()) {
-        fail(path, "written", errno);
-    }
+    NewFile file(path);
+    file.write(bytes);
+    file.close();
 }
 
 }  // namespace tyksim

@@ -2,7 +2,7 @@
 
 #include "tools/output/Console.h"
 #include "tools/output/OutputPath.h"
-#include "tree/Escape.h"
+#include "tools/output/Unfinished.h"
 #include "tree/FileBytes.h"
 
 #include <filesystem>
@@ -13,25 +13,24 @@ std::vector<uint8_t> readFile(const std::string& path, uint64_t maxBytes) {
     std::vector<uint8_t> bytes;
     const tyktree::ReadResult result = tyktree::readFileBytes(path, maxBytes, bytes);
     if (!result.regular) {
-        throw Failure(tyktree::escaped(path) + ": expected a file, found something else");
+        throw Failure(shownPath(path) + ": expected a file, found something else");
     }
     if (result.error != 0) {
-        throw Failure(
-            text(tyktree::escaped(path), ": cannot be opened: ", systemReason(result.error)));
+        throw Failure(text(shownPath(path), ": cannot be opened: ", systemReason(result.error)));
     }
     if (result.size > maxBytes) {
-        throw Failure(text(tyktree::escaped(path), ": expected at most ", maxBytes,
-                           " bytes, found ", result.size));
+        throw Failure(
+            text(shownPath(path), ": expected at most ", maxBytes, " bytes, found ", result.size));
     }
     if (bytes.size() != result.size) {
-        throw Failure(text(tyktree::escaped(path), ": expected ", result.size, " bytes, read ",
+        throw Failure(text(shownPath(path), ": expected ", result.size, " bytes, read ",
                            bytes.size(), ": the file became shorter"));
     }
     return bytes;
 }
 
 void writeFile(const std::string& path, std::string_view bytes) {
-    OutputFile file(path);
+    OutputFile file = OutputFile::replacing(path);
     file.write(bytes);
     file.commit();
 }
@@ -40,10 +39,10 @@ void makeFolders(const std::string& path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
     if (error) {
-        throw Failure(text(tyktree::escaped(path), ": cannot make the folder: ", error.message()));
+        throw Failure(text(shownPath(path), ": cannot make the folder: ", error.message()));
     }
     if (!isFolder(path)) {
-        throw Failure(tyktree::escaped(path) + ": expected a folder, found something else");
+        throw Failure(shownPath(path) + ": expected a folder, found something else");
     }
 }
 

@@ -1,49 +1,70 @@
-// Output that is made whole or not at all: under a temporary name beside its place, and renamed
-// when it is complete.
+// Output that is made whole or not at all: under a hidden name beside its place, which it takes in
+// one step when it is complete.
 #pragma once
 
+#include "tools/output/OutputPlace.h"
+
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tyksim {
 
-/// What every verb that writes does first. Failure where `target` is, lies in, or holds one of
-/// `inputs` (after links are resolved); WrongUsage where something stands there and `force` is not
-/// set.
-void checkOutput(const std::string& target, const std::vector<std::string>& inputs, bool force);
+/// How a file ends.
+enum class Ending {
+    kPlain,
+    kSeal,  ///< in the comment of OutputMark.h: pages and drawings, which take one
+};
 
-/// A file being made.
+/// A file being made, or standard output.
 class OutputFile {
 public:
-    /// Opens a temporary file beside `path`. Failure when that does not work.
-    explicit OutputFile(std::string path);
+    /// Opens a temporary file beside the place. Throws as findPlace() does, and Failure when the
+    /// file cannot be made. Standard output is taken as it is, but for a terminal (WrongUsage).
+    explicit OutputFile(const OutputRequest& request, Ending ending = Ending::kPlain);
+
+    /// For a file that belongs to something larger, and replaces whatever file stands at `path`.
+    static OutputFile replacing(const std::string& path);
+
     /// Removes the temporary file where commit() was not reached.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    /// Failure, with the path and the system's reason, when not all of it can be written.
+    /// Failure, with the path and the system's reason, when not all of it can be written;
+    /// Interrupted when nobody reads standard output any more.
     void write(std::string_view bytes);
+
+    bool isStandardOutput() const { return place_.path.empty(); }
     int descriptor() const { return descriptor_; }
     /// Where the file lies until commit(), for writers that take a path.
     const std::string& temporary() const { return temporary_; }
 
-    /// Closes the file and gives it its name, which it takes over from what stood there.
+    /// Closes the file and gives it its name. Failure, and what stood there stands as before, when
+    /// that does not work.
     void commit();
 
 private:
-    std::string path_;
+    explicit OutputFile(OutputPlace place);
+    void make();
+
+    OutputPlace place_;
+    bool anything_ = false;  ///< what is replaced need not be tyksim's
+    Ending ending_ = Ending::kPlain;
     std::string temporary_;
     int descriptor_ = -1;
+    uint32_t checksum_ = 0;
 };
 
 /// A folder being made.
 class OutputFolder {
 public:
-    /// Makes a temporary folder beside `path` (and the folders above it).
-    explicit OutputFolder(std::string path);
-    /// Removes the temporary folder and all in it where commit() was not reached.
+    /// Makes a temporary folder beside the place, and the folders above it. Throws as findPlace()
+    /// does, and Failure when the folder cannot be made.
+    explicit OutputFolder(const OutputRequest& request);
+    /// Removes the temporary folder and all in it where commit() was not reached, and folders above
+    /// it that were made for it.
     ~OutputFolder();
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;
@@ -51,12 +72,19 @@ public:
     /// The folder to write into until commit().
     const std::string& path() const { return temporary_; }
 
-    /// Gives the folder its name; what stood there is removed first.
+    /// Lists what is in the folder and gives it its name; what it replaces is removed afterwards.
+    /// Failure, and what stood there stands as before, when that does not work.
     void commit();
 
 private:
-    std::string path_;
+    void makeAbove();
+    void removeAbove();
+
+    OutputPlace place_;
+    std::vector<std::string> madeAbove_;
     std::string temporary_;
+    mode_t mode_ = 0;
+    int lock_ = -1;
 };
 
 }  // namespace tyksim

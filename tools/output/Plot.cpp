@@ -1,6 +1,5 @@
 #include "tools/output/Plot.h"
 
-#include "tools/output/OutputPath.h"
 #include "tree/Escape.h"
 #include "tree/Values.h"
 
@@ -97,9 +96,8 @@ std::string Plot::panel(const Line& line, double top) const {
     return svg + fmt::format("<path class=\"line\" d=\"{}\"/>\n", path);
 }
 
-void Plot::write(const std::string& path) const {
+void Plot::write(OutputFile& file) const {
     const double height = kPanelHeight * static_cast<double>(std::max<size_t>(lines_.size(), 1));
-    OutputFile file(path);
     file.write(fmt::format(
         "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 {0} {1}\" width=\"{0}\" "
         "height=\"{1}\" role=\"img\">\n"
@@ -114,7 +112,6 @@ void Plot::write(const std::string& path) const {
         top += kPanelHeight;
     }
     file.write("</svg>\n");
-    file.commit();
 }
 
 }  // namespace tyksim

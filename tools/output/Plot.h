@@ -1,6 +1,8 @@
 // A small drawing of values over frames, as an SVG file.
 #pragma once
 
+#include "tools/output/OutputPath.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -16,8 +18,8 @@ public:
     /// The values of the next frame, one a line; none leaves a gap.
     void addPoint(uint32_t task, const std::vector<std::optional<double>>& values);
 
-    /// Writes the drawing, whole or not at all. Failure as of OutputFile.
-    void write(const std::string& path) const;
+    /// Writes the drawing. Failure as of OutputFile.
+    void write(OutputFile& file) const;
 
 private:
     struct Line {

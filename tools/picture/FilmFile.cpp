@@ -1,12 +1,8 @@
 #include "tools/picture/FilmFile.h"
 
 #include "tools/output/Console.h"
-#include "tools/output/Interruption.h"
 
-#include <cerrno>
 #include <charconv>
-#include <csignal>
-#include <unistd.h>
 #include <utility>
 
 namespace tyksim {
@@ -53,42 +49,18 @@ std::string rateOf(const std::string& given) {
     return text(top, ":", bottom);
 }
 
-FilmFile::FilmFile(const std::string& path, std::string rate, const PictureStyle& style)
-    : rate_(std::move(rate)), style_(style) {
-    if (!path.empty()) file_.emplace(path);
-}
+FilmFile::FilmFile(const OutputRequest& output, std::string rate, const PictureStyle& style)
+    : file_(output), rate_(std::move(rate)), style_(style) {}
 
 bool FilmFile::add(std::string_view frame, const PictureSize& size) {
     if (!size_) {
         size_ = size;
-        write(y4mHeader(size.width, size.height, rate_, style_.rule.range, style_.plane != 0));
+        file_.write(
+            y4mHeader(size.width, size.height, rate_, style_.rule.range, style_.plane != 0));
     }
     if (size.width != size_->width || size.height != size_->height) return false;
-    write(frame);
+    file_.write(frame);
     return true;
-}
-
-void FilmFile::commit() {
-    if (file_) file_->commit();
-}
-
-void FilmFile::write(std::string_view bytes) {
-    if (file_) {
-        file_->write(bytes);
-        return;
-    }
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) {
-            throwIfInterrupted();
-            continue;
-        }
-        if (count < 0 && errno == EPIPE) throw Interrupted(SIGPIPE);
-        if (count < 0) {
-            throw Failure("standard output: cannot be written: " + systemReason(errno));
-        }
-        bytes.remove_prefix(static_cast<size_t>(count));
-    }
 }
 
 }  // namespace tyksim

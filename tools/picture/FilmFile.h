@@ -14,9 +14,8 @@ namespace tyksim {
 /// output.
 class FilmFile {
 public:
-    /// "" stands for standard output. `rate` is what rateOf() gives. Failure when the file cannot
-    /// be made.
-    FilmFile(const std::string& path, std::string rate, const PictureStyle& style);
+    /// `rate` is what rateOf() gives. Throws as OutputFile does.
+    FilmFile(const OutputRequest& output, std::string rate, const PictureStyle& style);
 
     /// Adds a picture as PictureRenderer renders it for a film. False, and not added, where its
     /// size is not that of the first. Failure when it cannot be written, Interrupted when nobody
@@ -27,12 +26,10 @@ public:
     const PictureSize& size() const { return *size_; }
 
     /// Ends the film. Failure when it cannot be written.
-    void commit();
+    void commit() { file_.commit(); }
 
 private:
-    void write(std::string_view bytes);
-
-    std::optional<OutputFile> file_;
+    OutputFile file_;
     std::string rate_;
     PictureStyle style_;
     std::optional<PictureSize> size_;

@@ -1,4 +1,5 @@
 #include "tools/output/Console.h"
+#include "tools/output/OutputMark.h"
 #include "tools/picture/Encoders.h"
 
 namespace tyksim {
@@ -6,7 +7,7 @@ namespace tyksim {
 std::string y4mHeader(int width, int height, const std::string& rate, Range range, bool grey) {
     return text("YUV4MPEG2 W", width, " H", height, " F", rate, " Ip A1:1 ",
                 grey ? "Cmono" : "C420jpeg XYSCSS=420JPEG",
-                " XCOLORRANGE=", range == Range::kFull ? "FULL" : "LIMITED", "\n");
+                " XCOLORRANGE=", range == Range::kFull ? "FULL" : "LIMITED", kFilmMark, "\n");
 }
 
 }  // namespace tyksim

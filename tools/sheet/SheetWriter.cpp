@@ -48,9 +48,12 @@ std::string recordedAt(const tyktree::TaskEntry& task) {
 
 }  // namespace
 
-SheetWriter::SheetWriter(const std::string& path, SheetHead head,
+SheetWriter::SheetWriter(const OutputRequest& output, SheetHead head,
                          const tyktree::TagCatalog& catalog)
-    : head_(std::move(head)), catalog_(catalog), file_(path), values_(std::tmpfile()) {
+    : head_(std::move(head)),
+      catalog_(catalog),
+      file_(output, Ending::kSeal),
+      values_(std::tmpfile()) {
     if (!values_) refuseValues();
     file_.write(kPageStart);
 }

@@ -35,8 +35,8 @@ enum class Side { kMine, kOther };
 /// Writes one sheet: frames, then findings, then commit(). Errors are a Failure.
 class SheetWriter {
 public:
-    /// `catalog` must outlive the object.
-    SheetWriter(const std::string& path, SheetHead head, const tyktree::TagCatalog& catalog);
+    /// `output` is the page's place; throws as OutputFile does. `catalog` must outlive the object.
+    SheetWriter(const OutputRequest& output, SheetHead head, const tyktree::TagCatalog& catalog);
 
     /// Frames of a task stand together. `refs` is where the pair's frames come from.
     void addFrame(const FramePair& refs, const SheetPair& pair);

@@ -28,7 +28,7 @@ can do that.
   total_gain=100..800    a ramp over the selected frames, both ends included
   TAG=@FILE, TAG=0x00ff  a whole value
 
-Exit status: 0 copied, 1 failed (nothing stands at OUT), 2 wrong usage, 3 copied but for something
+Exit status: 0 copied, 1 failed (OUT is as it was), 2 wrong usage, 3 copied but for something
 that could not be read.
 
 Examples:
@@ -52,10 +52,9 @@ public:
     Copy(const Options& options, Reading& reading) : options_(options), reading_(reading) {}
 
     ExitStatus run() {
-        checkOutput(options_.out, {options_.tree}, options_.force);
         const OpenedTree tree(reading_, options_.tree, options_.selection);
         const Edits edits(options_.settings, tree.catalog, tagNamesOf(tree));
-        OutputFolder out(options_.out);
+        OutputFolder out({options_.out, foldersOf({&tree}), options_.force});
         TreeCopy copy(out.path(), options_.copy, edits);
         copy.prepare(tree.index, tree.frames, tree.catalog);
         Progress progress;

@@ -136,8 +136,7 @@ public:
             {&a_.index.path(), &a_.frames}, {&b_.index.path(), &b_.frames}, options_.match);
         std::optional<OutputFolder> maps;
         if (!options_.heatMaps.empty()) {
-            checkOutput(options_.heatMaps, {options_.a, options_.b}, options_.force);
-            maps.emplace(options_.heatMaps);
+            maps.emplace(OutputRequest{options_.heatMaps, foldersOf({&a_, &b_}), options_.force});
         }
         if (json_) begin();
         compareTuning();

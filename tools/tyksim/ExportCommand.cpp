@@ -18,7 +18,6 @@
 #include <oneapi/tbb/enumerable_thread_specific.h>
 #include <optional>
 #include <string>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -42,8 +41,8 @@ what is assumed, and said once; --order, --matrix, --range and --stride say othe
 An image whose file is short, long or has an odd side comes out with what is there, the rest of it
 black, and is a finding. Images of a film must have one size; others are left out and are findings.
 
-Exit status: 0 all was exported, 1 failed (nothing stands at DIR or FILE), 2 wrong usage, 3 exported
-with findings.
+Exit status: 0 all was exported, 1 failed (DIR or FILE is as it was), 2 wrong usage, 3 exported with
+findings.
 
 Examples:
   tyksim export /tmp/phone -o pictures
@@ -61,8 +60,6 @@ struct Options {
     PictureStyle style;
     bool force = false;
 };
-
-constexpr const char* kStandardOutput = "-";
 
 /// What became of one image.
 struct Exported {
@@ -206,13 +203,12 @@ public:
         sayAssumption();
         if (json_) json_->beginList("frames");
         if (options_.film.empty()) {
-            OutputFolder out(options_.folder);
+            OutputFolder out(output());
             exportFrames(out.path());
             requireImages();
             out.commit();
         } else {
-            FilmFile film(options_.film == kStandardOutput ? "" : options_.film,
-                          rateOf(options_.rate), options_.style);
+            FilmFile film(output(), rateOf(options_.rate), options_.style);
             film_ = &film;
             exportFrames("");
             requireImages();
@@ -223,6 +219,11 @@ public:
     }
 
 private:
+    OutputRequest output() const {
+        return {options_.film.empty() ? options_.folder : options_.film, foldersOf({&tree_}),
+                options_.force};
+    }
+
     void exportFrames(const std::string& folder) {
         tbb::enumerable_thread_specific<FrameExporter> exporters(
             [this] { return FrameExporter(options_, tree_.catalog); });
@@ -318,20 +319,9 @@ void finish(Options& options) {
     if (options.film.empty()) return;
     options.style.format = PictureFormat::kY4mFrame;
     static_cast<void>(rateOf(options.rate));
-    if (options.film != kStandardOutput) return;
-    if (options.reading.json) throw WrongUsage("--json: standard output is the film's");
-    if (::isatty(STDOUT_FILENO) != 0) {
-        throw WrongUsage("--y4m -: expected a pipe or a file, found a terminal");
+    if (options.film == kStandardOutput && options.reading.json) {
+        throw WrongUsage("--json: standard output is the film's");
     }
-}
-
-ExitStatus exportTree(const Options& options, const OpenedTree& tree, Reading& reading) {
-    const std::string& target = options.film.empty() ? options.folder : options.film;
-    if (target != kStandardOutput) {
-        const std::string& root = tree.index.path().dumpRoot;
-        checkOutput(target, {options.tree, root.empty() ? options.tree : root}, options.force);
-    }
-    return Export(options, tree, reading).run();
 }
 
 }  // namespace
@@ -354,7 +344,7 @@ Action defineExport(CLI::App& verb) {
         finish(*options);
         return readTrees(options->reading, "tyksim.export",
                          [&options](const OpenedTree& tree, Reading& reading) {
-                             return exportTree(*options, tree, reading);
+                             return Export(*options, tree, reading).run();
                          });
     };
 }

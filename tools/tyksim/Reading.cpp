@@ -172,6 +172,16 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
                        whatThereIs(index, selection));
 }
 
+std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> trees) {
+    std::vector<std::string> folders;
+    for (const OpenedTree* const tree : trees) {
+        const tyktree::TreePath& path = tree->index.path();
+        folders.push_back(path.path);
+        if (!path.dumpRoot.empty()) folders.push_back(path.dumpRoot);
+    }
+    return folders;
+}
+
 std::vector<std::string> tagNamesOf(const OpenedTree& tree) {
     constexpr size_t kLooked = 64;
     std::set<std::string> names;

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,10 @@ struct OpenedTree {
     OpenedTree(const OpenedTree&) = delete;
     OpenedTree& operator=(const OpenedTree&) = delete;
 };
+
+/// What no output may touch: of each tree the folder that was named, and all of the dump root that
+/// it belongs to.
+std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> trees);
 
 /// The names of the tags that the selected frames have, for a tree without a tag table. The first
 /// frames tell; a tag that only later ones have can be named once it is in a table.

@@ -170,10 +170,9 @@ private:
     }
 
     ExitStatus record() {
-        checkOutput(options_.output, {options_.tree}, options_.force);
+        OutputFolder out({options_.output, foldersOf({&tree_}), options_.force});
         processor_->open(options_.processorOptions);
         checkTree();
-        OutputFolder out(options_.output);
         ReplaySession session(session_, tree_.index.path(), tree_.frames, catalog_, edits_,
                               findings_);
         ProcessedRecording recording(*processor_, session_.pipe, out.path(), options_.output,

@@ -89,16 +89,15 @@ public:
     }
 
     ExitStatus run() {
-        std::vector<std::string> inputs = {tree_.index.path().path};
-        if (other_) inputs.push_back(other_->index.path().path);
-        checkOutput(options_.output, inputs, options_.force);
         SheetHead head;
         head.tree = options_.tree;
         if (other_) head.against = options_.against;
         head.onlyOther = onlyOther_;
         head.every = options_.every;
         head.plots = plots();
-        SheetWriter writer(options_.output, head, table());
+        const OutputRequest output{options_.output, foldersOf({&tree_, other_ ? &*other_ : &tree_}),
+                                   options_.force};
+        SheetWriter writer(output, head, table());
         addFrames(writer, head.plots);
         writer.endFrames();
         const tyktree::FindingCounts mine = addFindings(tree_, Side::kMine, writer);
@@ -217,13 +216,19 @@ private:
 
     ExitStatus report(const tyktree::FindingCounts& mine,
                       const std::optional<tyktree::FindingCounts>& other) const {
-        std::string line = text(tyktree::escaped(options_.output), ": ",
-                                counted(pairs_.size(), "frame", "frames"), ", ", countsText(mine));
+        const bool streamed = options_.output == kStandardOutput;
+        std::string line =
+            text(streamed ? "standard output" : tyktree::escaped(options_.output), ": ",
+                 counted(pairs_.size(), "frame", "frames"), ", ", countsText(mine));
         if (other) {
             line += text("; ", tyktree::escaped(options_.against), ": ", comparedText(), ", ",
                          countsText(*other));
         }
-        printResult(line);
+        if (streamed) {
+            printNote(line);
+        } else {
+            printResult(line);
+        }
         const bool clean = !mine.any(tyktree::Severity::kWarning) &&
                            !(other && other->any(tyktree::Severity::kWarning));
         return clean ? ExitStatus::kClean : ExitStatus::kFindings;
@@ -255,7 +260,7 @@ Action defineSheet(CLI::App& verb) {
     const auto options = std::make_shared<SheetOptions>();
     verb.add_option("TREE", options->tree, "Device root, dump root, pipe, task or frame folder")
         ->required();
-    verb.add_option("-o,--output", options->output, "The page to write")
+    verb.add_option("-o,--output", options->output, "The page to write; - is standard output")
         ->required()
         ->type_name("FILE");
     verb.add_option("--against", options->against, "A second tree to put beside it")

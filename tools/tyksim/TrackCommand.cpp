@@ -65,6 +65,14 @@ public:
     }
 
     ExitStatus run() {
+        if (options_.svg == kStandardOutput) {
+            throw WrongUsage("--svg -: standard output has the values; name a file");
+        }
+        std::optional<OutputFile> drawing;
+        if (!options_.svg.empty()) {
+            drawing.emplace(OutputRequest{options_.svg, foldersOf({&tree_}), options_.force},
+                            Ending::kSeal);
+        }
         begin();
         size_t next = 0;
         inOrder<std::vector<FrameValue>>(
@@ -76,7 +84,10 @@ public:
                 show(tree_.frames[next++], values);
             });
         if (json_) json_->endList();
-        if (!options_.svg.empty()) plot_.write(options_.svg);
+        if (drawing) {
+            plot_.write(*drawing);
+            drawing->commit();
+        }
         noteRepeated();
         return ExitStatus::kClean;
     }
@@ -211,9 +222,6 @@ Action defineTrack(CLI::App& verb) {
     verb.footer(kFooter);
     return [options] {
         return runReading(options->json ? "tyksim.track" : nullptr, [&options](Reading& reading) {
-            if (!options->svg.empty()) {
-                checkOutput(options->svg, {options->tree}, options->force);
-            }
             const OpenedTree tree(reading, options->tree, options->selection);
             return Track(*options, tree, reading).run();
         });

@@ -56,7 +56,8 @@ void addTreeOptions(CLI::App& verb, TreeOptions& options) {
 }
 
 void addForce(CLI::App& verb, bool& force) {
-    verb.add_flag("--force", force, "Replace what stands where the output goes");
+    verb.add_flag("--force", force,
+                  "Replace an earlier output that nobody changed, or something empty");
 }
 
 }  // namespace tyksim
