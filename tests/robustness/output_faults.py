@@ -157,6 +157,27 @@ class Case:
                 *told, again.stdout)
 
 
+def record_reads_only(work):
+    """A recording that cannot write says why, and writes nothing to find that out."""
+    right = content(work / "r")
+    number, image = 1, True
+    while image:
+        shutil.rmtree(work / "p", ignore_errors=True)
+        log = work / "record.log"
+        log.unlink(missing_ok=True)
+        done = run(work, ["record", "p", "--frames", "1", "--size", "16x8", "--config", "config.xml"],
+                   TYK_FAULT_AT=number, TYK_FAULT=errno.EIO, TYK_FAULT_LOG=log, TYK_FAULT_IN="FCWH")
+        calls = log.read_text().splitlines()
+        image = [line for line in calls if line.startswith("!")]
+        if image:
+            number += STEP
+            require(done.returncode == 3 and "record-incomplete" in done.stdout, done.stdout)
+        require(all(line[2:].split()[1] in ("open", "write", "close") for line in calls), calls)
+        for name, held in content(work / "p").items():
+            sofs = [full for path, full in right.items() if path.split("/")[-1] == name.split("/")[-1]]
+            require(any(full.startswith(held) for full in sofs), "not the beginning of it:", name)
+
+
 def main():
     memory = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
     with tempfile.TemporaryDirectory(prefix="tyksim faults ", dir=memory) as name:
@@ -177,6 +198,7 @@ def main():
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             walks = list(pool.map(lambda case: Case(work, *case).walk(), cases))
         require((times(work / "r"), times(work / "s")) == before, "an input changed")
+        record_reads_only(work)
         print(f"{sum(walks)} runs of {len(cases)} kinds")
 
 

@@ -397,6 +397,26 @@ TEST_F(ToolTest, AnOutputReplacesOnlyWhatTyksimMade) {
          "n/e/w/data", ": cannot be written: File too large", "!\nn\n"});
 }
 
+TEST_F(ToolTest, ARecordingIsNoPartOfAnotherTree) {
+    expectAll({
+        {"snap >before; ln -sfn $D l; for o in $D $D/pipe_1 $D/pipe_7 $K $F2 r/data l/pipe_2; do "
+         "t record $o good.jpg --frames 1 && echo TAKEN; done; snap | diff before -",
+         0,
+         {"!TAKEN", "pipe_1: is the folder of a pipe, and a recording makes a tree of its own",
+          "/r' good.jpg --pipe 1\n", "/r' good.jpg --pipe 7\n", "/r' good.jpg --pipe 2\n",
+          "data: is inside the tree of a device root"}},
+        {"mv $D p; for o in p p/pipe_1 p/x; do t record $o --frames 1; echo \"= $?\"; done; ls p",
+         0,
+         {"holds pipes, tasks or frames", "tyksim record ROOT", "= 0", "= 2"}},
+        {"t record new.JPG good.jpg p; t record good.jpg; t record good.jpg a.jpg; t record v; ls "
+         "-d new.JPG",
+         2,
+         {"new.JPG: is a photograph", "in front of it: tyksim record p new.JPG good.jpg\n",
+          "tyksim record ROOT good.jpg a.jpg\n"}},
+        {"mkdir p.jpg; t record p.jpg --frames 1 && rm -r p.jpg", 0, {}},
+    });
+}
+
 TEST_F(ToolTest, ValuesAreOfTheirTypes) {
     std::string fields;
     for (const char* const field :

@@ -1,5 +1,6 @@
 #include "tools/camera/DumpCheck.h"
 
+#include "core/File.h"
 #include "core/Globals.h"
 #include "dump/TreeNames.h"
 #include "host/DeviceRoot.h"
@@ -10,7 +11,6 @@
 #include "tools/output/Files.h"
 #include "tree/FileBytes.h"
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -18,6 +18,7 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <thread>
@@ -35,43 +36,19 @@ std::optional<uint64_t> fileSize(const std::string& path) {
     return static_cast<uint64_t>(info.st_size);
 }
 
-/// errno of making the folder at `path`; 0 where that works.
-int tryFolder(const std::string& path) {
-    if (::mkdir(path.c_str(), 0777) != 0) return errno;
-    ::rmdir(path.c_str());
-    return 0;
-}
-
-/// errno of adding a few bytes to the file at `path`, which may have to be made; 0 where that
-/// works. The file is left as it was.
-int tryFile(const std::string& path) {
-    const std::optional<uint64_t> before = fileSize(path);
-    const int descriptor =
-        ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0666);
-    if (descriptor < 0) return errno;
-    constexpr std::array<char, 4096> kBytes{};
-    int error = 0;
-    if (::write(descriptor, kBytes.data(), kBytes.size()) < 0) error = errno;
-    if (before) {
-        if (::ftruncate(descriptor, static_cast<off_t>(*before)) != 0 && error == 0) error = errno;
-    } else {
-        ::unlink(path.c_str());
-    }
-    ::close(descriptor);
-    return error;
-}
-
-/// errno of opening the file at `path` for writing, or of making it. It is left alone: another
-/// recorder may be writing it.
-int trySharedFile(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor >= 0) {
-        ::close(descriptor);
-        return 0;
-    }
-    if (errno != ENOENT) return errno;
+/// errno of adding `lacking` bytes to the file at `path`, which may not be there, as far as asking
+/// tells; else 0. It is another recorder's as well, perhaps, and is left alone.
+int expectedError(const std::string& path, uint64_t lacking) {
+    const Descriptor file(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file.isOpen() && errno != ENOENT) return errno;
     const std::string folder = std::filesystem::path(path).parent_path().string();
-    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+    if (!file.isOpen() && ::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+        return errno;
+    }
+    rlimit largest{};
+    const bool limited =
+        ::getrlimit(RLIMIT_FSIZE, &largest) == 0 && largest.rlim_cur != RLIM_INFINITY;
+    return limited && fileSize(path).value_or(0) + lacking > largest.rlim_cur ? EFBIG : 0;
 }
 
 /// Name of the tuning file's copy for the MFNR version that the device runs.
@@ -87,10 +64,11 @@ std::string tuningCopyName() {
 
 }  // namespace
 
-std::string reasonFor(const std::string& path, uint64_t lacking, Writers writers) {
+std::string reasonFor(const std::string& path, uint64_t lacking) {
+    // A folder that is missing as well was to be made in the first one that is there.
+    std::string missing = path;
     std::string folder = std::filesystem::path(path).parent_path().string();
-    std::string missing;
-    while (!isThere(folder)) {
+    while (!isThere(folder) && folder != missing) {
         missing = folder;
         folder = std::filesystem::path(folder).parent_path().string();
     }
@@ -102,12 +80,7 @@ std::string reasonFor(const std::string& path, uint64_t lacking, Writers writers
                         " files free)");
         }
     }
-    int error = 0;
-    if (!missing.empty()) {
-        error = tryFolder(missing);
-    } else {
-        error = writers == Writers::kMany ? trySharedFile(path) : tryFile(path);
-    }
+    const int error = expectedError(missing, missing == path ? lacking : 0);
     return error != 0 ? systemReason(error) : "it was not written to its end";
 }
 
@@ -174,7 +147,7 @@ void DumpCheck::checkTuning() {
         if (looks > 1) std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     tuningLacks_ = true;
-    report(path, "a copy of the tuning file", found ? "an empty file" : "none", 1, Writers::kMany);
+    report(path, "a copy of the tuning file", found ? "an empty file" : "none", 1);
 }
 
 void DumpCheck::checkFile(const std::string& devicePath, uint64_t expected) {
@@ -189,12 +162,12 @@ void DumpCheck::checkFile(const std::string& devicePath, uint64_t expected) {
 }
 
 void DumpCheck::report(const std::string& path, const std::string& expected,
-                       const std::string& found, uint64_t lacking, Writers writers) {
+                       const std::string& found, uint64_t lacking) {
     tyktree::FramePlace place;
     place.pipe = simulation_.pipeId;
     place.frame = position_;
     findings_.add({tyktree::RuleId::kRecordIncomplete, path, place, expected, found,
-                   reasonFor(path, lacking, writers), ""});
+                   reasonFor(path, lacking), ""});
 }
 
 void DumpCheck::count(uint64_t bytes) {

@@ -14,9 +14,6 @@
 
 namespace tyksim {
 
-/// Who writes a file: one recording, or all that are at work on the device.
-enum class Writers { kOne, kMany };
-
 /// Bytes of the value that an entry of the dump list finds in the parameter-set service; none for
 /// one that the library does not carry.
 using DumpedSize = std::function<std::optional<uint64_t>(const PipelineSimulation::tagInfo& entry)>;
@@ -43,7 +40,7 @@ private:
     void checkTuning();
     void checkFile(const std::string& devicePath, uint64_t expected);
     void report(const std::string& path, const std::string& expected, const std::string& found,
-                uint64_t lacking, Writers writers = Writers::kOne);
+                uint64_t lacking);
     void count(uint64_t bytes);
 
     PipelineSimulation& simulation_;
@@ -56,9 +53,8 @@ private:
     uint64_t bytes_ = 0;
 };
 
-/// Why a file or folder of a recording is not there, or lacks `lacking` bytes: the same is tried
-/// again, and taken back where it works; a file that others write, too, is only opened. In the
-/// system's words, as far as it still knows.
-std::string reasonFor(const std::string& path, uint64_t lacking, Writers writers = Writers::kOne);
+/// Why a file or folder of a recording is not there, or lacks `lacking` bytes: in the system's
+/// words, as far as room, permissions and limits tell. Nothing is written for it.
+std::string reasonFor(const std::string& path, uint64_t lacking);
 
 }  // namespace tyksim

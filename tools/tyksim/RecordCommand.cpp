@@ -14,6 +14,7 @@
 #include "tools/camera/FrameSource.h"
 #include "tools/camera/LiveValues.h"
 #include "tools/camera/PipeLock.h"
+#include "tools/camera/RecordRoot.h"
 #include "tools/output/Files.h"
 #include "tools/output/FindingPrinter.h"
 #include "tools/output/Interruption.h"
@@ -26,7 +27,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
@@ -122,20 +122,12 @@ void setProperties(const std::vector<std::string>& properties) {
     }
 }
 
-/// `folder` from the file system's root, without a slash at its end: "" is the root itself.
-std::string absolute(const std::string& folder) {
-    if (folder.empty()) throw WrongUsage("ROOT: expected a folder, found \"\"");
-    std::string path = std::filesystem::absolute(folder).lexically_normal().string();
-    if (path.back() == '/') path.pop_back();
-    return path;
-}
-
 /// One run of the simulated camera.
 class Recording {
 public:
     explicit Recording(const RecordOptions& options)
         : options_(options),
-          root_(absolute(options.root)),
+          root_(recordRoot(options.root, options.images)),
           source_(makeSource(options)),
           setup_(root_, options.pipe, options.tagsFile, options.configFile),
           log_(options.logLevel) {}
