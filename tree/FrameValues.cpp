@@ -1,10 +1,7 @@
 #include "tree/FrameValues.h"
 
-#include "core/Limits.h"
 #include "tree/FileBytes.h"
 #include "tree/Parameter.h"
-
-#include <climits>
 
 #include <algorithm>
 #include <cstdio>
@@ -72,26 +69,25 @@ std::vector<FrameValue> FrameValueReader::read(const FrameListing& listing) {
 
 void FrameValueReader::readScene(const std::string& path, const FrameListing* listing,
                                  std::vector<FrameValue>& values) {
-    SceneRecord record;
-    std::string problem = readSceneXml(path + "/" + kSceneXmlName, record);
-    if (!problem.empty()) {
+    std::string problem;
+    std::optional<SceneRecord> record = readSceneXml(path + "/" + kSceneXmlName);
+    if (!record) {
         // Only now is it worth a look at what else the frame has.
         if (!listing) {
-            if (!listing_.read(path)) problem = std::generic_category().message(listing_.error());
+            static_cast<void>(listing_.read(path));
             listing = &listing_;
         }
         const SceneSources sources = tyktree::readScene(*listing, {}, nullptr);
-        if (!sources.xmlThere && listing->error() == 0) problem.clear();
-        if (sources.xmlThere || !sources.fromParameter) {
-            for (size_t i = 0; i < names_.size(); ++i) {
-                if (names_[i].scene) values[i].problem = problem;
-            }
-            return;
+        if (sources.record()) record = *sources.record();
+        problem = sources.problem;
+        if (!record && problem.empty() && listing->error() != 0) {
+            problem = std::generic_category().message(listing->error());
         }
-        record = *sources.fromParameter;
     }
     for (size_t i = 0; i < names_.size(); ++i) {
-        if (names_[i].scene) values[i].values = {sceneValue(*names_[i].scene, record)};
+        if (!names_[i].scene) continue;
+        if (record) values[i].values = {sceneValue(*names_[i].scene, *record)};
+        values[i].problem = problem;
     }
 }
 
@@ -106,9 +102,9 @@ void FrameValueReader::readTags(const FrameListing& listing, std::vector<FrameVa
 }
 
 void FrameValueReader::readTag(const std::string& path, const ValueName& name, FrameValue& value) {
-    // Fields lie at the front of what a tag may have; a blob is summed up whole.
-    const ReadResult result = name.field ? readFileBytes(path, kMaxFixedBytes, bytes_)
-                                         : readSummedFile(path, 0, bytes_, value.crc32);
+    const ReadResult result =
+        name.field ? readFileBytes(path, name.field->offset + name.field->bytes(), bytes_)
+                   : readSummedFile(path, 0, bytes_, value.crc32);
     if (!result.ok()) {
         value.problem = reasonOf(result);
         return;
@@ -118,13 +114,10 @@ void FrameValueReader::readTag(const std::string& path, const ValueName& name, F
         value.isBlob = true;
         return;
     }
+    value.problem = shortfall(*name.field, name.element, bytes_.size());
+    if (!value.problem.empty()) return;
     value.values = decodeField(*name.field, bytes_.data(), bytes_.size());
-    if (name.element && *name.element < value.values.size()) {
-        value.values = {value.values[*name.element]};
-    } else if (name.element) {
-        value.values.clear();
-    }
-    if (value.values.empty()) value.problem = "the file ends before the field";
+    if (name.element) value.values = {value.values[*name.element]};
 }
 
 }  // namespace tyktree

@@ -35,7 +35,7 @@ public:
     explicit FrameValueReader(std::vector<ValueName> names);
 
     /// The values of the frame folder at `path`, in the order of the names. A scene field is what
-    /// the text file says, and where there is none what the parameter file does.
+    /// SceneSources::record() says.
     std::vector<FrameValue> read(const std::string& path);
 
     /// As above from a listing that is there already.

@@ -6,7 +6,8 @@ std::vector<DecodedField> Parameter::fields() const {
     std::vector<DecodedField> decoded;
     if (!tag) return decoded;
     for (const tykhost::TagField& field : tag->fields) {
-        decoded.push_back({&field, decodeField(field, bytes.data(), bytes.size())});
+        decoded.push_back({&field, decodeField(field, bytes.data(), bytes.size()),
+                           shortfall(field, std::nullopt, result.size)});
     }
     return decoded;
 }

@@ -15,7 +15,8 @@ namespace tyktree {
 /// A field with its elements.
 struct DecodedField {
     const tykhost::TagField* field;
-    std::vector<Value> values;
+    std::vector<Value> values;  ///< as far as the bytes reach
+    std::string problem;        ///< what the file lacks of it, in words; "" where it is whole
 };
 
 /// A parameter that was read.
@@ -26,7 +27,7 @@ struct Parameter {
     std::vector<uint8_t> bytes;  ///< the file's, at most as many as were asked for
     uint32_t crc32 = 0;          ///< of the whole file
 
-    /// Its fields, where the tag's are known, as far as the bytes reach.
+    /// Its fields, where the tag's are known.
     std::vector<DecodedField> fields() const;
 };
 

@@ -3,6 +3,7 @@
 #include "core/XmlFile.h"
 #include "records/SceneXml.h"
 #include "tree/FileBytes.h"
+#include "tree/FolderReader.h"
 #include "tree/XmlExtra.h"
 
 #include <climits>
@@ -14,7 +15,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <set>
 #include <vector>
 
@@ -198,11 +198,15 @@ private:
     }
 
     void readXml(const FileEntry& xml) {
-        if (!xml.regular() || !xml.readable) return;  // said of the file
+        if (!xml.regular() || !xml.readable) {  // a finding of the file
+            sources_.problem = xml.regular() ? systemReason(EACCES) : "not a regular file";
+            return;
+        }
         pugi::xml_document document;
         const pugi::xml_parse_result result = parseXmlFile(document, pathOf(kSceneXmlName).c_str());
         if (!result) {
-            add(RuleId::kSceneXml, kSceneXmlName, "an XML document", "none", result.description());
+            sources_.problem = result.description();
+            add(RuleId::kSceneXml, kSceneXmlName, "an XML document", "none", sources_.problem);
             return;
         }
         sources_.fromFiles = blocks_.record;
@@ -336,6 +340,13 @@ const Field* findSceneField(std::string_view name) {
 }
 
 std::string sceneText(const Field& field, const SceneRecord& record) {
+    if (field.type != SceneType::kFloat) return sceneXmlText(field, record);
+    char digits[64];
+    const auto result = std::to_chars(digits, digits + sizeof(digits), load<float>(field, record));
+    return {digits, result.ptr};
+}
+
+std::string sceneXmlText(const Field& field, const SceneRecord& record) {
     switch (field.type) {
         case SceneType::kUnsigned:
             return std::to_string(load<uint32_t>(field, record));
@@ -377,26 +388,17 @@ SceneSources readScene(const FrameListing& listing, const FramePlace& place,
     return SceneReader(listing, place, findings).read();
 }
 
-std::string readSceneXml(const std::string& path, SceneRecord& record) {
-    pugi::xml_document document;
-    const pugi::xml_parse_result result = parseXmlFile(document, path.c_str());
-    if (!result) return result.description();
-    readSceneFields(document, record.bytes.data());
-    return "";
+const SceneRecord* SceneSources::record() const {
+    const std::optional<SceneRecord>& source = xmlThere ? fromFiles : fromParameter;
+    return source ? &*source : nullptr;
 }
 
-std::string toSceneXml(const SceneRecord& record) {
-    struct Writer final : pugi::xml_writer {
-        std::string text;
-        void write(const void* data, size_t size) override {
-            text.append(static_cast<const char*>(data), size);
-        }
-    };
+std::optional<SceneRecord> readSceneXml(const std::string& path) {
     pugi::xml_document document;
-    if (!buildSceneDocument(document, record.bytes.data())) throw std::bad_alloc();
-    Writer writer;
-    saveSceneDocument(document, writer);
-    return std::move(writer.text);
+    SceneRecord record;
+    if (!parseXmlFile(document, path.c_str())) return std::nullopt;
+    if (!readSceneFields(document, record.bytes.data())) return std::nullopt;
+    return record;
 }
 
 }  // namespace tyktree

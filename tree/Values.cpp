@@ -156,6 +156,10 @@ std::optional<uint32_t> takeElement(std::string_view& name) {
     return element;
 }
 
+std::string bytesText(uint64_t count) {
+    return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
+
 std::string joined(const std::vector<std::string>& words) {
     std::string text;
     for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
@@ -270,6 +274,10 @@ ValueName resolveName(std::string_view name, const TagCatalog& catalog,
     refuseName(name, catalog, tagNames);
 }
 
+bool isSingle(const TagField& field) {
+    return field.count == 1 || field.type == FieldType::text;
+}
+
 std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size_t size) {
     std::vector<Value> values;
     if (field.offset >= size) return values;
@@ -285,6 +293,18 @@ std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size
     const size_t count = std::min<size_t>(field.count, room / width);
     for (size_t i = 0; i < count; ++i) values.push_back(decodeOne(field.type, from + i * width));
     return values;
+}
+
+std::string shortfall(const TagField& field, std::optional<uint32_t> element, uint64_t size) {
+    const uint64_t width = tykhost::bytesOf(field.type);
+    const uint64_t room = size - std::min<uint64_t>(size, field.offset);
+    const uint64_t wanted = width * (element ? uint64_t{*element} + 1 : field.count);
+    if (room >= wanted) return "";
+    const bool isWhole = element || field.count == 1;
+    if (isWhole || room < width) return "the value ends before it, after " + bytesText(size);
+    const char* const parts = field.type == FieldType::text ? " bytes" : " elements";
+    return "the value ends after " + std::to_string(room / width) + " of its " +
+           std::to_string(field.count) + parts;
 }
 
 std::string encodeField(const TagField& field, std::optional<uint32_t> element,

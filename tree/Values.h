@@ -47,8 +47,17 @@ struct ValueName {
 ValueName resolveName(std::string_view name, const TagCatalog& catalog,
                       const std::vector<std::string>& tagNames = {});
 
-/// The elements of a field in a value's bytes (one for text); fewer where the bytes end before.
+/// Whether a field is one number or one text, and not an array.
+bool isSingle(const tykhost::TagField& field);
+
+/// The elements of a field in a value's bytes (one for text); fewer where the bytes end before,
+/// which shortfall() tells.
 std::vector<Value> decodeField(const tykhost::TagField& field, const uint8_t* bytes, size_t size);
+
+/// What a value of `size` bytes lacks of a field, or of one element of it, in words; "" where all
+/// of it is there.
+std::string shortfall(const tykhost::TagField& field, std::optional<uint32_t> element,
+                      uint64_t size);
 
 /// Stores `text` (elements separated by commas where `element` is none and the field has several)
 /// in the bytes of a value. Returns "" or what is wrong, with the range.

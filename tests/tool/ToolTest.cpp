@@ -324,6 +324,35 @@ TEST_F(ToolTest, CopiesTakeAndSetWhatIsAskedFor) {
         {"t replay r --set ev1=-0.25 --entry folder --show-scene --frames 3 --loop 2 --verify",
          0,
          {"ev1 = -0.25", "2 replayed", "findings: 0"}},
+        {"for v in '*NONE*' ''; do t copy r -o p --only-tags \"$v\" && echo TAKEN; done; t copy r "
+         "-o p "
+         "--tags '*GAIN*' || t copy r -o p --only-tags '*WB*' --set total_gain=5 || { rm "
+         "$K/*/*WB_G*; "
+         "t copy r -o p --set KELV_TAG_WB_GAINS.red=1; } || t replay r --set "
+         "KELV_TAG_WB_GAINS.red=1",
+         2,
+         {"found *NONE*; there is KELV_", "found \"\" (", "!TAKEN", "--only-tags takes patterns",
+          "total_gain=5: none of the selected frames has a file", "GAINS.red=1: none of the"}},
+        // A value keeps the size of its tag, and else of its file.
+        {"for v in STREAM_QUALITY=0707 ISCENE_INFO=00 GYRO_SAMPLES=@e; do : >e; t copy r -o p "
+         "--set "
+         "KELV_TAG_$v && echo TAKEN; rm -f r/tags.xml; done; t copy r -o p --set "
+         "KELV_TAG_STREAM_QUALITY=0707; cmp $F2/*QUALITY* p${F2#r}/*QUALITY*",
+         0,
+         {"expected 1 byte, the size of tag", "expected 8512 bytes, the size of tag",
+          "expected at least one byte, found none", "!TAKEN",
+          "not changed: KELV_TAG_STREAM_QUALITY: expected 1 byte, as the file has, found 2"}},
+        // What cannot be read is left out and said.
+        {"n=; [ $(id -u) != 0 ] || n='setpriv --bounding-set=-dac_override,-dac_read_search'; "
+         "chmod 0 $F2/FCWH* $F3/*WB_G* $D/pipe_1/mfnr* $D/*.xml; rm r/tags.xml; eval \"$n $T copy "
+         "r -o "
+         "p --set KELV_TAG_WB_GAINS.red=1 --tags base/tags.xml\" || echo \"st $?\"; chmod -R u+r "
+         "r; "
+         "diff -rq r p | grep -c '^Only in r'; diff -rq r p | grep -c differ",
+         0,
+         {"nv21.yuv: cannot be read: Permission denied; left out\n",
+          "mfnr5.2.xml: cannot be read:", "dumpConfig.xml: cannot be read:",
+          "WB_GAINS.bin: cannot be read: Permission denied; left out\n", "st 3", "\n5\n2\n"}},
         {"t copy r -o p --set total_gain=2147483648", 2, {"from 0 to 2147483647"}},
         {"t copy r -o p --set KELV_TAG_WB_GAINS.red=x", 2, {"expected a number of at most"}},
         {"t copy r -o p --set totl_gain=1", 2, {"nearest: total_gain"}},
@@ -417,6 +446,47 @@ TEST_F(ToolTest, ARecordingIsNoPartOfAnotherTree) {
     });
 }
 
+TEST_F(ToolTest, OnlyWhatIsNamedIsSetAndEveryVerbShowsWhatAReplayBrings) {
+    // Frame 2 lacks fields that the blocks have, and has a text that is no number.
+    const std::string damaged =
+        "X=iSceneInfo.xml; sed -i '/<hdr_detect_out>/,/<.hdr_detect_out>/d; "
+        "s/gain>.*</gain>\\t12abc <!-- x --></' $F2/$X; "
+        "values() { t track $1 ev0 ev1 ev2 exp_time --frames $2 --csv | tail -1; { t show $1 "
+        "--frames $2; t replay $1 --entry folder --show-scene --frames $2; } | grep 'ev[012] ' | "
+        "tr -s ' '; }; ";
+    const Row rows[] = {
+        {"values base 2 >a; values r 2 >b; cmp a b; t copy r -o p --set exp_time=77; "
+         "sed 's/time>.*</time>77</' $F2/$X | cmp - p${F2#r}/$X; values p 2",
+         0,
+         {"\n1,1,2,2,2,-0.5,-2.5,1,77\n", "hdr_detect_out/ev1 -2.5\n", "ev2 = 1\n"}},
+        // A field whose element is missing gets one; the others in it keep their values.
+        {"t copy r -o p --set ev1=0.7 --frames 2; values p 1; diff $F2/$X p/data/*/*/*/*/*/*/$X; "
+         "t diff $F2 p/data/*/*/*/*/*/*; t check p",
+         3,
+         {"ev1: -2.5 -> 0.7\n", "\n1,1,1,2,2,-0.5,0.7,1,11250000\n", "hdr_detect_out/ev1 0.7\n",
+          "\n4a5\n", "hdr_detect_out/ev1: -2.5 -> 0.7\n", "found \"12abc\"", "!missing"}},
+        {"iconv -t UTF-16 $F2/$X >x; cat x >$F2/$X; t copy r -o p --set exp_time=8 --set ev2=9; "
+         "iconv -f UTF-16 p${F2#r}/$X | grep -E '12abc|time'; values p 2",
+         0,
+         {"<total_gain>\t12abc <!-- x --></total_gain>\n", "<exp_time>8<", ",-0.5,-2.5,9,8\n"}},
+        // What cannot be set is said; the rest is.
+        {"echo '<x/>' >$F2/$X; truncate -s 9 $F2/*_DETECT_OUT* $F2/*ISCENE_INFO* $F2/*WB_GAINS*; "
+         "echo '<' >$F3/$X; t copy r -o p --set ev0=4 --set KELV_TAG_WB_GAINS.gains[3]=8; "
+         "cmp $F2/*WB_G* p${F2#r}/*WB_G*; t track p ev0 KELV_TAG_WB_GAINS.gains[3] --csv",
+         3,
+         {"2/iSceneInfo.xml: not changed: no element iSceneInfo\n",
+          "2/ISCENE_CAP_INFO_DETECT_OUT.bin: not changed: expected 4904 bytes, found 9\n",
+          "_INFO.bin: not changed: ev0: expected a record of 8512 bytes, found 9\n",
+          "_GAINS.bin: not changed: KELV_TAG_WB_GAINS.gains[3]: expected a value of at least",
+          "3/iSceneInfo.xml: not changed: ", "1,1,1,1,1,4,8\n", "frame 3: KELV_TAG_WB",
+          "!frame 3: ev0"}},
+    };
+    for (const Row& row : rows) {
+        const std::string script = damaged + row.script;
+        expect({script.c_str(), row.status, row.texts});
+    }
+}
+
 TEST_F(ToolTest, ValuesAreOfTheirTypes) {
     std::string fields;
     for (const char* const field :
@@ -453,21 +523,61 @@ TEST_F(ToolTest, ValuesAreOfTheirTypes) {
          "t track p $W.d $W.h --csv",
          0,
          {",1,1,1,0\n", ",2,2,32768,9223372036854775808\n", ",3,3,65534,18446744073709551615\n"}},
+        {"n=0; for v in h=18446744073709551613..18446744073709551615 "
+         "h=9007199254740993..9007199254740997 h=4..1 g=-9223372036854775808..9223372036854775807 "
+         "i=-1.7e308..1.7e308 i=1.7e308..1.5e308; do t copy r -o p --set $W.$v >x; t track p "
+         "$W.${v%%=*} "
+         "--csv | tail -2 | cut -d, -f6; rm -r p; done | tr '\\n' ' '",
+         0,
+         {"18446744073709551614 18446744073709551615 9007199254740995 9007199254740997 3 1 0 "
+          "9223372036854775807 0 1.7e+308 1.6e+308 1.5e+308"}},
         {"for v in a=256,1 a=1 a=1,2,3 b=-129 c=40000 d=-1 e=2147483648 f=4294967296 "
-         "g=9223372036854775808 h=-1 h=1.5 i=1e400 i= s=abcde a[2]=1 s[0]=1 red=1e39; do "
+         "g=9223372036854775808 h=-1 h=1.5 i=1e400 i= s=abcde a[2]=1 s[0]=1 red=1e39 i=inf..1 "
+         "i=1..nan a=1,2..3,4 h=1..x; do "
          "t copy r -o p --set $W.$v && echo TAKEN; done; ls p",
          2,
-         {"found \"256\"", "found 1\n", "found 3\n", "from -128 to 127", "from -32768 to 32767",
-          "from 0 to 65535", "from -2147483648 to 2147483647", "from 0 to 4294967295",
-          "from -9223372036854775808 to 9223372036854775807", "from 0 to 18446744073709551615",
-          "found \"1.5\"", "at most 1.7976931348623157e+308, found \"1e400\"", "found \"\"",
-          "at most 4 bytes, found 5", ".a[2]\": no tag, field", ".s[0]\": no tag, field",
-          "at most 3.4028235e+38, found \"1e39\"", "!TAKEN"}},
+         {"found \"256\"",
+          "found 1\n",
+          "found 3\n",
+          "from -128 to 127",
+          "from -32768 to 32767",
+          "from 0 to 65535",
+          "from -2147483648 to 2147483647",
+          "from 0 to 4294967295",
+          "from -9223372036854775808 to 9223372036854775807",
+          "from 0 to 18446744073709551615",
+          "found \"1.5\"",
+          "at most 1.7976931348623157e+308, found \"1e400\"",
+          "found \"\"",
+          "at most 4 bytes, found 5",
+          ".a[2]\": no tag, field",
+          ".s[0]\": no tag, field",
+          "at most 3.4028235e+38, found \"1e39\"",
+          "i=inf..1: expected a ramp",
+          "i=1..nan: expected a",
+          "a=1,2..3,4: expected a ramp",
+          "found \"x\"",
+          "!TAKEN"}},
         // The file of a value that was cut: what is there is shown, what is not is missed.
-        {"t copy r -o p --set $W=00c0000102 --frames 1; "
-         "t track p $W.a $W.b $W.e $W.g --csv; echo \"st $?\"",
+        {"G=$(echo $F2/*WB_GAINS*); truncate -s 5 $G; t track r $W.a $W.b $W.e $W.s --csv --frames "
+         "2; "
+         "truncate -s 1 $G; t track r $W.a[0] $W.a $W.s --json --frames 2; t show $F2; "
+         "t show $F2 --json >j || echo \"st $?\"; grep -o '\"a\":.*\"c\"' j",
          0,
-         {"1,1,1,1,1,\"0,192\",1,,\n", ".e: the file ends before the field", "st 3"}},
+         {"1,1,2,2,2,\"14,45\",63,,\\x0E-\\xE2?\n", ".e: the value ends before it, after 5 bytes\n",
+          "\"values\":{\"KELV_TAG_WB_GAINS.a[0]\":14,\"KELV_TAG_WB_GAINS.a\":null,",
+          ".a: the value ends after 1 of its 2 elements\n",
+          ".s: the value ends after 1 of its 4 bytes\n", " 14 (cut off)\n", "st 3",
+          "\"a\":[14],\"b\":null,\"c\""}},
+        // What is no UTF-8, or moves the cursor.
+        {"t show r --frames 2 --tag $W --json; t track r $W.s --json; printf '\\033,\"' | dd "
+         "of=$(echo $F2/*WB_GAINS*) conv=notrunc; t track r $W.s --csv; t diff r base --json",
+         3,
+         {"\"s\":\"\\u000e-\ufffd?\",\"s_base64\":\"Di3iPw==\"",
+          "{\"KELV_TAG_WB_GAINS.s\":\"w\ufffd\ufffd?\",\"KELV_TAG_WB_GAINS.s_base64\":\"d77fPw=="
+          "\"}",
+          "1,1,2,2,2,\"\\x1B,\"\"?\"\n", "!\x1b",
+          "\"b\":\"\\u000e-\ufffd?\",\"b_base64\":\"Di3iPw==\""}},
         {"for v in $W=0xA $W=0x0g $W=@none =3 a; do t copy r -o p --set $v; done; "
          "t track r normal_num",
          2,

@@ -31,8 +31,8 @@ Json valuesJson(const std::vector<ValueDifference>& values) {
     for (const ValueDifference& value : values) {
         Json item = Json::object();
         addText(item, "name", value.name);
-        item["a"] = toJson(value.a);
-        item["b"] = toJson(value.b);
+        addValue(item, "a", value.a);
+        addValue(item, "b", value.b);
         list.push_back(std::move(item));
     }
     return list;

@@ -285,11 +285,10 @@ void FrameComparer::compareScenes(const tyktree::FrameRef& a, const tyktree::Fra
     const tyktree::SceneSources inA = readScene(a_, a.place(), nullptr);
     const tyktree::SceneSources inB = readScene(b_, b.place(), nullptr);
     const auto unread = [this](const tyktree::SceneSources& scene, const FrameListing& listing) {
-        if (!scene.xmlThere || scene.fromFiles) return;
-        tyktree::SceneRecord ignored;
+        if (scene.problem.empty()) return;
         const std::string path = listing.path() + "/" + kSceneXmlName;
         result_.problems.push_back(
-            text(tyktree::escaped(path), ": cannot be read: ", readSceneXml(path, ignored)));
+            text(tyktree::escaped(path), ": cannot be read: ", scene.problem));
     };
     unread(inA, a_);
     unread(inB, b_);

@@ -3,6 +3,7 @@
 #include "core/File.h"
 #include "tools/output/Console.h"
 #include "tools/output/Unfinished.h"
+#include "tree/Escape.h"
 
 #include <array>
 #include <cerrno>
@@ -19,6 +20,10 @@ namespace {
 
 [[noreturn]] void fail(const std::string& path, const char* what, int error) {
     throw Failure(text(shownPath(path), ": cannot be ", what, ": ", systemReason(error)));
+}
+
+[[noreturn]] void failToRead(const std::string& source, const std::string& reason) {
+    throw SourceUnreadable(text(tyktree::escaped(source), ": cannot be read: ", reason));
 }
 
 bool writeAll(int descriptor, const char* from, size_t size) {
@@ -46,7 +51,11 @@ void transfer(int from, const std::string& source, int to, const std::string& ta
     while (true) {
         const ssize_t count = ::read(from, buffer.data(), buffer.size());
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail(source, "read", errno);
+        if (count < 0) {
+            const int error = errno;
+            ::unlink(target.c_str());
+            failToRead(source, systemReason(error));
+        }
         if (count == 0) return;
         if (!writeAll(to, buffer.data(), static_cast<size_t>(count))) {
             fail(target, "written", errno);
@@ -59,8 +68,10 @@ void transfer(int from, const std::string& source, int to, const std::string& ta
 void cloneFile(const std::string& source, const std::string& target) {
     const Descriptor from(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
-    if (!from.isOpen() || ::fstat(from.number(), &status) != 0) fail(source, "read", errno);
-    if (!S_ISREG(status.st_mode)) fail(source, "read", EINVAL);
+    if (!from.isOpen() || ::fstat(from.number(), &status) != 0) {
+        failToRead(source, systemReason(errno));
+    }
+    if (!S_ISREG(status.st_mode)) failToRead(source, "not a regular file");
     NewFile to(target);
     if (::ioctl(to.descriptor(), FICLONE, from.number()) != 0) {
         transfer(from.number(), source, to.descriptor(), target);

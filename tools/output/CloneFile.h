@@ -1,13 +1,23 @@
 // Copies of files that share storage where the file system can.
 #pragma once
 
+#include "tools/output/Console.h"
+
 #include <string>
 #include <string_view>
 
 namespace tyksim {
 
+/// The source of a copy cannot be read. The text names it, with the system's reason.
+class SourceUnreadable : public Failure {
+public:
+    using Failure::Failure;
+};
+
 /// Makes `target`, which must not be there, a copy of the regular file `source`: a clone where the
-/// file system has clones, never a hard link. Failure with the path and the system's reason.
+/// file system has clones, never a hard link. SourceUnreadable when `source` cannot be read to its
+/// end; there is no target then. Failure with the path and the system's reason when the target
+/// cannot be made or written.
 void cloneFile(const std::string& source, const std::string& target);
 
 /// A file being made, which must not be there. Its calls throw Failure with the path and the

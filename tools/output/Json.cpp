@@ -36,13 +36,17 @@ std::string base64(std::string_view bytes) {
     return text;
 }
 
-void addText(Json& object, const char* key, std::string_view text) {
+void addText(Json& object, const std::string& key, std::string_view text) {
     if (tyktree::isUtf8(text)) {
         object[key] = std::string(text);
         return;
     }
     object[key] = tyktree::toUtf8(text);
-    object[std::string(key) + "_base64"] = base64(text);
+    object[key + "_base64"] = base64(text);
+}
+
+std::string keyOf(std::string_view name) {
+    return tyktree::isUtf8(name) ? std::string(name) : tyktree::escaped(name);
 }
 
 JsonDocument::JsonDocument(std::string_view schema, int version) {

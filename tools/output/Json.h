@@ -12,7 +12,11 @@ using Json = nlohmann::ordered_json;
 
 /// Adds `text` to an object. Where it is no UTF-8, the member holds U+FFFD for each byte that is
 /// none, and a second member `key` + "_base64" holds the exact bytes.
-void addText(Json& object, const char* key, std::string_view text);
+void addText(Json& object, const std::string& key, std::string_view text);
+
+/// `name` as the key of a member. One that is no UTF-8 is spelled as escaped() does, so that two
+/// names stay two.
+std::string keyOf(std::string_view name);
 
 /// `bytes` in Base64.
 std::string base64(std::string_view bytes);

@@ -8,6 +8,16 @@
 
 namespace tyksim {
 
+namespace {
+
+Json listOf(const std::vector<tyktree::Value>& values) {
+    Json list = Json::array();
+    for (const tyktree::Value& value : values) list.push_back(toJson(value));
+    return list;
+}
+
+}  // namespace
+
 Json toJson(const tyktree::Value& value) {
     if (const auto* number = std::get_if<int64_t>(&value)) return *number;
     if (const auto* number = std::get_if<uint64_t>(&value)) return *number;
@@ -19,20 +29,31 @@ Json toJson(const tyktree::Value& value) {
     return nullptr;
 }
 
-Json toJson(const std::vector<tyktree::Value>& values) {
-    if (values.empty()) return nullptr;
-    if (values.size() == 1) return toJson(values.front());
-    Json list = Json::array();
-    for (const tyktree::Value& value : values) list.push_back(toJson(value));
-    return list;
+void addValue(Json& object, const std::string& key, const tyktree::Value& value) {
+    if (const auto* text = std::get_if<std::string>(&value)) {
+        addText(object, key, *text);
+    } else {
+        object[key] = toJson(value);
+    }
 }
 
-Json toJson(const tyktree::FrameValue& value) {
-    if (!value.isBlob) return toJson(value.values);
-    Json blob = Json::object();
-    blob["crc32"] = fmt::format("{:08x}", value.crc32);
-    blob["size"] = value.size;
-    return blob;
+void addField(Json& object, const tyktree::DecodedField& field) {
+    const std::string key = keyOf(field.field->name);
+    if (tyktree::isSingle(*field.field) || field.values.empty()) {
+        addValue(object, key, field.values.empty() ? tyktree::Value() : field.values.front());
+    } else {
+        object[key] = listOf(field.values);
+    }
+}
+
+void addValue(Json& object, const std::string& key, const tyktree::FrameValue& value) {
+    if (value.isBlob) {
+        object[key] = {{"crc32", fmt::format("{:08x}", value.crc32)}, {"size", value.size}};
+    } else if (value.values.size() > 1) {
+        object[key] = listOf(value.values);
+    } else {
+        addValue(object, key, value.absent() ? tyktree::Value() : value.values.front());
+    }
 }
 
 Json toJson(const tyktree::SceneRecord& record) {

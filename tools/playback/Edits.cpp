@@ -2,15 +2,15 @@
 
 #include "core/Limits.h"
 #include "tools/output/Console.h"
+#include "tools/output/Units.h"
 #include "tree/Escape.h"
 #include "tree/FileBytes.h"
+#include "tree/FrameListing.h"
 #include "tree/Parameter.h"
 
 #include <climits>
 
-#include <charconv>
-#include <cmath>
-#include <cstdlib>
+#include <algorithm>
 #include <utility>
 
 namespace tyksim {
@@ -64,45 +64,84 @@ std::vector<uint8_t> wholeValue(const std::string& setting, const std::string& v
     return bytes;
 }
 
-bool isReal(const tyktree::ValueName& name) {
-    if (name.scene) return name.scene->type == SceneType::kFloat;
-    return name.field && (name.field->type == FieldType::f32 || name.field->type == FieldType::f64);
+/// Refuses a whole value of a size that its tag does not have. Whether that size is known.
+bool checkSize(const std::string& setting, const std::string& tagName, size_t size,
+               const tyktree::TagCatalog& catalog) {
+    if (size == 0) refuse(setting, "expected at least one byte, found none");
+    const tykhost::TagEntry* const tag = catalog.byName(tagName);
+    const bool isFixed = tag && tag->kind == tykhost::TagKind::fixed;
+    if (!isFixed && tagName != kSceneTagName) return false;
+    const auto expected = isFixed ? static_cast<size_t>(tag->size) : size_t{kSceneRecordBytes};
+    if (size == expected) return true;
+    refuse(setting, text("expected ", counted(expected, "byte", "bytes"), ", the size of tag ",
+                         tyktree::escaped(tagName), ", found ", size));
 }
 
-/// A fraction of the way from one number to another, in the words of the field's type.
-std::string between(const std::string& first, const std::string& last, FrameTurn turn, bool real) {
-    if (turn.count <= 1 || turn.index == 0) return first;
-    if (turn.index + 1 == turn.count) return last;
-    const double part = static_cast<double>(turn.index) / static_cast<double>(turn.count - 1);
-    const double from = std::strtod(first.c_str(), nullptr);
-    const double to = std::strtod(last.c_str(), nullptr);
-    const double value = from + (to - from) * part;
-    if (real) return tyktree::toText(tyktree::Value(value));
-    const double whole = std::round(value);
-    return whole < 0 ? text(static_cast<int64_t>(whole)) : text(static_cast<uint64_t>(whole));
+Ramp::Kind kindOf(const tyktree::ValueName& name) {
+    if (name.scene) {
+        const bool isReal = name.scene->type == SceneType::kFloat;
+        return isReal ? Ramp::Kind::kReal : Ramp::Kind::kSigned;
+    }
+    switch (name.field->type) {
+        case FieldType::f32:
+        case FieldType::f64:
+            return Ramp::Kind::kReal;
+        case FieldType::i8:
+        case FieldType::i16:
+        case FieldType::i32:
+        case FieldType::i64:
+            return Ramp::Kind::kSigned;
+        default:
+            return Ramp::Kind::kUnsigned;
+    }
+}
+
+/// The bytes of the scene record that are under a name.
+void addBytes(const tyktree::ValueName& name, SceneBytes& bytes) {
+    size_t begin = 0;
+    size_t count = kSceneRecordBytes;
+    if (name.scene) {
+        begin = static_cast<size_t>(name.scene->offset);
+        count = static_cast<size_t>(name.scene->width);
+    } else if (name.field) {
+        const size_t width = tykhost::bytesOf(name.field->type);
+        begin = name.field->offset + width * name.element.value_or(0);
+        count = name.element ? width : static_cast<size_t>(name.field->bytes());
+    }
+    for (size_t i = begin; i < std::min(begin + count, bytes.size()); ++i) bytes.set(i);
 }
 
 /// The part of a value that a change is about, in words.
-std::string shownField(const tyktree::ValueName& name, const std::vector<uint8_t>& bytes) {
-    std::vector<tyktree::Value> values =
+std::string shown(const tyktree::ValueName& name, const std::vector<uint8_t>& bytes) {
+    if (name.scene) {
+        tyktree::SceneRecord record;
+        if (bytes.size() != record.bytes.size()) return "";
+        std::copy(bytes.begin(), bytes.end(), record.bytes.begin());
+        return tyktree::sceneText(*name.scene, record);
+    }
+    if (!name.field) {
+        return text(bytes.size(), " bytes, crc32 ", std::hex,
+                    tyktree::checksum(bytes.data(), bytes.size()));
+    }
+    const std::vector<tyktree::Value> values =
         tyktree::decodeField(*name.field, bytes.data(), bytes.size());
-    if (name.element && *name.element < values.size())
+    if (name.element && *name.element < values.size()) {
         return tyktree::toText(values[*name.element]);
+    }
     return tyktree::toText(values);
 }
 
-std::string shownWhole(const std::vector<uint8_t>& bytes) {
-    return text(bytes.size(), " bytes, crc32 ", std::hex,
-                tyktree::checksum(bytes.data(), bytes.size()));
-}
-
 }  // namespace
+
+bool isSceneFile(const tyktree::FileEntry& file) {
+    using Kind = tyktree::FileEntry::Kind;
+    return file.kind == Kind::kSceneXml || file.kind == Kind::kSceneBlock;
+}
 
 Edits::Edits(const std::vector<std::string>& settings, const tyktree::TagCatalog& catalog,
              const std::vector<std::string>& tagNames) {
     for (const std::string& setting : settings) {
         edits_.push_back(parse(setting, catalog, tagNames));
-        tryOut(edits_.back());
     }
 }
 
@@ -111,6 +150,7 @@ Edits::Edit Edits::parse(const std::string& setting, const tyktree::TagCatalog& 
     const size_t equals = setting.find('=');
     if (equals == 0 || equals == std::string::npos) refuse(setting, "expected NAME=VALUE");
     Edit edit;
+    edit.setting = setting;
     try {
         edit.name = tyktree::resolveName(setting.substr(0, equals), catalog, tagNames);
     } catch (const tyktree::UnknownName& error) {
@@ -119,89 +159,125 @@ Edits::Edit Edits::parse(const std::string& setting, const tyktree::TagCatalog& 
     edit.text = setting.substr(equals + 1);
     if (!edit.name.scene && !edit.name.field) {
         edit.whole = wholeValue(setting, edit.text);
-        return edit;
-    }
-    const bool isText = edit.name.field && edit.name.field->type == FieldType::text;
-    const size_t dots = edit.text.find("..");
-    if (dots != std::string::npos && !isText) {
-        edit.last = edit.text.substr(dots + 2);
-        edit.text.resize(dots);
+        edit.isSizeKnown = checkSize(setting, edit.name.tagName, edit.whole->size(), catalog);
+    } else {
+        makeRamp(edit);
     }
     return edit;
 }
 
-/// Both ends of a value must fit its field; what lies between does then.
-void Edits::tryOut(const Edit& edit) {
-    if (edit.whole) return;
-    for (const size_t index : {size_t{0}, size_t{1}}) {
-        const std::string value = textFor(edit, {index, 2});
-        std::string wrong;
-        if (edit.name.scene) {
-            tyktree::SceneRecord record;
-            wrong = tyktree::setSceneField(*edit.name.scene, value, record);
-        } else {
-            std::vector<uint8_t> bytes(edit.name.field->offset + edit.name.field->bytes());
-            wrong = tyktree::encodeField(*edit.name.field, edit.name.element, value, bytes.data(),
-                                         bytes.size());
-        }
-        if (!wrong.empty()) refuse(edit.name.name + "=" + value, wrong);
+/// Both ends of a ramp must fit its field; what lies between does then.
+void Edits::makeRamp(Edit& edit) {
+    const bool isText = edit.name.field && edit.name.field->type == FieldType::text;
+    const size_t dots = isText ? std::string::npos : edit.text.find("..");
+    if (dots == std::string::npos) {
+        tryOut(edit, edit.text);
+        return;
     }
+    const std::string first = edit.text.substr(0, dots);
+    const std::string last = edit.text.substr(dots + 2);
+    tryOut(edit, first);
+    tryOut(edit, last);
+    edit.ramp = Ramp::make(first, last, kindOf(edit.name));
+    if (!edit.ramp) refuse(edit.setting, "expected a ramp from one finite number to another");
 }
 
-std::string Edits::textFor(const Edit& edit, FrameTurn turn) {
-    return edit.last ? between(edit.text, *edit.last, turn, isReal(edit.name)) : edit.text;
+void Edits::tryOut(const Edit& edit, const std::string& value) {
+    std::string wrong;
+    if (edit.name.scene) {
+        tyktree::SceneRecord record;
+        wrong = tyktree::setSceneField(*edit.name.scene, value, record);
+    } else {
+        std::vector<uint8_t> bytes(edit.name.field->offset + edit.name.field->bytes());
+        wrong = tyktree::encodeField(*edit.name.field, edit.name.element, value, bytes.data(),
+                                     bytes.size());
+    }
+    if (!wrong.empty()) refuse(edit.setting, wrong);
 }
 
-bool Edits::changesScene() const {
-    for (const Edit& edit : edits_) {
-        if (edit.name.scene) return true;
-    }
-    return false;
+bool Edits::Edit::isOf(std::string_view tagName) const {
+    return name.scene ? tagName == kSceneTagName : tagName == name.tagName;
+}
+
+bool Edits::Edit::isIn(const tyktree::FileEntry& file) const {
+    if (isSceneFile(file)) return isOf(kSceneTagName);
+    return file.kind == tyktree::FileEntry::Kind::kParameter && isOf(file.parameter.tagName);
 }
 
 bool Edits::changesTag(std::string_view tagName) const {
-    for (const Edit& edit : edits_) {
-        if (edit.name.scene ? tagName == kSceneTagName : tagName == edit.name.tagName) return true;
-    }
-    return false;
+    return std::any_of(edits_.begin(), edits_.end(),
+                       [tagName](const Edit& edit) { return edit.isOf(tagName); });
 }
 
-void Edits::apply(std::string_view tagName, FrameTurn turn, std::vector<uint8_t>& bytes,
-                  std::vector<Change>* changes) const {
-    if (tagName == kSceneTagName && bytes.size() == kSceneRecordBytes && changesScene()) {
-        tyktree::SceneRecord record;
-        std::copy(bytes.begin(), bytes.end(), record.bytes.begin());
-        apply(turn, record, changes);
-        std::copy(record.bytes.begin(), record.bytes.end(), bytes.begin());
-    }
+SceneBytes Edits::sceneBytes() const {
+    SceneBytes bytes;
     for (const Edit& edit : edits_) {
-        if (edit.name.scene || edit.name.tagName != tagName) continue;
-        std::string before, after;
-        if (edit.whole) {
-            before = shownWhole(bytes);
-            bytes = *edit.whole;
-            after = shownWhole(bytes);
-        } else {
-            before = shownField(edit.name, bytes);
-            const std::string wrong =
-                tyktree::encodeField(*edit.name.field, edit.name.element, textFor(edit, turn),
-                                     bytes.data(), bytes.size());
-            if (!wrong.empty()) throw Failure(text(edit.name.name, ": ", wrong));
-            after = shownField(edit.name, bytes);
+        if (edit.isOf(kSceneTagName)) addBytes(edit.name, bytes);
+    }
+    return bytes;
+}
+
+void Edits::requireFiles(const std::vector<tyktree::FrameRef>& frames,
+                         const std::function<bool(const tyktree::FileEntry&)>& taken) const {
+    std::vector<const Edit*> wanted;
+    for (const Edit& edit : edits_) wanted.push_back(&edit);
+    tyktree::FrameListing listing;
+    for (size_t i = 0; i < frames.size() && !wanted.empty(); ++i) {
+        static_cast<void>(listing.read(frames[i].path()));  // whoever takes the frame says why not
+        for (const tyktree::FileEntry& file : listing.files()) {
+            if (!taken(file)) continue;
+            const auto found = [&file](const Edit* edit) { return edit->isIn(file); };
+            wanted.erase(std::remove_if(wanted.begin(), wanted.end(), found), wanted.end());
         }
-        if (changes && before != after) changes->push_back({edit.name.name, before, after});
     }
+    if (wanted.empty()) return;
+    refuse(wanted.front()->setting, "none of the selected frames has a file for it");
 }
 
-void Edits::apply(FrameTurn turn, tyktree::SceneRecord& record,
-                  std::vector<Change>* changes) const {
-    for (const Edit& edit : edits_) {
-        if (!edit.name.scene) continue;
-        const std::string before = tyktree::sceneText(*edit.name.scene, record);
-        tyktree::setSceneField(*edit.name.scene, textFor(edit, turn), record);
-        const std::string after = tyktree::sceneText(*edit.name.scene, record);
-        if (changes && before != after) changes->push_back({edit.name.name, before, after});
+/// Returns "" or why the value cannot be set.
+std::string Edits::set(const Edit& edit, bool isFixed, FrameTurn turn,
+                       std::vector<uint8_t>& bytes) {
+    if (edit.whole) {
+        if (isFixed && !edit.isSizeKnown && edit.whole->size() != bytes.size()) {
+            return text("expected ", counted(bytes.size(), "byte", "bytes"),
+                        ", as the file has, found ", edit.whole->size());
+        }
+        bytes = *edit.whole;
+        return "";
     }
+    if (!edit.name.scene) {
+        return tyktree::encodeField(*edit.name.field, edit.name.element, edit.textFor(turn),
+                                    bytes.data(), bytes.size());
+    }
+    if (bytes.size() != kSceneRecordBytes) {
+        return text("expected a record of ", kSceneRecordBytes, " bytes, found ", bytes.size());
+    }
+    tyktree::SceneRecord record;
+    std::copy(bytes.begin(), bytes.end(), record.bytes.begin());
+    std::string wrong = tyktree::setSceneField(*edit.name.scene, edit.textFor(turn), record);
+    std::copy(record.bytes.begin(), record.bytes.end(), bytes.begin());
+    return wrong;
+}
+
+EditResult Edits::apply(std::string_view tagName, bool isFixed, FrameTurn turn,
+                        std::vector<uint8_t>& bytes) const {
+    EditResult result;
+    for (const Edit& edit : edits_) {
+        if (!edit.isOf(tagName)) continue;
+        const std::string before = shown(edit.name, bytes);
+        const std::string wrong = set(edit, isFixed, turn, bytes);
+        const std::string after = shown(edit.name, bytes);
+        if (!wrong.empty()) result.problems.push_back(edit.name.name + ": " + wrong);
+        if (before != after) result.changes.push_back({edit.name.name, before, after});
+    }
+    return result;
+}
+
+EditResult Edits::apply(FrameTurn turn, tyktree::SceneRecord& record) const {
+    std::vector<uint8_t> bytes(record.bytes.begin(), record.bytes.end());
+    EditResult result = apply(kSceneTagName, true, turn, bytes);
+    std::copy(bytes.begin(), bytes.end(), record.bytes.begin());
+    return result;
 }
 
 }  // namespace tyksim

@@ -4,6 +4,7 @@
 #include "tools/output/CloneFile.h"
 #include "tools/output/Console.h"
 #include "tools/output/Files.h"
+#include "tools/playback/SceneCopy.h"
 #include "tree/DumpConfigFile.h"
 #include "tree/Escape.h"
 #include "tree/FileBytes.h"
@@ -36,8 +37,10 @@ int pipeOf(const tyktree::PipeEntry& pipe) {
     return pipe.id.value_or(1);
 }
 
-bool isSceneFile(const FileEntry& file) {
-    return file.kind == FileEntry::Kind::kSceneXml || file.kind == FileEntry::Kind::kSceneBlock;
+/// The tag that a file belongs to; "" where it belongs to none.
+std::string tagOf(const FileEntry& file) {
+    if (file.kind == FileEntry::Kind::kParameter) return std::string(file.parameter.tagName);
+    return isSceneFile(file) ? kSceneTagName : "";
 }
 
 void writeBytes(const std::string& path, std::string_view bytes, FrameCopy& copy) {
@@ -48,6 +51,14 @@ void writeBytes(const std::string& path, std::string_view bytes, FrameCopy& copy
 
 std::string_view viewOf(const uint8_t* bytes, size_t size) {
     return {reinterpret_cast<const char*>(bytes), size};
+}
+
+std::string leftOut(const std::string& path, const std::string& reason) {
+    return tyktree::escaped(path) + ": cannot be read: " + reason + "; left out";
+}
+
+std::string unchanged(const std::string& path, const std::string& reason) {
+    return tyktree::escaped(path) + ": not changed: " + tyktree::escaped(reason);
 }
 
 /// Takes the elements out of `parent` whose tag is not wanted.
@@ -63,6 +74,40 @@ void removeTags(pugi::xml_node parent, const char* attribute, Wanted wanted) {
 
 }  // namespace
 
+bool CopyOptions::takesTag(const std::string& name) const {
+    return onlyTags.empty() || fnmatch(onlyTags.c_str(), name.c_str(), 0) == 0;
+}
+
+bool CopyOptions::takes(const FileEntry& file) const {
+    const bool image =
+        file.kind == FileEntry::Kind::kImage || file.kind == FileEntry::Kind::kBadImage;
+    if (image) return images;
+    const std::string tag = tagOf(file);
+    return tag.empty() ? onlyTags.empty() : takesTag(tag);
+}
+
+void requireFiles(const CopyOptions& options, const Edits& edits,
+                  const std::vector<FrameRef>& frames) {
+    edits.requireFiles(frames, [&options](const FileEntry& file) { return options.takes(file); });
+    if (options.onlyTags.empty()) return;
+    std::set<std::string> names;
+    FrameListing listing;
+    for (const FrameRef& frame : frames) {
+        static_cast<void>(listing.read(frame.path()));  // copyFrame() says why not
+        for (const FileEntry& file : listing.files()) {
+            const std::string tag = tagOf(file);
+            if (tag.empty()) continue;
+            if (options.takesTag(tag)) return;
+            names.insert(tag);
+        }
+    }
+    std::string found = names.empty() ? "no tag" : "";
+    for (const std::string& name : names) found += (found.empty() ? "" : ", ") + name;
+    throw WrongUsage(
+        text("--only-tags: expected a pattern that a tag of the selected frames has, found ",
+             tyktree::escaped(options.onlyTags), "; there is ", tyktree::escaped(found)));
+}
+
 TreeCopy::TreeCopy(std::string root, const CopyOptions& options, const Edits& edits)
     : root_(std::move(root)), options_(options), edits_(edits) {}
 
@@ -72,8 +117,17 @@ std::string TreeCopy::taskFolder(const FrameRef& frame) const {
     return ownFolder ? pathIn(pipe, frame.task->name) : pipe;
 }
 
-void TreeCopy::prepare(const tyktree::TreeIndex& index, const std::vector<FrameRef>& frames,
-                       const tyktree::TagCatalog& catalog) {
+std::vector<std::string> TreeCopy::prepare(const tyktree::TreeIndex& index,
+                                           const std::vector<FrameRef>& frames,
+                                           const tyktree::TagCatalog& catalog) {
+    std::vector<std::string> problems;
+    const auto orSay = [&problems](const auto& copy) {
+        try {
+            copy();
+        } catch (const SourceUnreadable& error) {
+            problems.push_back(text(error.what(), "; left out"));
+        }
+    };
     std::set<std::string> made;
     std::set<const tyktree::PipeEntry*> pipes;
     for (const FrameRef& frame : frames) {
@@ -85,26 +139,37 @@ void TreeCopy::prepare(const tyktree::TreeIndex& index, const std::vector<FrameR
         if (pipes.count(&pipe) == 0) continue;
         const std::string folder = pipeFolderPath((root_ + kDumpRoot).c_str(), pipeOf(pipe));
         for (const tyktree::SideFile& side : pipe.tuningCopies) {
-            if (side.regular) cloneFile(pathIn(pipe.path, side.name), pathIn(folder, side.name));
+            orSay([&] { cloneFile(pathIn(pipe.path, side.name), pathIn(folder, side.name)); });
         }
-        if (!pipe.configPath.empty()) copyConfiguration(pipe);
+        if (!pipe.configPath.empty()) orSay([&] { copyConfiguration(pipe); });
     }
-    if (!catalog.path().empty()) cloneFile(catalog.path(), tyktree::tagTablePath(root_));
+    if (!catalog.path().empty()) orSay([&] { copyTable(catalog); });
+    return problems;
+}
+
+/// A table that came out of a pipe is written anew.
+void TreeCopy::copyTable(const tyktree::TagCatalog& catalog) const {
+    const std::string target = tyktree::tagTablePath(root_);
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(catalog.path(), ignored)) {
+        cloneFile(catalog.path(), target);
+        return;
+    }
+    std::string error;
+    if (!tykhost::writeTagTable(target, catalog.tags(), error)) throw Failure(error);
 }
 
 /// A configuration without what is left out, so that it says of the copy what its frames should
 /// have.
 void TreeCopy::copyConfiguration(const tyktree::PipeEntry& pipe) const {
     const std::string target = configFilePath((root_ + kDumpRoot).c_str(), pipeOf(pipe));
-    const bool whole = options_.tags.empty() && options_.images;
+    const bool whole = options_.onlyTags.empty() && options_.images;
     pugi::xml_document document;
     if (whole || !parseXmlFile(document, pipe.configPath.c_str())) {
         cloneFile(pipe.configPath, target);
         return;
     }
-    const auto wanted = [this](const char* tag) {
-        return options_.tags.empty() || fnmatch(options_.tags.c_str(), tag, 0) == 0;
-    };
+    const auto wanted = [this](const char* tag) { return options_.takesTag(tag); };
     pugi::xml_node root = document.child("dumpconfig");
     if (root && !options_.images) {
         root.remove_attribute(tyktree::kImagesAttribute);
@@ -119,28 +184,8 @@ void TreeCopy::copyConfiguration(const tyktree::PipeEntry& pipe) const {
     }
 }
 
-bool TreeCopy::takes(const FileEntry& file) const {
-    const bool image =
-        file.kind == FileEntry::Kind::kImage || file.kind == FileEntry::Kind::kBadImage;
-    if (image) return options_.images;
-    if (options_.tags.empty()) return true;
-    std::string tag;
-    if (file.kind == FileEntry::Kind::kParameter) tag = file.parameter.tagName;
-    if (isSceneFile(file)) tag = kSceneTagName;
-    return !tag.empty() && fnmatch(options_.tags.c_str(), tag.c_str(), 0) == 0;
-}
-
 FrameCopy TreeCopy::copyFrame(const FrameRef& frame, FrameTurn turn) const {
     return copyFrame(frame, turn, taskFolder(frame));
-}
-
-void TreeCopy::copyFile(const std::string& source, const std::string& target) const {
-    if (!options_.links) {
-        cloneFile(source, target);
-        return;
-    }
-    if (::symlink(source.c_str(), target.c_str()) == 0) return;
-    throw Failure(text(tyktree::escaped(target), ": cannot be made: ", systemReason(errno)));
 }
 
 FrameCopy TreeCopy::copyFrame(const FrameRef& frame, FrameTurn turn,
@@ -154,23 +199,51 @@ FrameCopy TreeCopy::copyFrame(const FrameRef& frame, FrameTurn turn,
     }
     const std::string folder = pathIn(task, frame.frame->name);
     makeFolders(folder);
-    const bool scene = edits_.changesScene() || edits_.changesTag(kSceneTagName);
+    std::optional<SceneCopy> scene;
+    if (edits_.changesTag(kSceneTagName) && options_.takesTag(kSceneTagName)) {
+        scene.emplace(listing, edits_, turn);
+        copy.changes = scene->changes();
+    }
     for (const FileEntry& file : listing.files()) {
-        if (!takes(file)) continue;
+        if (!options_.takes(file)) continue;
         const std::string path = pathIn(source, file.name);
         if (!file.regular()) {
-            copy.problems.push_back(tyktree::escaped(path) + ": no regular file, left out");
+            copy.problems.push_back(leftOut(path, "not a regular file"));
         } else if (file.kind == FileEntry::Kind::kParameter &&
                    edits_.changesTag(file.parameter.tagName)) {
             copyParameter(listing, file, folder, turn, copy);
-        } else if (!scene || !isSceneFile(file)) {
-            copyFile(path, pathIn(folder, file.name));
-            ++copy.files;
-            copy.bytes += file.bytes;
+        } else if (scene && isSceneFile(file)) {
+            std::string problem;
+            const std::optional<std::string> content = scene->contentOf(file, problem);
+            if (!problem.empty()) copy.problems.push_back(unchanged(path, problem));
+            if (content) {
+                writeBytes(pathIn(folder, file.name), *content, copy);
+            } else {
+                copyFile(listing, file, folder, copy);
+            }
+        } else {
+            copyFile(listing, file, folder, copy);
         }
     }
-    if (scene) copyScene(listing, folder, turn, copy);
     return copy;
+}
+
+void TreeCopy::copyFile(const FrameListing& listing, const FileEntry& file,
+                        const std::string& folder, FrameCopy& copy) const {
+    const std::string source = pathIn(listing.path(), file.name);
+    const std::string target = pathIn(folder, file.name);
+    try {
+        if (!options_.links) {
+            cloneFile(source, target);
+        } else if (::symlink(source.c_str(), target.c_str()) != 0) {
+            throw Failure(
+                text(tyktree::escaped(target), ": cannot be made: ", systemReason(errno)));
+        }
+        ++copy.files;
+        copy.bytes += file.bytes;
+    } catch (const SourceUnreadable& error) {
+        copy.problems.push_back(text(error.what(), "; left out"));
+    }
 }
 
 void TreeCopy::copyParameter(const FrameListing& listing, const FileEntry& file,
@@ -178,60 +251,22 @@ void TreeCopy::copyParameter(const FrameListing& listing, const FileEntry& file,
     const std::string path = pathIn(listing.path(), file.name);
     std::vector<uint8_t> bytes;
     const tyktree::ReadResult result = tyktree::readFileBytes(path, INT_MAX, bytes);
-    if (!result.ok()) {
-        copy.problems.push_back(tyktree::escaped(path) + ": left out: " + reasonOf(result));
+    if (!result.ok() || bytes.size() != result.size) {
+        const std::string reason =
+            result.ok() ? text("more than ", INT_MAX, " bytes") : reasonOf(result);
+        copy.problems.push_back(leftOut(path, reason));
         return;
     }
-    std::vector<Change> changes;
-    edits_.apply(file.parameter.tagName, turn, bytes, &changes);
-    // A field of the scene record is listed with the text file below.
-    const bool listed = file.parameter.tagName != kSceneTagName || !edits_.changesScene();
-    if (listed) std::move(changes.begin(), changes.end(), std::back_inserter(copy.changes));
-    writeBytes(pathIn(folder, file.name), viewOf(bytes.data(), bytes.size()), copy);
-}
-
-/// The text file and the blocks are set each from what it held, so that what somebody edited in one
-/// of them stays as it was.
-void TreeCopy::copyScene(const FrameListing& listing, const std::string& folder, FrameTurn turn,
-                         FrameCopy& copy) const {
-    const auto setAll = [this, turn](tyktree::SceneRecord& record, std::vector<Change>* changes) {
-        std::vector<uint8_t> bytes(record.bytes.begin(), record.bytes.end());
-        edits_.apply(kSceneTagName, turn, bytes, changes);
-        bytes.resize(record.bytes.size());
-        std::copy(bytes.begin(), bytes.end(), record.bytes.begin());
-    };
-    for (const FileEntry& file : listing.files()) {
-        if (!isSceneFile(file) || !file.regular() || !takes(file)) continue;
-        const std::string path = pathIn(listing.path(), file.name);
-        const std::string target = pathIn(folder, file.name);
-        tyktree::SceneRecord record;
-        if (file.kind == FileEntry::Kind::kSceneXml) {
-            const std::string problem = tyktree::readSceneXml(path, record);
-            if (!problem.empty()) {
-                copy.problems.push_back(tyktree::escaped(path) + ": not changed: " + problem);
-                copyFile(path, target);
-                continue;
-            }
-            setAll(record, &copy.changes);
-            writeBytes(target, tyktree::toSceneXml(record), copy);
-            continue;
-        }
-        const auto block = std::find_if(
-            std::begin(kSceneBlocks), std::end(kSceneBlocks),
-            [&file](const SceneBlock& candidate) { return file.name == candidate.fileName; });
-        std::vector<uint8_t> bytes;
-        const tyktree::ReadResult result = tyktree::readFileBytes(path, kSceneRecordBytes, bytes);
-        if (!result.ok() || bytes.size() != static_cast<size_t>(block->bytes)) {
-            copy.problems.push_back(tyktree::escaped(path) + ": not changed: of another size");
-            copyFile(path, target);
-            continue;
-        }
-        std::copy(bytes.begin(), bytes.end(), record.bytes.begin() + block->offset);
-        setAll(record, nullptr);
-        writeBytes(target,
-                   viewOf(record.bytes.data() + block->offset, static_cast<size_t>(block->bytes)),
-                   copy);
+    const bool isFixed = file.parameter.dumpType == kFixedSizeDump;
+    EditResult edited = edits_.apply(file.parameter.tagName, isFixed, turn, bytes);
+    for (const std::string& problem : edited.problems) {
+        copy.problems.push_back(unchanged(path, problem));
     }
+    // What changes in the scene record is listed once for all of its files.
+    if (file.parameter.tagName != kSceneTagName) {
+        std::move(edited.changes.begin(), edited.changes.end(), std::back_inserter(copy.changes));
+    }
+    writeBytes(pathIn(folder, file.name), viewOf(bytes.data(), bytes.size()), copy);
 }
 
 }  // namespace tyksim

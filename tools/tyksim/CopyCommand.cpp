@@ -1,4 +1,5 @@
 // tyksim copy: a part of a tree as a tree of its own, with edits.
+#include "tools/output/Files.h"
 #include "tools/output/Ordered.h"
 #include "tools/output/OutputPath.h"
 #include "tools/output/Units.h"
@@ -27,6 +28,10 @@ can do that.
                          parameter file alike
   total_gain=100..800    a ramp over the selected frames, both ends included
   TAG=@FILE, TAG=0x00ff  a whole value
+Nothing but what is named changes: in iSceneInfo.xml it is the text of the field's element, which is
+made where it is missing. A value that has no file in the selected frames is wrong usage.
+
+--only-tags GLOB leaves out all files but those of the tags whose names match, and images.
 
 Exit status: 0 copied, 1 failed (OUT is as it was), 2 wrong usage, 3 copied but for something
 that could not be read.
@@ -34,6 +39,7 @@ that could not be read.
 Examples:
   tyksim copy /tmp/phone -o part --frames 3..9
   tyksim copy pulled/tykdump -o faceless --no-images
+  tyksim copy /tmp/phone -o gains --only-tags '*GAIN*' --no-images
   tyksim copy /tmp/phone -o ramp --set total_gain=100..800
 )";
 
@@ -52,11 +58,15 @@ public:
     Copy(const Options& options, Reading& reading) : options_(options), reading_(reading) {}
 
     ExitStatus run() {
+        refusePattern();
         const OpenedTree tree(reading_, options_.tree, options_.selection);
         const Edits edits(options_.settings, tree.catalog, tagNamesOf(tree));
+        requireFiles(options_.copy, edits, tree.frames);
         OutputFolder out({options_.out, foldersOf({&tree}), options_.force});
         TreeCopy copy(out.path(), options_.copy, edits);
-        copy.prepare(tree.index, tree.frames, tree.catalog);
+        for (const std::string& problem : copy.prepare(tree.index, tree.frames, tree.catalog)) {
+            reading_.problem(problem);
+        }
         Progress progress;
         size_t next = 0;
         inOrder<FrameCopy>(
@@ -81,6 +91,14 @@ public:
     }
 
 private:
+    /// --tags once took what --only-tags takes.
+    void refusePattern() const {
+        const std::string& given = options_.selection.tagsFile;
+        if (given.find_first_of("*?[") == std::string::npos || isThere(given)) return;
+        throw WrongUsage(text("--tags: expected a tag table, found the pattern ",
+                              tyktree::escaped(given), "; --only-tags takes patterns"));
+    }
+
     void report(const tyktree::FrameRef& frame, const FrameCopy& copied) {
         files_ += copied.files;
         bytes_ += copied.bytes;
@@ -110,8 +128,9 @@ Action defineCopy(CLI::App& verb) {
     verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
     verb.add_option("-o,--output", options->out, "Folder to make")->required()->type_name("OUT");
     addTreeOptions(verb, options->selection);
-    verb.add_option("--only-tags", options->copy.tags,
+    verb.add_option("--only-tags", options->copy.onlyTags,
                     "Only tags whose names match this shell pattern")
+        ->check(notEmpty())
         ->type_name("GLOB");
     verb.add_flag("--no-images", options->noImages, "Leave the images out");
     verb.add_option("--set", options->settings, "Set a value; see below")

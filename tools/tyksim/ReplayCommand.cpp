@@ -153,6 +153,7 @@ public:
         choosePipe(tree_.frames, options.selection, session_);
         sayTags(reading);
         edits_ = Edits(options.settings, catalog_, tagNames(catalog_));
+        edits_.requireFiles(tree_.frames, [](const tyktree::FileEntry&) { return true; });
     }
 
     ExitStatus run() { return options_.processor.empty() ? replay() : record(); }

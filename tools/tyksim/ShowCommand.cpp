@@ -227,11 +227,16 @@ private:
         } else if (!options_.tag.empty()) {
             dumped_.push_back(&file);
         }
+        const std::vector<tyktree::DecodedField> fields = parameter.fields();
+        for (const tyktree::DecodedField& field : fields) {
+            if (field.problem.empty() || !parameter.result.ok()) continue;
+            reading_.problem(fmt::format("{}: {}: {}", tyktree::escaped(pathOf(file)),
+                                         tyktree::escaped(field.field->name), field.problem));
+        }
         if (json_) {
-            json_->item(parameterItem(parameter));
+            json_->item(parameterItem(parameter, fields));
             return;
         }
-        const std::vector<tyktree::DecodedField> fields = parameter.fields();
         const std::string id = parameter.tag ? std::to_string(parameter.tag->id) : "-";
         table.addRow({tyktree::escaped(file.parameter.tagName), id,
                       std::to_string(file.parameter.camId), pipeTypeName(file.parameter.pipe),
@@ -239,7 +244,8 @@ private:
                       fields.empty() ? summary(parameter) : ""});
         for (const tyktree::DecodedField& field : fields) {
             table.addRow({"  " + tyktree::escaped(field.field->name), "", "", "", "", "",
-                          shortened(tyktree::escaped(tyktree::toText(field.values)))});
+                          shortened(tyktree::escaped(tyktree::toText(field.values))) +
+                              (field.problem.empty() ? "" : " (cut off)")});
         }
     }
 
@@ -252,7 +258,8 @@ private:
         return text.substr(0, comma) + ", ...";
     }
 
-    Json parameterItem(const Parameter& parameter) const {
+    static Json parameterItem(const Parameter& parameter,
+                              const std::vector<tyktree::DecodedField>& decoded) {
         const ParamFileName& name = parameter.file->parameter;
         Json item = Json::object();
         addText(item, "tag", name.tagName);
@@ -264,8 +271,8 @@ private:
         item["size"] = parameter.file->bytes;
         item["crc32"] = fmt::format("{:08x}", parameter.crc32);
         Json fields = Json::object();
-        for (const tyktree::DecodedField& field : parameter.fields()) {
-            fields[field.field->name] = toJson(field.values);
+        for (const tyktree::DecodedField& field : decoded) {
+            addField(fields, field);
         }
         item["fields"] = std::move(fields);
         return item;
@@ -273,23 +280,20 @@ private:
 
     void showScene() {
         const tyktree::SceneSources sources = readScene(listing_, frame_.place(), nullptr);
-        const bool fromFiles = sources.fromFiles.has_value();
-        if (sources.xmlThere && !fromFiles) {
-            tyktree::SceneRecord ignored;
-            const std::string path = listing_.path() + "/" + kSceneXmlName;
-            problem(path, tyktree::readSceneXml(path, ignored));
+        if (!sources.problem.empty()) {
+            problem(listing_.path() + "/" + kSceneXmlName, sources.problem);
         }
-        const auto& record = fromFiles ? sources.fromFiles : sources.fromParameter;
+        const tyktree::SceneRecord* const record = sources.record();
         if (json_) {
             json_->member("scene", record ? toJson(*record) : Json());
             return;
         }
         if (!record) {
-            printResult("no scene record");
+            printResult(sources.xmlThere ? "scene record: not readable" : "no scene record");
             return;
         }
         Table table;
-        table.addColumn(fromFiles ? "scene record" : "scene record (parameter file)",
+        table.addColumn(sources.xmlThere ? "scene record" : "scene record (parameter file)",
                         Table::Align::kLeft);
         table.addColumn("value", Table::Align::kRight);
         for (const ::SceneField& field : kSceneFields) {

@@ -24,7 +24,8 @@ using tyktree::FrameValue;
 constexpr const char* kFooter = R"(
 NAME is TAG, TAG.field, TAG.field[2] or a field of the scene record (total_gain, exp_time, cur_ev,
 sx, cap_info/normal_num ...). Of a tag without known fields the CRC-32 and the size are shown. A
-scene field is what iSceneInfo.xml says, and where there is none what the parameter file does.
+scene field is what a folder replay brings: what iSceneInfo.xml says or leaves to the raw blocks.
+Where there is no iSceneInfo.xml, it is what the parameter file holds.
 
 Exit status: 0 all was read, 1 the tree cannot be read, 2 wrong usage, 3 a value could not be read
 (said on standard error; its place stays empty).
@@ -46,9 +47,10 @@ struct TrackOptions {
     bool force = false;
 };
 
-/// A field of a comma-separated file.
-std::string csvField(const std::string& text) {
-    if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
+/// A field of a comma-separated file, for a terminal too: control characters are escaped.
+std::string csvField(const std::string& given) {
+    const std::string text = tyktree::escaped(given);
+    if (text.find_first_of(",\"") == std::string::npos) return text;
     std::string quoted = "\"";
     for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
     return quoted + "\"";
@@ -154,7 +156,7 @@ private:
         Json row = identityOf(frame);
         Json members = Json::object();
         for (size_t i = 0; i < values.size(); ++i) {
-            members[tyktree::toUtf8(names_[i].name)] = toJson(values[i]);
+            addValue(members, keyOf(names_[i].name), values[i]);
         }
         row["values"] = std::move(members);
         return row;

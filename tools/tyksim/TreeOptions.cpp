@@ -48,11 +48,21 @@ void addTreeOptions(CLI::App& verb, TreeOptions& options) {
     verb.add_option("--sofs", options.sofs, "Only frames with these sof ids")->type_name("RANGES");
     verb.add_option("--tags", options.tagsFile,
                     "Tag table (default: tags.xml in the device root, where there is one)")
+        ->check(notEmpty())
         ->type_name("FILE");
     options.jobs = availableJobs();
     verb.add_option("--jobs", options.jobs, "Threads (default: one per core)")
         ->check(CLI::Range(1, 1024))
         ->type_name("N");
+}
+
+const CLI::Validator& notEmpty() {
+    static const CLI::Validator validator(
+        [](const std::string& value) {
+            return value.empty() ? std::string("expected a value, found \"\"") : std::string();
+        },
+        "");
+    return validator;
 }
 
 void addForce(CLI::App& verb, bool& force) {
