@@ -38,8 +38,8 @@ public:
     Source source() const { return source_; }
     const std::string& path() const { return path_; }  ///< of the table; "" where there is none
 
-    /// The names nearest to `name` (edit distance), best first, at most `count`.
-    std::vector<std::string> nearest(std::string_view name, size_t count = 3) const;
+    /// The tags' names that are nearest to `name`; see nearestNames().
+    std::vector<std::string> nearest(std::string_view name) const;
 
 private:
     std::vector<tykhost::TagEntry> tags_;  ///< in ascending order of id

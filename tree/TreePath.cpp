@@ -19,9 +19,11 @@ using Kind = TreePath::Kind;
 
 constexpr size_t kMaxNamesShown = 8;
 
+/// `error`: the system's reason, an errno value, or 0.
 [[noreturn]] void refuse(const std::string& path, const std::string& expected,
-                         const std::string& found) {
-    throw NoTree("'" + escaped(path) + "': expected " + expected + ", found " + escaped(found));
+                         const std::string& found, int error = 0) {
+    throw NoTree("'" + escaped(path) + "': expected " + expected + ", found " + escaped(found) +
+                 (error != 0 ? ": " + systemReason(error) : ""));
 }
 
 std::string parentOf(const std::string& path) {
@@ -49,14 +51,14 @@ std::string contentsOf(const std::string& path) {
         if (count == kMaxNamesShown) return names + ", ...";
         names.append(names.empty() ? "" : ", ").append(name);
     }
-    if (folder.error() != 0) return systemReason(folder.error());
+    if (folder.error() != 0) return "one that cannot be listed: " + systemReason(folder.error());
     return names.empty() ? "an empty folder" : names;
 }
 
 std::string canonical(const std::string& given) {
     const std::unique_ptr<char, decltype(&std::free)> path(::realpath(given.c_str(), nullptr),
                                                            &std::free);
-    if (!path) refuse(given, "a folder with a dump tree", systemReason(errno));
+    if (!path) refuse(given, "a folder with a dump tree", "none", errno);
     if (!isFolder(path.get())) refuse(given, "a folder with a dump tree", "a file");
     return path.get();
 }

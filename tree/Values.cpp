@@ -1,5 +1,7 @@
 #include "tree/Values.h"
 
+#include "tree/NearestNames.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -182,6 +184,22 @@ std::vector<std::string> allNames(const TagCatalog& catalog,
     return names;
 }
 
+/// What is wrong with a field's name of a tag that is known.
+std::string refusalOfField(std::string_view name, const tykhost::TagEntry& tag) {
+    std::string_view fieldName = name.substr(name.find('.') + 1);
+    const std::optional<uint32_t> element = takeElement(fieldName);
+    std::vector<std::string> fields;
+    for (const TagField& field : tag.fields) {
+        fields.push_back(field.name);
+        if (!element || field.name != fieldName) continue;
+        if (field.type == FieldType::text) return tag.name + "." + field.name + " is a text";
+        return tag.name + "." + field.name + " has the elements 0 to " +
+               std::to_string(field.count - 1);
+    }
+    if (fields.empty()) return "the tag table gives " + tag.name + " no fields";
+    return tag.name + " has no such field; it has " + joined(fields);
+}
+
 [[noreturn]] void refuseName(std::string_view name, const TagCatalog& catalog,
                              const std::vector<std::string>& tagNames) {
     std::vector<std::string> candidates;
@@ -193,8 +211,12 @@ std::vector<std::string> allNames(const TagCatalog& catalog,
     if (!candidates.empty()) {
         throw UnknownName(given + ": several fields have this name: " + joined(candidates));
     }
-    throw UnknownName(given + ": no tag, field or scene field of this name; nearest: " +
-                      joined(nearestNames(name, allNames(catalog, tagNames), 3)));
+    const tykhost::TagEntry* const tag = catalog.byName(name.substr(0, name.find('.')));
+    if (tag) throw UnknownName(given + ": " + refusalOfField(name, *tag));
+    const std::vector<std::string> nearest = nearestNames(name, allNames(catalog, tagNames));
+    throw UnknownName(given + ": no tag, field or scene field of this name" +
+                      (nearest.empty() ? "; `tyksim show` lists what a frame has"
+                                       : "; nearest: " + joined(nearest)));
 }
 
 }  // namespace
@@ -213,36 +235,6 @@ std::optional<double> toNumber(const Value& value) {
     const auto* const number = std::get_if<double>(&value);
     if (number && std::isfinite(*number)) return *number;
     return std::nullopt;
-}
-
-std::vector<std::string> nearestNames(std::string_view name, std::vector<std::string> among,
-                                      size_t count) {
-    const auto distance = [name](const std::string& other) {
-        std::vector<size_t> row(other.size() + 1);
-        for (size_t i = 0; i <= other.size(); ++i) row[i] = i;
-        for (size_t n = 1; n <= name.size(); ++n) {
-            size_t diagonal = row[0];
-            row[0] = n;
-            for (size_t i = 1; i <= other.size(); ++i) {
-                const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c; };
-                const size_t change = lower(name[n - 1]) == lower(other[i - 1]) ? 0 : 1;
-                const size_t best = std::min({row[i] + 1, row[i - 1] + 1, diagonal + change});
-                diagonal = row[i];
-                row[i] = best;
-            }
-        }
-        return row.back();
-    };
-    std::vector<std::pair<size_t, std::string>> ranked;
-    ranked.reserve(among.size());
-    for (std::string& other : among) ranked.emplace_back(distance(other), std::move(other));
-    std::sort(ranked.begin(), ranked.end());
-    ranked.erase(std::unique(ranked.begin(), ranked.end()), ranked.end());
-    ranked.resize(std::min(ranked.size(), count));
-    std::vector<std::string> names;
-    names.reserve(ranked.size());
-    for (auto& entry : ranked) names.push_back(std::move(entry.second));
-    return names;
 }
 
 ValueName resolveName(std::string_view name, const TagCatalog& catalog,

@@ -64,11 +64,6 @@ std::string shortfall(const tykhost::TagField& field, std::optional<uint32_t> el
 std::string encodeField(const tykhost::TagField& field, std::optional<uint32_t> element,
                         std::string_view text, uint8_t* bytes, size_t size);
 
-/// The names among `among` that are nearest to `name` by edit distance without regard to case, best
-/// first, at most `count`.
-std::vector<std::string> nearestNames(std::string_view name, std::vector<std::string> among,
-                                      size_t count);
-
 /// The value of a scene field.
 Value sceneValue(const ::SceneField& field, const SceneRecord& record);
 

@@ -4,7 +4,7 @@
 
 # Prints what stands after option $1 in the help $2: what kind of value it takes; nothing for a flag.
 _tyksim_value_of() {
-    sed -nE "s/^  (-[a-zA-Z],)?$1 ([^ ].*)/\2/p" <<<"$2"
+    sed -nE "s/^  (-[a-zA-Z], )?$1 ([^ ].*)/\2/p" <<<"$2"
 }
 
 _tyksim() {
@@ -14,7 +14,7 @@ _tyksim() {
     if ((COMP_CWORD == 1)) || [[ ${COMP_WORDS[1]} == help ]]; then
         help=$("$1" --help 2>/dev/null)
         local verbs
-        verbs=$(sed -nE '/^Subcommands:/,/^$/s/^  ([a-z][a-z-]*) .*/\1/p' <<<"$help")
+        verbs=$(sed -nE '/^Verbs:/,/^$/s/^  ([a-z][a-z-]*) .*/\1/p' <<<"$help")
         [[ $word == -* ]] || { mapfile -t COMPREPLY < <(compgen -W "$verbs" -- "$word"); return; }
     else
         help=$("$1" "${COMP_WORDS[1]}" --help 2>/dev/null)
@@ -28,19 +28,18 @@ _tyksim() {
         value=$(_tyksim_value_of "$before" "$help")
         local kind=${value%% *}
         case $kind in
-            *"{"*"}"*) kind=${kind#*\{} kind=${kind%%\}*} ;;  # NAME:{one,other}=one
-            *[a-z]"|"[a-z]*) ;;                              # one|other
-            INT* | UINT* | FLOAT* | *:INT | *:UINT | *:FLOAT) return ;;
-            *) kind= ;;
+            *[a-z0-9]"|"[a-z0-9]*) ;;  # one|other
+            '' | FILE* | DIR | OUT | *.so | NAME=VALUE* | OTHER) kind= ;;
+            *) return ;;
         esac
         if [[ $kind ]]; then
-            mapfile -t COMPREPLY < <(compgen -W "${kind//[,|]/ }" -- "$word")
+            mapfile -t COMPREPLY < <(compgen -W "${kind//|/ }" -- "$word")
             return
         fi
     fi
     if [[ $word == -* && -z $value ]]; then
         local options
-        options=$(grep -oE '^  (-[a-zA-Z],)?--[a-z][a-z0-9-]*' <<<"$help" | grep -oE -- '--.*')
+        options=$(grep -oE '^  (-[a-zA-Z], )?--[a-z][a-z0-9-]*' <<<"$help" | grep -oE -- '--.*')
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
         return
     fi

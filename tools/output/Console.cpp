@@ -32,14 +32,6 @@ bool isLiveTerminal() {
     return kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
 }
 
-/// Columns of the terminal, as it is now.
-size_t terminalWidth() {
-    constexpr size_t kUsual = 80;
-    winsize size{};
-    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : kUsual;
-}
-
 }  // namespace
 
 void printResult(const std::string& line) {
@@ -58,6 +50,13 @@ void printRaw(const std::string& line) {
 
 std::string systemReason(int error) {
     return std::strerror(error);
+}
+
+size_t terminalWidth(int descriptor) {
+    constexpr size_t kUsual = 80;
+    winsize size{};
+    const bool known = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size.ws_col : kUsual;
 }
 
 std::string shellWord(const std::string& word) {
@@ -97,7 +96,7 @@ void Progress::count(const char* what, uint64_t done, uint64_t of, const char* i
     }
     clearProgress();
     // The last column stays free: some terminals go on to the next line when it is written.
-    static_cast<void>(std::fputs(line.substr(0, terminalWidth() - 1).c_str(), stderr));
+    static_cast<void>(std::fputs(line.substr(0, terminalWidth(STDERR_FILENO) - 1).c_str(), stderr));
     progressShown = true;
 }
 

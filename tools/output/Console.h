@@ -45,6 +45,9 @@ void printRaw(const std::string& line);
 /// What the system says about `error`, an errno value.
 std::string systemReason(int error);
 
+/// Columns of the terminal behind a file descriptor, as it is now; 80 where there is none.
+size_t terminalWidth(int descriptor);
+
 /// `word` so that a shell reads it back as one word.
 std::string shellWord(const std::string& word);
 

@@ -1,6 +1,7 @@
 #include "tools/picture/PictureOptions.h"
 
 #include "tools/output/Console.h"
+#include "tools/output/OptionChecks.h"
 
 #include <CLI/CLI.hpp>
 
@@ -32,10 +33,19 @@ constexpr std::array<Word<Range>, 2> kRanges = {
 constexpr std::array<Word<char>, 3> kPlanes = {{{"y", 'y'}, {"u", 'u'}, {"v", 'v'}}};
 constexpr std::array<Word<int>, 4> kTurns = {{{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}}};
 
+template <typename Value, size_t kCount>
+const char* wordOf(const std::array<Word<Value>, kCount>& words, Value value) {
+    for (const Word<Value>& word : words) {
+        if (word.value == value) return word.word;
+    }
+    return "";
+}
+
 /// Adds an option that takes one of the words.
 template <typename Value, size_t kCount>
 CLI::Option* addWords(CLI::App& verb, const char* name, const char* help,
                       const std::array<Word<Value>, kCount>& words, Value& value) {
+    const char* const initial = wordOf(words, value);
     std::vector<std::string> allowed;
     allowed.reserve(words.size());
     for (const Word<Value>& word : words) allowed.emplace_back(word.word);
@@ -48,15 +58,8 @@ CLI::Option* addWords(CLI::App& verb, const char* name, const char* help,
                 }
             },
             help)
-        ->check(CLI::IsMember(allowed));
-}
-
-template <typename Value, size_t kCount>
-const char* wordOf(const std::array<Word<Value>, kCount>& words, Value value) {
-    for (const Word<Value>& word : words) {
-        if (word.value == value) return word.word;
-    }
-    return "";
+        ->check(oneOf(std::move(allowed)))
+        ->default_str(initial);
 }
 
 constexpr int kMostDivisor = 1024;
@@ -97,23 +100,22 @@ Json AssumedPicture::toJson() const {
 }
 
 void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed, bool colours) {
-    addWords(verb, "--order", "Which chroma sample comes first (default: nv21)", kOrders,
-             assumed.order);
-    verb.add_option("--stride", assumed.stride,
-                    "Bytes from one row to the next (default: the width)")
-        ->check(CLI::Range(1, 1 << 20))
-        ->type_name("N");
+    addWords(verb, "--order", "Which chroma sample comes first", kOrders, assumed.order);
+    verb.add_option("--stride", assumed.stride, "Bytes from one row to the next")
+        ->transform(wholeNumber(1, 1 << 20))
+        ->type_name("N")
+        ->default_str("the width");
     if (!colours) return;
-    addWords(verb, "--matrix", "Matrix of the samples (default: bt601)", kMatrices,
-             assumed.rule.matrix);
-    addWords(verb, "--range", "Range of the samples (default: full)", kRanges, assumed.rule.range);
+    addWords(verb, "--matrix", "Matrix of the samples", kMatrices, assumed.rule.matrix);
+    addWords(verb, "--range", "Range of the samples", kRanges, assumed.rule.range);
 }
 
 void addPictureStyle(CLI::App& verb, PictureStyle& style) {
-    addWords(verb, "--format", "Of the pictures (default: jpeg)", kFormats, style.format);
-    verb.add_option("--quality", style.quality, "Of JPEG, 1 to 100 (default: 90)")
-        ->check(CLI::Range(1, 100))
-        ->type_name("N");
+    addWords(verb, "--format", "Of the pictures", kFormats, style.format);
+    verb.add_option("--quality", style.quality, "Of JPEG")
+        ->transform(wholeNumber(1, 100))
+        ->type_name("N")
+        ->capture_default_str();
     addWords(verb, "--plane", "Only this plane, in grey", kPlanes, style.plane);
     verb.add_option_function<std::string>(
             "--scale",
@@ -125,7 +127,7 @@ void addPictureStyle(CLI::App& verb, PictureStyle& style) {
             },
             "Make them smaller by a whole number")
         ->type_name("1/N");
-    addWords(verb, "--rotate", "Degrees clockwise (default: 0)", kTurns, style.degrees);
+    addWords(verb, "--rotate", "Degrees clockwise", kTurns, style.degrees);
 }
 
 std::string fileEnding(const PictureStyle& style, const PictureSize& size) {

@@ -1,6 +1,7 @@
 // tyksim check: is a tree whole and replayable, and does a dump configuration do what it says.
 #include "tools/output/FindingPrinter.h"
 #include "tools/output/Interruption.h"
+#include "tools/output/OptionChecks.h"
 #include "tools/output/Table.h"
 #include "tools/output/Units.h"
 #include "tools/output/Values.h"
@@ -275,7 +276,8 @@ ExitStatus listRules(bool asJson) {
 
 ExitStatus check(const CheckVerbOptions& options) {
     if (options.rules) return listRules(options.reading.json);
-    if (options.reading.trees.empty()) throw WrongUsage("TREE is required");
+    if (options.reading.trees.empty())
+        throw WrongUsage("expected TREE, found none (`tyksim check --help` says more)");
     ExitStatus status = ExitStatus::kClean;
     for (const std::string& given : options.reading.trees) {
         status = worse(status, isNoFolder(given) ? checkConfigurationFile(options, given)
@@ -293,7 +295,7 @@ Action defineCheck(CLI::App& verb) {
         "Trees, parts of trees, or dump configurations");
     verb.add_flag("--deep", options->deep, "Read all files: unreadable ones, images of one value");
     verb.add_option("--fail-on", options->failOn, "Least severity that makes the exit status 3")
-        ->check(CLI::IsMember({"error", "warning", "note"}))
+        ->check(oneOf({"error", "warning", "note"}))
         ->capture_default_str();
     verb.add_flag("--rules", options->rules, "List the rules and end");
     verb.footer(kFooter);

@@ -24,8 +24,9 @@ Action defineCopy(CLI::App& verb);
 Action defineExport(CLI::App& verb);
 Action defineDiff(CLI::App& verb);
 
-/// Adds the option that every verb has: which of the library's log lines are shown. `level` brings
-/// the default, takes the value, and must outlive the reading of the options.
+/// Adds the option of the verbs that run the library: which of its log lines are shown. `level`
+/// brings the default, takes the value, and must outlive the reading of the options. Where the
+/// option is not given, the variable TYKSIM_LOG_LEVEL counts.
 void addLogLevel(CLI::App& verb, int& level);
 
 }  // namespace tyksim

@@ -1,5 +1,6 @@
 // tyksim copy: a part of a tree as a tree of its own, with edits.
 #include "tools/output/Files.h"
+#include "tools/output/OptionChecks.h"
 #include "tools/output/Ordered.h"
 #include "tools/output/OutputPath.h"
 #include "tools/output/Units.h"
@@ -17,12 +18,13 @@ namespace tyksim {
 namespace {
 
 constexpr const char* kFooter = R"(
-OUT becomes a device root, as record leaves one: the frames lie in OUT/data/vendor/cameraserver/
-tykdump, with the dump configuration and tuning copies of their pipes; a tag table that is known
-comes along as OUT/tags.xml. Unchanged files share storage with the source where the file system
-can do that.
+OUT becomes a device root, as record leaves one: the frames lie in
+OUT/data/vendor/cameraserver/tykdump, with the dump configuration and tuning copies of their pipes; a
+tag table that is known comes along as OUT/tags.xml. Unchanged files share storage with the source
+where the file system can do that.
 
---set NAME=VALUE sets a value in every selected frame; it may be given more than once:
+--set NAME=VALUE sets a value in every selected frame and may be given more than once:
+
   TAG.field=4.25         a field (TAG.field=1,2,3 all elements, TAG.field[2]=3 one of them)
   total_gain=800         a field of the scene record: in its text file, its blocks and its
                          parameter file alike

@@ -2,6 +2,7 @@
 #include "tools/diff/DiffReport.h"
 #include "tools/diff/DifferenceText.h"
 #include "tools/output/CloneFile.h"
+#include "tools/output/OptionChecks.h"
 #include "tools/output/Ordered.h"
 #include "tools/output/OutputPath.h"
 #include "tools/picture/FrameFacts.h"
@@ -266,20 +267,23 @@ Action defineDiff(CLI::App& verb) {
             [options](const std::string& by) {
                 options->match = by == "order" ? MatchBy::kOrder : MatchBy::kRequest;
             },
-            "How frames belong together (default: request)")
-        ->check(CLI::IsMember({"request", "order"}));
+            "How frames belong together")
+        ->check(oneOf({"request", "order"}))
+        ->default_str("request");
     verb.add_option("--tolerance", options->tolerance,
-                    "Samples that differ by at most N count as the same (default: 0)")
-        ->check(CLI::Range(0, 255))
-        ->type_name("N");
+                    "Samples that differ by at most N count as the same")
+        ->transform(wholeNumber(0, 255))
+        ->type_name("N")
+        ->capture_default_str();
     verb.add_option("--ignore", options->ignored, "Leave this out; see below")
         ->type_name("NAME")
         ->allow_extra_args(false);
     verb.add_option("--heat-map", options->heatMaps, "Folder to make for pictures of where")
         ->type_name("DIR");
-    verb.add_option("--worst", options->worst, "Frames to show (default: 10)")
-        ->check(CLI::Range(0, 100000))
-        ->type_name("N");
+    verb.add_option("--worst", options->worst, "Frames to show")
+        ->transform(wholeNumber(0, 100000))
+        ->type_name("N")
+        ->capture_default_str();
     addAssumedPicture(verb, options->assumed, false);
     addTreeOptions(verb, options->tree);
     verb.add_flag("--json", options->json, "One JSON document, on one line");

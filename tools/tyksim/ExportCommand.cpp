@@ -332,8 +332,9 @@ Action defineExport(CLI::App& verb) {
     verb.add_option("-o,--output", options->folder, "Folder to make")->type_name("DIR");
     verb.add_option("--y4m", options->film, "Film to make instead; - is standard output")
         ->type_name("FILE");
-    verb.add_option("--fps", options->rate, "Frames of the film per second (default: 30)")
-        ->type_name("RATE");
+    verb.add_option("--fps", options->rate, "Frames of the film per second")
+        ->type_name("RATE")
+        ->default_str("30");
     addPictureStyle(verb, options->style);
     addAssumedPicture(verb, options->assumed, true);
     addTreeOptions(verb, options->reading.tree);

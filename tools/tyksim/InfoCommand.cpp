@@ -1,4 +1,5 @@
 // tyksim info: what is in a tree.
+#include "tools/output/OptionChecks.h"
 #include "tools/output/Ordered.h"
 #include "tools/output/Table.h"
 #include "tools/output/Units.h"
@@ -409,7 +410,7 @@ Action defineInfo(CLI::App& verb) {
     const auto options = std::make_shared<InfoOptions>();
     addReadingOptions(verb, options->reading);
     verb.add_option("--by", options->by, "List what there is by task, frame or tag")
-        ->check(CLI::IsMember({"task", "frame", "tag"}));
+        ->check(oneOf({"task", "frame", "tag"}));
     verb.footer(kFooter);
     return [options] {
         return readTrees(

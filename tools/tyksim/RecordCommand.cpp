@@ -19,6 +19,7 @@
 #include "tools/output/FindingPrinter.h"
 #include "tools/output/Interruption.h"
 #include "tools/output/LibraryLog.h"
+#include "tools/output/OptionChecks.h"
 #include "tools/output/Units.h"
 #include "tools/tyksim/Commands.h"
 #include "tree/Escape.h"
@@ -338,31 +339,41 @@ void settle(RecordOptions& options) {
 }
 
 void addFrameOptions(CLI::App& verb, RecordOptions& options) {
-    verb.add_option("--frames", options.frames, "Frames to record (default: one per image, or 5)")
-        ->check(CLI::Range(1, 100000000));
+    verb.add_option("--frames", options.frames, "Frames to record")
+        ->transform(wholeNumber(1, 100000000))
+        ->type_name("N")
+        ->default_str("one per image, or 5");
     verb.add_option("--size", options.size,
-                    text("Size of the test pattern, up to ", kMaxWidth, "x", kMaxHeight,
-                         " (default: 640x480)"))
-        ->type_name("WxH");
+                    text("Size of the test pattern, up to ", kMaxWidth, "x", kMaxHeight))
+        ->type_name("WxH")
+        ->default_str("640x480");
     verb.add_option("--pipe", options.pipe, "Pipe id")
-        ->check(CLI::Range(0, INT_MAX))
+        ->transform(wholeNumber(0, INT_MAX))
+        ->type_name("ID")
         ->capture_default_str();
     verb.add_option("--camera", options.camera, "Camera id")
-        ->check(CLI::Range(0, 255))
+        ->transform(wholeNumber(0, 255))
+        ->type_name("ID")
         ->capture_default_str();
     verb.add_option("--first-request", options.firstRequest, "Request id of the first frame")
-        ->check(CLI::Range(0, INT_MAX))
+        ->transform(wholeNumber(0, INT_MAX))
+        ->type_name("ID")
         ->capture_default_str();
     verb.add_option("--first-sof", options.firstSof, "Sof id of the first frame")
-        ->check(CLI::Range(0, INT_MAX))
+        ->transform(wholeNumber(0, INT_MAX))
+        ->type_name("ID")
         ->capture_default_str();
-    verb.add_option("--exposure", options.exposure,
-                    "Exposure time of every frame (default: the photograph's, or simulated)")
-        ->type_name("SECONDS");
-    verb.add_option("--iso", options.given.iso, "ISO of every frame (default: likewise)")
-        ->check(CLI::Range(1U, UINT_MAX));
-    verb.add_option("--ev", options.given.biasEv, "Exposure bias (default: likewise)")
-        ->check(CLI::Range(-100.0F, 100.0F));
+    verb.add_option("--exposure", options.exposure, "Exposure time of every frame")
+        ->type_name("SECONDS")
+        ->default_str("the photograph's, or simulated");
+    verb.add_option("--iso", options.given.iso, "ISO of every frame")
+        ->transform(wholeNumber(1, UINT_MAX))
+        ->type_name("N")
+        ->default_str("likewise");
+    verb.add_option("--ev", options.given.biasEv, "Exposure bias")
+        ->check(realNumber(-100, 100))
+        ->type_name("EV")
+        ->default_str("likewise");
 }
 
 }  // namespace
@@ -380,9 +391,9 @@ Action defineRecord(CLI::App& verb) {
                     "Dump configuration to use from now on; copied into the tree")
         ->type_name("FILE");
     verb.add_option("--property", options->properties,
-                    text("Sets a system property; may be given more than once (default: ",
-                         kDumpProperty, "=1)"))
+                    "Sets a system property; may be given more than once")
         ->type_name("NAME=VALUE")
+        ->default_str(text(kDumpProperty, "=1"))
         ->allow_extra_args(false);
     addLogLevel(verb, options->logLevel);
     verb.footer(kFooter);

@@ -1,6 +1,7 @@
 // tyksim replay: drives the library through a dump tree and looks at what arrives.
 #include "tools/output/FindingPrinter.h"
 #include "tools/output/Interruption.h"
+#include "tools/output/OptionChecks.h"
 #include "tools/output/OutputPath.h"
 #include "tools/output/Units.h"
 #include "tools/playback/ProcessedRecording.h"
@@ -31,13 +32,13 @@ TREE is the root of a device (as record leaves it), a dump root (holds pipe_N), 
 folder. Nothing is written into it. The tag table is --tags, else the tags.xml that record left in
 the root, else one is derived from the files' names and sizes.
 
---entry frame   replays every frame through the frame entry: all parameter files, and the image
-                unless --no-images is given
---entry folder  replays every frame folder through the folder entry: the parameter files but the
-                scene record's, then the fixed values of tags 8208 and 8198, the scene record as
-                iSceneInfo.xml and the two raw blocks give it, and the tuning file's entry; no image.
-                A value that was edited in iSceneInfo.xml counts, and --verify names it with the
-                value dumped and the value that arrived
+  --entry frame   replays every frame through the frame entry: all parameter files, and the image
+                  unless --no-images is given
+  --entry folder  replays every frame folder through the folder entry: the parameter files but the
+                  scene record's, then the fixed values of tags 8208 and 8198, the scene record as
+                  iSceneInfo.xml and the two raw blocks give it, and the tuning file's entry; no
+                  image. A value that was edited in iSceneInfo.xml counts, and --verify names it with
+                  the value dumped and the value that arrived
 
 What the tree lacks (`tyksim check`, warnings and errors), failures that the library reports and
 frames that it abandons are findings; with --verify, every byte that does not arrive is.
@@ -284,19 +285,25 @@ Action defineReplay(CLI::App& verb) {
     const auto options = std::make_shared<ReplayOptions>();
     verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
     addTreeOptions(verb, options->selection);
-    const std::map<std::string, Entry> entries{{"frame", Entry::frame}, {"folder", Entry::folder}};
-    verb.add_option("--entry", options->session.entry, "Library entry: frame (default) or folder")
-        ->transform(CLI::CheckedTransformer(entries).description(""))
-        ->type_name("frame|folder");
-    verb.add_option("--camera", options->session.camera,
-                    "Camera id of a folder replay (default: that of each frame's files)")
-        ->check(CLI::Range(0, 255));
+    verb.add_option_function<std::string>(
+            "--entry",
+            [options](const std::string& entry) {
+                options->session.entry = entry == "folder" ? Entry::folder : Entry::frame;
+            },
+            "Library entry")
+        ->check(oneOf({"frame", "folder"}))
+        ->default_str("frame");
+    verb.add_option("--camera", options->session.camera, "Camera id of a folder replay")
+        ->transform(wholeNumber(0, 255))
+        ->type_name("ID")
+        ->default_str("that of each frame's files");
     verb.add_flag("--no-images", options->noImages, "Replay parameters only");
     verb.add_flag("--verify", options->session.verify,
                   "Compare every value and image that arrives with its file");
     verb.add_flag("--show-scene", options->showScene, "Print the scene record that arrives");
     verb.add_option("--loop", options->session.loops, "Replay the frames so many times")
-        ->check(CLI::Range(1, 1000000))
+        ->transform(wholeNumber(1, 1000000))
+        ->type_name("N")
         ->capture_default_str();
     verb.add_option("--set", options->settings, "Set a value in every frame")
         ->type_name("NAME=VALUE")

@@ -1,6 +1,7 @@
 // tyksim sheet: a page to look at a tree with.
 #include "tools/diff/FrameDifference.h"
 #include "tools/output/FindingPrinter.h"
+#include "tools/output/OptionChecks.h"
 #include "tools/output/Ordered.h"
 #include "tools/output/Units.h"
 #include "tools/sheet/SheetWriter.h"
@@ -43,7 +44,7 @@ or pictures that could not be read.
 
 Examples:
   tyksim sheet /tmp/phone -o phone.html
-  tyksim sheet pulled/tykdump -o night.html --pipe 1 --plot KELV_TAG_WB_GAINS.r
+  tyksim sheet pulled/tykdump -o night.html --tags tags.xml --plot KELV_TAG_WB_GAINS.gains[1]
   tyksim sheet before -o change.html --against after
 )";
 
@@ -269,10 +270,12 @@ Action defineSheet(CLI::App& verb) {
         ->type_name("NAME")
         ->allow_extra_args(false);
     verb.add_option("--every", options->every, "Show every so manyth frame of a task")
-        ->check(CLI::Range(1, 1000000))
+        ->transform(wholeNumber(1, 1000000))
+        ->type_name("N")
         ->capture_default_str();
     verb.add_option("--thumb-width", options->thumbWidth, "Width of the thumbnails, pixels")
-        ->check(CLI::Range(16, 2048));
+        ->transform(wholeNumber(16, 2048))
+        ->type_name("N");
     addTreeOptions(verb, options->reading);
     addForce(verb, options->force);
     verb.footer(kFooter);

@@ -7,6 +7,7 @@
 #include "tools/picture/Histogram.h"
 #include "tools/tyksim/Reading.h"
 #include "tree/Escape.h"
+#include "tree/NearestNames.h"
 #include "tree/Timeline.h"
 
 #include <algorithm>
@@ -210,14 +211,16 @@ private:
             if (file.kind == FileEntry::Kind::kParameter)
                 names.emplace_back(file.parameter.tagName);
         }
-        std::string nearest;
-        for (const std::string& name : tyktree::nearestNames(options_.tag, names, 3)) {
-            nearest += (nearest.empty() ? "" : ", ") + tyktree::escaped(name);
+        const std::vector<std::string> nearest = tyktree::nearestNames(options_.tag, names);
+        std::string advice;
+        if (names.empty()) {
+            advice = "; the frame has no parameters";
+        } else if (!nearest.empty()) {
+            advice = "; did you mean " + tyktree::joinedByOr(nearest) + "?";
         }
-        throw PicksNothing(fmt::format("{}: expected the tag {}, found none; nearest: {}",
+        throw PicksNothing(fmt::format("{}: expected the tag {}, found none{}",
                                        tyktree::escaped(frame_.path()),
-                                       tyktree::escaped(options_.tag),
-                                       nearest.empty() ? "the frame has no parameters" : nearest));
+                                       tyktree::escaped(options_.tag), tyktree::escaped(advice)));
     }
 
     void showParameter(const FileEntry& file, Table& table) {

@@ -32,7 +32,7 @@ Exit status: 0 all was read, 1 the tree cannot be read, 2 wrong usage, 3 a value
 
 Examples:
   tyksim track /tmp/phone total_gain exp_time
-  tyksim track pulled/tykdump KELV_TAG_WB_GAINS.gains[1] --pipe 1 --changes
+  tyksim track pulled/tykdump KELV_TAG_WB_GAINS.gains[1] --tags tags.xml --changes
   tyksim track /tmp/phone cur_ev --svg ev.svg
 )";
 

@@ -1,5 +1,6 @@
 #include "tools/tyksim/TreeOptions.h"
 
+#include "tools/output/OptionChecks.h"
 #include "tools/output/Ordered.h"
 
 #include <climits>
@@ -37,32 +38,26 @@ tyktree::FrameSelection TreeOptions::selection() const {
 }
 
 void addTreeOptions(CLI::App& verb, TreeOptions& options) {
-    verb.add_option("--pipe", options.pipe, "Only this pipe, by its id")->type_name("ID");
+    verb.add_option("--pipe", options.pipe, "Only this pipe, by its id")
+        ->transform(wholeNumber(INT_MIN, INT_MAX))
+        ->type_name("ID");
     verb.add_option("--task", options.task, "Only this task of a pipe, counted from 1")
-        ->check(CLI::Range(1U, UINT_MAX))
+        ->transform(wholeNumber(1, UINT_MAX))
         ->type_name("N");
     verb.add_option("--frames", options.frames, "Only these frames of a task: 3..9,12, from 1")
         ->type_name("RANGES");
     verb.add_option("--requests", options.requests, "Only frames with these request ids")
         ->type_name("RANGES");
     verb.add_option("--sofs", options.sofs, "Only frames with these sof ids")->type_name("RANGES");
-    verb.add_option("--tags", options.tagsFile,
-                    "Tag table (default: tags.xml in the device root, where there is one)")
+    verb.add_option("--tags", options.tagsFile, "Tag table")
         ->check(notEmpty())
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->default_str("tags.xml in the device root, where there is one");
     options.jobs = availableJobs();
-    verb.add_option("--jobs", options.jobs, "Threads (default: one per core)")
-        ->check(CLI::Range(1, 1024))
-        ->type_name("N");
-}
-
-const CLI::Validator& notEmpty() {
-    static const CLI::Validator validator(
-        [](const std::string& value) {
-            return value.empty() ? std::string("expected a value, found \"\"") : std::string();
-        },
-        "");
-    return validator;
+    verb.add_option("--jobs", options.jobs, "Threads")
+        ->transform(wholeNumber(1, 1024))
+        ->type_name("N")
+        ->default_str("one per core");
 }
 
 void addForce(CLI::App& verb, bool& force) {

@@ -30,9 +30,6 @@ struct TreeOptions {
 /// Adds the options above to a verb. `options` takes the values and must outlive their reading.
 void addTreeOptions(CLI::App& verb, TreeOptions& options);
 
-/// For options whose value must not be "", which would be as if the option were not there.
-const CLI::Validator& notEmpty();
-
 /// --force.
 void addForce(CLI::App& verb, bool& force);
 

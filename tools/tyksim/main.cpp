@@ -1,9 +1,11 @@
 // tyksim: records, replays and examines camera frames on a desktop, through the library that does
 // it on a device.
 #include "tools/output/Interruption.h"
+#include "tools/tyksim/CommandLine.h"
 #include "tools/tyksim/Commands.h"
+#include "tools/tyksim/Help.h"
 #include "tree/Escape.h"
-#include "tree/Values.h"
+#include "tree/NearestNames.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,7 +13,9 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -68,26 +72,44 @@ ExitStatus flushResults(ExitStatus status) {
 [[noreturn]] void refuseVerb(const std::string& word) {
     std::vector<std::string> names;
     for (const Verb& verb : kVerbs) names.emplace_back(verb.name);
-    throw tyksim::WrongUsage("expected a verb, found " + tyksim::shellWord(word) +
-                             "; did you mean " + tyktree::nearestNames(word, names, 1).front() +
-                             "? `tyksim help` lists the verbs");
+    const std::vector<std::string> nearest = tyktree::nearestNames(word, names);
+    const std::string advice =
+        nearest.empty() ? "" : "; did you mean " + tyktree::joinedByOr(nearest) + "?";
+    throw tyksim::WrongUsage(tyksim::text("expected a verb, found ", tyksim::shellWord(word),
+                                          advice, advice.empty() ? ";" : "",
+                                          " `tyksim help` lists the verbs"));
 }
 
-/// The command line as CLI11 takes it: `help VERB` is `VERB --help`.
+bool isVerb(const std::string& word) {
+    return std::any_of(std::begin(kVerbs), std::end(kVerbs),
+                       [&word](const Verb& verb) { return word == verb.name; });
+}
+
+/// Whether help is asked for, by an option that other options do not take for their value.
+bool asksForHelp(const std::vector<std::string>& words) {
+    const auto end = std::find(words.begin(), words.end(), "--");
+    return std::any_of(words.begin(), end,
+                       [](const std::string& word) { return word == "--help" || word == "-h"; });
+}
+
+/// The command line as the options' library takes it: `help VERB` is `VERB --help`, and help is
+/// given whatever else stands there.
 std::vector<std::string> wordsOf(int argc, char** argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
     if (words.empty()) {
         throw tyksim::WrongUsage("expected a verb, found none; `tyksim help` lists the verbs");
     }
-    if (words.front() == "help") {
-        words.erase(words.begin());
-        words.resize(std::min<size_t>(words.size(), 1));
-        words.emplace_back("--help");
+    std::string& first = words.front();
+    if (first == "version") first = "--version";
+    if (first == "help" || asksForHelp(words)) {
+        const size_t at = first == "help" ? 1 : 0;
+        const std::string verb = at < words.size() ? words[at] : "help";
+        if (verb.substr(0, 1) == "-" || verb == "help") return {"--help"};
+        if (!isVerb(verb)) refuseVerb(verb);
+        return {verb, "--help"};
     }
-    const std::string& first = words.front();
-    const bool known = std::any_of(std::begin(kVerbs), std::end(kVerbs),
-                                   [&first](const Verb& verb) { return first == verb.name; });
-    if (!known && first.substr(0, 1) != "-") refuseVerb(first);
+    const bool version = first == "--version" || first == "-V";
+    if (!version && !isVerb(first)) refuseVerb(first);
     return words;
 }
 
@@ -98,8 +120,10 @@ ExitStatus answer(const CLI::App& app, const CLI::ParseError& error) {
         return ExitStatus::kClean;
     }
     const std::vector<CLI::App*> verbs = app.get_subcommands();
-    const std::string verb = verbs.empty() ? "" : verbs.front()->get_name() + " ";
-    throw tyksim::WrongUsage(tyksim::text(error.what(), " (`tyksim ", verb, "--help` says more)"));
+    const CLI::App& verb = verbs.empty() ? app : *verbs.front();
+    throw tyksim::WrongUsage(tyksim::text(tyksim::refusalOf(verb, error), " (`tyksim ",
+                                          verbs.empty() ? "" : verb.get_name() + " ",
+                                          "--help` says more)"));
 }
 
 /// Reads the command line and runs its verb.
@@ -108,11 +132,13 @@ ExitStatus run(int argc, char** argv) {
     CLI::App app("Records, replays and examines camera frames on a desktop.", "tyksim");
     app.set_version_flag("-V,--version", "tyksim " TYKSIM_VERSION);
     app.require_subcommand(1);
+    app.formatter(std::make_shared<tyksim::HelpFormatter>());
     app.footer(kFooter);
     std::vector<std::pair<CLI::App*, Action>> verbs;
     for (const Verb& verb : kVerbs) {
         CLI::App* const options = app.add_subcommand(verb.name, verb.summary);
         verbs.emplace_back(options, verb.define(*options));
+        for (CLI::Option* option : options->get_options()) option->disable_flag_override();
     }
     try {
         std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
@@ -135,6 +161,8 @@ ExitStatus runGuarded(int argc, char** argv) {
     } catch (const tyksim::WrongUsage& error) {
         tyksim::printNote(error.what());
         status = ExitStatus::kWrongUsage;
+    } catch (const std::filesystem::filesystem_error& error) {
+        tyksim::printNote(tyksim::text(error.path1().string(), ": ", error.code().message()));
     } catch (const std::bad_alloc&) {
         tyksim::printNote("out of memory");
     } catch (const std::exception& error) {
@@ -147,11 +175,14 @@ ExitStatus runGuarded(int argc, char** argv) {
 }
 
 /// Says what was done and ends the process by the signal, so that whoever started it sees which.
+/// Whoever closed the pipe has read what he wanted.
 int endBySignal(const tyksim::Interrupted& interrupted) {
     const int signal = interrupted.signal();
     static_cast<void>(std::fflush(stdout));
     const std::string state = interrupted.state().empty() ? "" : ": " + interrupted.state();
-    tyksim::printNote(tyksim::text("stopped by ", strsignal(signal), state));
+    if (signal != SIGPIPE) {
+        tyksim::printNote(tyksim::text("stopped by ", strsignal(signal), state));
+    }
     static_cast<void>(std::signal(signal, SIG_DFL));
     static_cast<void>(std::raise(signal));
     return 128 + signal;
