@@ -2,6 +2,12 @@
 # pkg-config, documents and examples, and tyksim with its manual and its completion.
 include(CMakePackageConfigHelpers)
 
+# An installed copy has no symbols that only a debugger needs, as a package has none. Packaging tools,
+# which build for None, keep them apart themselves.
+install(CODE "if(NOT CMAKE_INSTALL_CONFIG_NAME MATCHES \"^(Debug|None)$\")
+  set(CMAKE_INSTALL_DO_STRIP TRUE)
+endif()")
+
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/pipelinesimulation)
 set(installed_targets pipelinesimulation)
 set(pkgconfig_files pipelinesimulation)
@@ -25,11 +31,12 @@ install(FILES ${PROJECT_BINARY_DIR}/pipelinesimulationConfig.cmake
               ${PROJECT_BINARY_DIR}/pipelinesimulationConfigVersion.cmake
         DESTINATION ${package_folder})
 
-# An installed copy may be moved: everything is found from where something else lies.
-file(RELATIVE_PATH from_pkgconfig_to_prefix
-     /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+# Where the copy goes is known when it is installed.
+set(TYK_PREFIX @TYK_PREFIX@)
 foreach(name IN LISTS pkgconfig_files)
-    configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+    configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc.in @ONLY)
+    install(CODE "set(TYK_PREFIX \${CMAKE_INSTALL_PREFIX})
+configure_file(${PROJECT_BINARY_DIR}/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)")
     install(FILES ${PROJECT_BINARY_DIR}/${name}.pc
             DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()

@@ -31,5 +31,9 @@ lines() {
 lines info.jsonl 200
 lines check.jsonl 200
 lines track.tsv 200
-grep -Eq 'image-missing.3.3' answers.txt || { echo "expected 3 missing images:" >&2; cat answers.txt >&2; exit 1; }
+grep -Fqx "$(printf 'image-missing\t3\t3')" answers.txt || {
+    echo "expected a line of 3 missing images in 3 trees:" >&2
+    cat -v answers.txt >&2
+    exit 1
+}
 echo "200 trees: info, check and track agree with what was recorded"
