@@ -63,15 +63,16 @@ void Descriptor::close() {
     number_ = -1;
 }
 
-Folder::Folder(const std::string& path)
-    : prefix_(path + "/"), descriptor_(openNow(kNoFolder, path.c_str(), kFolder)) {
+Folder::Folder(std::string path)
+    : path_(std::move(path)), descriptor_(openNow(kNoFolder, path_.c_str(), kFolder)) {
     if (descriptor_.isOpen() && !isSpared(descriptor_.number())) descriptor_.close();
 }
 
 int Folder::open(const char* path, int flags) const {
-    const bool isInside = std::strncmp(path, prefix_.c_str(), prefix_.size()) == 0;
+    const size_t length = path_.size();
+    const bool isInside = std::strncmp(path, path_.c_str(), length) == 0 && path[length] == '/';
     if (!descriptor_.isOpen() || !isInside) return openNow(kNoFolder, path, flags);
-    return openNow(descriptor_.number(), path + prefix_.size(), flags);
+    return openNow(descriptor_.number(), path + length + 1, flags);
 }
 
 InputFile::InputFile(const char* path, const Folder* folder)

@@ -35,13 +35,13 @@ private:
 /// thread's file needs the descriptor more. Files are then opened by their whole paths.
 class Folder {
 public:
-    explicit Folder(const std::string& path);
+    explicit Folder(std::string path);
 
     /// Opens `path`: by name where the folder is held and `path` lies in it, else as a whole.
     int open(const char* path, int flags) const;
 
 private:
-    std::string prefix_;  ///< of the paths in the folder
+    const std::string path_;
     Descriptor descriptor_;
 };
 

@@ -366,7 +366,7 @@ TEST_F(ToolTest, CopiesTakeAndSetWhatIsAskedFor) {
          "t copy r -o p --set KELV_TAG_WB_GAINS.red=1; } || t replay r --set "
          "KELV_TAG_WB_GAINS.red=1",
          2,
-         {"found *NONE*; there is KELV_", "found \"\" (", "!TAKEN", "--only-tags takes patterns",
+         {"found *NONE*; there is KELV_", "found '' (", "!TAKEN", "--only-tags takes patterns",
           "total_gain=5: none of the selected frames has a file", "GAINS.red=1: none of the"}},
         // A value keeps the size of its tag, and else of its file.
         {"for v in STREAM_QUALITY=0707 ISCENE_INFO=00 GYRO_SAMPLES=@e; do : >e; t copy r -o p "

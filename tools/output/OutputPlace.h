@@ -22,10 +22,10 @@ constexpr const char* kStandardOutput = "-";
 
 /// A place that an output may have.
 struct OutputPlace {
-    std::string given;  ///< as the user wrote it
-    std::string path;   ///< from the root; only the last name may be a link
-    bool replaces;      ///< something stands there that the output replaces
-    mode_t mode = 0;    ///< permissions of what it replaces
+    std::string given;      ///< as the user wrote it
+    std::string path;       ///< from the root; only the last name may be a link
+    bool replaces = false;  ///< something stands there that the output replaces
+    mode_t mode = 0;        ///< permissions of what it replaces
 };
 
 /// Where the output will stand. Throws WrongUsage for a place
