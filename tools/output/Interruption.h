@@ -8,7 +8,8 @@
 namespace tyksim {
 
 /// From now on SIGINT, SIGTERM, SIGHUP and SIGPIPE are only noted; another one of the first three,
-/// more than a second later, ends the process at once. SIGXFSZ is ignored: it is met as a failed write.
+/// more than a second later, ends the process at once. SIGXFSZ is ignored: it is met as a failed
+/// write.
 void watchInterruptions();
 
 /// In a child process: from now on the same signals do nothing, where they are not ignored. The
