@@ -6,11 +6,10 @@ status=0
 documents=$(find "$1" -name '*.md')
 [ -n "$documents" ] || { echo "$1: no documents" >&2; exit 1; }
 for document in $documents; do
+    folder=$(dirname "$document")
     # What is in a link's parentheses, without the place in the document and without other servers.
-    for target in $(grep -o '](\([^)]*\))' "$document" | sed 's/](\(.*\))/\1/; s/#.*//; /:/d; /^$/d'); do
-        [ -e "$(dirname "$document")/$target" ] && continue
-        echo "$document: refers to $target, which is not there" >&2
-        status=1
-    done
+    missing=$(grep -o '](\([^)]*\))' "$document" | sed 's/](\(.*\))/\1/; s/#.*//; /:/d; /^$/d' |
+        while read -r target; do [ -e "$folder/$target" ] || echo "$target"; done)
+    [ -z "$missing" ] || { echo "$document: refers to what is not there:" "$missing" >&2; status=1; }
 done
 exit $status
