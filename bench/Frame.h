@@ -1,7 +1,7 @@
 // The frame that is dumped and replayed, as the camera framework holds it.
 #pragma once
 
-#include "replay/BlockParamDesc.h"
+#include "core/BlockParamDesc.h"
 
 #include <array>
 #include <cstdint>

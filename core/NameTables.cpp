@@ -3,7 +3,7 @@
 #include "core/LogLine.h"
 #include "core/PipeTypes.h"
 #include "core/PipelineSimulation.h"
-#include "records/SceneRecord.h"
+#include "records/SceneLayout.h"
 
 void buildPipeNameMap(std::map<std::string, int>& names) {
     for (const PipeType& type : kPipeTypes) names[type.name] = type.value;

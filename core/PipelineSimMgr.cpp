@@ -1,7 +1,7 @@
 #include "core/Globals.h"
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 
 #include <pugixml.hpp>
 

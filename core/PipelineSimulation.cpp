@@ -3,7 +3,7 @@
 #include "core/Globals.h"
 #include "core/LogLine.h"
 #include "core/NameTables.h"
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 #include "replay/FrameQueue.h"
 
 #include <cstdlib>

@@ -21,11 +21,11 @@
 // other operations let std::bad_alloc through.
 #pragma once
 
+#include "core/BlockParamDesc.h"
 #include "core/Export.h"
 #include "core/PipelineSimMgr.h"
 #include "platform/BufferManager.h"
 #include "platform/ParamSet.h"
-#include "replay/BlockParamDesc.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // The buffer through which the fixed-size values of one frame pass, one after the other.
 #pragma once
 
+#include "core/BlockParamDesc.h"
 #include "core/Limits.h"
-#include "replay/BlockParamDesc.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -2,7 +2,7 @@
 #include "core/LogLine.h"
 #include "core/NameTables.h"
 #include "core/PipelineSimulation.h"
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -5,11 +5,11 @@
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
 #include "core/Scratch.h"
+#include "core/TreeNames.h"
 #include "dump/DumpProperty.h"
-#include "dump/TreeNames.h"
 #include "platform/Properties.h"
 #include "records/MfnrTuning.h"
-#include "records/SceneRecord.h"
+#include "records/SceneLayout.h"
 
 #include <cstring>
 

@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
     // The device: where its folders lie, which tags its parameter-set service knows, which of them
     // are dumped, and that frames are dumped at all.
     tykhost::setDeviceRoot(argv[1]);
-    tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tykhost::TagKind::fixed}});
+    tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tyktags::TagKind::fixed}});
     const std::filesystem::path dumpRoot = tykhost::hostPath("/data/vendor/cameraserver/tykdump");
     std::error_code error;
     std::filesystem::create_directories(dumpRoot, error);

@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: %s TASK-FOLDER\n", argv[0]);
         return 2;
     }
-    tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tykhost::TagKind::fixed}});
+    tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tyktags::TagKind::fixed}});
 
     // Any folder of frame folders is a task; the default object replays it without making a folder.
     PipelineSimulation* const pipe = PipelineSimMgr::getPipeSimInstance(-1);

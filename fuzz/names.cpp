@@ -1,5 +1,5 @@
 // The names of parameter files, images and frame folders: the input is the name.
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 #include "fuzz/NameRules.h"
 
 #include <cstring>

@@ -6,9 +6,9 @@
 //   k path         a folder                     l path text   a symbolic link
 //   q path         a FIFO
 #include "fuzz/Target.h"
-#include "tree/FrameValues.h"
-#include "tree/TreeCheck.h"
-#include "tree/TreePath.h"
+#include "tree/check/TreeCheck.h"
+#include "tree/read/FrameValues.h"
+#include "tree/read/TreePath.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -6,8 +6,8 @@
 // service as it was.
 #pragma once
 
-#include "host/TagTable.h"
-#include "replay/BlockParamDesc.h"
+#include "core/BlockParamDesc.h"
+#include "tags/TagTable.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -20,10 +20,10 @@ namespace tykhost {
 /// the next getTagInfo() shows it. Live values and published values are forgotten. The entries are
 /// not checked, so that a program can show the library impossible sizes (a negative one is what
 /// getSize() gives, and no value travels); of several entries with one id the last counts.
-void setTagTable(std::vector<TagEntry> tags);
+void setTagTable(std::vector<tyktags::TagEntry> tags);
 
 /// The tag table in force, in ascending order of id.
-std::vector<TagEntry> tagTable();
+std::vector<tyktags::TagEntry> tagTable();
 
 /// Sets the live value that getParam() answers with for camera `camId` and tag `tag`, whatever sof
 /// id is asked for: on the pipe type `pipe` where one is given, else on all that have no value of

@@ -27,7 +27,7 @@ struct LiveValue {
 };
 
 struct Tag {
-    TagEntry declared;
+    tyktags::TagEntry declared;
     std::map<std::pair<uint32_t, std::optional<int>>, LiveValue> live;  // by camera and pipe type
     std::list<PublishedValue> history;                                  // oldest first
 };
@@ -40,8 +40,8 @@ void copyBytes(void* to, const void* from, size_t size) {
 // The service's state. Its users hold the lock.
 class Service {
 public:
-    void setTable(std::vector<TagEntry> entries);
-    std::vector<TagEntry> table() const;
+    void setTable(std::vector<tyktags::TagEntry> entries);
+    std::vector<tyktags::TagEntry> table() const;
     const Tag* find(uint32_t tag) const;
 
     bool setLive(uint32_t camId, uint32_t tag, const void* data, size_t size,
@@ -67,17 +67,17 @@ private:
     uint64_t lastSerial_ = 0;
 };
 
-void Service::setTable(std::vector<TagEntry> entries) {
+void Service::setTable(std::vector<tyktags::TagEntry> entries) {
     std::map<uint32_t, Tag> tags;
-    for (TagEntry& declared : entries) {
+    for (tyktags::TagEntry& declared : entries) {
         const uint32_t id = declared.id;
         tags[id].declared = std::move(declared);
     }
     tags_ = std::move(tags);
 }
 
-std::vector<TagEntry> Service::table() const {
-    std::vector<TagEntry> entries;
+std::vector<tyktags::TagEntry> Service::table() const {
+    std::vector<tyktags::TagEntry> entries;
     entries.reserve(tags_.size());
     for (const auto& [id, tag] : tags_) entries.push_back(tag.declared);
     return entries;
@@ -97,7 +97,7 @@ bool Service::setLive(uint32_t camId, uint32_t tag, const void* data, size_t siz
                       std::optional<int> pipe) {
     Tag* target = findTag(tag);
     if (target == nullptr || (data == nullptr && size > 0)) return false;
-    const bool isFixed = target->declared.kind == TagKind::fixed;
+    const bool isFixed = target->declared.kind == tyktags::TagKind::fixed;
     if (isFixed && target->declared.size < 0) return false;
     if (!isFixed && size > std::numeric_limits<uint32_t>::max()) return false;
 
@@ -111,7 +111,7 @@ bool Service::setLive(uint32_t camId, uint32_t tag, const void* data, size_t siz
 
 bool Service::setLiveBlock(uint32_t camId, uint32_t tag, const BlockParamDesc& block) {
     Tag* target = findTag(tag);
-    if (target == nullptr || target->declared.kind != TagKind::block) return false;
+    if (target == nullptr || target->declared.kind != tyktags::TagKind::block) return false;
     target->live[{camId, std::nullopt}] = {{}, block};
     return true;
 }
@@ -123,7 +123,7 @@ bool Service::get(uint32_t camId, int pipe, uint32_t tag, void* to) const {
     if (found == source->live.end()) found = source->live.find({camId, std::nullopt});
     if (found == source->live.end()) return false;
     const LiveValue& value = found->second;
-    if (source->declared.kind == TagKind::fixed) {
+    if (source->declared.kind == tyktags::TagKind::fixed) {
         copyBytes(to, value.bytes.data(), value.bytes.size());
     } else {
         std::memcpy(to, &value.block, sizeof(value.block));
@@ -134,7 +134,7 @@ bool Service::get(uint32_t camId, int pipe, uint32_t tag, void* to) const {
 bool Service::publish(const ParamKey& key, const void* data) {
     Tag* target = findTag(key.tag);
     if (target == nullptr || data == nullptr) return false;
-    const bool isFixed = target->declared.kind == TagKind::fixed;
+    const bool isFixed = target->declared.kind == tyktags::TagKind::fixed;
     if (isFixed && (target->declared.size < 0 || target->declared.size > kMaxFixedBytes))
         return false;
 
@@ -243,11 +243,11 @@ bool ParamKey::operator==(const ParamKey& other) const {
            std::tie(other.camId, other.pipe, other.sofId, other.tag);
 }
 
-void setTagTable(std::vector<TagEntry> tags) {
+void setTagTable(std::vector<tyktags::TagEntry> tags) {
     locked([&](Service& state) { state.setTable(std::move(tags)); });
 }
 
-std::vector<TagEntry> tagTable() {
+std::vector<tyktags::TagEntry> tagTable() {
     return locked([](Service& state) { return state.table(); });
 }
 
@@ -314,7 +314,7 @@ ParamSet* ParamSet::createInstance() {
 void ParamSet::getTagInfo(std::map<unsigned int, tag_info_t>& table) {
     tykhost::locked([&](Service& state) {
         if (!state.registered) return;
-        for (tykhost::TagEntry& declared : state.table())
+        for (tyktags::TagEntry& declared : state.table())
             table[declared.id].name = std::move(declared.name);
     });
 }
@@ -323,7 +323,7 @@ int ParamSet::getSize(unsigned int tag) {
     return tykhost::locked([&](Service& state) {
         const auto* found = state.find(tag);
         if (found == nullptr) return -1;
-        const bool isFixed = found->declared.kind == tykhost::TagKind::fixed;
+        const bool isFixed = found->declared.kind == tyktags::TagKind::fixed;
         return isFixed ? found->declared.size : static_cast<int32_t>(sizeof(BlockParamDesc));
     });
 }

@@ -15,7 +15,7 @@
 
 #include "host/LiveValues.h"
 #include "host/PublishedValues.h"
-#include "host/TagTable.h"
+#include "tags/TagTable.h"
 
 namespace tykhost {
 

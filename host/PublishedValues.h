@@ -4,8 +4,8 @@
 // publisher's. Errors: std::bad_alloc, which leaves the service as it was.
 #pragma once
 
-#include "host/TagTable.h"
-#include "replay/BlockParamDesc.h"
+#include "core/BlockParamDesc.h"
+#include "tags/TagTable.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +26,7 @@ struct ParamKey {
 /// One value that setParam() or setPsParam() published.
 struct PublishedValue {
     ParamKey key;
-    TagKind kind;
+    tyktags::TagKind kind;
     std::vector<uint8_t> bytes;  ///< the copied value of a fixed-size tag
     BlockParamDesc block;        ///< the copied descriptor of a block tag
     uint64_t serial;             ///< counts publications, from 1

@@ -5,7 +5,7 @@
 #include "core/FrameGuard.h"
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 #include "platform/Properties.h"
 
 #include <array>

@@ -1,7 +1,7 @@
 // The XML file of the scene-detection record, as a document.
 #include "records/SceneXml.h"
 
-#include "records/SceneRecord.h"
+#include "records/SceneLayout.h"
 
 #include <algorithm>
 #include <clocale>

@@ -5,8 +5,8 @@
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
 #include "core/Scratch.h"
-#include "dump/TreeNames.h"
-#include "records/SceneRecord.h"
+#include "core/TreeNames.h"
+#include "records/SceneLayout.h"
 #include "replay/FixedOverrides.h"
 #include "replay/FrameQueue.h"
 

@@ -12,6 +12,7 @@
 #include <tuple>
 
 using namespace tykhost;
+using namespace tyktags;
 
 namespace {
 

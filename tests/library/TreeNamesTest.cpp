@@ -1,6 +1,6 @@
 // The names of the dump tree: made, and read back by a replay and by what looks at trees.
-#include "dump/TreeNames.h"
-#include "tree/ExactNames.h"
+#include "core/TreeNames.h"
+#include "tree/read/ExactNames.h"
 
 #include <climits>
 #include <gtest/gtest.h>

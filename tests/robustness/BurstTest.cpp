@@ -70,7 +70,7 @@ public:
             const auto sof = static_cast<uint32_t>(100 + frame);
             ASSERT_TRUE(
                 tykhost::publishedValue({static_cast<uint32_t>(cam), onPipe, sof, tag}, value));
-            const char* const data = value.kind == tykhost::TagKind::fixed
+            const char* const data = value.kind == tyktags::TagKind::fixed
                                          ? reinterpret_cast<const char*>(value.bytes.data())
                                          : static_cast<const char*>(value.block.data);
             EXPECT_TRUE(std::string(data, bytes) ==

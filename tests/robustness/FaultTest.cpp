@@ -1,7 +1,7 @@
 // Every call that the library makes fails once, and then everything from there on; the disk fills
 // up at every place, and descriptors run out: the process goes on, nothing is lost or left open,
 // what must be reported is, and the next frame is right.
-#include "records/SceneRecord.h"
+#include "records/SceneLayout.h"
 #include "tests/support/FakeDevice.h"
 
 #include <gtest/gtest.h>

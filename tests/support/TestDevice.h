@@ -82,7 +82,7 @@ protected:
         tykhost::clearProperties();
         tykhost::resetBufferPool();
         tykhost::resetParamService();
-        constexpr auto kFixed = tykhost::TagKind::fixed, kByBlock = tykhost::TagKind::block;
+        constexpr auto kFixed = tyktags::TagKind::fixed, kByBlock = tyktags::TagKind::block;
         // clang-format off
         tykhost::setTagTable({
             {7, "plain", 8, kFixed}, {8, "other_tag", 8, kFixed}, {9, "block", 64, kByBlock},
@@ -187,7 +187,7 @@ protected:
             const auto& [camId, pipe, sofId, tag] = value.key;
             const std::string bytes(value.bytes.begin(), value.bytes.end());
             std::string text = bytes.size() > 16 ? std::to_string(bytes.size()) : hex(bytes);
-            if (value.kind == tykhost::TagKind::block) {
+            if (value.kind == tyktags::TagKind::block) {
                 text =
                     "[" + std::string(static_cast<char*>(value.block.data), value.block.size) + "]";
             }

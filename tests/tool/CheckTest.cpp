@@ -1,6 +1,6 @@
 // What a check finds of every kind of damage: a small recorded tree is damaged by a line of shell,
 // and the rules that are then said are compared.
-#include "tree/TreeCheck.h"
+#include "tree/check/TreeCheck.h"
 
 #include <gtest/gtest.h>
 

@@ -1,16 +1,16 @@
 #include "tools/camera/CameraSetup.h"
 
+#include "core/TreeNames.h"
 #include "core/XmlFile.h"
-#include "dump/TreeNames.h"
 #include "records/MfnrTuning.h"
 #include "tools/camera/DefaultSetup.h"
-#include "tools/output/Console.h"
-#include "tools/output/Files.h"
-#include "tools/output/OutputPath.h"
-#include "tree/DumpConfigFile.h"
-#include "tree/Escape.h"
-#include "tree/TreeCheck.h"
-#include "tree/TreePath.h"
+#include "tools/console/Console.h"
+#include "tools/files/Files.h"
+#include "tools/files/OutputPath.h"
+#include "tree/check/TreeCheck.h"
+#include "tree/read/DumpConfigFile.h"
+#include "tree/read/Escape.h"
+#include "tree/read/TreePath.h"
 
 #include <filesystem>
 
@@ -18,8 +18,8 @@ namespace tyksim {
 
 namespace {
 
-using tykhost::TagEntry;
-using tykhost::TagKind;
+using tyktags::TagEntry;
+using tyktags::TagKind;
 
 std::string readText(const std::string& path) {
     const std::vector<uint8_t> bytes = readFile(path, kMaxXmlBytes);
@@ -30,7 +30,7 @@ std::string readText(const std::string& path) {
 void writeTags(const std::string& path, const std::vector<TagEntry>& tags) {
     OutputFile file = OutputFile::replacing(path);
     std::string error;
-    if (!tykhost::writeTagTable(file.temporary(), tags, error)) {
+    if (!tyktags::writeTagTable(file.temporary(), tags, error)) {
         throw Failure(tyktree::escaped(error));
     }
     file.commit();
@@ -75,9 +75,9 @@ void CameraSetup::readTags() {
     }
     std::string error;
     const bool given = tagTable_.origin == Origin::user;
-    if (!tykhost::readTagTable(
+    if (!tyktags::readTagTable(
             tagTable_.source, tags_, error,
-            given ? tykhost::TableSource::fileOrPipe : tykhost::TableSource::file)) {
+            given ? tyktags::TableSource::fileOrPipe : tyktags::TableSource::file)) {
         throw Failure(tyktree::escaped(error));
     }
     // A pipe gives its content once.

@@ -1,7 +1,7 @@
 // The tag table, the dump configuration and the firmware files of a simulated camera.
 #pragma once
 
-#include "host/TagTable.h"
+#include "tags/TagTable.h"
 
 #include <string>
 #include <vector>
@@ -19,7 +19,7 @@ public:
     CameraSetup(const std::string& root, int pipe, const std::string& tagsFile,
                 const std::string& configFile);
 
-    const std::vector<tykhost::TagEntry>& tags() const { return tags_; }
+    const std::vector<tyktags::TagEntry>& tags() const { return tags_; }
 
     /// Makes the root's folders and files, and says which table and configuration are used.
     void install() const;
@@ -45,7 +45,7 @@ private:
     std::string root_;
     Part tagTable_;
     Part configuration_;
-    std::vector<tykhost::TagEntry> tags_;
+    std::vector<tyktags::TagEntry> tags_;
 };
 
 }  // namespace tyksim

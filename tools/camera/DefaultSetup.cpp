@@ -1,8 +1,8 @@
 #include "tools/camera/DefaultSetup.h"
 
 #include "core/DumpConfigXml.h"
-#include "dump/TreeNames.h"
-#include "tree/KnownTags.h"
+#include "core/TreeNames.h"
+#include "tags/KnownTags.h"
 
 #include <pugixml.hpp>
 
@@ -14,15 +14,15 @@ namespace tyksim {
 
 namespace {
 
-using tykhost::FieldType;
-using tykhost::TagEntry;
-using tykhost::TagField;
-using tykhost::TagKind;
+using tyktags::FieldType;
+using tyktags::TagEntry;
+using tyktags::TagField;
+using tyktags::TagKind;
 
 TagEntry knownTag(uint32_t id, std::vector<TagField> fields = {}) {
     const auto* const known =
-        std::find_if(std::begin(tyktree::kKnownTags), std::end(tyktree::kKnownTags),
-                     [id](const tyktree::KnownTag& tag) { return tag.id == id; });
+        std::find_if(std::begin(tyktags::kKnownTags), std::end(tyktags::kKnownTags),
+                     [id](const tyktags::KnownTag& tag) { return tag.id == id; });
     return {id, known->name, known->size, TagKind::fixed, std::move(fields)};
 }
 

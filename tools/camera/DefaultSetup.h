@@ -1,7 +1,7 @@
 // What a simulated camera uses when its user brings nothing.
 #pragma once
 
-#include "host/TagTable.h"
+#include "tags/TagTable.h"
 
 #include <string>
 #include <vector>
@@ -11,11 +11,11 @@ namespace tyksim {
 /// A table of tags as a camera has them: values of a few bytes up to 4 KiB, blocks up to 128 KiB,
 /// and the tags that the library treats by themselves; with the fields of all that record gives a
 /// meaning to.
-std::vector<tykhost::TagEntry> defaultTags();
+std::vector<tyktags::TagEntry> defaultTags();
 
 /// A dump configuration, as the text of an XML file, that dumps every tag of `tags` on the pipe
 /// type of snapshots.
-std::string defaultConfiguration(const std::vector<tykhost::TagEntry>& tags);
+std::string defaultConfiguration(const std::vector<tyktags::TagEntry>& tags);
 
 /// A tuning file of the MFNR stage.
 struct TuningFile {

@@ -2,14 +2,14 @@
 
 #include "core/File.h"
 #include "core/Globals.h"
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 #include "host/DeviceRoot.h"
 #include "platform/Properties.h"
 #include "records/MfnrTuning.h"
-#include "records/SceneRecord.h"
-#include "tools/output/Console.h"
-#include "tools/output/Files.h"
-#include "tree/FileBytes.h"
+#include "records/SceneLayout.h"
+#include "tools/console/Console.h"
+#include "tools/files/Files.h"
+#include "tree/read/FileBytes.h"
 
 #include <cerrno>
 #include <chrono>

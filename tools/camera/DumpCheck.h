@@ -5,7 +5,7 @@
 #pragma once
 
 #include "core/PipelineSimulation.h"
-#include "tree/Finding.h"
+#include "tree/check/Finding.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,8 +1,8 @@
 #include "tools/camera/Photo.h"
 
-#include "tools/output/Console.h"
-#include "tools/output/Files.h"
-#include "tree/Escape.h"
+#include "tools/console/Console.h"
+#include "tools/files/Files.h"
+#include "tree/read/Escape.h"
 
 #include <turbojpeg.h>
 

@@ -1,7 +1,7 @@
 #include "tools/camera/PipeLock.h"
 
-#include "tools/output/Console.h"
-#include "tree/Escape.h"
+#include "tools/console/Console.h"
+#include "tree/read/Escape.h"
 
 #include <cerrno>
 #include <fcntl.h>

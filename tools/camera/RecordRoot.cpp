@@ -1,13 +1,13 @@
 #include "tools/camera/RecordRoot.h"
 
-#include "dump/TreeNames.h"
-#include "tools/output/Console.h"
-#include "tools/output/Files.h"
-#include "tools/output/OutputPlace.h"
-#include "tree/Escape.h"
-#include "tree/ExactNames.h"
-#include "tree/FolderReader.h"
-#include "tree/TreePath.h"
+#include "core/TreeNames.h"
+#include "tools/console/Console.h"
+#include "tools/files/Files.h"
+#include "tools/files/OutputPlace.h"
+#include "tree/read/Escape.h"
+#include "tree/read/ExactNames.h"
+#include "tree/read/FolderReader.h"
+#include "tree/read/TreePath.h"
 
 #include <algorithm>
 #include <array>

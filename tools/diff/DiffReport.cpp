@@ -1,11 +1,11 @@
 #include "tools/diff/DiffReport.h"
 
+#include "tools/console/Console.h"
+#include "tools/console/Table.h"
+#include "tools/console/Units.h"
 #include "tools/diff/DifferenceText.h"
-#include "tools/output/Console.h"
-#include "tools/output/Table.h"
-#include "tools/output/Units.h"
-#include "tools/output/Values.h"
-#include "tree/Escape.h"
+#include "tools/json/TreeJson.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "tools/diff/DiffSummary.h"
-#include "tools/output/Json.h"
+#include "tools/json/Json.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "tools/diff/DifferenceText.h"
 
-#include "tools/output/Units.h"
-#include "tree/Escape.h"
+#include "tools/console/Units.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <fmt/format.h>

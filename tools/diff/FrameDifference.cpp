@@ -1,8 +1,8 @@
 #include "tools/diff/FrameDifference.h"
 
-#include "records/SceneRecord.h"
-#include "tools/output/Console.h"
-#include "tree/Escape.h"
+#include "records/SceneLayout.h"
+#include "tools/console/Console.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <array>
@@ -147,7 +147,7 @@ std::vector<ByteRange> DiffRules::ignoredBytes(const std::string& tag) const {
     std::vector<ByteRange> ranges;
     for (const tyktree::ValueName& name : ignored) {
         if (!name.field || name.tagName != tag) continue;
-        const uint32_t one = tykhost::bytesOf(name.field->type);
+        const uint32_t one = tyktags::bytesOf(name.field->type);
         if (name.element) {
             ranges.push_back({name.field->offset + uint64_t{*name.element} * one, one});
         } else {

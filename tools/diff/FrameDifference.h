@@ -5,11 +5,11 @@
 #include "tools/diff/FrameMatch.h"
 #include "tools/picture/PictureDiff.h"
 #include "tools/picture/PictureOptions.h"
-#include "tree/FrameListing.h"
-#include "tree/Parameter.h"
-#include "tree/SceneRecord.h"
-#include "tree/TagCatalog.h"
-#include "tree/Values.h"
+#include "tree/read/FrameListing.h"
+#include "tree/read/Parameter.h"
+#include "tree/read/SceneRecord.h"
+#include "tree/read/TagCatalog.h"
+#include "tree/read/Values.h"
 
 #include <optional>
 #include <string>

@@ -1,8 +1,8 @@
 // Which frame of one tree belongs to which of another.
 #pragma once
 
-#include "tree/FrameSelection.h"
-#include "tree/TreePath.h"
+#include "tree/read/FrameSelection.h"
+#include "tree/read/TreePath.h"
 
 #include <optional>
 #include <utility>

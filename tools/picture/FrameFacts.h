@@ -2,8 +2,8 @@
 #pragma once
 
 #include "tools/picture/PictureExif.h"
-#include "tree/FrameSelection.h"
-#include "tree/FrameValues.h"
+#include "tree/read/FrameSelection.h"
+#include "tree/read/FrameValues.h"
 
 #include <cstddef>
 #include <string>

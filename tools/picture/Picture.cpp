@@ -1,6 +1,6 @@
 #include "tools/picture/Picture.h"
 
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 
 #include <algorithm>
 #include <libyuv/planar_functions.h>

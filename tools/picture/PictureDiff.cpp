@@ -1,8 +1,8 @@
 #include "tools/picture/PictureDiff.h"
 
 #include "core/File.h"
-#include "tools/output/Console.h"
-#include "tree/Escape.h"
+#include "tools/console/Console.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #include "tools/picture/PictureFile.h"
 
-#include "tree/Escape.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <cerrno>

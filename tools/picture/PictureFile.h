@@ -1,7 +1,7 @@
 // Image files of a tree, read as pictures.
 #pragma once
 
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 #include "tools/picture/Picture.h"
 
 #include <cstdint>

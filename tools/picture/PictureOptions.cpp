@@ -1,7 +1,7 @@
 #include "tools/picture/PictureOptions.h"
 
-#include "tools/output/Console.h"
-#include "tools/output/OptionChecks.h"
+#include "tools/console/Console.h"
+#include "tools/console/OptionChecks.h"
 
 #include <CLI/CLI.hpp>
 

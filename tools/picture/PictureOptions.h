@@ -1,8 +1,8 @@
 // The options by which a user says what pictures mean and what is to be made of them.
 #pragma once
 
-#include "dump/TreeNames.h"
-#include "tools/output/Json.h"
+#include "core/TreeNames.h"
+#include "tools/json/Json.h"
 #include "tools/picture/PictureRenderer.h"
 
 #include <string>

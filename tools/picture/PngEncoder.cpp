@@ -1,4 +1,4 @@
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 #include "tools/picture/Encoders.h"
 
 #include <algorithm>

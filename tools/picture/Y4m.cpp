@@ -1,5 +1,5 @@
-#include "tools/output/Console.h"
-#include "tools/output/OutputMark.h"
+#include "tools/console/Console.h"
+#include "tools/files/OutputMark.h"
 #include "tools/picture/Encoders.h"
 
 namespace tyksim {

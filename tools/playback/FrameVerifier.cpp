@@ -2,11 +2,11 @@
 
 #include "core/File.h"
 #include "core/Limits.h"
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 #include "host/BufferPool.h"
 #include "records/MfnrTuning.h"
 #include "replay/FixedOverrides.h"
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 #include "tools/playback/SceneDifferences.h"
 
 #include <algorithm>
@@ -20,8 +20,8 @@ namespace tyksim {
 namespace {
 
 using tykhost::PublishedValue;
-using tykhost::TagEntry;
-using tykhost::TagKind;
+using tyktags::TagEntry;
+using tyktags::TagKind;
 using tyktree::FileEntry;
 using tyktree::RuleId;
 

@@ -3,10 +3,10 @@
 
 #include "core/PipelineSimulation.h"
 #include "host/ParamService.h"
-#include "tree/Finding.h"
-#include "tree/FrameListing.h"
-#include "tree/SceneRecord.h"
-#include "tree/TagCatalog.h"
+#include "tree/check/Finding.h"
+#include "tree/read/FrameListing.h"
+#include "tree/read/SceneRecord.h"
+#include "tree/read/TagCatalog.h"
 
 #include <cstdint>
 #include <functional>
@@ -65,7 +65,7 @@ private:
     void verifyPromised(Verify verify);
     void verifyParameters();
     void verifyParameter(const tyktree::FileEntry& file);
-    void verifyFixed(const tyktree::FileEntry& file, const tykhost::TagEntry& tag,
+    void verifyFixed(const tyktree::FileEntry& file, const tyktags::TagEntry& tag,
                      const tykhost::PublishedValue& value);
     void verifyBlock(const tyktree::FileEntry& file, const tykhost::PublishedValue& value);
     void verifyOverride(uint32_t tag, const void* bytes, size_t size);

@@ -1,13 +1,13 @@
 #include "tools/playback/ProcessedRecording.h"
 
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 #include "host/DeviceRoot.h"
 #include "records/MfnrTuning.h"
 #include "tools/camera/DumpCheck.h"
-#include "tools/output/CloneFile.h"
-#include "tools/output/Console.h"
-#include "tools/output/Files.h"
-#include "tree/Escape.h"
+#include "tools/console/Console.h"
+#include "tools/files/CloneFile.h"
+#include "tools/files/Files.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <map>
@@ -102,8 +102,8 @@ struct ProcessedRecording::Arrived {
 
 private:
     void addParameter(const tykhost::PublishedValue& value, const tyktree::TagCatalog& catalog) {
-        const tykhost::TagEntry* const tag = catalog.byId(value.key.tag);
-        const bool block = value.kind == tykhost::TagKind::block;
+        const tyktags::TagEntry* const tag = catalog.byId(value.key.tag);
+        const bool block = value.kind == tyktags::TagKind::block;
         parameters.push_back({value.key.tag, tag ? tag->name.c_str() : "", value.key.camId,
                               value.key.pipe, value.key.sofId, block ? 1 : 0,
                               block ? value.block.data : value.bytes.data(),
@@ -218,7 +218,7 @@ void ProcessedRecording::enterTask(const tyktree::TaskEntry& task) {
 void ProcessedRecording::finish() {
     if (catalog_.source() != tyktree::TagCatalog::Source::kDerived) {
         std::string error;
-        if (!tykhost::writeTagTable(tyktree::tagTablePath(root_), catalog_.tags(), error)) {
+        if (!tyktags::writeTagTable(tyktree::tagTablePath(root_), catalog_.tags(), error)) {
             throw Failure(error);
         }
     }

@@ -3,8 +3,8 @@
 
 #include "core/PipelineSimulation.h"
 #include "tools/camera/FrameClock.h"
+#include "tools/edit/TuningCopies.h"
 #include "tools/playback/ReplaySession.h"
-#include "tools/playback/TuningCopies.h"
 #include "tools/processor/Processor.h"
 
 #include <cstdint>

@@ -3,10 +3,10 @@
 #include "host/BufferPool.h"
 #include "host/DeviceRoot.h"
 #include "replay/FrameQueue.h"
-#include "tools/output/Console.h"
-#include "tools/output/Interruption.h"
-#include "tools/output/Units.h"
-#include "tree/Escape.h"
+#include "tools/console/Console.h"
+#include "tools/console/Interruption.h"
+#include "tools/console/Units.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "core/PipelineSimulation.h"
-#include "tools/output/LibraryLog.h"
-#include "tools/playback/Edits.h"
-#include "tools/playback/FrameOverlay.h"
+#include "tools/console/LibraryLog.h"
+#include "tools/edit/Edits.h"
+#include "tools/edit/FrameOverlay.h"
 #include "tools/playback/FrameVerifier.h"
 #include "tools/playback/TemporaryRoot.h"
-#include "tree/FrameSelection.h"
+#include "tree/read/FrameSelection.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 #include "tools/playback/SceneDifferences.h"
 
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 
 #include <array>
 

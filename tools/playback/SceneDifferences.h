@@ -1,7 +1,7 @@
 // Compares a scene record that arrived in a replay with the one that was dumped.
 #pragma once
 
-#include "tree/SceneRecord.h"
+#include "tree/read/SceneRecord.h"
 
 #include <optional>
 #include <string>

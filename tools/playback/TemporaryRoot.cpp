@@ -1,10 +1,10 @@
 #include "tools/playback/TemporaryRoot.h"
 
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 #include "records/MfnrTuning.h"
-#include "tools/output/Console.h"
-#include "tools/output/Files.h"
-#include "tree/Escape.h"
+#include "tools/console/Console.h"
+#include "tools/files/Files.h"
+#include "tree/read/Escape.h"
 
 #include <cerrno>
 #include <cstdlib>

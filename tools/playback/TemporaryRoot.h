@@ -2,7 +2,7 @@
 // goes there and not into the tree.
 #pragma once
 
-#include "tree/TreeIndex.h"
+#include "tree/read/TreeIndex.h"
 
 #include <string>
 

@@ -1,8 +1,8 @@
 #include "tools/processor/Processor.h"
 
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 #include "tools/processor/ProcessorRules.h"
-#include "tree/Escape.h"
+#include "tree/read/Escape.h"
 
 #include <cstring>
 #include <filesystem>

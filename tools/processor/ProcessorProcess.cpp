@@ -1,7 +1,7 @@
 #include "tools/processor/ProcessorProcess.h"
 
-#include "tools/output/Console.h"
-#include "tools/output/Interruption.h"
+#include "tools/console/Console.h"
+#include "tools/console/Interruption.h"
 #include "tools/processor/ProcessorServer.h"
 
 #include <array>

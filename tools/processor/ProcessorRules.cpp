@@ -1,8 +1,8 @@
 #include "tools/processor/ProcessorRules.h"
 
 #include "core/PipelineSimulation.h"
-#include "dump/TreeNames.h"
-#include "tools/output/Console.h"
+#include "core/TreeNames.h"
+#include "tools/console/Console.h"
 #include "tools/picture/Nv21.h"
 
 #include <algorithm>

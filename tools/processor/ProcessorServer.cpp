@@ -1,6 +1,6 @@
 #include "tools/processor/ProcessorServer.h"
 
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 #include "tools/processor/ProcessorRules.h"
 #include "tools/processor/tyksim_processor.h"
 

@@ -1,6 +1,6 @@
 #include "tools/processor/SharedMemory.h"
 
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 
 #include <algorithm>
 #include <cerrno>

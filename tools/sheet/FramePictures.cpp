@@ -1,6 +1,6 @@
 #include "tools/sheet/FramePictures.h"
 
-#include "tools/output/Json.h"
+#include "tools/json/Json.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "tools/sheet/ReducedPicture.h"
 
 #include "core/File.h"
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 #include "tools/picture/PictureFile.h"
 
 #include <algorithm>

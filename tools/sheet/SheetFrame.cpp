@@ -1,10 +1,10 @@
 #include "tools/sheet/SheetFrame.h"
 
 #include "core/File.h"
-#include "records/SceneRecord.h"
-#include "tools/output/Values.h"
-#include "tree/Escape.h"
-#include "tree/Parameter.h"
+#include "records/SceneLayout.h"
+#include "tools/json/TreeJson.h"
+#include "tree/read/Escape.h"
+#include "tree/read/Parameter.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -133,7 +133,7 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file) const {
     result.content = Json::array();
     for (const tyktree::DecodedField& field : parameter.fields()) {
         const bool single =
-            field.field->count == 1 || field.field->type == tykhost::FieldType::text;
+            field.field->count == 1 || field.field->type == tyktags::FieldType::text;
         result.content.push_back(pageValues(field.values, single ? 1 : field.field->count));
     }
     return result;

@@ -2,11 +2,11 @@
 // and pictures.
 #pragma once
 
-#include "tools/output/Json.h"
+#include "tools/json/Json.h"
 #include "tools/sheet/FramePictures.h"
-#include "tree/FrameSelection.h"
-#include "tree/FrameValues.h"
-#include "tree/TagCatalog.h"
+#include "tree/read/FrameSelection.h"
+#include "tree/read/FrameValues.h"
+#include "tree/read/TagCatalog.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,9 +1,9 @@
 #include "tools/sheet/SheetRows.h"
 
-#include "dump/TreeNames.h"
+#include "core/TreeNames.h"
 #include "tools/diff/DifferenceText.h"
-#include "tree/Escape.h"
-#include "tree/Timeline.h"
+#include "tree/read/Escape.h"
+#include "tree/read/Timeline.h"
 
 #include <algorithm>
 #include <cmath>
@@ -80,10 +80,10 @@ Json SheetTags::table(const tyktree::TagCatalog& catalog) const {
     std::vector<Json> tags(numbers_.size());
     for (const auto& [key, number] : numbers_) {
         const auto& [name, camera, pipe, dumpType] = key;
-        const tykhost::TagEntry* const known = catalog.byName(name);
+        const tyktags::TagEntry* const known = catalog.byName(name);
         Json fields = Json::array();
         if (known) {
-            for (const tykhost::TagField& field : known->fields) fields.push_back(field.name);
+            for (const tyktags::TagField& field : known->fields) fields.push_back(field.name);
         }
         tags[number] = {{"name", tyktree::escaped(name)},
                         {"id", known ? Json(known->id) : Json()},

@@ -3,7 +3,7 @@
 
 #include "tools/diff/FrameDifference.h"
 #include "tools/sheet/SheetFrame.h"
-#include "tree/TagCatalog.h"
+#include "tree/read/TagCatalog.h"
 
 #include <cstddef>
 #include <map>

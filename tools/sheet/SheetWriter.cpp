@@ -1,10 +1,10 @@
 #include "tools/sheet/SheetWriter.h"
 
-#include "records/SceneRecord.h"
-#include "tools/output/Console.h"
+#include "records/SceneLayout.h"
+#include "tools/console/Console.h"
 #include "tools/sheet/Page.h"
-#include "tree/Escape.h"
-#include "tree/Timeline.h"
+#include "tree/read/Escape.h"
+#include "tree/read/Timeline.h"
 
 #include <array>
 #include <cerrno>

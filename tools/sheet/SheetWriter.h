@@ -2,11 +2,11 @@
 // document, wait in a temporary file, so that memory does not grow with the frames.
 #pragma once
 
-#include "tools/output/OutputPath.h"
+#include "tools/files/OutputPath.h"
 #include "tools/sheet/SheetRows.h"
-#include "tree/Finding.h"
-#include "tree/FrameSelection.h"
-#include "tree/Values.h"
+#include "tree/check/Finding.h"
+#include "tree/read/FrameSelection.h"
+#include "tree/read/Values.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,13 +1,13 @@
 // tyksim check: is a tree whole and replayable, and does a dump configuration do what it says.
-#include "tools/output/FindingPrinter.h"
-#include "tools/output/Interruption.h"
-#include "tools/output/OptionChecks.h"
-#include "tools/output/Table.h"
-#include "tools/output/Units.h"
-#include "tools/output/Values.h"
+#include "tools/console/FindingPrinter.h"
+#include "tools/console/Interruption.h"
+#include "tools/console/OptionChecks.h"
+#include "tools/console/Table.h"
+#include "tools/console/Units.h"
+#include "tools/json/TreeJson.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
-#include "tree/TreeCheck.h"
+#include "tree/check/TreeCheck.h"
+#include "tree/read/Escape.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -189,9 +189,9 @@ ExitStatus checkConfiguration(const CheckVerbOptions& options, const std::string
     TagCatalog catalog;
     const std::string& tags = options.reading.tree.tagsFile;
     if (!tags.empty()) {
-        std::vector<tykhost::TagEntry> entries;
+        std::vector<tyktags::TagEntry> entries;
         std::string error;
-        if (!readTagTable(tags, entries, error, tykhost::TableSource::fileOrPipe)) {
+        if (!readTagTable(tags, entries, error, tyktags::TableSource::fileOrPipe)) {
             throw Failure(error);
         }
         catalog = TagCatalog(std::move(entries), TagCatalog::Source::kGiven, tags);

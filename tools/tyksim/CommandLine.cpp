@@ -1,8 +1,8 @@
 #include "tools/tyksim/CommandLine.h"
 
-#include "tools/output/Console.h"
-#include "tools/output/OptionChecks.h"
-#include "tree/NearestNames.h"
+#include "tags/NearestNames.h"
+#include "tools/console/Console.h"
+#include "tools/console/OptionChecks.h"
 
 #include <algorithm>
 #include <vector>
@@ -27,9 +27,9 @@ std::string refuseOption(const CLI::App& verb, const std::string& word) {
         for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
     }
     const std::string given = word.substr(0, word.find('='));
-    const std::vector<std::string> nearest = tyktree::nearestNames(given, names);
+    const std::vector<std::string> nearest = tyktags::nearestNames(given, names);
     return "expected an option of " + verb.get_name() + ", found " + shellWord(given) +
-           (nearest.empty() ? "" : "; did you mean " + tyktree::joinedByOr(nearest) + "?");
+           (nearest.empty() ? "" : "; did you mean " + tyktags::joinedByOr(nearest) + "?");
 }
 
 /// Words that nothing takes, options before others; "" where there are none.

@@ -1,6 +1,6 @@
 #include "tools/tyksim/Commands.h"
 
-#include "tools/output/OptionChecks.h"
+#include "tools/console/OptionChecks.h"
 
 #include <cstdlib>
 #include <string>

@@ -1,7 +1,7 @@
 // The verbs: each defines its options and hands back what runs it.
 #pragma once
 
-#include "tools/output/Console.h"
+#include "tools/console/Console.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,12 +1,12 @@
 // tyksim copy: a part of a tree as a tree of its own, with edits.
-#include "tools/output/Files.h"
-#include "tools/output/OptionChecks.h"
-#include "tools/output/Ordered.h"
-#include "tools/output/OutputPath.h"
-#include "tools/output/Units.h"
-#include "tools/playback/TreeCopy.h"
+#include "tools/console/OptionChecks.h"
+#include "tools/console/Ordered.h"
+#include "tools/console/Units.h"
+#include "tools/edit/TreeCopy.h"
+#include "tools/files/Files.h"
+#include "tools/files/OutputPath.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
+#include "tree/read/Escape.h"
 
 #include <fmt/format.h>
 #include <memory>

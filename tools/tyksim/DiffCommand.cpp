@@ -1,13 +1,13 @@
 // tyksim diff: what two frames, tasks or trees do not have in common.
+#include "tools/console/OptionChecks.h"
+#include "tools/console/Ordered.h"
 #include "tools/diff/DiffReport.h"
 #include "tools/diff/DifferenceText.h"
-#include "tools/output/CloneFile.h"
-#include "tools/output/OptionChecks.h"
-#include "tools/output/Ordered.h"
-#include "tools/output/OutputPath.h"
+#include "tools/files/CloneFile.h"
+#include "tools/files/OutputPath.h"
 #include "tools/picture/FrameFacts.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <fmt/format.h>

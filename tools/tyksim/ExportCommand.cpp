@@ -1,16 +1,16 @@
 // tyksim export: the images of a tree as pictures and films.
-#include "tools/output/CloneFile.h"
-#include "tools/output/Ordered.h"
-#include "tools/output/OutputPath.h"
-#include "tools/output/Units.h"
-#include "tools/output/Values.h"
-#include "tools/picture/FilmFile.h"
+#include "tools/console/Ordered.h"
+#include "tools/console/Units.h"
+#include "tools/files/CloneFile.h"
+#include "tools/files/OutputPath.h"
+#include "tools/json/TreeJson.h"
 #include "tools/picture/FrameFacts.h"
 #include "tools/picture/PictureOptions.h"
 #include "tools/picture/PictureRenderer.h"
+#include "tools/picture/VideoFile.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
-#include "tree/ExactNames.h"
+#include "tree/read/Escape.h"
+#include "tree/read/ExactNames.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -208,7 +208,7 @@ public:
             requireImages();
             out.commit();
         } else {
-            FilmFile film(output(), rateOf(options_.rate), options_.style);
+            VideoFile film(output(), rateOf(options_.rate), options_.style);
             film_ = &film;
             exportFrames("");
             requireImages();
@@ -303,7 +303,7 @@ private:
     const OpenedTree& tree_;
     JsonDocument* const json_;
     Progress progress_;
-    FilmFile* film_ = nullptr;
+    VideoFile* film_ = nullptr;
     uint64_t images_ = 0;
     uint64_t bytes_ = 0;
     uint64_t findings_ = 0;

@@ -1,8 +1,8 @@
 #include "tools/tyksim/Help.h"
 
-#include "tools/output/Console.h"
-#include "tools/output/OptionChecks.h"
-#include "tools/output/Wrap.h"
+#include "tools/console/Console.h"
+#include "tools/console/OptionChecks.h"
+#include "tools/console/Wrap.h"
 
 #include <algorithm>
 #include <unistd.h>

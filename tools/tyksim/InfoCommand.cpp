@@ -1,13 +1,13 @@
 // tyksim info: what is in a tree.
-#include "tools/output/OptionChecks.h"
-#include "tools/output/Ordered.h"
-#include "tools/output/Table.h"
-#include "tools/output/Units.h"
+#include "tools/console/OptionChecks.h"
+#include "tools/console/Ordered.h"
+#include "tools/console/Table.h"
+#include "tools/console/Units.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
-#include "tree/FrameListing.h"
-#include "tree/TaskStatistics.h"
-#include "tree/Timeline.h"
+#include "tree/check/TaskStatistics.h"
+#include "tree/read/Escape.h"
+#include "tree/read/FrameListing.h"
+#include "tree/read/Timeline.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,10 +1,10 @@
 #include "tools/tyksim/Reading.h"
 
-#include "tools/output/Interruption.h"
-#include "tools/output/Units.h"
-#include "tree/Escape.h"
-#include "tree/FrameListing.h"
-#include "tree/Values.h"
+#include "tools/console/Interruption.h"
+#include "tools/console/Units.h"
+#include "tree/read/Escape.h"
+#include "tree/read/FrameListing.h"
+#include "tree/read/Values.h"
 
 #include <algorithm>
 #include <exception>

@@ -2,7 +2,7 @@
 // and what that means for their exit status.
 #pragma once
 
-#include "tools/output/Json.h"
+#include "tools/json/Json.h"
 #include "tools/tyksim/Commands.h"
 #include "tools/tyksim/TreeOptions.h"
 

@@ -1,8 +1,8 @@
 // tyksim record: a simulated camera that drives the library the way a pipeline does.
 #include "core/Globals.h"
 #include "core/PipelineSimulation.h"
+#include "core/TreeNames.h"
 #include "dump/DumpProperty.h"
-#include "dump/TreeNames.h"
 #include "host/DeviceRoot.h"
 #include "host/LiveValues.h"
 #include "host/Properties.h"
@@ -12,17 +12,17 @@
 #include "tools/camera/DumpCheck.h"
 #include "tools/camera/FrameClock.h"
 #include "tools/camera/FrameSource.h"
-#include "tools/camera/LiveValues.h"
 #include "tools/camera/PipeLock.h"
 #include "tools/camera/RecordRoot.h"
-#include "tools/output/Files.h"
-#include "tools/output/FindingPrinter.h"
-#include "tools/output/Interruption.h"
-#include "tools/output/LibraryLog.h"
-#include "tools/output/OptionChecks.h"
-#include "tools/output/Units.h"
+#include "tools/camera/SimulatedParameters.h"
+#include "tools/console/FindingPrinter.h"
+#include "tools/console/Interruption.h"
+#include "tools/console/LibraryLog.h"
+#include "tools/console/OptionChecks.h"
+#include "tools/console/Units.h"
+#include "tools/files/Files.h"
 #include "tools/tyksim/Commands.h"
-#include "tree/Escape.h"
+#include "tree/read/Escape.h"
 
 #include <climits>
 
@@ -39,7 +39,7 @@ namespace tyksim {
 
 namespace {
 
-using tykhost::TagEntry;
+using tyktags::TagEntry;
 
 constexpr int kDumpMode = 0;
 
@@ -196,7 +196,7 @@ private:
     }
 
     void recordFrames() {
-        LiveValues values(dumpedTags(), cameras());
+        SimulatedParameters values(dumpedTags(), cameras());
         const auto sizeOf = [&values](const PipelineSimulation::tagInfo& entry) {
             return values.size(entry.tag);
         };
@@ -211,7 +211,7 @@ private:
         bytes_ = check.bytes();
     }
 
-    void recordFrame(int number, LiveValues& values, DumpCheck& check) {
+    void recordFrame(int number, SimulatedParameters& values, DumpCheck& check) {
         const Photo& photo = source_.frame(number);
         // The interface takes the pixels as writable, and only reads them.
         PipelineSimulation::imageInfo frame{const_cast<uint8_t*>(photo.image.bytes.data()),

@@ -1,16 +1,16 @@
 // tyksim replay: drives the library through a dump tree and looks at what arrives.
-#include "tools/output/FindingPrinter.h"
-#include "tools/output/Interruption.h"
-#include "tools/output/OptionChecks.h"
-#include "tools/output/OutputPath.h"
-#include "tools/output/Units.h"
+#include "tools/console/FindingPrinter.h"
+#include "tools/console/Interruption.h"
+#include "tools/console/OptionChecks.h"
+#include "tools/console/Units.h"
+#include "tools/files/OutputPath.h"
 #include "tools/playback/ProcessedRecording.h"
 #include "tools/playback/ReplaySession.h"
 #include "tools/processor/Processor.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
-#include "tree/TaskStatistics.h"
-#include "tree/TreeCheck.h"
+#include "tree/check/TaskStatistics.h"
+#include "tree/check/TreeCheck.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <map>
@@ -112,7 +112,7 @@ tyktree::TagCatalog deriveTags(const std::vector<FrameRef>& frames, Reading& rea
 
 std::vector<std::string> tagNames(const tyktree::TagCatalog& catalog) {
     std::vector<std::string> names;
-    for (const tykhost::TagEntry& tag : catalog.tags()) names.push_back(tag.name);
+    for (const tyktags::TagEntry& tag : catalog.tags()) names.push_back(tag.name);
     return names;
 }
 

@@ -1,13 +1,13 @@
 // tyksim sheet: a page to look at a tree with.
+#include "tools/console/FindingPrinter.h"
+#include "tools/console/OptionChecks.h"
+#include "tools/console/Ordered.h"
+#include "tools/console/Units.h"
 #include "tools/diff/FrameDifference.h"
-#include "tools/output/FindingPrinter.h"
-#include "tools/output/OptionChecks.h"
-#include "tools/output/Ordered.h"
-#include "tools/output/Units.h"
 #include "tools/sheet/SheetWriter.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
-#include "tree/TreeCheck.h"
+#include "tree/check/TreeCheck.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,14 +1,14 @@
 // tyksim show: one frame, all of it.
 #include "core/File.h"
 #include "core/PipeTypes.h"
-#include "tools/output/Table.h"
-#include "tools/output/Units.h"
-#include "tools/output/Values.h"
+#include "tags/NearestNames.h"
+#include "tools/console/Table.h"
+#include "tools/console/Units.h"
+#include "tools/json/TreeJson.h"
 #include "tools/picture/Histogram.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
-#include "tree/NearestNames.h"
-#include "tree/Timeline.h"
+#include "tree/read/Escape.h"
+#include "tree/read/Timeline.h"
 
 #include <algorithm>
 #include <array>
@@ -211,12 +211,12 @@ private:
             if (file.kind == FileEntry::Kind::kParameter)
                 names.emplace_back(file.parameter.tagName);
         }
-        const std::vector<std::string> nearest = tyktree::nearestNames(options_.tag, names);
+        const std::vector<std::string> nearest = tyktags::nearestNames(options_.tag, names);
         std::string advice;
         if (names.empty()) {
             advice = "; the frame has no parameters";
         } else if (!nearest.empty()) {
-            advice = "; did you mean " + tyktree::joinedByOr(nearest) + "?";
+            advice = "; did you mean " + tyktags::joinedByOr(nearest) + "?";
         }
         throw PicksNothing(fmt::format("{}: expected the tag {}, found none{}",
                                        tyktree::escaped(frame_.path()),

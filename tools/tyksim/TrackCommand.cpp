@@ -1,11 +1,11 @@
 // tyksim track: values from frame to frame.
-#include "tools/output/Ordered.h"
-#include "tools/output/OutputPath.h"
-#include "tools/output/Plot.h"
-#include "tools/output/Values.h"
+#include "tools/console/Ordered.h"
+#include "tools/files/OutputPath.h"
+#include "tools/json/TreeJson.h"
+#include "tools/picture/Plot.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/Escape.h"
-#include "tree/FrameValues.h"
+#include "tree/read/Escape.h"
+#include "tree/read/FrameValues.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "tools/tyksim/Commands.h"
-#include "tree/FrameSelection.h"
-#include "tree/TagCatalog.h"
+#include "tree/read/FrameSelection.h"
+#include "tree/read/TagCatalog.h"
 
 #include <CLI/CLI.hpp>
 

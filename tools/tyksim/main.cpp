@@ -1,11 +1,11 @@
 // tyksim: records, replays and examines camera frames on a desktop, through the library that does
 // it on a device.
-#include "tools/output/Interruption.h"
+#include "tags/NearestNames.h"
+#include "tools/console/Interruption.h"
 #include "tools/tyksim/CommandLine.h"
 #include "tools/tyksim/Commands.h"
 #include "tools/tyksim/Help.h"
-#include "tree/Escape.h"
-#include "tree/NearestNames.h"
+#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -72,9 +72,9 @@ ExitStatus flushResults(ExitStatus status) {
 [[noreturn]] void refuseVerb(const std::string& word) {
     std::vector<std::string> names;
     for (const Verb& verb : kVerbs) names.emplace_back(verb.name);
-    const std::vector<std::string> nearest = tyktree::nearestNames(word, names);
+    const std::vector<std::string> nearest = tyktags::nearestNames(word, names);
     const std::string advice =
-        nearest.empty() ? "" : "; did you mean " + tyktree::joinedByOr(nearest) + "?";
+        nearest.empty() ? "" : "; did you mean " + tyktags::joinedByOr(nearest) + "?";
     throw tyksim::WrongUsage(tyksim::text("expected a verb, found ", tyksim::shellWord(word),
                                           advice, advice.empty() ? ";" : "",
                                           " `tyksim help` lists the verbs"));

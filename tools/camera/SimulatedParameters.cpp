@@ -1,0 +1,261 @@
+#include "tools/camera/SimulatedParameters.h"
+
+#include "core/Limits.h"
+#include "records/MfnrTuning.h"
+#include "tools/camera/DefaultSetup.h"
+#include "tools/console/Console.h"
+#include "tools/files/Bytes.h"
+#include "tree/read/SceneRecord.h"
+#include "tree/read/Values.h"
+
+#include <climits>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+namespace tyksim {
+
+namespace {
+
+using tyktags::TagEntry;
+using tyktags::TagKind;
+using Bytes = std::vector<uint8_t>;
+
+/// Fills `bytes` with what looks like data and is the same for the same tag and frame at every run.
+void fillWithNoise(uint32_t tag, int number, Bytes& bytes) {
+    uint32_t state = (tag * 2654435761U) ^ (static_cast<uint32_t>(number) * 40503U) ^ 0x9e3779b9U;
+    for (uint8_t& byte : bytes) {
+        state = state * 1664525U + 1013904223U;
+        byte = static_cast<uint8_t>(state >> 24);
+    }
+}
+
+Bytes noise(uint32_t tag, int number, size_t size) {
+    Bytes bytes(size);
+    fillWithNoise(tag, number, bytes);
+    return bytes;
+}
+
+/// A ratio that swings around 1 as the frames go by.
+float swing(int number, int phase) {
+    return 1.0F + static_cast<float>((number + phase) % 16 - 8) / 100.0F;
+}
+
+Bytes exposureTime(const FrameFacts& facts) {
+    return packed(facts.exposureNs);
+}
+
+Bytes sensitivity(const FrameFacts& facts) {
+    return packed(facts.iso);
+}
+
+Bytes exposureBias(const FrameFacts& facts) {
+    return packed(facts.biasEv);
+}
+
+Bytes whiteBalance(const FrameFacts& facts) {
+    return packed(1.9F * swing(facts.number, 0), 1.0F, 1.0F, 1.6F * swing(facts.number, 5));
+}
+
+Bytes focusPosition(const FrameFacts& facts) {
+    return packed(200 + facts.number % 400);
+}
+
+Bytes colourMatrix(const FrameFacts& facts) {
+    const float gain = 1.6F * swing(facts.number, 3);
+    const float rest = (1.0F - gain) / 2.0F;
+    return packed(gain, rest, rest, rest, gain, rest, rest, rest, gain);
+}
+
+Bytes blackLevel(const FrameFacts&) {
+    return packed(64U, 64U, 64U, 64U);
+}
+
+/// Variance per unit of signal and without one, of each of the four channels; both grow with gain.
+Bytes noiseProfile(const FrameFacts& facts) {
+    const auto gain = static_cast<float>(facts.iso) / 100.0F;
+    Bytes bytes;
+    for (int channel = 0; channel < 4; ++channel) {
+        const Bytes pair = packed(2.0e-5F * gain, 1.0e-7F * gain * gain);
+        bytes.insert(bytes.end(), pair.begin(), pair.end());
+    }
+    return bytes;
+}
+
+/// A face that wanders to the right, and none now and then.
+Bytes faceRegions(const FrameFacts& facts) {
+    const int step = facts.number % 8;
+    if (step == 7) return packed(0);
+    const int left = facts.width * step / 16;
+    const int top = facts.height / 4;
+    return packed(1, 0, 0, 0, left, top, left + facts.width / 4, top + facts.height / 3);
+}
+
+Bytes streamSize(const FrameFacts& facts) {
+    return packed(facts.width, facts.height);
+}
+
+Bytes streamQuality(const FrameFacts& facts) {
+    return packed(static_cast<uint8_t>(90 + facts.number % 8));
+}
+
+/// Rises along a power of two as steep as the frame's number says.
+Bytes curve(const FrameFacts& facts, size_t size) {
+    Bytes bytes(size);
+    const size_t points = size / 2;
+    for (size_t i = 0; i < points; ++i) {
+        const size_t value = i * static_cast<size_t>(900 + facts.number % 124) / points;
+        storeBits(bytes, 2 * i, 2, value);
+    }
+    return bytes;
+}
+
+Bytes gammaCurve(const FrameFacts& facts) {
+    return curve(facts, 2048);
+}
+
+Bytes toneCurve(const FrameFacts& facts) {
+    return curve(facts, 4096);
+}
+
+/// The scene record: what has no name is noise, as its content is the camera's own affair.
+Bytes sceneRecord(const FrameFacts& facts) {
+    tyktree::SceneRecord record;
+    const Bytes rest = noise(kSceneTag, facts.number, record.bytes.size());
+    std::copy(rest.begin(), rest.end(), record.bytes.begin());
+    const auto set = [&record](const std::string& path, auto value) {
+        std::string number;
+        if constexpr (std::is_same_v<decltype(value), float>) {
+            number = tyktree::toText(tyktree::Value(static_cast<double>(value)));
+        } else {
+            number = std::to_string(value);
+        }
+        tyktree::setSceneField(*tyktree::findSceneField(path), number, record);
+    };
+    const int normal = 3 + facts.number % 3;
+    for (const std::string level : {"cap_info/", "cap_info/detect_out/"}) {
+        set(level + "postproc_type", 1 + facts.number % 4);
+        set(level + "normal_num", normal);
+        set(level + "total_num", normal + 2);
+    }
+    set("cap_info/detect_out/hdr_detect_out/ev0", facts.biasEv);
+    set("cap_info/detect_out/hdr_detect_out/ev1", facts.biasEv - 2.0F);
+    set("cap_info/detect_out/hdr_detect_out/ev2", facts.biasEv + 1.5F);
+    set("threeA_info/ae_info/cur_ev", facts.biasEv);
+    // A gain of 1 is 1024 and belongs to ISO 100.
+    set("threeA_info/ae_info/total_gain",
+        std::min<uint64_t>(uint64_t{facts.iso} * 1024 / 100, INT_MAX));
+    set("threeA_info/ae_info/exp_time", facts.exposureNs);
+    const int left = facts.width * (facts.number % 8) / 16;
+    const int top = facts.height * (facts.number % 8) / 16;
+    set("threeA_info/af_info/af_roi_regoin/sx", left);
+    set("threeA_info/af_info/af_roi_regoin/sy", top);
+    set("threeA_info/af_info/af_roi_regoin/ex", left + facts.width / 4);
+    set("threeA_info/af_info/af_roi_regoin/ey", top + facts.height / 4);
+    return {record.bytes.begin(), record.bytes.end()};
+}
+
+Bytes tuningNames(const FrameFacts&) {
+    Bytes table(kMfnrTableBytes);
+    size_t at = 0;
+    for (const TuningFile& file : tuningFiles()) {
+        std::memcpy(table.data() + at, file.name, std::strlen(file.name));
+        at += kMfnrNameBytes;
+    }
+    return table;
+}
+
+/// How the values of the tags that the tool knows come to be; all others are noise.
+struct Maker {
+    const char* tagName;
+    Bytes (*make)(const FrameFacts&);
+};
+
+constexpr Maker kMakers[] = {
+    {"KELV_TAG_EXPOSURE_TIME", exposureTime},   {"KELV_TAG_SENSITIVITY", sensitivity},
+    {"KELV_TAG_EXPOSURE_BIAS", exposureBias},   {"KELV_TAG_WB_GAINS", whiteBalance},
+    {"KELV_TAG_FOCUS_POSITION", focusPosition}, {"KELV_TAG_COLOR_MATRIX", colourMatrix},
+    {"KELV_TAG_STREAM_SIZE", streamSize},       {"KELV_TAG_GAMMA_CURVE", gammaCurve},
+    {"KELV_TAG_TONE_CURVE", toneCurve},         {"KELV_TAG_BLACK_LEVEL", blackLevel},
+    {"KELV_TAG_NOISE_PROFILE", noiseProfile},   {"KELV_TAG_FACE_REGIONS", faceRegions},
+    {"KELV_TAG_STREAM_QUALITY", streamQuality},
+};
+
+Bytes fixedValue(const TagEntry& tag, const FrameFacts& facts) {
+    if (tag.id == kSceneTag) return sceneRecord(facts);
+    if (tag.id == kMfnrTag) return tuningNames(facts);
+    for (const Maker& maker : kMakers) {
+        if (tag.name == maker.tagName) return maker.make(facts);
+    }
+    return noise(tag.id, facts.number, static_cast<size_t>(tag.size));
+}
+
+/// Blocks shrink by a sixteenth per frame to a little over half, and start again.
+size_t blockSize(const TagEntry& tag, int number) {
+    const auto usual = static_cast<size_t>(tag.size);
+    return std::max<size_t>(1, usual - usual / 16 * static_cast<size_t>(number % 8));
+}
+
+}  // namespace
+
+ExifFacts overlaid(const ExifFacts& given, const ExifFacts& photo) {
+    ExifFacts facts = photo;
+    if (given.exposureNs) facts.exposureNs = given.exposureNs;
+    if (given.iso) facts.iso = given.iso;
+    if (given.biasEv) facts.biasEv = given.biasEv;
+    return facts;
+}
+
+FrameFacts makeFrameFacts(int number, int width, int height, const ExifFacts& given) {
+    const auto step = static_cast<unsigned int>(number % 8);
+    return {number,
+            width,
+            height,
+            given.exposureNs.value_or(10000000 + uint64_t{step} * 1250000),
+            given.iso.value_or(100 + step * 50),
+            given.biasEv.value_or(static_cast<float>(number % 5 - 2) / 2.0F)};
+}
+
+SimulatedParameters::SimulatedParameters(std::vector<TagEntry> tags, std::set<uint32_t> cameras)
+    : tags_(std::move(tags)), cameras_(std::move(cameras)) {}
+
+void SimulatedParameters::set(const FrameFacts& facts) {
+    for (const TagEntry& tag : tags_) {
+        if (tag.kind == TagKind::block) {
+            Bytes& block = blocks_[tag.id];
+            block.resize(blockSize(tag, facts.number));
+            fillWithNoise(tag.id, facts.number, block);
+            setBlock(tag, block);
+            continue;
+        }
+        if (tag.size > kMaxFixedBytes) continue;
+        const Bytes value = fixedValue(tag, facts);
+        // The service pads a fixed-size value, or cuts it, to the size of its tag.
+        sizes_[tag.id] = static_cast<uint64_t>(tag.size);
+        for (const uint32_t camera : cameras_) {
+            if (tykhost::setLiveValue(camera, tag.id, value.data(), value.size())) continue;
+            throw Failure(text("tag ", tag.name, ": the parameter-set service takes no value"));
+        }
+    }
+}
+
+void SimulatedParameters::setBlock(const TagEntry& tag, const Bytes& block) {
+    sizes_[tag.id] = block.size();
+    // The library reads a block, and the descriptor says nothing of that.
+    const BlockParamDesc descriptor{const_cast<uint8_t*>(block.data()),
+                                    static_cast<uint32_t>(block.size())};
+    for (const uint32_t camera : cameras_) {
+        if (tykhost::setLiveBlock(camera, tag.id, descriptor)) continue;
+        throw Failure(text("tag ", tag.name, ": the parameter-set service takes no block"));
+    }
+}
+
+std::optional<uint64_t> SimulatedParameters::size(uint32_t tag) const {
+    const auto found = sizes_.find(tag);
+    if (found == sizes_.end()) return std::nullopt;
+    return found->second;
+}
+
+}  // namespace tyksim

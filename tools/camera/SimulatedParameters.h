@@ -1,0 +1,56 @@
+// The parameters that a simulated camera reports, frame by frame.
+#pragma once
+
+#include "host/LiveValues.h"
+#include "tools/camera/ExifFacts.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+namespace tyksim {
+
+/// What one frame's parameters are made of.
+struct FrameFacts {
+    int number;  ///< from 0
+    int width;   ///< pixels
+    int height;  ///< pixels
+    uint64_t exposureNs;
+    uint32_t iso;
+    float biasEv;
+};
+
+/// Lays what is given by hand over what a photograph says.
+ExifFacts overlaid(const ExifFacts& given, const ExifFacts& photo);
+
+/// The facts of frame `number`: those that are given, and where there are none a simulated exposure
+/// control's.
+FrameFacts makeFrameFacts(int number, int width, int height, const ExifFacts& given);
+
+/// Sets the parameter-set service's live values; each tag's value changes from frame to frame, a
+/// block's size too. One object at a time.
+class SimulatedParameters {
+public:
+    /// `tags` are those that are dumped; `cameras` are those whose values are asked for.
+    SimulatedParameters(std::vector<tyktags::TagEntry> tags, std::set<uint32_t> cameras);
+
+    /// Sets the values of one frame. Of the blocks the service keeps the address: they stay valid
+    /// until the next call or the end of the object. Failure when the service takes a value not.
+    void set(const FrameFacts& facts);
+
+    /// Bytes of the value that set() gave `tag` last; none for a tag that it sets no value of, as
+    /// of one that the library does not carry.
+    std::optional<uint64_t> size(uint32_t tag) const;
+
+private:
+    void setBlock(const tyktags::TagEntry& tag, const std::vector<uint8_t>& block);
+
+    std::vector<tyktags::TagEntry> tags_;
+    std::set<uint32_t> cameras_;
+    std::map<uint32_t, std::vector<uint8_t>> blocks_;
+    std::map<uint32_t, uint64_t> sizes_;
+};
+
+}  // namespace tyksim

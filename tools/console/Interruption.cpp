@@ -1,0 +1,67 @@
+#include "tools/console/Interruption.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <ctime>
+
+namespace tyksim {
+
+namespace {
+
+std::atomic<int> noted{0};
+std::atomic<int64_t> notedAt{0};  ///< seconds of a clock that is never set
+static_assert(std::atomic<int64_t>::is_always_lock_free, "a signal handler may use it");
+
+/// Notes the first signal. A later one finds the default again, so that nobody has to wait for a
+/// verb that hangs; not at once, since `timeout` sends each signal twice: to the process and to its
+/// group. A pipe that is closed is written to more than once until the verb asks.
+void note(int signal) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (noted.load() != 0 && signal != SIGPIPE && now.tv_sec - notedAt.load() > 1) {
+        static_cast<void>(std::signal(signal, SIG_DFL));
+        static_cast<void>(std::raise(signal));
+    }
+    if (noted.load() == 0) notedAt.store(now.tv_sec);
+    noted.store(signal);
+}
+
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+
+/// Lets `signal` be handled so. What whoever started the process ignores stays ignored: nohup
+/// means it.
+void handle(int signal, void (*handler)(int), int flags) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler == SIG_IGN) return;
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
+
+}  // namespace
+
+void watchInterruptions() {
+    for (const int signal : kSignals) handle(signal, note, 0);
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+}
+
+void leaveInterruptionsToParent() {
+    for (const int signal : kSignals) {
+        handle(
+            signal, [](int) {}, SA_RESTART);
+    }
+}
+
+int interruption() {
+    return noted.load();
+}
+
+void throwIfInterrupted(const std::string& state) {
+    if (const int signal = interruption()) throw Interrupted(signal, state);
+}
+
+}  // namespace tyksim

@@ -1,0 +1,69 @@
+#include "tools/edit/SceneCopy.h"
+
+#include "tools/console/Console.h"
+#include "tree/read/FileBytes.h"
+#include "tree/read/SceneText.h"
+
+#include <climits>
+
+#include <algorithm>
+#include <iterator>
+
+namespace tyksim {
+
+SceneCopy::SceneCopy(const tyktree::FrameListing& listing, const Edits& edits, FrameTurn turn)
+    : listing_(listing), set_(edits.sceneBytes()), sources_(readScene(listing, {}, nullptr)) {
+    const tyktree::SceneRecord* const record = sources_.record();
+    if (record) after_ = *record;
+    EditResult result = edits.apply(turn, after_);
+    if (record) changes_ = std::move(result.changes);
+}
+
+std::optional<std::string> SceneCopy::contentOf(const tyktree::FileEntry& file,
+                                                std::string& problem) const {
+    std::vector<uint8_t> bytes;
+    const std::string path = listing_.path() + "/" + std::string(file.name);
+    if (!tyktree::readFileBytes(path, INT_MAX, bytes).ok())
+        return std::nullopt;  // the copy says so
+    if (file.kind == tyktree::FileEntry::Kind::kSceneXml) return textOf(bytes, problem);
+    const auto* const block = std::find_if(
+        std::begin(kSceneBlocks), std::end(kSceneBlocks),
+        [&file](const SceneBlock& candidate) { return file.name == candidate.fileName; });
+    return blockOf(*block, bytes, problem);
+}
+
+std::optional<std::string> SceneCopy::textOf(const std::vector<uint8_t>& bytes,
+                                             std::string& problem) const {
+    problem = sources_.problem;
+    tyktree::SceneText text(bytes);
+    for (const ::SceneField& field : kSceneFields) {
+        if (problem.empty() && isSet(field)) problem = text.set(field, after_);
+    }
+    if (!problem.empty()) return std::nullopt;
+    return std::string(text.bytes());
+}
+
+std::optional<std::string> SceneCopy::blockOf(const ::SceneBlock& block,
+                                              const std::vector<uint8_t>& bytes,
+                                              std::string& problem) const {
+    const auto size = static_cast<size_t>(block.bytes);
+    if (bytes.size() != size) {
+        problem = text("expected ", size, " bytes, found ", bytes.size());
+        return std::nullopt;
+    }
+    std::string content(bytes.begin(), bytes.end());
+    for (size_t i = 0; i < size; ++i) {
+        const size_t at = static_cast<size_t>(block.offset) + i;
+        if (set_.test(at)) content[i] = static_cast<char>(after_.bytes[at]);
+    }
+    return content;
+}
+
+bool SceneCopy::isSet(const ::SceneField& field) const {
+    for (int i = 0; i < field.width; ++i) {
+        if (set_.test(static_cast<size_t>(field.offset + i))) return true;
+    }
+    return false;
+}
+
+}  // namespace tyksim

@@ -1,0 +1,106 @@
+#include "tools/files/CloneFile.h"
+
+#include "core/File.h"
+#include "tools/console/Console.h"
+#include "tools/files/Unfinished.h"
+#include "tree/read/Escape.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace tyksim {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& path, const char* what, int error) {
+    throw Failure(text(shownPath(path), ": cannot be ", what, ": ", systemReason(error)));
+}
+
+[[noreturn]] void failToRead(const std::string& source, const std::string& reason) {
+    throw SourceUnreadable(text(tyktree::escaped(source), ": cannot be read: ", reason));
+}
+
+bool writeAll(int descriptor, const char* from, size_t size) {
+    while (size > 0) {
+        const ssize_t count = ::write(descriptor, from, size);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        from += count;
+        size -= static_cast<size_t>(count);
+    }
+    return true;
+}
+
+/// Copies to the end of `from`: in the kernel where it can, else through a buffer.
+void transfer(int from, const std::string& source, int to, const std::string& target) {
+    constexpr size_t kPiece = size_t{64} << 20;
+    while (true) {
+        const ssize_t count = ::copy_file_range(from, nullptr, to, nullptr, kPiece, 0);
+        if (count == 0) return;
+        if (count > 0 || errno == EINTR) continue;
+        if (errno == ENOSPC || errno == EDQUOT || errno == EFBIG) fail(target, "written", errno);
+        break;
+    }
+    thread_local std::array<char, size_t{256} * 1024> buffer;
+    while (true) {
+        const ssize_t count = ::read(from, buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) {
+            const int error = errno;
+            ::unlink(target.c_str());
+            failToRead(source, systemReason(error));
+        }
+        if (count == 0) return;
+        if (!writeAll(to, buffer.data(), static_cast<size_t>(count))) {
+            fail(target, "written", errno);
+        }
+    }
+}
+
+}  // namespace
+
+void cloneFile(const std::string& source, const std::string& target) {
+    const Descriptor from(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat status {};
+    if (!from.isOpen() || ::fstat(from.number(), &status) != 0) {
+        failToRead(source, systemReason(errno));
+    }
+    if (!S_ISREG(status.st_mode)) failToRead(source, "not a regular file");
+    NewFile to(target);
+    if (::ioctl(to.descriptor(), FICLONE, from.number()) != 0) {
+        transfer(from.number(), source, to.descriptor(), target);
+    }
+    to.close();
+}
+
+NewFile::NewFile(std::string path)
+    : path_(std::move(path)),
+      descriptor_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+    if (descriptor_ < 0) fail(path_, "made", errno);
+}
+
+NewFile::~NewFile() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+void NewFile::write(std::string_view bytes) {
+    if (!writeAll(descriptor_, bytes.data(), bytes.size())) fail(path_, "written", errno);
+}
+
+void NewFile::close() {
+    if (::close(std::exchange(descriptor_, -1)) != 0) fail(path_, "written", errno);
+}
+
+void writeNewFile(const std::string& path, std::string_view bytes) {
+    NewFile file(path);
+    file.write(bytes);
+    file.close();
+}
+
+}  // namespace tyksim

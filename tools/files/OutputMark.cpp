@@ -1,0 +1,239 @@
+#include "tools/files/OutputMark.h"
+
+#include "core/File.h"
+#include "tools/console/Console.h"
+#include "tools/files/CloneFile.h"
+#include "tools/files/Unfinished.h"
+#include "tree/read/Escape.h"
+#include "tree/read/FolderReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <fstream>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+#include <zlib.h>
+
+namespace tyksim {
+
+namespace {
+
+constexpr const char* kListHead =
+    "Made by tyksim, list 1. --force may replace the folder while it holds these, and no others: "
+    "size, time, name.";
+constexpr std::string_view kFilmStart = "YUV4MPEG2 ";
+constexpr size_t kLongestFilmHeader = 512;
+
+/// A name in one line.
+std::string inOneLine(std::string_view name) {
+    std::string line;
+    for (const char c : name) {
+        const bool plain = static_cast<unsigned char>(c) >= 0x20 && c != 0x7F && c != '%';
+        line += plain ? std::string(1, c) : fmt::format("%{:02x}", static_cast<unsigned char>(c));
+    }
+    return line;
+}
+
+/// Goes through a folder and the folders in it, in one order whenever it is done.
+class FolderWalk {
+public:
+    explicit FolderWalk(const std::string& folder) : root_(folder + "/") { enter(folder, ""); }
+
+    /// The next entry; false at the end and where a folder cannot be listed.
+    bool next() {
+        while (error_ == 0 && !levels_.empty()) {
+            Level& level = levels_.back();
+            if (level.next == level.names.size()) {
+                levels_.pop_back();
+                continue;
+            }
+            name_ = level.below + level.names[level.next++];
+            if (name_ == kOutputList) continue;
+            look(root_ + name_);
+            return error_ == 0;
+        }
+        return false;
+    }
+
+    const std::string& name() const { return name_; }  ///< from the folder on
+    const std::string& line() const { return line_; }  ///< what the list says of it
+    int error() const { return error_; }               ///< errno of what stopped it, at name()
+
+private:
+    struct Level {
+        std::string below;  ///< the folder from the first one on, with a slash at its end
+        std::vector<std::string> names;
+        size_t next = 0;
+    };
+
+    void enter(const std::string& folder, const std::string& below) {
+        Level level{below, {}, 0};
+        tyktree::FolderReader reader(folder.c_str());
+        std::string_view name;
+        unsigned char type = 0;
+        while (reader.next(name, type)) level.names.emplace_back(name);
+        error_ = reader.error();
+        std::sort(level.names.begin(), level.names.end());
+        levels_.push_back(std::move(level));
+    }
+
+    void look(const std::string& path) {
+        struct stat status {};
+        if (::lstat(path.c_str(), &status) != 0) {
+            error_ = errno;
+        } else if (S_ISDIR(status.st_mode)) {
+            line_ = fmt::format("- - {}/", inOneLine(name_));
+            enter(path, name_ + "/");
+        } else if (S_ISREG(status.st_mode)) {
+            line_ = fmt::format("{} {}.{:09} {}", status.st_size, status.st_mtim.tv_sec,
+                                status.st_mtim.tv_nsec, inOneLine(name_));
+        } else {
+            line_ = "? - " + inOneLine(name_);
+        }
+    }
+
+    const std::string root_;
+    std::vector<Level> levels_;
+    std::string name_;
+    std::string line_;
+    int error_ = 0;
+};
+
+/// The name in a line of the list.
+std::string_view nameIn(std::string_view line) {
+    for (int word = 0; word < 2; ++word) {
+        line.remove_prefix(std::min(line.find(' '), line.size()));
+        line.remove_prefix(std::min<size_t>(1, line.size()));
+    }
+    return line;
+}
+
+/// Opens the folder's list behind its head; false where there is none.
+bool openList(const std::string& folder, std::ifstream& list) {
+    const std::string path = folder + "/" + kOutputList;
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    list.open(path);
+    std::string head;
+    return std::getline(list, head) && head == kListHead;
+}
+
+std::string inWords(const FolderWalk& walk) {
+    return text(tyktree::escaped(walk.name().empty() ? "it" : walk.name()),
+                " cannot be looked at: ", systemReason(walk.error()));
+}
+
+/// A file that may be anything, read at any place.
+class FileReader {
+public:
+    explicit FileReader(const std::string& path)
+        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)) {
+        struct stat status {};
+        if (!descriptor_.isOpen() || ::fstat(descriptor_.number(), &status) != 0) return;
+        if (S_ISREG(status.st_mode)) size_ = status.st_size;
+    }
+
+    off_t size() const { return size_; }  ///< -1: it is no regular file that can be read
+
+    std::string piece(off_t at, size_t size) const {
+        std::string bytes(size, '\0');
+        size_t have = 0;
+        while (have < size) {
+            const ssize_t count = ::pread(descriptor_.number(), bytes.data() + have, size - have,
+                                          at + static_cast<off_t>(have));
+            if (count < 0 && errno == EINTR) continue;
+            if (count <= 0) break;
+            have += static_cast<size_t>(count);
+        }
+        bytes.resize(have);
+        return bytes;
+    }
+
+private:
+    Descriptor descriptor_;
+    off_t size_ = -1;
+};
+
+bool isFilm(const FileReader& file) {
+    const std::string head = file.piece(0, kLongestFilmHeader);
+    const std::string_view line = std::string_view(head).substr(0, head.find('\n'));
+    return line.substr(0, kFilmStart.size()) == kFilmStart &&
+           (std::string(line) + " ").find(std::string(kFilmMark) + " ") != std::string::npos;
+}
+
+bool isSealed(const FileReader& file) {
+    const auto sealSize = static_cast<off_t>(sealOf(0).size());
+    const off_t sealed = file.size() - sealSize;
+    if (sealed < 0) return false;
+    uLong checksum = crc32_z(0, nullptr, 0);
+    constexpr off_t kPiece = off_t{1} << 20;
+    for (off_t at = 0; at < sealed; at += kPiece) {
+        const std::string piece =
+            file.piece(at, static_cast<size_t>(std::min(kPiece, sealed - at)));
+        checksum = crc32_z(checksum, reinterpret_cast<const Bytef*>(piece.data()), piece.size());
+    }
+    return file.piece(sealed, static_cast<size_t>(sealSize)) ==
+           sealOf(static_cast<uint32_t>(checksum));
+}
+
+}  // namespace
+
+void writeOutputList(const std::string& folder) {
+    constexpr size_t kPiece = 65536;
+    NewFile list(folder + "/" + kOutputList);
+    std::string lines = text(kListHead, "\n");
+    FolderWalk walk(folder);
+    while (walk.next()) {
+        lines += walk.line() + "\n";
+        if (lines.size() < kPiece) continue;
+        list.write(lines);
+        lines.clear();
+    }
+    if (walk.error() != 0) throw Failure(text(shownPath(folder), ": ", inWords(walk)));
+    list.write(lines);
+    list.close();
+}
+
+bool hasOutputList(const std::string& folder) {
+    std::ifstream list;
+    return openList(folder, list);
+}
+
+std::string foreignInFolder(const std::string& path) {
+    FolderWalk walk(path);
+    if (!walk.next()) return walk.error() == 0 ? "" : inWords(walk);
+    std::ifstream list;
+    std::string line;
+    if (!openList(path, list)) {
+        return text("tyksim did not make it, and it holds ", tyktree::escaped(walk.name()));
+    }
+    do {
+        const std::string_view name = nameIn(walk.line());
+        // Both are in the same order. What was removed is only in the list.
+        while (std::getline(list, line) && nameIn(line) != name) continue;
+        if (!list) return text("tyksim did not make ", tyktree::escaped(walk.name()), " in it");
+        if (line != walk.line()) {
+            return text(tyktree::escaped(walk.name()), " in it was changed after tyksim made it");
+        }
+    } while (walk.next());
+    return walk.error() == 0 ? "" : inWords(walk);
+}
+
+std::string foreignInFile(const std::string& path) {
+    const FileReader file(path);
+    if (file.size() < 0) return "it cannot be read";
+    if (file.size() == 0 || isFilm(file) || isSealed(file)) return "";
+    return "tyksim did not make it, or it was changed later";
+}
+
+std::string sealOf(uint32_t checksum) {
+    return fmt::format("<!-- Made by tyksim; CRC-32 of all before: {:08x} -->\n", checksum);
+}
+
+}  // namespace tyksim

@@ -1,0 +1,272 @@
+#include "tools/files/OutputPath.h"
+
+#include "tools/console/Console.h"
+#include "tools/console/Interruption.h"
+#include "tools/files/Files.h"
+#include "tools/files/OutputMark.h"
+#include "tools/files/Unfinished.h"
+#include "tree/read/Escape.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+#include <zlib.h>
+
+namespace tyksim {
+
+namespace {
+
+std::string shown(const OutputPlace& place) {
+    return tyktree::escaped(place.given);
+}
+
+[[noreturn]] void fail(const OutputPlace& place, const char* what, int error) {
+    throw Failure(text(shown(place), ": cannot be ", what, ": ", systemReason(error)));
+}
+
+/// What mkstemp() and mkdtemp() leave out: the permissions that the user's mask allows.
+mode_t allowed(mode_t mode) {
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return mode & ~mask;
+}
+
+int exchange(const std::string& a, const std::string& b) {
+    return ::renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE);
+}
+
+bool stands(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+/// Gives what is complete at `made` the name that nothing has yet.
+void takeFreePlace(const std::string& made, const OutputPlace& place) {
+    const char* const path = place.path.c_str();
+    if (::renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, path, RENAME_NOREPLACE) == 0) return;
+    // Not every file system can refuse to replace.
+    const bool refused = errno == EEXIST || stands(place.path);
+    if (!refused && ::rename(made.c_str(), path) == 0) return;
+    fail(place, "made", refused ? EEXIST : errno);
+}
+
+/// An earlier output and the new one that takes its place.
+class Replacement {
+public:
+    Replacement(std::string made, const OutputPlace& place, OutputKind kind)
+        : made_(std::move(made)), place_(place), kind_(kind) {}
+
+    /// After this the new output stands at the place. Failure, and the old one stands there, when
+    /// that does not work.
+    void run() {
+        if (exchange(made_, place_.path) == 0) {
+            old_ = made_;
+            const std::string foreign = foreignIn(old_);
+            if (!foreign.empty()) {
+                if (exchange(made_, place_.path) == 0) old_.clear();
+                refuse(foreign);
+            }
+        } else if (kind_ == OutputKind::kFile) {
+            moveFile();
+        } else {
+            moveFolder();
+        }
+    }
+
+    /// Where the old output lies, unless it is gone already.
+    const std::string& old() const { return old_; }
+
+private:
+    std::string foreignIn(const std::string& path) const {
+        return kind_ == OutputKind::kFile ? foreignInFile(path) : foreignInFolder(path);
+    }
+
+    [[noreturn]] void refuse(const std::string& foreign) const {
+        throw Failure(text(shown(place_), ": is not replaced: by now ", foreign));
+    }
+
+    void moveFile() const {
+        const std::string foreign = foreignIn(place_.path);
+        if (!foreign.empty()) refuse(foreign);
+        if (::rename(made_.c_str(), place_.path.c_str()) != 0) fail(place_, "made", errno);
+    }
+
+    /// The file system cannot exchange two folders: the old one steps aside first.
+    void moveFolder() {
+        old_ = asideOf(made_);
+        if (::rename(place_.path.c_str(), old_.c_str()) != 0) {
+            const int error = errno;
+            old_.clear();
+            fail(place_, "replaced", error);
+        }
+        const std::string foreign = foreignIn(old_);
+        if (foreign.empty() && ::rename(made_.c_str(), place_.path.c_str()) == 0) return;
+        const int error = errno;
+        if (::rename(old_.c_str(), place_.path.c_str()) == 0) old_.clear();
+        if (!foreign.empty()) refuse(foreign);
+        fail(place_, "made", error);
+    }
+
+    const std::string made_;
+    const OutputPlace& place_;
+    const OutputKind kind_;
+    std::string old_;
+};
+
+/// Gives what is complete at `made` its name. `made` is "" afterwards; it and its place are as they
+/// were where this throws, unless the system does not let it put back what it moved.
+void takePlace(std::string& made, const OutputPlace& place, OutputKind kind) {
+    if (!stands(place.path)) {
+        takeFreePlace(made, place);
+        made.clear();
+        return;
+    }
+    if (!place.replaces) fail(place, "made", EEXIST);
+    Replacement replacement(made, place, kind);
+    try {
+        replacement.run();
+    } catch (...) {
+        if (!replacement.old().empty()) {
+            printNote(text(replacement.old(), ": stood at ", place.path,
+                           ", and cannot be put back there"));
+            if (replacement.old() == made) made.clear();
+        }
+        throw;
+    }
+    made.clear();
+    if (!replacement.old().empty()) removeUnfinished(replacement.old());
+}
+
+}  // namespace
+
+OutputFile::OutputFile(const OutputRequest& request, Ending ending) : ending_(ending) {
+    if (request.path != kStandardOutput) {
+        place_ = findPlace(request, OutputKind::kFile);
+        make();
+        return;
+    }
+    if (::isatty(STDOUT_FILENO) != 0) {
+        throw WrongUsage("-: expected a pipe or a file as standard output, found a terminal");
+    }
+    place_.given = "standard output";
+    descriptor_ = STDOUT_FILENO;
+}
+
+OutputFile::OutputFile(OutputPlace place) : place_(std::move(place)), anything_(true) {
+    make();
+}
+
+OutputFile OutputFile::replacing(const std::string& path) {
+    OutputPlace place;
+    place.given = path;
+    place.path = path;
+    return OutputFile(std::move(place));
+}
+
+void OutputFile::make() {
+    noteLeftovers(place_);
+    temporary_ = unfinishedTemplate(place_.path);
+    descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
+    if (descriptor_ < 0) {
+        const int error = errno;
+        temporary_.clear();
+        fail(place_, "made", error);
+    }
+    lockUnfinished(descriptor_);
+    static_cast<void>(::fchmod(descriptor_, place_.replaces ? place_.mode : allowed(0666)));
+}
+
+OutputFile::~OutputFile() {
+    if (descriptor_ >= 0 && !isStandardOutput()) ::close(descriptor_);
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
+}
+
+void OutputFile::write(std::string_view bytes) {
+    if (ending_ == Ending::kSeal) {
+        checksum_ = static_cast<uint32_t>(
+            crc32_z(checksum_, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
+    }
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) {
+            if (isStandardOutput()) throwIfInterrupted();
+            continue;
+        }
+        if (count < 0 && errno == EPIPE) throw Interrupted(SIGPIPE);
+        if (count < 0) fail(place_, "written", errno);
+        bytes.remove_prefix(static_cast<size_t>(count));
+    }
+}
+
+void OutputFile::commit() {
+    if (ending_ == Ending::kSeal) write(sealOf(checksum_));
+    if (isStandardOutput()) return;
+    // Some file systems tell only now that there was no room.
+    if (::close(std::exchange(descriptor_, -1)) != 0) fail(place_, "written", errno);
+    if (!anything_) {
+        takePlace(temporary_, place_, OutputKind::kFile);
+    } else if (::rename(temporary_.c_str(), place_.path.c_str()) == 0) {
+        temporary_.clear();
+    } else {
+        fail(place_, "made", errno);
+    }
+}
+
+OutputFolder::OutputFolder(const OutputRequest& request)
+    : place_(findPlace(request, OutputKind::kFolder)) {
+    noteLeftovers(place_);
+    try {
+        makeAbove();
+        temporary_ = unfinishedTemplate(place_.path);
+        if (!::mkdtemp(temporary_.data())) {
+            const int error = errno;
+            temporary_.clear();
+            fail(place_, "made", error);
+        }
+    } catch (...) {
+        removeAbove();
+        throw;
+    }
+    lock_ = ::open(temporary_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    lockUnfinished(lock_);
+    mode_ = place_.replaces ? place_.mode : allowed(0777);
+    static_cast<void>(::chmod(temporary_.c_str(), mode_ | S_IRWXU));
+    showAs(temporary_, place_.given);
+}
+
+void OutputFolder::makeAbove() {
+    const std::string folder = place_.path.substr(0, place_.path.rfind('/'));
+    for (size_t end = 1; end != std::string::npos && end < folder.size();) {
+        end = folder.find('/', end + 1);
+        const std::string above = folder.substr(0, end);
+        if (::mkdir(above.c_str(), 0777) == 0) {
+            madeAbove_.push_back(above);
+        } else if (!isFolder(above)) {
+            fail(place_, "made", errno);
+        }
+    }
+}
+
+void OutputFolder::removeAbove() {
+    for (; !madeAbove_.empty(); madeAbove_.pop_back()) ::rmdir(madeAbove_.back().c_str());
+}
+
+OutputFolder::~OutputFolder() {
+    if (!temporary_.empty()) removeUnfinished(temporary_);
+    if (lock_ >= 0) ::close(lock_);
+    removeAbove();
+}
+
+void OutputFolder::commit() {
+    writeOutputList(temporary_);
+    takePlace(temporary_, place_, OutputKind::kFolder);
+    if ((mode_ & S_IRWXU) != S_IRWXU) static_cast<void>(::chmod(place_.path.c_str(), mode_));
+    madeAbove_.clear();
+}
+
+}  // namespace tyksim

@@ -1,0 +1,120 @@
+#include "tools/files/Unfinished.h"
+
+#include "core/File.h"
+#include "tools/console/Console.h"
+#include "tools/files/OutputMark.h"
+#include "tree/read/Escape.h"
+#include "tree/read/FolderReader.h"
+
+#include <climits>
+
+#include <fcntl.h>
+#include <filesystem>
+#include <mutex>
+#include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <utility>
+
+namespace tyksim {
+
+namespace {
+
+constexpr const char* kPlaceholder = "XXXXXX";  // as mkdtemp() wants it
+
+constexpr std::string_view kAside = ".old";
+
+struct Shown {
+    std::mutex mutex;
+    std::string folder;
+    std::string place;
+};
+
+Shown& shown() {
+    static Shown one;
+    return one;
+}
+
+/// The folder of `path`, and the start of the names beside it. A long name is cut between two
+/// characters so that there is room for the end.
+std::pair<std::string, std::string> startBeside(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string end = ".tyksim-";
+    std::string name = path.substr(slash + 1);
+    const size_t room = NAME_MAX - end.size() - std::string(kPlaceholder).size() - 1;
+    if (name.size() > room) {
+        size_t cut = room;
+        while (cut > 0 && (static_cast<unsigned char>(name[cut]) & 0xC0) == 0x80) --cut;
+        name.resize(cut);
+    }
+    return {path.substr(0, slash + 1), "." + name + end};
+}
+
+bool isFolder(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// Whether no process holds the lock on it.
+bool isLeft(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    return file.isOpen() && ::flock(file.number(), LOCK_EX | LOCK_NB) == 0;
+}
+
+}  // namespace
+
+std::string unfinishedTemplate(const std::string& path) {
+    const auto [folder, start] = startBeside(path);
+    return folder + start + kPlaceholder;
+}
+
+std::string asideOf(const std::string& unfinished) {
+    return unfinished + std::string(kAside);
+}
+
+void lockUnfinished(int descriptor) {
+    static_cast<void>(::flock(descriptor, LOCK_EX | LOCK_NB));
+}
+
+void noteLeftovers(const OutputPlace& place) {
+    const auto [folder, start] = startBeside(place.path);
+    tyktree::FolderReader reader(folder.c_str());
+    std::string_view name;
+    unsigned char type = 0;
+    while (reader.next(name, type)) {
+        if (name.substr(0, start.size()) != start) continue;
+        const std::string path = folder + std::string(name);
+        if (!isLeft(path)) continue;
+        const bool whole = !place.replaces && isFolder(path) && hasOutputList(path);
+        const bool old = path.substr(path.size() - kAside.size()) == kAside;
+        const std::string moved =
+            text(old ? ": stood at " : ": is complete, for ", place.given,
+                 old ? " until a run was killed; mv -T " : ", but the run was killed; mv -T ",
+                 shellWord(path), " ", shellWord(place.path), " puts it there");
+        printNote(path + (whole ? moved
+                                : ": left by a run that was killed; rm -r " + shellWord(path) +
+                                      " removes it"));
+    }
+}
+
+void removeUnfinished(const std::string& path) {
+    std::error_code error;
+    std::filesystem::remove_all(path, error);
+    if (error) printNote(text(path, ": cannot be removed: ", error.message()));
+}
+
+void showAs(const std::string& folder, const std::string& place) {
+    const std::lock_guard lock(shown().mutex);
+    shown().folder = folder + "/";
+    shown().place = place + "/";
+}
+
+std::string shownPath(const std::string& path) {
+    const std::lock_guard lock(shown().mutex);
+    const std::string& folder = shown().folder;
+    const bool below = !folder.empty() && path.compare(0, folder.size(), folder) == 0;
+    return tyktree::escaped(below ? shown().place + path.substr(folder.size()) : path);
+}
+
+}  // namespace tyksim

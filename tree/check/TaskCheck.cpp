@@ -1,0 +1,434 @@
+#include "tree/check/TaskCheck.h"
+
+#include "core/Limits.h"
+#include "tags/KnownTags.h"
+#include "tree/check/IdentityCheck.h"
+#include "tree/check/TaskFindings.h"
+#include "tree/read/FolderReader.h"
+
+#include <algorithm>
+#include <optional>
+#include <set>
+
+namespace tyktree {
+
+namespace {
+
+using tyktags::TagEntry;
+using tyktags::TagKind;
+
+std::string bytesText(uint64_t bytes) {
+    return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
+}
+
+bool sameParameter(const Column& a, const Column& b) {
+    return a.tagName == b.tagName && a.pipe == b.pipe && a.dumpType == b.dumpType;
+}
+
+/// Whether the catalog knows more than the tree says.
+bool isTable(const TagCatalog& catalog) {
+    return catalog.source() == TagCatalog::Source::kGiven ||
+           catalog.source() == TagCatalog::Source::kBeside;
+}
+
+/// The size that a fixed-size tag has by the table, or by the library where there is no table.
+std::optional<uint64_t> sizeOf(const std::string& tagName, const TagCatalog& catalog) {
+    if (isTable(catalog)) {
+        const TagEntry* const tag = catalog.byName(tagName);
+        if (!tag || tag->kind != TagKind::fixed) return std::nullopt;
+        return static_cast<uint64_t>(tag->size);
+    }
+    for (const tyktags::KnownTag& known : tyktags::kKnownTags) {
+        if (tagName == known.name) return static_cast<uint64_t>(known.size);
+    }
+    return std::nullopt;
+}
+
+class TaskChecker {
+public:
+    TaskChecker(const TaskSummary& summary, FindingSink& sink)
+        : summary_(summary),
+          sink_(sink),
+          statistics_(summary.statistics),
+          findings_(summary, frames_, sink) {}
+
+    void check();
+
+private:
+    using Missing = std::vector<std::pair<const Column*, Positions>>;
+
+    std::string fileOf(const Column& column, uint32_t position) const;
+    void spread(RuleId rule, const Column& column, const Positions& positions,
+                const std::string& expected, const std::string& found,
+                const std::string& hint = "");
+
+    // Which frames lack what.
+    Positions seenFrames() const;
+    bool isExpected(const Column& column, uint32_t position) const;
+    bool isConfigured(const Column& column) const;
+    Positions framesWithout(const Column& column) const;
+    Positions framesWithout(const std::vector<bool>& bits) const;
+    std::vector<const ConfigEntry*> neverWritten() const;
+
+    // The last frame.
+    size_t orderOf(const Column& column) const;
+    bool lastLacks(const Column& column) const;
+    bool lastIsTorn() const;
+    bool lastIsCut() const;
+    void giveLast();
+    bool belongsToTear(const Finding& finding) const;
+    std::string lastContents() const;
+
+    void checkColumn(const Column& column);
+    void checkTag(const Column& column, const Positions& where);
+    void checkSizes(const Column& column);
+    void checkOddSizes(const Column& column, uint64_t expected, bool byTable);
+    bool isStray(const Column& column);
+    void checkMissing();
+    void checkImages();
+    void checkScenes();
+
+    const TaskSummary& summary_;
+    FindingSink& sink_;
+    const TaskStatistics& statistics_;
+    Positions frames_;  ///< that could be looked at
+    TaskFindings findings_;
+    uint32_t lastPosition_ = 0;
+    bool torn_ = false;
+    std::set<const Column*> flagged_;  ///< their tag or dump type is a finding
+    size_t lastWritten_ = 0;  ///< place in the configuration of the last file of the last frame
+};
+
+/// Where a parameter's file lies, or should, in a frame.
+std::string TaskChecker::fileOf(const Column& column, uint32_t position) const {
+    int sof = findings_.frameAt(position).parsed.sofId;
+    for (const ConfigEntry& entry : summary_.config) {
+        if (writes(entry, column) && entry.sofId != kFramesOwn) sof = entry.sofId;
+    }
+    ParamFilePath path;
+    makeParamFilePath(path, findings_.pathOf(position), sof, column.camId, column.pipe,
+                      column.dumpType, column.tagName);
+    return path.data();
+}
+
+void TaskChecker::spread(RuleId rule, const Column& column, const Positions& positions,
+                         const std::string& expected, const std::string& found,
+                         const std::string& hint) {
+    findings_.spread(
+        rule, positions, {"", column.tagName + ": " + expected, found},
+        [&](uint32_t position) {
+            return TaskFindings::Words{fileOf(column, position), expected, found};
+        },
+        hint);
+}
+
+Positions TaskChecker::seenFrames() const {
+    Positions positions;
+    positions.reserve(summary_.frames.size());
+    for (const FrameEntry* frame : summary_.frames) {
+        if (!bitAt(summary_.unseen, frame->position)) positions.push_back(frame->position);
+    }
+    return positions;
+}
+
+/// Cameras may take turns, and a configuration may dump a tag of one camera with every frame. What
+/// is missing is missed once: of the frame's own camera where that has the parameter elsewhere.
+bool TaskChecker::isExpected(const Column& column, uint32_t position) const {
+    const auto hasCamera = [&](const Column& one) {
+        const auto camera = statistics_.cameras().find(one.camId);
+        return camera != statistics_.cameras().end() && bitAt(camera->second, position);
+    };
+    if (hasCamera(column)) return true;
+    const auto& columns = statistics_.columns();
+    return std::none_of(columns.begin(), columns.end(), [&](const Column& other) {
+        return sameParameter(other, column) && (other.in(position) || hasCamera(other));
+    });
+}
+
+bool TaskChecker::isConfigured(const Column& column) const {
+    return std::any_of(summary_.config.begin(), summary_.config.end(),
+                       [&](const ConfigEntry& entry) { return writes(entry, column); });
+}
+
+Positions TaskChecker::framesWithout(const Column& column) const {
+    Positions positions;
+    for (const uint32_t position : frames_) {
+        if (!column.in(position) && isExpected(column, position)) positions.push_back(position);
+    }
+    return positions;
+}
+
+Positions TaskChecker::framesWithout(const std::vector<bool>& bits) const {
+    Positions positions;
+    for (const uint32_t position : frames_) {
+        if (!bitAt(bits, position)) positions.push_back(position);
+    }
+    return positions;
+}
+
+/// Entries that should have made a file in every frame and made none.
+std::vector<const ConfigEntry*> TaskChecker::neverWritten() const {
+    std::vector<const ConfigEntry*> entries;
+    for (const ConfigEntry& entry : summary_.config) {
+        if (!entry.writesFile() || entry.tagName.empty()) continue;
+        const TagEntry* const tag = summary_.catalog.byName(entry.tagName);
+        // Neither of these is ever dumped; the check of the configuration says so.
+        if (!tag && isTable(summary_.catalog)) continue;
+        if (tag && entry.dumpType == kFixedSizeDump && tag->size > kMaxFixedBytes) continue;
+        const auto& columns = statistics_.columns();
+        const bool written = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
+            return writes(entry, column);
+        });
+        if (!written) entries.push_back(&entry);
+    }
+    return entries;
+}
+
+/// The place of a parameter in the order in which a frame's files are written; without a
+/// configuration that is not known, and all are taken for the last.
+size_t TaskChecker::orderOf(const Column& column) const {
+    const auto found =
+        std::find_if(summary_.config.begin(), summary_.config.end(),
+                     [&](const ConfigEntry& entry) { return writes(entry, column); });
+    return static_cast<size_t>(found - summary_.config.begin());
+}
+
+/// Whether the last frame should have a parameter and has not.
+bool TaskChecker::lastLacks(const Column& column) const {
+    if (column.in(lastPosition_) || !isExpected(column, lastPosition_)) return false;
+    return isConfigured(column) || column.frameCount() * 2 >= frames_.size() - 1;
+}
+
+/// Whether a file of the last frame has no bytes or fewer than in the other frames.
+bool TaskChecker::lastIsCut() const {
+    for (const FileEntry& file : summary_.last->listing.files()) {
+        if (file.kind != FileEntry::Kind::kParameter || !file.regular()) continue;
+        if (file.bytes == 0) return true;
+        if (file.parameter.dumpType != kFixedSizeDump) continue;
+        for (const Column& column : statistics_.columns()) {
+            if (column.tagName != file.parameter.tagName || column.pipe != file.parameter.pipe ||
+                column.dumpType != kFixedSizeDump) {
+                continue;
+            }
+            const uint64_t usual =
+                sizeOf(column.tagName, summary_.catalog).value_or(column.usualSize());
+            if (file.bytes < usual) return true;
+        }
+    }
+    return false;
+}
+
+/// A frame is written file by file, the image last: one that breaks off has no whole image.
+bool TaskChecker::lastIsTorn() const {
+    const FrameListing& listing = summary_.last->listing;
+    if (listing.error() != 0) return false;
+    const FileEntry* const image = listing.image();
+    if (image && image->regular() && image->bytes >= imageBytes(image->image)) return false;
+    const auto& columns = statistics_.columns();
+    const bool lacking = std::any_of(columns.begin(), columns.end(),
+                                     [this](const Column& column) { return lastLacks(column); });
+    const bool partial = lacking || lastIsCut() || listing.files().empty();
+    const size_t others = frames_.size() - (bitAt(summary_.unseen, lastPosition_) ? 0 : 1);
+    if (others == 0) return partial || image || !neverWritten().empty();
+    const auto images = std::count_if(frames_.begin(), frames_.end(), [this](uint32_t position) {
+        return position != lastPosition_ && bitAt(statistics_.images(), position);
+    });
+    return static_cast<size_t>(images) * 2 > others || partial;
+}
+
+std::string TaskChecker::lastContents() const {
+    const FrameListing& listing = summary_.last->listing;
+    const FileEntry* const image = listing.image();
+    const size_t files = listing.files().size();
+    std::string text = std::to_string(files) + (files == 1 ? " file" : " files");
+    if (!image) return text + ", no image";
+    return text + ", " + std::to_string(image->bytes) + " of the image's " +
+           bytesText(imageBytes(image->image));
+}
+
+/// Whether a finding of the last frame says no more than that it breaks off.
+bool TaskChecker::belongsToTear(const Finding& finding) const {
+    static const std::set<RuleId> kOfTear{RuleId::kFrameEmpty,        RuleId::kImageShort,
+                                          RuleId::kSceneXml,          RuleId::kSceneXmlExtra,
+                                          RuleId::kSceneFieldMissing, RuleId::kSceneFieldRange,
+                                          RuleId::kSceneFileMissing,  RuleId::kSceneBlockSize,
+                                          RuleId::kSceneDisagrees,    RuleId::kSceneEdited};
+    if (kOfTear.count(finding.rule) > 0) return true;
+    if (finding.rule != RuleId::kParameterEmpty) return false;
+    ParamFileName name{};
+    if (!readParamFileName(lastName(finding.path), name)) return true;
+    const auto& columns = statistics_.columns();
+    return std::none_of(columns.begin(), columns.end(), [&](const Column& column) {
+        return column.tagName == name.tagName && column.pipe == name.pipe &&
+               orderOf(column) < lastWritten_;
+    });
+}
+
+void TaskChecker::giveLast() {
+    for (const Column& column : statistics_.columns()) {
+        if (column.in(lastPosition_)) lastWritten_ = std::max(lastWritten_, orderOf(column));
+    }
+    torn_ = lastIsTorn();
+    for (const Finding& finding : summary_.last->findings.list) {
+        if (!torn_ || !belongsToTear(finding)) sink_.add(finding);
+    }
+    if (!torn_) return;
+    findings_.add(RuleId::kFrameTorn,
+                  {summary_.last->listing.path(), "a whole frame", lastContents()}, lastPosition_);
+}
+
+void TaskChecker::checkColumn(const Column& column) {
+    Positions where;
+    for (const uint32_t position : frames_) {
+        if (column.in(position)) where.push_back(position);
+    }
+    checkTag(column, where);
+    if (column.dumpType == kFixedSizeDump) checkSizes(column);
+}
+
+void TaskChecker::checkTag(const Column& column, const Positions& where) {
+    const TagEntry* const tag = summary_.catalog.byName(column.tagName);
+    if (!tag && isTable(summary_.catalog)) {
+        std::string nearest;
+        for (const std::string& name : summary_.catalog.nearest(column.tagName)) {
+            nearest += (nearest.empty() ? "The nearest are " : ", ") + name;
+        }
+        flagged_.insert(&column);
+        spread(RuleId::kParameterUnknownTag, column, where, "a tag of " + summary_.catalog.path(),
+               "none of that name", nearest.empty() ? "" : nearest + ".");
+    }
+    const bool known = column.dumpType == kFixedSizeDump || column.dumpType == kBlockDump;
+    const bool table = tag && isTable(summary_.catalog);
+    const int wanted = table && tag->kind == TagKind::fixed ? kFixedSizeDump : kBlockDump;
+    if (known && (!table || column.dumpType == wanted)) return;
+    flagged_.insert(&column);
+    spread(RuleId::kParameterDumpType, column, where,
+           table ? "dump type " + std::to_string(wanted) : "dump type 0 or 1",
+           "dump type " + std::to_string(column.dumpType));
+}
+
+void TaskChecker::checkSizes(const Column& column) {
+    const std::optional<uint64_t> size = sizeOf(column.tagName, summary_.catalog);
+    const uint64_t usual = column.usualSize();
+    checkOddSizes(column, size.value_or(usual), size.has_value());
+}
+
+/// The sizes that are not the expected one, each with the frames that have it.
+void TaskChecker::checkOddSizes(const Column& column, uint64_t expected, bool byTable) {
+    std::map<uint64_t, Positions> bySize;
+    std::set<uint32_t> odd;
+    for (const SizeAt& at : column.oddSizes) {
+        odd.insert(at.position);
+        if (at.bytes != expected) bySize[at.bytes].push_back(at.position);
+    }
+    if (column.firstSize != expected) {
+        for (const uint32_t position : frames_) {
+            if (column.in(position) && odd.count(position) == 0) {
+                bySize[column.firstSize].push_back(position);
+            }
+        }
+    }
+    for (auto& [bytes, positions] : bySize) {
+        // Empty and impossible sizes are findings of the frame already.
+        if (bytes == 0 || bytes > static_cast<uint64_t>(kMaxFixedBytes)) continue;
+        if (torn_) {
+            positions.erase(std::remove(positions.begin(), positions.end(), lastPosition_),
+                            positions.end());
+        }
+        spread(byTable ? RuleId::kParameterSize : RuleId::kParameterSizeVaries, column, positions,
+               bytesText(expected) + (byTable ? "" : " as in other frames"), std::to_string(bytes));
+    }
+}
+
+/// Whether the parameter is in few frames and no configuration names it: then it is these that are
+/// odd. Where its tag or dump type is a finding already, nothing is left to say.
+bool TaskChecker::isStray(const Column& column) {
+    const uint64_t count = column.frameCount();
+    if (isConfigured(column) || frames_.size() < 2 || count * 2 >= frames_.size()) return false;
+    if (flagged_.count(&column) > 0) return true;
+    findings_.add(
+        RuleId::kParameterMissing,
+        {summary_.context.task.path, column.tagName + " in every frame or in none",
+         "it in " + std::to_string(count) + " of " + std::to_string(frames_.size()) + " frames"},
+        0);
+    return true;
+}
+
+void TaskChecker::checkMissing() {
+    for (const Column& column : statistics_.columns()) {
+        Positions without = framesWithout(column);
+        if (!without.empty() && isStray(column)) continue;
+        // Of a torn frame only what should have been written before its last file.
+        if (torn_ && orderOf(column) >= lastWritten_) {
+            without.erase(std::remove(without.begin(), without.end(), lastPosition_),
+                          without.end());
+        }
+        spread(RuleId::kParameterMissing, column, without,
+               isConfigured(column) ? "a file, as the dump configuration says"
+                                    : "a file, as in other frames",
+               "none");
+    }
+    for (const ConfigEntry* entry : neverWritten()) {
+        Column column;
+        column.tagName = entry->tagName;
+        column.pipe = entry->pipe;
+        column.dumpType = entry->dumpType;
+        column.camId = entry->camId != kFramesOwn      ? entry->camId
+                       : statistics_.cameras().empty() ? 0
+                                                       : statistics_.cameras().begin()->first;
+        Positions without = frames_;
+        if (torn_ && frames_.size() == 1) without.clear();
+        spread(RuleId::kParameterMissing, column, without, "a file, as the dump configuration says",
+               "none",
+               "The device's tag table does not have the tag, the configuration was changed after "
+               "the recording, or the files are lost.");
+    }
+}
+
+void TaskChecker::checkImages() {
+    if (!summary_.context.images) return;
+    Positions without = framesWithout(statistics_.images());
+    if (torn_) {
+        without.erase(std::remove(without.begin(), without.end(), lastPosition_), without.end());
+    }
+    findings_.spread(RuleId::kImageMissing, without, {"", "an image in every frame", "none"},
+                     [this](uint32_t position) {
+                         return TaskFindings::Words{findings_.pathOf(position), "an image", "none"};
+                     });
+}
+
+/// Frames without any file of the scene record where most have it; what is there in part, each
+/// frame says by itself.
+void TaskChecker::checkScenes() {
+    const Positions without = framesWithout(statistics_.sceneParts());
+    if (without.size() * 2 > frames_.size()) return;
+    for (const uint32_t position : without) {
+        if (torn_ && position == lastPosition_) continue;
+        findings_.add(
+            RuleId::kSceneFileMissing,
+            {findings_.pathOf(position), "the scene record's files, as in other frames", "none"},
+            position);
+    }
+}
+
+void TaskChecker::check() {
+    frames_ = seenFrames();
+    if (summary_.last) {
+        lastPosition_ = summary_.frames.back()->position;
+        giveLast();
+    }
+    if (frames_.empty()) return;
+    for (const Column& column : statistics_.columns()) checkColumn(column);
+    checkMissing();
+    checkImages();
+    checkScenes();
+    checkIdentities(summary_, frames_, findings_);
+}
+
+}  // namespace
+
+void checkTask(const TaskSummary& summary, FindingSink& sink) {
+    TaskChecker(summary, sink).check();
+}
+
+}  // namespace tyktree

@@ -1,0 +1,31 @@
+#include "tree/read/Parameter.h"
+
+namespace tyktree {
+
+std::vector<DecodedField> Parameter::fields() const {
+    std::vector<DecodedField> decoded;
+    if (!tag) return decoded;
+    for (const tyktags::TagField& field : tag->fields) {
+        decoded.push_back({&field, decodeField(field, bytes.data(), bytes.size()),
+                           shortfall(field, std::nullopt, result.size)});
+    }
+    return decoded;
+}
+
+Parameter readParameter(const FrameListing& listing, const FileEntry& file,
+                        const TagCatalog& catalog, uint64_t limit) {
+    Parameter parameter;
+    parameter.file = &file;
+    parameter.tag = catalog.byName(file.parameter.tagName);
+    const std::string path = listing.path() + "/" + std::string(file.name);
+    parameter.result = readSummedFile(path, limit, parameter.bytes, parameter.crc32);
+    return parameter;
+}
+
+std::string toText(const std::vector<Value>& values) {
+    std::string text;
+    for (const Value& value : values) text += (text.empty() ? "" : ",") + toText(value);
+    return text;
+}
+
+}  // namespace tyktree

@@ -1,0 +1,178 @@
+#include "tree/read/SceneText.h"
+
+#include <pugixml.hpp>
+
+#include <algorithm>
+#include <new>
+#include <optional>
+
+namespace tyktree {
+
+namespace {
+
+constexpr std::string_view kSpace = " \t\r\n";
+
+/// A part of the document, in code units, and what is to stand in its place.
+struct Change {
+    size_t begin;
+    size_t end;
+    std::string text;
+};
+
+std::string element(std::string_view name, const std::string& content) {
+    const std::string word(name);
+    return "<" + word + ">" + content + "</" + word + ">";
+}
+
+/// The first text in an element, which is the one that the library reads.
+pugi::xml_node firstText(pugi::xml_node node) {
+    for (const pugi::xml_node child : node.children()) {
+        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) return child;
+    }
+    return {};
+}
+
+size_t offsetOf(pugi::xml_node node) {
+    return static_cast<size_t>(node.offset_debug());
+}
+
+/// Behind the white space that begins at `at`.
+size_t afterSpace(std::string_view text, size_t at) {
+    return std::min(text.find_first_not_of(kSpace, at), text.size());
+}
+
+/// Puts `content` in the place of a text but for the white space around it.
+Change replaced(std::string_view text, pugi::xml_node node, std::string content) {
+    size_t begin = offsetOf(node);
+    const char* const mark = node.type() == pugi::node_cdata ? "]]>" : "<";
+    size_t end = std::min(text.find(mark, begin), text.size());
+    begin = std::min(afterSpace(text, begin), end);
+    while (end > begin && kSpace.find(text[end - 1]) != std::string_view::npos) --end;
+    return {begin, end, std::move(content)};
+}
+
+/// The ">" of an element's first tag.
+size_t endOfTag(std::string_view text, pugi::xml_node node) {
+    char quote = '\0';
+    size_t at = offsetOf(node);
+    for (; at < text.size(); ++at) {
+        const char c = text[at];
+        if (quote != '\0') {
+            if (c == quote) quote = '\0';
+        } else if (c == '"' || c == '\'') {
+            quote = c;
+        } else if (c == '>') {
+            break;
+        }
+    }
+    return at;
+}
+
+/// Puts `content` in front of all that an element holds; an element in front of others gets a line
+/// of its own where they have one.
+Change inserted(std::string_view text, pugi::xml_node node, const std::string& content,
+                bool isElement) {
+    const size_t end = endOfTag(text, node);
+    if (text[end - 1] == '/') {
+        return {end - 1, end + 1, ">" + content + "</" + node.name() + ">"};
+    }
+    const std::string_view space = text.substr(end + 1, afterSpace(text, end + 1) - end - 1);
+    return {end + 1, end + 1, isElement ? std::string(space) + content : content};
+}
+
+/// The fields of the element at `path` that have to be made with it: `field`, and those that the
+/// library takes from the blocks only while the element is missing.
+std::string fieldsIn(std::string_view path, const ::SceneField& field, const SceneRecord& record) {
+    std::string content;
+    for (const ::SceneField& other : kSceneFields) {
+        const std::string_view otherPath = other.path;
+        const size_t slash = otherPath.rfind('/');
+        const bool isKept = other.missing == SceneDefault::kKeep;
+        const bool isWanted = isKept || otherPath == field.path;
+        if (!isWanted || otherPath.substr(0, slash) != path) continue;
+        content += element(otherPath.substr(slash + 1), sceneXmlText(other, record));
+    }
+    return content;
+}
+
+/// The elements of the field's path from the piece at `at` on, in each other.
+std::string made(const ::SceneField& field, size_t at, const SceneRecord& record) {
+    const std::string_view path = field.path;
+    const size_t end = path.find('/', at);
+    if (end == std::string_view::npos) return element(path.substr(at), sceneXmlText(field, record));
+    const bool holdsField = path.find('/', end + 1) == std::string_view::npos;
+    return element(path.substr(at, end - at), holdsField
+                                                  ? fieldsIn(path.substr(0, end), field, record)
+                                                  : made(field, end + 1, record));
+}
+
+/// What has to change for `field` to be what it is in `record`; none where there is no root.
+std::optional<Change> changeFor(std::string_view text, const pugi::xml_document& document,
+                                const ::SceneField& field, const SceneRecord& record) {
+    pugi::xml_node node = document.child(kSceneRootName);
+    if (!node) return std::nullopt;
+    const std::string_view path = field.path;
+    for (size_t at = 0; at < path.size();) {
+        const size_t end = std::min(path.find('/', at), path.size());
+        const pugi::xml_node child = node.child(std::string(path.substr(at, end - at)).c_str());
+        if (!child) return inserted(text, node, made(field, at, record), true);
+        node = child;
+        at = end + 1;
+    }
+    const std::string number = sceneXmlText(field, record);
+    if (const pugi::xml_node old = firstText(node)) return replaced(text, old, number);
+    return inserted(text, node, number, false);
+}
+
+}  // namespace
+
+std::string SceneText::set(const ::SceneField& field, const SceneRecord& record) {
+    using pugi::xml_encoding;
+    pugi::xml_document document;
+    pugi::xml_parse_result result = document.load_buffer(bytes_.data(), bytes_.size());
+    if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+    if (!result) return result.description();
+    const xml_encoding encoding = result.encoding;
+    const bool is16 = encoding == pugi::encoding_utf16_le || encoding == pugi::encoding_utf16_be;
+    const bool is32 = encoding == pugi::encoding_utf32_le || encoding == pugi::encoding_utf32_be;
+    unit_ = is32 ? 4 : is16 ? 2 : 1;
+    isBigEndian_ = encoding == pugi::encoding_utf16_be || encoding == pugi::encoding_utf32_be;
+    const std::string text = ascii();
+    result =
+        document.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
+    if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+    if (!result) return result.description();
+    const std::optional<Change> change = changeFor(text, document, field, record);
+    if (!change) return std::string("no element ") + kSceneRootName;
+    replace(change->begin, change->end, change->text);
+    return "";
+}
+
+/// One byte for each code unit, so that places in it are places in the document: ASCII as it is, in
+/// which all that counts here is written, and anything else as some byte above it.
+std::string SceneText::ascii() const {
+    if (unit_ == 1) return bytes_;
+    std::string text;
+    for (size_t at = 0; at + unit_ <= bytes_.size(); at += unit_) {
+        const size_t low = isBigEndian_ ? unit_ - 1 : 0;
+        bool isAscii = true;
+        for (size_t i = 0; i < unit_; ++i) {
+            const auto byte = static_cast<uint8_t>(bytes_[at + i]);
+            if (i == low ? byte >= 0x80 : byte != 0) isAscii = false;
+        }
+        text += isAscii ? bytes_[at + low] : '\x80';
+    }
+    return text;
+}
+
+void SceneText::replace(size_t begin, size_t end, std::string_view text) {
+    std::string units;
+    for (const char c : text) {
+        std::string unit(unit_, '\0');
+        unit[isBigEndian_ ? unit_ - 1 : 0] = c;
+        units += unit;
+    }
+    bytes_.replace(begin * unit_, (end - begin) * unit_, units);
+}
+
+}  // namespace tyktree

@@ -1,0 +1,64 @@
+#include "tree/read/TagCatalog.h"
+
+#include "tags/NearestNames.h"
+#include "tree/read/TreeIndex.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <utility>
+
+namespace tyktree {
+
+namespace {
+
+using tyktags::TagEntry;
+
+std::vector<TagEntry> readTable(const std::string& path, tyktags::TableSource source) {
+    std::vector<TagEntry> tags;
+    std::string error;
+    if (!tyktags::readTagTable(path, tags, error, source)) throw std::runtime_error(error);
+    return tags;
+}
+
+}  // namespace
+
+TagCatalog::TagCatalog(std::vector<TagEntry> tags, Source source, std::string path)
+    : tags_(std::move(tags)), source_(source), path_(std::move(path)) {
+    std::sort(tags_.begin(), tags_.end(),
+              [](const TagEntry& a, const TagEntry& b) { return a.id < b.id; });
+    for (size_t i = 0; i < tags_.size(); ++i) {
+        byId_[tags_[i].id] = i;
+        byName_[tags_[i].name] = i;
+    }
+}
+
+TagCatalog TagCatalog::find(const TreeIndex& index, const std::string& given) {
+    if (!given.empty()) {
+        return {readTable(given, tyktags::TableSource::fileOrPipe), Source::kGiven, given};
+    }
+    const std::string& root = index.path().deviceRoot;
+    const std::string beside = root.empty() ? "" : tagTablePath(root);
+    struct stat status {};
+    if (beside.empty() || ::lstat(beside.c_str(), &status) != 0) return {};
+    return {readTable(beside, tyktags::TableSource::file), Source::kBeside, beside};
+}
+
+const TagEntry* TagCatalog::byId(uint32_t id) const {
+    const auto found = byId_.find(id);
+    return found != byId_.end() ? &tags_[found->second] : nullptr;
+}
+
+const TagEntry* TagCatalog::byName(std::string_view name) const {
+    const auto found = byName_.find(name);
+    return found != byName_.end() ? &tags_[found->second] : nullptr;
+}
+
+std::vector<std::string> TagCatalog::nearest(std::string_view name) const {
+    std::vector<std::string> names;
+    names.reserve(tags_.size());
+    for (const TagEntry& tag : tags_) names.push_back(tag.name);
+    return tyktags::nearestNames(name, names);
+}
+
+}  // namespace tyktree

@@ -1,0 +1,385 @@
+#include "tree/read/TreeIndex.h"
+
+#include "records/MfnrTuning.h"
+#include "tree/read/Escape.h"
+#include "tree/read/FolderReader.h"
+#include "tree/read/Timeline.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <unistd.h>
+#include <utility>
+
+namespace tyktree {
+
+namespace {
+
+using Kind = TreePath::Kind;
+
+/// One entry of a folder that is being indexed.
+struct Entry {
+    std::string name;
+    FileEntry status;
+
+    bool isFolder() const { return status.type == EntryType::kFolder; }
+    /// Whether the library's listings of folders have it.
+    bool isListedFolder() const { return isFolder() && !status.link; }
+};
+
+/// "a symbolic link to a folder", "a FIFO" ...
+std::string wordsFor(const Entry& entry) {
+    const std::string words = nameOf(entry.status.type);
+    return entry.status.link && entry.status.type != EntryType::kBrokenLink
+               ? "a symbolic link to " + words
+               : words;
+}
+
+/// Within one millisecond, which no camera is fast enough for, names have no order of time.
+bool sameTime(const FrameEntry& a, const FrameEntry& b) {
+    const size_t stamp = a.name.find('_');
+    return a.name.compare(0, stamp, b.name, 0, stamp) == 0;
+}
+
+class IndexReader {
+public:
+    IndexReader(const TreePath& path, std::optional<int> wanted) : path_(path), wanted_(wanted) {}
+
+    void read();
+
+    std::vector<PipeEntry> pipes;
+    std::vector<Finding> findings;
+
+private:
+    void add(RuleId rule, std::string path, FramePlace place, std::string expected,
+             std::string found, std::string reason = "") {
+        findings.push_back({rule, std::move(path), place, std::move(expected), std::move(found),
+                            std::move(reason), ""});
+    }
+
+    bool list(const std::string& path, const FramePlace& place, std::vector<Entry>& entries);
+    void noteUnknownTypes(const std::string& path, const FramePlace& place, size_t folders);
+
+    void readDumpRoot();
+    void readRootEntry(const Entry& entry, std::map<int, std::string>& found, bool& loose);
+    void readPipe(const std::string& path, std::optional<int> id, bool alone);
+    void readLoosePipe();
+    void readPipeEntry(PipeEntry& pipe, const Entry& entry, std::vector<std::string>& tasks,
+                       bool& holdsFramesItself);
+    void addTask(PipeEntry& pipe, const std::string& path, bool isPipe);
+    void readTask(const PipeEntry& pipe, TaskEntry& task, bool isPipe);
+    void readTaskEntry(const FramePlace& place, TaskEntry& task, const Entry& entry, bool isPipe);
+    void checkTime(const std::string& path, const FramePlace& place, const Stamp& stamp);
+    void checkOrder(const FramePlace& place, const TaskEntry& task);
+    void readInside();
+    void keepOneFrame(TaskEntry& task);
+
+    const TreePath& path_;
+    std::optional<int> wanted_;
+};
+
+/// Lists a folder; what cannot be listed is a finding, and what came before stays.
+bool IndexReader::list(const std::string& path, const FramePlace& place,
+                       std::vector<Entry>& entries) {
+    FolderReader folder(path.c_str());
+    std::string_view name;
+    unsigned char type = DT_UNKNOWN;
+    size_t untyped = 0;
+    while (folder.next(name, type)) {
+        Entry& entry = entries.emplace_back();
+        entry.name = name;
+        folder.examine(entry.name.c_str(), type, entry.status);
+        if (!entry.status.typeKnown && entry.isListedFolder()) ++untyped;
+    }
+    if (untyped > 0) noteUnknownTypes(path, place, untyped);
+    std::sort(entries.begin(), entries.end(),
+              [](const Entry& a, const Entry& b) { return a.name < b.name; });
+    if (folder.error() == 0) return true;
+    add(RuleId::kFolderUnlisted, path, place, "a folder that can be listed", "none",
+        systemReason(folder.error()));
+    return false;
+}
+
+void IndexReader::noteUnknownTypes(const std::string& path, const FramePlace& place,
+                                   size_t folders) {
+    add(RuleId::kEntryTypeUnknown, path, place, "a file system that gives entry types",
+        std::to_string(folders) + " folders without a type");
+}
+
+void IndexReader::readDumpRoot() {
+    std::vector<Entry> entries;
+    list(path_.dumpRoot, {}, entries);
+    std::map<int, std::string> found;
+    bool loose = false;
+    for (const Entry& entry : entries) readRootEntry(entry, found, loose);
+    if (wanted_ && found.count(*wanted_) == 0) {
+        std::string ids;
+        for (const auto& [id, path] : found) {
+            ids += (ids.empty() ? "the pipes " : ", ") + std::to_string(id);
+        }
+        throw NoPipe("'" + escaped(path_.given) + "': expected pipe " + std::to_string(*wanted_) +
+                     ", found " + (ids.empty() ? "no pipe" : ids));
+    }
+    if (loose && !wanted_) readLoosePipe();
+    for (const auto& [id, path] : found) {
+        if (!wanted_ || id == *wanted_) readPipe(path, id, wanted_ || found.size() == 1);
+    }
+    if (pipes.empty()) add(RuleId::kNoFrames, path_.dumpRoot, {}, "pipe folders", "none");
+}
+
+void IndexReader::readRootEntry(const Entry& entry, std::map<int, std::string>& found,
+                                bool& loose) {
+    const std::string path = path_.dumpRoot + "/" + entry.name;
+    int pipe = 0;
+    if (readPipeFolderName(entry.name, pipe)) {
+        if (!entry.isFolder()) {
+            add(RuleId::kNotAFolder, path, {pipe, 0, 0}, "a pipe folder", wordsFor(entry));
+            return;
+        }
+        found[pipe] = path;
+        if (entry.status.link) {
+            add(RuleId::kLinkedFolder, path, {pipe, 0, 0}, "a folder", wordsFor(entry));
+        }
+    } else if (isTaskName(entry.name) || isFrameName(entry.name)) {
+        loose = true;  // readLoosePipe() looks at it
+    } else if (entry.isFolder()) {
+        add(RuleId::kForeignFolder, path, {}, "pipe folders and dump configurations", "a folder");
+    } else if (!readConfigFileName(entry.name, pipe)) {
+        add(RuleId::kForeignFile, path, {}, "pipe folders and dump configurations",
+            wordsFor(entry));
+    }
+}
+
+/// `alone`: no other pipe is looked at.
+void IndexReader::readPipe(const std::string& path, std::optional<int> id, bool alone) {
+    PipeEntry pipe;
+    pipe.id = id;
+    pipe.path = path;
+    if (id && !path_.dumpRoot.empty()) {
+        const std::string config = configFilePath(path_.dumpRoot.c_str(), *id);
+        if (::access(config.c_str(), F_OK) == 0) pipe.configPath = config;
+    }
+    std::vector<Entry> entries;
+    const bool listed = list(path, {id, 0, 0}, entries);
+    std::vector<std::string> tasks;
+    bool holdsFramesItself = false;
+    for (const Entry& entry : entries) readPipeEntry(pipe, entry, tasks, holdsFramesItself);
+    if (holdsFramesItself) addTask(pipe, path, true);
+    for (const std::string& task : tasks) addTask(pipe, task, false);
+    // The tuning copy of all pipes makes a folder for a pipe that was never recorded.
+    const bool onlyCopies = !alone && pipe.configPath.empty() && !pipe.tuningCopies.empty();
+    if (listed && pipe.tasks.empty() && !onlyCopies) {
+        add(RuleId::kNoFrames, path, {id, 0, 0}, "task folders", "none");
+    }
+    pipes.push_back(std::move(pipe));
+}
+
+/// Tasks and frames right in the dump root, where the object for no pipe puts them.
+void IndexReader::readLoosePipe() {
+    PipeEntry pipe;
+    std::vector<Entry> entries;
+    list(path_.dumpRoot, {}, entries);
+    bool frames = false;
+    std::vector<std::string> tasks;
+    for (const Entry& entry : entries) {
+        if (isTaskName(entry.name) || isFrameName(entry.name)) {
+            readPipeEntry(pipe, entry, tasks, frames);
+        }
+    }
+    if (frames) addTask(pipe, path_.dumpRoot, true);
+    for (const std::string& task : tasks) addTask(pipe, task, false);
+    if (!pipe.tasks.empty()) pipes.push_back(std::move(pipe));
+}
+
+/// Sorts an entry of a pipe folder into tasks, frames, side files and what does not belong.
+void IndexReader::readPipeEntry(PipeEntry& pipe, const Entry& entry,
+                                std::vector<std::string>& tasks, bool& holdsFramesItself) {
+    const std::string path = (pipe.path.empty() ? path_.dumpRoot : pipe.path) + "/" + entry.name;
+    const FramePlace place{pipe.id, 0, 0};
+    const bool named = isTaskName(entry.name) || isFrameName(entry.name);
+    if (named && !entry.isListedFolder()) {
+        add(RuleId::kNotAFolder, path, place, "a task or frame folder", wordsFor(entry));
+    } else if (isFrameName(entry.name)) {
+        holdsFramesItself = true;
+    } else if (isTaskName(entry.name)) {
+        tasks.push_back(path);
+    } else if (entry.isListedFolder() && holdsFolder(path, isFrameName)) {
+        add(RuleId::kTaskName, path, place, "a name such as 21160305140709123_task_0",
+            "another name, with frames in it");
+        tasks.push_back(path);
+    } else if (entry.isFolder()) {
+        add(RuleId::kForeignFolder, path, place, "task folders", wordsFor(entry));
+    } else if (entry.name.find(kMfnrCopyMark) != std::string::npos) {
+        pipe.tuningCopies.push_back({entry.name, entry.status.bytes, entry.status.regular()});
+    } else {
+        add(RuleId::kForeignFile, path, place, "task folders and tuning copies", wordsFor(entry));
+    }
+}
+
+void IndexReader::addTask(PipeEntry& pipe, const std::string& path, bool isPipe) {
+    TaskEntry task;
+    task.path = path;
+    task.name = lastName(path);
+    task.position = static_cast<uint32_t>(pipe.tasks.size() + 1);
+    TaskFolderName parsed{};
+    if (!isPipe && readTaskFolderName(task.name, parsed)) {
+        task.parsed = parsed;
+        checkTime(path, {pipe.id, task.position, 0}, parsed.stamp);
+    }
+    readTask(pipe, task, isPipe);
+    pipe.tasks.push_back(std::move(task));
+}
+
+/// `isPipe`: the folder is a pipe's, whose other entries were looked at already.
+void IndexReader::readTask(const PipeEntry& pipe, TaskEntry& task, bool isPipe) {
+    const FramePlace place{pipe.id, task.position, 0};
+    std::vector<Entry> entries;
+    task.listed = list(task.path, place, entries);
+    for (const Entry& entry : entries) readTaskEntry(place, task, entry, isPipe);
+    task.frames.shrink_to_fit();
+    for (size_t i = 0; i < task.frames.size(); ++i) {
+        task.frames[i].position = static_cast<uint32_t>(i + 1);
+    }
+    if (task.frames.empty() && task.listed) {
+        add(RuleId::kNoFrames, task.path, place, "frame folders", "none");
+    }
+    checkOrder(place, task);
+}
+
+void IndexReader::readTaskEntry(const FramePlace& place, TaskEntry& task, const Entry& entry,
+                                bool isPipe) {
+    FrameEntry frame;
+    frame.wellNamed = readFrameFolderName(entry.name, frame.parsed);
+    if (isPipe && !(frame.wellNamed && entry.isListedFolder())) return;
+    const std::string path = task.path + "/" + entry.name;
+    if (!entry.isListedFolder()) {
+        const bool folder = frame.wellNamed || entry.isFolder();
+        add(folder ? RuleId::kNotAFolder : RuleId::kForeignFile, path, place, "frame folders",
+            wordsFor(entry));
+        return;
+    }
+    FramePlace at = place;
+    at.frame = static_cast<uint32_t>(task.frames.size() + 1);
+    if (frame.wellNamed) {
+        checkTime(path, at, frame.parsed.stamp);
+    } else {
+        add(RuleId::kFrameName, path, at, "a name such as 0305140710456_reqID_42_sofID_17",
+            "another name");
+    }
+    frame.name = entry.name;
+    task.frames.push_back(std::move(frame));
+}
+
+void IndexReader::checkTime(const std::string& path, const FramePlace& place, const Stamp& stamp) {
+    const std::string impossible = impossiblePart(stamp);
+    if (impossible.empty()) return;
+    add(RuleId::kNameTime, path, place, "a time that a calendar and a clock show", impossible);
+}
+
+/// Names are in order of time; the requests in them should be as well.
+void IndexReader::checkOrder(const FramePlace& place, const TaskEntry& task) {
+    std::map<std::pair<int, int>, uint32_t> seen;
+    const FrameEntry* last = nullptr;
+    std::optional<int> latest;          // the largest request of earlier times
+    std::optional<int> latestWithLast;  // and of the last frame's time as well
+    for (const FrameEntry& frame : task.frames) {
+        if (!frame.wellNamed) continue;
+        FramePlace at = place;
+        at.frame = frame.position;
+        const int request = frame.parsed.requestId;
+        if (last != nullptr && !sameTime(*last, frame)) latest = latestWithLast;
+        if (latest && request < *latest) {
+            add(RuleId::kFrameOrder, framePath(task, frame), at,
+                "request " + std::to_string(*latest) + " or a later one",
+                "request " + std::to_string(request));
+        }
+        latestWithLast = std::max(latestWithLast.value_or(request), request);
+        const auto [first, isNew] =
+            seen.emplace(std::make_pair(request, frame.parsed.sofId), frame.position);
+        if (!isNew) {
+            add(RuleId::kFrameRepeated, framePath(task, frame), at, "ids of its own",
+                "request " + std::to_string(request) + " and sof " +
+                    std::to_string(frame.parsed.sofId) + ", which frame " +
+                    std::to_string(first->second) + " has");
+        }
+        last = &frame;
+    }
+}
+
+/// A task or frame: the pipe around it has that one task.
+void IndexReader::readInside() {
+    PipeEntry pipe;
+    pipe.id = path_.pipe;
+    pipe.path = path_.pipeFolder;
+    if (path_.pipe) {
+        const std::string config = configFilePath(path_.dumpRoot.c_str(), *path_.pipe);
+        if (::access(config.c_str(), F_OK) == 0) pipe.configPath = config;
+    }
+    addTask(pipe, path_.taskFolder, path_.taskFolder == path_.pipeFolder);
+    if (path_.kind == Kind::kFrame) keepOneFrame(pipe.tasks.front());
+    pipes.push_back(std::move(pipe));
+}
+
+void IndexReader::keepOneFrame(TaskEntry& task) {
+    const std::string_view name = lastName(path_.path);
+    const auto wanted =
+        std::find_if(task.frames.begin(), task.frames.end(),
+                     [name](const FrameEntry& frame) { return frame.name == name; });
+    std::vector<FrameEntry> frames;
+    if (wanted != task.frames.end()) frames.push_back(std::move(*wanted));
+    // A folder above that cannot be listed does not hide the frame that was named.
+    if (frames.empty()) {
+        FrameEntry frame;
+        frame.name = name;
+        frame.wellNamed = readFrameFolderName(name, frame.parsed);
+        frame.position = 1;
+        frames.push_back(std::move(frame));
+    }
+    task.frames = std::move(frames);
+    const std::string& path = path_.path;
+    findings.erase(std::remove_if(findings.begin(), findings.end(),
+                                  [&path](const Finding& finding) { return finding.path != path; }),
+                   findings.end());
+}
+
+void IndexReader::read() {
+    const bool inside = path_.kind != Kind::kDeviceRoot && path_.kind != Kind::kDumpRoot;
+    if (inside && wanted_ && wanted_ != path_.pipe) {
+        throw NoPipe("'" + escaped(path_.given) + "': expected pipe " + std::to_string(*wanted_) +
+                     ", found " +
+                     (path_.pipe ? "pipe " + std::to_string(*path_.pipe) : "a folder of no pipe"));
+    }
+    if (!inside) {
+        readDumpRoot();
+    } else if (path_.kind == Kind::kPipe) {
+        readPipe(path_.path, path_.pipe, true);
+    } else {
+        readInside();
+    }
+}
+
+}  // namespace
+
+TreeIndex TreeIndex::read(const TreePath& path, std::optional<int> pipe) {
+    TreeIndex index;
+    index.path_ = path;
+    IndexReader reader(index.path_, pipe);
+    reader.read();
+    index.pipes_ = std::move(reader.pipes);
+    index.findings_ = std::move(reader.findings);
+    return index;
+}
+
+size_t TreeIndex::frameCount() const {
+    size_t count = 0;
+    for (const PipeEntry& pipe : pipes_) {
+        for (const TaskEntry& task : pipe.tasks) count += task.frames.size();
+    }
+    return count;
+}
+
+std::string framePath(const TaskEntry& task, const FrameEntry& frame) {
+    return task.path + "/" + frame.name;
+}
+
+}  // namespace tyktree

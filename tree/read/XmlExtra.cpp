@@ -1,0 +1,41 @@
+#include "tree/read/XmlExtra.h"
+
+#include <pugixml.hpp>
+
+namespace tyktree {
+
+namespace {
+
+std::string quotedStart(const std::string& text) {
+    constexpr size_t kShown = 40;
+    return "\"" + text.substr(0, kShown) + (text.size() > kShown ? "...\"" : "\"");
+}
+
+bool hasBytesForUnits(pugi::xml_encoding encoding) {
+    return encoding == pugi::encoding_utf8 || encoding == pugi::encoding_latin1;
+}
+
+}  // namespace
+
+std::optional<XmlExtra> findOutsideRoot(const std::string& text) {
+    pugi::xml_document document;
+    const unsigned options = pugi::parse_default | pugi::parse_fragment;
+    const pugi::xml_parse_result result = document.load_buffer(text.data(), text.size(), options);
+    if (!result) return std::nullopt;
+    bool rooted = false;
+    for (const pugi::xml_node node : document.children()) {
+        if (node.type() == pugi::node_element && !rooted) {
+            rooted = true;
+        } else if (node.type() == pugi::node_element) {
+            return XmlExtra{node.offset_debug(), std::string("the element ") + node.name()};
+        } else {
+            return XmlExtra{node.offset_debug(), "the text " + quotedStart(node.value())};
+        }
+    }
+    // The parser takes a zero byte for the end.
+    const size_t zero = text.find('\0');
+    if (zero == std::string::npos || !hasBytesForUnits(result.encoding)) return std::nullopt;
+    return XmlExtra{static_cast<std::ptrdiff_t>(zero), "a zero byte, which ends the reading"};
+}
+
+}  // namespace tyktree
