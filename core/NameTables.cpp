@@ -3,7 +3,6 @@
 #include "core/LogLine.h"
 #include "core/PipeTypes.h"
 #include "core/PipelineSimulation.h"
-#include "records/SceneLayout.h"
 
 void buildPipeNameMap(std::map<std::string, int>& names) {
     for (const PipeType& type : kPipeTypes) names[type.name] = type.value;
@@ -31,8 +30,4 @@ int PipelineSimulation::getEnumByTagName(std::string name) {
 
 int PipelineSimulation::getEnumByPipeName(std::string name) {
     return lookUpName(pipeNameMap, name);
-}
-
-bool PipelineSimulation::isBinValid(int tag, int size) {
-    return tag != kSceneTag || size == kSceneRecordBytes;
 }

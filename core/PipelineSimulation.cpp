@@ -1,10 +1,10 @@
 #include "core/PipelineSimulation.h"
 
+#include "core/FrameQueue.h"
 #include "core/Globals.h"
 #include "core/LogLine.h"
 #include "core/NameTables.h"
 #include "core/TreeNames.h"
-#include "replay/FrameQueue.h"
 
 #include <cstdlib>
 #include <new>

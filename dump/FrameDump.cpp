@@ -1,4 +1,5 @@
 // Writes captured frames: parameter files, image, and the calls for the side records.
+#include "core/BinFile.h"
 #include "core/File.h"
 #include "core/FrameGuard.h"
 #include "core/Globals.h"
@@ -14,19 +15,6 @@
 #include <cstring>
 
 namespace {
-
-void writeFile(const char* path, const Folder* folder, const void* data, int size) {
-    if (size < 0) {
-        TYK_LOG_AS(kFailure, "writeToBin", "size %d is negative: %s", size, path);
-        return;
-    }
-    OutputFile file(path, folder);
-    if (!file.isOpen()) {
-        TYK_LOG_AS(kFailure, "writeToBin", "open failed: %s", path);
-        return;
-    }
-    file.write(data, static_cast<size_t>(size));
-}
 
 /// One parameter of one frame, all ids settled.
 struct Request {
@@ -49,7 +37,7 @@ void writeParamFile(const Request& request, int dumpType, void* data, int size) 
     makeParamFilePath(path, request.path, request.sofId, request.camId, request.pipe, dumpType,
                       request.tagName);
     TYK_LOG_AS(kDetail, "dumpParam", "file: %s, size: %d", path.data(), size);
-    writeFile(path.data(), &request.folder, data, size);
+    writeBinIn(&request.folder, path.data(), data, size);
 }
 
 void dumpFixedSize(const Request& request, ScratchBuffer& scratch) {
@@ -71,10 +59,6 @@ void dumpBlock(const Request& request, ScratchBuffer& scratch) {
 }
 
 }  // namespace
-
-void writeToBin(const char* path, void* data, int size) {
-    writeFile(path, nullptr, data, size);
-}
 
 void PipelineSimulation::dumpIfneed(imageInfo& info) {
     char property[kPropertyValueSize] = {};

@@ -85,3 +85,7 @@ void PipelineSimulation::loadISceneInfo(std::string folder, int sofId) {
         }
     });
 }
+
+bool PipelineSimulation::isBinValid(int tag, int size) {
+    return tag != kSceneTag || size == kSceneRecordBytes;
+}

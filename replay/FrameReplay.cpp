@@ -1,14 +1,15 @@
 // Replays frame folders: parameter files into the parameter-set service, images into the pool's
 // buffers. Three loaders share the replay of one file; Loader shows all that sets them apart.
+#include "core/BinFile.h"
 #include "core/File.h"
 #include "core/FrameGuard.h"
+#include "core/FrameQueue.h"
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
 #include "core/Scratch.h"
 #include "core/TreeNames.h"
 #include "records/SceneLayout.h"
 #include "replay/FixedOverrides.h"
-#include "replay/FrameQueue.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -44,19 +45,6 @@ struct BlockDeleter {
         std::free(block);
     }
 };
-
-void readFile(const char* path, const Folder* folder, void* data, int size) {
-    if (size < 0) {
-        TYK_LOG_AS(kFailure, "readBin", "size %d is negative: %s", size, path);
-        return;
-    }
-    InputFile file(path, folder);
-    if (!file.isOpen()) {
-        TYK_LOG_AS(kFailure, "readBin", "open failed: %s", path);
-        return;
-    }
-    file.read(data, static_cast<size_t>(size));
-}
 
 void publish(const PipelineSimulation::tagInfo& info, void* data) {
     tyk::ParamSet::setParam(info.camId, info.pipe, info.sofId, info.tag, data);
@@ -181,7 +169,7 @@ private:
         frame_.image = image;
         TYK_LOG_AS(kDetail, loader_.function, "get img %p, pipe %d", static_cast<void*>(image),
                    simulation_.pipeId);
-        readFile(path_.c_str(), &folder_, descriptor.data, nv21Bytes(info.width, info.height));
+        readBinIn(&folder_, path_.c_str(), descriptor.data, nv21Bytes(info.width, info.height));
         return true;
     }
 
@@ -203,10 +191,6 @@ void enterFrame(PipelineSimulation& simulation) {
 }
 
 }  // namespace
-
-void readBin(const char* path, void* data, int size) {
-    readFile(path, nullptr, data, size);
-}
 
 bool PipelineSimulation::loadParam(int pipe, std::string folder, int cam) {
     bool loaded = false;

@@ -1,8 +1,8 @@
 #include "tools/playback/ReplaySession.h"
 
+#include "core/FrameQueue.h"
 #include "host/BufferPool.h"
 #include "host/DeviceRoot.h"
-#include "replay/FrameQueue.h"
 #include "tools/console/Console.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/Units.h"

@@ -1,4 +1,4 @@
-#include "replay/FrameQueue.h"
+#include "core/FrameQueue.h"
 
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
