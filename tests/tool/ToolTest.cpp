@@ -145,6 +145,7 @@ TEST_F(ToolTest, CommandLine) {
     expectAll({
         {"t", 2, {"expected a verb, found none"}},
         {"t recrod x", 2, {"found recrod; did you mean record?"}},
+        {"t versoin", 2, {"found versoin; did you mean version?"}},
         {"t help", 0, {"\n  record ", "\n  replay ", "Examples:"}},
         {"t help replay", 0, {"tyksim replay", "--verify", "Examples:\n  tyksim replay"}},
         {"t -V && t --version", 0, {"tyksim 1."}},
@@ -457,8 +458,8 @@ TEST_F(ToolTest, AnOutputReplacesOnlyWhatTyksimMade) {
         "ls p; rm p/x; t export r -o n/e/w/p && rm -r n; (ulimit -f 1; t copy r -o n/e/w || ls); "
         "exit $s",
         1,
-        {"p: is not replaced: by now tyksim did not make x in it", "!.p.tyksim", "tags.xml\nx\n",
-         "n/e/w/data", ": cannot be written: File too large", "!\nn\n"});
+        {"p: is not replaced; it changed meanwhile: tyksim did not make x in it", "!.p.tyksim",
+         "tags.xml\nx\n", "n/e/w/data", ": cannot be written: File too large", "!\nn\n"});
 }
 
 TEST_F(ToolTest, ARecordingIsNoPartOfAnotherTree) {

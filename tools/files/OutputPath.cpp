@@ -87,7 +87,7 @@ private:
     }
 
     [[noreturn]] void refuse(const std::string& foreign) const {
-        throw Failure(text(shown(place_), ": is not replaced: by now ", foreign));
+        throw Failure(text(shown(place_), ": is not replaced; it changed meanwhile: ", foreign));
     }
 
     void moveFile() const {

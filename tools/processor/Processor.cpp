@@ -127,7 +127,7 @@ Processed Processor::process(const tyksim_frame& frame) {
     std::optional<Processed> result = taken(frame);
     if (result) return std::move(*result);
     process_.kill();
-    throw Failure(text(tyktree::escaped(path_), ": handed back what makes no sense ", when));
+    throw Failure(text(tyktree::escaped(path_), ": gave an answer that tyksim cannot read ", when));
 }
 
 std::string Processor::close() {

@@ -99,9 +99,11 @@ struct FrameMade {
     Piece values;  ///< an array of SharedValue
 };
 
-static_assert(sizeof(Message) == 16 && sizeof(Piece) == 16, "others speak it, too");
-static_assert(sizeof(SharedPicture) == 24 && sizeof(SharedParameter) == 56, "others speak it, too");
-static_assert(sizeof(FrameGiven) == 64 && sizeof(SharedValue) == 24, "others speak it, too");
-static_assert(sizeof(FrameMade) == 48, "others speak it, too");
+static_assert(sizeof(Message) == 16 && sizeof(Piece) == 16, "processes of other builds read it");
+static_assert(sizeof(SharedPicture) == 24 && sizeof(SharedParameter) == 56,
+              "processes of other builds read it");
+static_assert(sizeof(FrameGiven) == 64 && sizeof(SharedValue) == 24,
+              "processes of other builds read it");
+static_assert(sizeof(FrameMade) == 48, "processes of other builds read it");
 
 }  // namespace tyksim

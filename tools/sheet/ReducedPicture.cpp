@@ -91,7 +91,7 @@ private:
         if (rest.width > 0) shrinker_.shrink(rest, divisor_, out + blocks, plane.stride);
     }
 
-    /// Counts the samples of every so manyth row that were read.
+    /// Counts the samples of the evenly spread rows that were read.
     void count(const uint8_t* samples, int width, int row, int rows) {
         // Two tables, as equal neighbours would wait for each other in one.
         std::array<uint32_t, 256> odd{};

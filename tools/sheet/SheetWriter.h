@@ -25,7 +25,7 @@ struct SheetHead {
     std::string tree;                       ///< as it was named
     std::optional<std::string> against;     ///< the second tree
     uint64_t onlyOther = 0;                 ///< frames that only the second tree has
-    uint32_t every = 1;                     ///< only every so manyth frame is shown
+    uint32_t every = 1;                     ///< N: only every Nth frame is shown
     std::vector<tyktree::ValueName> plots;  ///< what SheetFrame::plots holds
 };
 

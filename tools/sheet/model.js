@@ -5,7 +5,7 @@
 //
 //   tree, against   what was named on the command line; against is null without a second tree
 //   onlyOther       number of frames that only the second tree has; they are not here
-//   every           only every so manyth frame is here
+//   every           N: only every Nth frame of a task is here
 //   scene           names of the scene record's fields
 //   plots           [{name, label, unit}]: what is plotted, in order; unit "ns", "gain", "EV" or ""
 //   tasks           [{pipe, task, path, recorded, frames, rows: [ROW...]}]

@@ -30,6 +30,7 @@ where the file system can do that.
                          parameter file alike
   total_gain=100..800    a ramp over the selected frames, both ends included
   TAG=@FILE, TAG=0x00ff  a whole value
+
 Nothing but what is named changes: in iSceneInfo.xml it is the text of the field's element, which is
 made where it is missing. A value that has no file in the selected frames is wrong usage.
 
@@ -135,7 +136,7 @@ Action defineCopy(CLI::App& verb) {
         ->check(notEmpty())
         ->type_name("GLOB");
     verb.add_flag("--no-images", options->noImages, "Leave the images out");
-    verb.add_option("--set", options->settings, "Set a value; see below")
+    verb.add_option("--set", options->settings, "Set a value in every selected frame")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     addForce(verb, options->force);

@@ -275,7 +275,7 @@ Action defineDiff(CLI::App& verb) {
         ->transform(wholeNumber(0, 255))
         ->type_name("N")
         ->capture_default_str();
-    verb.add_option("--ignore", options->ignored, "Leave this out; see below")
+    verb.add_option("--ignore", options->ignored, "Leave this out of the comparison")
         ->type_name("NAME")
         ->allow_extra_args(false);
     verb.add_option("--heat-map", options->heatMaps, "Folder to make for pictures of where")

@@ -39,7 +39,8 @@ A tree does not say what its samples mean. Cameras write NV21 by BT.601 in full 
 what is assumed, and said once; --order, --matrix, --range and --stride say otherwise.
 
 An image whose file is short, long or has an odd side comes out with what is there, the rest of it
-black, and is a finding. Images of a film must have one size; others are left out and are findings.
+black or without colour, and is a finding. Images of a film must have one size; others are left out
+and are findings.
 
 Exit status: 0 all was exported, 1 failed (DIR or FILE is as it was), 2 wrong usage, 3 exported with
 findings.

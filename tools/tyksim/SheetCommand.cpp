@@ -269,7 +269,7 @@ Action defineSheet(CLI::App& verb) {
     verb.add_option("--plot", options->plots, "Further values over the frames")
         ->type_name("NAME")
         ->allow_extra_args(false);
-    verb.add_option("--every", options->every, "Show every so manyth frame of a task")
+    verb.add_option("--every", options->every, "Show every Nth frame of a task")
         ->transform(wholeNumber(1, 1000000))
         ->type_name("N")
         ->capture_default_str();

@@ -30,11 +30,11 @@ using tyktree::FrameRef;
 using tyktree::Parameter;
 
 constexpr const char* kFooter = R"(
-FRAME is a frame folder, or a tree with a selection that picks one frame. Parameters come with their
+TREE is a frame folder, or a tree with a selection that picks one frame. Parameters come with their
 fields where the tag table (--tags, else tags.xml in the device root) says what is in them.
 
-Exit status: 0 all was read, 1 there is no such frame, 2 wrong usage, 3 something in the frame could
-not be read (said on standard error).
+Exit status: 0 all was read, 1 the tree could not be read, 2 wrong usage or no such frame, 3
+something in the frame could not be read (said on standard error).
 
 Examples:
   tyksim show /tmp/phone --frames 3

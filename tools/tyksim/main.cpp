@@ -70,7 +70,7 @@ ExitStatus flushResults(ExitStatus status) {
 }
 
 [[noreturn]] void refuseVerb(const std::string& word) {
-    std::vector<std::string> names;
+    std::vector<std::string> names{"help", "version"};
     for (const Verb& verb : kVerbs) names.emplace_back(verb.name);
     const std::vector<std::string> nearest = tyktags::nearestNames(word, names);
     const std::string advice =
