@@ -610,8 +610,8 @@ TEST_F(ToolTest, ValuesAreOfTheirTypes) {
          "of=$(echo $F2/*WB_GAINS*) conv=notrunc; t track r $W.s --csv; t diff r base --json",
          3,
          {"\"s\":\"\\u000e-\ufffd?\",\"s_base64\":\"Di3iPw==\"",
-          "{\"KELV_TAG_WB_GAINS.s\":\"w\ufffd\ufffd?\",\"KELV_TAG_WB_GAINS.s_base64\":\"d77fPw=="
-          "\"}",
+          ("{\"KELV_TAG_WB_GAINS.s\":\"w\ufffd\ufffd?\",\"KELV_TAG_WB_GAINS.s_base64\":\"d77fPw=="
+           "\"}"),
           "1,1,2,2,2,\"\\x1B,\"\"?\"\n", "!\x1b",
           "\"b\":\"\\u000e-\ufffd?\",\"b_base64\":\"Di3iPw==\""}},
         {"for v in $W=0xA $W=0x0g $W=@none =3 a; do t copy r -o p --set $v; done; "
@@ -738,8 +738,8 @@ TEST_F(ToolTest, EveryVerbSaysWhatItCannotReadAndWhenItPicksNothing) {
                                 "each --requests 2 --sofs 3; rm -r $K/*; each";
     expect({nothing.c_str(),
             0,
-            {" 9 2 tyksim: r: the selection picks no frame; found 3 frames: --frames 1..3, "
-             "--requests 1..3, --sofs 1..3\n",
+            {(" 9 2 tyksim: r: the selection picks no frame; found 3 frames: --frames 1..3, "
+              "--requests 1..3, --sofs 1..3\n"),
              " 9 2 tyksim: r: the selection picks no frame; found --task 1 in pipe 1\n",
              " 9 2 tyksim: 'r': expected pipe 7, found the pipes 1\n", "!MADE",
              " 7 1 tyksim: r: expected frames, found none\n", " 1 0 \n", " 1 3 \n"}});
@@ -814,8 +814,8 @@ TEST_F(ToolTest, DifferencesAreNamedAndNothingElse) {
          "'.KELV_TAG_WB_GAINS (.*A' x.htm; grep -o '.other\":[^,]*,.at.:0,.frame.:.' x.htm; "
          "grep -F '[5,5,5.0,0.0,0.0,4509]' x.htm",
          0,
-         {"x.htm: 3 frames, 0 errors, 1 warning, 0 notes; p: 2 of 3 frames differ, 1 error, 2 "
-          "warnings",
+         {("x.htm: 3 frames, 0 errors, 1 warning, 0 notes; p: 2 of 3 frames differ, 1 error, 2 "
+           "warnings"),
           R"(["image","4608 -\u003e 0 bytes",[null,null,null])", R"(["image","only in A",null,)",
           "\"KELV_TAG_WB_GAINS (pipe type 1, camera 0)\",\"only in A", "[5,5,5.0,0.0,0.0,4509]",
           R"("other":false,"at":0,"frame":3)", R"("other":true,"at":0,"frame":2)"}},
