@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <map>
+#include <pthread.h>
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
@@ -67,6 +68,8 @@ const std::map<std::string, void (*)()> kEnds{
     {"garbage", writeToSockets},
     {"fork", leaveChild},
     {"throw", [] { throw std::runtime_error("no luck"); }},
+    {"throw-number", [] { throw 42; }},
+    {"thread", [] { pthread_exit(nullptr); }},
 };
 
 void endAt(const char* place) {

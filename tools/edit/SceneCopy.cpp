@@ -1,10 +1,7 @@
 #include "tools/edit/SceneCopy.h"
 
 #include "tools/console/Console.h"
-#include "tree/read/FileBytes.h"
 #include "tree/read/SceneText.h"
-
-#include <climits>
 
 #include <algorithm>
 #include <iterator>
@@ -12,7 +9,7 @@
 namespace tyksim {
 
 SceneCopy::SceneCopy(const tyktree::FrameListing& listing, const Edits& edits, FrameTurn turn)
-    : listing_(listing), set_(edits.sceneBytes()), sources_(readScene(listing, {}, nullptr)) {
+    : set_(edits.sceneBytes()), sources_(readScene(listing, {}, nullptr)) {
     const tyktree::SceneRecord* const record = sources_.record();
     if (record) after_ = *record;
     EditResult result = edits.apply(turn, after_);
@@ -20,11 +17,8 @@ SceneCopy::SceneCopy(const tyktree::FrameListing& listing, const Edits& edits, F
 }
 
 std::optional<std::string> SceneCopy::contentOf(const tyktree::FileEntry& file,
+                                                const std::vector<uint8_t>& bytes,
                                                 std::string& problem) const {
-    std::vector<uint8_t> bytes;
-    const std::string path = listing_.path() + "/" + std::string(file.name);
-    if (!tyktree::readFileBytes(path, INT_MAX, bytes).ok())
-        return std::nullopt;  // the copy says so
     if (file.kind == tyktree::FileEntry::Kind::kSceneXml) return textOf(bytes, problem);
     const auto* const block = std::find_if(
         std::begin(kSceneBlocks), std::end(kSceneBlocks),
@@ -60,8 +54,9 @@ std::optional<std::string> SceneCopy::blockOf(const ::SceneBlock& block,
 }
 
 bool SceneCopy::isSet(const ::SceneField& field) const {
-    for (int i = 0; i < field.width; ++i) {
-        if (set_.test(static_cast<size_t>(field.offset + i))) return true;
+    const auto first = static_cast<size_t>(field.offset);
+    for (size_t i = 0; i < static_cast<size_t>(field.width); ++i) {
+        if (set_.test(first + i)) return true;
     }
     return false;
 }

@@ -15,15 +15,15 @@ namespace tyksim {
 /// what somebody edited in one of the files stays as it was. Reads the frame when it is made.
 class SceneCopy {
 public:
-    /// The references must outlive the object.
     SceneCopy(const tyktree::FrameListing& listing, const Edits& edits, FrameTurn turn);
 
     /// What changes in the record that a folder replay publishes.
     const std::vector<Change>& changes() const { return changes_; }
 
-    /// What the copy of one of the files holds; none where it is the file itself, with the reason
-    /// in `problem` where that should not be.
+    /// What the copy of one of the files, of which `bytes` are the content, holds; none where it is
+    /// the same, with the reason in `problem` where that should not be.
     std::optional<std::string> contentOf(const tyktree::FileEntry& file,
+                                         const std::vector<uint8_t>& bytes,
                                          std::string& problem) const;
 
 private:
@@ -33,7 +33,6 @@ private:
                                        std::string& problem) const;
     bool isSet(const ::SceneField& field) const;
 
-    const tyktree::FrameListing& listing_;
     const SceneBytes set_;
     const tyktree::SceneSources sources_;
     tyktree::SceneRecord after_;

@@ -61,6 +61,17 @@ std::string unchanged(const std::string& path, const std::string& reason) {
     return tyktree::escaped(path) + ": not changed: " + tyktree::escaped(reason);
 }
 
+/// Reads a file that is changed on its way. One that cannot be read is left out, which `copy` says.
+bool readWhole(const std::string& path, std::vector<uint8_t>& bytes, FrameCopy& copy) {
+    const tyktree::ReadResult result = tyktree::readFileBytes(path, INT_MAX, bytes);
+    if (result.ok() && bytes.size() == result.size) return true;
+    const std::string reason = result.ok()
+                                   ? text("expected ", result.size, " bytes, found ", bytes.size())
+                                   : reasonOf(result);
+    copy.problems.push_back(leftOut(path, reason));
+    return false;
+}
+
 /// Takes the elements out of `parent` whose tag is not wanted.
 template <typename Wanted>
 void removeTags(pugi::xml_node parent, const char* attribute, Wanted wanted) {
@@ -213,14 +224,7 @@ FrameCopy TreeCopy::copyFrame(const FrameRef& frame, FrameTurn turn,
                    edits_.changesTag(file.parameter.tagName)) {
             copyParameter(listing, file, folder, turn, copy);
         } else if (scene && isSceneFile(file)) {
-            std::string problem;
-            const std::optional<std::string> content = scene->contentOf(file, problem);
-            if (!problem.empty()) copy.problems.push_back(unchanged(path, problem));
-            if (content) {
-                writeBytes(pathIn(folder, file.name), *content, copy);
-            } else {
-                copyFile(listing, file, folder, copy);
-            }
+            copySceneFile(*scene, listing, file, folder, copy);
         } else {
             copyFile(listing, file, folder, copy);
         }
@@ -246,17 +250,24 @@ void TreeCopy::copyFile(const FrameListing& listing, const FileEntry& file,
     }
 }
 
+void TreeCopy::copySceneFile(const SceneCopy& scene, const FrameListing& listing,
+                             const FileEntry& file, const std::string& folder,
+                             FrameCopy& copy) const {
+    const std::string path = pathIn(listing.path(), file.name);
+    std::vector<uint8_t> bytes;
+    if (!readWhole(path, bytes, copy)) return;
+    std::string problem;
+    const std::optional<std::string> content = scene.contentOf(file, bytes, problem);
+    if (!problem.empty()) copy.problems.push_back(unchanged(path, problem));
+    const std::string_view same = viewOf(bytes.data(), bytes.size());
+    writeBytes(pathIn(folder, file.name), content ? *content : same, copy);
+}
+
 void TreeCopy::copyParameter(const FrameListing& listing, const FileEntry& file,
                              const std::string& folder, FrameTurn turn, FrameCopy& copy) const {
     const std::string path = pathIn(listing.path(), file.name);
     std::vector<uint8_t> bytes;
-    const tyktree::ReadResult result = tyktree::readFileBytes(path, INT_MAX, bytes);
-    if (!result.ok() || bytes.size() != result.size) {
-        const std::string reason =
-            result.ok() ? text("more than ", INT_MAX, " bytes") : reasonOf(result);
-        copy.problems.push_back(leftOut(path, reason));
-        return;
-    }
+    if (!readWhole(path, bytes, copy)) return;
     const bool isFixed = file.parameter.dumpType == kFixedSizeDump;
     EditResult edited = edits_.apply(file.parameter.tagName, isFixed, turn, bytes);
     for (const std::string& problem : edited.problems) {

@@ -12,6 +12,8 @@
 
 namespace tyksim {
 
+class SceneCopy;
+
 struct CopyOptions {
     std::string onlyTags;  ///< shell pattern of the tags to take; "" takes all
     bool images = true;    ///< take the images
@@ -63,6 +65,9 @@ private:
     void copyConfiguration(const tyktree::PipeEntry& pipe) const;
     void copyFile(const tyktree::FrameListing& listing, const tyktree::FileEntry& file,
                   const std::string& folder, FrameCopy& copy) const;
+    void copySceneFile(const SceneCopy& scene, const tyktree::FrameListing& listing,
+                       const tyktree::FileEntry& file, const std::string& folder,
+                       FrameCopy& copy) const;
     void copyParameter(const tyktree::FrameListing& listing, const tyktree::FileEntry& file,
                        const std::string& folder, FrameTurn turn, FrameCopy& copy) const;
 

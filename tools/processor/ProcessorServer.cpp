@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <exception>
 #include <memory>
@@ -260,7 +261,8 @@ private:
     void* state_ = nullptr;
 };
 
-/// What a request comes to. What the processor throws is the request's failure, too.
+/// What a request comes to. What the processor throws is the request's failure, too; the end of the
+/// thread by pthread_exit() is no exception that could be kept.
 Message answerTo(const Message& request, Server& server, SharedMemory& made) {
     std::string reason;
     try {
@@ -270,6 +272,10 @@ Message answerTo(const Message& request, Server& server, SharedMemory& made) {
         reason = failure.what();
     } catch (const std::exception& error) {
         reason = text("threw an exception: ", error.what());
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        reason = "threw an exception that is no std::exception";
     }
     made.clear();
     made.add(reason.data(), reason.size());
@@ -289,7 +295,7 @@ bool receive(int socket, Message& request) {
 
 }  // namespace
 
-void serveProcessor(int socket, SharedMemory& given, SharedMemory& made) {
+void serveProcessor(int socket, SharedMemory& given, SharedMemory& made) noexcept {
     Server server(given, made);
     Message request{};
     while (receive(socket, request)) {

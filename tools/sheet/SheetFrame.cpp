@@ -2,6 +2,7 @@
 
 #include "core/File.h"
 #include "records/SceneLayout.h"
+#include "tools/console/Console.h"
 #include "tools/json/TreeJson.h"
 #include "tree/read/Escape.h"
 #include "tree/read/Parameter.h"
@@ -10,7 +11,6 @@
 #include <cstdlib>
 #include <fmt/format.h>
 #include <iterator>
-#include <system_error>
 
 namespace tyksim {
 
@@ -82,22 +82,27 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
     SheetFrame result;
     result.entry = frame.frame;
     if (!listing_.read(frame.path())) {
-        result.listingProblem = std::generic_category().message(listing_.error());
+        result.problems.insert(text(tyktree::escaped(frame.path()),
+                                    ": cannot be listed: ", systemReason(listing_.error())));
     }
     result.files = listing_.files().size();
     result.bytes = listing_.bytes();
     for (const FileEntry& file : listing_.files()) {
         if (file.kind != FileEntry::Kind::kParameter) continue;
         if (!result.camera) result.camera = file.parameter.camId;
-        result.parameters.push_back(readParameter(file));
+        result.parameters.push_back(readParameter(file, result));
     }
     readValues(result);
     if (const FileEntry* const image = listing_.image()) {
         if (!result.camera) result.camera = image->image.camId;
         result.width = image->image.width;
         result.height = image->image.height;
-        result.imagePath = listing_.path() + "/" + std::string(image->name);
-        result.picture = pictures_.make(result.imagePath, result.width, result.height);
+        result.hasImage = true;
+        result.picture = pictures_.make(pathOf(*image), result.width, result.height);
+        if (!result.picture.problem.empty()) {
+            result.problems.insert(
+                text(tyktree::escaped(pathOf(*image)), ": ", result.picture.problem));
+        }
     }
     return result;
 }
@@ -107,12 +112,19 @@ void SheetFrameReader::readValues(SheetFrame& frame) {
     for (size_t i = kSceneFieldCount; i < values.size(); ++i) {
         frame.plots.push_back(plottedValue(values[i]));
     }
+    for (size_t i = 0; i < values.size(); ++i) {
+        if (values[i].problem.empty()) continue;
+        const std::string& name = values_.names()[i].name;
+        frame.problems.insert(text(tyktree::escaped(listing_.path()), ": ",
+                                   i < kSceneFieldCount ? "scene record" : tyktree::escaped(name),
+                                   ": ", tyktree::escaped(values[i].problem)));
+    }
     if (values.front().absent()) return;
     frame.scene = Json::array();
     for (size_t i = 0; i < kSceneFieldCount; ++i) frame.scene.push_back(plottedValue(values[i]));
 }
 
-SheetParameter SheetFrameReader::readParameter(const FileEntry& file) const {
+SheetParameter SheetFrameReader::readParameter(const FileEntry& file, SheetFrame& frame) const {
     SheetParameter result;
     result.tag = file.parameter.tagName;
     result.camera = file.parameter.camId;
@@ -123,6 +135,8 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file) const {
         tyktree::readParameter(listing_, file, catalog_, kPieceBytes);
     if (!parameter.result.ok()) {
         result.crc = tyktree::reasonOf(parameter.result);
+        frame.problems.insert(
+            text(tyktree::escaped(pathOf(file)), ": cannot be read: ", result.crc));
         return result;
     }
     result.crc = fmt::format("{:08x}", parameter.crc32);
@@ -137,6 +151,10 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file) const {
         result.content.push_back(pageValues(field.values, single ? 1 : field.field->count));
     }
     return result;
+}
+
+std::string SheetFrameReader::pathOf(const FileEntry& file) const {
+    return listing_.path() + "/" + std::string(file.name);
 }
 
 }  // namespace tyksim

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,16 +30,17 @@ struct SheetParameter {
 /// A frame, read.
 struct SheetFrame {
     const tyktree::FrameEntry* entry = nullptr;
-    std::string listingProblem;  ///< why its folder cannot be listed to its end; else ""
+    std::set<std::string>
+        problems;  ///< what of it cannot be read, each a line with path and reason
     std::optional<int> camera;
     int width = 0;  ///< of the image; 0: there is none
     int height = 0;
-    std::string imagePath;
     uint64_t files = 0;
     uint64_t bytes = 0;
     std::vector<Json> plots;
     std::vector<SheetParameter> parameters;
     Json scene;  ///< the record's fields as a list, or null
+    bool hasImage = false;
     FramePicture picture;
 };
 
@@ -53,7 +55,8 @@ public:
 
 private:
     void readValues(SheetFrame& frame);
-    SheetParameter readParameter(const tyktree::FileEntry& file) const;
+    SheetParameter readParameter(const tyktree::FileEntry& file, SheetFrame& frame) const;
+    std::string pathOf(const tyktree::FileEntry& file) const;
 
     const tyktree::TagCatalog& catalog_;
     tyktree::FrameListing listing_;

@@ -25,7 +25,7 @@ std::string timeOf(const tyktree::FrameEntry& entry) {
 Json lumaOf(const SheetFrame& frame) {
     const FramePicture& picture = frame.picture;
     if (!picture.problem.empty()) return picture.problem;
-    if (frame.imagePath.empty()) return nullptr;
+    if (!frame.hasImage) return nullptr;
     const auto rounded = [](double value, double steps) {
         return std::round(value * steps) / steps;
     };

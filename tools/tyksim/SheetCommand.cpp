@@ -40,7 +40,7 @@ A page of 1,000 frames stays below 20 MB: pictures get smaller the more there ar
 there is --every; --thumb-width is kept whatever the page comes to.
 
 Exit status: 0 clean, 1 failed, 2 wrong usage, 3 the page was written and shows errors or warnings,
-or pictures that could not be read.
+or not all could be read, which standard error says.
 
 Examples:
   tyksim sheet /tmp/phone -o phone.html
@@ -164,7 +164,7 @@ private:
         size_t done = 0;
         inOrder<SheetPair>(pairs_.size(), jobs_, work, [&](const SheetPair& pair) {
             const FramePair& refs = pairs_[done];
-            sayUnread(pair, refs);
+            sayUnread(pair);
             writer.addFrame(refs, pair);
             if (pair.other) ++compared_;
             if (!pair.difference.same()) ++different_;
@@ -183,23 +183,11 @@ private:
     }
 
     /// Says what the page cannot show or compare.
-    void sayUnread(const SheetPair& pair, const FramePair& refs) {
-        std::set<std::string> lines = unreadOf(pair.mine, *refs.a);
-        if (pair.other) lines.merge(unreadOf(*pair.other, *refs.b));
+    void sayUnread(const SheetPair& pair) {
+        std::set<std::string> lines = pair.mine.problems;
+        if (pair.other) lines.insert(pair.other->problems.begin(), pair.other->problems.end());
         lines.insert(pair.difference.problems.begin(), pair.difference.problems.end());
         for (const std::string& line : lines) reading_.problem(line);
-    }
-
-    static std::set<std::string> unreadOf(const SheetFrame& frame, const FrameRef& ref) {
-        std::set<std::string> lines;
-        if (!frame.listingProblem.empty()) {
-            lines.insert(
-                text(tyktree::escaped(ref.path()), ": cannot be listed: ", frame.listingProblem));
-        }
-        if (!frame.picture.problem.empty()) {
-            lines.insert(text(tyktree::escaped(frame.imagePath), ": ", frame.picture.problem));
-        }
-        return lines;
     }
 
     tyktree::FindingCounts addFindings(const OpenedTree& tree, Side side, SheetWriter& page) {
