@@ -18,7 +18,6 @@
 #include <poll.h>
 #include <set>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -41,37 +40,44 @@ constexpr TypeInfo kTypes[] = {
     {"u64", FieldType::u64, 8}, {"i64", FieldType::i64, 8},  {"f32", FieldType::f32, 4},
     {"f64", FieldType::f64, 8}, {"char", FieldType::text, 1}};
 
-std::string systemReason(int error = errno) {
-    return std::generic_category().message(error);
-}
-
 std::string quoted(std::string_view text) {
     constexpr size_t kShown = 64;
     std::string result = "\"" + std::string(text.substr(0, kShown));
     return result + (text.size() > kShown ? "...\"" : "\"");
 }
 
-// What an error says. `expected` and `found` continue these words.
-std::string flaw(const std::string& expected, const std::string& found) {
-    return "expected " + expected + ", found " + found;
+// A problem whose path and place in the file the caller knows.
+Problem flaw(std::string expected, std::string found, std::string reason = "") {
+    return {"", "", std::move(expected), std::move(found), std::move(reason)};
+}
+
+// The problem with the place that it belongs to.
+Problem atPlace(const std::string& where, Problem problem) {
+    problem.where = where;
+    return problem;
+}
+
+// The same with the file.
+Problem inFile(const std::string& path, Problem problem) {
+    problem.path = path;
+    return problem;
 }
 
 // Checks entries one by one, in themselves and against those before them.
 class EntryChecker {
 public:
-    // What is wrong with an entry; "" when nothing is. `place` says where it stands.
-    std::string check(const TagEntry& tag, const std::string& place);
+    // `place` says where the entry stands.
+    Status check(const TagEntry& tag, const std::string& place);
 
 private:
-    static std::string checkAlone(const TagEntry& tag);
+    static Status checkAlone(const TagEntry& tag);
 
     std::map<uint32_t, std::string> idPlaces_;
     std::map<std::string, std::string> namePlaces_;
 };
 
-std::string EntryChecker::check(const TagEntry& tag, const std::string& place) {
-    std::string wrong = checkAlone(tag);
-    if (!wrong.empty()) return wrong;
+Status EntryChecker::check(const TagEntry& tag, const std::string& place) {
+    if (Status wrong = checkAlone(tag); !wrong.ok()) return wrong;
     const auto [id, newId] = idPlaces_.emplace(tag.id, place);
     if (!newId) {
         return flaw("an id of its own", std::to_string(tag.id) + ", which " + id->second + " has");
@@ -80,11 +86,10 @@ std::string EntryChecker::check(const TagEntry& tag, const std::string& place) {
     if (!newName) {
         return flaw("a name of its own", quoted(tag.name) + ", which " + name->second + " has");
     }
-    return "";
+    return {};
 }
 
-// What is wrong with one of a tag's fields, or "".
-std::string checkField(const TagEntry& tag, const TagField& field) {
+Status checkField(const TagEntry& tag, const TagField& field) {
     if (field.name.empty() ||
         field.name.find_first_of(std::string_view(".[]\0", 4)) != std::string::npos) {
         return flaw("a field's name without '.', '[', ']' and NUL", quoted(field.name));
@@ -96,22 +101,21 @@ std::string checkField(const TagEntry& tag, const TagField& field) {
                         std::to_string(tag.size) + " bytes",
                     std::to_string(field.offset) + " to " + std::to_string(end));
     }
-    return "";
+    return {};
 }
 
-std::string checkFields(const TagEntry& tag) {
+Status checkFields(const TagEntry& tag) {
     std::set<std::string_view> names;
     for (const TagField& field : tag.fields) {
-        std::string wrong = checkField(tag, field);
-        if (!wrong.empty()) return wrong;
+        if (Status wrong = checkField(tag, field); !wrong.ok()) return wrong;
         if (!names.insert(field.name).second) {
             return flaw("fields with names of their own", quoted(field.name) + " twice");
         }
     }
-    return "";
+    return {};
 }
 
-std::string EntryChecker::checkAlone(const TagEntry& tag) {
+Status EntryChecker::checkAlone(const TagEntry& tag) {
     // The records that the library itself makes.
     static const std::map<uint32_t, int32_t> kSizes{
         {kSceneTag, kSceneRecordBytes},
@@ -145,28 +149,28 @@ public:
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
-    // "" where it may be read from, or what is wrong.
-    std::string examine(TableSource allowed) const;
-    // Appends to `text`; "" or what went wrong. `done` at the end.
-    std::string readMore(std::string& text, bool& done) const;
+    // Whether the table may be read from it.
+    Status examine(TableSource allowed) const;
+    // Appends to `text`. Sets `done` at the end.
+    Status readMore(std::string& text, bool& done) const;
 
 private:
     int descriptor_;
 };
 
-std::string Source::examine(TableSource allowed) const {
+Status Source::examine(TableSource allowed) const {
     struct stat status {};
     if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) {
-        return flaw("a tag table", "no readable file: " + systemReason());
+        return flaw("a tag table", "no readable file", systemReason(errno));
     }
-    if (S_ISREG(status.st_mode)) return "";
+    if (S_ISREG(status.st_mode)) return {};
     if (S_ISDIR(status.st_mode)) return flaw("a tag table", systemReason(EISDIR));
     const bool stream = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode);
-    if (stream && allowed == TableSource::fileOrPipe) return "";
+    if (stream && allowed == TableSource::fileOrPipe) return {};
     return flaw("a tag table", "no regular file");
 }
 
-std::string Source::readMore(std::string& text, bool& done) const {
+Status Source::readMore(std::string& text, bool& done) const {
     pollfd waiting{descriptor_, POLLIN, 0};
     if (::poll(&waiting, 1, kPipePatience) == 0) {
         return flaw("a tag table", "a pipe that brought nothing for " +
@@ -175,21 +179,20 @@ std::string Source::readMore(std::string& text, bool& done) const {
     std::array<char, 16384> part{};
     const ssize_t count = ::read(descriptor_, part.data(), part.size());
     if (count < 0 && errno != EINTR && errno != EAGAIN) {
-        return flaw("a tag table", "no bytes: " + systemReason());
+        return flaw("a tag table", "no bytes", systemReason(errno));
     }
     done = count == 0;
     if (count > 0) text.append(part.data(), static_cast<size_t>(count));
-    if (text.size() <= kMaxFileBytes) return "";
+    if (text.size() <= kMaxFileBytes) return {};
     return flaw("a tag table of at most " + std::to_string(kMaxFileBytes) + " bytes",
                 "a longer file");
 }
 
-// Reads a whole file; "" or what went wrong.
-std::string readFile(const std::string& path, TableSource allowed, std::string& text) {
+Status readFile(const std::string& path, TableSource allowed, std::string& text) {
     const Source source(path);
-    std::string wrong = source.examine(allowed);
-    for (bool done = false; wrong.empty() && !done;) wrong = source.readMore(text, done);
-    return wrong;
+    Status status = source.examine(allowed);
+    for (bool done = false; status.ok() && !done;) status = source.readMore(text, done);
+    return status;
 }
 
 template <typename Number>
@@ -224,8 +227,8 @@ std::string allTypes() {
     return names;
 }
 
-// Reads one <field>; "" or what is wrong with its form.
-std::string parseField(const pugi::xml_node& node, TagField& field) {
+// Reads one <field>, and checks its form alone.
+Status parseField(const pugi::xml_node& node, TagField& field) {
     std::set<std::string_view> missing{"name", "offset", "type", "count"};
     for (const pugi::xml_attribute attribute : node.attributes()) {
         const std::string_view name = attribute.name();
@@ -246,24 +249,23 @@ std::string parseField(const pugi::xml_node& node, TagField& field) {
     }
     missing.erase("count");
     if (!missing.empty()) return flaw("the attribute " + std::string(*missing.begin()), "none");
-    return "";
+    return {};
 }
 
-std::string parseFields(const pugi::xml_node& node, std::vector<TagField>& fields) {
+Status parseFields(const pugi::xml_node& node, std::vector<TagField>& fields) {
     for (const pugi::xml_node child : node.children()) {
         if (child.type() != pugi::node_element || std::string_view(child.name()) != "field") {
             return flaw("<field>", quoted(*child.name() != '\0' ? child.name() : child.value()));
         }
         TagField field{"", 0, FieldType::u8, 1};
-        std::string wrong = parseField(child, field);
-        if (!wrong.empty()) return wrong;
+        if (Status wrong = parseField(child, field); !wrong.ok()) return wrong;
         fields.push_back(std::move(field));
     }
-    return "";
+    return {};
 }
 
-// Reads one <tag>; "" or what is wrong with its form.
-std::string parseEntry(const pugi::xml_node& node, TagEntry& tag) {
+// Reads one <tag>, and checks its form alone.
+Status parseEntry(const pugi::xml_node& node, TagEntry& tag) {
     std::set<std::string_view> missing{"id", "name", "size", "kind"};
     for (const pugi::xml_attribute attribute : node.attributes()) {
         const std::string_view name = attribute.name();
@@ -289,8 +291,8 @@ std::string parseEntry(const pugi::xml_node& node, TagEntry& tag) {
 // The document, and which line its parts stand on.
 class TableFile {
 public:
-    // Takes the file's text; "" or what is wrong. The place is in `line` then.
-    std::string parse(const std::string& text, std::vector<TagEntry>& tags, std::string& place);
+    // Takes the file's text.
+    Result<std::vector<TagEntry>> parse(const std::string& text);
 
 private:
     std::string lineAt(std::ptrdiff_t offset) const;
@@ -303,33 +305,34 @@ std::string TableFile::lineAt(std::ptrdiff_t offset) const {
     return "line " + std::to_string(line - lineEnds_.begin() + 1);
 }
 
-std::string TableFile::parse(const std::string& text, std::vector<TagEntry>& tags,
-                             std::string& place) {
-    for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
-        lineEnds_.push_back(static_cast<std::ptrdiff_t>(at));
+Result<std::vector<TagEntry>> TableFile::parse(const std::string& text) {
+    for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', end + 1)) {
+        lineEnds_.push_back(static_cast<std::ptrdiff_t>(end));
     }
     pugi::xml_document document;
     const pugi::xml_parse_result result =
         document.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
-    place = lineAt(result.offset);
-    if (!result) return flaw("XML", std::string("damage: ") + result.description());
+    if (!result) return atPlace(lineAt(result.offset), flaw("XML", "damage", result.description()));
 
     const pugi::xml_node root = document.document_element();
-    place = lineAt(root.offset_debug());
-    if (std::string_view(root.name()) != "tags") return flaw("<tags>", quoted(root.name()));
+    if (std::string_view(root.name()) != "tags") {
+        return atPlace(lineAt(root.offset_debug()), flaw("<tags>", quoted(root.name())));
+    }
+    std::vector<TagEntry> tags;
     EntryChecker checker;
     for (const pugi::xml_node node : root.children()) {
-        place = lineAt(node.offset_debug());
+        const std::string line = lineAt(node.offset_debug());
         if (node.type() != pugi::node_element || std::string_view(node.name()) != "tag") {
-            return flaw("<tag>", quoted(*node.name() != '\0' ? node.name() : node.value()));
+            return atPlace(
+                line, flaw("<tag>", quoted(*node.name() != '\0' ? node.name() : node.value())));
         }
         TagEntry tag{};
-        std::string wrong = parseEntry(node, tag);
-        if (wrong.empty()) wrong = checker.check(tag, place);
-        if (!wrong.empty()) return wrong;
+        Status status = parseEntry(node, tag);
+        if (status.ok()) status = checker.check(tag, line);
+        if (!status.ok()) return atPlace(line, status.problem());
         tags.push_back(std::move(tag));
     }
-    return "";
+    return tags;
 }
 
 // Takes the document's text. No stream of the standard library: pugixml may be built with another.
@@ -370,16 +373,16 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-// Writes a whole file; "" or what went wrong. Only closing it tells whether all bytes arrived.
-std::string writeFile(const std::string& path, const std::string& text) {
+// Writes a whole file. Only closing it tells whether all bytes arrived.
+Status writeFile(const std::string& path, const std::string& text) {
     File file(std::fopen(path.c_str(), "wbe"));
-    if (!file) return flaw("a file to write", "none: " + systemReason());
+    if (!file) return flaw("a file to write", "none", systemReason(errno));
     if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
         std::fclose(file.release()) != 0) {
-        return flaw("room for " + std::to_string(text.size()) + " bytes",
-                    "none: " + systemReason());
+        return flaw("room for " + std::to_string(text.size()) + " bytes", "none",
+                    systemReason(errno));
     }
-    return "";
+    return {};
 }
 
 }  // namespace
@@ -392,41 +395,25 @@ uint32_t bytesOf(FieldType type) {
     return kTypes[static_cast<size_t>(type)].bytes;
 }
 
-bool readTagTable(const std::string& path, std::vector<TagEntry>& out, std::string& error,
-                  TableSource source) {
+Result<std::vector<TagEntry>> readTagTable(const std::string& path, TableSource source) {
     std::string text;
-    const std::string unreadable = readFile(path, source, text);
-    if (!unreadable.empty()) {
-        error = path + ": " + unreadable;
-        return false;
-    }
-    std::vector<TagEntry> tags;
-    std::string place;
-    const std::string wrong = TableFile().parse(text, tags, place);
-    if (!wrong.empty()) {
-        error = path + ": ";
-        error.append(place).append(": ").append(wrong);
-        return false;
-    }
-    out = std::move(tags);
-    return true;
+    const Status status = readFile(path, source, text);
+    if (!status.ok()) return inFile(path, status.problem());
+    Result<std::vector<TagEntry>> tags = TableFile().parse(text);
+    if (!tags.ok()) return inFile(path, tags.problem());
+    return tags;
 }
 
-bool writeTagTable(const std::string& path, const std::vector<TagEntry>& tags, std::string& error) {
+Status writeTagTable(const std::string& path, const std::vector<TagEntry>& tags) {
     EntryChecker checker;
     size_t number = 0;
     for (const TagEntry& tag : tags) {
         const std::string place = "entry " + std::to_string(++number);
-        const std::string wrong = checker.check(tag, place);
-        if (wrong.empty()) continue;
-        error = path + ": ";
-        error.append(place).append(": ").append(wrong);
-        return false;
+        const Status status = checker.check(tag, place);
+        if (!status.ok()) return inFile(path, atPlace(place, status.problem()));
     }
-    const std::string unwritable = writeFile(path, toXml(tags));
-    if (unwritable.empty()) return true;
-    error = path + ": " + unwritable;
-    return false;
+    const Status status = writeFile(path, toXml(tags));
+    return status.ok() ? status : inFile(path, status.problem());
 }
 
 }  // namespace tyktags

@@ -4,6 +4,8 @@
 // Threads: any. Errors: the operations let std::bad_alloc through.
 #pragma once
 
+#include "tags/Problem.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -60,20 +62,18 @@ enum class TableSource {
 ///     </tag>
 ///   </tags>
 ///
-/// On failure returns false, leaves `out` alone and stores one sentence in `error` that names the
-/// path, the place, what was expected and what was found. Ids must be unique and not 0, names
-/// unique, without '/', '.' or NUL and not empty, sizes not negative; the tags that the library
-/// itself writes must have the sizes it writes (2118: 8512, 65622: 4096, 8208: 8, 8198: 1, all
-/// fixed). A fixed size may exceed 512000 bytes, which the library refuses to carry. Numbers are
-/// decimal; an id may also be "0x" and hexadecimal. A field lies within its tag's size, bears a
+/// A problem names the path, the line and what was expected and found. Ids must be unique and not
+/// 0, names unique, without '/', '.' or NUL and not empty, sizes not negative; the tags that the
+/// library itself writes must have the sizes it writes (2118: 8512, 65622: 4096, 8208: 8, 8198: 1,
+/// all fixed). A fixed size may exceed 512000 bytes, which the library refuses to carry. Numbers
+/// are decimal; an id may also be "0x" and hexadecimal. A field lies within its tag's size, bears a
 /// name of its own without '.', '[' and ']', and has 1 element where it gives no count. Elements
 /// and attributes of other names are errors, and so is a file of more than 16 MiB.
-bool readTagTable(const std::string& path, std::vector<TagEntry>& out, std::string& error,
-                  TableSource source = TableSource::file);
+Result<std::vector<TagEntry>> readTagTable(const std::string& path,
+                                           TableSource source = TableSource::file);
 
-/// Writes a tag table that readTagTable() reads back. Returns false with a sentence in `error`: for
-/// a table that readTagTable() would refuse, and then there is no file, or when the file cannot be
-/// written.
-bool writeTagTable(const std::string& path, const std::vector<TagEntry>& tags, std::string& error);
+/// Writes a tag table that readTagTable() reads back. A table that readTagTable() would refuse is
+/// an error, and then there is no file.
+Status writeTagTable(const std::string& path, const std::vector<TagEntry>& tags);
 
 }  // namespace tyktags

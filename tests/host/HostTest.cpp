@@ -239,23 +239,25 @@ const std::string tableText = R"(<?xml version="1.0"?>
 
 TEST_F(Host, WritesTheTagTableThatItReads) {
     write("/read", tableText);
-    std::vector<TagEntry> tags;
-    std::string error;
-    ASSERT_TRUE(readTagTable(host("/read"), tags, error)) << error;
+    const auto table = readTagTable(host("/read"));
+    ASSERT_TRUE(table.ok()) << toLine(table.problem());
+    const std::vector<TagEntry>& tags = table.value();
     const TagEntry &first = tags.at(0), &last = tags.at(2);
     const TagField &gain = last.fields.at(0), &text = last.fields.at(1);
     EXPECT_EQ(all << first.id << first.name << first.size << (last.kind == TagKind::block)
                   << gain.name << gain.bytes() << text.bytes(),
               "4294967295 a <&\"'\t\n 2147483647 1 gain 4 12 ");
-    ASSERT_TRUE(writeTagTable(host("/written"), tags, error)) << error;
+    const auto outcome = [](const std::string& path, const std::vector<TagEntry>& entries) {
+        const tyktags::Status status = writeTagTable(path, entries);
+        return status.ok() ? "written" : toLine(status.problem());
+    };
+    EXPECT_EQ(outcome(host("/written"), tags), "written");
     EXPECT_EQ(read("/written"), tableText);
-    EXPECT_FALSE(writeTagTable(host("/no"), {last, {1, "a/b", 1, last.kind}}, error));
-    EXPECT_EQ(error, host("/no: entry 2: expected a name without '/', '.' and NUL, found \"a/b\""));
+    EXPECT_EQ(outcome(host("/no"), {last, {1, "a/b", 1, last.kind}}),
+              host("/no: entry 2: expected a name without '/', '.' and NUL, found \"a/b\""));
     EXPECT_EQ(read("/no"), "<none>");
-    EXPECT_FALSE(writeTagTable("/none/t", tags, error));
-    EXPECT_NE(error.find("No such file or directory"), std::string::npos);
-    EXPECT_FALSE(writeTagTable("/dev/full", tags, error));
-    EXPECT_NE(error.find("No space left on device"), std::string::npos);
+    EXPECT_NE(outcome("/none/t", tags).find("No such file or directory"), std::string::npos);
+    EXPECT_NE(outcome("/dev/full", tags).find("No space left on device"), std::string::npos);
 }
 
 TEST_F(Host, SaysWhatIsWrongWithATagTableAndWhere) {
@@ -290,20 +292,20 @@ TEST_F(Host, SaysWhatIsWrongWithATagTableAndWhere) {
         {"", "/dev", "Is a directory"},
         {"", fifo, "expected a tag table, found no regular file"},  // that nobody serves
     };
-    std::vector<TagEntry> tags(7);
-    std::string error;
     for (const auto& [before, after, expected] : cases) {
         const size_t place = tableText.find(before);
         write("/wrong", std::string(tableText).replace(place, before.size(), after));
         const std::string path = before.empty() ? after : wrong;
-        EXPECT_FALSE(readTagTable(path, tags, error)) << expected;
-        EXPECT_EQ(error.find(path + ": "), 0U);
-        EXPECT_NE(error.find(expected), std::string::npos) << error;
-        EXPECT_EQ(tags.size(), 7U);
+        const auto tags = readTagTable(path);
+        ASSERT_FALSE(tags.ok()) << expected;
+        EXPECT_EQ(tags.problem().path, path);
+        const std::string line = toLine(tags.problem());
+        EXPECT_EQ(line.find(path + ": "), 0U);
+        EXPECT_NE(line.find(expected), std::string::npos) << line;
     }
     // One that is served may be asked for.
     std::thread server([&fifo] { std::ofstream(fifo) << "<tags/>"; });
-    EXPECT_TRUE(readTagTable(fifo, tags, error, TableSource::fileOrPipe)) << error;
+    EXPECT_TRUE(readTagTable(fifo, TableSource::fileOrPipe).ok());
     server.join();
 }
 

@@ -5,6 +5,7 @@
 #include "records/MfnrTuning.h"
 #include "tools/camera/DefaultSetup.h"
 #include "tools/console/Console.h"
+#include "tools/console/Failures.h"
 #include "tools/files/Files.h"
 #include "tools/files/OutputPath.h"
 #include "tree/check/TreeCheck.h"
@@ -29,10 +30,7 @@ std::string readText(const std::string& path) {
 /// Writes a table by the table's own writer.
 void writeTags(const std::string& path, const std::vector<TagEntry>& tags) {
     OutputFile file = OutputFile::replacing(path);
-    std::string error;
-    if (!tyktags::writeTagTable(file.temporary(), tags, error)) {
-        throw Failure(tyktree::escaped(error));
-    }
+    orFail(tyktags::writeTagTable(file.temporary(), tags));
     file.commit();
 }
 
@@ -73,13 +71,9 @@ void CameraSetup::readTags() {
         tags_ = defaultTags();
         return;
     }
-    std::string error;
     const bool given = tagTable_.origin == Origin::user;
-    if (!tyktags::readTagTable(
-            tagTable_.source, tags_, error,
-            given ? tyktags::TableSource::fileOrPipe : tyktags::TableSource::file)) {
-        throw Failure(tyktree::escaped(error));
-    }
+    tags_ = orFail(tyktags::readTagTable(
+        tagTable_.source, given ? tyktags::TableSource::fileOrPipe : tyktags::TableSource::file));
     // A pipe gives its content once.
     if (std::filesystem::is_regular_file(tagTable_.source)) {
         tagTable_.content = readText(tagTable_.source);

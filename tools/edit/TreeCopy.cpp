@@ -2,6 +2,7 @@
 
 #include "core/XmlFile.h"
 #include "tools/console/Console.h"
+#include "tools/console/Failures.h"
 #include "tools/edit/SceneCopy.h"
 #include "tools/files/CloneFile.h"
 #include "tools/files/Files.h"
@@ -166,8 +167,7 @@ void TreeCopy::copyTable(const tyktree::TagCatalog& catalog) const {
         cloneFile(catalog.path(), target);
         return;
     }
-    std::string error;
-    if (!tyktags::writeTagTable(target, catalog.tags(), error)) throw Failure(error);
+    orFail(tyktags::writeTagTable(target, catalog.tags()));
 }
 
 /// A configuration without what is left out, so that it says of the copy what its frames should

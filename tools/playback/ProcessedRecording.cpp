@@ -5,6 +5,7 @@
 #include "records/MfnrTuning.h"
 #include "tools/camera/DumpCheck.h"
 #include "tools/console/Console.h"
+#include "tools/console/Failures.h"
 #include "tools/files/CloneFile.h"
 #include "tools/files/Files.h"
 #include "tree/read/Escape.h"
@@ -217,10 +218,7 @@ void ProcessedRecording::enterTask(const tyktree::TaskEntry& task) {
 
 void ProcessedRecording::finish() {
     if (catalog_.source() != tyktree::TagCatalog::Source::kDerived) {
-        std::string error;
-        if (!tyktags::writeTagTable(tyktree::tagTablePath(root_), catalog_.tags(), error)) {
-            throw Failure(error);
-        }
+        orFail(tyktags::writeTagTable(tyktree::tagTablePath(root_), catalog_.tags()));
     }
     const std::string dumpRoot = root_ + kDumpRoot;
     if (!source_.configPath.empty()) {

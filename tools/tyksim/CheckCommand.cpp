@@ -1,4 +1,5 @@
 // tyksim check: is a tree whole and replayable, and does a dump configuration do what it says.
+#include "tools/console/Failures.h"
 #include "tools/console/FindingPrinter.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/OptionChecks.h"
@@ -189,12 +190,8 @@ ExitStatus checkConfiguration(const CheckVerbOptions& options, const std::string
     TagCatalog catalog;
     const std::string& tags = options.reading.tree.tagsFile;
     if (!tags.empty()) {
-        std::vector<tyktags::TagEntry> entries;
-        std::string error;
-        if (!readTagTable(tags, entries, error, tyktags::TableSource::fileOrPipe)) {
-            throw Failure(error);
-        }
-        catalog = TagCatalog(std::move(entries), TagCatalog::Source::kGiven, tags);
+        catalog = TagCatalog(orFail(readTagTable(tags, tyktags::TableSource::fileOrPipe)),
+                             TagCatalog::Source::kGiven, tags);
     }
     Output output(json);
     if (json) {

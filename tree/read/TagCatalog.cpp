@@ -15,10 +15,9 @@ namespace {
 using tyktags::TagEntry;
 
 std::vector<TagEntry> readTable(const std::string& path, tyktags::TableSource source) {
-    std::vector<TagEntry> tags;
-    std::string error;
-    if (!tyktags::readTagTable(path, tags, error, source)) throw std::runtime_error(error);
-    return tags;
+    auto tags = tyktags::readTagTable(path, source);
+    if (!tags.ok()) throw std::runtime_error(toLine(tags.problem()));
+    return std::move(tags.value());
 }
 
 }  // namespace
