@@ -345,6 +345,7 @@ TEST_F(CheckTest, WhatMayNotBeRead) {
     expectRules({{"chmod 0 $F2/$I $F3/*Scene* $F3/*SCENE_CAP*",
                   "file-unreadable file-unreadable "
                   "file-unreadable file-unreadable"},
+                 {"chmod 0 $P/mfnr*", "file-unreadable"},
                  {"chmod 0 $F2", "folder-unlisted"},
                  {"chmod 444 $F2", "folder-unlisted"},
                  {"chmod 0 $K", "folder-unlisted"},

@@ -167,6 +167,7 @@ TEST_F(ToolTest, CommandLine) {
         {"t info r --pipe", 2, {"--pipe: expected ID, found nothing behind it"}},
         {"t info r --pipe 1 --pipe 1", 2, {"--pipe: expected once, found 2 times"}},
         {"t info r --json=0", 2, {"--json: expected no value, found one"}},
+        {"t track r ev1 --svg ''", 2, {"--svg: expected a value, found ''"}},
         {"t track r total_gain --json --csv", 2, {"--csv and --json do not go together"}},
         {"export TYKSIM_LOG_LEVEL=7; t replay r --log-level 0 && t replay r",
          2,
@@ -185,6 +186,7 @@ TEST_F(ToolTest, CommandLine) {
         {"t track r KELV_TAG_WB_GAINS.r", 2, {"no such field; it has gains, red, blue"}},
         {"t track r 'KELV_TAG_WB_GAINS.gains[4]'", 2, {"gains has the elements 0 to 3"}},
         {"t info r >/dev/full", 1, {"standard output: cannot be written: No space"}},
+        {"t sheet r -o - >&-", 1, {"standard output: cannot be written: Bad file descriptor"}},
         // The reader is gone before anything is written.
         {"{ sleep 0.3; s=0; t info r || s=$?; echo $s >s; } | exec true; cat s",
          0,
@@ -450,6 +452,14 @@ TEST_F(ToolTest, AnOutputReplacesOnlyWhatTyksimMade) {
         "t export $r -o $o; t copy ../../ -o $o; done; ls -A | grep -c x); folders p/new; folders "
         "r/../r",
         0, {"= 2", "!= 0", "lies in the input", "r/../r: is the input", "!CHANGED"});
+    run("for l in data ${D#r/}/pipe_1; do rm -rf p; mkdir p; cp -r r p/r; mv p/r/$l p/q; ln -s "
+        "\"$PWD/p/q\" p/r/$l; t export p/r -o p/q/x; t sheet p/r -o p/q/x; ls p/q; done",
+        0, {"p/q/x: lies in the input", "!\nx\n"});
+    // Something else of the name that the list of an output has.
+    run("mkdir -p p/a/.tyksim-output p/b; echo x | tee p/a/.tyksim-output/x >p/b/.tyksim-output; "
+        "folders p/a; "
+        "folders p/b; cat p/a/.*/x p/b/.*t",
+        0, {"holds .tyksim-output", "!= 0", "x\nx\n"});
     run("t export r -o - ; s=$?; t sheet r -o - >q; grep -c tyksim q; exit $s", 2,
         {"-: the output is a folder", "standard output: 3 frames", "2"});
     // What is in the way when the output is complete counts, not what was there before.
@@ -470,9 +480,11 @@ TEST_F(ToolTest, ARecordingIsNoPartOfAnotherTree) {
          {"!TAKEN", "pipe_1: is the folder of a pipe, and a recording makes a tree of its own",
           "/r' good.jpg --pipe 1\n", "/r' good.jpg --pipe 7\n", "/r' good.jpg --pipe 2\n",
           "data: is inside the tree of a device root"}},
-        {"mv $D p; for o in p p/pipe_1 p/x; do t record $o --frames 1; echo \"= $?\"; done; ls p",
+        {"mkdir p; mv $D p/y; cp -r p/y p/tykdump; for o in p/y p/y/pipe_1 p/y/x p/tykdump/x; do t "
+         "record $o --frames 1; echo \"= $?\"; done; ls p/tykdump",
          0,
-         {"holds pipes, tasks or frames", "tyksim record ROOT", "= 0", "= 2"}},
+         {"holds pipes, tasks or frames", "tyksim record ROOT", "= 0", "= 2",
+          "p/tykdump/x: is a dump root, and", "!\nx\n"}},
         {"t record new.JPG good.jpg p; t record good.jpg; t record good.jpg a.jpg; t record v; ls "
          "-d new.JPG",
          2,

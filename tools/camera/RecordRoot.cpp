@@ -72,6 +72,7 @@ std::string command(const std::string& root, const std::vector<std::string>& ima
 const char* kindByName(std::string_view name) {
     if (tyktree::isPipeName(name)) return "the folder of a pipe";
     if (tyktree::isTaskName(name)) return "the folder of a task";
+    if (name == fs::path(kDumpRoot).filename()) return "a dump root";
     return tyktree::isFrameName(name) ? "the folder of a frame" : nullptr;
 }
 

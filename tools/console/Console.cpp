@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <string_view>
 #include <sys/ioctl.h>
@@ -33,6 +34,14 @@ bool isLiveTerminal() {
 }
 
 }  // namespace
+
+void holdStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(descriptor, F_GETFD) != -1) continue;
+        // The lowest free number is this one. Nothing can be read or written through it.
+        if (::open("/", O_PATH) != descriptor) return;
+    }
+}
 
 void printResult(const std::string& line) {
     clearProgress();

@@ -33,6 +33,11 @@ std::string text(const Pieces&... pieces) {
     return out.str();
 }
 
+/// Opens standard input, output and error where whoever started the process closed them, so that no
+/// file of the run gets their numbers and what is printed. Using one fails as if it were closed.
+/// To be called before anything is opened.
+void holdStandardDescriptors();
+
 /// One line on standard output, as it stands: what comes from names and files is escaped by then.
 void printResult(const std::string& line);
 

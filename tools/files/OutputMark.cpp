@@ -40,10 +40,14 @@ std::string inOneLine(std::string_view name) {
     return line;
 }
 
-/// Goes through a folder and the folders in it, in one order whenever it is done.
+/// Goes through a folder and the folders in it, but for `passedOver`, in one order whenever it is
+/// done.
 class FolderWalk {
 public:
-    explicit FolderWalk(const std::string& folder) : root_(folder + "/") { enter(folder, ""); }
+    FolderWalk(const std::string& folder, std::string passedOver)
+        : root_(folder + "/"), passedOver_(std::move(passedOver)) {
+        enter(folder, "");
+    }
 
     /// The next entry; false at the end and where a folder cannot be listed.
     bool next() {
@@ -54,7 +58,7 @@ public:
                 continue;
             }
             name_ = level.below + level.names[level.next++];
-            if (name_ == kOutputList) continue;
+            if (name_ == passedOver_) continue;
             look(root_ + name_);
             return error_ == 0;
         }
@@ -99,6 +103,7 @@ private:
     }
 
     const std::string root_;
+    const std::string passedOver_;  ///< "" for nothing
     std::vector<Level> levels_;
     std::string name_;
     std::string line_;
@@ -188,7 +193,7 @@ void writeOutputList(const std::string& folder) {
     constexpr size_t kPiece = 65536;
     NewFile list(folder + "/" + kOutputList);
     std::string lines = text(kListHead, "\n");
-    FolderWalk walk(folder);
+    FolderWalk walk(folder, kOutputList);
     while (walk.next()) {
         lines += walk.line() + "\n";
         if (lines.size() < kPiece) continue;
@@ -206,11 +211,13 @@ bool hasOutputList(const std::string& folder) {
 }
 
 std::string foreignInFolder(const std::string& path) {
-    FolderWalk walk(path);
-    if (!walk.next()) return walk.error() == 0 ? "" : inWords(walk);
     std::ifstream list;
     std::string line;
-    if (!openList(path, list)) {
+    const bool isListed = openList(path, list);
+    // Something else of the list's name is somebody's.
+    FolderWalk walk(path, isListed ? kOutputList : "");
+    if (!walk.next()) return walk.error() == 0 ? "" : inWords(walk);
+    if (!isListed) {
         return text("tyksim did not make it, and it holds ", tyktree::escaped(walk.name()));
     }
     do {

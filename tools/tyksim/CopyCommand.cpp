@@ -1,5 +1,4 @@
 // tyksim copy: a part of a tree as a tree of its own, with edits.
-#include "tools/console/OptionChecks.h"
 #include "tools/console/Ordered.h"
 #include "tools/console/Units.h"
 #include "tools/edit/TreeCopy.h"
@@ -133,7 +132,6 @@ Action defineCopy(CLI::App& verb) {
     addTreeOptions(verb, options->selection);
     verb.add_option("--only-tags", options->copy.onlyTags,
                     "Only tags whose names match this shell pattern")
-        ->check(notEmpty())
         ->type_name("GLOB");
     verb.add_flag("--no-images", options->noImages, "Leave the images out");
     verb.add_option("--set", options->settings, "Set a value in every selected frame")

@@ -173,13 +173,18 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
 }
 
 std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> trees) {
-    std::vector<std::string> folders;
+    std::set<std::string> folders;
     for (const OpenedTree* const tree : trees) {
-        const tyktree::TreePath& path = tree->index.path();
-        folders.push_back(path.path);
-        if (!path.dumpRoot.empty()) folders.push_back(path.dumpRoot);
+        const tyktree::TreePath& named = tree->index.path();
+        folders.insert(named.path);
+        if (!named.dumpRoot.empty()) folders.insert(named.dumpRoot);
+        for (const tyktree::PipeEntry& pipe : tree->index.pipes()) {
+            // Each folder on the way may be a link that leads out of the one that was named.
+            std::string at = pipe.path;
+            for (; at.size() > named.path.size(); at.resize(at.rfind('/'))) folders.insert(at);
+        }
     }
-    return folders;
+    return {folders.begin(), folders.end()};
 }
 
 std::vector<std::string> tagNamesOf(const OpenedTree& tree) {

@@ -89,8 +89,8 @@ struct OpenedTree {
     OpenedTree& operator=(const OpenedTree&) = delete;
 };
 
-/// What no output may touch: of each tree the folder that was named, and all of the dump root that
-/// it belongs to.
+/// What no output may touch: of each tree the folder that was named, the folders from there to its
+/// pipes, wherever links lead them, and all of the dump root that it belongs to.
 std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> trees);
 
 /// The names of the tags that the selected frames have, for a tree without a tag table. The first

@@ -50,7 +50,6 @@ void addTreeOptions(CLI::App& verb, TreeOptions& options) {
         ->type_name("RANGES");
     verb.add_option("--sofs", options.sofs, "Only frames with these sof ids")->type_name("RANGES");
     verb.add_option("--tags", options.tagsFile, "Tag table")
-        ->check(notEmpty())
         ->type_name("FILE")
         ->default_str("tags.xml in the device root, where there is one");
     options.jobs = availableJobs();

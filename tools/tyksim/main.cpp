@@ -2,6 +2,7 @@
 // it on a device.
 #include "tags/NearestNames.h"
 #include "tools/console/Interruption.h"
+#include "tools/console/OptionChecks.h"
 #include "tools/tyksim/CommandLine.h"
 #include "tools/tyksim/Commands.h"
 #include "tools/tyksim/Help.h"
@@ -138,7 +139,10 @@ ExitStatus run(int argc, char** argv) {
     for (const Verb& verb : kVerbs) {
         CLI::App* const options = app.add_subcommand(verb.name, verb.summary);
         verbs.emplace_back(options, verb.define(*options));
-        for (CLI::Option* option : options->get_options()) option->disable_flag_override();
+        for (CLI::Option* option : options->get_options()) {
+            option->disable_flag_override();
+            if (option->get_items_expected_min() > 0) option->check(tyksim::notEmpty());
+        }
     }
     try {
         std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
@@ -191,6 +195,7 @@ int endBySignal(const tyksim::Interrupted& interrupted) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    tyksim::holdStandardDescriptors();
     tyksim::watchInterruptions();
     try {
         return static_cast<int>(runGuarded(argc, argv));

@@ -6,8 +6,11 @@
 #include "tree/read/InOrder.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
 #include <iterator>
 #include <map>
+#include <unistd.h>
 #include <utility>
 
 namespace tyktree {
@@ -101,6 +104,9 @@ void TreeChecker::checkTuningCopy(const std::string& path, std::optional<int> pi
                                   uint64_t bytes) {
     if (!regular) {
         add(RuleId::kFileKind, path, pipe, "a copy of a tuning file", "no regular file");
+    } else if (::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) {
+        add(RuleId::kFileUnreadable, path, pipe, "a copy of a tuning file", "none",
+            systemReason(errno));
     } else if (bytes == 0) {
         add(RuleId::kTuningCopyEmpty, path, pipe, "a copy of a tuning file", "no bytes");
     }
