@@ -396,6 +396,9 @@ TEST_F(ToolTest, CopiesTakeAndSetWhatIsAskedFor) {
         {"t copy r -o p --set totl_gain=1", 2, {"nearest: total_gain"}},
         {"t copy r -o r/p", 2, {"r/p: lies in the input "}},
         {"mkdir p; t copy r -o p", 2, {"p: stands there already; --force replaces it"}},
+        {"mkdir .p.tyksim-aaaaaa.old .p.tyksim-mine; t copy r -o p; rm -r .p.*",
+         0,
+         {".p.tyksim-aaaaaa.old: left by a run that was killed; rm -r", "!mine"}},
         {"ulimit -f 2; t copy r -o p; s=$?; for f in p .p.*; do test -e $f && echo LEFT; done; "
          "exit $s",
          1,

@@ -51,6 +51,12 @@ std::pair<std::string, std::string> startBeside(const std::string& path) {
     return {path.substr(0, slash + 1), "." + name + end};
 }
 
+/// Whether what follows the start is as unfinishedTemplate() and asideOf() have it.
+bool isUnfinishedEnd(std::string_view end) {
+    const size_t size = std::string_view(kPlaceholder).size();
+    return end.size() == size || (end.size() > size && end.substr(size) == kAside);
+}
+
 bool isFolder(const std::string& path) {
     struct stat status {};
     return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -84,6 +90,7 @@ void noteLeftovers(const OutputPlace& place) {
     unsigned char type = 0;
     while (reader.next(name, type)) {
         if (name.substr(0, start.size()) != start) continue;
+        if (!isUnfinishedEnd(name.substr(start.size()))) continue;
         const std::string path = folder + std::string(name);
         if (!isLeft(path)) continue;
         const bool whole = !place.replaces && isFolder(path) && hasOutputList(path);
