@@ -33,10 +33,10 @@ VERBS = {
     "replay": (["replay", "../r", "--with", PROCESSOR, "-o"], 0),
     "heat map": (["diff", "../r", "../s", "--heat-map"], 3),
     "sheet": (["sheet", "../r", "-o"], 0),
-    "film": (["export", "../r", "--y4m"], 0),
+    "video": (["export", "../r", "--y4m"], 0),
     "drawing": (["track", "../r", "KELV_TAG_WB_GAINS.red", "--svg"], 0),
 }
-FILES = ("sheet", "film", "drawing")
+FILES = ("sheet", "video", "drawing")
 KILL = "kill"
 FAULTS = [(KILL, True), (errno.EIO, True), (errno.ENOSPC, True), (KILL, False), (errno.EIO, False)]
 

@@ -298,7 +298,7 @@ TEST_F(PictureTest, PixelsAreMeansOfTheirBlocksAndKeepTheirColourWhenTurned) {
     }
 }
 
-TEST_F(PictureTest, FactsAndFilms) {
+TEST_F(PictureTest, FactsAndVideos) {
     const Bytes jpeg = exported("", ".jpg");
     ExifData* const exif = exif_data_new_from_data(
         reinterpret_cast<const unsigned char*>(jpeg.data()), static_cast<unsigned>(jpeg.size()));
@@ -314,18 +314,18 @@ TEST_F(PictureTest, FactsAndFilms) {
 
     setImage(halves(kWidth, true));
     setImage(Bytes(6, 'x'), 1, "FCWH_2_0_2_2_nv21.yuv");
-    ASSERT_EQ(run("export a --y4m film --fps 29.97"), 3);
+    ASSERT_EQ(run("export a --y4m video --fps 29.97"), 3);
     EXPECT_NE(out_.find("image-size-varies"), std::string::npos) << out_;
-    const Bytes film = readAll(root_ / "film");
+    const Bytes video = readAll(root_ / "video");
     const Bytes head =
         "YUV4MPEG2 W32 H16 F2997:100 Ip A1:1 C420jpeg XYSCSS=420JPEG XCOLORRANGE=FULL "
         "XTYKSIM\nFRAME\n";
-    EXPECT_EQ(film.substr(0, head.size()), head);
-    EXPECT_EQ(film.size(), head.size() + 6 + 2 * kLuma * 3 / 2);
-    EXPECT_EQ(at(film, head.size()), kLeft.y);
-    EXPECT_EQ(at(film, head.size() + kLuma), kLeft.u);
-    EXPECT_EQ(at(film, head.size() + kLuma + kLuma / 4), kLeft.v);
-    EXPECT_EQ(run("export a --y4m - --fps 29.97 | cmp - film"), 0) << out_;
+    EXPECT_EQ(video.substr(0, head.size()), head);
+    EXPECT_EQ(video.size(), head.size() + 6 + 2 * kLuma * 3 / 2);
+    EXPECT_EQ(at(video, head.size()), kLeft.y);
+    EXPECT_EQ(at(video, head.size() + kLuma), kLeft.u);
+    EXPECT_EQ(at(video, head.size() + kLuma + kLuma / 4), kLeft.v);
+    EXPECT_EQ(run("export a --y4m - --fps 29.97 | cmp - video"), 0) << out_;
 }
 
 TEST_F(PictureTest, OutputIsWholeOrNotThere) {

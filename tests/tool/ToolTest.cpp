@@ -426,7 +426,7 @@ TEST_F(ToolTest, AnOutputReplacesOnlyWhatTyksimMade) {
     // Earlier outputs, whichever verb made them, and what is empty.
     run("folders p && mkdir q && folders q && rm -r q && f=$(mktemp p/XXXXXX) && files $f", 0,
         {"= 0", "!= 1", "!= 2", "!CHANGED"});
-    // Somebody's: a folder, a file in an output, a change, a film, a page that goes on.
+    // Somebody's: a folder, a file in an output, a change, a video, a page that goes on.
     run("mkdir p; echo x >p/x; folders p; ls p/x", 0,
         {"= 2", "!= 0",
          "p: stands there already, and --force does not replace it: tyksim did not "

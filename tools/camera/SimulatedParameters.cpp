@@ -43,39 +43,39 @@ float swing(int number, int phase) {
     return 1.0F + static_cast<float>((number + phase) % 16 - 8) / 100.0F;
 }
 
-Bytes exposureTime(const FrameFacts& facts) {
-    return packed(facts.exposureNs);
+Bytes exposureTime(const SimulatedFrame& frame) {
+    return packed(frame.exposureNs);
 }
 
-Bytes sensitivity(const FrameFacts& facts) {
-    return packed(facts.iso);
+Bytes sensitivity(const SimulatedFrame& frame) {
+    return packed(frame.iso);
 }
 
-Bytes exposureBias(const FrameFacts& facts) {
-    return packed(facts.biasEv);
+Bytes exposureBias(const SimulatedFrame& frame) {
+    return packed(frame.biasEv);
 }
 
-Bytes whiteBalance(const FrameFacts& facts) {
-    return packed(1.9F * swing(facts.number, 0), 1.0F, 1.0F, 1.6F * swing(facts.number, 5));
+Bytes whiteBalance(const SimulatedFrame& frame) {
+    return packed(1.9F * swing(frame.number, 0), 1.0F, 1.0F, 1.6F * swing(frame.number, 5));
 }
 
-Bytes focusPosition(const FrameFacts& facts) {
-    return packed(200 + facts.number % 400);
+Bytes focusPosition(const SimulatedFrame& frame) {
+    return packed(200 + frame.number % 400);
 }
 
-Bytes colourMatrix(const FrameFacts& facts) {
-    const float gain = 1.6F * swing(facts.number, 3);
+Bytes colourMatrix(const SimulatedFrame& frame) {
+    const float gain = 1.6F * swing(frame.number, 3);
     const float rest = (1.0F - gain) / 2.0F;
     return packed(gain, rest, rest, rest, gain, rest, rest, rest, gain);
 }
 
-Bytes blackLevel(const FrameFacts&) {
+Bytes blackLevel(const SimulatedFrame&) {
     return packed(64U, 64U, 64U, 64U);
 }
 
 /// Variance per unit of signal and without one, of each of the four channels; both grow with gain.
-Bytes noiseProfile(const FrameFacts& facts) {
-    const auto gain = static_cast<float>(facts.iso) / 100.0F;
+Bytes noiseProfile(const SimulatedFrame& frame) {
+    const auto gain = static_cast<float>(frame.iso) / 100.0F;
     Bytes bytes;
     for (int channel = 0; channel < 4; ++channel) {
         const Bytes pair = packed(2.0e-5F * gain, 1.0e-7F * gain * gain);
@@ -85,45 +85,45 @@ Bytes noiseProfile(const FrameFacts& facts) {
 }
 
 /// A face that wanders to the right, and none now and then.
-Bytes faceRegions(const FrameFacts& facts) {
-    const int step = facts.number % 8;
+Bytes faceRegions(const SimulatedFrame& frame) {
+    const int step = frame.number % 8;
     if (step == 7) return packed(0);
-    const int left = facts.width * step / 16;
-    const int top = facts.height / 4;
-    return packed(1, 0, 0, 0, left, top, left + facts.width / 4, top + facts.height / 3);
+    const int left = frame.width * step / 16;
+    const int top = frame.height / 4;
+    return packed(1, 0, 0, 0, left, top, left + frame.width / 4, top + frame.height / 3);
 }
 
-Bytes streamSize(const FrameFacts& facts) {
-    return packed(facts.width, facts.height);
+Bytes streamSize(const SimulatedFrame& frame) {
+    return packed(frame.width, frame.height);
 }
 
-Bytes streamQuality(const FrameFacts& facts) {
-    return packed(static_cast<uint8_t>(90 + facts.number % 8));
+Bytes streamQuality(const SimulatedFrame& frame) {
+    return packed(static_cast<uint8_t>(90 + frame.number % 8));
 }
 
 /// Rises along a power of two as steep as the frame's number says.
-Bytes curve(const FrameFacts& facts, size_t size) {
+Bytes curve(const SimulatedFrame& frame, size_t size) {
     Bytes bytes(size);
     const size_t points = size / 2;
     for (size_t i = 0; i < points; ++i) {
-        const size_t value = i * static_cast<size_t>(900 + facts.number % 124) / points;
+        const size_t value = i * static_cast<size_t>(900 + frame.number % 124) / points;
         storeBits(bytes, 2 * i, 2, value);
     }
     return bytes;
 }
 
-Bytes gammaCurve(const FrameFacts& facts) {
-    return curve(facts, 2048);
+Bytes gammaCurve(const SimulatedFrame& frame) {
+    return curve(frame, 2048);
 }
 
-Bytes toneCurve(const FrameFacts& facts) {
-    return curve(facts, 4096);
+Bytes toneCurve(const SimulatedFrame& frame) {
+    return curve(frame, 4096);
 }
 
 /// The scene record: what has no name is noise, as its content is the camera's own affair.
-Bytes sceneRecord(const FrameFacts& facts) {
+Bytes sceneRecord(const SimulatedFrame& frame) {
     tyktree::SceneRecord record;
-    const Bytes rest = noise(kSceneTag, facts.number, record.bytes.size());
+    const Bytes rest = noise(kSceneTag, frame.number, record.bytes.size());
     std::copy(rest.begin(), rest.end(), record.bytes.begin());
     const auto set = [&record](const std::string& path, auto value) {
         std::string number;
@@ -134,30 +134,30 @@ Bytes sceneRecord(const FrameFacts& facts) {
         }
         tyktree::setSceneField(*tyktree::findSceneField(path), number, record);
     };
-    const int normal = 3 + facts.number % 3;
+    const int normal = 3 + frame.number % 3;
     for (const std::string level : {"cap_info/", "cap_info/detect_out/"}) {
-        set(level + "postproc_type", 1 + facts.number % 4);
+        set(level + "postproc_type", 1 + frame.number % 4);
         set(level + "normal_num", normal);
         set(level + "total_num", normal + 2);
     }
-    set("cap_info/detect_out/hdr_detect_out/ev0", facts.biasEv);
-    set("cap_info/detect_out/hdr_detect_out/ev1", facts.biasEv - 2.0F);
-    set("cap_info/detect_out/hdr_detect_out/ev2", facts.biasEv + 1.5F);
-    set("threeA_info/ae_info/cur_ev", facts.biasEv);
+    set("cap_info/detect_out/hdr_detect_out/ev0", frame.biasEv);
+    set("cap_info/detect_out/hdr_detect_out/ev1", frame.biasEv - 2.0F);
+    set("cap_info/detect_out/hdr_detect_out/ev2", frame.biasEv + 1.5F);
+    set("threeA_info/ae_info/cur_ev", frame.biasEv);
     // A gain of 1 is 1024 and belongs to ISO 100.
     set("threeA_info/ae_info/total_gain",
-        std::min<uint64_t>(uint64_t{facts.iso} * 1024 / 100, INT_MAX));
-    set("threeA_info/ae_info/exp_time", facts.exposureNs);
-    const int left = facts.width * (facts.number % 8) / 16;
-    const int top = facts.height * (facts.number % 8) / 16;
+        std::min<uint64_t>(uint64_t{frame.iso} * 1024 / 100, INT_MAX));
+    set("threeA_info/ae_info/exp_time", frame.exposureNs);
+    const int left = frame.width * (frame.number % 8) / 16;
+    const int top = frame.height * (frame.number % 8) / 16;
     set("threeA_info/af_info/af_roi_regoin/sx", left);
     set("threeA_info/af_info/af_roi_regoin/sy", top);
-    set("threeA_info/af_info/af_roi_regoin/ex", left + facts.width / 4);
-    set("threeA_info/af_info/af_roi_regoin/ey", top + facts.height / 4);
+    set("threeA_info/af_info/af_roi_regoin/ex", left + frame.width / 4);
+    set("threeA_info/af_info/af_roi_regoin/ey", top + frame.height / 4);
     return {record.bytes.begin(), record.bytes.end()};
 }
 
-Bytes tuningNames(const FrameFacts&) {
+Bytes tuningNames(const SimulatedFrame&) {
     Bytes table(kMfnrTableBytes);
     size_t at = 0;
     for (const TuningFile& file : tuningFiles()) {
@@ -170,7 +170,7 @@ Bytes tuningNames(const FrameFacts&) {
 /// How the values of the tags that the tool knows come to be; all others are noise.
 struct Maker {
     const char* tagName;
-    Bytes (*make)(const FrameFacts&);
+    Bytes (*make)(const SimulatedFrame&);
 };
 
 constexpr Maker kMakers[] = {
@@ -183,13 +183,13 @@ constexpr Maker kMakers[] = {
     {"KELV_TAG_STREAM_QUALITY", streamQuality},
 };
 
-Bytes fixedValue(const TagEntry& tag, const FrameFacts& facts) {
-    if (tag.id == kSceneTag) return sceneRecord(facts);
-    if (tag.id == kMfnrTag) return tuningNames(facts);
+Bytes fixedValue(const TagEntry& tag, const SimulatedFrame& frame) {
+    if (tag.id == kSceneTag) return sceneRecord(frame);
+    if (tag.id == kMfnrTag) return tuningNames(frame);
     for (const Maker& maker : kMakers) {
-        if (tag.name == maker.tagName) return maker.make(facts);
+        if (tag.name == maker.tagName) return maker.make(frame);
     }
-    return noise(tag.id, facts.number, static_cast<size_t>(tag.size));
+    return noise(tag.id, frame.number, static_cast<size_t>(tag.size));
 }
 
 /// Blocks shrink by a sixteenth per frame to a little over half, and start again.
@@ -208,7 +208,7 @@ ExifFacts overlaid(const ExifFacts& given, const ExifFacts& photo) {
     return facts;
 }
 
-FrameFacts makeFrameFacts(int number, int width, int height, const ExifFacts& given) {
+SimulatedFrame makeSimulatedFrame(int number, int width, int height, const ExifFacts& given) {
     const auto step = static_cast<unsigned int>(number % 8);
     return {number,
             width,
@@ -221,17 +221,17 @@ FrameFacts makeFrameFacts(int number, int width, int height, const ExifFacts& gi
 SimulatedParameters::SimulatedParameters(std::vector<TagEntry> tags, std::set<uint32_t> cameras)
     : tags_(std::move(tags)), cameras_(std::move(cameras)) {}
 
-void SimulatedParameters::set(const FrameFacts& facts) {
+void SimulatedParameters::set(const SimulatedFrame& frame) {
     for (const TagEntry& tag : tags_) {
         if (tag.kind == TagKind::block) {
             Bytes& block = blocks_[tag.id];
-            block.resize(blockSize(tag, facts.number));
-            fillWithNoise(tag.id, facts.number, block);
+            block.resize(blockSize(tag, frame.number));
+            fillWithNoise(tag.id, frame.number, block);
             setBlock(tag, block);
             continue;
         }
         if (tag.size > kMaxFixedBytes) continue;
-        const Bytes value = fixedValue(tag, facts);
+        const Bytes value = fixedValue(tag, frame);
         // The service pads a fixed-size value, or cuts it, to the size of its tag.
         sizes_[tag.id] = static_cast<uint64_t>(tag.size);
         for (const uint32_t camera : cameras_) {

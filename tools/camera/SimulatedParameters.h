@@ -12,8 +12,8 @@
 
 namespace tyksim {
 
-/// What one frame's parameters are made of.
-struct FrameFacts {
+/// The values that one frame's parameters are made from.
+struct SimulatedFrame {
     int number;  ///< from 0
     int width;   ///< pixels
     int height;  ///< pixels
@@ -25,9 +25,8 @@ struct FrameFacts {
 /// Lays what is given by hand over what a photograph says.
 ExifFacts overlaid(const ExifFacts& given, const ExifFacts& photo);
 
-/// The facts of frame `number`: those that are given, and where there are none a simulated exposure
-/// control's.
-FrameFacts makeFrameFacts(int number, int width, int height, const ExifFacts& given);
+/// Frame `number`. A simulated exposure control makes up what `given` lacks.
+SimulatedFrame makeSimulatedFrame(int number, int width, int height, const ExifFacts& given);
 
 /// Sets the parameter-set service's live values; each tag's value changes from frame to frame, a
 /// block's size too. One object at a time.
@@ -36,12 +35,13 @@ public:
     /// `tags` are those that are dumped; `cameras` are those whose values are asked for.
     SimulatedParameters(std::vector<tyktags::TagEntry> tags, std::set<uint32_t> cameras);
 
-    /// Sets the values of one frame. Of the blocks the service keeps the address: they stay valid
-    /// until the next call or the end of the object. Failure when the service takes a value not.
-    void set(const FrameFacts& facts);
+    /// Sets the values of one frame. The service keeps the addresses of blocks; they are valid
+    /// until the next call or the end of the object. Throws Failure when the service refuses a
+    /// value.
+    void set(const SimulatedFrame& frame);
 
-    /// Bytes of the value that set() gave `tag` last; none for a tag that it sets no value of, as
-    /// of one that the library does not carry.
+    /// Size in bytes of the value that set() gave `tag` last. None for a tag without a value, such
+    /// as one that the library does not carry.
     std::optional<uint64_t> size(uint32_t tag) const;
 
 private:

@@ -27,8 +27,8 @@ namespace {
 constexpr const char* kListHead =
     "Made by tyksim, list 1. --force may replace the folder while it holds these, and no others: "
     "size, time, name.";
-constexpr std::string_view kFilmStart = "YUV4MPEG2 ";
-constexpr size_t kLongestFilmHeader = 512;
+constexpr std::string_view kVideoStart = "YUV4MPEG2 ";
+constexpr size_t kLongestVideoHeader = 512;
 
 /// A name in one line.
 std::string inOneLine(std::string_view name) {
@@ -165,11 +165,11 @@ private:
     off_t size_ = -1;
 };
 
-bool isFilm(const FileReader& file) {
-    const std::string head = file.piece(0, kLongestFilmHeader);
+bool isVideo(const FileReader& file) {
+    const std::string head = file.piece(0, kLongestVideoHeader);
     const std::string_view line = std::string_view(head).substr(0, head.find('\n'));
-    return line.substr(0, kFilmStart.size()) == kFilmStart &&
-           (std::string(line) + " ").find(std::string(kFilmMark) + " ") != std::string::npos;
+    return line.substr(0, kVideoStart.size()) == kVideoStart &&
+           (std::string(line) + " ").find(std::string(kVideoMark) + " ") != std::string::npos;
 }
 
 bool isSealed(const FileReader& file) {
@@ -235,7 +235,7 @@ std::string foreignInFolder(const std::string& path) {
 std::string foreignInFile(const std::string& path) {
     const FileReader file(path);
     if (file.size() < 0) return "it cannot be read";
-    if (file.size() == 0 || isFilm(file) || isSealed(file)) return "";
+    if (file.size() == 0 || isVideo(file) || isSealed(file)) return "";
     return "tyksim did not make it, or it was changed later";
 }
 

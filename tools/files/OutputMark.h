@@ -2,7 +2,7 @@
 //
 // A folder holds a list of what was made in it, with sizes and times. While everything in the
 // folder is on the list, and as it is there, the folder is the tool's; something that was added or
-// changed is somebody's work. A page or a drawing ends in a comment with its checksum, and a film
+// changed is somebody's work. A page or a drawing ends in a comment with its checksum, and a video
 // has a word in its header.
 #pragma once
 
@@ -14,8 +14,8 @@ namespace tyksim {
 /// Name of the list.
 constexpr const char* kOutputList = ".tyksim-output";
 
-/// What a film's header ends in. Players pass over words that begin with X.
-constexpr const char* kFilmMark = " XTYKSIM";
+/// What a video's header ends in. Players pass over words that begin with X.
+constexpr const char* kVideoMark = " XTYKSIM";
 
 /// Writes the list of all that is in the folder now. Failure with the path and the system's reason.
 void writeOutputList(const std::string& folder);

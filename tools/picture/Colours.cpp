@@ -51,8 +51,8 @@ enum class Target { kJpegPlanes, kRgb };
 /// Fixed-point factors: what one step of luma, U and V adds to each of three results.
 struct Factors {
     Factors(const ColourRule& rule, Target target) {
-        const bool limited = rule.range == Range::kLimited;
-        const Shares& shares = rule.matrix == Matrix::kBt709 ? kBt709Shares : kBt601Shares;
+        const bool limited = rule.range == SampleRange::kLimited;
+        const Shares& shares = rule.matrix == ColourMatrix::kBt709 ? kBt709Shares : kBt601Shares;
         black = limited ? 16 : 0;
         luma = fixed(255.0 / (limited ? 219.0 : 255.0));
         const auto results = [&](const Signal& signal) {
@@ -137,7 +137,7 @@ Picture convert(const Picture& picture, const Factors& factors, SampleBuffer& bu
     const Plane& chroma = picture.u;
     const size_t lumaBytes = offset(picture.height(), picture.width());
     const size_t chromaBytes = offset(chroma.height, chroma.width);
-    uint8_t* const y = buffer.room(lumaBytes + 2 * chromaBytes);
+    uint8_t* const y = buffer.reserve(lumaBytes + 2 * chromaBytes);
     uint8_t* const u = y + lumaBytes;
     uint8_t* const v = u + chromaBytes;
     for (int line = 0; line < picture.height(); ++line) {
@@ -164,8 +164,8 @@ PictureSource inJpegColours(const PictureSource& source, const ColourRule& rule)
 }
 
 void toRgb(const Picture& picture, const ColourRule& rule, uint8_t* out) {
-    const bool full = rule.range == Range::kFull;
-    if (rule.matrix == Matrix::kBt709 && !full) {
+    const bool full = rule.range == SampleRange::kFull;
+    if (rule.matrix == ColourMatrix::kBt709 && !full) {
         // libyuv's factors end at 2.0; blue needs 2.11 here and would be off by up to 14.
         const Factors factors(rule, Target::kRgb);
         for (int line = 0; line < picture.height(); ++line) {
@@ -177,7 +177,7 @@ void toRgb(const Picture& picture, const ColourRule& rule, uint8_t* out) {
     // What libyuv calls RGB24 begins with blue. With U and V swapped, planes and factors, it begins
     // with red.
     const libyuv::YuvConstants& limited = libyuv::kYvuI601Constants;
-    const libyuv::YuvConstants& constants = rule.matrix == Matrix::kBt709
+    const libyuv::YuvConstants& constants = rule.matrix == ColourMatrix::kBt709
                                                 ? libyuv::kYvuF709Constants
                                                 : (full ? libyuv::kYvuJPEGConstants : limited);
     libyuv::I420ToRGB24Matrix(picture.y.samples, picture.y.stride, picture.v.samples,

@@ -55,8 +55,8 @@ private:
     std::string file_;
 };
 
-/// First line of a film in the YUV4MPEG2 format, with a newline. `rate` is a fraction such as
+/// First line of a video in the YUV4MPEG2 format, with a newline. `rate` is a fraction such as
 /// "30:1". Chroma lies in the middle of its pixels; the format has no word for the matrix.
-std::string y4mHeader(int width, int height, const std::string& rate, Range range, bool grey);
+std::string y4mHeader(int width, int height, const std::string& rate, SampleRange range, bool grey);
 
 }  // namespace tyksim

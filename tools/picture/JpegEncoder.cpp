@@ -131,7 +131,7 @@ void listStrip(Job& job, int first, int rows, int blocks) {
     const Picture strip = job.source->rows(first, std::min(rows, job.source->height - first));
     const int width = blocks * kBlock;
     const size_t planeBytes = static_cast<size_t>(width) * static_cast<size_t>(rows);
-    uint8_t* const spare = job.padded->room(3 * planeBytes);
+    uint8_t* const spare = job.padded->reserve(3 * planeBytes);
     listRows(strip.y, width, rows, spare, job.rows[0]);
     if (job.grey) return;
     listRows(strip.u, width / 2, rows / 2, spare + planeBytes, job.rows[1]);

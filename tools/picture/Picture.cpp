@@ -15,7 +15,7 @@ size_t product(int a, int b) {
 
 }  // namespace
 
-uint8_t* SampleBuffer::room(size_t bytes) {
+uint8_t* SampleBuffer::reserve(size_t bytes) {
     if (bytes > bytes_) {
         memory_.reset();
         bytes_ = 0;
@@ -82,7 +82,7 @@ NewPicture::NewPicture(SampleBuffer& buffer, int width, int height) {
     const int chromaWidth = chromaLength(width);
     const int chromaHeight = chromaLength(height);
     const size_t chromaSamples = product(chromaWidth, chromaHeight);
-    y = buffer.room(product(width, height) + 2 * chromaSamples);
+    y = buffer.reserve(product(width, height) + 2 * chromaSamples);
     u = y + product(width, height);
     v = u + chromaSamples;
     picture = {{y, width, width, height},

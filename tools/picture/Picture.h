@@ -16,9 +16,9 @@ namespace tyksim {
 /// Memory that is used again from picture to picture.
 class SampleBuffer {
 public:
-    /// At least `bytes` bytes, with arbitrary content; what room() returned before is gone. Throws
-    /// std::bad_alloc.
-    uint8_t* room(size_t bytes);
+    /// At least `bytes` bytes, with arbitrary content; what reserve() returned before is gone.
+    /// Throws std::bad_alloc.
+    uint8_t* reserve(size_t bytes);
 
 private:
     std::unique_ptr<uint8_t[]> memory_;
@@ -29,17 +29,17 @@ private:
 enum class ChromaOrder { kNv21, kNv12 };
 
 /// How luma and colour differences are made from red, green and blue.
-enum class Matrix { kBt601, kBt709 };
+enum class ColourMatrix { kBt601, kBt709 };
 
 /// Full: 0 to 255. Limited: luma 16 to 235, chroma 16 to 240.
-enum class Range { kFull, kLimited };
+enum class SampleRange { kFull, kLimited };
 
 /// What the samples mean. The default is what cameras write and JPEG is defined by.
 struct ColourRule {
-    Matrix matrix = Matrix::kBt601;
-    Range range = Range::kFull;
+    ColourMatrix matrix = ColourMatrix::kBt601;
+    SampleRange range = SampleRange::kFull;
 
-    bool isJpegs() const { return matrix == Matrix::kBt601 && range == Range::kFull; }
+    bool isJpegs() const { return matrix == ColourMatrix::kBt601 && range == SampleRange::kFull; }
 };
 
 /// Numbers of samples, by plane.

@@ -97,7 +97,7 @@ public:
           tolerance_(tolerance),
           rowsInPiece_(std::max<size_t>(1, kPieceBytes / layout.chromaStride())),
           pieceBytes_(std::max(kPieceBytes, layout.chromaStride())),
-          a_(pieces.room(4 * pieceBytes_)),
+          a_(pieces.reserve(4 * pieceBytes_)),
           b_(a_ + pieceBytes_),
           split_(b_ + pieceBytes_),
           fileA_(pathA.c_str()),

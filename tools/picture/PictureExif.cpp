@@ -68,7 +68,7 @@ ExifShort isoOf(double gain) {
     return static_cast<ExifShort>(std::lround(std::clamp(iso, 0.0, 65535.0)));
 }
 
-void addShot(ExifData& exif, const PictureFacts& facts) {
+void addShot(ExifData& exif, const CaptureFacts& facts) {
     if (facts.exposureNs) {
         exif_set_rational(
             addEntry(exif, EXIF_IFD_EXIF, EXIF_TAG_EXPOSURE_TIME, EXIF_FORMAT_RATIONAL, 1), kOrder,
@@ -88,7 +88,7 @@ void addShot(ExifData& exif, const PictureFacts& facts) {
 
 }  // namespace
 
-std::vector<uint8_t> makeExif(const PictureFacts& facts) {
+std::vector<uint8_t> makeExif(const CaptureFacts& facts) {
     const std::unique_ptr<ExifData, ExifRelease> exif(exif_data_new());
     if (!exif) throw std::bad_alloc();
     exif_data_set_byte_order(exif.get(), kOrder);

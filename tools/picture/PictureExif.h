@@ -9,7 +9,7 @@
 namespace tyksim {
 
 /// What is known about how a picture was taken.
-struct PictureFacts {
+struct CaptureFacts {
     std::optional<uint64_t> exposureNs;
     std::optional<double> gain;  ///< 1 is ISO 100
     std::optional<double> biasEv;
@@ -20,6 +20,6 @@ struct PictureFacts {
 
 /// The facts as a block of EXIF data, which begins with "Exif" and two zeros. Deterministic. Throws
 /// std::bad_alloc.
-std::vector<uint8_t> makeExif(const PictureFacts& facts);
+std::vector<uint8_t> makeExif(const CaptureFacts& facts);
 
 }  // namespace tyksim

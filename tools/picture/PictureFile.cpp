@@ -69,7 +69,7 @@ Picture PictureFile::rows(int first, int rows) {
     const size_t lumaBytes = layout_.lumaStride() * static_cast<size_t>(rows);
     const size_t chromaBytes = layout_.chromaStride() * static_cast<size_t>(chromaRows);
     const size_t planeBytes = static_cast<size_t>(pairs) * static_cast<size_t>(chromaRows);
-    uint8_t* const luma = buffer_.room(lumaBytes + chromaBytes + 2 * planeBytes);
+    uint8_t* const luma = buffer_.reserve(lumaBytes + chromaBytes + 2 * planeBytes);
     uint8_t* const chroma = luma + lumaBytes;
     uint8_t* const one = chroma + chromaBytes;
     uint8_t* const other = one + planeBytes;

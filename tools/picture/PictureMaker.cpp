@@ -93,7 +93,7 @@ Picture PictureMaker::scaled(const Picture& picture, int divisor) {
 Plane PictureMaker::scaled(const Plane& plane, int divisor) {
     if (divisor <= 1) return plane;
     const int width = shrunkLength(plane.width, divisor);
-    uint8_t* const samples = scaled_.room(samplesOf(plane));
+    uint8_t* const samples = scaled_.reserve(samplesOf(plane));
     shrinker_.shrink(plane, divisor, samples, width);
     return {samples, width, width, shrunkLength(plane.height, divisor)};
 }
@@ -114,7 +114,7 @@ Picture PictureMaker::turned(const Picture& picture, int degrees) {
 
 Plane PictureMaker::turned(const Plane& plane, int degrees) {
     if (degrees == 0) return plane;
-    uint8_t* const samples = turned_.room(samplesOf(plane));
+    uint8_t* const samples = turned_.reserve(samplesOf(plane));
     turn(plane, degrees, samples);
     if (!swapsSides(degrees)) return {samples, plane.width, plane.width, plane.height};
     return {samples, plane.height, plane.height, plane.width};

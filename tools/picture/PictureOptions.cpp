@@ -26,10 +26,10 @@ constexpr std::array<Word<PictureFormat>, 4> kFormats = {{{"jpeg", PictureFormat
                                                           {"nv21", PictureFormat::kNv21}}};
 constexpr std::array<Word<ChromaOrder>, 2> kOrders = {
     {{"nv21", ChromaOrder::kNv21}, {"nv12", ChromaOrder::kNv12}}};
-constexpr std::array<Word<Matrix>, 2> kMatrices = {
-    {{"bt601", Matrix::kBt601}, {"bt709", Matrix::kBt709}}};
-constexpr std::array<Word<Range>, 2> kRanges = {
-    {{"full", Range::kFull}, {"limited", Range::kLimited}}};
+constexpr std::array<Word<ColourMatrix>, 2> kMatrices = {
+    {{"bt601", ColourMatrix::kBt601}, {"bt709", ColourMatrix::kBt709}}};
+constexpr std::array<Word<SampleRange>, 2> kRanges = {
+    {{"full", SampleRange::kFull}, {"limited", SampleRange::kLimited}}};
 constexpr std::array<Word<char>, 3> kPlanes = {{{"y", 'y'}, {"u", 'u'}, {"v", 'v'}}};
 constexpr std::array<Word<int>, 4> kTurns = {{{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}}};
 
@@ -88,7 +88,7 @@ std::string AssumedPicture::toText() const {
     const std::string gaps =
         stride > 0 ? text("rows ", stride, " bytes apart") : std::string("rows without gaps");
     return text("assumed: ", order == ChromaOrder::kNv21 ? "NV21" : "NV12", ", ",
-                rule.matrix == Matrix::kBt601 ? "BT.601" : "BT.709", ", ",
+                rule.matrix == ColourMatrix::kBt601 ? "BT.601" : "BT.709", ", ",
                 wordOf(kRanges, rule.range), " range, ", gaps);
 }
 

@@ -98,7 +98,7 @@ std::string_view PictureRenderer::renderPixels(const PictureSource& source,
     }
     if (style_.degrees == 0) return raw_;
     PictureSize size{source.width, source.height};
-    uint8_t* const turned = pixels_.room(raw_.size());
+    uint8_t* const turned = pixels_.reserve(raw_.size());
     turnRgb(bytesOf(raw_), size.width, size.height, style_.degrees, turned);
     if (style_.degrees % 180 != 0) std::swap(size.width, size.height);
     if (png) return png_.encodeRgb(turned, size.width, size.height, exif);

@@ -124,7 +124,7 @@ Job jobOf(const Plane& plane, const std::vector<uint8_t>& exif) {
 std::string_view PngEncoder::encode(const PictureSource& source, const ColourRule& rule,
                                     const std::vector<uint8_t>& exif) {
     const size_t rowBytes = 3 * static_cast<size_t>(source.width);
-    uint8_t* const rows = rows_.room(rowBytes * kRowsAtOnce);
+    uint8_t* const rows = rows_.reserve(rowBytes * kRowsAtOnce);
     Job job;
     job.width = source.width;
     job.height = source.height;

@@ -1,4 +1,4 @@
-// Pictures one after the other as a film that others can play.
+// Pictures one after the other as a video that others can play.
 #pragma once
 
 #include "tools/files/OutputPath.h"
@@ -10,14 +10,14 @@
 
 namespace tyksim {
 
-/// A film in the YUV4MPEG2 format: in a file that is made whole or not at all, or on standard
+/// A video in the YUV4MPEG2 format: in a file that is made whole or not at all, or on standard
 /// output.
 class VideoFile {
 public:
     /// `rate` is what rateOf() gives. Throws as OutputFile does.
     VideoFile(const OutputRequest& output, std::string rate, const PictureStyle& style);
 
-    /// Adds a picture as PictureRenderer renders it for a film. False, and not added, where its
+    /// Adds a picture as PictureRenderer renders it for a video. False, and not added, where its
     /// size is not that of the first. Failure when it cannot be written, Interrupted when nobody
     /// reads standard output any more.
     bool add(std::string_view frame, const PictureSize& size);
@@ -25,7 +25,7 @@ public:
     /// Size of the first picture.
     const PictureSize& size() const { return *size_; }
 
-    /// Ends the film. Failure when it cannot be written.
+    /// Ends the video. Failure when it cannot be written.
     void commit() { file_.commit(); }
 
 private:

@@ -4,10 +4,12 @@
 
 namespace tyksim {
 
-std::string y4mHeader(int width, int height, const std::string& rate, Range range, bool grey) {
+std::string y4mHeader(int width, int height, const std::string& rate, SampleRange range,
+                      bool grey) {
     return text("YUV4MPEG2 W", width, " H", height, " F", rate, " Ip A1:1 ",
                 grey ? "Cmono" : "C420jpeg XYSCSS=420JPEG",
-                " XCOLORRANGE=", range == Range::kFull ? "FULL" : "LIMITED", kFilmMark, "\n");
+                " XCOLORRANGE=", range == SampleRange::kFull ? "FULL" : "LIMITED", kVideoMark,
+                "\n");
 }
 
 }  // namespace tyksim

@@ -157,7 +157,7 @@ private:
         result_.pictureIsGiven = isGiven(*picture) ? 1 : 0;
         if (result_.pictureIsGiven != 0) return "";
         SharedPicture& taken = result_.picture;
-        const Piece pixels = room(taken.pixels, packedBytes(picture->width, picture->height));
+        const Piece pixels = reserve(taken.pixels, packedBytes(picture->width, picture->height));
         packPicture(*picture, made_.at(pixels));
         taken = {picture->width, picture->height, pixels};
         return "";
@@ -180,13 +180,13 @@ private:
         auto value = std::find_if(values_.begin(), values_.end(),
                                   [tag](const SharedValue& known) { return known.tag == tag; });
         if (value == values_.end()) value = values_.insert(value, SharedValue{tag, 0, {}});
-        value->data = room(value->data, size);
+        value->data = reserve(value->data, size);
         if (size > 0) std::memcpy(made_.at(value->data), data, size);
         return "";
     }
 
-    /// Where `bytes` go that take the place of `before`.
-    Piece room(const Piece& before, uint64_t bytes) {
+    /// A place for `bytes` bytes that replace `before`: the same one where they fit.
+    Piece reserve(const Piece& before, uint64_t bytes) {
         return bytes <= before.bytes ? Piece{before.at, bytes} : made_.add(bytes);
     }
 

@@ -66,7 +66,7 @@ private:
         const auto groups = static_cast<int>(kBandBytes / (product(rowBytes, divisor_) + 1));
         const int bandRows = std::max(1, groups) * divisor_;
         bandBytes_ = product(rowBytes, bandRows);
-        uint8_t* const samples = band_.room(2 * bandBytes_);
+        uint8_t* const samples = band_.reserve(2 * bandBytes_);
         for (int row = 0; row < rows;) {
             int count = std::min(bandRows, rows - row);
             if (count > divisor_) count -= count % divisor_;

@@ -5,7 +5,7 @@
 #include "tools/diff/DifferenceText.h"
 #include "tools/files/CloneFile.h"
 #include "tools/files/OutputPath.h"
-#include "tools/picture/FrameFacts.h"
+#include "tools/picture/CaptureFacts.h"
 #include "tools/tyksim/Reading.h"
 #include "tree/read/Escape.h"
 
@@ -79,7 +79,7 @@ public:
         const Picture pictureA = a.whole();
         const size_t pixels =
             static_cast<size_t>(pictureA.width()) * static_cast<size_t>(pictureA.height());
-        uint8_t* const map = map_.room(pixels);
+        uint8_t* const map = map_.reserve(pixels);
         const SampleCounts both = image.layout.samplesIn(std::min(a.bytes(), b.bytes()));
         drawHeatMap(pictureA, b.whole(), both, tolerance, map);
         const Plane plane{map, pictureA.width(), pictureA.width(), pictureA.height()};

@@ -1,10 +1,10 @@
-// tyksim export: the images of a tree as pictures and films.
+// tyksim export: the images of a tree as pictures and videos.
 #include "tools/console/Ordered.h"
 #include "tools/console/Units.h"
 #include "tools/files/CloneFile.h"
 #include "tools/files/OutputPath.h"
 #include "tools/json/TreeJson.h"
-#include "tools/picture/FrameFacts.h"
+#include "tools/picture/CaptureFacts.h"
 #include "tools/picture/PictureOptions.h"
 #include "tools/picture/PictureRenderer.h"
 #include "tools/picture/VideoFile.h"
@@ -32,14 +32,14 @@ using tyktree::RuleId;
 
 constexpr const char* kFooter = R"(
 Writes every image of the selected frames into the folder DIR, named by pipe, task, frame, request,
-sof and camera, or the images of a task as a film. JPEG and PNG carry exposure, gain (as ISO) and
+sof and camera, or the images of a task as a video. JPEG and PNG carry exposure, gain (as ISO) and
 bias of the frame's scene record as EXIF data, and the frame's identity as their description.
 
 A tree does not say what its samples mean. Cameras write NV21 by BT.601 in full range, which is
 what is assumed, and said once; --order, --matrix, --range and --stride say otherwise.
 
 An image whose file is short, long or has an odd side comes out with what is there, the rest of it
-black or without colour, and is a finding. Images of a film must have one size; others are left out
+black or without colour, and is a finding. Images of a video must have one size; others are left out
 and are findings.
 
 Exit status: 0 all was exported, 1 failed (DIR or FILE is as it was), 2 wrong usage, 3 exported with
@@ -55,7 +55,7 @@ struct Options {
     ReadingOptions reading;
     std::string tree;
     std::string folder;
-    std::string film;
+    std::string video;
     std::string rate = "30";
     AssumedPicture assumed;
     PictureStyle style;
@@ -64,8 +64,8 @@ struct Options {
 
 /// What became of one image.
 struct Exported {
-    std::string name;    ///< of its file; "" for a film
-    std::string sample;  ///< the image's bytes in a film
+    std::string name;    ///< of its file; "" for a video
+    std::string sample;  ///< the image's bytes in a video
     PictureSize size{};
     int camera = 0;
     uint64_t bytes = 0;
@@ -82,7 +82,7 @@ public:
     FrameExporter(const Options& options, const tyktree::TagCatalog& catalog)
         : options_(options), facts_(catalog), renderer_(options.style) {}
 
-    /// Into the folder at `folder`; for a film where it is "".
+    /// Into the folder at `folder`; for a video where it is "".
     FrameResult run(const FrameRef& frame, const std::string& folder) {
         FrameResult result;
         if (!listing_.read(frame.path())) {
@@ -128,10 +128,10 @@ private:
             Exported image;
             image.camera = file.image.camId;
             image.size = renderer_.sizeOf(file.image.width, file.image.height);
-            const bool film = folder.empty();
+            const bool video = folder.empty();
             const std::string_view bytes = renderer_.render(picture, exifOf(frame, image.camera));
             image.bytes = bytes.size();
-            if (film) {
+            if (video) {
                 image.sample = bytes;
             } else {
                 image.name = pictureName(frame, image.camera, result.images.size()) +
@@ -173,7 +173,7 @@ private:
     }
 
     const Options& options_;
-    FrameFactsReader facts_;
+    CaptureFactsReader facts_;
     PictureRenderer renderer_;
     tyktree::FrameListing listing_;
 };
@@ -203,17 +203,17 @@ public:
     ExitStatus run() {
         sayAssumption();
         if (json_) json_->beginList("frames");
-        if (options_.film.empty()) {
+        if (options_.video.empty()) {
             OutputFolder out(output());
             exportFrames(out.path());
             requireImages();
             out.commit();
         } else {
-            VideoFile film(output(), rateOf(options_.rate), options_.style);
-            film_ = &film;
+            VideoFile video(output(), rateOf(options_.rate), options_.style);
+            video_ = &video;
             exportFrames("");
             requireImages();
-            film.commit();
+            video.commit();
         }
         report();
         return findings_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
@@ -221,7 +221,7 @@ public:
 
 private:
     OutputRequest output() const {
-        return {options_.film.empty() ? options_.folder : options_.film, foldersOf({&tree_}),
+        return {options_.video.empty() ? options_.folder : options_.video, foldersOf({&tree_}),
                 options_.force};
     }
 
@@ -239,7 +239,7 @@ private:
     }
 
     void take(const FrameRef& frame, FrameResult& result) {
-        if (film_) addToFilm(frame, result);
+        if (video_) addToVideo(frame, result);
         for (const Exported& image : result.images) {
             ++images_;
             bytes_ += image.bytes;
@@ -253,13 +253,13 @@ private:
     }
 
     /// Takes what does not fit out of the result.
-    void addToFilm(const FrameRef& frame, FrameResult& result) {
+    void addToVideo(const FrameRef& frame, FrameResult& result) {
         const auto left = [&](const Exported& image) {
-            if (film_->add(image.sample, image.size)) return false;
+            if (video_->add(image.sample, image.size)) return false;
             result.findings.push_back({RuleId::kImageSizeVaries, frame.path(), frame.place(),
-                                       text(film_->size().width, "x", film_->size().height),
+                                       text(video_->size().width, "x", video_->size().height),
                                        text(image.size.width, "x", image.size.height),
-                                       "left out of the film", ""});
+                                       "left out of the video", ""});
             return true;
         };
         auto& images = result.images;
@@ -272,9 +272,9 @@ private:
         }
     }
 
-    /// Standard output may be the film's.
+    /// Standard output may be the video's.
     void say(const std::string& line) const {
-        if (options_.film == kStandardOutput) {
+        if (options_.video == kStandardOutput) {
             printNote(line);
         } else {
             printResult(line);
@@ -291,12 +291,12 @@ private:
 
     void report() const {
         if (json_) return;
-        const bool film = film_ != nullptr;
-        const std::string& place = film ? options_.film : options_.folder;
+        const bool video = video_ != nullptr;
+        const std::string& place = video ? options_.video : options_.folder;
         say(fmt::format(
             "{} of {}, {}, in {}", counted(images_, "image", "images"),
             counted(tree_.frames.size(), "frame", "frames"), humanBytes(bytes_),
-            film && place == kStandardOutput ? "standard output" : tyktree::escaped(place)));
+            video && place == kStandardOutput ? "standard output" : tyktree::escaped(place)));
         if (findings_ > 0) say(counted(findings_, "finding", "findings"));
     }
 
@@ -304,7 +304,7 @@ private:
     const OpenedTree& tree_;
     JsonDocument* const json_;
     Progress progress_;
-    VideoFile* film_ = nullptr;
+    VideoFile* video_ = nullptr;
     uint64_t images_ = 0;
     uint64_t bytes_ = 0;
     uint64_t findings_ = 0;
@@ -312,16 +312,16 @@ private:
 
 /// What the options mean together.
 void finish(Options& options) {
-    if (options.folder.empty() == options.film.empty()) {
+    if (options.folder.empty() == options.video.empty()) {
         throw WrongUsage("expected one of -o DIR and --y4m FILE");
     }
     options.style.rule = options.assumed.rule;
     options.reading.trees = {options.tree};
-    if (options.film.empty()) return;
+    if (options.video.empty()) return;
     options.style.format = PictureFormat::kY4mFrame;
     static_cast<void>(rateOf(options.rate));
-    if (options.film == kStandardOutput && options.reading.json) {
-        throw WrongUsage("--json: standard output is the film's");
+    if (options.video == kStandardOutput && options.reading.json) {
+        throw WrongUsage("--json: standard output is the video's");
     }
 }
 
@@ -331,9 +331,9 @@ Action defineExport(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
     verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
     verb.add_option("-o,--output", options->folder, "Folder to make")->type_name("DIR");
-    verb.add_option("--y4m", options->film, "Film to make instead; - is standard output")
+    verb.add_option("--y4m", options->video, "Video to make instead; - is standard output")
         ->type_name("FILE");
-    verb.add_option("--fps", options->rate, "Frames of the film per second")
+    verb.add_option("--fps", options->rate, "Frames of the video per second")
         ->type_name("RATE")
         ->default_str("30");
     addPictureStyle(verb, options->style);

@@ -223,7 +223,7 @@ private:
                                             photo.image.height,
                                             0};
         const ExifFacts facts = overlaid(options_.given, photo.facts);
-        values.set(makeFrameFacts(number, frame.width, frame.height, facts));
+        values.set(makeSimulatedFrame(number, frame.width, frame.height, facts));
         // A frame that is dumped gets a folder, and there is no other sign of it.
         simulation_->currentFramePath.clear();
         clock_.beginFrame();

@@ -42,7 +42,7 @@ constexpr Verb kVerbs[] = {
     {"check", "Check a tree or a dump configuration against the rules", tyksim::defineCheck},
     {"show", "Show one frame: parameters, scene record, image", tyksim::defineShow},
     {"track", "Follow values from frame to frame", tyksim::defineTrack},
-    {"export", "Export images as pictures or a film", tyksim::defineExport},
+    {"export", "Export images as pictures or a video", tyksim::defineExport},
     {"diff", "Say what differs between two frames, tasks or trees", tyksim::defineDiff},
     {"copy", "Copy part of a tree, with values changed", tyksim::defineCopy},
     {"sheet", "Make a page to look at a tree", tyksim::defineSheet},

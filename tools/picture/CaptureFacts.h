@@ -1,4 +1,4 @@
-// What a frame's scene record and its names say about how its picture was taken.
+// How a frame's picture was captured, as its scene record and its names say.
 #pragma once
 
 #include "tools/picture/PictureExif.h"
@@ -11,18 +11,19 @@
 namespace tyksim {
 
 /// Name of a file with the picture of a frame, without its ending: "pipe1_task1_frame0012_req42_
-/// sof17_cam0". `index` counts a frame's pictures from 0. Numbers alone: what stands in a tree's
-/// names may not fit a name of ours.
+/// sof17_cam0". `index` counts a frame's pictures from 0. The name holds numbers only, because a
+/// tree's own names may hold characters that a file's name cannot have.
 std::string pictureName(const tyktree::FrameRef& frame, int camera, size_t index);
 
 /// Reads facts frame by frame. One object serves one thread.
-class FrameFactsReader {
+class CaptureFactsReader {
 public:
     /// The catalog must outlive the object.
-    explicit FrameFactsReader(const tyktree::TagCatalog& catalog);
+    explicit CaptureFactsReader(const tyktree::TagCatalog& catalog);
 
-    /// What is known of a frame and the picture of a camera in it; what cannot be read is not.
-    PictureFacts read(const tyktree::FrameRef& frame, int camera,
+    /// The facts of a frame and of the picture that `camera` took in it. A value that cannot be
+    /// read is left out.
+    CaptureFacts read(const tyktree::FrameRef& frame, int camera,
                       const tyktree::FrameListing& listing);
 
 private:

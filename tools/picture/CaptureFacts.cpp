@@ -1,4 +1,4 @@
-#include "tools/picture/FrameFacts.h"
+#include "tools/picture/CaptureFacts.h"
 
 #include <fmt/format.h>
 #include <optional>
@@ -61,13 +61,13 @@ std::string pictureName(const tyktree::FrameRef& frame, int camera, size_t index
     return name;
 }
 
-FrameFactsReader::FrameFactsReader(const tyktree::TagCatalog& catalog)
+CaptureFactsReader::CaptureFactsReader(const tyktree::TagCatalog& catalog)
     : values_(namesOf(catalog)) {}
 
-PictureFacts FrameFactsReader::read(const tyktree::FrameRef& frame, int camera,
-                                    const tyktree::FrameListing& listing) {
+CaptureFacts CaptureFactsReader::read(const tyktree::FrameRef& frame, int camera,
+                                      const tyktree::FrameListing& listing) {
     const std::vector<tyktree::FrameValue> values = values_.read(listing);
-    PictureFacts facts;
+    CaptureFacts facts;
     const std::optional<double> exposure = numberOf(values[0]);
     // Zero is what a record has whose exposure nobody set, and none is longer than an hour.
     constexpr double kLongest = 3600e9;
