@@ -308,7 +308,7 @@ void read(const Device& device, const std::string& input, bool isChanged) {
         Lines deep;
         tyktree::CheckOptions options;
         options.deep = true;
-        options.jobs = input.size() % 32 == 1 ? 3 : 1;
+        options.execution.jobs = input.size() % 32 == 1 ? 3 : 1;
         checkTree(index, {}, catalog, options, deep);
         expect(deep.text.size() >= lines.text.size(), "a deep check finds no less", deep.text);
     }

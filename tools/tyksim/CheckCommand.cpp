@@ -2,6 +2,7 @@
 #include "tools/console/Failures.h"
 #include "tools/console/FindingPrinter.h"
 #include "tools/console/Interruption.h"
+#include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
 #include "tools/console/Table.h"
 #include "tools/console/Units.h"
@@ -150,8 +151,7 @@ ExitStatus checkOne(const CheckVerbOptions& options, const OpenedTree& tree, Jso
     Progress progress;
     tyktree::CheckOptions check;
     check.deep = options.deep;
-    check.jobs = options.reading.tree.jobs;
-    check.interrupted = [] { return interruption() != 0; };
+    check.execution = executionOn(options.reading.tree.jobs);
     check.progress = [&progress](uint64_t done, uint64_t of) {
         progress.count("checked", done, of, "frames");
     };

@@ -1,5 +1,5 @@
 // tyksim copy: a part of a tree as a tree of its own, with edits.
-#include "tools/console/Ordered.h"
+#include "tools/console/Jobs.h"
 #include "tools/console/Units.h"
 #include "tools/edit/TreeCopy.h"
 #include "tools/files/Files.h"
@@ -70,19 +70,17 @@ public:
             reading_.problem(problem);
         }
         Progress progress;
-        size_t next = 0;
-        inOrder<FrameCopy>(
+        forEachOnJobs<FrameCopy>(
             tree.frames.size(), options_.selection.jobs,
-            [&](size_t index) {
-                return copy.copyFrame(tree.frames[index], {index, tree.frames.size()});
+            [&](FrameCopy& frame, size_t index) {
+                frame = copy.copyFrame(tree.frames[index], {index, tree.frames.size()});
             },
-            [&](const FrameCopy& frame) {
-                report(tree.frames[next], frame);
-                ++next;
-                progress.count("copied", next, tree.frames.size(), "frames");
+            [&](const FrameCopy& frame, size_t index) {
+                report(tree.frames[index], frame);
+                progress.count("copied", index + 1, tree.frames.size(), "frames");
             });
         out.commit();
-        printResult(fmt::format("{}, {}, {}", counted(next, "frame", "frames"),
+        printResult(fmt::format("{}, {}, {}", counted(tree.frames.size(), "frame", "frames"),
                                 counted(files_, "file", "files"), humanBytes(bytes_)));
         if (!options_.settings.empty()) {
             printResult(fmt::format("{} in {}",

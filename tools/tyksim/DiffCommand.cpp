@@ -1,6 +1,6 @@
 // tyksim diff: what two frames, tasks or trees do not have in common.
+#include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
-#include "tools/console/Ordered.h"
 #include "tools/diff/DiffReport.h"
 #include "tools/diff/DifferenceText.h"
 #include "tools/files/CloneFile.h"
@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
-#include <oneapi/tbb/enumerable_thread_specific.h>
 #include <optional>
 #include <set>
 #include <string>
@@ -158,15 +157,15 @@ private:
     }
 
     void comparePairs(const std::vector<FramePair>& pairs, const std::string& maps) {
-        tbb::enumerable_thread_specific<Worker> workers(
-            [this] { return Worker(rules_, commonTable(a_.catalog, b_.catalog)); });
-        size_t next = 0;
-        inOrder<FrameDifference>(
+        forEachOnJobs<FrameDifference>(
             pairs.size(), options_.tree.jobs,
-            [&](size_t index) { return compare(pairs[index], maps, workers.local()); },
-            [&](FrameDifference difference) {
-                take(pairs[next++], std::move(difference));
-                progress_.count("compared", next, pairs.size(), "frames");
+            [this] { return Worker(rules_, commonTable(a_.catalog, b_.catalog)); },
+            [&](Worker& worker, FrameDifference& difference, size_t index) {
+                difference = compare(pairs[index], maps, worker);
+            },
+            [&](FrameDifference& difference, size_t index) {
+                take(pairs[index], std::move(difference));
+                progress_.count("compared", index + 1, pairs.size(), "frames");
             });
     }
 

@@ -1,5 +1,5 @@
 // tyksim export: the images of a tree as pictures and videos.
-#include "tools/console/Ordered.h"
+#include "tools/console/Jobs.h"
 #include "tools/console/Units.h"
 #include "tools/files/CloneFile.h"
 #include "tools/files/OutputPath.h"
@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
-#include <oneapi/tbb/enumerable_thread_specific.h>
 #include <optional>
 #include <string>
 #include <utility>
@@ -226,15 +225,15 @@ private:
     }
 
     void exportFrames(const std::string& folder) {
-        tbb::enumerable_thread_specific<FrameExporter> exporters(
-            [this] { return FrameExporter(options_, tree_.catalog); });
-        size_t next = 0;
-        inOrder<FrameResult>(
+        forEachOnJobs<FrameResult>(
             tree_.frames.size(), options_.reading.tree.jobs,
-            [&](size_t index) { return exporters.local().run(tree_.frames[index], folder); },
-            [&](FrameResult result) {
-                take(tree_.frames[next++], result);
-                progress_.count("exported", next, tree_.frames.size(), "frames");
+            [this] { return FrameExporter(options_, tree_.catalog); },
+            [&](FrameExporter& exporter, FrameResult& result, size_t index) {
+                result = exporter.run(tree_.frames[index], folder);
+            },
+            [&](FrameResult& result, size_t index) {
+                take(tree_.frames[index], result);
+                progress_.count("exported", index + 1, tree_.frames.size(), "frames");
             });
     }
 

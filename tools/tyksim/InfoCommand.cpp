@@ -1,6 +1,6 @@
 // tyksim info: what is in a tree.
+#include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
-#include "tools/console/Ordered.h"
 #include "tools/console/Table.h"
 #include "tools/console/Units.h"
 #include "tools/tyksim/Reading.h"
@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -82,19 +81,16 @@ FrameFacts factsOf(const tyktree::FrameListing& listing) {
 template <typename Take>
 tyktree::TaskStatistics listFrames(const TaskFrames& task, int jobs, Take take) {
     tyktree::TaskStatistics statistics(task.task->frames.size());
-    std::mutex mutex;
-    size_t next = 0;
-    inOrder<FrameFacts>(
+    forEachOnJobs<tyktree::FrameListing>(
         task.frames.size(), jobs,
-        [&](size_t index) {
-            thread_local tyktree::FrameListing listing;
-            const FrameRef& frame = task.frames[index];
-            static_cast<void>(listing.read(frame.path()));
-            const std::lock_guard<std::mutex> lock(mutex);
-            statistics.add(frame.frame->position, listing);
-            return factsOf(listing);
+        [&](tyktree::FrameListing& listing, size_t index) {
+            static_cast<void>(listing.read(task.frames[index].path()));
         },
-        [&](const FrameFacts& facts) { take(task.frames[next++], facts); });
+        [&](const tyktree::FrameListing& listing, size_t index) {
+            const FrameRef& frame = task.frames[index];
+            statistics.add(frame.frame->position, listing);
+            take(frame, factsOf(listing));
+        });
     return statistics;
 }
 

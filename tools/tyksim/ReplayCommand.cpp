@@ -1,6 +1,7 @@
 // tyksim replay: drives the library through a dump tree and looks at what arrives.
 #include "tools/console/FindingPrinter.h"
 #include "tools/console/Interruption.h"
+#include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
 #include "tools/console/Units.h"
 #include "tools/files/OutputPath.h"
@@ -224,8 +225,7 @@ private:
             }
         } sink(findings_);
         tyktree::CheckOptions check;
-        check.jobs = options_.selection.jobs;
-        check.interrupted = [] { return interruption() != 0; };
+        check.execution = executionOn(options_.selection.jobs);
         tyktree::FrameSelection selection = options_.selection.selection();
         if (tree_.frames.front().pipe->id) selection.pipe = session_.pipe;
         tyktree::checkTree(tree_.index, selection, tree_.catalog, check, sink);

@@ -1,7 +1,7 @@
 // tyksim sheet: a page to look at a tree with.
 #include "tools/console/FindingPrinter.h"
+#include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
-#include "tools/console/Ordered.h"
 #include "tools/console/Units.h"
 #include "tools/diff/FrameDifference.h"
 #include "tools/sheet/SheetWriter.h"
@@ -13,7 +13,6 @@
 #include <fmt/format.h>
 #include <map>
 #include <memory>
-#include <oneapi/tbb/enumerable_thread_specific.h>
 #include <optional>
 #include <set>
 #include <string>
@@ -156,21 +155,23 @@ private:
     void addFrames(SheetWriter& writer, const std::vector<tyktree::ValueName>& plots) {
         const PictureSizes sizes =
             PictureSizes::forPage(pairs_.size() * (other_ ? 2 : 1), options_.thumbWidth);
-        tbb::enumerable_thread_specific<Readers> readers([&] {
-            return Readers{SheetFrameReader(table(), plots, sizes),
-                           FrameComparer(everything_, table())};
-        });
-        const auto work = [&](size_t index) { return readPair(pairs_[index], readers.local()); };
-        size_t done = 0;
-        inOrder<SheetPair>(pairs_.size(), jobs_, work, [&](const SheetPair& pair) {
-            const FramePair& refs = pairs_[done];
-            sayUnread(pair);
-            writer.addFrame(refs, pair);
-            if (pair.other) ++compared_;
-            if (!pair.difference.same()) ++different_;
-            ++done;
-            progress_.count("read", done, pairs_.size(), "frames");
-        });
+        forEachOnJobs<SheetPair>(
+            pairs_.size(), jobs_,
+            [&] {
+                return Readers{SheetFrameReader(table(), plots, sizes),
+                               FrameComparer(everything_, table())};
+            },
+            [&](Readers& readers, SheetPair& pair, size_t index) {
+                pair = readPair(pairs_[index], readers);
+            },
+            [&](const SheetPair& pair, size_t index) {
+                const FramePair& refs = pairs_[index];
+                reportUnread(pair);
+                writer.addFrame(refs, pair);
+                if (pair.other) ++compared_;
+                if (!pair.difference.same()) ++different_;
+                progress_.count("read", index + 1, pairs_.size(), "frames");
+            });
     }
 
     static SheetPair readPair(const FramePair& refs, Readers& readers) {
@@ -183,7 +184,7 @@ private:
     }
 
     /// Says what the page cannot show or compare.
-    void sayUnread(const SheetPair& pair) {
+    void reportUnread(const SheetPair& pair) {
         std::set<std::string> lines = pair.mine.problems;
         if (pair.other) lines.insert(pair.other->problems.begin(), pair.other->problems.end());
         lines.insert(pair.difference.problems.begin(), pair.difference.problems.end());
@@ -192,8 +193,7 @@ private:
 
     tyktree::FindingCounts addFindings(const OpenedTree& tree, Side side, SheetWriter& page) {
         tyktree::CheckOptions check;
-        check.jobs = jobs_;
-        check.interrupted = [] { return interruption() != 0; };
+        check.execution = executionOn(jobs_);
         check.progress = [this](uint64_t done, uint64_t of) {
             progress_.count("checked", done, of, "frames");
         };

@@ -1,5 +1,5 @@
 // tyksim track: values from frame to frame.
-#include "tools/console/Ordered.h"
+#include "tools/console/Jobs.h"
 #include "tools/files/OutputPath.h"
 #include "tools/json/TreeJson.h"
 #include "tools/picture/Plot.h"
@@ -76,15 +76,14 @@ public:
                             Ending::kSeal);
         }
         begin();
-        size_t next = 0;
-        inOrder<std::vector<FrameValue>>(
+        using Values = std::vector<FrameValue>;
+        forEachOnJobs<Values>(
             tree_.frames.size(), options_.selection.jobs,
-            [this](size_t index) {
-                return tyktree::FrameValueReader(names_).read(tree_.frames[index].path());
+            [this] { return tyktree::FrameValueReader(names_); },
+            [this](tyktree::FrameValueReader& reader, Values& values, size_t index) {
+                values = reader.read(tree_.frames[index].path());
             },
-            [this, &next](const std::vector<FrameValue>& values) {
-                show(tree_.frames[next++], values);
-            });
+            [this](const Values& values, size_t index) { show(tree_.frames[index], values); });
         if (json_) json_->endList();
         if (drawing) {
             plot_.write(*drawing);

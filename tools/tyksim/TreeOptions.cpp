@@ -1,7 +1,7 @@
 #include "tools/tyksim/TreeOptions.h"
 
+#include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
-#include "tools/console/Ordered.h"
 
 #include <climits>
 

@@ -185,14 +185,14 @@ constexpr Rule kRules[] = {
 };
 // clang-format on
 
-constexpr bool inOrder() {
+constexpr bool idsAreIndices() {
     size_t index = 0;
     for (const Rule& rule : kRules) {
         if (static_cast<size_t>(rule.id) != index++) return false;
     }
     return index == static_cast<size_t>(RuleId::kRecordIncomplete) + 1;
 }
-static_assert(inOrder(), "a rule stands at its id's place");
+static_assert(idsAreIndices(), "the table is indexed by rule id");
 
 }  // namespace
 

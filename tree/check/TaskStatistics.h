@@ -54,7 +54,8 @@ struct Geometry {
     bool operator==(const Geometry& other) const;
 };
 
-/// Fed with a task's listings in any order.
+/// Fed with a task's listings in any order. Several threads may read one object; add() is one
+/// thread's alone.
 class TaskStatistics {
 public:
     explicit TaskStatistics(size_t frames);

@@ -3,7 +3,6 @@
 #include "tags/KnownTags.h"
 #include "tree/check/TaskCheck.h"
 #include "tree/read/FolderReader.h"
-#include "tree/read/InOrder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -49,7 +48,6 @@ private:
     void checkTuningCopy(const std::string& path, std::optional<int> pipe, bool regular,
                          uint64_t bytes);
     void checkTuningCopies();
-    bool interrupted() const { return options_.interrupted && options_.interrupted(); }
 
     const TreeIndex& index_;
     const FrameSelection& selection_;
@@ -131,8 +129,8 @@ void TreeChecker::checkFrames(const PipeEntry& pipe, const TaskEntry& task,
     summary.unseen.resize(task.frames.back().position);
     std::map<int, Geometry> geometries;  // the last of each camera
     FrameJob last;
-    inOrder<FrameJob>(
-        frames.size(), options_.jobs,
+    stopped_ = !forEachInOrder<FrameJob>(
+        frames.size(), options_.execution,
         [&](FrameJob& job, size_t i) { checkFrame(context, *frames[i], job); },
         [&](FrameJob& job, size_t i) {
             takeFrame(summary, *frames[i], job, geometries);
@@ -141,8 +139,6 @@ void TreeChecker::checkFrames(const PipeEntry& pipe, const TaskEntry& task,
             } else {
                 for (const Finding& finding : job.findings.list) sink_.add(finding);
             }
-            stopped_ = interrupted();
-            return !stopped_;
         });
     totals_.files += statistics.files();
     totals_.bytes += statistics.bytes();

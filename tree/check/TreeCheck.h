@@ -3,6 +3,7 @@
 
 #include "tree/check/TaskStatistics.h"
 #include "tree/read/FrameSelection.h"
+#include "tree/read/OrderedWork.h"
 #include "tree/read/TagCatalog.h"
 #include "tree/read/TreeIndex.h"
 
@@ -14,9 +15,8 @@ namespace tyktree {
 struct DumpConfigFile;
 
 struct CheckOptions {
-    bool deep = false;  ///< read contents: unreadable sectors, images of one single value
-    int jobs = 1;       ///< threads over frames
-    std::function<bool()> interrupted;                         ///< asked now and then; may be empty
+    bool deep = false;    ///< read contents: unreadable sectors, images of one single value
+    Execution execution;  ///< over the frames of a task
     std::function<void(uint64_t done, uint64_t of)> progress;  ///< frames; may be empty
 };
 
@@ -32,8 +32,9 @@ struct CheckTotals {
 /// Checks the selected part of a tree: the index's own findings first, then task by task in order,
 /// each task's frames in order, then what only the whole task tells (a tag that some frames lack,
 /// sizes unlike the others', the torn last frame). What concerns most frames of a task is one
-/// finding of the task. Memory does not grow with the number of findings. `catalog` may be empty:
-/// then unknown tags are no finding, and sizes are held against the other frames' only.
+/// finding of the task. Memory does not grow with the number of findings. The calling thread gives
+/// the sink its findings and calls `progress`. `catalog` may be empty: then unknown tags are no
+/// finding, and sizes are held against the other frames' only.
 CheckTotals checkTree(const TreeIndex& index, const FrameSelection& selection,
                       const TagCatalog& catalog, const CheckOptions& options, FindingSink& sink);
 
