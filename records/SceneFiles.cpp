@@ -3,12 +3,12 @@
 #include "core/FrameGuard.h"
 #include "core/LogLine.h"
 #include "core/PipelineSimulation.h"
+#include "core/Unaligned.h"
 #include "core/XmlFile.h"
 #include "records/SceneLayout.h"
 #include "records/SceneXml.h"
 
 #include <array>
-#include <cstring>
 #include <string>
 
 namespace {
@@ -44,10 +44,13 @@ void readBlock(const std::string& folder, const SceneBlock& block, unsigned char
 }
 
 void logExposures(const unsigned char* record) {
-    float ev[3];
-    std::memcpy(ev, record + kSceneExposures, sizeof(ev));
-    TYK_LOG_AS(kDetail, "loadISceneInfo", "hdr_detect_out ev [%f, %f, %f]",
-               static_cast<double>(ev[0]), static_cast<double>(ev[1]), static_cast<double>(ev[2]));
+    std::array<double, kSceneExposures> ev{};
+    auto* next = ev.data();
+    for (const SceneField& field : kSceneFields) {
+        if (field.missing != SceneDefault::kKeep) continue;
+        *next++ = static_cast<double>(loadNumber<float>(record + field.offset));
+    }
+    TYK_LOG_AS(kDetail, "loadISceneInfo", "hdr_detect_out ev [%f, %f, %f]", ev[0], ev[1], ev[2]);
 }
 
 }  // namespace

@@ -3,7 +3,10 @@
 // dumped, and is zero in a replay.
 #pragma once
 
+#include "core/FieldType.h"
+
 #include <cstdint>
+#include <string_view>
 
 constexpr uint32_t kSceneTag = 2118;
 constexpr const char* kSceneTagName = "KELV_TAG_ISCENE_INFO";
@@ -12,19 +15,28 @@ constexpr int kSceneRecordBytes = 8512;
 /// Pipe type on which a dump entry of kSceneTag writes the record's files.
 constexpr int kScenePipe = 1;
 
-enum class SceneType { kUnsigned, kSigned, kFloat, kUnsigned64 };
-
 /// What replay does with a field whose parent element is missing: the record gets zero, or keeps
 /// what the raw block brought.
 enum class SceneDefault { kZero, kKeep };
 
-/// One field that the XML file names.
+/// One field that the XML file names: a single number.
 struct SceneField {
     int offset;  ///< in the record, bytes
-    int width;   ///< bytes
-    SceneType type;
+    FieldType type;
     SceneDefault missing;
     const char* path;  ///< element below "iSceneInfo"; the last piece holds the value
+
+    constexpr int width() const { return static_cast<int>(bytesOf(type)); }  ///< bytes
+
+    /// The path of the element that holds the value's element.
+    constexpr std::string_view parentPath() const {
+        return std::string_view(path).substr(0, std::string_view(path).rfind('/'));
+    }
+
+    /// The name of the value's element.
+    constexpr std::string_view leafName() const {
+        return std::string_view(path).substr(std::string_view(path).rfind('/') + 1);
+    }
 };
 
 /// The named fields in document order.
@@ -32,31 +44,26 @@ struct SceneField {
 /// Detection has total before normal (520, 524) and the capture has normal before total (404, 408);
 /// the three exposure values lie in the detection block, not in the HDR block whose element names
 /// them; and the AF region's name is misspelled in every file there is. All of it is the format.
-constexpr SceneField kSceneFields[] = {
+inline constexpr SceneField kSceneFields[] = {
     // clang-format off
-    {528, 4, SceneType::kFloat, SceneDefault::kKeep, "cap_info/detect_out/hdr_detect_out/ev0"},
-    {532, 4, SceneType::kFloat, SceneDefault::kKeep, "cap_info/detect_out/hdr_detect_out/ev1"},
-    {536, 4, SceneType::kFloat, SceneDefault::kKeep, "cap_info/detect_out/hdr_detect_out/ev2"},
-    {464, 4, SceneType::kUnsigned, SceneDefault::kZero, "cap_info/detect_out/postproc_type"},
-    {524, 4, SceneType::kSigned, SceneDefault::kZero, "cap_info/detect_out/normal_num"},
-    {520, 4, SceneType::kSigned, SceneDefault::kZero, "cap_info/detect_out/total_num"},
-    {400, 4, SceneType::kUnsigned, SceneDefault::kZero, "cap_info/postproc_type"},
-    {404, 4, SceneType::kSigned, SceneDefault::kZero, "cap_info/normal_num"},
-    {408, 4, SceneType::kSigned, SceneDefault::kZero, "cap_info/total_num"},
-    {7060, 4, SceneType::kFloat, SceneDefault::kZero, "threeA_info/ae_info/cur_ev"},
-    {7132, 4, SceneType::kUnsigned, SceneDefault::kZero, "threeA_info/ae_info/total_gain"},
-    {7160, 8, SceneType::kUnsigned64, SceneDefault::kZero, "threeA_info/ae_info/exp_time"},
-    {8452, 4, SceneType::kUnsigned, SceneDefault::kZero, "threeA_info/af_info/af_roi_regoin/sx"},
-    {8456, 4, SceneType::kUnsigned, SceneDefault::kZero, "threeA_info/af_info/af_roi_regoin/sy"},
-    {8460, 4, SceneType::kUnsigned, SceneDefault::kZero, "threeA_info/af_info/af_roi_regoin/ex"},
-    {8464, 4, SceneType::kUnsigned, SceneDefault::kZero, "threeA_info/af_info/af_roi_regoin/ey"},
+    {528, FieldType::f32, SceneDefault::kKeep, "cap_info/detect_out/hdr_detect_out/ev0"},
+    {532, FieldType::f32, SceneDefault::kKeep, "cap_info/detect_out/hdr_detect_out/ev1"},
+    {536, FieldType::f32, SceneDefault::kKeep, "cap_info/detect_out/hdr_detect_out/ev2"},
+    {464, FieldType::u32, SceneDefault::kZero, "cap_info/detect_out/postproc_type"},
+    {524, FieldType::i32, SceneDefault::kZero, "cap_info/detect_out/normal_num"},
+    {520, FieldType::i32, SceneDefault::kZero, "cap_info/detect_out/total_num"},
+    {400, FieldType::u32, SceneDefault::kZero, "cap_info/postproc_type"},
+    {404, FieldType::i32, SceneDefault::kZero, "cap_info/normal_num"},
+    {408, FieldType::i32, SceneDefault::kZero, "cap_info/total_num"},
+    {7060, FieldType::f32, SceneDefault::kZero, "threeA_info/ae_info/cur_ev"},
+    {7132, FieldType::u32, SceneDefault::kZero, "threeA_info/ae_info/total_gain"},
+    {7160, FieldType::u64, SceneDefault::kZero, "threeA_info/ae_info/exp_time"},
+    {8452, FieldType::u32, SceneDefault::kZero, "threeA_info/af_info/af_roi_regoin/sx"},
+    {8456, FieldType::u32, SceneDefault::kZero, "threeA_info/af_info/af_roi_regoin/sy"},
+    {8460, FieldType::u32, SceneDefault::kZero, "threeA_info/af_info/af_roi_regoin/ex"},
+    {8464, FieldType::u32, SceneDefault::kZero, "threeA_info/af_info/af_roi_regoin/ey"},
     // clang-format on
 };
-
-/// The element whose absence leaves the exposure values alone, and where in the record the three
-/// floats begin.
-constexpr const char* kSceneHdrPath = "cap_info/detect_out/hdr_detect_out";
-constexpr int kSceneExposures = 528;
 
 /// One part of the record that is stored raw in a file of its own.
 struct SceneBlock {
@@ -66,7 +73,7 @@ struct SceneBlock {
 };
 
 /// The raw blocks, in the order in which they are written and read.
-constexpr SceneBlock kSceneBlocks[] = {
+inline constexpr SceneBlock kSceneBlocks[] = {
     {5368, 824, "ISCENE_CAP_INFO_HDR_DETECT_OUT.bin"},
     {464, 4904, "ISCENE_CAP_INFO_DETECT_OUT.bin"},
 };
@@ -74,16 +81,25 @@ constexpr SceneBlock kSceneBlocks[] = {
 constexpr const char* kSceneXmlName = "iSceneInfo.xml";
 constexpr const char* kSceneRootName = "iSceneInfo";  ///< the XML's document element
 
+/// How many fields keep what the raw block brought: the exposure values.
+constexpr int kSceneExposures = 3;
+
+constexpr bool isSceneType(FieldType type) {
+    return type == FieldType::u32 || type == FieldType::i32 || type == FieldType::f32 ||
+           type == FieldType::u64;
+}
+
 constexpr bool sceneLayoutFits() {
+    int exposures = 0;
     for (const SceneField& field : kSceneFields) {
-        const int width = field.type == SceneType::kUnsigned64 ? 8 : 4;
-        if (field.width != width || field.offset < 0) return false;
-        if (field.offset + field.width > kSceneRecordBytes) return false;
+        if (!isSceneType(field.type) || field.offset < 0) return false;
+        if (field.offset + field.width() > kSceneRecordBytes) return false;
+        if (field.missing == SceneDefault::kKeep) ++exposures;
     }
     for (const SceneBlock& block : kSceneBlocks) {
         if (block.offset < 0 || block.offset + block.bytes > kSceneRecordBytes) return false;
     }
-    return true;
+    return exposures == kSceneExposures;
 }
 static_assert(sceneLayoutFits(), "every field and block lies within the record");
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the record is little-endian");

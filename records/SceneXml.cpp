@@ -1,11 +1,11 @@
 // The XML file of the scene-detection record, as a document.
 #include "records/SceneXml.h"
 
+#include "core/Unaligned.h"
 #include "records/SceneLayout.h"
 
 #include <algorithm>
 #include <clocale>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -31,18 +31,6 @@ private:
     locale_t before_;
 };
 
-template <typename Value>
-Value load(const unsigned char* record, int offset) {
-    Value value;
-    std::memcpy(&value, record + offset, sizeof(value));
-    return value;
-}
-
-template <typename Value>
-void store(unsigned char* record, int offset, Value value) {
-    std::memcpy(record + offset, &value, sizeof(value));
-}
-
 pugi::xml_node findChild(pugi::xml_node parent, std::string_view name) {
     for (const pugi::xml_node child : parent.children()) {
         if (name == child.name()) return child;
@@ -65,42 +53,34 @@ pugi::xml_node descend(pugi::xml_node node, std::string_view path, Step step) {
     return node;
 }
 
-std::string_view parentPath(std::string_view path) {
-    return path.substr(0, path.rfind('/'));
-}
-
-std::string_view leafName(std::string_view path) {
-    return path.substr(path.rfind('/') + 1);
-}
-
 bool setText(pugi::xml_text text, const SceneField& field, const unsigned char* record) {
+    const unsigned char* const from = record + field.offset;
     switch (field.type) {
-        case SceneType::kUnsigned:
-            return text.set(load<unsigned int>(record, field.offset));
-        case SceneType::kSigned:
-            return text.set(load<int>(record, field.offset));
-        case SceneType::kFloat:
-            return text.set(load<float>(record, field.offset));
-        case SceneType::kUnsigned64:
-            break;
+        case FieldType::u32:
+            return text.set(loadNumber<unsigned int>(from));
+        case FieldType::i32:
+            return text.set(loadNumber<int>(from));
+        case FieldType::f32:
+            return text.set(loadNumber<float>(from));
+        default:  // u64: the record has no others
+            return text.set(loadNumber<unsigned long long>(from));
     }
-    return text.set(load<unsigned long long>(record, field.offset));
 }
 
 /// Unsigned fields are read as signed numbers too and so saturate at the signed maximum.
 void storeText(pugi::xml_text text, const SceneField& field, unsigned char* record) {
+    unsigned char* const to = record + field.offset;
     switch (field.type) {
-        case SceneType::kUnsigned:
-        case SceneType::kSigned:
-            store(record, field.offset, text.as_int());
+        case FieldType::u32:
+        case FieldType::i32:
+            storeNumber(to, text.as_int());
             return;
-        case SceneType::kFloat:
-            store(record, field.offset, text.as_float());
+        case FieldType::f32:
+            storeNumber(to, text.as_float());
             return;
-        case SceneType::kUnsigned64:
-            break;
+        default:  // u64: the record has no others
+            storeNumber(to, text.as_llong());
     }
-    store(record, field.offset, text.as_llong());
 }
 
 }  // namespace
@@ -113,10 +93,11 @@ bool buildSceneDocument(pugi::xml_document& document, const unsigned char* recor
         return found ? found : appendChild(parent, name);
     };
     for (const SceneField& field : kSceneFields) {
-        const pugi::xml_node parent = descend(root, parentPath(field.path), findOrAppend);
-        const pugi::xml_node leaf = appendChild(parent, leafName(field.path));
+        const pugi::xml_node parent = descend(root, field.parentPath(), findOrAppend);
+        const std::string_view name = field.leafName();
+        const pugi::xml_node leaf = appendChild(parent, name);
         // A leaf without its name was made by a library that could not store the name.
-        if (!leaf || leafName(field.path) != leaf.name()) return false;
+        if (!leaf || name != leaf.name()) return false;
         if (!setText(leaf.text(), field, record)) return false;
     }
     return true;
@@ -126,13 +107,21 @@ void saveSceneDocument(const pugi::xml_document& document, pugi::xml_writer& wri
     document.save(writer, " ", pugi::format_indent, pugi::encoding_utf8);
 }
 
+pugi::xml_node findSceneElement(const pugi::xml_document& document, const SceneField& field) {
+    return descend(document.child(kSceneRootName), field.path, findChild);
+}
+
 bool readSceneFields(const pugi::xml_document& document, unsigned char* record) {
     const ClassicLocale locale;
     const pugi::xml_node root = document.child(kSceneRootName);
+    bool hasExposures = false;
     for (const SceneField& field : kSceneFields) {
-        const pugi::xml_node parent = descend(root, parentPath(field.path), findChild);
-        if (!parent && field.missing == SceneDefault::kKeep) continue;
-        storeText(findChild(parent, leafName(field.path)).text(), field, record);
+        const pugi::xml_node parent = descend(root, field.parentPath(), findChild);
+        if (field.missing == SceneDefault::kKeep) {
+            if (!parent) continue;
+            hasExposures = true;
+        }
+        storeText(findChild(parent, field.leafName()).text(), field, record);
     }
-    return static_cast<bool>(descend(root, kSceneHdrPath, findChild));
+    return hasExposures;
 }

@@ -7,6 +7,8 @@
 
 #include <pugixml.hpp>
 
+struct SceneField;
+
 /// Fills the empty `document` with the record's named fields. Returns false when memory ran out,
 /// which the XML library shows only in the empty nodes it hands out; half a document stands there
 /// then, which would replay as zeros.
@@ -14,6 +16,9 @@ bool buildSceneDocument(pugi::xml_document& document, const unsigned char* recor
 
 /// Gives the document's text to `writer`, byte for byte as the file holds it.
 void saveSceneDocument(const pugi::xml_document& document, pugi::xml_writer& writer);
+
+/// The element that holds the field's value; empty where it or one above it is missing.
+pugi::xml_node findSceneElement(const pugi::xml_document& document, const SceneField& field);
 
 /// Lays the document's values over `record`: what is missing becomes 0 or stays, as kSceneFields
 /// says of it. Returns whether the element of the exposure values is there.

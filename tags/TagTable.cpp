@@ -27,18 +27,17 @@ namespace {
 constexpr size_t kMaxFileBytes = size_t{16} << 20;
 constexpr int kPipePatience = 10000;  // milliseconds
 
-struct TypeInfo {
+struct TypeName {
     std::string_view name;
     FieldType type;
-    uint32_t bytes;
 };
 
 // In the order of FieldType.
-constexpr TypeInfo kTypes[] = {
-    {"u8", FieldType::u8, 1},   {"i8", FieldType::i8, 1},    {"u16", FieldType::u16, 2},
-    {"i16", FieldType::i16, 2}, {"u32", FieldType::u32, 4},  {"i32", FieldType::i32, 4},
-    {"u64", FieldType::u64, 8}, {"i64", FieldType::i64, 8},  {"f32", FieldType::f32, 4},
-    {"f64", FieldType::f64, 8}, {"char", FieldType::text, 1}};
+constexpr TypeName kTypes[] = {
+    {"u8", FieldType::u8},   {"i8", FieldType::i8},    {"u16", FieldType::u16},
+    {"i16", FieldType::i16}, {"u32", FieldType::u32},  {"i32", FieldType::i32},
+    {"u64", FieldType::u64}, {"i64", FieldType::i64},  {"f32", FieldType::f32},
+    {"f64", FieldType::f64}, {"char", FieldType::text}};
 
 std::string quoted(std::string_view text) {
     constexpr size_t kShown = 64;
@@ -215,7 +214,7 @@ bool parseKind(std::string_view text, TagKind& kind) {
 bool parseType(std::string_view text, FieldType& type) {
     const auto* const found =
         std::find_if(std::begin(kTypes), std::end(kTypes),
-                     [text](const TypeInfo& info) { return info.name == text; });
+                     [text](const TypeName& one) { return one.name == text; });
     if (found == std::end(kTypes)) return false;
     type = found->type;
     return true;
@@ -223,7 +222,7 @@ bool parseType(std::string_view text, FieldType& type) {
 
 std::string allTypes() {
     std::string names;
-    for (const TypeInfo& info : kTypes) names.append(names.empty() ? "" : ", ").append(info.name);
+    for (const TypeName& type : kTypes) names.append(names.empty() ? "" : ", ").append(type.name);
     return names;
 }
 
@@ -389,10 +388,6 @@ Status writeFile(const std::string& path, const std::string& text) {
 
 std::string_view nameOf(FieldType type) {
     return kTypes[static_cast<size_t>(type)].name;
-}
-
-uint32_t bytesOf(FieldType type) {
-    return kTypes[static_cast<size_t>(type)].bytes;
 }
 
 Result<std::vector<TagEntry>> readTagTable(const std::string& path, TableSource source) {

@@ -4,6 +4,7 @@
 // Threads: any. Errors: the operations let std::bad_alloc through.
 #pragma once
 
+#include "core/FieldType.h"
 #include "tags/Problem.h"
 
 #include <cstdint>
@@ -19,14 +20,10 @@ enum class TagKind {
     block,  ///< a BlockParamDesc; `size` is that of the descriptor's usual block, for information
 };
 
-/// What the bytes of a field mean. Numbers are little-endian; text is "char" in the file.
-enum class FieldType { u8, i8, u16, i16, u32, i32, u64, i64, f32, f64, text };
+using ::FieldType;
 
-/// The type's name in a tag table.
+/// The type's name in a tag table; that of text is "char".
 std::string_view nameOf(FieldType type);
-
-/// Bytes of one element of the type.
-uint32_t bytesOf(FieldType type);
 
 /// A named part of a tag's value. Fields may overlap.
 struct TagField {

@@ -147,7 +147,7 @@ std::vector<ByteRange> DiffRules::ignoredBytes(const std::string& tag) const {
     std::vector<ByteRange> ranges;
     for (const tyktree::ValueName& name : ignored) {
         if (!name.field || name.tagName != tag) continue;
-        const uint32_t one = tyktags::bytesOf(name.field->type);
+        const uint32_t one = bytesOf(name.field->type);
         if (name.element) {
             ranges.push_back({name.field->offset + uint64_t{*name.element} * one, one});
         } else {
@@ -163,15 +163,14 @@ std::vector<ByteRange> DiffRules::ignoredScene(int offset, int bytes) const {
         const ::SceneField* const field = name.scene;
         if (!field || field->offset < offset || field->offset >= offset + bytes) continue;
         ranges.push_back(
-            {static_cast<uint64_t>(field->offset - offset), static_cast<uint64_t>(field->width)});
+            {static_cast<uint64_t>(field->offset - offset), static_cast<uint64_t>(field->width())});
     }
     return ranges;
 }
 
 bool DiffRules::ignoresScene(const ::SceneField& field) const {
-    // By their place: every source file has a table of fields of its own.
     return std::any_of(ignored.begin(), ignored.end(), [&](const tyktree::ValueName& name) {
-        return name.scene && name.scene->offset == field.offset;
+        return name.scene == &field;
     });
 }
 

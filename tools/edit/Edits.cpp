@@ -79,7 +79,7 @@ bool checkSize(const std::string& setting, const std::string& tagName, size_t si
 
 Ramp::Kind kindOf(const tyktree::ValueName& name) {
     if (name.scene) {
-        const bool isReal = name.scene->type == SceneType::kFloat;
+        const bool isReal = name.scene->type == FieldType::f32;
         return isReal ? Ramp::Kind::kReal : Ramp::Kind::kSigned;
     }
     switch (name.field->type) {
@@ -102,9 +102,9 @@ void addBytes(const tyktree::ValueName& name, SceneBytes& bytes) {
     size_t count = kSceneRecordBytes;
     if (name.scene) {
         begin = static_cast<size_t>(name.scene->offset);
-        count = static_cast<size_t>(name.scene->width);
+        count = static_cast<size_t>(name.scene->width());
     } else if (name.field) {
-        const size_t width = tyktags::bytesOf(name.field->type);
+        const size_t width = bytesOf(name.field->type);
         begin = name.field->offset + width * name.element.value_or(0);
         count = name.element ? width : static_cast<size_t>(name.field->bytes());
     }

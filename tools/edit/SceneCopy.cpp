@@ -55,7 +55,7 @@ std::optional<std::string> SceneCopy::blockOf(const ::SceneBlock& block,
 
 bool SceneCopy::isSet(const ::SceneField& field) const {
     const auto first = static_cast<size_t>(field.offset);
-    for (size_t i = 0; i < static_cast<size_t>(field.width); ++i) {
+    for (size_t i = 0; i < static_cast<size_t>(field.width()); ++i) {
         if (set_.test(first + i)) return true;
     }
     return false;

@@ -18,7 +18,7 @@ Owners ownersOfBytes() {
         for (int i = offset; i < offset + size; ++i) owners[static_cast<size_t>(i)] = owner;
     };
     for (const ::SceneBlock& block : kSceneBlocks) mark(block.offset, block.bytes, Owner::block);
-    for (const ::SceneField& field : kSceneFields) mark(field.offset, field.width, Owner::field);
+    for (const ::SceneField& field : kSceneFields) mark(field.offset, field.width(), Owner::field);
     return owners;
 }
 

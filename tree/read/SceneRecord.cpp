@@ -1,9 +1,11 @@
 #include "tree/read/SceneRecord.h"
 
+#include "core/Unaligned.h"
 #include "core/XmlFile.h"
 #include "records/SceneXml.h"
 #include "tree/read/FileBytes.h"
 #include "tree/read/FolderReader.h"
+#include "tree/read/Values.h"
 #include "tree/read/XmlExtra.h"
 
 #include <climits>
@@ -24,27 +26,20 @@ namespace {
 
 using Field = ::SceneField;
 
-std::string_view leafOf(const Field& field) {
-    const std::string_view path = field.path;
-    return path.substr(path.rfind('/') + 1);
-}
-
 template <typename Number>
 Number load(const Field& field, const SceneRecord& record) {
-    Number number;
-    std::memcpy(&number, record.bytes.data() + field.offset, sizeof(number));
-    return number;
+    return loadNumber<Number>(record.bytes.data() + field.offset);
 }
 
 template <typename Number>
 void store(const Field& field, SceneRecord& record, Number number) {
-    std::memcpy(record.bytes.data() + field.offset, &number, sizeof(number));
+    storeNumber(record.bytes.data() + field.offset, number);
 }
 
 bool equal(const Field& field, const SceneRecord& a, const SceneRecord& b) {
     const auto offset = static_cast<size_t>(field.offset);
     return std::memcmp(a.bytes.data() + offset, b.bytes.data() + offset,
-                       static_cast<size_t>(field.width)) == 0;
+                       static_cast<size_t>(field.width())) == 0;
 }
 
 /// The largest integer that a field's text can bring into a record, and the smallest.
@@ -53,14 +48,14 @@ struct Range {
     int64_t most;
 };
 
-Range rangeOf(SceneType type) {
-    if (type == SceneType::kSigned) return {INT_MIN, INT_MAX};
-    if (type == SceneType::kUnsigned) return {0, INT_MAX};
+Range rangeOf(FieldType type) {
+    if (type == FieldType::i32) return {INT_MIN, INT_MAX};
+    if (type == FieldType::u32) return {0, INT_MAX};
     return {0, INT64_MAX};
 }
 
-std::string rangeText(SceneType type) {
-    if (type == SceneType::kFloat) return "a 32-bit floating-point number";
+std::string rangeText(FieldType type) {
+    if (type == FieldType::f32) return "a 32-bit floating-point number";
     const Range range = rangeOf(type);
     return "a whole number from " + std::to_string(range.least) + " to " +
            std::to_string(range.most);
@@ -106,18 +101,6 @@ const FileEntry* parameterFile(const FrameListing& listing) {
         }
     }
     return nullptr;
-}
-
-/// The element of a field; empty where it or one above it is missing.
-pugi::xml_node elementOf(const pugi::xml_document& document, const Field& field) {
-    pugi::xml_node node = document.child("iSceneInfo");
-    std::string path = field.path;
-    for (size_t at = 0; node && at <= path.size();) {
-        const size_t end = std::min(path.find('/', at), path.size());
-        node = node.child(path.substr(at, end - at).c_str());
-        at = end + 1;
-    }
-    return node;
 }
 
 /// What the blocks' files of a frame bring, and which were read.
@@ -226,7 +209,7 @@ private:
         }
         std::set<pugi::xml_node> repeated;
         for (const Field& field : kSceneFields) {
-            pugi::xml_node element = elementOf(document, field);
+            pugi::xml_node element = findSceneElement(document, field);
             for (; element; element = element.parent()) {
                 if (!element.next_sibling(element.name())) continue;
                 if (element == document.document_element()) continue;  // outside the root
@@ -238,7 +221,7 @@ private:
     }
 
     void checkField(const pugi::xml_document& document, const Field& field) {
-        const pugi::xml_node element = elementOf(document, field);
+        const pugi::xml_node element = findSceneElement(document, field);
         if (!element) {
             add(RuleId::kSceneFieldMissing, kSceneXmlName, std::string("the element ") + field.path,
                 "none");
@@ -247,7 +230,7 @@ private:
         const std::string text(trimmed(element.text().get()));
         float real = 0;
         int64_t integer = 0;
-        const bool fits = field.type == SceneType::kFloat
+        const bool fits = field.type == FieldType::f32
                               ? parseFloat(text, real)
                               : parseInteger(text, rangeOf(field.type), integer);
         if (fits) return;
@@ -284,16 +267,16 @@ private:
 
     /// Whether a field's value was lost on the way through the text, which is a finding already.
     static bool saturated(const Field& field, const SceneRecord& dumped) {
-        if (field.type == SceneType::kUnsigned) return load<uint32_t>(field, dumped) > INT_MAX;
-        return field.type == SceneType::kUnsigned64 && load<uint64_t>(field, dumped) > INT64_MAX;
+        if (field.type == FieldType::u32) return load<uint32_t>(field, dumped) > INT_MAX;
+        return field.type == FieldType::u64 && load<uint64_t>(field, dumped) > INT64_MAX;
     }
 
     void compareBlocks(const SceneRecord& dumped) {
         SceneRecord masked = dumped;  // fields are compared one by one
         SceneRecord blocks = blocks_.record;
         for (const Field& field : kSceneFields) {
-            std::memset(masked.bytes.data() + field.offset, 0, static_cast<size_t>(field.width));
-            std::memset(blocks.bytes.data() + field.offset, 0, static_cast<size_t>(field.width));
+            std::memset(masked.bytes.data() + field.offset, 0, static_cast<size_t>(field.width()));
+            std::memset(blocks.bytes.data() + field.offset, 0, static_cast<size_t>(field.width()));
         }
         for (size_t i = 0; i < std::size(kSceneBlocks); ++i) {
             if (!blocks_.read[i]) continue;
@@ -332,7 +315,7 @@ const Field* findSceneField(std::string_view name) {
     const Field* found = nullptr;
     for (const Field& field : kSceneFields) {
         if (name == field.path) return &field;
-        if (name != leafOf(field)) continue;
+        if (name != field.leafName()) continue;
         if (found) return nullptr;
         found = &field;
     }
@@ -340,23 +323,11 @@ const Field* findSceneField(std::string_view name) {
 }
 
 std::string sceneText(const Field& field, const SceneRecord& record) {
-    if (field.type != SceneType::kFloat) return sceneXmlText(field, record);
-    char digits[64];
-    const auto result = std::to_chars(digits, digits + sizeof(digits), load<float>(field, record));
-    return {digits, result.ptr};
+    return toText(sceneValue(field, record));
 }
 
 std::string sceneXmlText(const Field& field, const SceneRecord& record) {
-    switch (field.type) {
-        case SceneType::kUnsigned:
-            return std::to_string(load<uint32_t>(field, record));
-        case SceneType::kSigned:
-            return std::to_string(load<int32_t>(field, record));
-        case SceneType::kUnsigned64:
-            return std::to_string(load<uint64_t>(field, record));
-        case SceneType::kFloat:
-            break;
-    }
+    if (field.type != FieldType::f32) return toText(sceneValue(field, record));
     char digits[32];
     const auto value = static_cast<double>(load<float>(field, record));
     static_cast<void>(std::snprintf(digits, sizeof(digits), "%.9g", value));
@@ -366,13 +337,13 @@ std::string sceneXmlText(const Field& field, const SceneRecord& record) {
 std::string setSceneField(const Field& field, std::string_view text, SceneRecord& record) {
     float real = 0;
     int64_t integer = 0;
-    if (field.type == SceneType::kFloat) {
+    if (field.type == FieldType::f32) {
         if (parseFloat(std::string(text), real)) {
             store(field, record, real);
             return "";
         }
     } else if (parseInteger(text, rangeOf(field.type), integer)) {
-        if (field.type == SceneType::kUnsigned64) {
+        if (field.type == FieldType::u64) {
             store(field, record, static_cast<uint64_t>(integer));
         } else {
             store(field, record, static_cast<int32_t>(integer));

@@ -85,12 +85,10 @@ Change inserted(std::string_view text, pugi::xml_node node, const std::string& c
 std::string fieldsIn(std::string_view path, const ::SceneField& field, const SceneRecord& record) {
     std::string content;
     for (const ::SceneField& other : kSceneFields) {
-        const std::string_view otherPath = other.path;
-        const size_t slash = otherPath.rfind('/');
         const bool isKept = other.missing == SceneDefault::kKeep;
-        const bool isWanted = isKept || otherPath == field.path;
-        if (!isWanted || otherPath.substr(0, slash) != path) continue;
-        content += element(otherPath.substr(slash + 1), sceneXmlText(other, record));
+        const bool isWanted = isKept || std::string_view(other.path) == field.path;
+        if (!isWanted || other.parentPath() != path) continue;
+        content += element(other.leafName(), sceneXmlText(other, record));
     }
     return content;
 }

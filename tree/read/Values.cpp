@@ -1,5 +1,6 @@
 #include "tree/read/Values.h"
 
+#include "core/Unaligned.h"
 #include "tags/NearestNames.h"
 
 #include <algorithm>
@@ -15,7 +16,6 @@ namespace tyktree {
 
 namespace {
 
-using tyktags::FieldType;
 using tyktags::TagField;
 
 template <typename Number>
@@ -23,13 +23,6 @@ std::string shortest(Number number) {
     std::array<char, 64> digits{};
     const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), number);
     return {digits.data(), result.ptr};
-}
-
-template <typename Number>
-Number load(const uint8_t* from) {
-    Number number;
-    std::memcpy(&number, from, sizeof(number));
-    return number;
 }
 
 /// A 32-bit float as the number that its shortest decimal form says: 0.1, not
@@ -44,23 +37,23 @@ Value decodeOne(FieldType type, const uint8_t* from) {
         case FieldType::u8:
             return uint64_t{*from};
         case FieldType::i8:
-            return int64_t{load<int8_t>(from)};
+            return int64_t{loadNumber<int8_t>(from)};
         case FieldType::u16:
-            return uint64_t{load<uint16_t>(from)};
+            return uint64_t{loadNumber<uint16_t>(from)};
         case FieldType::i16:
-            return int64_t{load<int16_t>(from)};
+            return int64_t{loadNumber<int16_t>(from)};
         case FieldType::u32:
-            return uint64_t{load<uint32_t>(from)};
+            return uint64_t{loadNumber<uint32_t>(from)};
         case FieldType::i32:
-            return int64_t{load<int32_t>(from)};
+            return int64_t{loadNumber<int32_t>(from)};
         case FieldType::u64:
-            return load<uint64_t>(from);
+            return loadNumber<uint64_t>(from);
         case FieldType::i64:
-            return load<int64_t>(from);
+            return loadNumber<int64_t>(from);
         case FieldType::f32:
-            return asPeopleReadIt(load<float>(from));
+            return asPeopleReadIt(loadNumber<float>(from));
         case FieldType::f64:
-            return load<double>(from);
+            return loadNumber<double>(from);
         case FieldType::text:
             break;
     }
@@ -73,7 +66,7 @@ std::string encodeInteger(std::string_view text, uint8_t* to) {
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
     if (error == std::errc() && stop == end) {
-        std::memcpy(to, &number, sizeof(number));
+        storeNumber(to, number);
         return "";
     }
     using Limits = std::numeric_limits<Integer>;
@@ -90,7 +83,7 @@ std::string encodeReal(std::string_view text, uint8_t* to) {
     // What is finite must stay so; inf and nan may be written out.
     const bool overflows = std::isinf(number) && copy.find_first_of("iI") == std::string::npos;
     if (!copy.empty() && end == copy.c_str() + copy.size() && !overflows) {
-        std::memcpy(to, &number, sizeof(number));
+        storeNumber(to, number);
         return "";
     }
     return "expected a number of at most " + shortest(std::numeric_limits<Real>::max()) +
@@ -177,9 +170,7 @@ std::vector<std::string> allNames(const TagCatalog& catalog,
         for (const TagField& field : tag.fields) names.push_back(tag.name + "." + field.name);
     }
     for (const ::SceneField& field : kSceneFields) {
-        const std::string path = field.path;
-        const std::string leaf = path.substr(path.rfind('/') + 1);
-        names.push_back(findSceneField(leaf) ? leaf : path);
+        names.emplace_back(findSceneField(field.leafName()) ? field.leafName() : field.path);
     }
     return names;
 }
@@ -204,8 +195,7 @@ std::string refusalOfField(std::string_view name, const tyktags::TagEntry& tag) 
                              const std::vector<std::string>& tagNames) {
     std::vector<std::string> candidates;
     for (const ::SceneField& field : kSceneFields) {
-        const std::string_view path = field.path;
-        if (path.substr(path.rfind('/') + 1) == name) candidates.emplace_back(path);
+        if (field.leafName() == name) candidates.emplace_back(field.path);
     }
     const std::string given = "\"" + std::string(name) + "\"";
     if (!candidates.empty()) {
@@ -282,14 +272,14 @@ std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size
         values.emplace_back(std::string(text, strnlen(text, length)));
         return values;
     }
-    const size_t width = tyktags::bytesOf(field.type);
+    const size_t width = bytesOf(field.type);
     const size_t count = std::min<size_t>(field.count, room / width);
     for (size_t i = 0; i < count; ++i) values.push_back(decodeOne(field.type, from + i * width));
     return values;
 }
 
 std::string shortfall(const TagField& field, std::optional<uint32_t> element, uint64_t size) {
-    const uint64_t width = tyktags::bytesOf(field.type);
+    const uint64_t width = bytesOf(field.type);
     const uint64_t room = size - std::min<uint64_t>(size, field.offset);
     const uint64_t wanted = width * (element ? uint64_t{*element} + 1 : field.count);
     if (room >= wanted) return "";
@@ -302,7 +292,7 @@ std::string shortfall(const TagField& field, std::optional<uint32_t> element, ui
 
 std::string encodeField(const TagField& field, std::optional<uint32_t> element,
                         std::string_view text, uint8_t* bytes, size_t size) {
-    const size_t width = tyktags::bytesOf(field.type);
+    const size_t width = bytesOf(field.type);
     if (field.offset + width * field.count > size) {
         return "expected a value of at least " +
                std::to_string(field.offset + width * field.count) + " bytes, found " +
@@ -324,23 +314,7 @@ std::string encodeField(const TagField& field, std::optional<uint32_t> element,
 }
 
 Value sceneValue(const ::SceneField& field, const SceneRecord& record) {
-    TagField layout;
-    layout.offset = static_cast<uint32_t>(field.offset);
-    layout.count = 1;
-    switch (field.type) {
-        case SceneType::kUnsigned:
-            layout.type = FieldType::u32;
-            break;
-        case SceneType::kSigned:
-            layout.type = FieldType::i32;
-            break;
-        case SceneType::kFloat:
-            layout.type = FieldType::f32;
-            break;
-        case SceneType::kUnsigned64:
-            layout.type = FieldType::u64;
-            break;
-    }
+    const TagField layout{"", static_cast<uint32_t>(field.offset), field.type, 1};
     return decodeField(layout, record.bytes.data(), record.bytes.size()).front();
 }
 
