@@ -295,9 +295,17 @@ void readEverything(const tyktree::TreeIndex& index, const tyktree::TagCatalog& 
     for (const tyktree::FrameRef& frame : select(index, {})) reader.read(frame.path());
 }
 
+/// The result's value; a problem ends the reading.
+template <typename Value>
+Value valueOf(tyktags::Result<Value> result) {
+    if (!result.ok()) throw std::runtime_error(toLine(result.problem()));
+    return std::move(result.value());
+}
+
 void read(const Device& device, const std::string& input, bool isChanged) {
-    const auto index = tyktree::TreeIndex::read(tyktree::resolveTree(device.root));
-    const auto catalog = tyktree::TagCatalog::find(index, "");
+    const auto index =
+        valueOf(tyktree::TreeIndex::read(valueOf(tyktree::resolveTree(device.root))));
+    const auto catalog = valueOf(tyktree::TagCatalog::find(index, ""));
     Lines lines;
     const auto totals = checkTree(index, {}, catalog, {}, lines);
     expect(isChanged || lines.text.empty(), "a whole tree is clean", lines.text);

@@ -1,17 +1,19 @@
 #include "tags/Problem.h"
 
+#include <initializer_list>
 #include <system_error>
 
 namespace tyktags {
 
 std::string toLine(const Problem& problem) {
+    std::string contrast;
+    if (!problem.expected.empty()) contrast = "expected " + problem.expected + ", ";
+    if (!problem.found.empty()) contrast += "found " + problem.found;
     std::string line;
-    for (const std::string* part : {&problem.path, &problem.where}) {
-        if (!part->empty()) line += *part + ": ";
+    for (const std::string* part : std::initializer_list<const std::string*>{
+             &problem.path, &problem.where, &contrast, &problem.reason}) {
+        if (!part->empty()) line.append(line.empty() ? "" : ": ").append(*part);
     }
-    if (!problem.expected.empty()) line += "expected " + problem.expected + ", ";
-    line += "found " + problem.found;
-    if (!problem.reason.empty()) line += ": " + problem.reason;
     return line;
 }
 

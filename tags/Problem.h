@@ -14,11 +14,11 @@ namespace tyktags {
 /// One thing that went wrong. Texts hold raw bytes where they quote a name or a file: whoever shows
 /// them on a terminal escapes them.
 struct Problem {
-    std::string path;      ///< of the file or folder; "" where it concerns none
-    std::string where;     ///< the place in it, such as "line 3"; "": all of it
-    std::string expected;  ///< continues "expected "; "" where there is nothing to expect
-    std::string found;     ///< continues "found "
-    std::string reason;    ///< the words of the system or of a library; "" where there are none
+    std::string path;         ///< of the file or folder; "" where it concerns none
+    std::string expected;     ///< continues "expected "; "" where there is nothing to expect
+    std::string found;        ///< continues "found "; "" where the reason says it all
+    std::string reason = {};  ///< words of the system or of a library; "" where there are none
+    std::string where = {};   ///< the place in the file, such as "line 3"; "": all of it
 };
 
 /// "<path>: <where>: expected <expected>, found <found>: <reason>", without the parts that are "".

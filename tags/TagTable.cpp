@@ -47,7 +47,7 @@ std::string quoted(std::string_view text) {
 
 // A problem whose path and place in the file the caller knows.
 Problem flaw(std::string expected, std::string found, std::string reason = "") {
-    return {"", "", std::move(expected), std::move(found), std::move(reason)};
+    return {"", std::move(expected), std::move(found), std::move(reason)};
 }
 
 // The problem with the place that it belongs to.

@@ -407,7 +407,8 @@ public:
 
 TEST_F(CheckTest, FileSystemWithoutEntryTypes) {
     hideEntryTypes = true;
-    const auto index = tyktree::TreeIndex::read(tyktree::resolveTree(root_ + "/base"));
+    const auto index =
+        tyktree::TreeIndex::read(tyktree::resolveTree(root_ + "/base").value()).value();
     Rules rules;
     const auto totals = checkTree(index, {}, {}, {}, rules);
     hideEntryTypes = false;

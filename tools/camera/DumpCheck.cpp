@@ -166,8 +166,8 @@ void DumpCheck::report(const std::string& path, const std::string& expected,
     tyktree::FramePlace place;
     place.pipe = simulation_.pipeId;
     place.frame = position_;
-    findings_.add({tyktree::RuleId::kRecordIncomplete, path, place, expected, found,
-                   reasonFor(path, lacking), ""});
+    findings_.add(makeFinding(tyktree::RuleId::kRecordIncomplete, place,
+                              {path, expected, found, reasonFor(path, lacking)}));
 }
 
 void DumpCheck::count(uint64_t bytes) {

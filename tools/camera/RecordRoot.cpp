@@ -102,14 +102,12 @@ std::optional<Part> partOfTree(const std::string& path) {
     }
     if (part.what) return part;
     if (!isFolder(path)) return std::nullopt;
-    try {
-        const tyktree::TreePath tree = tyktree::resolveTree(path);
-        if (tree.kind == tyktree::TreePath::Kind::kDeviceRoot) return std::nullopt;
-        part.what = "a folder that holds pipes, tasks or frames";
-        return part;
-    } catch (const tyktree::NoTree&) {
+    const auto tree = tyktree::resolveTree(path);
+    if (!tree.ok() || tree.value().kind == tyktree::TreePath::Kind::kDeviceRoot) {
         return std::nullopt;
     }
+    part.what = "a folder that holds pipes, tasks or frames";
+    return part;
 }
 
 }  // namespace

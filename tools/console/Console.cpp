@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <string_view>
@@ -55,10 +54,6 @@ void printNote(const std::string& line) {
 void printRaw(const std::string& line) {
     clearProgress();
     static_cast<void>(std::fputs((tyktree::escaped(line) + "\n").c_str(), stderr));
-}
-
-std::string systemReason(int error) {
-    return std::strerror(error);
 }
 
 size_t terminalWidth(int descriptor) {

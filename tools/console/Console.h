@@ -1,6 +1,8 @@
 // How the tool talks: results on standard output, everything else on standard error.
 #pragma once
 
+#include "tags/Problem.h"
+
 #include <chrono>
 #include <cstdint>
 #include <sstream>
@@ -47,8 +49,7 @@ void printNote(const std::string& line);
 /// One line on standard error; control characters are escaped.
 void printRaw(const std::string& line);
 
-/// What the system says about `error`, an errno value.
-std::string systemReason(int error);
+using tyktags::systemReason;
 
 /// Columns of the terminal behind a file descriptor, as it is now; 80 where there is none.
 size_t terminalWidth(int descriptor);

@@ -4,8 +4,12 @@
 
 namespace tyksim {
 
+std::string lineOf(const tyktags::Problem& problem) {
+    return tyktree::escaped(toLine(problem));
+}
+
 void fail(const tyktags::Problem& problem) {
-    throw Failure(tyktree::escaped(toLine(problem)));
+    throw Failure(lineOf(problem));
 }
 
 void orFail(const tyktags::Status& status) {

@@ -4,11 +4,15 @@
 #include "tags/Problem.h"
 #include "tools/console/Console.h"
 
+#include <string>
 #include <utility>
 
 namespace tyksim {
 
-/// Throws Failure with the problem as one line, in which control characters are escaped.
+/// The problem in one line, in which control characters are escaped.
+std::string lineOf(const tyktags::Problem& problem);
+
+/// Throws Failure with lineOf().
 [[noreturn]] void fail(const tyktags::Problem& problem);
 
 /// Returns if the operation succeeded, else throws as fail() does.

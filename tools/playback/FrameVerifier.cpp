@@ -346,7 +346,7 @@ void FrameVerifier::report(RuleId rule, const std::string& name, const std::stri
                            const std::string& found, const std::string& reason) {
     ++problems_;
     const std::string path = name.empty() ? frame_->shownPath : frame_->shownPath + "/" + name;
-    findings_.add({rule, path, frame_->place, expected, found, reason, ""});
+    findings_.add(makeFinding(rule, frame_->place, {path, expected, found, reason}));
 }
 
 }  // namespace tyksim

@@ -228,8 +228,9 @@ void ProcessedRecording::finish() {
 }
 
 void ProcessedRecording::report(const FrameRef& frame, const std::string& reason) {
-    findings_.add({tyktree::RuleId::kReplayFailure, frame.path(), frame.place(),
-                   "a frame that " + processor_.path() + " processes", "an error", reason, ""});
+    findings_.add(makeFinding(
+        tyktree::RuleId::kReplayFailure, frame.place(),
+        {frame.path(), "a frame that " + processor_.path() + " processes", "an error", reason}));
 }
 
 }  // namespace tyksim

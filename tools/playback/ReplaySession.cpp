@@ -278,7 +278,7 @@ void ReplaySession::reportFailures(const ReplayedFrame& frame, const Delivery& d
 void ReplaySession::report(RuleId rule, const std::string& path, const tyktree::FramePlace& place,
                            const std::string& expected, const std::string& found,
                            const std::string& reason) {
-    findings_.add({rule, path, place, expected, found, reason, ""});
+    findings_.add(makeFinding(rule, place, {path, expected, found, reason}));
 }
 
 }  // namespace tyksim

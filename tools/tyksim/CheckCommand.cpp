@@ -190,8 +190,7 @@ ExitStatus checkConfiguration(const CheckVerbOptions& options, const std::string
     TagCatalog catalog;
     const std::string& tags = options.reading.tree.tagsFile;
     if (!tags.empty()) {
-        catalog = TagCatalog(orFail(readTagTable(tags, tyktags::TableSource::fileOrPipe)),
-                             TagCatalog::Source::kGiven, tags);
+        catalog = orFail(TagCatalog::readGiven(tags));
     }
     Output output(json);
     if (json) {

@@ -85,8 +85,9 @@ public:
     FrameResult run(const FrameRef& frame, const std::string& folder) {
         FrameResult result;
         if (!listing_.read(frame.path())) {
-            result.findings.push_back({RuleId::kFolderUnlisted, frame.path(), frame.place(), "",
-                                       "no listing", systemReason(listing_.error()), ""});
+            result.findings.push_back(
+                makeFinding(RuleId::kFolderUnlisted, frame.place(),
+                            {frame.path(), "", "no listing", systemReason(listing_.error())}));
         }
         bool any = false;
         for (const FileEntry& file : listing_.files()) {
@@ -96,8 +97,8 @@ public:
             exportImage(frame, file, folder, result);
         }
         if (!any && listing_.error() == 0) {
-            result.findings.push_back(
-                {RuleId::kImageMissing, frame.path(), frame.place(), "an image", "none", "", ""});
+            result.findings.push_back(makeFinding(RuleId::kImageMissing, frame.place(),
+                                                  {frame.path(), "an image", "none"}));
         }
         return result;
     }
@@ -107,15 +108,11 @@ private:
         return listing_.path() + "/" + std::string(file.name);
     }
 
-    Finding findingOf(RuleId rule, const FrameRef& frame, const FileEntry& file) const {
-        return {rule, pathOf(file), frame.place(), "", "", "", ""};
-    }
-
     void addNameFinding(const FrameRef& frame, const FileEntry& file, FrameResult& result) const {
-        Finding finding = findingOf(RuleId::kImageName, frame, file);
-        finding.expected = "FCWH_<sof>_<camera>_<width>_<height>_nv21.yuv";
-        finding.found = file.name;
-        result.findings.push_back(std::move(finding));
+        result.findings.push_back(
+            makeFinding(RuleId::kImageName, frame.place(),
+                        {pathOf(file), "FCWH_<sof>_<camera>_<width>_<height>_nv21.yuv",
+                         std::string(file.name)}));
     }
 
     void exportImage(const FrameRef& frame, const FileEntry& file, const std::string& folder,
@@ -139,12 +136,9 @@ private:
             }
             result.images.push_back(std::move(image));
         } catch (const NoPicture& problem) {
-            Finding finding = findingOf(
-                file.regular() ? RuleId::kFileUnreadable : RuleId::kFileKind, frame, file);
-            finding.expected = "an image";
-            finding.found = "none";
-            finding.reason = problem.reason();
-            result.findings.push_back(std::move(finding));
+            result.findings.push_back(
+                makeFinding(file.regular() ? RuleId::kFileUnreadable : RuleId::kFileKind,
+                            frame.place(), {pathOf(file), "an image", "none", problem.reason()}));
         }
     }
 
@@ -158,10 +152,9 @@ private:
     void addSizeFindings(const FrameRef& frame, const FileEntry& file, const PictureFile& picture,
                          FrameResult& result) const {
         const auto add = [&](RuleId rule, uint64_t expected, uint64_t found) {
-            Finding finding = findingOf(rule, frame, file);
-            finding.expected = text(expected, " bytes");
-            finding.found = text(found);
-            result.findings.push_back(std::move(finding));
+            result.findings.push_back(makeFinding(
+                rule, frame.place(),
+                {pathOf(file), fmt::format("{} bytes", expected), fmt::format("{}", found)}));
         };
         const PictureLayout& layout = picture.layout();
         if (picture.isShort()) add(RuleId::kImageShort, layout.dumpedBytes(), picture.bytes());
@@ -255,10 +248,11 @@ private:
     void addToVideo(const FrameRef& frame, FrameResult& result) {
         const auto left = [&](const Exported& image) {
             if (video_->add(image.sample, image.size)) return false;
-            result.findings.push_back({RuleId::kImageSizeVaries, frame.path(), frame.place(),
-                                       text(video_->size().width, "x", video_->size().height),
-                                       text(image.size.width, "x", image.size.height),
-                                       "left out of the video", ""});
+            result.findings.push_back(makeFinding(
+                RuleId::kImageSizeVaries, frame.place(),
+                {frame.path(), fmt::format("{}x{}", video_->size().width, video_->size().height),
+                 fmt::format("{}x{}", image.size.width, image.size.height),
+                 "left out of the video"}));
             return true;
         };
         auto& images = result.images;

@@ -13,7 +13,6 @@
 #include <fmt/format.h>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -252,7 +251,7 @@ private:
                    Table& table) {
         if (facts.error != 0) {
             reading_.problem(tyktree::escaped(frame.path()) +
-                             ": cannot be listed: " + std::generic_category().message(facts.error));
+                             ": cannot be listed: " + systemReason(facts.error));
         }
         if (json_) {
             json_->item(frameItem(frame, facts));

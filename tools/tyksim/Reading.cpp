@@ -1,7 +1,9 @@
 #include "tools/tyksim/Reading.h"
 
+#include "tools/console/Failures.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/Units.h"
+#include "tree/check/Finding.h"
 #include "tree/read/Escape.h"
 #include "tree/read/FrameListing.h"
 #include "tree/read/Values.h"
@@ -80,20 +82,26 @@ std::string whatThereIs(const TreeIndex& index, const FrameSelection& selection)
     return words;
 }
 
-TreeIndex readIndex(const std::string& given, const TreeOptions& options) {
-    try {
-        return TreeIndex::read(tyktree::resolveTree(given), options.pipe);
-    } catch (const tyktree::NoPipe& error) {
-        throw PicksNothing(error.what());
-    }
+/// A problem of the tree that the user named: its path stands in quotation marks.
+tyktags::Problem quoted(tyktags::Problem problem) {
+    problem.path = "'" + problem.path + "'";
+    return problem;
 }
 
-/// Says what the index found of at least this severity in the selected part.
-void sayFindings(Reading& reading, const TreeIndex& index, const FrameSelection& selection,
-                 tyktree::Severity least) {
-    for (const tyktree::Finding& finding : index.findings()) {
-        const bool isSaid = severityOf(finding) >= least;
-        if (isSaid && picks(index, selection, finding)) reading.problem(toLine(finding));
+TreeIndex readIndex(const std::string& given, const TreeOptions& options) {
+    const auto path = tyktree::resolveTree(given);
+    if (!path.ok()) fail(quoted(path.problem()));
+    auto index = TreeIndex::read(path.value(), options.pipe);
+    if (!index.ok()) throw PicksNothing(lineOf(quoted(index.problem())));
+    return std::move(index.value());
+}
+
+/// Reports the index's problems of at least this severity in the selected part.
+void reportProblems(Reading& reading, const TreeIndex& index, const FrameSelection& selection,
+                    tyktree::Severity least) {
+    for (const tyktree::TreeProblem& problem : index.problems()) {
+        const bool isReported = severityOf(findingOf(problem)) >= least;
+        if (isReported && picks(index, selection, problem.place)) reading.problem(lineOf(problem));
     }
 }
 
@@ -153,19 +161,19 @@ ExitStatus worse(ExitStatus a, ExitStatus b) {
 OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOptions& options,
                        Need need, IndexProblems problems)
     : index(readIndex(given, options)),
-      catalog(tyktree::TagCatalog::find(index, options.tagsFile)) {
+      catalog(orFail(tyktree::TagCatalog::find(index, options.tagsFile))) {
     const FrameSelection selection = options.selection();
     frames = select(index, selection);
     const bool anyFrame = index.frameCount() > 0;
     const std::string name = tyktree::escaped(given);
     if (!anyFrame && need == Need::kFrames) {
         // Why there are none is said by what was passed over as well.
-        sayFindings(reading, index, selection, tyktree::Severity::kWarning);
+        reportProblems(reading, index, selection, tyktree::Severity::kWarning);
         throw Failure(name + ": expected frames, found none");
     }
     const bool picksNothing = frames.empty() && anyFrame;
     if (problems == IndexProblems::kSaidHere || picksNothing) {
-        sayFindings(reading, index, selection, tyktree::Severity::kError);
+        reportProblems(reading, index, selection, tyktree::Severity::kError);
     }
     if (!picksNothing) return;
     throw PicksNothing(name + ": the selection picks no frame; found " +

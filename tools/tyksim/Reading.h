@@ -82,7 +82,7 @@ struct OpenedTree {
 
     /// Says what the index could not read of the selected part. Throws PicksNothing where the
     /// selection picks none of the tree's frames, Failure where the verb needs frames and the tree
-    /// has none, and what TreeIndex::read() and TagCatalog::find() throw.
+    /// has none, or if the tree or its tag table cannot be read.
     OpenedTree(Reading& reading, const std::string& given, const TreeOptions& options,
                Need need = Need::kFrames, IndexProblems problems = IndexProblems::kSaidHere);
     OpenedTree(const OpenedTree&) = delete;

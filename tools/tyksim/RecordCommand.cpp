@@ -28,6 +28,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fmt/format.h>
 #include <memory>
 #include <optional>
 #include <set>
@@ -233,13 +234,10 @@ private:
         const std::string failures = log_.takeFailures();
         if (!failures.empty()) {
             const std::string& path = simulation_->currentFramePath;
-            findings_.add({tyktree::RuleId::kRecordFailure,
-                           path.empty() ? task_ : tykhost::hostPath(path),
-                           {options_.pipe, 0, position},
-                           "no failure in the library",
-                           text("one or more for request ", frame.reqId),
-                           failures,
-                           ""});
+            findings_.add(makeFinding(
+                tyktree::RuleId::kRecordFailure, {options_.pipe, 0, position},
+                {path.empty() ? task_ : tykhost::hostPath(path), "no failure in the library",
+                 fmt::format("one or more for request {}", frame.reqId), failures}));
         }
         if (simulation_->currentFramePath.empty()) return;
         ++recorded_;

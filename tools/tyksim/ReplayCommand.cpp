@@ -195,13 +195,9 @@ private:
     void closeProcessor() {
         const std::string problem = processor_->close();
         if (problem.empty()) return;
-        findings_.add({tyktree::RuleId::kReplayFailure,
-                       processor_->path(),
-                       {},
-                       "a processor that closes and ends in order",
-                       "one that did not",
-                       problem,
-                       ""});
+        findings_.add(makeFinding(tyktree::RuleId::kReplayFailure, {},
+                                  {processor_->path(), "a processor that closes and ends in order",
+                                   "one that did not", problem}));
     }
 
     void sayTags(Reading& reading) {

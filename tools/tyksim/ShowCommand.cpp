@@ -17,7 +17,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -141,7 +140,7 @@ public:
 
     ExitStatus run() {
         if (!listing_.read(frame_.path())) {
-            problem(frame_.path(), std::generic_category().message(listing_.error()));
+            problem(frame_.path(), systemReason(listing_.error()));
         }
         showHead();
         showParameters();

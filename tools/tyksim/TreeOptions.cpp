@@ -5,8 +5,9 @@
 
 #include <climits>
 
+#include <fmt/format.h>
 #include <limits>
-#include <stdexcept>
+#include <utility>
 
 namespace tyksim {
 
@@ -18,11 +19,9 @@ constexpr int64_t kAnyNumber = std::numeric_limits<int64_t>::min();
 tyktree::NumberRanges parseRanges(const char* option, const std::optional<std::string>& words,
                                   int64_t least) {
     if (!words) return {};
-    try {
-        return tyktree::NumberRanges::parse(*words, least);
-    } catch (const std::invalid_argument& error) {
-        throw WrongUsage(text(option, ": ", error.what()));
-    }
+    auto ranges = tyktree::NumberRanges::parse(*words, least);
+    if (ranges.ok()) return std::move(ranges.value());
+    throw WrongUsage(fmt::format("{}: {}", option, toLine(ranges.problem())));
 }
 
 }  // namespace

@@ -77,19 +77,14 @@ private:
 void ConfigChecker::add(RuleId rule, std::ptrdiff_t offset, std::string expected, std::string found,
                         std::string hint) {
     if (offset >= 0) found = "line " + std::to_string(file_.lineAt(offset)) + ": " + found;
-    sink_.add(
-        {rule, path_, {pipe_, 0, 0}, std::move(expected), std::move(found), "", std::move(hint)});
+    sink_.add(makeFinding(rule, {pipe_, 0, 0}, {path_, std::move(expected), std::move(found)},
+                          std::move(hint)));
 }
 
 bool ConfigChecker::checkRoot() {
     if (!file_.parsed) {
-        sink_.add({RuleId::kConfigXml,
-                   path_,
-                   {pipe_, 0, 0},
-                   "a dump configuration in XML",
-                   "none",
-                   file_.problem,
-                   ""});
+        sink_.add(makeFinding(RuleId::kConfigXml, {pipe_, 0, 0},
+                              {path_, "a dump configuration in XML", "none", file_.problem}));
         return false;
     }
     if (const auto extra = findOutsideRoot(file_.text)) {

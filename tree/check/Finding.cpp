@@ -2,7 +2,30 @@
 
 #include "tree/read/Escape.h"
 
+#include <iterator>
+#include <utility>
+
 namespace tyktree {
+
+namespace {
+
+// In the order of ProblemKind.
+constexpr RuleId kRuleOf[] = {
+    RuleId::kFolderUnlisted, RuleId::kEntryTypeUnknown, RuleId::kLinkedFolder, RuleId::kNotAFolder,
+    RuleId::kForeignFile,    RuleId::kForeignFolder,    RuleId::kNoFrames,     RuleId::kFrameName,
+    RuleId::kFrameOrder,     RuleId::kFrameRepeated,    RuleId::kTaskName,     RuleId::kNameTime,
+};
+static_assert(std::size(kRuleOf) == static_cast<size_t>(ProblemKind::kNameTime) + 1);
+
+}  // namespace
+
+Finding makeFinding(RuleId rule, const FramePlace& place, Problem problem, std::string hint) {
+    return {std::move(problem), rule, place, std::move(hint)};
+}
+
+Finding findingOf(const TreeProblem& problem) {
+    return makeFinding(kRuleOf[static_cast<size_t>(problem.kind)], problem.place, problem);
+}
 
 void FindingCounts::count(Severity severity) {
     switch (severity) {
@@ -25,11 +48,7 @@ bool FindingCounts::any(Severity least) const {
 }
 
 std::string toLine(const Finding& finding) {
-    std::string line = escaped(finding.path) + ": ";
-    if (!finding.expected.empty()) line += "expected " + escaped(finding.expected) + ", ";
-    line += "found " + escaped(finding.found);
-    if (!finding.reason.empty()) line += ": " + escaped(finding.reason);
-    return line;
+    return escaped(tyktags::toLine(finding));
 }
 
 }  // namespace tyktree

@@ -1,32 +1,27 @@
-// What reading a tree brings to light, as values: which rule, where, what was expected, what was
-// found. Findings stream to a sink as they are made; nobody holds them all.
+// What a check brings to light, as values: which rule, where, what was expected, what was found.
+// Findings stream to a sink as they are made; nobody holds them all.
 #pragma once
 
 #include "tree/check/Rules.h"
+#include "tree/read/TreeProblem.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 namespace tyktree {
 
-/// Where in a tree a finding belongs. Positions count from 1, as `info` prints them.
-struct FramePlace {
-    std::optional<int> pipe;  ///< pipe id; none where the tree does not say
-    uint32_t task = 0;        ///< position of the task within its pipe; 0: of no task
-    uint32_t frame = 0;       ///< position of the frame within its task; 0: of no frame
+/// One thing that is not as it should be.
+struct Finding : Problem {
+    RuleId rule;
+    FramePlace place;  ///< the frame it belongs to, as far as it belongs to one
+    std::string hint;  ///< what to do about this one; "": the rule's own hint
 };
 
-/// One thing that is not as it should be.
-struct Finding {
-    RuleId rule;
-    std::string path;      ///< of the file or folder, raw bytes as the system has them
-    FramePlace place;      ///< the frame it belongs to, as far as it belongs to one
-    std::string expected;  ///< continues "expected "; "" where there is nothing to expect
-    std::string found;     ///< continues "found "
-    std::string reason;    ///< the system's or the library's own words; "" where there are none
-    std::string hint;      ///< what to do about this one; "": the rule's own hint
-};
+/// The one way to make a finding.
+Finding makeFinding(RuleId rule, const FramePlace& place, Problem problem, std::string hint = "");
+
+/// The finding that a problem of reading a tree is.
+Finding findingOf(const TreeProblem& problem);
 
 /// Severity of a finding's rule.
 inline Severity severityOf(const Finding& finding) {
@@ -52,8 +47,7 @@ struct FindingCounts {
     bool any(Severity least) const;
 };
 
-/// One line without a newline: "<path>: expected <expected>, found <found>: <reason>". Control
-/// characters of names are escaped (see Escape.h).
+/// The problem in one line, in which control characters are escaped (see Escape.h).
 std::string toLine(const Finding& finding);
 
 }  // namespace tyktree

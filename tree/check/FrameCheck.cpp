@@ -35,8 +35,9 @@ public:
 private:
     void add(RuleId rule, std::string path, std::string expected, std::string found,
              std::string reason = "") {
-        job_.findings.list.push_back({rule, std::move(path), place_, std::move(expected),
-                                      std::move(found), std::move(reason), ""});
+        job_.findings.list.push_back(makeFinding(
+            rule, place_,
+            {std::move(path), std::move(expected), std::move(found), std::move(reason)}));
     }
     std::string pathOf(const FileEntry& file) const {
         return job_.listing.path() + "/" + std::string(file.name);
@@ -67,7 +68,8 @@ bool FrameChecker::list() {
     const int error = job_.listing.error();
     const bool gone = error == ENOENT;
     add(gone ? RuleId::kTreeChanged : RuleId::kFolderUnlisted, path,
-        "a frame folder that can be listed", gone ? "none any more" : "none", systemReason(error));
+        "a frame folder that can be listed", gone ? "none any more" : "none",
+        tyktags::systemReason(error));
     return !job_.listing.files().empty();
 }
 
@@ -123,7 +125,7 @@ bool FrameChecker::checkType(const FileEntry& file) {
     if (file.link) add(RuleId::kFileLinked, pathOf(file), "a file", "a symbolic link to a file");
     if (!file.readable) {
         add(RuleId::kFileUnreadable, pathOf(file), "a file that can be read", "none",
-            systemReason(EACCES));
+            tyktags::systemReason(EACCES));
     }
     return true;
 }
@@ -283,7 +285,7 @@ void FrameChecker::readContent(Folder& folder, const FileEntry& file) {
     }
     if (!input.isOpen() || input.failed()) {
         add(RuleId::kFileUnreadable, pathOf(file), bytesText(file.bytes), std::to_string(done),
-            systemReason(errno));
+            tyktags::systemReason(errno));
     } else if (done != file.bytes) {
         add(RuleId::kTreeChanged, pathOf(file), bytesText(file.bytes), std::to_string(done));
     } else if (image && picture.uniform()) {

@@ -81,14 +81,14 @@ void IdentityChecker::checkImages() {
     }
     // Without the configuration, it may be the one that gives every parameter's camera.
     if (odd.empty() || (summary_.config.empty() && odd.size() == judged)) return;
-    findings_.spread(
-        RuleId::kImageCamera, odd, {"", "an image of a camera of the parameters", "one of another"},
-        [this](uint32_t position) {
-            return TaskFindings::Words{
-                findings_.pathOf(position),
-                "an image of " + wordsFor(ofParameters(position)) + ", as the parameters",
-                "one of " + wordsFor(ofImage(position))};
-        });
+    findings_.spread(RuleId::kImageCamera, odd,
+                     {"", "an image of a camera of the parameters", "one of another"},
+                     [this](uint32_t position) {
+                         return Problem{findings_.pathOf(position),
+                                        "an image of " + wordsFor(ofParameters(position)) +
+                                            ", as the parameters",
+                                        "one of " + wordsFor(ofImage(position))};
+                     });
 }
 
 void IdentityChecker::checkSofs() {
@@ -108,16 +108,16 @@ void IdentityChecker::checkSofs() {
             if (repeated.emplace(position, before->second).second) odd.push_back(position);
         }
     }
-    findings_.spread(
-        RuleId::kSofRepeated, odd, {"", "a sof id of each frame's own", "another frame's"},
-        [this, &repeated](uint32_t position) {
-            const uint32_t before = repeated.at(position);
-            const FrameFolderName& other = findings_.frameAt(before).parsed;
-            return TaskFindings::Words{findings_.pathOf(position), "a sof id of its own",
-                                       "sof " + std::to_string(other.sofId) + ", which frame " +
-                                           std::to_string(before) + " of request " +
-                                           std::to_string(other.requestId) + " has"};
-        });
+    findings_.spread(RuleId::kSofRepeated, odd,
+                     {"", "a sof id of each frame's own", "another frame's"},
+                     [this, &repeated](uint32_t position) {
+                         const uint32_t before = repeated.at(position);
+                         const FrameFolderName& other = findings_.frameAt(before).parsed;
+                         return Problem{findings_.pathOf(position), "a sof id of its own",
+                                        "sof " + std::to_string(other.sofId) + ", which frame " +
+                                            std::to_string(before) + " of request " +
+                                            std::to_string(other.requestId) + " has"};
+                     });
 }
 
 }  // namespace

@@ -117,7 +117,7 @@ void TaskChecker::spread(RuleId rule, const Column& column, const Positions& pos
     findings_.spread(
         rule, positions, {"", column.tagName + ": " + expected, found},
         [&](uint32_t position) {
-            return TaskFindings::Words{fileOf(column, position), expected, found};
+            return Problem{fileOf(column, position), expected, found};
         },
         hint);
 }
@@ -393,7 +393,7 @@ void TaskChecker::checkImages() {
     }
     findings_.spread(RuleId::kImageMissing, without, {"", "an image in every frame", "none"},
                      [this](uint32_t position) {
-                         return TaskFindings::Words{findings_.pathOf(position), "an image", "none"};
+                         return Problem{findings_.pathOf(position), "an image", "none"};
                      });
 }
 

@@ -1,6 +1,7 @@
 #include "tree/check/TaskFindings.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tyktree {
 
@@ -21,20 +22,14 @@ std::string TaskFindings::pathOf(uint32_t position) const {
     return framePath(summary_.context.task, frameAt(position));
 }
 
-void TaskFindings::add(RuleId rule, const Words& words, uint32_t position,
-                       const std::string& hint) {
+void TaskFindings::add(RuleId rule, Problem problem, uint32_t position, const std::string& hint) {
     const TaskContext& context = summary_.context;
-    sink_.add({rule,
-               words.path,
-               {context.pipe.id, context.task.position, position},
-               words.expected,
-               words.found,
-               "",
-               hint});
+    sink_.add(makeFinding(rule, {context.pipe.id, context.task.position, position},
+                          std::move(problem), hint));
 }
 
-void TaskFindings::spread(RuleId rule, const Positions& positions, const Words& common,
-                          const std::function<Words(uint32_t position)>& words,
+void TaskFindings::spread(RuleId rule, const Positions& positions, const Problem& common,
+                          const std::function<Problem(uint32_t position)>& problemOf,
                           const std::string& hint) {
     if (frames_.size() > 1 && positions.size() * 2 > frames_.size()) {
         const std::string found = common.found + " in " + std::to_string(positions.size()) +
@@ -42,7 +37,7 @@ void TaskFindings::spread(RuleId rule, const Positions& positions, const Words& 
         add(rule, {summary_.context.task.path, common.expected, found}, 0, hint);
         return;
     }
-    for (const uint32_t position : positions) add(rule, words(position), position, hint);
+    for (const uint32_t position : positions) add(rule, problemOf(position), position, hint);
 }
 
 }  // namespace tyktree

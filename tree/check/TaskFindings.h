@@ -19,13 +19,6 @@ bool writes(const ConfigEntry& entry, const Column& column);
 
 class TaskFindings {
 public:
-    /// What is said of one frame.
-    struct Words {
-        std::string path;
-        std::string expected;
-        std::string found;
-    };
-
     /// `frames` are those that could be looked at. The arguments must outlive the object.
     TaskFindings(const TaskSummary& summary, const Positions& frames, FindingSink& sink)
         : summary_(summary), frames_(frames), sink_(sink) {}
@@ -34,12 +27,13 @@ public:
     std::string pathOf(uint32_t position) const;
 
     /// `position` 0: of the task, not of a frame.
-    void add(RuleId rule, const Words& words, uint32_t position, const std::string& hint = "");
+    void add(RuleId rule, Problem problem, uint32_t position, const std::string& hint = "");
 
-    /// `words` gives what is said of one frame, `common` what is said of the task ("in 7 of 9
-    /// frames" follows; its path does not matter).
-    void spread(RuleId rule, const Positions& positions, const Words& common,
-                const std::function<Words(uint32_t position)>& words, const std::string& hint = "");
+    /// `problemOf` gives the problem of one frame, `common` that of the task ("in 7 of 9 frames"
+    /// follows; its path does not matter).
+    void spread(RuleId rule, const Positions& positions, const Problem& common,
+                const std::function<Problem(uint32_t position)>& problemOf,
+                const std::string& hint = "");
 
 private:
     const TaskSummary& summary_;

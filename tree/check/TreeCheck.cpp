@@ -29,16 +29,11 @@ public:
 private:
     void add(RuleId rule, const std::string& path, std::optional<int> pipe, std::string expected,
              std::string found, std::string reason = "") {
-        sink_.add({rule,
-                   path,
-                   {pipe, 0, 0},
-                   std::move(expected),
-                   std::move(found),
-                   std::move(reason),
-                   ""});
+        sink_.add(makeFinding(rule, {pipe, 0, 0},
+                              {path, std::move(expected), std::move(found), std::move(reason)}));
     }
 
-    void giveIndexFindings();
+    void giveIndexProblems();
     void readConfig(const PipeEntry& pipe, DumpConfigFile& config);
     void checkPipe(const PipeEntry& pipe);
     void checkFrames(const PipeEntry& pipe, const TaskEntry& task, const DumpConfigFile& config);
@@ -61,9 +56,9 @@ private:
     bool stopped_ = false;
 };
 
-void TreeChecker::giveIndexFindings() {
-    for (const Finding& finding : index_.findings()) {
-        if (picks(index_, selection_, finding)) sink_.add(finding);
+void TreeChecker::giveIndexProblems() {
+    for (const TreeProblem& problem : index_.problems()) {
+        if (picks(index_, selection_, problem.place)) sink_.add(findingOf(problem));
     }
 }
 
@@ -164,9 +159,9 @@ void TreeChecker::takeFrame(TaskSummary& summary, const FrameEntry& frame, const
     const auto text = [](const Geometry& geometry) {
         return std::to_string(geometry.width) + "x" + std::to_string(geometry.height);
     };
-    sink_.add({RuleId::kImageSizeVaries, listing.path() + "/" + std::string(image->name),
-               summary.context.placeOf(frame), text(last->second) + " as in the frame before",
-               text(size), "", ""});
+    sink_.add(makeFinding(RuleId::kImageSizeVaries, summary.context.placeOf(frame),
+                          {listing.path() + "/" + std::string(image->name),
+                           text(last->second) + " as in the frame before", text(size)}));
     last->second = size;
 }
 
@@ -203,11 +198,11 @@ void TreeChecker::checkTuningCopies() {
     }
     if (found) return;
     add(RuleId::kTuningCopyMissing, folder, kMfnrCopyPipe, "a copy of the tuning file", "none",
-        reader.error() != 0 ? systemReason(reader.error()) : "");
+        reader.error() != 0 ? tyktags::systemReason(reader.error()) : "");
 }
 
 CheckTotals TreeChecker::check() {
-    giveIndexFindings();
+    giveIndexProblems();
     frameCount_ = select(index_, selection_).size();
     for (const PipeEntry& pipe : index_.pipes()) {
         if (!stopped_) checkPipe(pipe);

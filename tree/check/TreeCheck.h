@@ -1,6 +1,7 @@
 // Is a tree whole and replayable? The rules of Rules.h held against frames, tasks and trees.
 #pragma once
 
+#include "tree/check/Finding.h"
 #include "tree/check/TaskStatistics.h"
 #include "tree/read/FrameSelection.h"
 #include "tree/read/OrderedWork.h"

@@ -1,12 +1,12 @@
 #include "tree/read/FileBytes.h"
 
+#include "tags/Problem.h"
 #include "tree/read/Values.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace tyktree {
@@ -84,7 +84,7 @@ ReadResult readSummedFile(const std::string& path, uint64_t limit, std::vector<u
 
 std::string reasonOf(const ReadResult& result) {
     if (!result.regular) return "not a regular file";
-    return std::generic_category().message(result.error);
+    return tyktags::systemReason(result.error);
 }
 
 }  // namespace tyktree

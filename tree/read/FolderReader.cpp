@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace tyktree {
@@ -129,10 +128,6 @@ const char* nameOf(EntryType type) {
             break;
     }
     return "something that cannot be looked at";
-}
-
-std::string systemReason(int error) {
-    return std::generic_category().message(error);
 }
 
 }  // namespace tyktree

@@ -54,7 +54,4 @@ std::string_view lastName(std::string_view path);
 /// The words for a type: "a FIFO".
 const char* nameOf(EntryType type);
 
-/// "<the system's words>" for an errno value.
-std::string systemReason(int error);
-
 }  // namespace tyktree

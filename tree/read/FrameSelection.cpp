@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
-#include <stdexcept>
+#include <utility>
 
 namespace tyktree {
 
@@ -12,51 +12,43 @@ namespace {
 constexpr int64_t kLeast = std::numeric_limits<int64_t>::min();
 constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
 
-/// Takes a list of ranges apart.
-class RangeParser {
-public:
-    RangeParser(std::string_view text, int64_t least) : text_(text), least_(least) {}
+/// The number that `text` is.
+std::optional<int64_t> numberIn(std::string_view text) {
+    int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end) return std::nullopt;
+    return number;
+}
 
-    [[noreturn]] void refuse() const {
-        const std::string from = least_ == kLeast ? "" : " from " + std::to_string(least_);
-        throw std::invalid_argument("expected numbers" + from +
-                                    " and ranges such as 3..9,12, found \"" + std::string(text_) +
-                                    "\"");
-    }
-
-    int64_t number(std::string_view piece) const {
-        int64_t number = 0;
-        const char* const end = piece.data() + piece.size();
-        const auto [stop, error] = std::from_chars(piece.data(), end, number);
-        if (error != std::errc() || stop != end || number < least_) refuse();
-        return number;
-    }
-
-private:
-    std::string_view text_;
-    int64_t least_;
-};
+/// The ends of the range that `piece` is.
+std::optional<std::pair<int64_t, int64_t>> endsOf(std::string_view piece, int64_t least) {
+    const size_t dots = piece.find("..");
+    const bool isRange = dots != std::string_view::npos;
+    const std::string_view left = isRange ? piece.substr(0, dots) : piece;
+    const std::string_view right = isRange ? piece.substr(dots + 2) : piece;
+    if (left.empty() && right.empty()) return std::nullopt;
+    const std::optional<int64_t> first = left.empty() ? kLeast : numberIn(left);
+    const std::optional<int64_t> last = right.empty() ? kMost : numberIn(right);
+    if (!first || !last || *first > *last) return std::nullopt;
+    if ((!left.empty() && *first < least) || *last < least) return std::nullopt;
+    return std::make_pair(*first, *last);
+}
 
 }  // namespace
 
-NumberRanges NumberRanges::parse(std::string_view text, int64_t least) {
-    const RangeParser parser(text, least);
+Result<NumberRanges> NumberRanges::parse(std::string_view text, int64_t least) {
     NumberRanges result;
     std::string_view rest = text;
     while (true) {
         const size_t comma = std::min(rest.find(','), rest.size());
-        const std::string_view piece = rest.substr(0, comma);
-        const size_t dots = piece.find("..");
-        Range range{kLeast, kMost};
-        if (dots == std::string_view::npos) {
-            range.first = range.last = parser.number(piece);
-        } else {
-            if (piece.size() == 2) parser.refuse();
-            if (dots > 0) range.first = parser.number(piece.substr(0, dots));
-            if (dots + 2 < piece.size()) range.last = parser.number(piece.substr(dots + 2));
+        const auto ends = endsOf(rest.substr(0, comma), least);
+        if (!ends) {
+            const std::string from = least == kLeast ? "" : " from " + std::to_string(least);
+            return Problem{"", "numbers" + from + " and ranges such as 3..9,12",
+                           "\"" + std::string(text) + "\""};
         }
-        if (range.first > range.last) parser.refuse();
-        result.ranges_.push_back(range);
+        result.ranges_.push_back({ends->first, ends->second});
         if (comma == rest.size()) return result;
         rest.remove_prefix(comma + 1);
     }
@@ -95,8 +87,7 @@ std::vector<FrameRef> select(const TreeIndex& index, const FrameSelection& selec
     return picked;
 }
 
-bool picks(const TreeIndex& index, const FrameSelection& selection, const Finding& finding) {
-    const FramePlace& place = finding.place;
+bool picks(const TreeIndex& index, const FrameSelection& selection, const FramePlace& place) {
     if (selection.pipe && place.pipe && *selection.pipe != *place.pipe) return false;
     if (selection.task && place.task != 0 && *selection.task != place.task) return false;
     if (place.frame == 0) return true;

@@ -14,9 +14,8 @@ namespace tyktree {
 /// A set of numbers: "3..9,12", "5..", "..7", "-3..-1". Ranges include both ends.
 class NumberRanges {
 public:
-    /// Throws std::invalid_argument with a sentence that says what was expected and found, for a
-    /// number below `least` as well.
-    static NumberRanges parse(std::string_view text, int64_t least);
+    /// A number below `least` is an error. A problem has no path.
+    static Result<NumberRanges> parse(std::string_view text, int64_t least);
     bool contains(int64_t number) const;
     bool empty() const { return ranges_.empty(); }
 
@@ -53,8 +52,8 @@ struct FrameRef {
 /// The frames that are picked, in order. References into the index, which must outlive them.
 std::vector<FrameRef> select(const TreeIndex& index, const FrameSelection& selection);
 
-/// Whether a finding of the index lies in what is picked. One of a folder above the frames, such as
-/// a task, does where the selection looks into that folder.
-bool picks(const TreeIndex& index, const FrameSelection& selection, const Finding& finding);
+/// Whether a place of the index lies in what is picked. A folder above the frames, such as a task,
+/// does if the selection looks into it.
+bool picks(const TreeIndex& index, const FrameSelection& selection, const FramePlace& place);
 
 }  // namespace tyktree

@@ -1,11 +1,11 @@
 #include "tree/read/FrameValues.h"
 
+#include "tags/Problem.h"
 #include "tree/read/FileBytes.h"
 #include "tree/read/Parameter.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <system_error>
 #include <utility>
 
 namespace tyktree {
@@ -51,7 +51,7 @@ std::vector<FrameValue> FrameValueReader::read(const std::string& path) {
         std::vector<FrameValue> values = read(listing_);
         if (listed) return values;
         for (FrameValue& value : values) {
-            if (value.absent()) value.problem = std::generic_category().message(listing_.error());
+            if (value.absent()) value.problem = tyktags::systemReason(listing_.error());
         }
         return values;
     }
@@ -81,7 +81,7 @@ void FrameValueReader::readScene(const std::string& path, const FrameListing* li
         if (sources.record()) record = *sources.record();
         problem = sources.problem;
         if (!record && problem.empty() && listing->error() != 0) {
-            problem = std::generic_category().message(listing->error());
+            problem = tyktags::systemReason(listing->error());
         }
     }
     for (size_t i = 0; i < names_.size(); ++i) {

@@ -182,7 +182,7 @@ private:
 
     void readXml(const FileEntry& xml) {
         if (!xml.regular() || !xml.readable) {  // a finding of the file
-            sources_.problem = xml.regular() ? systemReason(EACCES) : "not a regular file";
+            sources_.problem = xml.regular() ? tyktags::systemReason(EACCES) : "not a regular file";
             return;
         }
         pugi::xml_document document;
@@ -297,8 +297,9 @@ private:
     void add(RuleId rule, std::string_view name, std::string expected, std::string found,
              std::string reason = "") {
         if (!findings_) return;
-        findings_->add({rule, pathOf(name), place_, std::move(expected), std::move(found),
-                        std::move(reason), ""});
+        findings_->add(
+            makeFinding(rule, place_,
+                        {pathOf(name), std::move(expected), std::move(found), std::move(reason)}));
     }
 
     const FrameListing& listing_;

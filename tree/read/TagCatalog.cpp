@@ -4,7 +4,6 @@
 #include "tree/read/TreeIndex.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <sys/stat.h>
 #include <utility>
 
@@ -13,12 +12,6 @@ namespace tyktree {
 namespace {
 
 using tyktags::TagEntry;
-
-std::vector<TagEntry> readTable(const std::string& path, tyktags::TableSource source) {
-    auto tags = tyktags::readTagTable(path, source);
-    if (!tags.ok()) throw std::runtime_error(toLine(tags.problem()));
-    return std::move(tags.value());
-}
 
 }  // namespace
 
@@ -32,15 +25,24 @@ TagCatalog::TagCatalog(std::vector<TagEntry> tags, Source source, std::string pa
     }
 }
 
-TagCatalog TagCatalog::find(const TreeIndex& index, const std::string& given) {
-    if (!given.empty()) {
-        return {readTable(given, tyktags::TableSource::fileOrPipe), Source::kGiven, given};
-    }
+Result<TagCatalog> TagCatalog::read(const std::string& path, tyktags::TableSource allowed,
+                                    Source source) {
+    Result<std::vector<TagEntry>> tags = tyktags::readTagTable(path, allowed);
+    if (!tags.ok()) return tags.problem();
+    return TagCatalog(std::move(tags.value()), source, path);
+}
+
+Result<TagCatalog> TagCatalog::readGiven(const std::string& path) {
+    return read(path, tyktags::TableSource::fileOrPipe, Source::kGiven);
+}
+
+Result<TagCatalog> TagCatalog::find(const TreeIndex& index, const std::string& given) {
+    if (!given.empty()) return readGiven(given);
     const std::string& root = index.path().deviceRoot;
     const std::string beside = root.empty() ? "" : tagTablePath(root);
     struct stat status {};
-    if (beside.empty() || ::lstat(beside.c_str(), &status) != 0) return {};
-    return {readTable(beside, tyktags::TableSource::file), Source::kBeside, beside};
+    if (beside.empty() || ::lstat(beside.c_str(), &status) != 0) return TagCatalog();
+    return read(beside, tyktags::TableSource::file, Source::kBeside);
 }
 
 const TagEntry* TagCatalog::byId(uint32_t id) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tags/TagTable.h"
+#include "tree/read/TreeProblem.h"
 
 #include <cstdint>
 #include <map>
@@ -27,10 +28,13 @@ public:
     TagCatalog() = default;
     TagCatalog(std::vector<tyktags::TagEntry> tags, Source source, std::string path);
 
+    /// The table that the user named: a file, or a pipe, which is read once. Errors are those of
+    /// readTagTable().
+    static Result<TagCatalog> readGiven(const std::string& path);
+
     /// The table at `given` where it is not "", else the one beside the tree where there is one,
-    /// else an empty one with source kNone. Throws std::runtime_error with readTagTable()'s
-    /// sentence for a table that cannot be read.
-    static TagCatalog find(const TreeIndex& index, const std::string& given);
+    /// else an empty one with source kNone. Errors are those of readTagTable().
+    static Result<TagCatalog> find(const TreeIndex& index, const std::string& given);
 
     const tyktags::TagEntry* byId(uint32_t id) const;
     const tyktags::TagEntry* byName(std::string_view name) const;
@@ -42,6 +46,9 @@ public:
     std::vector<std::string> nearest(std::string_view name) const;
 
 private:
+    static Result<TagCatalog> read(const std::string& path, tyktags::TableSource allowed,
+                                   Source source);
+
     std::vector<tyktags::TagEntry> tags_;  ///< in ascending order of id
     std::map<uint32_t, size_t> byId_;
     std::map<std::string, size_t, std::less<>> byName_;

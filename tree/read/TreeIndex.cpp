@@ -1,7 +1,6 @@
 #include "tree/read/TreeIndex.h"
 
 #include "records/MfnrTuning.h"
-#include "tree/read/Escape.h"
 #include "tree/read/FolderReader.h"
 #include "tree/read/Timeline.h"
 
@@ -45,22 +44,23 @@ class IndexReader {
 public:
     IndexReader(const TreePath& path, std::optional<int> wanted) : path_(path), wanted_(wanted) {}
 
-    void read();
+    Status read();
 
     std::vector<PipeEntry> pipes;
-    std::vector<Finding> findings;
+    std::vector<TreeProblem> problems;
 
 private:
-    void add(RuleId rule, std::string path, FramePlace place, std::string expected,
-             std::string found, std::string reason = "") {
-        findings.push_back({rule, std::move(path), place, std::move(expected), std::move(found),
-                            std::move(reason), ""});
+    void add(ProblemKind kind, const FramePlace& place, Problem problem) {
+        problems.push_back({std::move(problem), kind, place});
+    }
+    Problem noSuchPipe(std::string found) const {
+        return {path_.given, "pipe " + std::to_string(*wanted_), std::move(found)};
     }
 
     bool list(const std::string& path, const FramePlace& place, std::vector<Entry>& entries);
     void noteUnknownTypes(const std::string& path, const FramePlace& place, size_t folders);
 
-    void readDumpRoot();
+    Status readDumpRoot();
     void readRootEntry(const Entry& entry, std::map<int, std::string>& found, bool& loose);
     void readPipe(const std::string& path, std::optional<int> id, bool alone);
     void readLoosePipe();
@@ -78,7 +78,7 @@ private:
     std::optional<int> wanted_;
 };
 
-/// Lists a folder; what cannot be listed is a finding, and what came before stays.
+/// Lists a folder. If an error ends the listing, it is a problem, and the entries before it stay.
 bool IndexReader::list(const std::string& path, const FramePlace& place,
                        std::vector<Entry>& entries) {
     FolderReader folder(path.c_str());
@@ -95,18 +95,19 @@ bool IndexReader::list(const std::string& path, const FramePlace& place,
     std::sort(entries.begin(), entries.end(),
               [](const Entry& a, const Entry& b) { return a.name < b.name; });
     if (folder.error() == 0) return true;
-    add(RuleId::kFolderUnlisted, path, place, "a folder that can be listed", "none",
-        systemReason(folder.error()));
+    add(ProblemKind::kFolderUnlisted, place,
+        {path, "a folder that can be listed", "none", tyktags::systemReason(folder.error())});
     return false;
 }
 
 void IndexReader::noteUnknownTypes(const std::string& path, const FramePlace& place,
                                    size_t folders) {
-    add(RuleId::kEntryTypeUnknown, path, place, "a file system that gives entry types",
-        std::to_string(folders) + " folders without a type");
+    add(ProblemKind::kEntryTypeUnknown, place,
+        {path, "a file system that gives entry types",
+         std::to_string(folders) + " folders without a type"});
 }
 
-void IndexReader::readDumpRoot() {
+Status IndexReader::readDumpRoot() {
     std::vector<Entry> entries;
     list(path_.dumpRoot, {}, entries);
     std::map<int, std::string> found;
@@ -117,14 +118,14 @@ void IndexReader::readDumpRoot() {
         for (const auto& [id, path] : found) {
             ids += (ids.empty() ? "the pipes " : ", ") + std::to_string(id);
         }
-        throw NoPipe("'" + escaped(path_.given) + "': expected pipe " + std::to_string(*wanted_) +
-                     ", found " + (ids.empty() ? "no pipe" : ids));
+        return noSuchPipe(ids.empty() ? "no pipe" : ids);
     }
     if (loose && !wanted_) readLoosePipe();
     for (const auto& [id, path] : found) {
         if (!wanted_ || id == *wanted_) readPipe(path, id, wanted_ || found.size() == 1);
     }
-    if (pipes.empty()) add(RuleId::kNoFrames, path_.dumpRoot, {}, "pipe folders", "none");
+    if (pipes.empty()) add(ProblemKind::kNoFrames, {}, {path_.dumpRoot, "pipe folders", "none"});
+    return {};
 }
 
 void IndexReader::readRootEntry(const Entry& entry, std::map<int, std::string>& found,
@@ -133,20 +134,21 @@ void IndexReader::readRootEntry(const Entry& entry, std::map<int, std::string>& 
     int pipe = 0;
     if (readPipeFolderName(entry.name, pipe)) {
         if (!entry.isFolder()) {
-            add(RuleId::kNotAFolder, path, {pipe, 0, 0}, "a pipe folder", wordsFor(entry));
+            add(ProblemKind::kNotAFolder, {pipe, 0, 0}, {path, "a pipe folder", wordsFor(entry)});
             return;
         }
         found[pipe] = path;
         if (entry.status.link) {
-            add(RuleId::kLinkedFolder, path, {pipe, 0, 0}, "a folder", wordsFor(entry));
+            add(ProblemKind::kLinkedFolder, {pipe, 0, 0}, {path, "a folder", wordsFor(entry)});
         }
     } else if (isTaskName(entry.name) || isFrameName(entry.name)) {
         loose = true;  // readLoosePipe() looks at it
     } else if (entry.isFolder()) {
-        add(RuleId::kForeignFolder, path, {}, "pipe folders and dump configurations", "a folder");
+        add(ProblemKind::kForeignFolder, {},
+            {path, "pipe folders and dump configurations", "a folder"});
     } else if (!readConfigFileName(entry.name, pipe)) {
-        add(RuleId::kForeignFile, path, {}, "pipe folders and dump configurations",
-            wordsFor(entry));
+        add(ProblemKind::kForeignFile, {},
+            {path, "pipe folders and dump configurations", wordsFor(entry)});
     }
 }
 
@@ -169,7 +171,7 @@ void IndexReader::readPipe(const std::string& path, std::optional<int> id, bool 
     // The tuning copy of all pipes makes a folder for a pipe that was never recorded.
     const bool onlyCopies = !alone && pipe.configPath.empty() && !pipe.tuningCopies.empty();
     if (listed && pipe.tasks.empty() && !onlyCopies) {
-        add(RuleId::kNoFrames, path, {id, 0, 0}, "task folders", "none");
+        add(ProblemKind::kNoFrames, {id, 0, 0}, {path, "task folders", "none"});
     }
     pipes.push_back(std::move(pipe));
 }
@@ -198,21 +200,22 @@ void IndexReader::readPipeEntry(PipeEntry& pipe, const Entry& entry,
     const FramePlace place{pipe.id, 0, 0};
     const bool named = isTaskName(entry.name) || isFrameName(entry.name);
     if (named && !entry.isListedFolder()) {
-        add(RuleId::kNotAFolder, path, place, "a task or frame folder", wordsFor(entry));
+        add(ProblemKind::kNotAFolder, place, {path, "a task or frame folder", wordsFor(entry)});
     } else if (isFrameName(entry.name)) {
         holdsFramesItself = true;
     } else if (isTaskName(entry.name)) {
         tasks.push_back(path);
     } else if (entry.isListedFolder() && holdsFolder(path, isFrameName)) {
-        add(RuleId::kTaskName, path, place, "a name such as 21160305140709123_task_0",
-            "another name, with frames in it");
+        add(ProblemKind::kTaskName, place,
+            {path, "a name such as 21160305140709123_task_0", "another name, with frames in it"});
         tasks.push_back(path);
     } else if (entry.isFolder()) {
-        add(RuleId::kForeignFolder, path, place, "task folders", wordsFor(entry));
+        add(ProblemKind::kForeignFolder, place, {path, "task folders", wordsFor(entry)});
     } else if (entry.name.find(kMfnrCopyMark) != std::string::npos) {
         pipe.tuningCopies.push_back({entry.name, entry.status.bytes, entry.status.regular()});
     } else {
-        add(RuleId::kForeignFile, path, place, "task folders and tuning copies", wordsFor(entry));
+        add(ProblemKind::kForeignFile, place,
+            {path, "task folders and tuning copies", wordsFor(entry)});
     }
 }
 
@@ -241,7 +244,7 @@ void IndexReader::readTask(const PipeEntry& pipe, TaskEntry& task, bool isPipe) 
         task.frames[i].position = static_cast<uint32_t>(i + 1);
     }
     if (task.frames.empty() && task.listed) {
-        add(RuleId::kNoFrames, task.path, place, "frame folders", "none");
+        add(ProblemKind::kNoFrames, place, {task.path, "frame folders", "none"});
     }
     checkOrder(place, task);
 }
@@ -254,8 +257,8 @@ void IndexReader::readTaskEntry(const FramePlace& place, TaskEntry& task, const 
     const std::string path = task.path + "/" + entry.name;
     if (!entry.isListedFolder()) {
         const bool folder = frame.wellNamed || entry.isFolder();
-        add(folder ? RuleId::kNotAFolder : RuleId::kForeignFile, path, place, "frame folders",
-            wordsFor(entry));
+        add(folder ? ProblemKind::kNotAFolder : ProblemKind::kForeignFile, place,
+            {path, "frame folders", wordsFor(entry)});
         return;
     }
     FramePlace at = place;
@@ -263,8 +266,8 @@ void IndexReader::readTaskEntry(const FramePlace& place, TaskEntry& task, const 
     if (frame.wellNamed) {
         checkTime(path, at, frame.parsed.stamp);
     } else {
-        add(RuleId::kFrameName, path, at, "a name such as 0305140710456_reqID_42_sofID_17",
-            "another name");
+        add(ProblemKind::kFrameName, at,
+            {path, "a name such as 0305140710456_reqID_42_sofID_17", "another name"});
     }
     frame.name = entry.name;
     task.frames.push_back(std::move(frame));
@@ -273,7 +276,8 @@ void IndexReader::readTaskEntry(const FramePlace& place, TaskEntry& task, const 
 void IndexReader::checkTime(const std::string& path, const FramePlace& place, const Stamp& stamp) {
     const std::string impossible = impossiblePart(stamp);
     if (impossible.empty()) return;
-    add(RuleId::kNameTime, path, place, "a time that a calendar and a clock show", impossible);
+    add(ProblemKind::kNameTime, place,
+        {path, "a time that a calendar and a clock show", impossible});
 }
 
 /// Names are in order of time; the requests in them should be as well.
@@ -289,18 +293,19 @@ void IndexReader::checkOrder(const FramePlace& place, const TaskEntry& task) {
         const int request = frame.parsed.requestId;
         if (last != nullptr && !sameTime(*last, frame)) latest = latestWithLast;
         if (latest && request < *latest) {
-            add(RuleId::kFrameOrder, framePath(task, frame), at,
-                "request " + std::to_string(*latest) + " or a later one",
-                "request " + std::to_string(request));
+            add(ProblemKind::kFrameOrder, at,
+                {framePath(task, frame), "request " + std::to_string(*latest) + " or a later one",
+                 "request " + std::to_string(request)});
         }
         latestWithLast = std::max(latestWithLast.value_or(request), request);
         const auto [first, isNew] =
             seen.emplace(std::make_pair(request, frame.parsed.sofId), frame.position);
         if (!isNew) {
-            add(RuleId::kFrameRepeated, framePath(task, frame), at, "ids of its own",
-                "request " + std::to_string(request) + " and sof " +
-                    std::to_string(frame.parsed.sofId) + ", which frame " +
-                    std::to_string(first->second) + " has");
+            add(ProblemKind::kFrameRepeated, at,
+                {framePath(task, frame), "ids of its own",
+                 "request " + std::to_string(request) + " and sof " +
+                     std::to_string(frame.parsed.sofId) + ", which frame " +
+                     std::to_string(first->second) + " has"});
         }
         last = &frame;
     }
@@ -337,36 +342,37 @@ void IndexReader::keepOneFrame(TaskEntry& task) {
     }
     task.frames = std::move(frames);
     const std::string& path = path_.path;
-    findings.erase(std::remove_if(findings.begin(), findings.end(),
-                                  [&path](const Finding& finding) { return finding.path != path; }),
-                   findings.end());
+    problems.erase(
+        std::remove_if(problems.begin(), problems.end(),
+                       [&path](const TreeProblem& problem) { return problem.path != path; }),
+        problems.end());
 }
 
-void IndexReader::read() {
+Status IndexReader::read() {
     const bool inside = path_.kind != Kind::kDeviceRoot && path_.kind != Kind::kDumpRoot;
     if (inside && wanted_ && wanted_ != path_.pipe) {
-        throw NoPipe("'" + escaped(path_.given) + "': expected pipe " + std::to_string(*wanted_) +
-                     ", found " +
-                     (path_.pipe ? "pipe " + std::to_string(*path_.pipe) : "a folder of no pipe"));
+        return noSuchPipe(path_.pipe ? "pipe " + std::to_string(*path_.pipe)
+                                     : "a folder of no pipe");
     }
-    if (!inside) {
-        readDumpRoot();
-    } else if (path_.kind == Kind::kPipe) {
+    if (!inside) return readDumpRoot();
+    if (path_.kind == Kind::kPipe) {
         readPipe(path_.path, path_.pipe, true);
     } else {
         readInside();
     }
+    return {};
 }
 
 }  // namespace
 
-TreeIndex TreeIndex::read(const TreePath& path, std::optional<int> pipe) {
+Result<TreeIndex> TreeIndex::read(const TreePath& path, std::optional<int> pipe) {
     TreeIndex index;
     index.path_ = path;
     IndexReader reader(index.path_, pipe);
-    reader.read();
+    const Status status = reader.read();
+    if (!status.ok()) return status.problem();
     index.pipes_ = std::move(reader.pipes);
-    index.findings_ = std::move(reader.findings);
+    index.problems_ = std::move(reader.problems);
     return index;
 }
 

@@ -1,9 +1,9 @@
 // What is in a tree as far as folder names tell: pipes, tasks, frames.
 #pragma once
 
-#include "tree/check/Finding.h"
 #include "tree/read/ExactNames.h"
 #include "tree/read/TreePath.h"
+#include "tree/read/TreeProblem.h"
 
 #include <cstdint>
 #include <optional>
@@ -26,7 +26,7 @@ struct TaskEntry {
     std::string name;
     std::optional<TaskFolderName> parsed;  ///< none: the pipe folder itself, or another name
     uint32_t position = 0;                 ///< from 1, within the pipe
-    bool listed = true;                    ///< false: could not be listed (a finding says why)
+    bool listed = true;                    ///< false: could not be listed (a problem says why)
     std::vector<FrameEntry> frames;        ///< in order of names, as a replay takes them
 };
 
@@ -51,23 +51,23 @@ class TreeIndex {
 public:
     /// Reads the part of the tree that `path` names, narrowed to pipe `pipe` where one is given.
     /// What cannot be listed, is a link, is no folder where one belongs, is foreign, has no frames,
-    /// or is out of order is in findings(); reading goes on with the rest. A tree that names a
+    /// or is out of order is in problems(); reading goes on with the rest. A tree that names a
     /// single frame has one pipe, one task and, in it, one frame (with the position it has among
     /// its neighbours).
-    /// Where the file system gives no entry types, types are asked for one by one, and a finding
+    /// Where the file system gives no entry types, types are asked for one by one, and a problem
     /// says that the library would not see these folders.
-    /// Throws NoPipe where pipe `pipe` is not there.
-    static TreeIndex read(const TreePath& path, std::optional<int> pipe = std::nullopt);
+    /// The only error is that pipe `pipe` is not there: found names the pipes that are.
+    static Result<TreeIndex> read(const TreePath& path, std::optional<int> pipe = std::nullopt);
 
     const TreePath& path() const { return path_; }
     const std::vector<PipeEntry>& pipes() const { return pipes_; }
-    const std::vector<Finding>& findings() const { return findings_; }
+    const std::vector<TreeProblem>& problems() const { return problems_; }
     size_t frameCount() const;
 
 private:
     TreePath path_;
     std::vector<PipeEntry> pipes_;
-    std::vector<Finding> findings_;
+    std::vector<TreeProblem> problems_;
 };
 
 /// Folder of a frame.

@@ -1,7 +1,6 @@
 #include "tree/read/TreePath.h"
 
 #include "core/TreeNames.h"
-#include "tree/read/Escape.h"
 #include "tree/read/ExactNames.h"
 #include "tree/read/FolderReader.h"
 
@@ -18,13 +17,6 @@ namespace {
 using Kind = TreePath::Kind;
 
 constexpr size_t kMaxNamesShown = 8;
-
-/// `error`: the system's reason, an errno value, or 0.
-[[noreturn]] void refuse(const std::string& path, const std::string& expected,
-                         const std::string& found, int error = 0) {
-    throw NoTree("'" + escaped(path) + "': expected " + expected + ", found " + escaped(found) +
-                 (error != 0 ? ": " + systemReason(error) : ""));
-}
 
 std::string parentOf(const std::string& path) {
     const size_t slash = path.rfind('/');
@@ -51,16 +43,18 @@ std::string contentsOf(const std::string& path) {
         if (count == kMaxNamesShown) return names + ", ...";
         names.append(names.empty() ? "" : ", ").append(name);
     }
-    if (folder.error() != 0) return "one that cannot be listed: " + systemReason(folder.error());
+    if (folder.error() != 0)
+        return "one that cannot be listed: " + tyktags::systemReason(folder.error());
     return names.empty() ? "an empty folder" : names;
 }
 
-std::string canonical(const std::string& given) {
+Result<std::string> canonical(const std::string& given) {
     const std::unique_ptr<char, decltype(&std::free)> path(::realpath(given.c_str(), nullptr),
                                                            &std::free);
-    if (!path) refuse(given, "a folder with a dump tree", "none", errno);
-    if (!isFolder(path.get())) refuse(given, "a folder with a dump tree", "a file");
-    return path.get();
+    const char* const expected = "a folder with a dump tree";
+    if (!path) return Problem{given, expected, "none", tyktags::systemReason(errno)};
+    if (!isFolder(path.get())) return Problem{given, expected, "a file"};
+    return std::string(path.get());
 }
 
 /// The device root that a dump root lies in, or "".
@@ -76,7 +70,7 @@ std::string dumpRootIn(const std::string& deviceRoot) {
     return (deviceRoot == "/" ? "" : deviceRoot) + kDumpRoot;
 }
 
-Kind kindOf(const std::string& path, const std::string& given) {
+Result<Kind> kindOf(const std::string& path, const std::string& given) {
     if (isPipeName(lastName(path))) return Kind::kPipe;
     if (isFrameName(lastName(path))) return Kind::kFrame;
     if (isTaskName(lastName(path))) return Kind::kTask;
@@ -84,8 +78,9 @@ Kind kindOf(const std::string& path, const std::string& given) {
     if (holdsFolder(path, isPipeName) || !deviceRootOf(path).empty()) return Kind::kDumpRoot;
     if (holdsFolder(path, isTaskName)) return Kind::kPipe;
     if (holdsFolder(path, isFrameName)) return Kind::kTask;
-    refuse(given, "a device root, or a folder of a dump tree (pipe_N, a task or a frame in it)",
-           contentsOf(path));
+    return Problem{given,
+                   "a device root, or a folder of a dump tree (pipe_N, a task or a frame in it)",
+                   contentsOf(path)};
 }
 
 /// The pipe folder that a task or frame lies in: `folder` where that is one.
@@ -99,11 +94,15 @@ void setPipe(TreePath& tree, const std::string& folder) {
 
 }  // namespace
 
-TreePath resolveTree(const std::string& given) {
+Result<TreePath> resolveTree(const std::string& given) {
+    const Result<std::string> path = canonical(given);
+    if (!path.ok()) return path.problem();
+    const Result<Kind> kind = kindOf(path.value(), given);
+    if (!kind.ok()) return kind.problem();
     TreePath tree;
     tree.given = given;
-    tree.path = canonical(given);
-    tree.kind = kindOf(tree.path, given);
+    tree.path = path.value();
+    tree.kind = kind.value();
     switch (tree.kind) {
         case Kind::kDeviceRoot:
             tree.deviceRoot = tree.path;

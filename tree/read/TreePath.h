@@ -1,24 +1,12 @@
 // What a user named: which part of which tree.
 #pragma once
 
+#include "tree/read/TreeProblem.h"
+
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 namespace tyktree {
-
-/// The folder that was named is no tree, or cannot be looked at. The text names the path, what was
-/// expected, what was found and the system's reason.
-class NoTree : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-/// The tree has no pipe of the id that was asked for. The text says which it has.
-class NoPipe : public NoTree {
-public:
-    using NoTree::NoTree;
-};
 
 /// Part of a tree. All paths are absolute and canonical, without a slash at the end.
 struct TreePath {
@@ -40,8 +28,9 @@ struct TreePath {
 ///   pipe         is called pipe_N, or holds task folders
 ///   frame        has a frame folder's name
 ///   task         has a task folder's name, or holds frame folders
-/// An empty pipe, task or frame folder is one by its name. Throws NoTree.
-TreePath resolveTree(const std::string& given);
+/// An empty pipe, task or frame folder is one by its name. A problem's path is `given`: it is no
+/// part of a tree, or cannot be looked at.
+Result<TreePath> resolveTree(const std::string& given);
 
 /// The tag table that `record` keeps beside a tree: "tags.xml" in the device root.
 std::string tagTablePath(const std::string& deviceRoot);
