@@ -99,7 +99,7 @@ void TreeChecker::checkTuningCopy(const std::string& path, std::optional<int> pi
         add(RuleId::kFileKind, path, pipe, "a copy of a tuning file", "no regular file");
     } else if (::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) {
         add(RuleId::kFileUnreadable, path, pipe, "a copy of a tuning file", "none",
-            systemReason(errno));
+            tyktags::systemReason(errno));
     } else if (bytes == 0) {
         add(RuleId::kTuningCopyEmpty, path, pipe, "a copy of a tuning file", "no bytes");
     }
