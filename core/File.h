@@ -54,6 +54,9 @@ public:
 
     bool isOpen() const { return descriptor_.isOpen(); }
 
+    /// Of the open file, or -1.
+    int descriptor() const { return descriptor_.number(); }
+
     /// Length in bytes when it was opened; 0 when it is not open.
     int64_t size() const { return size_; }
 

@@ -84,9 +84,9 @@ void CameraSetup::checkConfiguration() const {
     const std::string& path = configuration_.source;
     tyktree::DumpConfigFile file;
     readDumpConfig(path, file);
-    if (!file.parsed) {
-        throw Failure(text(tyktree::escaped(path),
-                           ": expected an XML file: ", tyktree::escaped(file.problem)));
+    if (!file.status.ok()) {
+        throw Failure(text(tyktree::escaped(path), ": expected an XML file: ",
+                           tyktree::escaped(file.status.problem().reason)));
     }
     if (!file.root) {
         throw Failure(text(tyktree::escaped(path),

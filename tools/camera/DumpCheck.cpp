@@ -125,13 +125,13 @@ void DumpCheck::checkScene() {
     const std::string path = tykhost::hostPath(simulation_.currentFramePath + "/" + kSceneXmlName);
     const std::string end = text("</", kSceneRootName, ">");
     std::vector<uint8_t> xml;
-    const tyktree::ReadResult result = tyktree::readFileBytes(path, kMost, xml);
+    const bool isRead = tyktree::readFileBytes(path, kMost, xml).ok();
     const std::string content(xml.begin(), xml.end());
-    if (result.ok() && content.find(end) != std::string::npos) {
+    if (isRead && content.find(end) != std::string::npos) {
         count(xml.size());
     } else {
         const std::string found = text(xml.size(), " bytes without it");
-        report(path, text(end, " at the end"), result.ok() ? found : "no file", 1);
+        report(path, text(end, " at the end"), isRead ? found : "no file", 1);
     }
 }
 

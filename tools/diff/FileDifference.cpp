@@ -1,12 +1,11 @@
 #include "tools/diff/FileDifference.h"
 
-#include "core/File.h"
-#include "tools/console/Console.h"
 #include "tree/read/Escape.h"
+#include "tree/read/RegularFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
+#include <fmt/format.h>
 
 namespace tyksim {
 
@@ -14,11 +13,10 @@ namespace {
 
 constexpr size_t kPieceBytes = size_t{128} * 1024;
 
-FileDifference unreadable(const std::string& path) {
+FileDifference unreadable(const tyktags::Problem& problem) {
     FileDifference result;
     result.problem =
-        text(tyktree::escaped(path),
-             ": cannot be read: ", errno == 0 ? "not a regular file" : systemReason(errno));
+        fmt::format("{}: cannot be read: {}", tyktree::escaped(problem.path), problem.reason);
     return result;
 }
 
@@ -33,22 +31,21 @@ void blank(std::vector<uint8_t>& piece, uint64_t offset, size_t bytes, const Byt
 
 FileDifference FileComparer::compare(const std::string& pathA, const std::string& pathB,
                                      const std::vector<ByteRange>& ignored) {
-    errno = 0;
-    InputFile fileA(pathA.c_str());
-    if (!fileA.isOpen()) return unreadable(pathA);
-    InputFile fileB(pathB.c_str());
-    if (!fileB.isOpen()) return unreadable(pathB);
+    tyktree::RegularFile fileA(pathA);
+    if (!fileA.status().ok()) return unreadable(fileA.status().problem());
+    tyktree::RegularFile fileB(pathB);
+    if (!fileB.status().ok()) return unreadable(fileB.status().problem());
     a_.resize(kPieceBytes);
     b_.resize(kPieceBytes);
     FileDifference result;
-    result.bytesA = static_cast<uint64_t>(fileA.size());
-    result.bytesB = static_cast<uint64_t>(fileB.size());
+    result.bytesA = fileA.size();
+    result.bytesB = fileB.size();
     uint64_t offset = 0;
     for (;;) {
         const size_t gotA = fileA.read(a_.data(), kPieceBytes);
-        if (fileA.failed()) return unreadable(pathA);
+        if (!fileA.status().ok()) return unreadable(fileA.status().problem());
         const size_t gotB = fileB.read(b_.data(), kPieceBytes);
-        if (fileB.failed()) return unreadable(pathB);
+        if (!fileB.status().ok()) return unreadable(fileB.status().problem());
         const size_t both = std::min(gotA, gotB);
         for (const ByteRange& range : ignored) {
             blank(a_, offset, both, range);

@@ -2,6 +2,7 @@
 
 #include "core/Limits.h"
 #include "tools/console/Console.h"
+#include "tools/console/Failures.h"
 #include "tools/console/Units.h"
 #include "tree/read/Escape.h"
 #include "tree/read/FileBytes.h"
@@ -11,6 +12,7 @@
 #include <climits>
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <utility>
 
 namespace tyksim {
@@ -52,14 +54,10 @@ std::vector<uint8_t> wholeValue(const std::string& setting, const std::string& v
     }
     std::vector<uint8_t> bytes;
     const std::string path = value.substr(1);
-    const tyktree::ReadResult result = tyktree::readFileBytes(path, INT_MAX, bytes);
-    if (!result.ok()) {
-        throw Failure(
-            text(tyktree::escaped(path), ": expected a value, found none: ", reasonOf(result)));
-    }
-    if (result.size > INT_MAX) {
-        throw Failure(text(tyktree::escaped(path), ": expected at most ", INT_MAX, " bytes, found ",
-                           result.size));
+    const auto size = tyktree::readFileBytes(path, INT_MAX, bytes);
+    if (!size.ok()) fail({path, "a value", "none", size.problem().reason});
+    if (size.value() > INT_MAX) {
+        fail({path, fmt::format("at most {} bytes", INT_MAX), std::to_string(size.value())});
     }
     return bytes;
 }

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <fmt/format.h>
 #include <fnmatch.h>
 #include <set>
 #include <string_view>
@@ -64,12 +65,11 @@ std::string unchanged(const std::string& path, const std::string& reason) {
 
 /// Reads a file that is changed on its way. One that cannot be read is left out, which `copy` says.
 bool readWhole(const std::string& path, std::vector<uint8_t>& bytes, FrameCopy& copy) {
-    const tyktree::ReadResult result = tyktree::readFileBytes(path, INT_MAX, bytes);
-    if (result.ok() && bytes.size() == result.size) return true;
-    const std::string reason = result.ok()
-                                   ? text("expected ", result.size, " bytes, found ", bytes.size())
-                                   : reasonOf(result);
-    copy.problems.push_back(leftOut(path, reason));
+    const auto size = tyktree::readFileBytes(path, INT_MAX, bytes);
+    if (size.ok() && bytes.size() == size.value()) return true;
+    copy.problems.push_back(leftOut(
+        path, size.ok() ? fmt::format("expected {} bytes, found {}", size.value(), bytes.size())
+                        : size.problem().reason));
     return false;
 }
 

@@ -1,9 +1,9 @@
 #include "tools/files/CloneFile.h"
 
-#include "core/File.h"
 #include "tools/console/Console.h"
 #include "tools/files/Unfinished.h"
 #include "tree/read/Escape.h"
+#include "tree/read/RegularFile.h"
 
 #include <array>
 #include <cerrno>
@@ -66,15 +66,11 @@ void transfer(int from, const std::string& source, int to, const std::string& ta
 }  // namespace
 
 void cloneFile(const std::string& source, const std::string& target) {
-    const Descriptor from(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    struct stat status {};
-    if (!from.isOpen() || ::fstat(from.number(), &status) != 0) {
-        failToRead(source, systemReason(errno));
-    }
-    if (!S_ISREG(status.st_mode)) failToRead(source, "not a regular file");
+    const tyktree::RegularFile from(source);
+    if (!from.status().ok()) failToRead(source, from.status().problem().reason);
     NewFile to(target);
-    if (::ioctl(to.descriptor(), FICLONE, from.number()) != 0) {
-        transfer(from.number(), source, to.descriptor(), target);
+    if (::ioctl(to.descriptor(), FICLONE, from.descriptor()) != 0) {
+        transfer(from.descriptor(), source, to.descriptor(), target);
     }
     to.close();
 }

@@ -4,27 +4,30 @@
 #include "tools/files/OutputPath.h"
 #include "tools/files/Unfinished.h"
 #include "tree/read/FileBytes.h"
+#include "tree/read/RegularFile.h"
 
 #include <filesystem>
+#include <fmt/format.h>
 
 namespace tyksim {
 
 std::vector<uint8_t> readFile(const std::string& path, uint64_t maxBytes) {
     std::vector<uint8_t> bytes;
-    const tyktree::ReadResult result = tyktree::readFileBytes(path, maxBytes, bytes);
-    if (!result.regular) {
+    const auto size = tyktree::readFileBytes(path, maxBytes, bytes);
+    if (!size.ok() && size.problem().reason == tyktree::kNotRegular) {
         throw Failure(shownPath(path) + ": expected a file, found something else");
     }
-    if (result.error != 0) {
-        throw Failure(text(shownPath(path), ": cannot be opened: ", systemReason(result.error)));
-    }
-    if (result.size > maxBytes) {
+    if (!size.ok()) {
         throw Failure(
-            text(shownPath(path), ": expected at most ", maxBytes, " bytes, found ", result.size));
+            fmt::format("{}: cannot be opened: {}", shownPath(path), size.problem().reason));
     }
-    if (bytes.size() != result.size) {
-        throw Failure(text(shownPath(path), ": expected ", result.size, " bytes, read ",
-                           bytes.size(), ": the file became shorter"));
+    if (size.value() > maxBytes) {
+        throw Failure(fmt::format("{}: expected at most {} bytes, found {}", shownPath(path),
+                                  maxBytes, size.value()));
+    }
+    if (bytes.size() != size.value()) {
+        throw Failure(fmt::format("{}: expected {} bytes, read {}: the file became shorter",
+                                  shownPath(path), size.value(), bytes.size()));
     }
     return bytes;
 }
@@ -39,7 +42,8 @@ void makeFolders(const std::string& path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
     if (error) {
-        throw Failure(text(shownPath(path), ": cannot make the folder: ", error.message()));
+        throw Failure(
+            fmt::format("{}: cannot make the folder: {}", shownPath(path), error.message()));
     }
     if (!isFolder(path)) {
         throw Failure(shownPath(path) + ": expected a folder, found something else");

@@ -1,6 +1,5 @@
 #include "tools/playback/FrameVerifier.h"
 
-#include "core/File.h"
 #include "core/Limits.h"
 #include "core/TreeNames.h"
 #include "host/BufferPool.h"
@@ -8,10 +7,10 @@
 #include "replay/FixedOverrides.h"
 #include "tools/console/Console.h"
 #include "tools/playback/SceneDifferences.h"
+#include "tree/read/RegularFile.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -44,9 +43,10 @@ std::vector<uint8_t> expectedTuningTable(PipelineSimulation& simulation) {
     return table;
 }
 
-/// The system's words for `error`; "" where it is 0.
-std::string reasonOf(int error) {
-    return error == 0 ? "" : systemReason(error);
+/// The system's words for why a file cannot be read; "" where it has none.
+std::string reasonOf(const tyktree::RegularFile& file) {
+    if (file.status().ok() || file.status().problem().reason == tyktree::kNotRegular) return "";
+    return file.status().problem().reason;
 }
 
 uint64_t imageBytes(const ImageFileName& image) {
@@ -299,10 +299,9 @@ const PublishedValue* FrameVerifier::take(int32_t pipe, uint32_t camera, uint32_
 /// is one.
 void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t size, uint8_t* room) {
     const std::string name(file.name);
-    errno = 0;
-    ::InputFile input((frame_->listing.path() + "/" + name).c_str());
-    if (!input.isOpen()) {
-        lost(name, "its bytes", "a file that cannot be opened", reasonOf(errno));
+    tyktree::RegularFile input(frame_->listing.path() + "/" + name);
+    if (!input.status().ok()) {
+        lost(name, "its bytes", "a file that cannot be opened", reasonOf(input));
         return;
     }
     static thread_local std::array<uint8_t, size_t{256} * 1024> piece;
@@ -311,7 +310,6 @@ void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t si
     while (at < size) {
         const auto wanted = static_cast<size_t>(std::min<uint64_t>(piece.size(), size - at));
         uint8_t* const begin = room ? room + at : piece.data();
-        errno = 0;
         const size_t count = input.read(begin, wanted);
         if (std::memcmp(begin, bytes + at, count) != 0) {
             const auto* const first = std::mismatch(begin, begin + count, bytes + at).first;
@@ -323,7 +321,7 @@ void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t si
         at += count;
         if (count < wanted) {
             lost(name, text(size, " bytes"), text("only ", at, " that can be read"),
-                 reasonOf(errno));
+                 reasonOf(input));
             break;
         }
     }

@@ -133,8 +133,8 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file, SheetFrame
     result.size = file.bytes;
     const tyktree::Parameter parameter =
         tyktree::readParameter(listing_, file, catalog_, kPieceBytes);
-    if (!parameter.result.ok()) {
-        result.crc = tyktree::reasonOf(parameter.result);
+    if (!parameter.status.ok()) {
+        result.crc = parameter.status.problem().reason;
         frame.problems.insert(
             text(tyktree::escaped(pathOf(file)), ": cannot be read: ", result.crc));
         return result;

@@ -224,14 +224,14 @@ private:
 
     void showParameter(const FileEntry& file, Table& table) {
         const Parameter parameter = tyktree::readParameter(listing_, file, tree_.catalog);
-        if (!parameter.result.ok()) {
-            problem(pathOf(file), reasonOf(parameter.result));
+        if (!parameter.status.ok()) {
+            problem(pathOf(file), parameter.status.problem().reason);
         } else if (!options_.tag.empty()) {
             dumped_.push_back(&file);
         }
         const std::vector<tyktree::DecodedField> fields = parameter.fields();
         for (const tyktree::DecodedField& field : fields) {
-            if (field.problem.empty() || !parameter.result.ok()) continue;
+            if (field.problem.empty() || !parameter.status.ok()) continue;
             reading_.problem(fmt::format("{}: {}: {}", tyktree::escaped(pathOf(file)),
                                          tyktree::escaped(field.field->name), field.problem));
         }

@@ -82,9 +82,8 @@ void ConfigChecker::add(RuleId rule, std::ptrdiff_t offset, std::string expected
 }
 
 bool ConfigChecker::checkRoot() {
-    if (!file_.parsed) {
-        sink_.add(makeFinding(RuleId::kConfigXml, {pipe_, 0, 0},
-                              {path_, "a dump configuration in XML", "none", file_.problem}));
+    if (!file_.status.ok()) {
+        sink_.add(makeFinding(RuleId::kConfigXml, {pipe_, 0, 0}, file_.status.problem()));
         return false;
     }
     if (const auto extra = findOutsideRoot(file_.text)) {

@@ -1,9 +1,9 @@
 #include "tree/check/FrameCheck.h"
 
-#include "core/File.h"
 #include "core/Limits.h"
 #include "tree/read/ExactNames.h"
 #include "tree/read/FolderReader.h"
+#include "tree/read/RegularFile.h"
 #include "tree/read/SceneRecord.h"
 
 #include <climits>
@@ -272,20 +272,19 @@ private:
 };
 
 void FrameChecker::readContent(Folder& folder, const FileEntry& file) {
-    errno = 0;
-    InputFile input(pathOf(file).c_str(), &folder);
+    RegularFile input(pathOf(file), &folder);
     const bool image = file.kind == Kind::kImage && imageBytes(file.image) == file.bytes;
     UniformImage picture(file.image);
     uint64_t done = 0;
-    while (input.isOpen()) {
+    while (input.status().ok()) {
         const size_t count = input.read(job_.buffer.data(), job_.buffer.size());
         if (image && count > 0) picture.add(job_.buffer.data(), count);
         done += count;
         if (count < job_.buffer.size()) break;
     }
-    if (!input.isOpen() || input.failed()) {
+    if (!input.status().ok()) {
         add(RuleId::kFileUnreadable, pathOf(file), bytesText(file.bytes), std::to_string(done),
-            tyktags::systemReason(errno));
+            input.status().problem().reason);
     } else if (done != file.bytes) {
         add(RuleId::kTreeChanged, pathOf(file), bytesText(file.bytes), std::to_string(done));
     } else if (image && picture.uniform()) {

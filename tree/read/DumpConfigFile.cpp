@@ -35,19 +35,19 @@ ConfigEntry entryOf(pugi::xml_node element, const char* attribute) {
     return entry;
 }
 
-bool readText(const std::string& path, DumpConfigFile& out) {
+tyktags::Problem notXml(const std::string& path, const std::string& reason) {
+    return {path, "a dump configuration in XML", "none", reason};
+}
+
+tyktags::Status readText(const std::string& path, std::string& text) {
     std::vector<uint8_t> bytes;
-    const ReadResult result = readFileBytes(path, kMaxXmlBytes + 1, bytes);
-    if (!result.ok()) {
-        out.problem = reasonOf(result);
-        return false;
-    }
+    const auto size = readFileBytes(path, kMaxXmlBytes + 1, bytes);
+    if (!size.ok()) return notXml(path, size.problem().reason);
     if (bytes.size() > static_cast<size_t>(kMaxXmlBytes)) {
-        out.problem = "more than " + std::to_string(kMaxXmlBytes) + " bytes";
-        return false;
+        return notXml(path, "more than " + std::to_string(kMaxXmlBytes) + " bytes");
     }
-    out.text.assign(bytes.begin(), bytes.end());
-    return true;
+    text.assign(bytes.begin(), bytes.end());
+    return {};
 }
 
 }  // namespace
@@ -67,13 +67,13 @@ size_t DumpConfigFile::lineAt(std::ptrdiff_t offset) const {
 }
 
 void readDumpConfig(const std::string& path, DumpConfigFile& out) {
-    if (!readText(path, out)) return;
+    out.status = readText(path, out.text);
+    if (!out.status.ok()) return;
     const pugi::xml_parse_result result =
         out.document.load_buffer(out.text.data(), out.text.size());
-    out.parsed = static_cast<bool>(result);
-    if (!out.parsed) {
-        out.problem =
-            "line " + std::to_string(out.lineAt(result.offset)) + ": " + result.description();
+    if (!result) {
+        const std::string line = "line " + std::to_string(out.lineAt(result.offset));
+        out.status = notXml(path, line + ": " + result.description());
         return;
     }
     out.root = out.document.child(kConfigRootName);

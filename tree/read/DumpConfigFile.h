@@ -1,6 +1,8 @@
 // A dump configuration as the library reads it: what each frame is to hold.
 #pragma once
 
+#include "tags/Problem.h"
+
 #include <pugixml.hpp>
 
 #include <cstddef>
@@ -36,8 +38,7 @@ struct DumpConfigFile {
     pugi::xml_document document;
     pugi::xml_node root;  ///< dumpconfig; none where that is missing
     std::vector<ConfigEntry> entries;
-    bool parsed = false;
-    std::string problem;  ///< why it was not parsed, and in which line
+    tyktags::Status status;  ///< of reading and parsing it; the reason names the line
 
     /// Whether the frames are to have images.
     bool expectsImages() const;
@@ -46,7 +47,7 @@ struct DumpConfigFile {
     size_t lineAt(std::ptrdiff_t offset) const;
 };
 
-/// Reads the configuration at `path`; what is wrong with it is in `parsed`, `problem` and `root`.
+/// Reads the configuration at `path`; what is wrong with it is in `status` and `root`.
 void readDumpConfig(const std::string& path, DumpConfigFile& out);
 
 }  // namespace tyktree

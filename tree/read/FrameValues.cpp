@@ -102,14 +102,14 @@ void FrameValueReader::readTags(const FrameListing& listing, std::vector<FrameVa
 }
 
 void FrameValueReader::readTag(const std::string& path, const ValueName& name, FrameValue& value) {
-    const ReadResult result =
-        name.field ? readFileBytes(path, name.field->offset + name.field->bytes(), bytes_)
-                   : readSummedFile(path, 0, bytes_, value.crc32);
-    if (!result.ok()) {
-        value.problem = reasonOf(result);
+    const auto size = name.field
+                          ? readFileBytes(path, name.field->offset + name.field->bytes(), bytes_)
+                          : readSummedFile(path, 0, bytes_, value.crc32);
+    if (!size.ok()) {
+        value.problem = size.problem().reason;
         return;
     }
-    value.size = result.size;
+    value.size = size.value();
     if (!name.field) {
         value.isBlob = true;
         return;

@@ -7,7 +7,7 @@ std::vector<DecodedField> Parameter::fields() const {
     if (!tag) return decoded;
     for (const tyktags::TagField& field : tag->fields) {
         decoded.push_back({&field, decodeField(field, bytes.data(), bytes.size()),
-                           shortfall(field, std::nullopt, result.size)});
+                           shortfall(field, std::nullopt, size)});
     }
     return decoded;
 }
@@ -18,7 +18,12 @@ Parameter readParameter(const FrameListing& listing, const FileEntry& file,
     parameter.file = &file;
     parameter.tag = catalog.byName(file.parameter.tagName);
     const std::string path = listing.path() + "/" + std::string(file.name);
-    parameter.result = readSummedFile(path, limit, parameter.bytes, parameter.crc32);
+    const auto size = readSummedFile(path, limit, parameter.bytes, parameter.crc32);
+    if (size.ok()) {
+        parameter.size = size.value();
+    } else {
+        parameter.status = size.problem();
+    }
     return parameter;
 }
 

@@ -23,9 +23,10 @@ struct DecodedField {
 struct Parameter {
     const FileEntry* file = nullptr;         ///< points into the listing
     const tyktags::TagEntry* tag = nullptr;  ///< points into the catalog; null: not in it
-    ReadResult result;
-    std::vector<uint8_t> bytes;  ///< the file's, at most as many as were asked for
-    uint32_t crc32 = 0;          ///< of the whole file
+    tyktags::Status status;                  ///< of reading the file
+    uint64_t size = 0;                       ///< of the file; 0 if it could not be read
+    std::vector<uint8_t> bytes;              ///< the file's, at most as many as were asked for
+    uint32_t crc32 = 0;                      ///< of the whole file
 
     /// Its fields, where the tag's are known.
     std::vector<DecodedField> fields() const;

@@ -172,10 +172,9 @@ private:
 
     /// Reads a file that should have `size` bytes; whether it has.
     bool readWhole(const FileEntry& file, int size, std::vector<uint8_t>& bytes) {
-        const ReadResult result =
-            readFileBytes(pathOf(file.name), static_cast<uint64_t>(size), bytes);
+        const auto result = readFileBytes(pathOf(file.name), static_cast<uint64_t>(size), bytes);
         if (!result.ok()) {
-            add(RuleId::kFileUnreadable, file.name, "its bytes", "none", reasonOf(result));
+            add(RuleId::kFileUnreadable, file.name, "its bytes", "none", result.problem().reason);
         }
         return result.ok() && bytes.size() == static_cast<size_t>(size);
     }
