@@ -18,10 +18,6 @@ size_t widthOf(const std::string& text) {
 
 }  // namespace
 
-void Table::addColumn(std::string heading, Align align) {
-    columns_.push_back({std::move(heading), align});
-}
-
 void Table::addRow(std::vector<std::string> cells) {
     rows_.push_back(std::move(cells));
 }

@@ -1,17 +1,25 @@
 // Aligned columns of text for a terminal.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 namespace tyksim {
 
-/// Rows under a heading. What comes from a tree must be escaped by then.
+enum class Align { kLeft, kRight };
+
+/// Rows under headings. What comes from a tree must be escaped by then.
 class Table {
 public:
-    enum class Align { kLeft, kRight };
+    struct Column {
+        std::string heading;
+        Align align = Align::kLeft;
+    };
 
-    void addColumn(std::string heading, Align align);
+    Table(std::initializer_list<Column> columns) : columns_(columns) {}
+
+    /// `cells` has one cell for each column.
     void addRow(std::vector<std::string> cells);
     bool empty() const { return rows_.empty(); }
 
@@ -19,10 +27,6 @@ public:
     void print(const std::string& indent = "") const;
 
 private:
-    struct Column {
-        std::string heading;
-        Align align;
-    };
     std::vector<Column> columns_;
     std::vector<std::vector<std::string>> rows_;
 };

@@ -68,6 +68,23 @@ Json tagItem(const ContentDifference& tag) {
     return item;
 }
 
+/// {"psnr", "max", "mean", "pixels", "samples"}; the ratio of planes that are equal is null. Null
+/// where no samples were compared.
+Json toJson(const PlaneDifference& plane) {
+    if (plane.samples == 0) return {};
+    const double psnr = plane.psnr();
+    return {{"psnr", std::isfinite(psnr) ? Json(psnr) : Json()},
+            {"max", plane.largest},
+            {"mean", plane.mean()},
+            {"pixels", plane.different},
+            {"samples", plane.samples}};
+}
+
+/// {"y", "u", "v"}.
+Json toJson(const PictureDifference& picture) {
+    return {{"y", toJson(picture.y)}, {"u", toJson(picture.u)}, {"v", toJson(picture.v)}};
+}
+
 Json sideOf(bool there, const PictureSize& size, uint64_t bytes) {
     if (!there) return {};
     return {{"width", size.width}, {"height", size.height}, {"bytes", bytes}};
@@ -118,9 +135,9 @@ void addRows(const std::map<std::string, DiffSummary::Content>& contents, const 
         if (content.mostBytes > 0) {
             note += "at most " + counted(content.mostBytes, "byte", "bytes");
         }
-        table.addRow({kind, tyktree::escaped(name), std::to_string(content.frames), note});
+        table.addRow({kind, tyktree::escaped(name), fmt::to_string(content.frames), note});
         for (const auto& [field, frames] : content.fields) {
-            table.addRow({"", "  " + tyktree::escaped(field), std::to_string(frames), ""});
+            table.addRow({"", "  " + tyktree::escaped(field), fmt::to_string(frames), ""});
         }
     }
 }
@@ -159,22 +176,19 @@ std::string imagesText(const DiffSummary::Images& images) {
     return any ? planesText(images.samples) + "; " + others : others;
 }
 
-}  // namespace
-
-Json toJson(const PlaneDifference& plane) {
-    if (plane.samples == 0) return {};
-    const double psnr = plane.psnr();
-    return {{"psnr", std::isfinite(psnr) ? Json(psnr) : Json()},
-            {"max", plane.largest},
-            {"mean", plane.mean()},
-            {"pixels", plane.different},
-            {"samples", plane.samples}};
+/// Files by themselves, as the "files" of a frame.
+Json toJson(const std::vector<ContentDifference>& files) {
+    Json list = Json::array();
+    for (const ContentDifference& content : files) {
+        Json file = Json::object();
+        addText(file, "name", content.name);
+        addContent(content, file);
+        list.push_back(std::move(file));
+    }
+    return list;
 }
 
-Json toJson(const PictureDifference& picture) {
-    return {{"y", toJson(picture.y)}, {"u", toJson(picture.u)}, {"v", toJson(picture.v)}};
-}
-
+/// One entry of "frames".
 Json toJson(const FramePair& frames, const FrameDifference& difference) {
     Json item = Json::object();
     item["a"] = placeOf(frames.a);
@@ -191,17 +205,7 @@ Json toJson(const FramePair& frames, const FrameDifference& difference) {
     return item;
 }
 
-Json toJson(const std::vector<ContentDifference>& files) {
-    Json list = Json::array();
-    for (const ContentDifference& content : files) {
-        Json file = Json::object();
-        addText(file, "name", content.name);
-        addContent(content, file);
-        list.push_back(std::move(file));
-    }
-    return list;
-}
-
+/// The member "summary".
 Json toJson(const DiffSummary& summary) {
     Json result = {{"matched", summary.matched},
                    {"different", summary.different},
@@ -219,37 +223,6 @@ Json toJson(const DiffSummary& summary) {
     return result;
 }
 
-void printSummary(const DiffSummary& summary, const char* by, bool complete) {
-    printResult(matchedText(summary, by, complete));
-    printOnly(summary.onlyA, "A");
-    printOnly(summary.onlyB, "B");
-    if (summary.different == 0) return;
-    Table table;
-    table.addColumn("differs", Table::Align::kLeft);
-    table.addColumn("", Table::Align::kLeft);
-    table.addColumn("frames", Table::Align::kRight);
-    table.addColumn("", Table::Align::kLeft);
-    if (summary.images.frames > 0) {
-        table.addRow(
-            {"image", "", std::to_string(summary.images.frames), imagesText(summary.images)});
-    }
-    for (const auto& [field, frames] : summary.scene) {
-        table.addRow({"scene", field, std::to_string(frames), ""});
-    }
-    addRows(summary.tags, "tag", table);
-    addRows(summary.files, "file", table);
-    for (const auto& [what, frames] :
-         {std::pair{"sof ids", summary.sofs}, std::pair{"otherwise", summary.otherNames}}) {
-        if (frames > 0) table.addRow({"names", what, std::to_string(frames), ""});
-    }
-    if (summary.moved > 0) table.addRow({"order", "", std::to_string(summary.moved), ""});
-    table.print("  ");
-    const auto worst = summary.worst();
-    printResult(worst.size() < summary.different ? fmt::format("the {} worst:", worst.size())
-                                                 : std::string("worst first:"));
-    for (const DifferentPair* const pair : worst) printPair(*pair);
-}
-
 void printPair(const DifferentPair& pair) {
     printResult(fmt::format("{}: {}, {}", frameText(pair.frames.either()),
                             placeText("A", *pair.frames.a), placeText("B", *pair.frames.b)));
@@ -260,6 +233,90 @@ void printPair(const DifferentPair& pair) {
         printResult(line);
         if (text.values) printValues(*text.values, "    ");
     }
+}
+
+/// Prints the summary and the worst frames. `by` says how frames were matched, `complete` whether
+/// all of both sides could be read.
+void printSummary(const DiffSummary& summary, const char* by, bool complete) {
+    printResult(matchedText(summary, by, complete));
+    printOnly(summary.onlyA, "A");
+    printOnly(summary.onlyB, "B");
+    if (summary.different == 0) return;
+    Table table{{"differs"}, {""}, {"frames", Align::kRight}, {""}};
+    if (summary.images.frames > 0) {
+        table.addRow(
+            {"image", "", fmt::to_string(summary.images.frames), imagesText(summary.images)});
+    }
+    for (const auto& [field, frames] : summary.scene) {
+        table.addRow({"scene", field, fmt::to_string(frames), ""});
+    }
+    addRows(summary.tags, "tag", table);
+    addRows(summary.files, "file", table);
+    for (const auto& [what, frames] :
+         {std::pair{"sof ids", summary.sofs}, std::pair{"otherwise", summary.otherNames}}) {
+        if (frames > 0) table.addRow({"names", what, fmt::to_string(frames), ""});
+    }
+    if (summary.moved > 0) table.addRow({"order", "", fmt::to_string(summary.moved), ""});
+    table.print("  ");
+    const auto worst = summary.worst();
+    printResult(worst.size() < summary.different ? fmt::format("the {} worst:", worst.size())
+                                                 : std::string("worst first:"));
+    for (const DifferentPair* const pair : worst) printPair(*pair);
+}
+
+class TextDiff : public DiffReport {
+public:
+    explicit TextDiff(MatchBy by) : by_(by) {}
+
+    void begin(const std::string& /*a*/, const std::string& /*b*/) override {}
+    void addPair(const FramePair& /*frames*/, const FrameDifference& /*difference*/) override {}
+
+    void end(const DiffResult& result) override {
+        for (const ContentDifference& copy : result.tuningCopies) {
+            printResult(fmt::format("{}: {}", tyktree::escaped(copy.name), contentText(copy)));
+        }
+        printSummary(result.frames, by_ == MatchBy::kOrder ? "order" : "request id",
+                     result.complete);
+    }
+
+private:
+    const MatchBy by_;
+};
+
+class JsonDiff : public DiffReport {
+public:
+    JsonDiff(JsonDocument& json, MatchBy by) : json_(json), by_(by) {}
+
+    void begin(const std::string& a, const std::string& b) override {
+        Json sides = Json::object();
+        addText(sides, "a", a);
+        addText(sides, "b", b);
+        json_.members(sides);
+        json_.member("match", by_ == MatchBy::kOrder ? "order" : "request");
+        json_.beginList("frames");
+    }
+
+    void addPair(const FramePair& frames, const FrameDifference& difference) override {
+        json_.item(toJson(frames, difference));
+    }
+
+    void end(const DiffResult& result) override {
+        json_.endList();
+        json_.member("summary", toJson(result.frames));
+        json_.member("tuning_copies", toJson(result.tuningCopies));
+        json_.member("same", result.same);
+    }
+
+private:
+    JsonDocument& json_;
+    const MatchBy by_;
+};
+
+}  // namespace
+
+std::unique_ptr<DiffReport> makeDiffReport(JsonDocument* json, MatchBy by) {
+    if (json) return std::make_unique<JsonDiff>(*json, by);
+    return std::make_unique<TextDiff>(by);
 }
 
 }  // namespace tyksim

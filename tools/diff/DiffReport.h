@@ -1,35 +1,39 @@
-// What a comparison comes to, as text and as JSON.
+// What `tyksim diff` prints of a comparison, as text and as JSON.
 #pragma once
 
 #include "tools/diff/DiffSummary.h"
-#include "tools/json/Json.h"
+#include "tools/diff/FrameMatch.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace tyksim {
 
-/// {"psnr", "max", "mean", "pixels", "samples"}; the ratio of planes that are equal is null. Null
-/// where no samples were compared.
-Json toJson(const PlaneDifference& plane);
+class JsonDocument;
 
-/// {"y", "u", "v"}.
-Json toJson(const PictureDifference& picture);
+/// What a comparison comes to.
+struct DiffResult {
+    const DiffSummary& frames;
+    const std::vector<ContentDifference>& tuningCopies;  ///< the different ones
+    bool complete;                                       ///< all of both sides could be read
+    bool same;
+};
 
-/// One entry of "frames".
-Json toJson(const FramePair& frames, const FrameDifference& difference);
+/// Takes one comparison. Called from one thread.
+class DiffReport {
+public:
+    virtual ~DiffReport() = default;
+    /// `a` and `b` are the paths of the two sides.
+    virtual void begin(const std::string& a, const std::string& b) = 0;
+    /// A pair of frames that are not the same or of which only one is there, in the order of the
+    /// frames.
+    virtual void addPair(const FramePair& frames, const FrameDifference& difference) = 0;
+    virtual void end(const DiffResult& result) = 0;
+};
 
-/// Files by themselves, as the "files" of a frame.
-Json toJson(const std::vector<ContentDifference>& files);
-
-/// The member "summary".
-Json toJson(const DiffSummary& summary);
-
-/// Prints the summary and the worst frames as results. `by` says how frames were matched,
-/// `complete` whether all of both sides could be read.
-void printSummary(const DiffSummary& summary, const char* by, bool complete);
-
-/// Prints one pair as results.
-void printPair(const DifferentPair& pair);
+/// Reports into `json`, which must outlive the object, or where it is null as text. `by` is how
+/// frames were matched.
+std::unique_ptr<DiffReport> makeDiffReport(JsonDocument* json, MatchBy by);
 
 }  // namespace tyksim

@@ -2,12 +2,10 @@
 #include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
 #include "tools/diff/DiffReport.h"
-#include "tools/diff/DifferenceText.h"
 #include "tools/files/CloneFile.h"
 #include "tools/files/OutputPath.h"
 #include "tools/picture/CaptureFacts.h"
 #include "tools/tyksim/Reading.h"
-#include "tree/read/Escape.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -125,7 +123,7 @@ public:
     Diff(const Options& options, Reading& reading)
         : options_(options),
           reading_(reading),
-          json_(reading.json()),
+          report_(makeDiffReport(reading.json(), options.match)),
           a_(reading, options.a, options.tree),
           b_(reading, options.b, options.tree),
           rules_(rulesOf(options, a_, b_)),
@@ -138,24 +136,15 @@ public:
         if (!options_.heatMaps.empty()) {
             maps.emplace(OutputRequest{options_.heatMaps, foldersOf({&a_, &b_}), options_.force});
         }
-        if (json_) begin();
+        report_->begin(a_.index.path().path, b_.index.path().path);
         compareTuning();
         comparePairs(pairs, maps ? maps->path() : "");
         if (maps) maps->commit();
-        report();
+        report_->end({summary_, tuning_, !reading_.anyProblem(), same()});
         return same() ? ExitStatus::kClean : ExitStatus::kFindings;
     }
 
 private:
-    void begin() {
-        Json sides = Json::object();
-        addText(sides, "a", a_.index.path().path);
-        addText(sides, "b", b_.index.path().path);
-        json_->members(sides);
-        json_->member("match", options_.match == MatchBy::kOrder ? "order" : "request");
-        json_->beginList("frames");
-    }
-
     void comparePairs(const std::vector<FramePair>& pairs, const std::string& maps) {
         forEachOnJobs<FrameDifference>(
             pairs.size(), options_.tree.jobs,
@@ -187,7 +176,7 @@ private:
     void take(const FramePair& pair, FrameDifference difference) {
         for (const std::string& problem : difference.problems) reading_.problem(problem);
         const bool same = pair.a && pair.b && difference.same();
-        if (json_ && !same) json_->item(toJson(pair, difference));
+        if (!same) report_->addPair(pair, difference);
         summary_.add(pair, std::move(difference));
     }
 
@@ -229,24 +218,9 @@ private:
     /// What could not be read may differ.
     bool same() const { return summary_.same() && tuning_.empty() && !reading_.anyProblem(); }
 
-    void report() const {
-        if (json_) {
-            json_->endList();
-            json_->member("summary", toJson(summary_));
-            json_->member("tuning_copies", toJson(tuning_));
-            json_->member("same", same());
-            return;
-        }
-        for (const ContentDifference& copy : tuning_) {
-            printResult(fmt::format("{}: {}", tyktree::escaped(copy.name), contentText(copy)));
-        }
-        printSummary(summary_, options_.match == MatchBy::kOrder ? "order" : "request id",
-                     !reading_.anyProblem());
-    }
-
     const Options& options_;
     Reading& reading_;
-    JsonDocument* const json_;
+    const std::unique_ptr<DiffReport> report_;
     const OpenedTree a_;
     const OpenedTree b_;
     const DiffRules rules_;

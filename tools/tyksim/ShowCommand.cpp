@@ -1,23 +1,16 @@
 // tyksim show: one frame, all of it.
 #include "core/File.h"
-#include "core/PipeTypes.h"
 #include "tags/NearestNames.h"
-#include "tools/console/Table.h"
-#include "tools/console/Units.h"
-#include "tools/json/TreeJson.h"
 #include "tools/picture/Histogram.h"
 #include "tools/tyksim/Reading.h"
+#include "tools/tyksim/ShowReport.h"
 #include "tree/read/Escape.h"
-#include "tree/read/Timeline.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fmt/format.h>
 #include <memory>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 namespace tyksim {
@@ -45,54 +38,6 @@ struct ShowOptions {
     std::string tag;
 };
 
-std::string pipeTypeName(int pipe) {
-    for (const PipeType& type : kPipeTypes) {
-        if (type.value == pipe) return type.name;
-    }
-    return std::to_string(pipe);
-}
-
-/// The file's bytes, sixteen a line, with their offset and their characters. False when it cannot
-/// be read to its end.
-bool printBytes(const std::string& path) {
-    std::array<uint8_t, 16> line{};
-    InputFile file(path.c_str());
-    uint64_t at = 0;
-    while (const size_t count = file.read(line.data(), line.size())) {
-        std::string digits, characters;
-        for (size_t i = 0; i < count; ++i) {
-            digits += fmt::format("{:02x} ", line[i]);
-            const bool shown = line[i] >= 0x20 && line[i] < 0x7F;
-            characters += shown ? static_cast<char>(line[i]) : '.';
-        }
-        printResult(fmt::format("    {:06x}  {:<48} {}", at, digits, characters));
-        at += count;
-    }
-    return file.isOpen() && !file.failed();
-}
-
-std::string kindOf(const FileEntry& file) {
-    return file.parameter.dumpType == kFixedSizeDump ? "fixed" : "block";
-}
-
-/// What a value without known fields shows of itself.
-std::string summary(const Parameter& parameter) {
-    constexpr size_t kShown = 8;
-    std::string digits;
-    for (size_t i = 0; i < std::min(kShown, parameter.bytes.size()); ++i) {
-        digits += fmt::format("{:02x} ", parameter.bytes[i]);
-    }
-    if (parameter.bytes.size() > kShown) digits += "... ";
-    return fmt::format("{}crc32 {:08x}", digits, parameter.crc32);
-}
-
-/// A plane of an image, and the samples of it that its file has.
-struct PlaneFacts {
-    const char* name;
-    uint64_t samples;  ///< of the whole plane
-    Histogram had;
-};
-
 /// Of an empty file all planes without samples. Throws NoPicture.
 std::vector<PlaneFacts> planesOf(const std::string& path, const FileEntry& image) {
     PictureLayout layout;
@@ -109,26 +54,7 @@ std::vector<PlaneFacts> planesOf(const std::string& path, const FileEntry& image
     return {{"y", whole.y, had.y}, {"u", whole.u, had.u}, {"v", whole.v, had.v}};
 }
 
-/// "mean 118.20  range   3 to 250", and how many samples that is of, where not of all.
-std::string planeText(const PlaneFacts& plane) {
-    const uint64_t had = plane.had.total();
-    if (had == 0) return "no samples";
-    std::string words = fmt::format("mean {:6.2f}  range {:3} to {:3}", plane.had.mean(),
-                                    plane.had.least(), plane.had.most());
-    if (had < plane.samples) words += fmt::format(", {} of {} samples", had, plane.samples);
-    return words;
-}
-
-Json planeItem(const PlaneFacts& plane) {
-    const uint64_t had = plane.had.total();
-    if (had == 0) return {};
-    return {{"mean", plane.had.mean()},
-            {"min", plane.had.least()},
-            {"max", plane.had.most()},
-            {"samples", had}};
-}
-
-/// Shows one frame.
+/// Reads one frame and hands what it has to a report.
 class Show {
 public:
     Show(const ShowOptions& options, const OpenedTree& tree, Reading& reading)
@@ -136,72 +62,69 @@ public:
           tree_(tree),
           frame_(tree.frames.front()),
           reading_(reading),
-          json_(reading.json()) {}
+          report_(makeShowReport(reading.json(), !options.tag.empty())) {}
 
     ExitStatus run() {
         if (!listing_.read(frame_.path())) {
             problem(frame_.path(), systemReason(listing_.error()));
         }
-        showHead();
-        showParameters();
+        report_->begin(frame_);
+        readParameters();
         if (options_.tag.empty()) {
-            showScene();
-            showImage();
+            readScene();
+            readImage();
         }
         return ExitStatus::kClean;
     }
 
 private:
     std::string pathOf(const FileEntry& file) const {
-        return listing_.path() + "/" + std::string(file.name);
+        return fmt::format("{}/{}", listing_.path(), file.name);
     }
 
-    void showHead() {
-        const tyktree::FrameEntry& entry = *frame_.frame;
-        if (json_) {
-            Json members = identityOf(frame_);
-            addText(members, "path", frame_.path());
-            json_->members(members);
-            return;
-        }
-        printResult(tyktree::escaped(frame_.path()));
-        std::string line =
-            fmt::format("frame {} of task {}", entry.position, frame_.task->position);
-        if (frame_.pipe->id) line += fmt::format(" of pipe {}", *frame_.pipe->id);
-        if (entry.wellNamed) {
-            line += fmt::format(", request {}, sof {}, {}", entry.parsed.requestId,
-                                entry.parsed.sofId, tyktree::isoTime(entry.parsed.stamp));
-        }
-        printResult(line);
-    }
-
-    void showParameters() {
-        Table table;
-        table.addColumn("parameter", Table::Align::kLeft);
-        table.addColumn("id", Table::Align::kRight);
-        table.addColumn("camera", Table::Align::kRight);
-        table.addColumn("pipe type", Table::Align::kLeft);
-        table.addColumn("kind", Table::Align::kLeft);
-        table.addColumn("size", Table::Align::kRight);
-        table.addColumn("value", Table::Align::kLeft);
-        if (json_) json_->beginList("parameters");
+    void readParameters() {
+        report_->beginParameters();
+        std::vector<const FileEntry*> shownWhole;
         bool any = false;
         for (const FileEntry& file : listing_.files()) {
             if (file.kind != FileEntry::Kind::kParameter) continue;
             if (!options_.tag.empty() && file.parameter.tagName != options_.tag) continue;
             any = true;
-            showParameter(file, table);
+            if (readParameter(file) && !options_.tag.empty()) shownWhole.push_back(&file);
         }
-        if (json_) json_->endList();
+        report_->endParameters();
         if (!any && !options_.tag.empty()) refuseTag();
-        if (json_ || table.empty()) return;
-        table.print();
-        for (const FileEntry* const file : dumped_) {
-            printResult(tyktree::escaped(file->name) + ":");
-            const std::string path = pathOf(*file);
-            errno = 0;
-            if (!printBytes(path)) problem(path, systemReason(errno));
+        if (!report_->showsBytes()) return;
+        for (const FileEntry* const file : shownWhole) readBytes(*file);
+    }
+
+    /// Whether the file can be read.
+    bool readParameter(const FileEntry& file) {
+        const Parameter parameter = tyktree::readParameter(listing_, file, tree_.catalog);
+        const bool isRead = parameter.result.ok();
+        if (!isRead) problem(pathOf(file), reasonOf(parameter.result));
+        const std::vector<tyktree::DecodedField> fields = parameter.fields();
+        for (const tyktree::DecodedField& field : fields) {
+            if (field.problem.empty() || !isRead) continue;
+            reading_.problem(fmt::format("{}: {}: {}", tyktree::escaped(pathOf(file)),
+                                         tyktree::escaped(field.field->name), field.problem));
         }
+        report_->addParameter(parameter, fields);
+        return isRead;
+    }
+
+    void readBytes(const FileEntry& entry) {
+        report_->beginBytes(entry.name);
+        const std::string path = pathOf(entry);
+        errno = 0;
+        std::array<uint8_t, 16> line{};
+        InputFile file(path.c_str());
+        uint64_t offset = 0;
+        while (const size_t count = file.read(line.data(), line.size())) {
+            report_->addBytes(offset, line.data(), count);
+            offset += count;
+        }
+        if (!file.isOpen() || file.failed()) problem(path, systemReason(errno));
     }
 
     [[noreturn]] void refuseTag() const {
@@ -222,109 +145,20 @@ private:
                                        tyktree::escaped(options_.tag), tyktree::escaped(advice)));
     }
 
-    void showParameter(const FileEntry& file, Table& table) {
-        const Parameter parameter = tyktree::readParameter(listing_, file, tree_.catalog);
-        if (!parameter.status.ok()) {
-            problem(pathOf(file), parameter.status.problem().reason);
-        } else if (!options_.tag.empty()) {
-            dumped_.push_back(&file);
-        }
-        const std::vector<tyktree::DecodedField> fields = parameter.fields();
-        for (const tyktree::DecodedField& field : fields) {
-            if (field.problem.empty() || !parameter.status.ok()) continue;
-            reading_.problem(fmt::format("{}: {}: {}", tyktree::escaped(pathOf(file)),
-                                         tyktree::escaped(field.field->name), field.problem));
-        }
-        if (json_) {
-            json_->item(parameterItem(parameter, fields));
-            return;
-        }
-        const std::string id = parameter.tag ? std::to_string(parameter.tag->id) : "-";
-        table.addRow({tyktree::escaped(file.parameter.tagName), id,
-                      std::to_string(file.parameter.camId), pipeTypeName(file.parameter.pipe),
-                      kindOf(file), std::to_string(file.bytes),
-                      fields.empty() ? summary(parameter) : ""});
-        for (const tyktree::DecodedField& field : fields) {
-            table.addRow({"  " + tyktree::escaped(field.field->name), "", "", "", "", "",
-                          shortened(tyktree::escaped(tyktree::toText(field.values))) +
-                              (field.problem.empty() ? "" : " (cut off)")});
-        }
-    }
-
-    /// A long list of elements, unless it was asked for.
-    std::string shortened(std::string text) const {
-        constexpr size_t kShown = 72;
-        if (!options_.tag.empty() || text.size() <= kShown) return text;
-        const size_t comma = text.rfind(',', kShown);
-        if (comma == std::string::npos) return text;
-        return text.substr(0, comma) + ", ...";
-    }
-
-    static Json parameterItem(const Parameter& parameter,
-                              const std::vector<tyktree::DecodedField>& decoded) {
-        const ParamFileName& name = parameter.file->parameter;
-        Json item = Json::object();
-        addText(item, "tag", name.tagName);
-        item["id"] = parameter.tag ? Json(parameter.tag->id) : Json();
-        item["pipe"] = name.pipe;
-        item["camera"] = name.camId;
-        item["sof"] = name.sofId;
-        item["kind"] = kindOf(*parameter.file);
-        item["size"] = parameter.file->bytes;
-        item["crc32"] = fmt::format("{:08x}", parameter.crc32);
-        Json fields = Json::object();
-        for (const tyktree::DecodedField& field : decoded) {
-            addField(fields, field);
-        }
-        item["fields"] = std::move(fields);
-        return item;
-    }
-
-    void showScene() {
-        const tyktree::SceneSources sources = readScene(listing_, frame_.place(), nullptr);
+    void readScene() {
+        const tyktree::SceneSources sources = tyktree::readScene(listing_, frame_.place(), nullptr);
         if (!sources.problem.empty()) {
-            problem(listing_.path() + "/" + kSceneXmlName, sources.problem);
+            problem(fmt::format("{}/{}", listing_.path(), kSceneXmlName), sources.problem);
         }
-        const tyktree::SceneRecord* const record = sources.record();
-        if (json_) {
-            json_->member("scene", record ? toJson(*record) : Json());
-            return;
-        }
-        if (!record) {
-            printResult(sources.xmlThere ? "scene record: not readable" : "no scene record");
-            return;
-        }
-        Table table;
-        table.addColumn(sources.xmlThere ? "scene record" : "scene record (parameter file)",
-                        Table::Align::kLeft);
-        table.addColumn("value", Table::Align::kRight);
-        for (const ::SceneField& field : kSceneFields) {
-            table.addRow({field.path, tyktree::sceneText(field, *record)});
-        }
-        table.print();
+        report_->addScene(sources);
     }
 
-    void showImage() {
+    void readImage() {
         const FileEntry* const image = listing_.image();
-        if (!image) {
-            if (json_) json_->member("image", nullptr);
-            if (!json_) printResult("no image");
-            return;
-        }
-        const std::vector<PlaneFacts> planes = readPlanes(*image);
-        if (json_) {
-            json_->member("image", imageItem(*image, planes));
-            return;
-        }
-        printResult(fmt::format("image {}x{}, {}, expected {} bytes, found {}", image->image.width,
-                                image->image.height, humanBytes(image->bytes),
-                                nv21Bytes(image->image.width, image->image.height), image->bytes));
-        for (const PlaneFacts& plane : planes) {
-            printResult(fmt::format("  {}  {}", plane.name, planeText(plane)));
-        }
+        report_->addImage(image, image ? readPlanes(*image) : std::vector<PlaneFacts>());
     }
 
-    /// None where the file cannot be read, which is said.
+    /// Reports why where the file cannot be read, and returns none.
     std::vector<PlaneFacts> readPlanes(const FileEntry& image) {
         try {
             return planesOf(pathOf(image), image);
@@ -334,29 +168,16 @@ private:
         }
     }
 
-    static Json imageItem(const FileEntry& image, const std::vector<PlaneFacts>& planes) {
-        Json item = Json::object();
-        addText(item, "name", image.name);
-        item["width"] = image.image.width;
-        item["height"] = image.image.height;
-        item["bytes"] = image.bytes;
-        item["expected_bytes"] = nv21Bytes(image.image.width, image.image.height);
-        for (const char* const name : {"y", "u", "v"}) item[name] = nullptr;
-        for (const PlaneFacts& plane : planes) item[plane.name] = planeItem(plane);
-        return item;
-    }
-
     void problem(const std::string& path, const std::string& reason) {
-        reading_.problem(tyktree::escaped(path) + ": cannot be read: " + reason);
+        reading_.problem(fmt::format("{}: cannot be read: {}", tyktree::escaped(path), reason));
     }
 
     const ShowOptions& options_;
     const OpenedTree& tree_;
     const FrameRef frame_;
     Reading& reading_;
-    JsonDocument* const json_;
+    const std::unique_ptr<ShowReport> report_;
     tyktree::FrameListing listing_;
-    std::vector<const FileEntry*> dumped_;  ///< to be shown byte by byte
 };
 
 }  // namespace

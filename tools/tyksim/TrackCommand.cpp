@@ -1,17 +1,16 @@
 // tyksim track: values from frame to frame.
 #include "tools/console/Jobs.h"
 #include "tools/files/OutputPath.h"
-#include "tools/json/TreeJson.h"
 #include "tools/picture/Plot.h"
 #include "tools/tyksim/Reading.h"
+#include "tools/tyksim/TrackReport.h"
 #include "tree/read/Escape.h"
 #include "tree/read/FrameValues.h"
 
-#include <algorithm>
 #include <fmt/format.h>
 #include <memory>
+#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace tyksim {
@@ -19,7 +18,6 @@ namespace tyksim {
 namespace {
 
 using tyktree::FrameRef;
-using tyktree::FrameValue;
 
 constexpr const char* kFooter = R"(
 NAME is TAG, TAG.field, TAG.field[2] or a field of the scene record (total_gain, exp_time, cur_ev,
@@ -47,24 +45,14 @@ struct TrackOptions {
     bool force = false;
 };
 
-/// A field of a comma-separated file, for a terminal too: control characters are escaped.
-std::string csvField(const std::string& given) {
-    const std::string text = tyktree::escaped(given);
-    if (text.find_first_of(",\"") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    return quoted + "\"";
-}
-
 class Track {
 public:
     Track(const TrackOptions& options, const OpenedTree& tree, Reading& reading)
-        : options_(options), tree_(tree), reading_(reading), json_(reading.json()) {
-        const std::vector<std::string> tagNames = tagNamesOf(tree);
-        for (const std::string& name : options.names) {
-            names_.push_back(tyktree::resolveName(name, tree.catalog, tagNames));
-        }
-    }
+        : options_(options),
+          tree_(tree),
+          reading_(reading),
+          names_(resolvedNames(options, tree)),
+          report_(makeTrackReport(reading.json(), options.csv, names_)) {}
 
     ExitStatus run() {
         if (options_.svg == kStandardOutput) {
@@ -75,16 +63,16 @@ public:
             drawing.emplace(OutputRequest{options_.svg, foldersOf({&tree_}), options_.force},
                             Ending::kSeal);
         }
-        begin();
-        using Values = std::vector<FrameValue>;
-        forEachOnJobs<Values>(
+        for (const tyktree::ValueName& name : names_) plot_.addLine(name.name);
+        report_->begin();
+        forEachOnJobs<FrameRow>(
             tree_.frames.size(), options_.selection.jobs,
             [this] { return tyktree::FrameValueReader(names_); },
-            [this](tyktree::FrameValueReader& reader, Values& values, size_t index) {
-                values = reader.read(tree_.frames[index].path());
+            [this](tyktree::FrameValueReader& reader, FrameRow& row, size_t index) {
+                row = reader.read(tree_.frames[index].path());
             },
-            [this](const Values& values, size_t index) { show(tree_.frames[index], values); });
-        if (json_) json_->endList();
+            [this](const FrameRow& row, size_t index) { take(tree_.frames[index], row); });
+        report_->end();
         if (drawing) {
             plot_.write(*drawing);
             drawing->commit();
@@ -94,100 +82,45 @@ public:
     }
 
 private:
-    /// Columns are as wide as their headings and most numbers are, so that rows can be shown as
-    /// they are read.
-    static constexpr size_t kValueWidth = 12;
-
-    void begin() {
-        for (const tyktree::ValueName& name : names_) plot_.addLine(name.name);
-        if (json_) {
-            json_->beginList("rows");
-            return;
+    static std::vector<tyktree::ValueName> resolvedNames(const TrackOptions& options,
+                                                         const OpenedTree& tree) {
+        const std::vector<std::string> tagNames = tagNamesOf(tree);
+        std::vector<tyktree::ValueName> names;
+        for (const std::string& name : options.names) {
+            names.push_back(tyktree::resolveName(name, tree.catalog, tagNames));
         }
-        std::string heading =
-            options_.csv ? "pipe,task,frame,request,sof" : "pipe  task  frame  request      sof";
-        for (const tyktree::ValueName& name : names_) {
-            const std::string shown =
-                options_.csv ? csvField(name.name) : tyktree::escaped(name.name);
-            heading += options_.csv ? "," + shown : fmt::format("  {:>{}}", shown, widthOf(name));
-        }
-        printResult(heading);
+        return names;
     }
 
-    static size_t widthOf(const tyktree::ValueName& name) {
-        return std::max(kValueWidth, name.name.size());
+    void take(const FrameRef& frame, const FrameRow& row) {
+        reportProblems(frame, row);
+        plot(frame, row);
+        const FrameRow* const before = task_ == frame.task ? &last_ : nullptr;
+        if (options_.changes && before && row == *before) return;
+        report_->addRow(frame, row, before);
+        task_ = frame.task;
+        last_ = row;
     }
 
-    void show(const FrameRef& frame, const std::vector<FrameValue>& values) {
-        for (size_t i = 0; i < values.size(); ++i) {
-            repeated_ = repeated_ || values[i].several;
-            if (values[i].problem.empty()) continue;
+    void reportProblems(const FrameRef& frame, const FrameRow& row) {
+        for (size_t i = 0; i < row.size(); ++i) {
+            repeated_ = repeated_ || row[i].several;
+            if (row[i].problem.empty()) continue;
             reading_.problem(fmt::format("{}: {}: {}", tyktree::escaped(frame.path()),
                                          tyktree::escaped(names_[i].name),
-                                         tyktree::escaped(values[i].problem)));
+                                         tyktree::escaped(row[i].problem)));
         }
-        plot(frame, values);
-        const bool first = task_ != frame.task;
-        if (options_.changes && !first && values == last_) return;
-        if (json_) {
-            json_->item(rowItem(frame, values));
-        } else if (options_.csv) {
-            printResult(csvRow(frame, values));
-        } else {
-            printResult(textRow(frame, values, !first));
-        }
-        task_ = frame.task;
-        last_ = values;
     }
 
-    void plot(const FrameRef& frame, const std::vector<FrameValue>& values) {
+    void plot(const FrameRef& frame, const FrameRow& row) {
         if (options_.svg.empty()) return;
         std::vector<std::optional<double>> points;
-        for (const FrameValue& value : values) {
+        for (const tyktree::FrameValue& value : row) {
             std::optional<double> point;
             if (!value.values.empty()) point = tyktree::toNumber(value.values.front());
             points.push_back(point);
         }
         plot_.addPoint(frame.task->position, points);
-    }
-
-    Json rowItem(const FrameRef& frame, const std::vector<FrameValue>& values) const {
-        Json row = identityOf(frame);
-        Json members = Json::object();
-        for (size_t i = 0; i < values.size(); ++i) {
-            addValue(members, keyOf(names_[i].name), values[i]);
-        }
-        row["values"] = std::move(members);
-        return row;
-    }
-
-    static std::vector<std::string> placeOf(const FrameRef& frame) {
-        const tyktree::FrameEntry& entry = *frame.frame;
-        return {frame.pipe->id ? std::to_string(*frame.pipe->id) : "",
-                std::to_string(frame.task->position), std::to_string(entry.position),
-                entry.wellNamed ? std::to_string(entry.parsed.requestId) : "",
-                entry.wellNamed ? std::to_string(entry.parsed.sofId) : ""};
-    }
-
-    static std::string csvRow(const FrameRef& frame, const std::vector<FrameValue>& values) {
-        std::string row = fmt::format("{}", fmt::join(placeOf(frame), ","));
-        for (const FrameValue& value : values) row += "," + csvField(tyktree::toText(value));
-        return row;
-    }
-
-    /// A value that moved since the frame before is marked.
-    std::string textRow(const FrameRef& frame, const std::vector<FrameValue>& values,
-                        bool compare) const {
-        const std::vector<std::string> place = placeOf(frame);
-        std::string row = fmt::format("{:>4}  {:>4}  {:>5}  {:>7}  {:>7}", place[0], place[1],
-                                      place[2], place[3], place[4]);
-        for (size_t i = 0; i < values.size(); ++i) {
-            const bool moved = compare && !(values[i] == last_[i]);
-            const std::string text =
-                values[i].absent() ? "-" : tyktree::escaped(tyktree::toText(values[i]));
-            row += fmt::format("{}{:>{}}", moved ? " *" : "  ", text, widthOf(names_[i]));
-        }
-        return row;
     }
 
     void noteRepeated() const {
@@ -200,11 +133,11 @@ private:
     const TrackOptions& options_;
     const OpenedTree& tree_;
     Reading& reading_;
-    JsonDocument* const json_;
-    std::vector<tyktree::ValueName> names_;
+    const std::vector<tyktree::ValueName> names_;
+    const std::unique_ptr<TrackReport> report_;
     Plot plot_;
     const tyktree::TaskEntry* task_ = nullptr;  ///< of the last row
-    std::vector<FrameValue> last_;
+    FrameRow last_;
     bool repeated_ = false;
 };
 

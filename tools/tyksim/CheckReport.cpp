@@ -1,0 +1,180 @@
+#include "tools/tyksim/CheckReport.h"
+
+#include "tools/console/Console.h"
+#include "tools/console/FindingPrinter.h"
+#include "tools/console/Table.h"
+#include "tools/console/Units.h"
+#include "tools/json/TreeJson.h"
+#include "tree/read/Escape.h"
+
+#include <fmt/format.h>
+#include <set>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::Finding;
+using tyktree::FindingCounts;
+using tyktree::Severity;
+using tyktree::TagCatalog;
+
+const char* shapeOf(Severity severity) {
+    switch (severity) {
+        case Severity::kError:
+            return "!";
+        case Severity::kWarning:
+            return "~";
+        case Severity::kNote:
+            break;
+    }
+    return "-";
+}
+
+std::string tableText(const TagCatalog& catalog) {
+    if (catalog.path().empty()) {
+        return "without a tag table: tags unknown to the device were not looked for";
+    }
+    return "tag table " + tyktree::escaped(catalog.path());
+}
+
+std::string costText(const tyktree::ConfigCost& cost) {
+    std::string line = fmt::format("one frame: {}, {}", counted(cost.files, "file", "files"),
+                                   humanBytes(cost.bytes));
+    if (cost.blocks > 0) {
+        line += fmt::format(" with {} of the usual size", counted(cost.blocks, "block", "blocks"));
+    }
+    if (cost.scene) line += ", the scene record's among them";
+    line += "; the image comes on top";
+    if (cost.tuning) line += ", and the tuning copy is rewritten";
+    return line;
+}
+
+class TextCheck : public CheckReport {
+public:
+    void begin(const std::string& /*path*/) override {}
+
+    void endTree(const std::string& given, const tyktree::CheckTotals& totals,
+                 const TagCatalog& catalog, bool deep) override {
+        const std::string judged =
+            counts().total() == 0 && totals.frames > 0 ? "clean" : countsText(counts());
+        printResult(fmt::format("{}: {}: {}; {}; {}", tyktree::escaped(given), judged,
+                                totalsText(totals), tableText(catalog),
+                                deep ? "contents read" : "contents not read (--deep does)"));
+    }
+
+    void endConfiguration(const std::string& path, const tyktree::ConfigCost& cost,
+                          const TagCatalog& catalog) override {
+        const bool hasTable = !catalog.path().empty();
+        printResult(fmt::format("{}: {}; {}", tyktree::escaped(path),
+                                counts().total() == 0 ? "clean" : countsText(counts()),
+                                hasTable
+                                    ? tableText(catalog)
+                                    : "without --tags: names, kinds and sizes were not looked at"));
+        if (hasTable) printResult(costText(cost));
+    }
+
+private:
+    /// A rule's own hint is printed once, with its first finding.
+    void report(const Finding& finding) override {
+        const tyktree::Rule& rule = ruleOf(finding.rule);
+        printResult(fmt::format("{} {}: {}", shapeOf(rule.severity), rule.name, toLine(finding)));
+        const bool first = hinted_.insert(finding.rule).second;
+        if (!finding.hint.empty()) {
+            printResult("    " + tyktree::escaped(finding.hint));
+        } else if (first && !rule.hint.empty()) {
+            printResult(fmt::format("    {}", rule.hint));
+        }
+    }
+
+    std::set<tyktree::RuleId> hinted_;
+};
+
+class JsonCheck : public CheckReport {
+public:
+    explicit JsonCheck(JsonDocument& json) : json_(json) {}
+
+    void begin(const std::string& path) override {
+        Json members = Json::object();
+        addText(members, "path", path);
+        json_.members(members);
+        json_.beginList("findings");
+    }
+
+    void endTree(const std::string& /*given*/, const tyktree::CheckTotals& totals,
+                 const TagCatalog& /*catalog*/, bool deep) override {
+        endFindings();
+        json_.member("looked_at", {{"pipes", totals.pipes},
+                                   {"tasks", totals.tasks},
+                                   {"frames", totals.frames},
+                                   {"files", totals.files},
+                                   {"bytes", totals.bytes}});
+        json_.member("deep", deep);
+    }
+
+    void endConfiguration(const std::string& /*path*/, const tyktree::ConfigCost& cost,
+                          const TagCatalog& /*catalog*/) override {
+        endFindings();
+        json_.member("cost", {{"files", cost.files},
+                              {"bytes", cost.bytes},
+                              {"blocks", cost.blocks},
+                              {"scene", cost.scene},
+                              {"tuning", cost.tuning}});
+    }
+
+private:
+    void report(const Finding& finding) override { json_.item(toJson(finding)); }
+
+    void endFindings() {
+        json_.endList();
+        json_.member(
+            "counts",
+            {{"error", counts().errors}, {"warning", counts().warnings}, {"note", counts().notes}});
+    }
+
+    JsonDocument& json_;
+};
+
+void reportRulesAsJson() {
+    JsonDocument json("tyksim.rules", 1);
+    json.beginList("rules");
+    for (const tyktree::Rule& rule : tyktree::rules()) {
+        json.item({{"rule", rule.name},
+                   {"severity", nameOf(rule.severity)},
+                   {"summary", rule.summary},
+                   {"hint", rule.hint}});
+    }
+    json.end();
+}
+
+void reportRulesAsText() {
+    Table table{{"rule"}, {"severity"}, {"what it says"}};
+    for (const tyktree::Rule& rule : tyktree::rules()) {
+        table.addRow({std::string(rule.name), std::string(nameOf(rule.severity)),
+                      std::string(rule.summary)});
+    }
+    table.print();
+}
+
+}  // namespace
+
+std::unique_ptr<CheckReport> makeCheckReport(JsonDocument* json) {
+    if (json) return std::make_unique<JsonCheck>(*json);
+    return std::make_unique<TextCheck>();
+}
+
+std::string totalsText(const tyktree::CheckTotals& totals) {
+    return fmt::format("{} in {}, {}, {}", counted(totals.frames, "frame", "frames"),
+                       counted(totals.tasks, "task", "tasks"),
+                       counted(totals.files, "file", "files"), humanBytes(totals.bytes));
+}
+
+void reportRules(bool asJson) {
+    if (asJson) {
+        reportRulesAsJson();
+    } else {
+        reportRulesAsText();
+    }
+}
+
+}  // namespace tyksim

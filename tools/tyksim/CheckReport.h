@@ -1,0 +1,49 @@
+// What `tyksim check` prints, as text and as JSON.
+#pragma once
+
+#include "tree/check/Finding.h"
+#include "tree/check/TreeCheck.h"
+#include "tree/read/TagCatalog.h"
+
+#include <memory>
+#include <string>
+
+namespace tyksim {
+
+class JsonDocument;
+
+/// Takes the findings of one tree or of one dump configuration as they come. Called from one
+/// thread.
+class CheckReport : public tyktree::FindingSink {
+public:
+    virtual void begin(const std::string& path) = 0;
+
+    void add(const tyktree::Finding& finding) final {
+        counts_.count(severityOf(finding));
+        report(finding);
+    }
+
+    /// `given` is the tree as the user named it, `deep` whether contents were read.
+    virtual void endTree(const std::string& given, const tyktree::CheckTotals& totals,
+                         const tyktree::TagCatalog& catalog, bool deep) = 0;
+    virtual void endConfiguration(const std::string& path, const tyktree::ConfigCost& cost,
+                                  const tyktree::TagCatalog& catalog) = 0;
+
+    const tyktree::FindingCounts& counts() const { return counts_; }
+
+private:
+    virtual void report(const tyktree::Finding& finding) = 0;
+
+    tyktree::FindingCounts counts_;
+};
+
+/// Reports into `json`, which must outlive the object, or where it is null as text.
+std::unique_ptr<CheckReport> makeCheckReport(JsonDocument* json);
+
+/// "12 frames in 1 task, 780 files, 3.1 MB".
+std::string totalsText(const tyktree::CheckTotals& totals);
+
+/// Prints the table of rules, as a document of its own or as text.
+void reportRules(bool asJson);
+
+}  // namespace tyksim

@@ -1,0 +1,231 @@
+#include "tools/tyksim/ShowReport.h"
+
+#include "core/PipeTypes.h"
+#include "tools/console/Console.h"
+#include "tools/console/Table.h"
+#include "tools/console/Units.h"
+#include "tools/json/TreeJson.h"
+#include "tree/read/Escape.h"
+#include "tree/read/Timeline.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <string>
+#include <utility>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::DecodedField;
+using tyktree::FileEntry;
+using tyktree::FrameRef;
+using tyktree::Parameter;
+
+std::string pipeTypeName(int pipe) {
+    for (const PipeType& type : kPipeTypes) {
+        if (type.value == pipe) return type.name;
+    }
+    return fmt::to_string(pipe);
+}
+
+const char* kindOf(const FileEntry& file) {
+    return file.parameter.dumpType == kFixedSizeDump ? "fixed" : "block";
+}
+
+/// What a value without known fields shows of itself.
+std::string summary(const Parameter& parameter) {
+    constexpr size_t kShown = 8;
+    std::string digits;
+    for (size_t i = 0; i < std::min(kShown, parameter.bytes.size()); ++i) {
+        digits += fmt::format("{:02x} ", parameter.bytes[i]);
+    }
+    if (parameter.bytes.size() > kShown) digits += "... ";
+    return fmt::format("{}crc32 {:08x}", digits, parameter.crc32);
+}
+
+/// "mean 118.20  range   3 to 250", and how many samples that is of, where not of all.
+std::string planeText(const PlaneFacts& plane) {
+    const uint64_t had = plane.had.total();
+    if (had == 0) return "no samples";
+    std::string words = fmt::format("mean {:6.2f}  range {:3} to {:3}", plane.had.mean(),
+                                    plane.had.least(), plane.had.most());
+    if (had < plane.samples) words += fmt::format(", {} of {} samples", had, plane.samples);
+    return words;
+}
+
+class TextShow : public ShowReport {
+public:
+    explicit TextShow(bool whole) : whole_(whole) {}
+
+    void begin(const FrameRef& frame) override {
+        const tyktree::FrameEntry& entry = *frame.frame;
+        printResult(tyktree::escaped(frame.path()));
+        std::string line = fmt::format("frame {} of task {}", entry.position, frame.task->position);
+        if (frame.pipe->id) line += fmt::format(" of pipe {}", *frame.pipe->id);
+        if (entry.wellNamed) {
+            line += fmt::format(", request {}, sof {}, {}", entry.parsed.requestId,
+                                entry.parsed.sofId, tyktree::isoTime(entry.parsed.stamp));
+        }
+        printResult(line);
+    }
+
+    void beginParameters() override {}
+
+    void addParameter(const Parameter& parameter,
+                      const std::vector<DecodedField>& fields) override {
+        const FileEntry& file = *parameter.file;
+        parameters_.addRow({tyktree::escaped(file.parameter.tagName),
+                            parameter.tag ? fmt::to_string(parameter.tag->id) : "-",
+                            fmt::to_string(file.parameter.camId), pipeTypeName(file.parameter.pipe),
+                            kindOf(file), fmt::to_string(file.bytes),
+                            fields.empty() ? summary(parameter) : ""});
+        for (const DecodedField& field : fields) {
+            parameters_.addRow({"  " + tyktree::escaped(field.field->name), "", "", "", "", "",
+                                shortened(tyktree::escaped(tyktree::toText(field.values))) +
+                                    (field.problem.empty() ? "" : " (cut off)")});
+        }
+    }
+
+    void endParameters() override {
+        if (!parameters_.empty()) parameters_.print();
+    }
+
+    bool showsBytes() const override { return true; }
+
+    void beginBytes(std::string_view fileName) override {
+        printResult(tyktree::escaped(fileName) + ":");
+    }
+
+    /// The bytes with their offset and their characters.
+    void addBytes(uint64_t offset, const uint8_t* bytes, size_t count) override {
+        std::string digits, characters;
+        for (size_t i = 0; i < count; ++i) {
+            digits += fmt::format("{:02x} ", bytes[i]);
+            const bool printable = bytes[i] >= 0x20 && bytes[i] < 0x7F;
+            characters += printable ? static_cast<char>(bytes[i]) : '.';
+        }
+        printResult(fmt::format("    {:06x}  {:<48} {}", offset, digits, characters));
+    }
+
+    void addScene(const tyktree::SceneSources& sources) override {
+        const tyktree::SceneRecord* const record = sources.record();
+        if (!record) {
+            printResult(sources.xmlThere ? "scene record: not readable" : "no scene record");
+            return;
+        }
+        Table table{{sources.xmlThere ? "scene record" : "scene record (parameter file)"},
+                    {"value", Align::kRight}};
+        for (const ::SceneField& field : kSceneFields) {
+            table.addRow({field.path, tyktree::sceneText(field, *record)});
+        }
+        table.print();
+    }
+
+    void addImage(const FileEntry* image, const std::vector<PlaneFacts>& planes) override {
+        if (!image) {
+            printResult("no image");
+            return;
+        }
+        const ImageFileName& name = image->image;
+        printResult(fmt::format("image {}x{}, {}, expected {} bytes, found {}", name.width,
+                                name.height, humanBytes(image->bytes),
+                                nv21Bytes(name.width, name.height), image->bytes));
+        for (const PlaneFacts& plane : planes) {
+            printResult(fmt::format("  {}  {}", plane.name, planeText(plane)));
+        }
+    }
+
+private:
+    std::string shortened(std::string text) const {
+        constexpr size_t kShown = 72;
+        if (whole_ || text.size() <= kShown) return text;
+        const size_t comma = text.rfind(',', kShown);
+        if (comma == std::string::npos) return text;
+        return text.substr(0, comma) + ", ...";
+    }
+
+    const bool whole_;
+    Table parameters_{{"parameter"},
+                      {"id", Align::kRight},
+                      {"camera", Align::kRight},
+                      {"pipe type"},
+                      {"kind"},
+                      {"size", Align::kRight},
+                      {"value"}};
+};
+
+class JsonShow : public ShowReport {
+public:
+    explicit JsonShow(JsonDocument& json) : json_(json) {}
+
+    void begin(const FrameRef& frame) override {
+        Json members = identityOf(frame);
+        addText(members, "path", frame.path());
+        json_.members(members);
+    }
+
+    void beginParameters() override { json_.beginList("parameters"); }
+
+    void addParameter(const Parameter& parameter,
+                      const std::vector<DecodedField>& fields) override {
+        const ParamFileName& name = parameter.file->parameter;
+        Json item = Json::object();
+        addText(item, "tag", name.tagName);
+        item["id"] = parameter.tag ? Json(parameter.tag->id) : Json();
+        item["pipe"] = name.pipe;
+        item["camera"] = name.camId;
+        item["sof"] = name.sofId;
+        item["kind"] = kindOf(*parameter.file);
+        item["size"] = parameter.file->bytes;
+        item["crc32"] = fmt::format("{:08x}", parameter.crc32);
+        Json members = Json::object();
+        for (const DecodedField& field : fields) addField(members, field);
+        item["fields"] = std::move(members);
+        json_.item(item);
+    }
+
+    void endParameters() override { json_.endList(); }
+
+    void addScene(const tyktree::SceneSources& sources) override {
+        const tyktree::SceneRecord* const record = sources.record();
+        json_.member("scene", record ? toJson(*record) : Json());
+    }
+
+    void addImage(const FileEntry* image, const std::vector<PlaneFacts>& planes) override {
+        if (!image) {
+            json_.member("image", nullptr);
+            return;
+        }
+        Json item = Json::object();
+        addText(item, "name", image->name);
+        item["width"] = image->image.width;
+        item["height"] = image->image.height;
+        item["bytes"] = image->bytes;
+        item["expected_bytes"] = nv21Bytes(image->image.width, image->image.height);
+        for (const char* const name : {"y", "u", "v"}) item[name] = nullptr;
+        for (const PlaneFacts& plane : planes) item[plane.name] = planeItem(plane);
+        json_.member("image", item);
+    }
+
+private:
+    static Json planeItem(const PlaneFacts& plane) {
+        const uint64_t had = plane.had.total();
+        if (had == 0) return {};
+        return {{"mean", plane.had.mean()},
+                {"min", plane.had.least()},
+                {"max", plane.had.most()},
+                {"samples", had}};
+    }
+
+    JsonDocument& json_;
+};
+
+}  // namespace
+
+std::unique_ptr<ShowReport> makeShowReport(JsonDocument* json, bool whole) {
+    if (json) return std::make_unique<JsonShow>(*json);
+    return std::make_unique<TextShow>(whole);
+}
+
+}  // namespace tyksim
