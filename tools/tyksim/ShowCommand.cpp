@@ -101,8 +101,8 @@ private:
     /// Whether the file can be read.
     bool readParameter(const FileEntry& file) {
         const Parameter parameter = tyktree::readParameter(listing_, file, tree_.catalog);
-        const bool isRead = parameter.result.ok();
-        if (!isRead) problem(pathOf(file), reasonOf(parameter.result));
+        const bool isRead = parameter.status.ok();
+        if (!isRead) problem(pathOf(file), parameter.status.problem().reason);
         const std::vector<tyktree::DecodedField> fields = parameter.fields();
         for (const tyktree::DecodedField& field : fields) {
             if (field.problem.empty() || !isRead) continue;
