@@ -1,5 +1,6 @@
-// What reading a tree meets that is not as a recording makes it. What each kind means for a replay
-// is for tree/check to say.
+// What reading a tree meets that is not as a recording makes it.
+//
+// Threads: a value is used by one thread at a time.
 #pragma once
 
 #include "tags/Problem.h"
@@ -20,7 +21,7 @@ struct FramePlace {
     uint32_t frame = 0;       ///< position of the frame within its task; 0: of no frame
 };
 
-/// The table in tree/check/Finding.cpp gives each kind its rule.
+/// What a problem is about. The checks have a rule for each (Finding.cpp).
 enum class ProblemKind : uint8_t {
     kFolderUnlisted,
     kEntryTypeUnknown,
