@@ -169,9 +169,8 @@ std::vector<ByteRange> DiffRules::ignoredScene(int offset, int bytes) const {
 }
 
 bool DiffRules::ignoresScene(const ::SceneField& field) const {
-    return std::any_of(ignored.begin(), ignored.end(), [&](const tyktree::ValueName& name) {
-        return name.scene == &field;
-    });
+    return std::any_of(ignored.begin(), ignored.end(),
+                       [&](const tyktree::ValueName& name) { return name.scene == &field; });
 }
 
 std::optional<std::pair<int, int>> NameDifference::sofs() const {
