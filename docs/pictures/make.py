@@ -1,10 +1,17 @@
 #!/usr/bin/env python3
-"""Makes the pictures of the documents: make.py TYKSIM"""
+"""Makes the pictures of the documents: make.py TYKSIM
+
+A picture that looks like the one that is there does not replace it: the recording's date and the
+browser's rounding would otherwise change the file at every run.
+"""
 import os
 import pathlib
+import shutil
 import subprocess
 import sys
 import tempfile
+
+from PIL import Image, ImageChops
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent.parent / "tests/page"))
@@ -23,6 +30,25 @@ def damaged_tree(tyksim, folder):
     return tree
 
 
+def looks_different(picture, other):
+    """Whether more than one pixel in 200 differs visibly; the digits of a date are fewer."""
+    with Image.open(picture) as one, Image.open(other) as two:
+        if one.size != two.size:
+            return True
+        difference = ImageChops.difference(one.convert("L"), two.convert("L"))
+    visible = sum(difference.histogram()[32:])
+    return visible > difference.width * difference.height / 200
+
+
+def keep(made, picture):
+    """Puts the picture that was made in its place, if that changes what is seen there."""
+    if picture.exists() and not looks_different(made, picture):
+        print(f"{picture.name}: looks as before, kept")
+        return
+    shutil.copyfile(made, picture)
+    print(f"{picture.name}: made")
+
+
 def main():
     tyksim = pathlib.Path(sys.argv[1]).resolve()
     with tempfile.TemporaryDirectory() as folder, Browser() as browser:
@@ -31,7 +57,9 @@ def main():
         subprocess.run([tyksim, "sheet", "phone", "-o", "phone.html"], stdout=subprocess.DEVNULL)
         browser.window(1280, 800)
         browser.open(pathlib.Path(folder) / "phone.html", "#pipe=1&task=1&frame=11")
-        browser.picture(HERE / "sheet.png")
+        made = pathlib.Path(folder) / "sheet.png"
+        browser.picture(made)
+        keep(made, HERE / "sheet.png")
 
 
 if __name__ == "__main__":
