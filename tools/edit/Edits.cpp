@@ -185,7 +185,7 @@ void Edits::tryOut(const Edit& edit, const std::string& value) {
     if (edit.name.scene) {
         tyktree::SceneRecord record;
         wrong = tyktree::setSceneField(*edit.name.scene, value, record);
-    } else {
+    } else if (edit.name.field) {
         std::vector<uint8_t> bytes(edit.name.field->offset + edit.name.field->bytes());
         wrong = tyktree::encodeField(*edit.name.field, edit.name.element, value, bytes.data(),
                                      bytes.size());
