@@ -15,7 +15,6 @@ namespace tyksim {
 namespace {
 
 using tyktree::Finding;
-using tyktree::FindingCounts;
 using tyktree::Severity;
 using tyktree::TagCatalog;
 
