@@ -20,7 +20,7 @@ using tyktree::ValueName;
 
 /// A field of a comma-separated file, for a terminal too: control characters are escaped.
 std::string csvField(const std::string& given) {
-    const std::string text = tyktree::escaped(given);
+    std::string text = tyktree::escaped(given);
     if (text.find_first_of(",\"") == std::string::npos) return text;
     std::string quoted = "\"";
     for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
