@@ -162,6 +162,8 @@ class Page(unittest.TestCase):
         fields = 0
         for parameter in shown["parameters"]:
             for name, value in parameter["fields"].items():
+                if name.endswith("_base64"):  # a text's bytes, for programs
+                    continue
                 text = found[parameter["tag"]][name]
                 fields += 1
                 if isinstance(value, list):
