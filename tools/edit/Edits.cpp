@@ -166,7 +166,7 @@ Edits::Edit Edits::parse(const std::string& setting, const tyktree::TagCatalog& 
 
 /// Both ends of a ramp must fit its field; what lies between does then.
 void Edits::makeRamp(Edit& edit) {
-    const bool isText = edit.name.field && edit.name.field->type == FieldType::text;
+    const bool isText = !edit.name.scene && edit.name.field->type == FieldType::text;
     const size_t dots = isText ? std::string::npos : edit.text.find("..");
     if (dots == std::string::npos) {
         tryOut(edit, edit.text);
@@ -185,7 +185,7 @@ void Edits::tryOut(const Edit& edit, const std::string& value) {
     if (edit.name.scene) {
         tyktree::SceneRecord record;
         wrong = tyktree::setSceneField(*edit.name.scene, value, record);
-    } else if (edit.name.field) {
+    } else {
         std::vector<uint8_t> bytes(edit.name.field->offset + edit.name.field->bytes());
         wrong = tyktree::encodeField(*edit.name.field, edit.name.element, value, bytes.data(),
                                      bytes.size());
