@@ -289,7 +289,8 @@ public:
 void readEverything(const tyktree::TreeIndex& index, const tyktree::TagCatalog& catalog) {
     std::vector<tyktree::ValueName> names;
     for (const char* const name : {"FIXED", "FIXED.gain", "BLOCK", "total_gain"}) {
-        names.push_back(resolveName(name, catalog, {"FIXED", "BLOCK"}));
+        const auto resolved = resolveName(name, catalog, {"FIXED", "BLOCK"});
+        if (resolved.ok()) names.push_back(resolved.value());
     }
     tyktree::FrameValueReader reader(names);
     for (const tyktree::FrameRef& frame : select(index, {})) reader.read(frame.path());
@@ -334,7 +335,7 @@ void run(std::string_view input) {
     }
     try {
         read(device, all, isChanged);
-    } catch (const std::runtime_error& error) {  // no tree, no tag table, no such name
+    } catch (const std::runtime_error& error) {  // no tree, no tag table
         expect(isChanged, "a whole tree can be read", error.what());
     }
 }

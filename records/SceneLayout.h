@@ -94,12 +94,14 @@ constexpr bool sceneLayoutFits() {
     for (const SceneField& field : kSceneFields) {
         if (!isSceneType(field.type) || field.offset < 0) return false;
         if (field.offset + field.width() > kSceneRecordBytes) return false;
-        if (field.missing == SceneDefault::kKeep) ++exposures;
+        if (field.missing == SceneDefault::kZero) continue;
+        if (field.type != FieldType::f32) return false;
+        ++exposures;
     }
     for (const SceneBlock& block : kSceneBlocks) {
         if (block.offset < 0 || block.offset + block.bytes > kSceneRecordBytes) return false;
     }
     return exposures == kSceneExposures;
 }
-static_assert(sceneLayoutFits(), "every field and block lies within the record");
+static_assert(sceneLayoutFits(), "the record has a place for every field and block");
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the record is little-endian");

@@ -2,11 +2,11 @@
 
 #include "core/Limits.h"
 #include "records/MfnrTuning.h"
+#include "tags/FieldCodec.h"
 #include "tools/camera/DefaultSetup.h"
 #include "tools/console/Console.h"
 #include "tools/files/Bytes.h"
 #include "tree/read/SceneRecord.h"
-#include "tree/read/Values.h"
 
 #include <climits>
 
@@ -128,11 +128,12 @@ Bytes sceneRecord(const SimulatedFrame& frame) {
     const auto set = [&record](const std::string& path, auto value) {
         std::string number;
         if constexpr (std::is_same_v<decltype(value), float>) {
-            number = tyktree::toText(tyktree::Value(static_cast<double>(value)));
+            number = tyktags::toText(tyktags::Value(static_cast<double>(value)));
         } else {
             number = std::to_string(value);
         }
-        tyktree::setSceneField(*tyktree::findSceneField(path), number, record);
+        // Exposure values are finite and gains are clamped: the record takes each of them.
+        static_cast<void>(setSceneField(*tyktree::findSceneField(path), number, record));
     };
     const int normal = 3 + frame.number % 3;
     for (const std::string level : {"cap_info/", "cap_info/detect_out/"}) {

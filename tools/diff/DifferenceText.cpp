@@ -99,8 +99,8 @@ std::vector<DifferenceText> textsOf(const FrameDifference& difference) {
     return texts;
 }
 
-std::string valueText(const tyktree::Value& value) {
-    return tyktree::escaped(tyktree::toText(value));
+std::string valueText(const tyktags::Value& value) {
+    return tyktree::escaped(tyktags::toText(value));
 }
 
 std::string contentText(const ContentDifference& content) {

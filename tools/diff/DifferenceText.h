@@ -20,7 +20,7 @@ struct DifferenceText {
 std::vector<DifferenceText> textsOf(const FrameDifference& difference);
 
 /// The values of a difference, of a field's element or of a number of the scene record, in words.
-std::string valueText(const tyktree::Value& value);
+std::string valueText(const tyktags::Value& value);
 
 /// How a file or parameter differs.
 std::string contentText(const ContentDifference& content);

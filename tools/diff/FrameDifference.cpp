@@ -3,6 +3,7 @@
 #include "records/SceneLayout.h"
 #include "tools/console/Console.h"
 #include "tree/read/Escape.h"
+#include "tree/read/SceneSources.h"
 
 #include <algorithm>
 #include <array>
@@ -105,14 +106,14 @@ void blank(std::vector<uint8_t>& bytes, const std::vector<ByteRange>& ranges) {
 }
 
 /// The elements of a field that differ, under its name or its elements' names.
-void addElements(const std::string& name, const std::vector<tyktree::Value>& a,
-                 const std::vector<tyktree::Value>& b, std::vector<ValueDifference>& out) {
+void addElements(const std::string& name, const std::vector<tyktags::Value>& a,
+                 const std::vector<tyktags::Value>& b, std::vector<ValueDifference>& out) {
     const size_t count = std::max(a.size(), b.size());
     for (size_t i = 0; i < count; ++i) {
-        const tyktree::Value inA = i < a.size() ? a[i] : tyktree::Value();
-        const tyktree::Value inB = i < b.size() ? b[i] : tyktree::Value();
+        const tyktags::Value inA = i < a.size() ? a[i] : tyktags::Value();
+        const tyktags::Value inB = i < b.size() ? b[i] : tyktags::Value();
         // By their words: that way a value that is no number equals itself.
-        if (tyktree::toText(inA) == tyktree::toText(inB)) continue;
+        if (tyktags::toText(inA) == tyktags::toText(inB)) continue;
         out.push_back({count == 1 ? name : text(name, "[", i, "]"), inA, inB});
     }
 }
@@ -190,7 +191,7 @@ FrameDifference FrameComparer::compare(const FramePair& frames) {
     list(a_, frames.a->path());
     list(b_, frames.b->path());
     compareTags();
-    compareScenes(*frames.a, *frames.b);
+    compareScenes();
     if (!rules_.ignoreImages) compareImages();
     compareFiles();
     return std::move(result_);
@@ -279,9 +280,9 @@ void FrameComparer::addFields(const tyktree::Parameter& a, const tyktree::Parame
     }
 }
 
-void FrameComparer::compareScenes(const tyktree::FrameRef& a, const tyktree::FrameRef& b) {
-    const tyktree::SceneSources inA = readScene(a_, a.place(), nullptr);
-    const tyktree::SceneSources inB = readScene(b_, b.place(), nullptr);
+void FrameComparer::compareScenes() {
+    const tyktree::SceneSources inA = readScene(a_);
+    const tyktree::SceneSources inB = readScene(b_);
     const auto unread = [this](const tyktree::SceneSources& scene, const FrameListing& listing) {
         if (scene.problem.empty()) return;
         const std::string path = listing.path() + "/" + kSceneXmlName;

@@ -1,6 +1,7 @@
 // How two frames differ: parameters, scene record, images and other files.
 #pragma once
 
+#include "tags/FieldCodec.h"
 #include "tools/diff/FileDifference.h"
 #include "tools/diff/FrameMatch.h"
 #include "tools/picture/PictureDiff.h"
@@ -9,7 +10,7 @@
 #include "tree/read/Parameter.h"
 #include "tree/read/SceneRecord.h"
 #include "tree/read/TagCatalog.h"
-#include "tree/read/Values.h"
+#include "tree/read/ValueName.h"
 
 #include <optional>
 #include <string>
@@ -21,8 +22,8 @@ namespace tyksim {
 /// A value that differs.
 struct ValueDifference {
     std::string name;
-    tyktree::Value a;
-    tyktree::Value b;
+    tyktags::Value a;
+    tyktags::Value b;
 };
 
 /// A parameter file, or another file, that differs or only one frame has.
@@ -118,7 +119,7 @@ private:
     void compareNames(const tyktree::FileEntry& a, const tyktree::FileEntry& b);
     void addFields(const tyktree::Parameter& a, const tyktree::Parameter& b,
                    ContentDifference& tag) const;
-    void compareScenes(const tyktree::FrameRef& a, const tyktree::FrameRef& b);
+    void compareScenes();
     void compareImages();
     void compareSamples(ImageDifference& image);
     void compareFiles();

@@ -4,6 +4,7 @@
 #include "tools/console/Console.h"
 #include "tools/console/Failures.h"
 #include "tools/console/Units.h"
+#include "tree/read/Checksum.h"
 #include "tree/read/Escape.h"
 #include "tree/read/FileBytes.h"
 #include "tree/read/FrameListing.h"
@@ -23,6 +24,11 @@ using tyktags::FieldType;
 
 [[noreturn]] void refuse(const std::string& setting, const std::string& reason) {
     throw WrongUsage(text("--set ", tyktree::escaped(setting), ": ", reason));
+}
+
+/// Refuses a setting whose value a field does not take.
+void require(const std::string& setting, const tyktags::Status& status) {
+    if (!status.ok()) refuse(setting, toLine(status.problem()));
 }
 
 int digitOf(char c) {
@@ -109,6 +115,10 @@ void addBytes(const tyktree::ValueName& name, SceneBytes& bytes) {
     for (size_t i = begin; i < std::min(begin + count, bytes.size()); ++i) bytes.set(i);
 }
 
+tyktags::Problem flaw(std::string expected, size_t foundBytes) {
+    return {"", std::move(expected), std::to_string(foundBytes)};
+}
+
 /// The part of a value that a change is about, in words.
 std::string shown(const tyktree::ValueName& name, const std::vector<uint8_t>& bytes) {
     if (name.scene) {
@@ -121,12 +131,12 @@ std::string shown(const tyktree::ValueName& name, const std::vector<uint8_t>& by
         return text(bytes.size(), " bytes, crc32 ", std::hex,
                     tyktree::checksum(bytes.data(), bytes.size()));
     }
-    const std::vector<tyktree::Value> values =
-        tyktree::decodeField(*name.field, bytes.data(), bytes.size());
+    const std::vector<tyktags::Value> values =
+        tyktags::decodeField(*name.field, bytes.data(), bytes.size());
     if (name.element && *name.element < values.size()) {
-        return tyktree::toText(values[*name.element]);
+        return tyktags::toText(values[*name.element]);
     }
-    return tyktree::toText(values);
+    return tyktags::toText(values);
 }
 
 }  // namespace
@@ -149,11 +159,9 @@ Edits::Edit Edits::parse(const std::string& setting, const tyktree::TagCatalog& 
     if (equals == 0 || equals == std::string::npos) refuse(setting, "expected NAME=VALUE");
     Edit edit;
     edit.setting = setting;
-    try {
-        edit.name = tyktree::resolveName(setting.substr(0, equals), catalog, tagNames);
-    } catch (const tyktree::UnknownName& error) {
-        refuse(setting, error.what());
-    }
+    const auto name = tyktree::resolveName(setting.substr(0, equals), catalog, tagNames);
+    if (!name.ok()) refuse(setting, toLine(name.problem()));
+    edit.name = name.value();
     edit.text = setting.substr(equals + 1);
     if (!edit.name.scene && !edit.name.field) {
         edit.whole = wholeValue(setting, edit.text);
@@ -181,16 +189,14 @@ void Edits::makeRamp(Edit& edit) {
 }
 
 void Edits::tryOut(const Edit& edit, const std::string& value) {
-    std::string wrong;
     if (edit.name.scene) {
         tyktree::SceneRecord record;
-        wrong = tyktree::setSceneField(*edit.name.scene, value, record);
-    } else {
-        std::vector<uint8_t> bytes(edit.name.field->offset + edit.name.field->bytes());
-        wrong = tyktree::encodeField(*edit.name.field, edit.name.element, value, bytes.data(),
-                                     bytes.size());
+        require(edit.setting, setSceneField(*edit.name.scene, value, record));
+        return;
     }
-    if (!wrong.empty()) refuse(edit.setting, wrong);
+    std::vector<uint8_t> bytes(edit.name.field->offset + edit.name.field->bytes());
+    require(edit.setting,
+            encodeField(*edit.name.field, edit.name.element, value, bytes.data(), bytes.size()));
 }
 
 bool Edits::Edit::isOf(std::string_view tagName) const {
@@ -232,29 +238,29 @@ void Edits::requireFiles(const std::vector<tyktree::FrameRef>& frames,
     refuse(wanted.front()->setting, "none of the selected frames has a file for it");
 }
 
-/// Returns "" or why the value cannot be set.
-std::string Edits::set(const Edit& edit, bool isFixed, FrameTurn turn,
-                       std::vector<uint8_t>& bytes) {
+/// The problem says why the value cannot be set.
+tyktags::Status Edits::set(const Edit& edit, bool isFixed, FrameTurn turn,
+                           std::vector<uint8_t>& bytes) {
     if (edit.whole) {
         if (isFixed && !edit.isSizeKnown && edit.whole->size() != bytes.size()) {
-            return text("expected ", counted(bytes.size(), "byte", "bytes"),
-                        ", as the file has, found ", edit.whole->size());
+            return flaw(fmt::format("{}, as the file has", counted(bytes.size(), "byte", "bytes")),
+                        edit.whole->size());
         }
         bytes = *edit.whole;
-        return "";
+        return {};
     }
     if (!edit.name.scene) {
-        return tyktree::encodeField(*edit.name.field, edit.name.element, edit.textFor(turn),
+        return tyktags::encodeField(*edit.name.field, edit.name.element, edit.textFor(turn),
                                     bytes.data(), bytes.size());
     }
     if (bytes.size() != kSceneRecordBytes) {
-        return text("expected a record of ", kSceneRecordBytes, " bytes, found ", bytes.size());
+        return flaw(fmt::format("a record of {} bytes", kSceneRecordBytes), bytes.size());
     }
     tyktree::SceneRecord record;
     std::copy(bytes.begin(), bytes.end(), record.bytes.begin());
-    std::string wrong = tyktree::setSceneField(*edit.name.scene, edit.textFor(turn), record);
+    tyktags::Status status = setSceneField(*edit.name.scene, edit.textFor(turn), record);
     std::copy(record.bytes.begin(), record.bytes.end(), bytes.begin());
-    return wrong;
+    return status;
 }
 
 EditResult Edits::apply(std::string_view tagName, bool isFixed, FrameTurn turn,
@@ -263,9 +269,11 @@ EditResult Edits::apply(std::string_view tagName, bool isFixed, FrameTurn turn,
     for (const Edit& edit : edits_) {
         if (!edit.isOf(tagName)) continue;
         const std::string before = shown(edit.name, bytes);
-        const std::string wrong = set(edit, isFixed, turn, bytes);
+        const tyktags::Status status = set(edit, isFixed, turn, bytes);
         const std::string after = shown(edit.name, bytes);
-        if (!wrong.empty()) result.problems.push_back(edit.name.name + ": " + wrong);
+        if (!status.ok()) {
+            result.problems.push_back(edit.name.name + ": " + toLine(status.problem()));
+        }
         if (before != after) result.changes.push_back({edit.name.name, before, after});
     }
     return result;

@@ -2,9 +2,10 @@
 #pragma once
 
 #include "tools/edit/Ramp.h"
+#include "tree/read/FrameListing.h"
 #include "tree/read/FrameSelection.h"
 #include "tree/read/SceneRecord.h"
-#include "tree/read/Values.h"
+#include "tree/read/ValueName.h"
 
 #include <bitset>
 #include <cstdint>
@@ -91,8 +92,8 @@ private:
                       const std::vector<std::string>& tagNames);
     static void makeRamp(Edit& edit);
     static void tryOut(const Edit& edit, const std::string& value);
-    static std::string set(const Edit& edit, bool isFixed, FrameTurn turn,
-                           std::vector<uint8_t>& bytes);
+    static tyktags::Status set(const Edit& edit, bool isFixed, FrameTurn turn,
+                               std::vector<uint8_t>& bytes);
 
     std::vector<Edit> edits_;
 };

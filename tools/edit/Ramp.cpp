@@ -1,6 +1,6 @@
 #include "tools/edit/Ramp.h"
 
-#include "tree/read/Values.h"
+#include "tags/FieldCodec.h"
 
 #include <algorithm>
 #include <charconv>
@@ -59,7 +59,7 @@ std::optional<Ramp> Ramp::make(std::string_view first, std::string_view last, Ki
 std::string Ramp::at(FrameTurn turn) const {
     if (turn.count <= 1 || turn.index == 0) return first_;
     if (turn.index + 1 >= turn.count) return last_;
-    return kind_ == Kind::kReal ? tyktree::toText(tyktree::Value(realAt(turn))) : integerAt(turn);
+    return kind_ == Kind::kReal ? tyktags::toText(tyktags::Value(realAt(turn))) : integerAt(turn);
 }
 
 /// From the smaller end up, so that a ramp and its reverse have the same values.

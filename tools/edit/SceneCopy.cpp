@@ -9,7 +9,7 @@
 namespace tyksim {
 
 SceneCopy::SceneCopy(const tyktree::FrameListing& listing, const Edits& edits, FrameTurn turn)
-    : set_(edits.sceneBytes()), sources_(readScene(listing, {}, nullptr)) {
+    : set_(edits.sceneBytes()), sources_(readScene(listing)) {
     const tyktree::SceneRecord* const record = sources_.record();
     if (record) after_ = *record;
     EditResult result = edits.apply(turn, after_);

@@ -3,7 +3,7 @@
 
 #include "tools/edit/Edits.h"
 #include "tree/read/FrameListing.h"
-#include "tree/read/SceneRecord.h"
+#include "tree/read/SceneSources.h"
 
 #include <optional>
 #include <string>

@@ -26,13 +26,6 @@ inline void storeBits(std::vector<uint8_t>& bytes, size_t offset, size_t size, u
     for (size_t i = 0; i < size; ++i) bytes[offset + i] = static_cast<uint8_t>(bits >> (8 * i));
 }
 
-/// The unsigned number of `size` bytes (at most 8) at `offset`.
-inline uint64_t loadBits(const std::vector<uint8_t>& bytes, size_t offset, size_t size) {
-    uint64_t bits = 0;
-    for (size_t i = 0; i < size; ++i) bits |= uint64_t{bytes[offset + i]} << (8 * i);
-    return bits;
-}
-
 /// The numbers one behind the other, each in its own width.
 template <typename... Values>
 std::vector<uint8_t> packed(Values... values) {

@@ -10,26 +10,26 @@ namespace tyksim {
 
 namespace {
 
-Json listOf(const std::vector<tyktree::Value>& values) {
+Json listOf(const std::vector<tyktags::Value>& values) {
     Json list = Json::array();
-    for (const tyktree::Value& value : values) list.push_back(toJson(value));
+    for (const tyktags::Value& value : values) list.push_back(toJson(value));
     return list;
 }
 
 }  // namespace
 
-Json toJson(const tyktree::Value& value) {
+Json toJson(const tyktags::Value& value) {
     if (const auto* number = std::get_if<int64_t>(&value)) return *number;
     if (const auto* number = std::get_if<uint64_t>(&value)) return *number;
     if (const auto* number = std::get_if<double>(&value)) {
         if (std::isfinite(*number)) return *number;
-        return tyktree::toText(value);
+        return tyktags::toText(value);
     }
     if (const auto* text = std::get_if<std::string>(&value)) return tyktree::toUtf8(*text);
     return nullptr;
 }
 
-void addValue(Json& object, const std::string& key, const tyktree::Value& value) {
+void addValue(Json& object, const std::string& key, const tyktags::Value& value) {
     if (const auto* text = std::get_if<std::string>(&value)) {
         addText(object, key, *text);
     } else {
@@ -39,8 +39,8 @@ void addValue(Json& object, const std::string& key, const tyktree::Value& value)
 
 void addField(Json& object, const tyktree::DecodedField& field) {
     const std::string key = keyOf(field.field->name);
-    if (tyktree::isSingle(*field.field) || field.values.empty()) {
-        addValue(object, key, field.values.empty() ? tyktree::Value() : field.values.front());
+    if (tyktags::isSingle(*field.field) || field.values.empty()) {
+        addValue(object, key, field.values.empty() ? tyktags::Value() : field.values.front());
     } else {
         object[key] = listOf(field.values);
     }
@@ -52,7 +52,7 @@ void addValue(Json& object, const std::string& key, const tyktree::FrameValue& v
     } else if (value.values.size() > 1) {
         object[key] = listOf(value.values);
     } else {
-        addValue(object, key, value.absent() ? tyktree::Value() : value.values.front());
+        addValue(object, key, value.absent() ? tyktags::Value() : value.values.front());
     }
 }
 

@@ -12,10 +12,10 @@ namespace tyksim {
 
 /// A number, a text (U+FFFD for each byte that is no UTF-8), or null. Not-a-number and the
 /// infinities, which JSON does not have, come as the texts "nan", "inf" and "-inf".
-Json toJson(const tyktree::Value& value);
+Json toJson(const tyktags::Value& value);
 
 /// Adds a value to an object; a text as addText() does.
-void addValue(Json& object, const std::string& key, const tyktree::Value& value);
+void addValue(Json& object, const std::string& key, const tyktags::Value& value);
 
 /// Adds a field under its name: one number or text by itself, an array as the list of the elements
 /// that are there, and null where there is none.

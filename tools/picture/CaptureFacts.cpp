@@ -15,14 +15,14 @@ constexpr double kUnityGain = 1024;
 std::vector<tyktree::ValueName> namesOf(const tyktree::TagCatalog& catalog) {
     std::vector<tyktree::ValueName> names;
     for (const char* const name : {"exp_time", "total_gain", "cur_ev"}) {
-        names.push_back(tyktree::resolveName(name, catalog));
+        names.push_back(resolveName(name, catalog).value());
     }
     return names;
 }
 
 std::optional<double> numberOf(const tyktree::FrameValue& value) {
     if (value.values.empty()) return std::nullopt;
-    return tyktree::toNumber(value.values.front());
+    return tyktags::toNumber(value.values.front());
 }
 
 /// In EXIF's form. A frame's stamp has no year, and its task's is that of the recording's start.

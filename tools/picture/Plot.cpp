@@ -1,7 +1,7 @@
 #include "tools/picture/Plot.h"
 
+#include "tags/FieldCodec.h"
 #include "tree/read/Escape.h"
-#include "tree/read/Values.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -72,7 +72,7 @@ std::string Plot::panel(const Line& line, double top) const {
                                  top + kTop + inner / 2);
     for (const double value : {most, least}) {
         svg += fmt::format("<text x=\"{}\" y=\"{:.1f}\" class=\"scale\">{}</text>\n", kLeft - 8,
-                           y(value) + 4, tyktree::toText(tyktree::Value(value)));
+                           y(value) + 4, tyktags::toText(tyktags::Value(value)));
         svg += fmt::format("<path class=\"rule\" d=\"M{} {:.1f}H{}\"/>\n", kLeft, y(value),
                            kWidth - kRight);
         if (most == least) break;

@@ -185,7 +185,7 @@ void FrameVerifier::verifyScene() {
     const PublishedValue* const first = take(0, camera(), lastSof_, kSceneTag);
     const PublishedValue* const second = take(1, camera(), lastSof_, kSceneTag);
     verifyPromised([&] {
-        const tyktree::SceneSources sources = readScene(frame_->listing, {}, nullptr);
+        const tyktree::SceneSources sources = readScene(frame_->listing);
         verifySceneRecord(first, 0, sources);
         // What goes for pipe 0 need not be said twice.
         if (!first || !second || first->bytes != second->bytes) {

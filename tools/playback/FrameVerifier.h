@@ -5,7 +5,7 @@
 #include "host/ParamService.h"
 #include "tree/check/Finding.h"
 #include "tree/read/FrameListing.h"
-#include "tree/read/SceneRecord.h"
+#include "tree/read/SceneSources.h"
 #include "tree/read/TagCatalog.h"
 
 #include <cstdint>

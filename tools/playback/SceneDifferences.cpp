@@ -1,65 +1,57 @@
 #include "tools/playback/SceneDifferences.h"
 
-#include "tools/console/Console.h"
-
+#include <algorithm>
 #include <array>
+#include <fmt/format.h>
 
 namespace tyksim {
 
 namespace {
 
-/// What a byte of the record belongs to.
-enum class Owner : uint8_t { nobody, block, field };
-using Owners = std::array<Owner, kSceneRecordBytes>;
-
-Owners ownersOfBytes() {
-    Owners owners{};
-    const auto mark = [&owners](int offset, int size, Owner owner) {
-        for (int i = offset; i < offset + size; ++i) owners[static_cast<size_t>(i)] = owner;
-    };
-    for (const ::SceneBlock& block : kSceneBlocks) mark(block.offset, block.bytes, Owner::block);
-    for (const ::SceneField& field : kSceneFields) mark(field.offset, field.width(), Owner::field);
-    return owners;
-}
-
 void compareFields(const tyktree::SceneRecord& dumped, const tyktree::SceneRecord& arrived,
                    std::vector<SceneDifference>& out) {
     for (const ::SceneField& field : kSceneFields) {
-        const std::string before = tyktree::sceneText(field, dumped);
-        const std::string after = tyktree::sceneText(field, arrived);
-        if (before == after) continue;
-        out.push_back({text(field.path, " = ", before, " as dumped"), text(after, " arrived")});
+        if (isSameField(field, dumped, arrived)) continue;
+        out.push_back({fmt::format("{} = {} as dumped", field.path, sceneText(field, dumped)),
+                       fmt::format("{} arrived", sceneText(field, arrived))});
     }
 }
 
 void compareBlocks(const tyktree::SceneRecord& dumped, const tyktree::SceneRecord& arrived,
-                   const Owners& owners, std::vector<SceneDifference>& out) {
+                   std::vector<SceneDifference>& out) {
     for (const ::SceneBlock& block : kSceneBlocks) {
-        for (int i = block.offset; i < block.offset + block.bytes; ++i) {
-            const auto at = static_cast<size_t>(i);
-            if (owners[at] == Owner::field || dumped.bytes[at] == arrived.bytes[at]) continue;
-            out.push_back({text(block.fileName, " as in the dumped record"),
-                           text("others from offset ", i - block.offset, " on")});
-            break;
-        }
+        const std::optional<int> offset = firstDifference(block, dumped, arrived);
+        if (!offset) continue;
+        out.push_back({fmt::format("{} as in the dumped record", block.fileName),
+                       fmt::format("others from offset {} on", *offset)});
     }
+}
+
+/// Compares what neither a field nor a block brings with the zeros of a replay.
+void compareRest(const tyktree::SceneRecord& arrived, std::vector<SceneDifference>& out) {
+    std::array<uint8_t, kSceneRecordBytes> rest = arrived.bytes;
+    const auto clear = [&rest](int offset, int bytes) {
+        std::fill_n(rest.begin() + offset, bytes, uint8_t{0});
+    };
+    for (const ::SceneBlock& block : kSceneBlocks) clear(block.offset, block.bytes);
+    for (const ::SceneField& field : kSceneFields) clear(field.offset, field.width());
+    const auto* const found =
+        std::find_if(rest.begin(), rest.end(), [](uint8_t byte) { return byte != 0; });
+    if (found == rest.end()) return;
+    out.push_back({fmt::format("0 at offset {} of the record", found - rest.begin()),
+                   fmt::format("{}", *found)});
 }
 
 }  // namespace
 
 std::vector<SceneDifference> sceneDifferences(const std::optional<tyktree::SceneRecord>& dumped,
                                               const tyktree::SceneRecord& arrived) {
-    static const Owners owners = ownersOfBytes();
     std::vector<SceneDifference> differences;
     if (dumped) {
         compareFields(*dumped, arrived, differences);
-        compareBlocks(*dumped, arrived, owners, differences);
+        compareBlocks(*dumped, arrived, differences);
     }
-    for (size_t i = 0; i < owners.size(); ++i) {
-        if (owners[i] != Owner::nobody || arrived.bytes[i] == 0) continue;
-        differences.push_back({text("0 at offset ", i, " of the record"), text(+arrived.bytes[i])});
-        break;
-    }
+    compareRest(arrived, differences);
     return differences;
 }
 

@@ -16,8 +16,8 @@ namespace tyksim {
 
 namespace {
 
+using tyktags::Value;
 using tyktree::FileEntry;
-using tyktree::Value;
 using tyktree::ValueName;
 
 constexpr size_t kSceneFieldCount = std::size(kSceneFields);
@@ -34,7 +34,7 @@ Json pageValue(const Value& value) {
     const auto* natural = std::get_if<uint64_t>(&value);
     const bool inexact = (whole && (*whole > kExact || *whole < -kExact)) ||
                          (natural && *natural > static_cast<uint64_t>(kExact));
-    return inexact ? Json(tyktree::toText(value)) : toJson(value);
+    return inexact ? Json(tyktags::toText(value)) : toJson(value);
 }
 
 /// One element as it is, more of them as their number and the first ones.
@@ -146,8 +146,7 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file, SheetFrame
     }
     result.content = Json::array();
     for (const tyktree::DecodedField& field : parameter.fields()) {
-        const bool single =
-            field.field->count == 1 || field.field->type == tyktags::FieldType::text;
+        const bool single = tyktags::isSingle(*field.field);
         result.content.push_back(pageValues(field.values, single ? 1 : field.field->count));
     }
     return result;

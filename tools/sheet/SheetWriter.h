@@ -6,7 +6,7 @@
 #include "tools/sheet/SheetRows.h"
 #include "tree/check/Finding.h"
 #include "tree/read/FrameSelection.h"
-#include "tree/read/Values.h"
+#include "tree/read/ValueName.h"
 
 #include <cstdint>
 #include <cstdio>

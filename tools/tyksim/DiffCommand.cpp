@@ -110,8 +110,9 @@ DiffRules rulesOf(const Options& options, const OpenedTree& a, const OpenedTree&
         } else if (name == kSofName) {
             rules.ignoreSofs = true;
         } else {
-            rules.ignored.push_back(
-                tyktree::resolveName(name, commonTable(a.catalog, b.catalog), names));
+            const auto ignored = resolveName(name, commonTable(a.catalog, b.catalog), names);
+            if (!ignored.ok()) throw WrongUsage(toLine(ignored.problem()));
+            rules.ignored.push_back(ignored.value());
         }
     }
     return rules;

@@ -6,7 +6,6 @@
 #include "tree/check/Finding.h"
 #include "tree/read/Escape.h"
 #include "tree/read/FrameListing.h"
-#include "tree/read/Values.h"
 
 #include <algorithm>
 #include <exception>
@@ -127,9 +126,6 @@ ExitStatus runReading(const char* schema, const std::function<ExitStatus(Reading
     } catch (const Interrupted& interrupted) {
         note("stopped" + (interrupted.state().empty() ? "" : ": " + interrupted.state()));
         throw;
-    } catch (const tyktree::UnknownName& error) {
-        note(error.what());
-        throw WrongUsage(error.what());
     } catch (const std::exception& error) {
         note(error.what());
         throw;

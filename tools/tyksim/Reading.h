@@ -50,8 +50,7 @@ private:
 
 /// Runs a verb. `schema` names its document ("tyksim.info", version 1) and is null where it prints
 /// text. The status is the verb's, or kFindings where the verb has kClean and something could not
-/// be read. What the verb throws comes out here and stands in the document; UnknownName comes out
-/// as WrongUsage.
+/// be read. What the verb throws comes out here and stands in the document.
 ExitStatus runReading(const char* schema, const std::function<ExitStatus(Reading&)>& verb);
 
 /// runReading() for one of several trees: says what goes wrong with it and returns the status, so

@@ -142,12 +142,10 @@ private:
         names.insert(names.end(), options_.plots.begin(), options_.plots.end());
         const std::vector<std::string> tagNames = tagNamesOf(tree_);
         std::vector<tyktree::ValueName> resolved;
-        try {
-            for (const std::string& name : names) {
-                resolved.push_back(resolveName(name, table(), tagNames));
-            }
-        } catch (const tyktree::UnknownName& error) {
-            throw WrongUsage(std::string("--plot: ") + error.what());
+        for (const std::string& name : names) {
+            const auto plot = resolveName(name, table(), tagNames);
+            if (!plot.ok()) throw WrongUsage("--plot: " + toLine(plot.problem()));
+            resolved.push_back(plot.value());
         }
         return resolved;
     }

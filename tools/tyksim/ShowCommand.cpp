@@ -146,7 +146,7 @@ private:
     }
 
     void readScene() {
-        const tyktree::SceneSources sources = tyktree::readScene(listing_, frame_.place(), nullptr);
+        const tyktree::SceneSources sources = tyktree::readScene(listing_);
         if (!sources.problem.empty()) {
             problem(fmt::format("{}/{}", listing_.path(), kSceneXmlName), sources.problem);
         }

@@ -82,7 +82,7 @@ public:
                             fields.empty() ? summary(parameter) : ""});
         for (const DecodedField& field : fields) {
             parameters_.addRow({"  " + tyktree::escaped(field.field->name), "", "", "", "", "",
-                                shortened(tyktree::escaped(tyktree::toText(field.values))) +
+                                shortened(tyktree::escaped(tyktags::toText(field.values))) +
                                     (field.problem.empty() ? "" : " (cut off)")});
         }
     }

@@ -4,7 +4,7 @@
 #include "tools/picture/Histogram.h"
 #include "tree/read/FrameSelection.h"
 #include "tree/read/Parameter.h"
-#include "tree/read/SceneRecord.h"
+#include "tree/read/SceneSources.h"
 
 #include <cstdint>
 #include <memory>

@@ -87,7 +87,9 @@ private:
         const std::vector<std::string> tagNames = tagNamesOf(tree);
         std::vector<tyktree::ValueName> names;
         for (const std::string& name : options.names) {
-            names.push_back(tyktree::resolveName(name, tree.catalog, tagNames));
+            const auto resolved = resolveName(name, tree.catalog, tagNames);
+            if (!resolved.ok()) throw WrongUsage(toLine(resolved.problem()));
+            names.push_back(resolved.value());
         }
         return names;
     }
@@ -117,7 +119,7 @@ private:
         std::vector<std::optional<double>> points;
         for (const tyktree::FrameValue& value : row) {
             std::optional<double> point;
-            if (!value.values.empty()) point = tyktree::toNumber(value.values.front());
+            if (!value.values.empty()) point = tyktags::toNumber(value.values.front());
             points.push_back(point);
         }
         plot_.addPoint(frame.task->position, points);

@@ -1,10 +1,10 @@
 #include "tree/check/FrameCheck.h"
 
 #include "core/Limits.h"
+#include "tree/check/SceneCheck.h"
 #include "tree/read/ExactNames.h"
 #include "tree/read/FolderReader.h"
 #include "tree/read/RegularFile.h"
-#include "tree/read/SceneRecord.h"
 
 #include <climits>
 
@@ -83,7 +83,7 @@ void FrameChecker::check() {
     checkRepeated();
     checkImageCount();
     checkIds();
-    readScene(job_.listing, place_, &job_.findings);
+    checkScene(job_.listing, place_, job_.findings);
     if (context_.options.deep) readContents();
 }
 

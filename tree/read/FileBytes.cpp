@@ -1,7 +1,7 @@
 #include "tree/read/FileBytes.h"
 
+#include "tree/read/Checksum.h"
 #include "tree/read/RegularFile.h"
-#include "tree/read/Values.h"
 
 #include <algorithm>
 

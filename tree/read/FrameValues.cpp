@@ -3,6 +3,7 @@
 #include "tags/Problem.h"
 #include "tree/read/FileBytes.h"
 #include "tree/read/Parameter.h"
+#include "tree/read/SceneSources.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -38,7 +39,7 @@ std::string toText(const FrameValue& value) {
                                         static_cast<unsigned long long>(value.size)));
         return text;
     }
-    return toText(value.values);
+    return tyktags::toText(value.values);
 }
 
 FrameValueReader::FrameValueReader(std::vector<ValueName> names) : names_(std::move(names)) {
@@ -77,7 +78,7 @@ void FrameValueReader::readScene(const std::string& path, const FrameListing* li
             static_cast<void>(listing_.read(path));
             listing = &listing_;
         }
-        const SceneSources sources = tyktree::readScene(*listing, {}, nullptr);
+        const SceneSources sources = tyktree::readScene(*listing);
         if (sources.record()) record = *sources.record();
         problem = sources.problem;
         if (!record && problem.empty() && listing->error() != 0) {
@@ -114,9 +115,9 @@ void FrameValueReader::readTag(const std::string& path, const ValueName& name, F
         value.isBlob = true;
         return;
     }
-    value.problem = shortfall(*name.field, name.element, bytes_.size());
+    value.problem = tyktags::shortfall(*name.field, name.element, bytes_.size());
     if (!value.problem.empty()) return;
-    value.values = decodeField(*name.field, bytes_.data(), bytes_.size());
+    value.values = tyktags::decodeField(*name.field, bytes_.data(), bytes_.size());
     if (name.element) value.values = {value.values[*name.element]};
 }
 

@@ -1,8 +1,9 @@
 // Values of frames by name, for whoever follows them from frame to frame.
 #pragma once
 
+#include "tags/FieldCodec.h"
 #include "tree/read/FrameListing.h"
-#include "tree/read/Values.h"
+#include "tree/read/ValueName.h"
 
 #include <cstdint>
 #include <string>
@@ -12,8 +13,8 @@ namespace tyktree {
 
 /// What one name stands for in one frame.
 struct FrameValue {
-    std::vector<Value> values;  ///< a field's elements; empty where the frame has none
-    bool isBlob = false;        ///< a tag without fields: only the two below are known
+    std::vector<tyktags::Value> values;  ///< a field's elements; empty where the frame has none
+    bool isBlob = false;                 ///< a tag without fields: only the two below are known
     uint32_t crc32 = 0;
     uint64_t size = 0;     ///< bytes of the parameter file
     bool several = false;  ///< the frame has further files of this tag; the first one counts

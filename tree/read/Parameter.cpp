@@ -6,8 +6,8 @@ std::vector<DecodedField> Parameter::fields() const {
     std::vector<DecodedField> decoded;
     if (!tag) return decoded;
     for (const tyktags::TagField& field : tag->fields) {
-        decoded.push_back({&field, decodeField(field, bytes.data(), bytes.size()),
-                           shortfall(field, std::nullopt, size)});
+        decoded.push_back({&field, tyktags::decodeField(field, bytes.data(), bytes.size()),
+                           tyktags::shortfall(field, std::nullopt, size)});
     }
     return decoded;
 }
@@ -25,12 +25,6 @@ Parameter readParameter(const FrameListing& listing, const FileEntry& file,
         parameter.status = size.problem();
     }
     return parameter;
-}
-
-std::string toText(const std::vector<Value>& values) {
-    std::string text;
-    for (const Value& value : values) text += (text.empty() ? "" : ",") + toText(value);
-    return text;
 }
 
 }  // namespace tyktree

@@ -1,10 +1,10 @@
 // One parameter file of a frame with what is known about its tag.
 #pragma once
 
+#include "tags/FieldCodec.h"
 #include "tree/read/FileBytes.h"
 #include "tree/read/FrameListing.h"
 #include "tree/read/TagCatalog.h"
-#include "tree/read/Values.h"
 
 #include <cstdint>
 #include <string>
@@ -15,8 +15,8 @@ namespace tyktree {
 /// A field with its elements.
 struct DecodedField {
     const tyktags::TagField* field;
-    std::vector<Value> values;  ///< as far as the bytes reach
-    std::string problem;        ///< what the file lacks of it, in words; "" where it is whole
+    std::vector<tyktags::Value> values;  ///< as far as the bytes reach
+    std::string problem;  ///< what the file lacks of it, in words; "" where it is whole
 };
 
 /// A parameter that was read.
@@ -38,8 +38,5 @@ constexpr uint64_t kMaxDecodedBytes = uint64_t{16} << 20;
 /// Reads the parameter file `file` of a listing and keeps at most `limit` bytes of it.
 Parameter readParameter(const FrameListing& listing, const FileEntry& file,
                         const TagCatalog& catalog, uint64_t limit = kMaxDecodedBytes);
-
-/// All elements in words, with commas between them.
-std::string toText(const std::vector<Value>& values);
 
 }  // namespace tyktree

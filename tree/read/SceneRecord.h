@@ -1,15 +1,18 @@
 // The scene-detection record as a value: 8512 bytes, fields by name through the library's table.
+//
+// Threads: any. Errors: the operations that return strings, values or lists let std::bad_alloc
+// through.
 #pragma once
 
 #include "records/SceneLayout.h"
-#include "tree/check/Finding.h"
-#include "tree/read/FrameListing.h"
+#include "tags/FieldCodec.h"
 
 #include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tyktree {
 
@@ -18,42 +21,43 @@ struct SceneRecord {
     std::array<uint8_t, kSceneRecordBytes> bytes{};
 };
 
-/// The field of that path, or of that leaf name where the leaf is unique (total_gain, exp_time,
-/// sx ...); null when there is none or several.
+/// The fields that a name stands for: the one of that path, or else all of that leaf name.
+std::vector<const ::SceneField*> sceneFieldsNamed(std::string_view name);
+
+/// The field that a name stands for (total_gain, exp_time, sx ...); null when there is none or
+/// several.
 const ::SceneField* findSceneField(std::string_view name);
 
-/// The value as people read it: integers in decimal, floats in the shortest form that reads back
-/// the same.
+/// The shortest name that stands for the field alone: its leaf name, or else its path.
+std::string_view shortestName(const ::SceneField& field);
+
+/// The value of a field.
+tyktags::Value sceneValue(const ::SceneField& field, const SceneRecord& record);
+
+/// The value as people read it; see tyktags::toText().
 std::string sceneText(const ::SceneField& field, const SceneRecord& record);
 
 /// The value as the XML file writes it: floats with nine significant digits.
 std::string sceneXmlText(const ::SceneField& field, const SceneRecord& record);
 
-/// Stores a value. Returns "", or what is wrong with `text`, the record unchanged: no number, or
-/// one beyond what the record's text file carries (an unsigned field's upper half replays as the
-/// largest signed number).
-std::string setSceneField(const ::SceneField& field, std::string_view text, SceneRecord& record);
+/// The values of a field that the XML file carries, in words: "a whole number from 0 to
+/// 2147483647". An unsigned field's upper half replays as the largest signed number.
+std::string sceneRange(const ::SceneField& field);
 
-/// Where a record comes from.
-struct SceneSources {
-    std::optional<SceneRecord> fromFiles;      ///< XML over blocks, as a folder replay builds it
-    std::optional<SceneRecord> fromParameter;  ///< the parameter file of tag 2118 on pipe 1
-    bool xmlThere = false;
-    std::string problem;  ///< why the XML file that is there cannot be read; "" where it can
+/// Whether the XML file carries a field's value.
+bool isInSceneRange(const ::SceneField& field, const SceneRecord& record);
 
-    /// The record that stands for the frame: what a folder replay publishes, and in a frame without
-    /// an XML file, for which it publishes none, what the parameter file holds. Null where there is
-    /// neither.
-    const SceneRecord* record() const;
-};
+/// Stores what `text` says in a field. Where that lies outside sceneRange() the record stays as it
+/// is; the problem says the field's path.
+tyktags::Status setSceneField(const ::SceneField& field, std::string_view text,
+                              SceneRecord& record);
 
-/// Reads what a frame folder holds of the record. Findings (XML that cannot be read, fields that
-/// are missing or beyond their type, blocks missing or of the wrong size, XML, blocks and parameter
-/// file disagreeing) go to `findings` where it is not null, with `place`.
-SceneSources readScene(const FrameListing& listing, const FramePlace& place, FindingSink* findings);
+/// Whether two records have the same value in a field.
+bool isSameField(const ::SceneField& field, const SceneRecord& a, const SceneRecord& b);
 
-/// Reads a frame's record from the XML file at `path` alone. None where the file cannot be read, or
-/// leaves fields to the raw blocks: readScene() tells then.
-std::optional<SceneRecord> readSceneXml(const std::string& path);
+/// The offset in the block of the first byte that two records do not share and that belongs to no
+/// field; none where there is no such byte.
+std::optional<int> firstDifference(const ::SceneBlock& block, const SceneRecord& a,
+                                   const SceneRecord& b);
 
 }  // namespace tyktree

@@ -1,0 +1,58 @@
+// The values of fields: decoded from bytes, said in text, encoded from text.
+//
+// Threads: any. Errors: the operations let std::bad_alloc through.
+#pragma once
+
+#include "tags/Problem.h"
+#include "tags/TagTable.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace tyktags {
+
+/// A number, a text, or nothing. Integers are kept exactly; a 32-bit float is the number that its
+/// shortest decimal form says.
+using Value = std::variant<std::monostate, int64_t, uint64_t, double, std::string>;
+
+/// Integers in decimal, floats in the shortest form that reads back the same, text as it is. ""
+/// for nothing.
+std::string toText(const Value& value);
+
+/// All elements in words, with commas between them.
+std::string toText(const std::vector<Value>& values);
+
+/// The value as a number; none for text, for nothing, and for what is not finite.
+std::optional<double> toNumber(const Value& value);
+
+/// The number that all of `text` says in decimal; none where that is no number or one beyond the
+/// type.
+std::optional<int64_t> parseInteger(std::string_view text);
+
+/// The number nearest to what all of `text` says, "inf" and "nan" included; none where that is no
+/// number or one beyond the type. The text is read as the thread's locale has it.
+std::optional<float> parseFloat(std::string_view text);
+
+/// Whether a field is one number or one text, and not an array.
+bool isSingle(const TagField& field);
+
+/// The elements of a field in a value's bytes (one for text); fewer where the bytes end before,
+/// which shortfall() tells.
+std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size_t size);
+
+/// What a value of `size` bytes lacks of a field, or of one element of it, in words; "" where all
+/// of it is there.
+std::string shortfall(const TagField& field, std::optional<uint32_t> element, uint64_t size);
+
+/// Stores `text` (elements separated by commas where `element` is none and the field has several)
+/// in the bytes of a value. A problem says the range and what was found; the elements in front of
+/// the one at fault are stored then.
+Status encodeField(const TagField& field, std::optional<uint32_t> element, std::string_view text,
+                   uint8_t* bytes, size_t size);
+
+}  // namespace tyktags

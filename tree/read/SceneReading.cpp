@@ -1,0 +1,98 @@
+#include "tree/read/SceneReading.h"
+
+#include "core/XmlFile.h"
+#include "records/SceneXml.h"
+#include "tree/read/FileBytes.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+namespace tyktree {
+
+namespace {
+
+const FileEntry* findFile(const FrameListing& listing, std::string_view name) {
+    for (const FileEntry& file : listing.files()) {
+        if (file.name == name) return &file;
+    }
+    return nullptr;
+}
+
+/// The parameter file that the record's other files were made from.
+const FileEntry* findParameter(const FrameListing& listing) {
+    for (const FileEntry& file : listing.files()) {
+        if (file.kind != FileEntry::Kind::kParameter) continue;
+        const ParamFileName& name = file.parameter;
+        if (name.tagName == kSceneTagName && name.pipe == kScenePipe &&
+            name.dumpType == kFixedSizeDump) {
+            return &file;
+        }
+    }
+    return nullptr;
+}
+
+std::string pathOf(const FrameListing& listing, const FileEntry& file) {
+    return listing.path() + "/" + std::string(file.name);
+}
+
+/// Reads the part's file to `to` where it has `size` bytes.
+void readPart(const FrameListing& listing, int size, uint8_t* to, ScenePart& part) {
+    const auto wanted = static_cast<uint64_t>(size);
+    std::vector<uint8_t> bytes;
+    const auto result = readFileBytes(pathOf(listing, *part.file), wanted, bytes);
+    if (!result.ok()) part.status = result.problem();
+    part.isRead = result.ok() && bytes.size() == wanted;
+    if (part.isRead) std::copy(bytes.begin(), bytes.end(), to);
+}
+
+void readParameter(const FrameListing& listing, SceneReading& reading) {
+    ScenePart& part = reading.parameter;
+    part.file = findParameter(listing);
+    if (!part.file || !part.file->regular()) return;
+    SceneRecord record;
+    readPart(listing, kSceneRecordBytes, record.bytes.data(), part);
+    if (part.isRead) reading.sources.fromParameter = record;
+}
+
+void readBlock(const FrameListing& listing, const SceneBlock& block, SceneRecord& record,
+               ScenePart& part) {
+    part.file = findFile(listing, block.fileName);
+    if (!part.file || !part.file->regular() || !part.file->readable) return;
+    if (part.file->bytes != static_cast<uint64_t>(block.bytes)) return;
+    readPart(listing, block.bytes, record.bytes.data() + block.offset, part);
+}
+
+void readXml(const FrameListing& listing, SceneReading& reading) {
+    reading.xml = findFile(listing, kSceneXmlName);
+    if (!reading.xml) return;
+    SceneSources& sources = reading.sources;
+    sources.xmlThere = true;
+    if (!reading.xml->regular() || !reading.xml->readable) {
+        sources.problem =
+            reading.xml->regular() ? tyktags::systemReason(EACCES) : "not a regular file";
+        return;
+    }
+    const std::string path = pathOf(listing, *reading.xml);
+    const pugi::xml_parse_result result = parseXmlFile(reading.document, path.c_str());
+    if (!result) {
+        sources.problem = result.description();
+        return;
+    }
+    sources.fromFiles = reading.fromBlocks;
+    readSceneFields(reading.document, sources.fromFiles->bytes.data());
+}
+
+}  // namespace
+
+SceneReading readSceneFiles(const FrameListing& listing) {
+    SceneReading reading;
+    readParameter(listing, reading);
+    for (size_t i = 0; i < std::size(kSceneBlocks); ++i) {
+        readBlock(listing, kSceneBlocks[i], reading.fromBlocks, reading.blocks[i]);
+    }
+    readXml(listing, reading);
+    return reading;
+}
+
+}  // namespace tyktree
