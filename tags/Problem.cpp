@@ -1,20 +1,30 @@
 #include "tags/Problem.h"
 
 #include <initializer_list>
+#include <string_view>
 #include <system_error>
 
 namespace tyktags {
 
-std::string toLine(const Problem& problem) {
-    std::string contrast;
-    if (!problem.expected.empty()) contrast = "expected " + problem.expected + ", ";
-    if (!problem.found.empty()) contrast += "found " + problem.found;
+namespace {
+
+std::string joined(std::initializer_list<std::string_view> parts, std::string_view between) {
     std::string line;
-    for (const std::string* part : std::initializer_list<const std::string*>{
-             &problem.path, &problem.where, &contrast, &problem.reason}) {
-        if (!part->empty()) line.append(line.empty() ? "" : ": ").append(*part);
+    for (const std::string_view part : parts) {
+        if (!part.empty()) line.append(line.empty() ? "" : between).append(part);
     }
     return line;
+}
+
+}  // namespace
+
+std::string toLine(const Problem& problem) {
+    const std::string& expected = problem.expected;
+    const std::string& found = problem.found;
+    const std::string contrast = joined(
+        {expected.empty() ? "" : "expected " + expected, found.empty() ? "" : "found " + found},
+        ", ");
+    return joined({problem.path, problem.where, contrast, problem.reason}, ": ");
 }
 
 std::string systemReason(int error) {
