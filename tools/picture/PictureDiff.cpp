@@ -1,11 +1,8 @@
 #include "tools/picture/PictureDiff.h"
 
-#include "core/File.h"
-#include "tools/console/Console.h"
-#include "tree/read/Escape.h"
+#include "tools/picture/PictureFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <libyuv/compare.h>
@@ -16,8 +13,8 @@ namespace tyksim {
 
 namespace {
 
-// Both pieces stay in the processor's cache until they are compared.
-constexpr size_t kPieceBytes = size_t{128} * 1024;
+// The strips of both files stay in the processor's cache until they are compared.
+constexpr size_t kStripBytes = size_t{128} * 1024;
 
 // So many differences add up in 16 bits, so many samples are counted in 8: the compiler makes
 // instructions over many samples at once of it.
@@ -88,81 +85,55 @@ PlaneDifference PictureDifference::total() const {
 
 namespace {
 
-/// One comparison: the files, read piece by piece side by side.
+/// One comparison: two files, read strip by strip side by side.
 class Comparison {
 public:
-    Comparison(const std::string& pathA, const std::string& pathB, const PictureLayout& layout,
-               int tolerance, SampleBuffer& pieces)
-        : layout_(layout),
-          tolerance_(tolerance),
-          rowsInPiece_(std::max<size_t>(1, kPieceBytes / layout.chromaStride())),
-          pieceBytes_(std::max(kPieceBytes, layout.chromaStride())),
-          a_(pieces.reserve(4 * pieceBytes_)),
-          b_(a_ + pieceBytes_),
-          split_(b_ + pieceBytes_),
-          fileA_(pathA.c_str()),
-          fileB_(pathB.c_str()) {}
+    /// The files have one layout. All must outlive the object.
+    Comparison(PictureFile& a, PictureFile& b, int tolerance, SampleBuffer& memory)
+        : a_(a), b_(b), layout_(a.layout()), tolerance_(tolerance), memory_(memory) {}
 
-    PictureDifference run(const std::string& pathA, const std::string& pathB) {
-        if (!fileA_.isOpen()) return problem(pathA);
-        if (!fileB_.isOpen()) return problem(pathB);
-        result_.bytesA = static_cast<uint64_t>(fileA_.size());
-        result_.bytesB = static_cast<uint64_t>(fileB_.size());
-        comparePicture();
-        if (fileA_.failed()) return problem(pathA);
-        if (fileB_.failed()) return problem(pathB);
+    PictureDifference run() {
+        result_.bytesA = a_.bytes();
+        result_.bytesB = b_.bytes();
+        const auto rowBytes = static_cast<int>(layout_.chromaStride());
+        const int rows = 2 * std::max(1, static_cast<int>(kStripBytes) / (3 * rowBytes));
+        for (int first = 0; first < layout_.height; first += rows) {
+            compareStrip(first, std::min(rows, layout_.height - first));
+        }
+        compareRest();
         return result_;
     }
 
 private:
-    static PictureDifference problem(const std::string& path) {
-        PictureDifference result;
-        result.problem = text(tyktree::escaped(path), ": cannot be read: ", systemReason(errno));
-        return result;
-    }
-
-    void comparePicture() {
-        const auto luma = [this](const uint8_t* a, const uint8_t* b, size_t count, bool equal) {
-            add(a, b, count, equal, result_.y);
+    void compareStrip(int first, int rows) {
+        const StoredRows a = a_.storedRows(first, rows);
+        const StoredRows b = b_.storedRows(first, rows);
+        const auto luma = [this](const uint8_t* inA, const uint8_t* inB, size_t count, bool equal) {
+            add(inA, inB, count, equal, result_.y);
         };
-        const auto chroma = [this](const uint8_t* a, const uint8_t* b, size_t count, bool equal) {
-            addPairs(a, b, count, equal);
-        };
+        const auto chroma = [this](const uint8_t* inA, const uint8_t* inB, size_t count,
+                                   bool equal) { addPairs(inA, inB, count, equal); };
         const auto width = static_cast<size_t>(layout_.width);
         const auto pairs = static_cast<size_t>(chromaLength(layout_.width));
-        if (!compareRows(layout_.lumaStride(), width, layout_.height, luma)) return;
-        const int rows = chromaLength(layout_.height);
-        if (!compareRows(layout_.chromaStride(), 2 * pairs, rows, chroma)) return;
-        while (const size_t bytes = readPiece(kPieceBytes)) {
-            result_.restDiffers = result_.restDiffers || std::memcmp(a_, b_, bytes) != 0;
-        }
+        compareRows(a.luma, b.luma, std::min(a.lumaBytes, b.lumaBytes), layout_.lumaStride(), width,
+                    luma);
+        compareRows(a.chroma, b.chroma, std::min(a.chromaBytes, b.chromaBytes),
+                    layout_.chromaStride(), 2 * pairs, chroma);
     }
 
-    /// Reads `bytes` of both files and returns how many both have.
-    size_t readPiece(size_t bytes) {
-        const size_t a = fileA_.read(a_, bytes);
-        return std::min(a, fileB_.read(b_, bytes));
-    }
-
-    /// Hands the samples of so many rows to `take`, and whether they are known to be equal. False
-    /// when a file ends before.
+    /// Hands the samples among `bytes` bytes of rows to `take`, and whether they are known to be
+    /// equal.
     template <typename Take>
-    bool compareRows(size_t stride, size_t rowBytes, int rows, Take take) {
-        for (auto left = static_cast<size_t>(rows); left > 0;) {
-            const size_t count = std::min(left, rowsInPiece_);
-            const size_t bytes = readPiece(count * stride);
-            const bool equal = std::memcmp(a_, b_, bytes) == 0;
-            if (stride == rowBytes) {
-                take(a_, b_, bytes, equal);
-            } else {
-                for (size_t at = 0; at < bytes; at += stride) {
-                    take(a_ + at, b_ + at, std::min(rowBytes, bytes - at), equal);
-                }
-            }
-            if (bytes < count * stride) return false;
-            left -= count;
+    static void compareRows(const uint8_t* a, const uint8_t* b, size_t bytes, size_t stride,
+                            size_t rowBytes, Take take) {
+        const bool equal = std::memcmp(a, b, bytes) == 0;
+        if (stride == rowBytes) {
+            take(a, b, bytes, equal);
+            return;
         }
-        return true;
+        for (size_t at = 0; at < bytes; at += stride) {
+            take(a + at, b + at, std::min(rowBytes, bytes - at), equal);
+        }
     }
 
     void add(const uint8_t* a, const uint8_t* b, size_t count, bool equal,
@@ -174,19 +145,20 @@ private:
         }
     }
 
-    /// Pairs of chroma samples; of the last one the second may be missing.
+    /// Pairs of chroma samples; the last one may lack its second sample.
     void addPairs(const uint8_t* a, const uint8_t* b, size_t count, bool equal) {
         const bool uFirst = layout_.order == ChromaOrder::kNv12;
         PlaneDifference& first = uFirst ? result_.u : result_.v;
         PlaneDifference& second = uFirst ? result_.v : result_.u;
         const size_t pairs = count / 2;
-        const size_t half = pieceBytes_ / 2;
+        uint8_t* const inA = memory_.reserve(4 * pairs);
+        uint8_t* const inB = inA + 2 * pairs;
         if (!equal) {
-            splitPairs(a, pairs, split_, split_ + half);
-            splitPairs(b, pairs, split_ + 2 * half, split_ + 3 * half);
+            splitPairs(a, pairs, inA, inA + pairs);
+            splitPairs(b, pairs, inB, inB + pairs);
         }
-        add(split_, split_ + 2 * half, pairs, equal, first);
-        add(split_ + half, split_ + 3 * half, pairs, equal, second);
+        add(inA, inB, pairs, equal, first);
+        add(inA + pairs, inB + pairs, pairs, equal, second);
         if (count % 2 != 0) add(a + count - 1, b + count - 1, 1, equal, first);
     }
 
@@ -195,15 +167,22 @@ private:
         libyuv::SplitUVPlane(pairs, 2 * width, first, width, second, width, width, 1);
     }
 
+    /// What both files have behind the picture.
+    void compareRest() {
+        uint8_t* const a = memory_.reserve(2 * kStripBytes);
+        uint8_t* const b = a + kStripBytes;
+        for (uint64_t at = layout_.bytes(); !result_.restDiffers; at += kStripBytes) {
+            const size_t bytes = std::min(a_.read(a, kStripBytes, at), b_.read(b, kStripBytes, at));
+            if (bytes == 0) return;
+            result_.restDiffers = std::memcmp(a, b, bytes) != 0;
+        }
+    }
+
+    PictureFile& a_;
+    PictureFile& b_;
     const PictureLayout& layout_;
     int tolerance_;
-    size_t rowsInPiece_;
-    size_t pieceBytes_;
-    uint8_t* a_;
-    uint8_t* b_;
-    uint8_t* split_;  ///< the pieces' chroma: first and second of A, first and second of B
-    InputFile fileA_;
-    InputFile fileB_;
+    SampleBuffer& memory_;
     PictureDifference result_;
 };
 
@@ -211,7 +190,15 @@ private:
 
 PictureDifference PictureComparer::compare(const std::string& pathA, const std::string& pathB,
                                            const PictureLayout& layout, int tolerance) {
-    return Comparison(pathA, pathB, layout, tolerance, pieces_).run(pathA, pathB);
+    try {
+        PictureFile a(pathA, layout);
+        PictureFile b(pathB, layout);
+        return Comparison(a, b, tolerance, memory_).run();
+    } catch (const NoPicture& problem) {
+        PictureDifference result;
+        result.problem = problem.what();
+        return result;
+    }
 }
 
 }  // namespace tyksim

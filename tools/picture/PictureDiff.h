@@ -40,7 +40,7 @@ struct PictureDifference {
     PlaneDifference total() const;
 };
 
-/// Compares image files a piece at a time. One object serves one thread.
+/// Compares image files a strip at a time. One object serves one thread.
 class PictureComparer {
 public:
     /// Samples that differ by at most `tolerance` (0 to 255) count as equal. Throws std::bad_alloc.
@@ -48,7 +48,7 @@ public:
                               const PictureLayout& layout, int tolerance);
 
 private:
-    SampleBuffer pieces_;
+    SampleBuffer memory_;
 };
 
 /// The colours that a heat map's numbers stand for: greys of the picture where it is the same, from

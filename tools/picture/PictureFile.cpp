@@ -4,9 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
+#include <fmt/format.h>
 #include <libyuv/planar_functions.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -24,33 +23,27 @@ NoPicture::NoPicture(const std::string& path, const std::string& reason)
 
 std::string sizeProblem(int width, int height) {
     if (width >= 1 && width <= kMaxWidth && height >= 1 && height <= kMaxHeight) return "";
-    return text("pictures have 1x1 to ", kMaxWidth, "x", kMaxHeight, " pixels, this one ", width,
-                "x", height);
+    return fmt::format("pictures have 1x1 to {}x{} pixels, this one {}x{}", kMaxWidth, kMaxHeight,
+                       width, height);
 }
 
 PictureFile::PictureFile(std::string path, const PictureLayout& layout)
-    : path_(std::move(path)), layout_(layout) {
+    : path_(std::move(path)), layout_(layout), file_(path_) {
     const std::string problem = sizeProblem(layout_.width, layout_.height);
     if (!problem.empty()) throw NoPicture(path_, problem);
-    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor_ < 0) throw NoPicture(path_, "cannot be opened: " + systemReason(errno));
-    struct stat status {};
-    if (::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
-        bytes_ = static_cast<uint64_t>(status.st_size);
-        return;
-    }
-    const bool empty = S_ISREG(status.st_mode);
-    ::close(descriptor_);
-    throw NoPicture(path_, empty ? "the file is empty" : "it is no regular file");
+    if (file_.status().ok()) return;
+    const std::string& reason = file_.status().problem().reason;
+    throw NoPicture(path_, reason == tyktree::kNotRegular ? "it is no regular file"
+                                                          : "cannot be opened: " + reason);
 }
 
-PictureFile::~PictureFile() {
-    ::close(descriptor_);
+void PictureFile::requireSamples() const {
+    if (bytes() == 0) throw NoPicture(path_, "the file is empty");
 }
 
 uint64_t PictureFile::notDumped() const {
     const uint64_t used = layout_.usedBytes();
-    const uint64_t had = std::max<uint64_t>(bytes_, layout_.dumpedBytes());
+    const uint64_t had = std::max<uint64_t>(bytes(), layout_.dumpedBytes());
     return used > had ? used - had : 0;
 }
 
@@ -63,38 +56,47 @@ Picture PictureFile::whole() {
     return rows(0, layout_.height);
 }
 
+StoredRows PictureFile::storedRows(int first, int rows) {
+    const size_t lumaStride = layout_.lumaStride();
+    const size_t chromaStride = layout_.chromaStride();
+    const size_t lumaBytes = lumaStride * static_cast<size_t>(rows);
+    const size_t chromaBytes = chromaStride * static_cast<size_t>(chromaLength(rows));
+    uint8_t* const luma = stored_.reserve(lumaBytes + chromaBytes);
+    uint8_t* const chroma = luma + lumaBytes;
+    const size_t chromaFrom = layout_.lumaBytes() + chromaStride * static_cast<size_t>(first / 2);
+    const size_t lumaRead = read(luma, lumaBytes, lumaStride * static_cast<size_t>(first));
+    const size_t chromaRead = read(chroma, chromaBytes, chromaFrom);
+    std::fill(luma + lumaRead, luma + lumaBytes, kBlack);
+    std::fill(chroma + chromaRead, chroma + chromaBytes, kNoColour);
+    return {luma, chroma, lumaRead, chromaRead};
+}
+
 Picture PictureFile::rows(int first, int rows) {
+    const StoredRows stored = storedRows(first, rows);
     const int pairs = chromaLength(layout_.width);
     const int chromaRows = chromaLength(rows);
-    const size_t lumaBytes = layout_.lumaStride() * static_cast<size_t>(rows);
-    const size_t chromaBytes = layout_.chromaStride() * static_cast<size_t>(chromaRows);
     const size_t planeBytes = static_cast<size_t>(pairs) * static_cast<size_t>(chromaRows);
-    uint8_t* const luma = buffer_.reserve(lumaBytes + chromaBytes + 2 * planeBytes);
-    uint8_t* const chroma = luma + lumaBytes;
-    uint8_t* const one = chroma + chromaBytes;
+    uint8_t* const one = chroma_.reserve(2 * planeBytes);
     uint8_t* const other = one + planeBytes;
-    read(luma, lumaBytes, layout_.lumaStride() * static_cast<size_t>(first), kBlack);
-    const size_t chromaFrom = layout_.chromaStride() * static_cast<size_t>(first / 2);
-    read(chroma, chromaBytes, layout_.lumaBytes() + chromaFrom, kNoColour);
-    libyuv::SplitUVPlane(chroma, static_cast<int>(layout_.chromaStride()), one, pairs, other, pairs,
-                         pairs, chromaRows);
+    libyuv::SplitUVPlane(stored.chroma, static_cast<int>(layout_.chromaStride()), one, pairs, other,
+                         pairs, pairs, chromaRows);
     const bool uFirst = layout_.order == ChromaOrder::kNv12;
-    return {{luma, static_cast<int>(layout_.lumaStride()), layout_.width, rows},
+    return {{stored.luma, static_cast<int>(layout_.lumaStride()), layout_.width, rows},
             {uFirst ? one : other, pairs, pairs, chromaRows},
             {uFirst ? other : one, pairs, pairs, chromaRows}};
 }
 
-void PictureFile::read(uint8_t* out, size_t size, uint64_t offset, uint8_t filling) {
-    while (size > 0) {
-        const ssize_t count = ::pread(descriptor_, out, size, static_cast<off_t>(offset));
+size_t PictureFile::read(uint8_t* out, size_t size, uint64_t offset) const {
+    size_t done = 0;
+    while (done < size && offset + done < bytes()) {
+        const ssize_t count =
+            ::pread(file_.descriptor(), out + done, size - done, static_cast<off_t>(offset + done));
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw NoPicture(path_, "cannot be read: " + systemReason(errno));
+        if (count < 0) throw NoPicture(path_, "cannot be read: " + tyktags::systemReason(errno));
         if (count == 0) break;
-        out += count;
-        offset += static_cast<uint64_t>(count);
-        size -= static_cast<size_t>(count);
+        done += static_cast<size_t>(count);
     }
-    std::fill_n(out, size, filling);
+    return done;
 }
 
 }  // namespace tyksim

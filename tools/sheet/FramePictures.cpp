@@ -35,38 +35,26 @@ int divisorFor(int width, int height, int target) {
     return std::max({1, across, down});
 }
 
-PictureLayout layoutOf(int width, int height) {
-    PictureLayout layout;
-    layout.width = width;
-    layout.height = height;
-    return layout;
-}
-
-void describeLuma(const std::array<uint32_t, 256>& counts, FramePicture& result) {
-    uint64_t total = 0;
-    uint64_t sum = 0;
-    result.lowest = 255;
-    for (size_t level = 0; level < counts.size(); ++level) {
-        if (counts[level] == 0) continue;
-        total += counts[level];
-        sum += uint64_t{counts[level]} * level;
-        result.lowest = std::min(result.lowest, static_cast<int>(level));
-        result.highest = static_cast<int>(level);
-    }
-    const auto all = static_cast<double>(total);
-    result.mean = static_cast<double>(sum) / all;
-    result.shareLowest = static_cast<double>(counts.front()) / all;
-    result.shareHighest = static_cast<double>(counts.back()) / all;
+void describeLuma(const Histogram& luma, FramePicture& result) {
+    const auto all = static_cast<double>(luma.total());
+    result.lowest = luma.least();
+    result.highest = luma.most();
+    result.mean = luma.mean();
+    result.shareLowest = static_cast<double>(luma.count(0)) / all;
+    result.shareHighest = static_cast<double>(luma.count(Histogram::kValues - 1)) / all;
 }
 
 /// Square roots of the counts in relation to the largest, as bytes: small counts stay visible.
-std::string histogram(const std::array<uint32_t, 256>& counts) {
-    std::array<uint32_t, kHistogramBins> bins{};
-    for (size_t level = 0; level < counts.size(); ++level) bins[level / 2] += counts[level];
-    const double most = *std::max_element(bins.begin(), bins.end());
+std::string rootsOf(const Histogram& luma) {
+    std::array<uint64_t, kHistogramBins> bins{};
+    for (size_t value = 0; value < Histogram::kValues; ++value) {
+        bins[value / 2] += luma.count(value);
+    }
+    const auto most = static_cast<double>(*std::max_element(bins.begin(), bins.end()));
     std::string roots;
-    for (const uint32_t bin : bins) {
-        roots += static_cast<char>(static_cast<uint8_t>(std::lround(255 * std::sqrt(bin / most))));
+    for (const uint64_t bin : bins) {
+        const double share = static_cast<double>(bin) / most;
+        roots += static_cast<char>(static_cast<uint8_t>(std::lround(255 * std::sqrt(share))));
     }
     return roots;
 }
@@ -91,15 +79,25 @@ FramePictureMaker::FramePictureMaker(const PictureSizes& sizes) : sizes_(sizes) 
     for (const int quality : kQualities) encoders_.emplace_back(quality);
 }
 
-FramePicture FramePictureMaker::make(const std::string& path, int width, int height) {
+FramePicture FramePictureMaker::make(const std::string& path, const PictureLayout& layout) {
     FramePicture result;
+    try {
+        PictureFile file(path, layout);
+        file.requireSamples();
+        draw(file, result);
+    } catch (const NoPicture& problem) {
+        result.problem = problem.reason();
+    }
+    return result;
+}
+
+void FramePictureMaker::draw(PictureFile& file, FramePicture& result) {
+    const PictureLayout& layout = file.layout();
     const int target = std::max(sizes_.largeWidth, sizes_.thumbWidth);
     const ReducedPicture& reduced =
-        reader_.read(path, width, height, divisorFor(width, height, target));
-    result.problem = reduced.problem;
-    if (!result.problem.empty()) return result;
-    const uint64_t whole = layoutOf(width, height).dumpedBytes();
-    result.lacking = whole - std::min(whole, reduced.bytes);
+        reader_.read(file, divisorFor(layout.width, layout.height, target));
+    const uint64_t whole = layout.dumpedBytes();
+    result.lacking = whole - std::min(whole, file.bytes());
     describeLuma(reduced.luma, result);
     Picture thumb = reduced.picture;
     std::string large = "-";
@@ -108,9 +106,8 @@ FramePicture FramePictureMaker::make(const std::string& path, int width, int hei
         large = base64(jpeg(reduced.picture, sizes_.largeBytes));
         thumb = thumbs_.scaled(thumb, again);
     }
-    result.line = base64(jpeg(thumb, sizes_.thumbBytes)) + ' ' + large + ' ' +
-                  base64(histogram(reduced.luma));
-    return result;
+    result.line =
+        base64(jpeg(thumb, sizes_.thumbBytes)) + ' ' + large + ' ' + base64(rootsOf(reduced.luma));
 }
 
 std::string FramePictureMaker::jpeg(const Picture& picture, size_t limit) {

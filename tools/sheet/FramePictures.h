@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/picture/Encoders.h"
+#include "tools/picture/PictureFile.h"
 #include "tools/picture/PictureMaker.h"
 #include "tools/sheet/ReducedPicture.h"
 
@@ -45,10 +46,11 @@ class FramePictureMaker {
 public:
     explicit FramePictureMaker(const PictureSizes& sizes);
 
-    /// Of the NV21 file at `path`.
-    FramePicture make(const std::string& path, int width, int height);
+    /// The picture of the image file at `path`. A file that cannot be read gives a problem.
+    FramePicture make(const std::string& path, const PictureLayout& layout);
 
 private:
+    void draw(PictureFile& file, FramePicture& result);
     std::string jpeg(const Picture& picture, size_t limit);
 
     PictureSizes sizes_;

@@ -1,33 +1,28 @@
-// Image files of a tree made small while they are read: a band of rows at a time, so that the large
+// Image files of a tree made small while they are read, a strip of rows at a time: the large
 // picture is never in memory.
 #pragma once
 
+#include "tools/picture/Histogram.h"
 #include "tools/picture/PlaneShrinker.h"
-
-#include <array>
-#include <cstdint>
-#include <string>
 
 namespace tyksim {
 
-/// What came of reading an image file.
+/// A picture made small.
 struct ReducedPicture {
-    std::string problem;  ///< why there is no picture; "" where there is one
-    Picture picture;      ///< valid until its reader is used again
-    std::array<uint32_t, 256>
-        luma{};          ///< counts of some rows' samples, as far as the file has them
-    uint64_t bytes = 0;  ///< length of the file
+    Picture picture;  ///< valid until its reader is used again
+    Histogram luma;   ///< of some of the file's rows, evenly spread; of samples that the file has
 };
 
 /// Reads pictures one after the other and keeps its memory. One object serves one thread.
 class ReducedPictureReader {
 public:
-    /// The NV21 file at `path`, one pixel for `divisor` x `divisor`, their mean; sides are rounded
-    /// up. What the file lacks is black. Throws std::bad_alloc.
-    const ReducedPicture& read(const std::string& path, int width, int height, int divisor);
+    /// The file's picture, one pixel for `divisor` x `divisor`: their mean. Sides are rounded up.
+    /// Throws NoPicture when the file cannot be read, std::bad_alloc.
+    const ReducedPicture& read(PictureFile& file, int divisor);
 
 private:
-    SampleBuffer band_;
+    void shrink(const Plane& plane, int divisor, uint8_t* out, int stride);
+
     SampleBuffer samples_;
     PlaneShrinker shrinker_;
     ReducedPicture result_;

@@ -98,7 +98,7 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
         result.width = image->image.width;
         result.height = image->image.height;
         result.hasImage = true;
-        result.picture = pictures_.make(pathOf(*image), result.width, result.height);
+        result.picture = pictures_.make(pathOf(*image), {result.width, result.height});
         if (!result.picture.problem.empty()) {
             result.problems.insert(
                 text(tyktree::escaped(pathOf(*image)), ": ", result.picture.problem));

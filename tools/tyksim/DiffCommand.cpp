@@ -73,6 +73,8 @@ public:
                const std::string& folder) {
         PictureFile a(image.pathA, image.layout);
         PictureFile b(image.pathB, image.layout);
+        a.requireSamples();
+        b.requireSamples();
         const Picture pictureA = a.whole();
         const size_t pixels =
             static_cast<size_t>(pictureA.width()) * static_cast<size_t>(pictureA.height());

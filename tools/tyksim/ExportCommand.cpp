@@ -120,6 +120,7 @@ private:
         if (!tyktree::namesNv21(file.name)) addNameFinding(frame, file, result);
         try {
             PictureFile picture(pathOf(file), options_.assumed.layoutOf(file.image));
+            picture.requireSamples();
             addSizeFindings(frame, file, picture, result);
             Exported image;
             image.camera = file.image.camId;

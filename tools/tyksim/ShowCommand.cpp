@@ -38,18 +38,10 @@ struct ShowOptions {
     std::string tag;
 };
 
-/// Of an empty file all planes without samples. Throws NoPicture.
-std::vector<PlaneFacts> planesOf(const std::string& path, const FileEntry& image) {
-    PictureLayout layout;
-    layout.width = image.image.width;
-    layout.height = image.image.height;
-    const std::string problem = sizeProblem(layout.width, layout.height);
-    if (!problem.empty()) throw NoPicture(path, problem);
-    PlaneHistograms had;
-    if (!image.regular() || image.bytes > 0) {
-        PictureFile file(path, layout);
-        had = histogramsOf(file);
-    }
+/// The planes of the image at `path`. Throws NoPicture.
+std::vector<PlaneFacts> planesOf(const std::string& path, const PictureLayout& layout) {
+    PictureFile file(path, layout);
+    const PlaneHistograms had = histogramsOf(file);
     const SampleCounts whole = layout.samplesIn(layout.bytes());
     return {{"y", whole.y, had.y}, {"u", whole.u, had.u}, {"v", whole.v, had.v}};
 }
@@ -161,7 +153,7 @@ private:
     /// Reports why where the file cannot be read, and returns none.
     std::vector<PlaneFacts> readPlanes(const FileEntry& image) {
         try {
-            return planesOf(pathOf(image), image);
+            return planesOf(pathOf(image), {image.image.width, image.image.height});
         } catch (const NoPicture& error) {
             reading_.problem(error.what());
             return {};
