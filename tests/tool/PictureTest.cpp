@@ -87,6 +87,17 @@ Bytes decodeJpeg(const Bytes& file) {
     return pixels;
 }
 
+Bytes fromBase64(const Bytes& text) {
+    const Bytes digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    Bytes bytes;
+    uint32_t bits = 0;
+    for (size_t i = 0; i < std::min(text.find('='), text.size()); ++i) {
+        bits = bits << 6 | static_cast<uint32_t>(digits.find(text[i]));
+        if (i % 4 != 0) bytes += static_cast<char>(bits >> (6 - i % 4 * 2) & 0xFF);
+    }
+    return bytes;
+}
+
 std::string exifValue(const ExifData& data, ExifTag tag) {
     std::array<char, 200> text{};
     for (const ExifIfd ifd : {EXIF_IFD_0, EXIF_IFD_EXIF}) {
@@ -173,6 +184,40 @@ TEST_F(PictureTest, Colours) {
                   halves(kWidth, true));
     }
     EXPECT_NE(out_.find("assumed: NV12, BT.601, full range, rows without gaps"), std::string::npos);
+}
+
+TEST_F(PictureTest, TheSheetAndShowTakeImagesAsExportDoes) {
+    setImage(halves(40, false));
+    const std::string stored = " --frames 1 --order nv12 --stride 40";
+    for (const bool bt709 : {false, true}) {
+        for (const bool limited : {false, true}) {
+            const std::string options = stored + " --matrix " + (bt709 ? "bt709" : "bt601") +
+                                        " --range " + (limited ? "limited" : "full");
+            SCOPED_TRACE(options);
+            // The file is longer than a dump of the picture, which is an error.
+            ASSERT_EQ(run("sheet a -o page --force" + options), 3) << out_;
+            const Bytes page = readAll(root_ / "page");
+            const size_t from = page.find("/9j/");
+            ASSERT_NE(from, Bytes::npos);
+            const Bytes thumbnail = fromBase64(page.substr(from, page.find(' ', from) - from));
+            expectHalves(decodeJpeg(thumbnail), bt709, limited, 6);
+        }
+    }
+    ASSERT_EQ(run("show a --json" + stored), 0) << out_;
+    const json image = json::parse(out_)["image"];
+    EXPECT_EQ(image["y"]["mean"], 100);
+    EXPECT_EQ(image["u"]["mean"], 135);
+    EXPECT_EQ(image["v"]["mean"], 140);
+    EXPECT_EQ(image["expected_bytes"], 40 * 23 + 32);
+    EXPECT_EQ(image["assumed"]["order"], "nv12");
+    EXPECT_EQ(image["assumed"]["stride"], 40);
+    ASSERT_EQ(run("show a" + stored), 0) << out_;
+    EXPECT_NE(out_.find("  assumed: NV12, BT.601, full range, rows 40 bytes apart\n"),
+              std::string::npos);
+    for (const char* const verb : {"show", "sheet -o page --force", "diff a"}) {
+        EXPECT_EQ(run(std::string(verb) + " a --frames 1 --stride 31"), 2) << out_;
+        EXPECT_NE(out_.find("expected at least the 32 bytes of a row"), std::string::npos) << out_;
+    }
 }
 
 TEST_F(PictureTest, WhatIsThereComesOut) {

@@ -84,6 +84,10 @@ PictureLayout AssumedPicture::layoutOf(const ImageFileName& name) const {
     return {name.width, name.height, stride, order};
 }
 
+bool AssumedPicture::isUsual() const {
+    return order == ChromaOrder::kNv21 && stride == 0 && rule.isJpegs();
+}
+
 std::string AssumedPicture::toText() const {
     const std::string gaps =
         stride > 0 ? text("rows ", stride, " bytes apart") : std::string("rows without gaps");
@@ -99,13 +103,12 @@ Json AssumedPicture::toJson() const {
             {"stride", stride > 0 ? Json(stride) : Json()}};
 }
 
-void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed, bool colours) {
+void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed) {
     addWords(verb, "--order", "Which chroma sample comes first", kOrders, assumed.order);
     verb.add_option("--stride", assumed.stride, "Bytes from one row to the next")
         ->transform(wholeNumber(1, 1 << 20))
         ->type_name("N")
         ->default_str("the width");
-    if (!colours) return;
     addWords(verb, "--matrix", "Matrix of the samples", kMatrices, assumed.rule.matrix);
     addWords(verb, "--range", "Range of the samples", kRanges, assumed.rule.range);
 }

@@ -13,22 +13,28 @@ class App;
 
 namespace tyksim {
 
-/// What an image file's bytes are taken for.
+/// What an image file's bytes are taken for, as a tree does not say it. The defaults are what
+/// cameras write: NV21 by BT.601 in full range, rows without gaps.
 struct AssumedPicture {
     ChromaOrder order = ChromaOrder::kNv21;
     int stride = 0;
     ColourRule rule;
 
+    /// How the picture of a file with this name lies in it. Throws WrongUsage when the stride is
+    /// smaller than a row.
     PictureLayout layoutOf(const ImageFileName& name) const;
+
+    /// Nothing was said: the image is taken for what cameras write.
+    bool isUsual() const;
 
     /// "assumed: NV21, BT.601, full range, rows without gaps"
     std::string toText() const;
     Json toJson() const;
 };
 
-/// Adds --order and --stride; with `colours` --matrix and --range too. `assumed` takes the values
-/// and must outlive their reading.
-void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed, bool colours);
+/// Adds --order, --stride, --matrix and --range to a verb that looks at images. `assumed` takes the
+/// values and must outlive their reading.
+void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed);
 
 /// Adds --format, --quality, --plane, --scale and --rotate to a verb. `style` takes the values and
 /// must outlive their reading.

@@ -75,14 +75,15 @@ PictureSizes PictureSizes::forPage(size_t pictures, int thumbWidth) {
     return sizes;
 }
 
-FramePictureMaker::FramePictureMaker(const PictureSizes& sizes) : sizes_(sizes) {
+FramePictureMaker::FramePictureMaker(const PicturePlan& plan)
+    : sizes_(plan.sizes), assumed_(plan.assumed) {
     for (const int quality : kQualities) encoders_.emplace_back(quality);
 }
 
-FramePicture FramePictureMaker::make(const std::string& path, const PictureLayout& layout) {
+FramePicture FramePictureMaker::make(const std::string& path, const ImageFileName& name) {
     FramePicture result;
     try {
-        PictureFile file(path, layout);
+        PictureFile file(path, assumed_.layoutOf(name));
         file.requireSamples();
         draw(file, result);
     } catch (const NoPicture& problem) {
@@ -111,9 +112,11 @@ void FramePictureMaker::draw(PictureFile& file, FramePicture& result) {
 }
 
 std::string FramePictureMaker::jpeg(const Picture& picture, size_t limit) {
+    const PictureSource stored = sourceOf(picture);
+    const PictureSource source = inJpegColours(stored, assumed_.rule);
     std::string_view bytes;
     for (JpegEncoder& encoder : encoders_) {
-        bytes = encoder.encode(sourceOf(picture), {});
+        bytes = encoder.encode(source, {});
         if (limit == 0 || bytes.size() <= limit) break;
     }
     return std::string(bytes);

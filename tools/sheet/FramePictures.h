@@ -4,6 +4,7 @@
 #include "tools/picture/Encoders.h"
 #include "tools/picture/PictureFile.h"
 #include "tools/picture/PictureMaker.h"
+#include "tools/picture/PictureOptions.h"
 #include "tools/sheet/ReducedPicture.h"
 
 #include <array>
@@ -26,6 +27,12 @@ struct PictureSizes {
     static PictureSizes forPage(size_t pictures, int thumbWidth);
 };
 
+/// What pictures the page gets, and of which images.
+struct PicturePlan {
+    PictureSizes sizes;
+    AssumedPicture assumed;
+};
+
 /// One line of the page's pictures, and what the luma's counts say.
 struct FramePicture {
     std::string line = "- - -";  ///< without a newline
@@ -44,16 +51,18 @@ struct FramePicture {
 /// Makes them one after the other. One object serves one thread.
 class FramePictureMaker {
 public:
-    explicit FramePictureMaker(const PictureSizes& sizes);
+    explicit FramePictureMaker(const PicturePlan& plan);
 
-    /// The picture of the image file at `path`. A file that cannot be read gives a problem.
-    FramePicture make(const std::string& path, const PictureLayout& layout);
+    /// The picture of the image file at `path`, which has this name. A file that cannot be read
+    /// gives a problem. Throws WrongUsage as AssumedPicture does.
+    FramePicture make(const std::string& path, const ImageFileName& name);
 
 private:
     void draw(PictureFile& file, FramePicture& result);
     std::string jpeg(const Picture& picture, size_t limit);
 
     PictureSizes sizes_;
+    AssumedPicture assumed_;
     ReducedPictureReader reader_;
     PictureMaker thumbs_;
     std::vector<JpegEncoder> encoders_;

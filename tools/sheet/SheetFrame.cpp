@@ -75,8 +75,8 @@ std::vector<ValueName> withScene(const std::vector<ValueName>& plots) {
 }  // namespace
 
 SheetFrameReader::SheetFrameReader(const tyktree::TagCatalog& catalog,
-                                   const std::vector<ValueName>& plots, const PictureSizes& sizes)
-    : catalog_(catalog), values_(withScene(plots)), pictures_(sizes) {}
+                                   const std::vector<ValueName>& plots, const PicturePlan& pictures)
+    : catalog_(catalog), values_(withScene(plots)), pictures_(pictures) {}
 
 SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
     SheetFrame result;
@@ -98,7 +98,7 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
         result.width = image->image.width;
         result.height = image->image.height;
         result.hasImage = true;
-        result.picture = pictures_.make(pathOf(*image), {result.width, result.height});
+        result.picture = pictures_.make(pathOf(*image), image->image);
         if (!result.picture.problem.empty()) {
             result.problems.insert(
                 text(tyktree::escaped(pathOf(*image)), ": ", result.picture.problem));

@@ -49,7 +49,7 @@ class SheetFrameReader {
 public:
     /// `plots` are the names that are plotted; the catalog must outlive the object.
     SheetFrameReader(const tyktree::TagCatalog& catalog,
-                     const std::vector<tyktree::ValueName>& plots, const PictureSizes& sizes);
+                     const std::vector<tyktree::ValueName>& plots, const PicturePlan& pictures);
 
     SheetFrame read(const tyktree::FrameRef& frame);
 

@@ -28,7 +28,9 @@ by their order among the selected ones. --pipe, --task, --frames ... pick on bot
 A summary over all frames comes first, then the worst frames: those whose images are furthest apart,
 and among others those in which most values differ. Sizes and values stand as A's -> B's. An image's
 planes are compared sample by sample; the PSNR is in dB, pixels are those further apart than
---tolerance. Images whose samples all stay within it count as the same.
+--tolerance. Images whose samples all stay within it count as the same. --order and --stride say how
+samples are stored, as for 'tyksim export'; they are compared as stored, whatever --matrix and --range
+say.
 
 Files belong together by what their names say: the tag, camera and kind of a parameter, the camera of
 an image. Names that differ all the same are a difference: in the sof id, or in how a number is
@@ -260,7 +262,7 @@ Action defineDiff(CLI::App& verb) {
         ->transform(wholeNumber(0, 100000))
         ->type_name("N")
         ->capture_default_str();
-    addAssumedPicture(verb, options->assumed, false);
+    addAssumedPicture(verb, options->assumed);
     addTreeOptions(verb, options->tree);
     verb.add_flag("--json", options->json, "One JSON document, on one line");
     addForce(verb, options->force);

@@ -331,7 +331,7 @@ Action defineExport(CLI::App& verb) {
         ->type_name("RATE")
         ->default_str("30");
     addPictureStyle(verb, options->style);
-    addAssumedPicture(verb, options->assumed, true);
+    addAssumedPicture(verb, options->assumed);
     addTreeOptions(verb, options->reading.tree);
     verb.add_flag("--json", options->reading.json, "One JSON document, on one line");
     addForce(verb, options->force);

@@ -34,6 +34,7 @@ and without a network; its address names the frame that is looked at. Press ? fo
 --against puts a second tree beside it, frame by frame as 'tyksim diff' matches them, with what that
 says of each pair and with the findings of both trees.
 NAME in --plot is TAG, TAG.field, TAG.field[2] or a field of the scene record.
+--order, --stride, --matrix and --range say how images are stored, as for 'tyksim export'.
 
 A page of 1,000 frames stays below 20 MB: pictures get smaller the more there are. For more frames
 there is --every; --thumb-width is kept whatever the page comes to.
@@ -55,6 +56,7 @@ struct SheetOptions {
     std::vector<std::string> plots;
     uint32_t every = 1;
     int thumbWidth = 0;
+    AssumedPicture assumed;
     bool force = false;
 };
 
@@ -85,6 +87,7 @@ public:
           jobs_(options.reading.jobs > 0 ? options.reading.jobs : availableJobs()),
           tree_(reading, options.tree, options.reading) {
         if (!options.against.empty()) other_.emplace(reading, options.against, options.reading);
+        everything_.assumed = options.assumed;
         chooseFrames();
     }
 
@@ -156,7 +159,7 @@ private:
         forEachOnJobs<SheetPair>(
             pairs_.size(), jobs_,
             [&] {
-                return Readers{SheetFrameReader(table(), plots, sizes),
+                return Readers{SheetFrameReader(table(), plots, {sizes, options_.assumed}),
                                FrameComparer(everything_, table())};
             },
             [&](Readers& readers, SheetPair& pair, size_t index) {
@@ -204,6 +207,14 @@ private:
     ExitStatus report(const tyktree::FindingCounts& mine,
                       const std::optional<tyktree::FindingCounts>& other) const {
         const bool streamed = options_.output == kStandardOutput;
+        const auto print = [streamed](const std::string& words) {
+            if (streamed) {
+                printNote(words);
+            } else {
+                printResult(words);
+            }
+        };
+        if (!options_.assumed.isUsual()) print(options_.assumed.toText());
         std::string line =
             text(streamed ? "standard output" : tyktree::escaped(options_.output), ": ",
                  counted(pairs_.size(), "frame", "frames"), ", ", countsText(mine));
@@ -211,11 +222,7 @@ private:
             line += text("; ", tyktree::escaped(options_.against), ": ", comparedText(), ", ",
                          countsText(*other));
         }
-        if (streamed) {
-            printNote(line);
-        } else {
-            printResult(line);
-        }
+        print(line);
         const bool clean = !mine.any(tyktree::Severity::kWarning) &&
                            !(other && other->any(tyktree::Severity::kWarning));
         return clean ? ExitStatus::kClean : ExitStatus::kFindings;
@@ -237,7 +244,7 @@ private:
     uint64_t onlyOther_ = 0;        ///< frames that only the second tree has
     uint64_t compared_ = 0;         ///< frames that have a counterpart
     uint64_t different_ = 0;        ///< of those
-    const DiffRules everything_;
+    DiffRules everything_;          ///< by which the two trees' frames are compared
     Progress progress_;
 };
 
@@ -262,6 +269,7 @@ Action defineSheet(CLI::App& verb) {
     verb.add_option("--thumb-width", options->thumbWidth, "Width of the thumbnails, pixels")
         ->transform(wholeNumber(16, 2048))
         ->type_name("N");
+    addAssumedPicture(verb, options->assumed);
     addTreeOptions(verb, options->reading);
     addForce(verb, options->force);
     verb.footer(kFooter);

@@ -2,6 +2,7 @@
 #include "core/File.h"
 #include "tags/NearestNames.h"
 #include "tools/picture/Histogram.h"
+#include "tools/picture/PictureOptions.h"
 #include "tools/tyksim/Reading.h"
 #include "tools/tyksim/ShowReport.h"
 #include "tree/read/Escape.h"
@@ -25,6 +26,9 @@ constexpr const char* kFooter = R"(
 TREE is a frame folder, or a tree with a selection that picks one frame. Parameters come with their
 fields where the tag table (--tags, else tags.xml in the device root) says what is in them.
 
+The image's planes are taken as --order and --stride say, as 'tyksim export' does. --matrix and
+--range change none of the values: those are of the samples as they are stored.
+
 Exit status: 0 all was read, 1 the tree could not be read, 2 wrong usage or no such frame, 3
 something in the frame could not be read (said on standard error).
 
@@ -36,6 +40,7 @@ Examples:
 struct ShowOptions {
     ReadingOptions reading;
     std::string tag;
+    AssumedPicture assumed;
 };
 
 /// The planes of the image at `path`. Throws NoPicture.
@@ -147,13 +152,18 @@ private:
 
     void readImage() {
         const FileEntry* const image = listing_.image();
-        report_->addImage(image, image ? readPlanes(*image) : std::vector<PlaneFacts>());
+        if (!image) {
+            report_->addImage(nullptr);
+            return;
+        }
+        const ShownImage shown{image, options_.assumed, readPlanes(*image)};
+        report_->addImage(&shown);
     }
 
     /// Reports why where the file cannot be read, and returns none.
     std::vector<PlaneFacts> readPlanes(const FileEntry& image) {
         try {
-            return planesOf(pathOf(image), {image.image.width, image.image.height});
+            return planesOf(pathOf(image), options_.assumed.layoutOf(image.image));
         } catch (const NoPicture& error) {
             reading_.problem(error.what());
             return {};
@@ -179,6 +189,7 @@ Action defineShow(CLI::App& verb) {
     addReadingOptions(verb, options->reading);
     verb.add_option("--tag", options->tag, "Only this parameter, with its bytes")
         ->type_name("NAME");
+    addAssumedPicture(verb, options->assumed);
     verb.footer(kFooter);
     return [options] {
         return readTrees(options->reading, "tyksim.show",

@@ -122,16 +122,19 @@ public:
         table.print();
     }
 
-    void addImage(const FileEntry* image, const std::vector<PlaneFacts>& planes) override {
+    void addImage(const ShownImage* image) override {
         if (!image) {
             printResult("no image");
             return;
         }
-        const ImageFileName& name = image->image;
-        printResult(fmt::format("image {}x{}, {}, expected {} bytes, found {}", name.width,
-                                name.height, humanBytes(image->bytes),
-                                nv21Bytes(name.width, name.height), image->bytes));
-        for (const PlaneFacts& plane : planes) {
+        const FileEntry& file = *image->file;
+        printResult(fmt::format("image {}x{}, {}, expected {} bytes, found {}", file.image.width,
+                                file.image.height, humanBytes(file.bytes), image->expectedBytes(),
+                                file.bytes));
+        if (!image->assumed.isUsual()) {
+            printResult(fmt::format("  {}", image->assumed.toText()));
+        }
+        for (const PlaneFacts& plane : image->planes) {
             printResult(fmt::format("  {}  {}", plane.name, planeText(plane)));
         }
     }
@@ -192,19 +195,21 @@ public:
         json_.member("scene", record ? toJson(*record) : Json());
     }
 
-    void addImage(const FileEntry* image, const std::vector<PlaneFacts>& planes) override {
+    void addImage(const ShownImage* image) override {
         if (!image) {
             json_.member("image", nullptr);
             return;
         }
+        const FileEntry& file = *image->file;
         Json item = Json::object();
-        addText(item, "name", image->name);
-        item["width"] = image->image.width;
-        item["height"] = image->image.height;
-        item["bytes"] = image->bytes;
-        item["expected_bytes"] = nv21Bytes(image->image.width, image->image.height);
+        addText(item, "name", file.name);
+        item["width"] = file.image.width;
+        item["height"] = file.image.height;
+        item["bytes"] = file.bytes;
+        item["expected_bytes"] = image->expectedBytes();
+        item["assumed"] = image->assumed.toJson();
         for (const char* const name : {"y", "u", "v"}) item[name] = nullptr;
-        for (const PlaneFacts& plane : planes) item[plane.name] = planeItem(plane);
+        for (const PlaneFacts& plane : image->planes) item[plane.name] = planeItem(plane);
         json_.member("image", item);
     }
 
@@ -222,6 +227,12 @@ private:
 };
 
 }  // namespace
+
+int64_t ShownImage::expectedBytes() const {
+    const PictureLayout layout = assumed.layoutOf(file->image);
+    return layout.stride > 0 ? static_cast<int64_t>(layout.usedBytes())
+                             : nv21Bytes(layout.width, layout.height);
+}
 
 std::unique_ptr<ShowReport> makeShowReport(JsonDocument* json, bool whole) {
     if (json) return std::make_unique<JsonShow>(*json);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/picture/Histogram.h"
+#include "tools/picture/PictureOptions.h"
 #include "tree/read/FrameSelection.h"
 #include "tree/read/Parameter.h"
 #include "tree/read/SceneSources.h"
@@ -20,6 +21,16 @@ struct PlaneFacts {
     const char* name;
     uint64_t samples;  ///< of the whole plane
     Histogram had;
+};
+
+/// A frame's image and what it is taken for.
+struct ShownImage {
+    const tyktree::FileEntry* file;
+    AssumedPicture assumed;
+    std::vector<PlaneFacts> planes;  ///< empty where the file cannot be read
+
+    /// Bytes that a file with the image has; of rows without gaps those that the library dumps.
+    int64_t expectedBytes() const;
 };
 
 /// Takes one frame: its head, its parameters one by one, its scene record and its image. Called
@@ -42,9 +53,8 @@ public:
 
     virtual void addScene(const tyktree::SceneSources& sources) = 0;
 
-    /// `image` is null where the frame has none; `planes` is empty where the file cannot be read.
-    virtual void addImage(const tyktree::FileEntry* image,
-                          const std::vector<PlaneFacts>& planes) = 0;
+    /// `image` is null where the frame has none.
+    virtual void addImage(const ShownImage* image) = 0;
 };
 
 /// Reports into `json`, which must outlive the object, or where it is null as text. Text names only
