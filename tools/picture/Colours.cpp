@@ -134,22 +134,16 @@ Row rowOf(const Picture& picture, int line) {
 /// Between two such rules grey stays grey, so chroma depends on chroma alone: no detour over red,
 /// green and blue is needed, and no colour is clipped on the way.
 Picture convert(const Picture& picture, const Factors& factors, SampleBuffer& buffer) {
-    const Plane& chroma = picture.u;
-    const size_t lumaBytes = offset(picture.height(), picture.width());
-    const size_t chromaBytes = offset(chroma.height, chroma.width);
-    uint8_t* const y = buffer.reserve(lumaBytes + 2 * chromaBytes);
-    uint8_t* const u = y + lumaBytes;
-    uint8_t* const v = u + chromaBytes;
+    const NewPicture made(buffer, picture.width(), picture.height());
+    const int pairs = made.picture.u.width;
     for (int line = 0; line < picture.height(); ++line) {
         const Row row = rowOf(picture, line);
-        convertLuma(row, picture.width(), factors, y + offset(line, picture.width()));
+        convertLuma(row, picture.width(), factors, made.y + offset(line, picture.width()));
         if (line % 2 != 0) continue;
-        const size_t at = offset(line / 2, chroma.width);
-        convertChroma(row, chroma.width, factors, u + at, v + at);
+        const size_t at = offset(line / 2, pairs);
+        convertChroma(row, pairs, factors, made.u + at, made.v + at);
     }
-    return {{y, picture.width(), picture.width(), picture.height()},
-            {u, chroma.width, chroma.width, chroma.height},
-            {v, chroma.width, chroma.width, chroma.height}};
+    return made.picture;
 }
 
 }  // namespace

@@ -16,15 +16,19 @@ constexpr int chromaLength(int length) {
     return (length + 1) / 2;
 }
 
+/// Bytes of a picture in NV21 without gaps, all its chroma included; neither side is negative.
+constexpr size_t nv21FullBytes(int width, int height) {
+    return static_cast<size_t>(width) * static_cast<size_t>(height) +
+           2 * static_cast<size_t>(chromaLength(width)) * static_cast<size_t>(chromaLength(height));
+}
+
 /// Luma rows of `width` bytes, then chroma rows of V,U pairs, all without gaps. For an odd size the
 /// last column and row have chroma of their own: 2 x ceil(width / 2) bytes in each of
 /// ceil(height / 2) rows. (The library dumps the first (width x height x 3) / 2 bytes of that.)
 struct Nv21Image {
     Nv21Image() = default;
     Nv21Image(int imageWidth, int imageHeight)
-        : width(imageWidth),
-          height(imageHeight),
-          bytes(lumaBytes() + chromaRowBytes() * chromaRows()) {}
+        : width(imageWidth), height(imageHeight), bytes(nv21FullBytes(imageWidth, imageHeight)) {}
 
     size_t lumaBytes() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
     size_t chromaRowBytes() const { return static_cast<size_t>(chromaLength(width)) * 2; }

@@ -81,17 +81,12 @@ PictureSource sourceOf(const Picture& picture) {
 NewPicture::NewPicture(SampleBuffer& buffer, int width, int height) {
     const int chromaWidth = chromaLength(width);
     const int chromaHeight = chromaLength(height);
-    const size_t chromaSamples = product(chromaWidth, chromaHeight);
-    y = buffer.reserve(product(width, height) + 2 * chromaSamples);
+    y = buffer.reserve(nv21FullBytes(width, height));
     u = y + product(width, height);
-    v = u + chromaSamples;
+    v = u + product(chromaWidth, chromaHeight);
     picture = {{y, width, width, height},
                {u, chromaWidth, chromaWidth, chromaHeight},
                {v, chromaWidth, chromaWidth, chromaHeight}};
-}
-
-size_t nv21FullBytes(int width, int height) {
-    return product(width, height) + 2 * product(chromaLength(width), chromaLength(height));
 }
 
 void toNv21(const Picture& picture, uint8_t* out) {

@@ -117,9 +117,6 @@ struct NewPicture {
 /// The picture as R, G, B bytes without gaps; `out` has room for 3 x width x height bytes.
 void toRgb(const Picture& picture, const ColourRule& rule, uint8_t* out);
 
-/// Bytes of a picture in NV21 without gaps, all its chroma included.
-size_t nv21FullBytes(int width, int height);
-
 /// The picture in NV21 without gaps; `out` has room for nv21FullBytes().
 void toNv21(const Picture& picture, uint8_t* out);
 

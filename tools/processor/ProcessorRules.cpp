@@ -3,7 +3,7 @@
 #include "core/PipelineSimulation.h"
 #include "core/TreeNames.h"
 #include "tools/console/Console.h"
-#include "tools/picture/Nv21.h"
+#include "tools/picture/Picture.h"
 
 #include <algorithm>
 #include <cstring>
@@ -35,14 +35,12 @@ struct Rows {
 /// Luma and chroma of a picture; the chroma rows begin `chromaAt` bytes behind the luma rows.
 struct Planes {
     explicit Planes(const tyksim_picture& picture) {
-        const auto width = static_cast<uint64_t>(picture.width);
-        const auto height = static_cast<uint64_t>(picture.height);
-        const auto pairs = static_cast<uint64_t>(chromaLength(picture.width)) * 2;
-        const uint64_t stride = picture.stride == 0 ? width : static_cast<uint64_t>(picture.stride);
-        luma = {width, stride, width * height};
-        chroma = {pairs, std::max(stride, pairs),
-                  packedBytes(picture.width, picture.height) - luma.bytes};
-        chromaAt = stride * height;
+        const PictureLayout layout{picture.width, picture.height, picture.stride};
+        const PictureLayout packed{picture.width, picture.height};
+        luma = {packed.lumaStride(), layout.lumaStride(), packed.lumaBytes()};
+        chroma = {packed.chromaStride(), layout.chromaStride(),
+                  packed.dumpedBytes() - packed.lumaBytes()};
+        chromaAt = layout.lumaBytes();
     }
 
     uint64_t extent() const {
