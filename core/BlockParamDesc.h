@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Stands for the data of a block parameter. Plain data; it does not own the block.
+/// The address and size of a block parameter's data. Plain data; it does not own the block.
 struct BlockParamDesc {
     void* data;     ///< first byte of the block
     uint32_t size;  ///< bytes in the block

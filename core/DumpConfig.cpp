@@ -10,7 +10,7 @@ namespace {
 
 using DumpList = std::vector<std::pair<std::string, PipelineSimulation::tagInfo>>;
 
-// Every line here is parseConfig's.
+// Every log line of this file names parseConfig.
 constexpr const char* kFunction = "parseConfig";
 
 class ConfigReader {
@@ -33,7 +33,7 @@ private:
         TYK_LOG_AS(kDetail, kFunction, "tag:%s", name);
         PipelineSimulation::tagInfo info{};
         info.tag = static_cast<uint32_t>(lookUpName(simulation_.tagNameMap, name));
-        // "sofid" only shows in the log; the filter is "sofID" below.
+        // "sofid" appears in the log only; "sofID" below is the filter.
         const pugi::xml_text sofid = element.child(kConfigIdleSof).text();
         TYK_LOG_AS(kDetail, kFunction, "%d %s %d", sofid.empty() ? 1 : 0, sofid.get(),
                    sofid.as_int());

@@ -1,4 +1,4 @@
-// What a dump configuration looks like as XML: its names, and which of its elements are entries.
+// The XML form of a dump configuration: the names, and the elements that are entries.
 //
 //   <dumpconfig>
 //     <common>
@@ -18,8 +18,8 @@ constexpr const char* kConfigPipelineName = "pipeline";
 constexpr const char* kConfigNodeName = "node";
 constexpr const char* kConfigTagName = "tag";
 
-/// The attribute with the tag's name is one in the common section and another below a node;
-/// configurations are written that way.
+/// The attribute that holds the tag's name differs between the common section and a node, as in the
+/// configurations on devices.
 constexpr const char* kConfigCommonAttribute = "value";
 constexpr const char* kConfigNodeAttribute = "name";
 
@@ -27,11 +27,11 @@ constexpr const char* kConfigNodeAttribute = "name";
 constexpr const char* kConfigPipe = "pipe";
 constexpr const char* kConfigCamera = "camID";
 constexpr const char* kConfigSof = "sofID";
-constexpr const char* kConfigIdleSof = "sofid";  ///< only shows in the log
+constexpr const char* kConfigIdleSof = "sofid";  ///< appears in the log only
 constexpr const char* kConfigDumpType = "dumpType";
 
 /// Calls `visit` for the first child named `name` and every element after it, whatever its name:
-/// configurations in the field rely on entries that bear another name being read as well.
+/// configurations on devices have entries of other names and rely on them.
 template <typename Visit>
 void forElementsFrom(pugi::xml_node parent, const char* name, Visit visit) {
     for (pugi::xml_node node = parent.child(name); node; node = node.next_sibling()) {
@@ -40,7 +40,8 @@ void forElementsFrom(pugi::xml_node parent, const char* name, Visit visit) {
 }
 
 /// Calls `visitNode(node)` for every node and `visitTag(element, attribute)` for every entry below
-/// `root`, in the order in which they are dumped; `attribute` is the one with the tag's name.
+/// `root`, in the order in which they are dumped; `attribute` names the attribute that holds the
+/// tag's name.
 template <typename VisitNode, typename VisitTag>
 void forConfigEntries(pugi::xml_node root, VisitNode visitNode, VisitTag visitTag) {
     forElementsFrom(root.child(kConfigCommonName), kConfigTagName,

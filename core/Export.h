@@ -1,4 +1,4 @@
-// What of the library is visible to its clients; everything else is built hidden.
+// Marks what clients of the library see; the build hides everything else.
 #pragma once
 
 #define TYK_EXPORT __attribute__((visibility("default")))

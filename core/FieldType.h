@@ -1,4 +1,4 @@
-// The types of a value's fields: the scene record is described with them, and so are tag tables.
+// The types of a value's fields, for the scene record and for tag tables.
 #pragma once
 
 #include <cstdint>

@@ -20,14 +20,14 @@ bool isRegular(int descriptor, struct stat& status) {
 
 constexpr int kNoFolder = AT_FDCWD;
 
-/// Opens `name` in the folder `at`. A whole path goes by open(): a desktop's process has device
-/// paths redirected there.
+/// Opens `name` in the folder `at`. A whole path goes to open(), because a desktop's process
+/// redirects device paths there.
 int openAt(int at, const char* name, int flags) {
     return at == kNoFolder ? ::open(name, flags, 0666) : ::openat(at, name, flags, 0666);
 }
 
-/// openAt() that does not wait, but for a lease on a regular file: that file is held by a
-/// descriptor that opens nothing, and opened through it.
+/// openAt() without waiting, except for a lease on a regular file. O_PATH first makes sure that the
+/// leased file is a regular one; the file is then opened through that descriptor.
 int openNow(int at, const char* name, int flags) {
     const int descriptor = openAt(at, name, flags | O_NONBLOCK);
     if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
@@ -47,8 +47,8 @@ int openFile(const char* path, const Folder* folder, int flags) {
     return folder ? folder->open(path, flags) : openNow(kNoFolder, path, flags);
 }
 
-/// Whether the process can spare `descriptor`: the system hands out the lowest free number, so the
-/// numbers above it are what is left.
+/// Whether the process can spare `descriptor`. The system hands out the lowest free number, so the
+/// numbers above it are free or nearly so.
 bool isSpared(int descriptor) {
     constexpr rlim_t kLeft = 64;
     rlimit limit{};

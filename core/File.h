@@ -1,8 +1,8 @@
-// Files as the library uses them: one transfer from or to memory, without a buffer in between.
+// File access for the library: direct transfers from or to memory, without a buffer in between.
 //
-// Opening does not wait: a FIFO that nobody serves would otherwise hold up the camera for ever.
-// Only for a regular file that another process holds a lease on it waits, as every open does, until
-// the lease is given back or the system takes it.
+// Opening does not wait: a FIFO without a peer would otherwise block the camera for ever. The
+// exception is a regular file on which another process holds a lease: opening it waits until the
+// holder releases the lease or the system breaks it.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-/// Closes what it holds.
+/// Owns a file descriptor and closes it.
 class Descriptor {
 public:
     explicit Descriptor(int number = -1) : number_(number) {}
@@ -30,14 +30,14 @@ private:
     int number_;
 };
 
-/// A folder that is held open, so that its files are opened by name and the path to it is walked
-/// once. Where fewer than 64 descriptors are left below the process's limit it is not held: another
-/// thread's file needs the descriptor more. Files are then opened by their whole paths.
+/// Holds a folder open, so that the system resolves the folder's path once and opens its files by
+/// name. When fewer than 64 descriptors are left below the process's limit, the folder is not held,
+/// because other threads need the descriptors; files are then opened by their whole paths.
 class Folder {
 public:
     explicit Folder(std::string path);
 
-    /// Opens `path`: by name where the folder is held and `path` lies in it, else as a whole.
+    /// Opens `path`: by name if the folder is held and `path` lies in it, else by the whole path.
     int open(const char* path, int flags) const;
 
 private:
@@ -46,7 +46,7 @@ private:
 };
 
 /// A regular file open for reading. Anything else (folder, FIFO, device) counts as a file that
-/// cannot be opened: its length says nothing about what it would deliver.
+/// cannot be opened, because its length does not tell how much can be read from it.
 class InputFile {
 public:
     /// `folder`, where it is not null, is used to open the file, and not kept.
@@ -54,14 +54,14 @@ public:
 
     bool isOpen() const { return descriptor_.isOpen(); }
 
-    /// Of the open file, or -1.
+    /// The open file's descriptor, or -1.
     int descriptor() const { return descriptor_.number(); }
 
-    /// Length in bytes when it was opened; 0 when it is not open.
+    /// The file's length in bytes at the time of opening; 0 when it is not open.
     int64_t size() const { return size_; }
 
-    /// Reads up to `size` bytes from where the last read ended and returns how many came: fewer at
-    /// the end of the file and at an error, none after one.
+    /// Reads up to `size` bytes from where the last read ended and returns their number: fewer at
+    /// the end of the file and at an error, 0 after an error.
     size_t read(void* data, size_t size);
 
     /// Whether a read ended because of an error.
@@ -73,7 +73,7 @@ private:
     bool failed_ = false;
 };
 
-/// A file open for writing, made or emptied.
+/// A file open for writing. Opening creates the file or empties it.
 class OutputFile {
 public:
     /// `folder`, where it is not null, is used to open the file, and not kept.
@@ -81,8 +81,8 @@ public:
 
     bool isOpen() const { return descriptor_.isOpen(); }
 
-    /// Writes `size` bytes. What the system refuses is lost without a word, and so is all that
-    /// comes after it: the file is the beginning of what was to be in it.
+    /// Writes `size` bytes. After a failed write, this and all later data are dropped without a
+    /// report, so the file holds the beginning of the data.
     void write(const void* data, size_t size);
 
 private:

@@ -1,20 +1,19 @@
-// The border at which a failed allocation, and whatever else is thrown, stops being the camera
-// process's problem.
+// Keeps exceptions, failed allocations above all, away from the camera process.
 #pragma once
 
 #include "core/LogLine.h"
 
 #include <exception>
 
-/// Runs `step(function)`, one step of a frame, in the name of `function`. What it throws, a
-/// std::exception or anything else that the platform throws, ends the step, is reported at level 1
-/// and goes no further: the camera process would not survive it, a frame is only a frame.
+/// Runs `step(function)`, one step of a frame, in the name of `function`. An exception of any type
+/// ends the step, is logged at level 1 and does not leave this function: the camera process would
+/// not survive it, but it survives the loss of a frame.
 template <typename Step>
 void guardFrame(const char* function, Step step) noexcept {
     const auto report = [function](const char* reason) noexcept {
         try {
             TYK_LOG_AS(kFailure, function, "given up: %s", reason);
-        } catch (...) {  // The log was what threw: nobody is left to be told.
+        } catch (...) {  // The log itself threw, so the failure cannot be reported.
         }
     };
     try {

@@ -1,11 +1,11 @@
-// The queue of replayed frames: how a frame leaves it.
+// Removes frames from the queue of replayed frames.
 #pragma once
 
 #include <cstddef>
 
-/// From this many queued frames on, a frame with an image first retires the oldest. Exactly one: a
-/// queue that the other loaders made longer keeps its length, since the pipeline may still be using
-/// the blocks of everything in it.
+/// From this many queued frames on, a frame with an image first retires the oldest. It retires
+/// exactly one: a queue that the other loaders made longer keeps its length, because the pipeline
+/// may still use the blocks of all queued frames.
 constexpr std::size_t kFramesInUse = 11;
 
 class PipelineSimulation;

@@ -1,4 +1,4 @@
-// What the library's rooms share.
+// State and constants that several parts of the library share.
 #pragma once
 
 #include "platform/ParamSet.h"

@@ -1,6 +1,6 @@
-// How much the library carries.
+// Size limits of the library.
 #pragma once
 
-/// Largest fixed-size value in bytes: what the buffer holds that every one of them passes through.
-/// A larger value is neither dumped nor replayed.
+/// Largest fixed-size value in bytes: the size of the buffer through which these values pass. The
+/// library neither dumps nor replays a larger value.
 constexpr int kMaxFixedBytes = 512000;

@@ -1,4 +1,4 @@
-// How the library writes its log lines.
+// Writes the library's log lines.
 #pragma once
 
 #include "platform/Log.h"
@@ -7,8 +7,8 @@ namespace tyk_log {
 
 constexpr const char* kTag = "PipelineSimulation";
 
-constexpr int kFailure = 1;   ///< something was lost or refused
-constexpr int kCreation = 3;  ///< the manager came to be
+constexpr int kFailure = 1;   ///< data was lost or refused
+constexpr int kCreation = 3;  ///< the manager was made
 constexpr int kDetail = 4;    ///< progress
 constexpr int kTrace = 5;     ///< per entry
 
@@ -23,13 +23,13 @@ void write(int level, int line, const char* function, const char* format, Argume
 }  // namespace tyk_log
 
 /// Writes one line in the name of `function`; the format (a literal) and its arguments follow. The
-/// arguments are evaluated once, and nothing is formatted here: whether a line is wanted is the
-/// platform's decision. A macro, because only a macro knows the line.
+/// arguments are evaluated once. The platform decides whether a line is wanted and formats it. This
+/// is a macro because only a macro knows the source line.
 #define TYK_LOG_AS(level, function, ...)                                            \
     do {                                                                            \
         if (false) tyk_log::checkFormat(__VA_ARGS__);                               \
         tyk_log::write(tyk_log::level, __LINE__, function, "%d, %s: " __VA_ARGS__); \
     } while (false)
 
-/// Writes one line in the name of the function it stands in.
+/// Writes one line in the name of the enclosing function.
 #define TYK_LOG(level, ...) TYK_LOG_AS(level, __func__, __VA_ARGS__)

@@ -1,5 +1,5 @@
-// The pipe types: what the pipe names of a configuration and the third number of a parameter file's
-// name mean.
+// The pipe types: the meaning of the pipe names in a configuration and of the third number in a
+// parameter file's name.
 #pragma once
 
 struct PipeType {

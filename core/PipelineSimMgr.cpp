@@ -9,10 +9,10 @@
 #include <memory>
 #include <mutex>
 
-// The globals are made in this order when the library is loaded and destroyed in the reverse order
-// when it is unloaded.
+// The globals are constructed in this order when the library is loaded and destroyed in reverse
+// order when it is unloaded.
 namespace {
-// Nobody uses it. It ties the XML library's lifetime to this one's from load to unload.
+// Not used otherwise: it ties the XML library's lifetime to this library's, from load to unload.
 [[maybe_unused]] pugi::xpath_node_set gXPathNodeSet;
 }  // namespace
 std::map<unsigned int, tyk::tag_info_t> gTagInfoTable;
@@ -24,9 +24,9 @@ tyk::ParamSet* pPs = nullptr;
 
 namespace {
 
-// Two threads that make the very first call at the same moment may both come here; the later
-// manager replaces the earlier, which nobody has seen yet. Testing again under the lock would not
-// help the callers: they must not race for the first object either.
+// Two threads that make the very first call at the same moment may both get here. The later manager
+// then replaces the earlier one, which no caller has seen yet. A second test under the lock would
+// not help the callers, because they must not race for the first object either.
 void createManager() {
     static std::mutex gSimMgrMutex;
     const std::lock_guard<std::mutex> lock(gSimMgrMutex);
@@ -46,7 +46,7 @@ PipelineSimulation* makeObject(PipelineSimMgr& manager, int pipeId) {
     auto object = std::make_unique<PipelineSimulation>(folder.c_str(), pipeId);
     manager.instances.insert_or_assign(pipeId, object.get());
     static_cast<void>(object.release());
-    // What the table holds, should another first call have come in between.
+    // Another first call may have replaced the entry meanwhile.
     return manager.instances[pipeId];
 }
 

@@ -64,7 +64,7 @@ void PipelineSimulation::start() {
         mkTaskDir();
     } else if (mode == kReplayMode) {
         TYK_LOG(kDetail, "loading start");
-        // Equality only: an index beyond the end is the caller's error and is not papered over.
+        // Equality only: an index beyond the end is the caller's error.
         if (taskList.size() == static_cast<size_t>(taskIndex)) {
             TYK_LOG(kDetail, "all tasks completed, please call deinit.");
             return;

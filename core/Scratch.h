@@ -1,4 +1,4 @@
-// The buffer through which the fixed-size values of one frame pass, one after the other.
+// The buffer for the fixed-size values of one frame, one after the other.
 #pragma once
 
 #include "core/BlockParamDesc.h"
@@ -14,15 +14,16 @@ class ScratchBuffer {
 public:
     static constexpr int kBytes = kMaxFixedBytes;
 
-    /// Whether it could be allocated.
+    /// Whether the allocation succeeded.
     bool exists() const { return data_ != nullptr; }
 
     void* data() const { return data_.get(); }
 
-    /// Lends the service a block descriptor with `descriptor`'s value and takes back what it holds
-    /// after `use`. It stands at the head of the buffer, whose own bytes are put back: should a
-    /// configuration or a file name call a fixed-size tag a block, the service reads or writes the
-    /// tag's size at this address, and finds a whole buffer there.
+    /// Calls `use` with a block descriptor that has `descriptor`'s value, and copies its value
+    /// after `use` back to `descriptor`. The lent descriptor lies at the head of the buffer, whose
+    /// own bytes are restored afterwards. If a configuration or a file name declares a fixed-size
+    /// tag a block, the service reads or writes the tag's size at this address, and the whole
+    /// buffer is there for it.
     template <typename Use>
     void lendAsDescriptor(BlockParamDesc& descriptor, Use use) {
         char saved[sizeof(BlockParamDesc)];

@@ -21,8 +21,8 @@ timeval timeNow() {
     return now;
 }
 
-/// One bit, not the whole type: the test that device trees have always been listed with. It takes
-/// sockets and block devices for folders too; none occurs in a dump tree.
+/// Tests one bit and not the whole type, as device trees have always been listed. Sockets and block
+/// devices therefore count as folders; a dump tree contains neither.
 bool isFolder(const dirent& entry) {
     return (entry.d_type & DT_DIR) != 0;
 }
@@ -38,10 +38,10 @@ struct FolderCloser {
     void operator()(DIR* folder) const { closedir(folder); }
 };
 
-/// Stores the names in folder `path` that are folders, or that are not, in the order in which the
-/// system gives them. On failure logs in the name of `function` and returns false, and the names
-/// are not to be used: readdir() reports an error the way it reports the end, and half a listing
-/// that looks whole would replay half a frame.
+/// Stores the names of the entries of folder `path` that are folders (or, if `folders` is false,
+/// that are not) in the system's order. On failure logs in the name of `function` and returns
+/// false; the names must then not be used, because half a listing would replay half a frame.
+/// readdir() returns null both at an error and at the end; errno tells them apart.
 bool listFolder(const char* function, const char* path, bool folders,
                 std::vector<std::string>& names) {
     const std::unique_ptr<DIR, FolderCloser> folder(opendir(path));
@@ -64,7 +64,7 @@ bool listFolder(const char* function, const char* path, bool folders,
     return true;
 }
 
-/// Moves `names` to the end of `out`: all of them, or none where memory runs out.
+/// Moves `names` to the end of `out`: all of them, or none when memory runs out.
 void append(std::vector<std::string>& out, std::vector<std::string>& names) {
     out.insert(out.end(), std::make_move_iterator(names.begin()),
                std::make_move_iterator(names.end()));
@@ -84,7 +84,7 @@ void PipelineSimulation::mkTaskDir() {
 }
 
 void PipelineSimulation::mkDumpDir(int reqId, int sofId) {
-    // A client that dumps without start() finds its frames right below the pipe's folder.
+    // A client that dumps without start() gets its frames directly below the pipe's folder.
     if (currentTask.empty()) currentTask = rootPath;
     currentFramePath = frameFolderPath(currentTask, timeNow(), reqId, sofId);
     TYK_LOG(kDetail, "dump path: %s", currentFramePath.c_str());
@@ -138,7 +138,7 @@ int PipelineSimulation::parseFileName(std::string name, tagInfo* out) {
     out->camId = static_cast<uint32_t>(parsed.camId);
     out->pipe = parsed.pipe;
     out->dumpType = parsed.dumpType;
-    // Cut down to the tag's, the name needs no second string for the look-up.
+    // Reuses `name` as the tag's name, which saves a second string for the look-up.
     const auto at = static_cast<size_t>(parsed.tagName.data() - name.data());
     name.resize(at + parsed.tagName.size());
     name.erase(0, at);
@@ -163,7 +163,7 @@ void PipelineSimulation::parseImageName(std::string name, imageInfo* out) {
 
 // The first underscore both closes a piece and, at the same position, takes everything behind it,
 // so no name ever yields the four pieces that a request id needs: the result is -1 for every name.
-// frameNameMap has held -1 for every frame since there are trees, and its readers count on that.
+// frameNameMap has always held -1 for every frame, and its readers rely on that.
 int PipelineSimulation::parseReqID(std::string name) {
     std::vector<std::string> pieces;
     size_t start = 0;

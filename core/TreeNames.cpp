@@ -15,8 +15,8 @@ std::string padded(long value, size_t width) {
     return std::string(width - std::min(width, digits.size()), '0') + digits;
 }
 
-/// The local time from the month to the millisecond (13 digits), behind the year where `withYear`.
-/// Fixed widths and the widest unit first: the order of the names is that of the times.
+/// The local time from the month to the millisecond (13 digits), with the year in front if
+/// `withYear`. Fixed widths with the largest unit first make the names sort by time.
 std::string stamp(const timeval& now, bool withYear) {
     std::tm local{};
     localtime_r(&now.tv_sec, &local);
@@ -28,7 +28,7 @@ std::string stamp(const timeval& now, bool withYear) {
     return text + padded(static_cast<long>(now.tv_usec) / 1000, 3);
 }
 
-/// Appends pieces to a ParamFilePath and cuts what does not fit.
+/// Appends pieces to a ParamFilePath, cut to its length.
 class PathWriter {
 public:
     explicit PathWriter(ParamFilePath& path) : at_(path.data()), end_(&path.back()) {}

@@ -1,4 +1,4 @@
-// Numbers in bytes, at any address.
+// Loads and stores numbers at addresses of any alignment.
 #pragma once
 
 #include <cstring>

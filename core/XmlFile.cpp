@@ -21,7 +21,7 @@ pugi::xml_parse_result parseXmlFile(pugi::xml_document& document, const char* pa
     if (!file.isOpen()) return failed(pugi::status_file_not_found);
     if (file.size() > kMaxXmlBytes) return failed(pugi::status_out_of_memory);
     const auto size = static_cast<size_t>(file.size());
-    // One byte more, so that even an empty file has a buffer.
+    // One extra byte gives even an empty file a buffer.
     const std::unique_ptr<char, decltype(&std::free)> text(
         static_cast<char*>(std::malloc(size + 1)), &std::free);
     if (!text) return failed(pugi::status_out_of_memory);

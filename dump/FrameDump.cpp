@@ -16,10 +16,10 @@
 
 namespace {
 
-/// One parameter of one frame, all ids settled.
+/// One parameter of one frame, with the frame's own ids filled in.
 struct Request {
     const std::string& path;
-    const Folder& folder;  ///< the one at `path`
+    const Folder& folder;  ///< the folder at `path`
     const std::string& tagName;
     uint32_t tag;
     int pipe;
@@ -54,7 +54,7 @@ void dumpFixedSize(const Request& request, ScratchBuffer& scratch) {
 void dumpBlock(const Request& request, ScratchBuffer& scratch) {
     BlockParamDesc block{};
     scratch.lendAsDescriptor(block, [&](BlockParamDesc* lent) { fetch(request, lent); });
-    // A block of 2 GiB and more comes out negative and is refused by the writer.
+    // The size of a block of 2 GiB or more becomes negative, and the writer refuses it.
     writeParamFile(request, kBlockDump, block.data, static_cast<int>(block.size));
 }
 
@@ -75,8 +75,8 @@ void PipelineSimulation::dumpIfneed(imageInfo& info) {
         simulation->currentFramePath.clear();
         simulation->dumpParam(info.reqId, info.sofId, info.camId);
     });
-    // The image does not depend on how the parameters fared, but it needs a folder of its own: it
-    // must not land in that of the frame before.
+    // The image is written even if the parameters failed, but only into this frame's folder, never
+    // into the folder of the frame before.
     if (!simulation || simulation->currentFramePath.empty()) return;
     guardFrame(__func__, [&info, simulation](const char*) {
         simulation->dumpNV21(info.buffer, info.width, info.height, info.sofId, info.camId);
@@ -101,8 +101,8 @@ void PipelineSimulation::dumpParam(int reqId, int sofId, int cam) {
         const Request request{currentFramePath, folder, tagName, info.tag, info.pipe, camera, sof};
         if (info.tag != 0 && info.dumpType == kFixedSizeDump) dumpFixedSize(request, scratch);
         if (info.tag != 0 && info.dumpType == kBlockDump) dumpBlock(request, scratch);
-        // Whatever was written: the records take what the scratch buffer holds by now, which for an
-        // entry that fetched nothing is an earlier entry's value.
+        // The records always take the content of the scratch buffer. If this entry fetched nothing,
+        // that is an earlier entry's value.
         if (info.tag == kSceneTag && info.pipe == kScenePipe) {
             dumpIsceneInfo(scratch.data());
         } else if (info.tag == kMfnrTag) {

@@ -24,11 +24,11 @@ struct Entry {
     tyk::Buffer buffer{};
     std::unique_ptr<void, FreePixels> pixels;
     size_t capacity = 0;
-    uint64_t turn = 0;  // when it was handed out; 0 while it is idle
+    uint64_t turn = 0;  // the position in the order of hand-outs; 0 while the buffer is idle
 };
 
-// Bytes of an NV21 image: a full plane and a half one, whose odd edges count as whole pixels. Two
-// sizes of 31 bits cannot overflow it.
+// Bytes of an NV21 image: a full plane and a half one, with odd edges rounded up. Two sizes of 31
+// bits cannot overflow the result.
 uint64_t imageBytes(int width, int height) {
     const auto w = static_cast<uint64_t>(width);
     const auto h = static_cast<uint64_t>(height);
@@ -50,8 +50,9 @@ public:
     size_t maxBuffersOut = SIZE_MAX;
 
 private:
-    // Idle buffers go by capacity, those that are out by turn. Of one type, so that an entry's node
-    // moves from one to the other: giving a buffer back needs no memory and cannot fail.
+    // Sorts idle buffers by capacity and buffers that are out by turn. Both use one type, so that
+    // an entry's node moves from one to the other: returning a buffer needs no memory and cannot
+    // fail.
     using Ranking = std::multimap<uint64_t, Entry*>;
 
     Ranking::node_type allocate(size_t bytes);
@@ -83,7 +84,7 @@ tyk::Buffer* Pool::get(int width, int height) {
     if (bytes > maxBufferBytes) return nullptr;
 
     const auto fitting = idle_.lower_bound(bytes);
-    // An empty image has pixels to point at too.
+    // Even an empty image needs an address for its pixels.
     auto node = fitting != idle_.end() ? idle_.extract(fitting) : allocate(bytes > 0 ? bytes : 1);
     Entry& entry = *node.mapped();
     entry.descriptor = {entry.pixels.get(), 0, width, height, 0, 0};
@@ -173,7 +174,7 @@ void resetBufferPool() {
 namespace tyk {
 
 BufferManager* BufferManager::createInstance() {
-    // It has no state of its own: one handle serves all.
+    // The handle has no state, so one serves all callers.
     static BufferManager handle;
     return &handle;
 }
@@ -185,7 +186,7 @@ int BufferManager::getBuffer(buffer_usage_t, int width, int height, Buffer*& buf
     try {
         taken = pool.get(width, height);
     } catch (const std::exception&) {
-        // No memory is a refusal like any other.
+        // Lack of memory is a refusal like any other.
     }
     if (taken == nullptr) {
         pool.countRefusedGet();

@@ -9,9 +9,9 @@ namespace {
 
 constexpr int64_t kMicrosecondsPerSecond = 1000000;
 
-// The set clock, in microseconds since 1970. Kept in unsigned arithmetic, which wraps where signed
-// arithmetic would be undefined. Reading it must neither lock nor allocate: gettimeofday() may be
-// called from anywhere.
+// The set clock, in microseconds since 1970. Unsigned arithmetic wraps where signed arithmetic
+// would be undefined. Reading the clock must neither lock nor allocate, because any code may call
+// gettimeofday().
 std::atomic<bool> isSet{false};
 std::atomic<uint64_t> nextReading{0};
 std::atomic<uint64_t> step{0};
@@ -46,8 +46,8 @@ void resetClock() {
 
 }  // namespace tykhost
 
-// The C library's own, which the executable hides. The zone has been meaningless for decades; the
-// C library fills it with zeros.
+// Replaces the C library's function of this name. `tz` is obsolete; the C library fills it with
+// zeros too.
 extern "C" int gettimeofday(timeval* tv, void* tz) noexcept {
     if (tz != nullptr) std::memset(tz, 0, sizeof(struct timezone));
     if (isSet.load()) {

@@ -1,32 +1,33 @@
-// The desktop's side of one path, for the functions that stand in for the C library's.
+// Translates one path of the device for the functions that replace the C library's.
 #pragma once
 
 #include <cstddef>
 
 namespace tykhost {
 
-/// Where a path given to the C library really lies. A path outside the device's folders passes as
-/// it is, without a copy; a device path is built on the stack. Allocates nothing except the one
-/// time when the environment is read. Threads: any. Throws nothing.
+/// The desktop's path for a path given to the C library. A path outside the device's folders passes
+/// unchanged, without a copy; a device path is built in this object. Allocates nothing, except once
+/// when it reads the environment. Threads: any. Throws nothing. Ownership: `path` must stay valid
+/// as long as this object.
 class DevicePath {
 public:
     explicit DevicePath(const char* path) noexcept;
     DevicePath(const DevicePath&) = delete;
     DevicePath& operator=(const DevicePath&) = delete;
 
-    /// Whether there is a path to hand on. If not, errno says why (ENAMETOOLONG, ENOMEM) and the
+    /// Whether get() gives a path. If not, errno has the reason (ENAMETOOLONG, ENOMEM) and the
     /// caller must fail.
     bool passes() const noexcept { return passes_; }
 
-    /// The path to hand on; null where null was given, which is the C library's to judge.
+    /// The path to pass to the C library; null if the given path was null.
     const char* get() const noexcept { return path_; }
 
 private:
-    static constexpr size_t kSize = 4096;  // the longest path that the system takes, and its end
+    static constexpr size_t kSize = 4096;  // the system's longest path, terminator included
 
     const char* path_;
     bool passes_;
-    char buffer_[kSize];  // written only as far as a device path needs it
+    char buffer_[kSize];  // only a device path uses it
 };
 
 }  // namespace tykhost

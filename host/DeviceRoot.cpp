@@ -17,9 +17,9 @@ namespace {
 
 constexpr std::string_view kDeviceFolders[] = {"/data/vendor/cameraserver", "/vendor/firmware"};
 
-// Files are opened before main() and after it, by other static objects' constructors and
-// destructors. Therefore nothing here waits for the start of the program or is ever destroyed, and
-// a folder that was once in force stays: a reader on another thread may still be looking at it.
+// Constructors and destructors of other static objects may open files before and after main().
+// Therefore this state needs no initialisation at run time and is never destroyed. A replaced
+// folder stays allocated, because another thread may still read it.
 std::atomic<const std::string*> rootInForce{nullptr};
 std::mutex rootsMutex;
 
@@ -35,7 +35,7 @@ const std::string& currentRoot() {
     if (root != nullptr) return *root;
     const char* environment = std::getenv("TYKSIM_DEVICE_ROOT");
     const std::string* first = keep(environment != nullptr ? environment : "");
-    // Another thread may have been faster, or have set a root meanwhile: then that one counts.
+    // If another thread has set a root meanwhile, that one counts.
     if (rootInForce.compare_exchange_strong(root, first, std::memory_order_acq_rel)) return *first;
     return *root;
 }

@@ -1,12 +1,12 @@
-// State that outlives every static object.
+// State that outlives all static objects.
 #pragma once
 
 #include <new>
 
 namespace tykhost {
 
-/// Holds a T that is never destroyed, in its own storage: for a static variable that destructors of
-/// other static objects may still use. Making it allocates nothing unless T's constructor does.
+/// Holds a T that is never destroyed, for a static variable that destructors of other static
+/// objects may still use. The T lies in this object; only T's constructor may allocate.
 template <typename T>
 class Immortal {
 public:

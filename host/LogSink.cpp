@@ -25,13 +25,14 @@ struct Taker {
     int level;
 };
 
-// Lines come before main() and after it, so nothing here is constructed at run time or destroyed.
+// Lines may come before and after main(), so this state is neither constructed at run time nor
+// destroyed.
 constexpr int kUnread = INT_MIN;
 std::atomic<int> threshold{kUnread};
 std::atomic<const Taker*> currentTaker{nullptr};
 
-// A message between its construction and its end. LogMessage has no room of its own, so these hang
-// below one another, newest first, in the thread that writes them.
+// A message between its construction and its destruction. LogMessage holds no data, so each thread
+// keeps a linked list of its messages, newest first.
 struct Pending {
     const LogMessage* owner;
     LogLine line;
@@ -40,7 +41,7 @@ struct Pending {
 };
 thread_local Pending* newest = nullptr;
 
-// Logging must not disturb the errno that the caller is about to report.
+// Preserves errno, which the caller may be about to report.
 class KeepErrno {
 public:
     KeepErrno() : saved_(errno) {}
@@ -69,7 +70,7 @@ int thresholdInForce() {
     return threshold.compare_exchange_strong(level, first) ? first : level;
 }
 
-// Where the link to the message's entry is; a link to null when the message has none.
+// The link that points to the message's entry; a link to null when the message has none.
 Pending** linkOf(const LogMessage* message) {
     Pending** link = &newest;
     while (*link != nullptr && (*link)->owner != message) link = &(*link)->older;
@@ -92,7 +93,7 @@ void print(const LogLine& line) {
         text.append(std::to_string(line.line)).append(", ").append(line.function).append(": ");
     }
     text.append(line.text).append("\n");
-    // One call, so that lines of several threads do not mix.
+    // A single call keeps the lines of several threads apart.
     static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 
@@ -169,12 +170,12 @@ LogMessage::LogMessage(const char* tag, int level) {
     const auto* taker = tykhost::currentTaker.load(std::memory_order_acquire);
     if (level > (taker != nullptr ? taker->level : tykhost::thresholdInForce())) return;
     try {
-        // An entry left at this address belongs to a message that was abandoned without its end.
+        // An older entry at this address belongs to a message that was never destroyed.
         tykhost::takeOut(this);
         LogLine line{level, tag != nullptr ? tag : "", 0, {}, {}};
         tykhost::newest = new Pending{this, std::move(line), false, tykhost::newest};
     } catch (const std::exception&) {
-        // No memory: the message has no entry and is dropped.
+        // Without memory the message gets no entry and is dropped.
     }
 }
 
@@ -190,11 +191,11 @@ LogMessage::~LogMessage() {
             tykhost::print(pending->line);
         }
     } catch (...) {
-        // Whatever a taker throws, a log line must not end the process.
+        // An exception of a taker must not end the process.
     }
 }
 
-// Only the format's own writer can check it; the attribute says that it is one.
+// Only the caller can check the format's arguments; the attribute moves the check there.
 [[gnu::format(printf, 2, 0)]] void LogMessage::__print_log_(const char* format, int line,
                                                             const char* function, ...) {
     constexpr char kStart[] = "%d, %s: ";
@@ -209,12 +210,13 @@ LogMessage::~LogMessage() {
         const bool regular = std::strncmp(format, kStart, kStartLength) == 0;
         pending->line.line = regular ? line : 0;
         pending->line.function = regular && function != nullptr ? function : "";
-        // Another format's conversions do not fit the arguments: it is shown as it stands.
+        // The arguments may not fit the conversions of a format with another beginning, so the bare
+        // format is shown.
         pending->line.text =
             regular ? tykhost::formatted(format + kStartLength, arguments) : format;
         pending->filled = true;
     } catch (const std::exception&) {
-        // No memory: the message stays unfilled and is dropped.
+        // Without memory the message stays empty and is dropped.
     }
     va_end(arguments);
 }

@@ -20,7 +20,7 @@ namespace {
 
 constexpr size_t kInitialHistoryLimit = 16;
 
-// What a camera reports for one tag.
+// A camera's value of one tag.
 struct LiveValue {
     std::vector<uint8_t> bytes;  // the value, or the service's own copy of a block
     BlockParamDesc block;
@@ -32,12 +32,12 @@ struct Tag {
     std::list<PublishedValue> history;                                  // oldest first
 };
 
-// Copies bytes; of none, the pointers need not be valid.
+// Copies bytes; for a size of 0 the pointers need not be valid.
 void copyBytes(void* to, const void* from, size_t size) {
     if (size > 0) std::memcpy(to, from, size);
 }
 
-// The service's state. Its users hold the lock.
+// The service's state. Callers hold the lock.
 class Service {
 public:
     void setTable(std::vector<tyktags::TagEntry> entries);
@@ -140,7 +140,7 @@ bool Service::publish(const ParamKey& key, const void* data) {
 
     std::list<PublishedValue>& history = target->history;
     if (historyLimit_ > 0) {
-        // Where there is no room the oldest entry becomes the new one, which needs no memory.
+        // When the history is full, the oldest entry is reused, which needs no memory.
         std::list<PublishedValue> entry;
         if (history.size() >= historyLimit_) {
             entry.splice(entry.begin(), history, history.begin());
@@ -214,8 +214,8 @@ auto locked(Action action) {
     return action(service());
 }
 
-// Runs a set or get under the lock, counts its outcome and turns it into the platform's result.
-// No exception leaves it: what there is no memory for is refused.
+// Runs a set or get under the lock, counts its outcome and converts it to the platform's result.
+// Throws nothing: lack of memory is a refusal.
 template <typename Action>
 int counted(uint64_t ParamServiceCounts::*done, uint64_t ParamServiceCounts::*refused,
             Action action) {
@@ -295,7 +295,7 @@ namespace tyk {
 using tykhost::ParamServiceCounts;
 using tykhost::Service;
 
-// It has no state of its own: the service's is the process's.
+// The object has no state of its own; the state belongs to the process.
 static ParamSet* theInstance() {
     static ParamSet instance;
     return &instance;

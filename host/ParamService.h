@@ -1,15 +1,15 @@
-// The desktop's parameter-set service: stands behind tyk::ParamSet, registerPsTag and setPsParam.
+// The desktop's parameter-set service: implements tyk::ParamSet, registerPsTag and setPsParam.
 //
-// It knows a table of tags, keeps the live values that a simulated camera reports, answers
-// getParam() from them, and keeps what setParam() publishes for a program to inspect.
+// It has a table of tags, keeps the live values that a simulated camera reports, returns them from
+// getParam(), and keeps the values that setParam() publishes for a program to inspect.
 //
 // Threads: every operation from any thread. Ownership: values are copied in and out; of blocks the
-// service keeps only the descriptor, and the block's owner must keep the block alive. No exception
-// leaves the platform's operations on values; those of the headers below may throw std::bad_alloc,
-// which leaves the service as it was.
+// service keeps only the descriptor, and the block's owner must keep the block alive. The
+// platform's operations on values throw nothing; those of the included headers may throw
+// std::bad_alloc, which leaves the service unchanged.
 //
-// getParam() and setParam() trust the tag table: of a fixed-size tag they copy exactly its size, of
-// a block tag a BlockParamDesc, and nothing tells them that the caller meant the other kind.
+// getParam() and setParam() trust the tag table: for a fixed-size tag they copy exactly its size,
+// for a block tag a BlockParamDesc. They cannot detect a caller that means the other kind.
 // getSize() gives -1 for an unknown tag and the descriptor's size for a block tag.
 #pragma once
 
@@ -19,8 +19,8 @@
 
 namespace tykhost {
 
-/// Puts the service back to the state before its first use: getInstance() gives null again.
-/// No other thread may use it.
+/// Restores the service's state before its first use: getInstance() returns null again. No other
+/// thread may use the service meanwhile.
 void resetParamService();
 
 }  // namespace tykhost

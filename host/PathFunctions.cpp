@@ -1,5 +1,6 @@
-// The C library's path functions, as the whole process sees them: an executable's symbols come
-// before those of any shared library. Each finds the C library's own function behind itself.
+// Replaces the C library's path functions for the whole process: an executable's symbols take
+// precedence over those of any shared library. Each function calls the C library's own one with the
+// translated path.
 //
 // The checked and the large-file variants of the headers would rename or redefine what is defined
 // here, so both are switched off for this file. The parameters have the headers' names.
@@ -26,15 +27,15 @@ namespace {
 
 using tykhost::DevicePath;
 
-// A function of the C library, looked up at the first call. Initialised by the compiler, because
-// calls come before any constructor of this program has run. Threads may look it up at once: they
-// find the same.
+// A function of the C library, looked up at the first call. Constant-initialised, because calls may
+// come before any constructor of this program. Several threads may look it up at once, with the
+// same result.
 template <typename Function>
 class NextFunction {
 public:
     constexpr explicit NextFunction(const char* name) : name_(name) {}
 
-    // The function; null, with errno set, when the C library has none of that name.
+    // The function; null, with errno set, when the C library has no function of that name.
     Function* find() {
         Function* function = found_.load(std::memory_order_relaxed);
         if (function != nullptr) return function;
@@ -49,7 +50,7 @@ private:
     std::atomic<Function*> found_{nullptr};
 };
 
-// Calls `next` with the desktop's path and the other arguments; `failure` where it cannot.
+// Calls `next` with the desktop's path and the other arguments; returns `failure` when it cannot.
 template <typename Result, typename Function, typename... Arguments>
 Result forward(NextFunction<Function>& next, Result failure, const char* path,
                Arguments... arguments) {
@@ -59,7 +60,7 @@ Result forward(NextFunction<Function>& next, Result failure, const char* path,
     return function != nullptr ? function(redirected.get(), arguments...) : failure;
 }
 
-// Whether an open() with `flags` carries the mode of a new file.
+// Whether an open() with `flags` has the mode of a new file as its third argument.
 bool makesFile(int flags) {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
@@ -110,7 +111,7 @@ int open64(const char* file, int oflag, ...) {
     return forward(nextOpen64, -1, file, oflag, mode);
 }
 
-// What open() and open64() without a mode become in callers that are compiled with checks.
+// Callers that are compiled with checks call these instead of open() and open64() without a mode.
 int __open_2(const char* file, int oflag) {
     return forward(nextCheckedOpen, -1, file, oflag);
 }

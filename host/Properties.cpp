@@ -39,7 +39,7 @@ const char* environmentValue(const std::string& name) {
     return std::getenv(variable.c_str());
 }
 
-// Stores the property's value where it has one; returns its length, 0 where it has none.
+// Stores the property's value if it has one; returns its length, or 0.
 int find(const std::string& name, char* value) {
     {
         const std::lock_guard<std::mutex> lock(propertiesMutex);
@@ -71,7 +71,7 @@ extern "C" int property_get(const char* key, char* value, const char* default_va
     try {
         if (key != nullptr && find(key, found) > 0) return store(found, value);
     } catch (const std::exception&) {
-        // No memory to look the property up: the default is all that can be offered.
+        // Without memory to look the property up, the default is the answer.
     }
     return store(default_value != nullptr ? default_value : "", value);
 }

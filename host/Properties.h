@@ -13,7 +13,7 @@ namespace tykhost {
 /// hides the environment's. Threads: any. Errors: std::bad_alloc.
 void setProperty(const std::string& name, const std::string& value);
 
-/// Forgets every property set by setProperty(). Threads: any.
+/// Removes every property set by setProperty(). Threads: any.
 void clearProperties();
 
 }  // namespace tykhost

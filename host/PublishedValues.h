@@ -1,7 +1,7 @@
-// What was published through the desktop's parameter-set service, for a program to inspect.
+// The values published through the desktop's parameter-set service, for a program to inspect.
 //
-// Threads: every operation from any thread. Ownership: values are copied out; a block stays its
-// publisher's. Errors: std::bad_alloc, which leaves the service as it was.
+// Threads: every operation from any thread. Ownership: values are copied out; the publisher keeps
+// owning a block. Errors: std::bad_alloc, which leaves the service unchanged.
 #pragma once
 
 #include "core/BlockParamDesc.h"
@@ -13,7 +13,7 @@
 
 namespace tykhost {
 
-/// Under what a value is stored.
+/// The key of a stored value.
 struct ParamKey {
     uint32_t camId;
     int32_t pipe;
@@ -32,20 +32,21 @@ struct PublishedValue {
     uint64_t serial;             ///< counts publications, from 1
 };
 
-/// The published values in order of publication, at most `historyLimit` per tag (the oldest are
-/// forgotten first). `newerThan` leaves out those up to that serial.
+/// The published values in order of publication: at most setHistoryLimit() per tag, of which the
+/// oldest go first. Only values with a serial above `newerThan`.
 std::vector<PublishedValue> publishedValues(uint64_t newerThan = 0);
 
-/// The newest value published under `key`; false when there is none (any more).
+/// Stores the newest value published under `key` in `out`; returns false when there is none, or
+/// none any more.
 bool publishedValue(const ParamKey& key, PublishedValue& out);
 
-/// How many values are kept per tag; initially 16. Smaller than what is kept drops the oldest.
+/// Sets how many values are kept per tag; initially 16. A smaller limit drops the oldest values.
 void setHistoryLimit(size_t valuesPerTag);
 
-/// Forgets published values and resets the counts below; serials go on.
+/// Clears published values and resets the counts below; serials continue.
 void clearPublished();
 
-/// What the service did and what it refused; a refused call gives -1 and touches nothing.
+/// Counts of successful and refused calls. A refused call returns -1 and changes nothing.
 /// setPsParam() counts as setParam().
 struct ParamServiceCounts {
     uint64_t set;  ///< successful setParam() calls

@@ -1,4 +1,4 @@
-// The camera framework's image buffer pool, as this library calls it.
+// The operations of the camera framework's image buffer pool that this library calls.
 //
 // Declarations only: on a device the camera framework defines them, on a desktop host/ does.
 #pragma once
@@ -8,14 +8,14 @@
 
 namespace tyk {
 
-/// What a buffer is for. The framework owns the enumerators.
+/// The purpose of a buffer. The framework defines the enumerators.
 enum buffer_usage_t : int {};
 
-/// The one usage under which this library takes buffers and gives them back.
+/// The only usage with which this library takes and returns buffers.
 constexpr buffer_usage_t kReplayBufferUsage{2};
 
-/// Describes the image in a buffer. The fields this library uses, in the framework's order; the
-/// descriptor and the pixels belong to the pool.
+/// Describes the image in a buffer: the fields that this library uses, in the framework's order.
+/// The pool owns the descriptor and the pixels.
 struct ImageDescriptor {
     void* data;       ///< first byte of the pixels; set by the pool
     uint8_t camId;    ///< camera id
@@ -41,12 +41,12 @@ public:
     /// Makes a pool handle; the framework owns it.
     static BufferManager* createInstance();
 
-    /// Takes a buffer of at least (width x height x 3) / 2 bytes out of the pool.
-    /// Returns 0 and stores the buffer in `buffer`; any other result is a failure and leaves
-    /// `buffer` as it was. The buffer is the caller's until it is returned.
+    /// Takes a buffer of at least (width x height x 3) / 2 bytes out of the pool. Returns 0 and
+    /// stores the buffer in `buffer`; any other result is a failure and leaves `buffer` unchanged.
+    /// The caller owns the buffer until it returns it.
     int getBuffer(buffer_usage_t usage, int width, int height, Buffer*& buffer, bool flag);
 
-    /// Gives a buffer back. Returns 0 when the pool took it.
+    /// Gives a buffer back. Returns 0 on success.
     int returnBuffer(Buffer* buffer, buffer_usage_t usage, bool flag);
 };
 

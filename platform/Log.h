@@ -1,13 +1,13 @@
-// The camera framework's logging, as this library calls it.
+// The operations of the camera framework's logging that this library calls.
 //
 // Declarations only: on a device the camera framework defines them, on a desktop host/ does.
 #pragma once
 
 /// One log message: made by _log(), filled by __print_log_(), emitted when it is destroyed.
 ///
-/// The class is complete as it stands and holds no data, so that a process may define its members
-/// itself. Levels: 1 failures, 3 creation of the manager, 4 progress and detail, 5 per-entry
-/// tracing. Threads: a message is used by the thread that made it.
+/// The class is complete and holds no data, so that a process may define its members itself.
+/// Levels: 1 failures, 3 creation of the manager, 4 progress and detail, 5 per-entry tracing.
+/// Threads: a message is used by the thread that made it.
 class LogMessage {
 public:
     LogMessage(const char* tag, int level);

@@ -1,4 +1,4 @@
-// The camera framework's parameter-set service, as this library calls it.
+// The operations of the camera framework's parameter-set service that this library calls.
 //
 // Declarations only: on a device the camera framework defines them, on a desktop host/ does. The
 // library leaves the symbols undefined and the process binds them at load time.
@@ -9,7 +9,7 @@
 
 namespace tyk {
 
-/// What the service knows of a tag: here, only its name.
+/// A tag's description by the service: its name.
 struct tag_info_t {
     std::string name;
 };
@@ -32,15 +32,15 @@ public:
     int getSize(unsigned int tag);
 
     /// Fetches a value. A fixed-size value (getSize() bytes) is copied to `dst`; for a block
-    /// parameter a BlockParamDesc at `dst` is filled, whose block stays the service's and stays
-    /// valid while the frame is processed. Returns 0 on success; on failure `dst` is untouched.
+    /// parameter the BlockParamDesc at `dst` is filled; the service owns its block, which stays
+    /// valid while the frame is processed. Returns 0 on success; on failure `dst` is unchanged.
     static int getParam(unsigned int camId, int pipe, unsigned int sofId, unsigned int tag,
                         void* dst);
 
-    /// Publishes a value. A fixed-size value is copied during the call. Of a block parameter
+    /// Publishes a value. A fixed-size value is copied during the call. For a block parameter
     /// `data` points to a BlockParamDesc: the service copies the descriptor and may keep the
-    /// block's address, which stays valid until the frame that brought it is retired. Returns 0 on
-    /// success.
+    /// block's address, which stays valid until the frame to which it belongs is retired. Returns 0
+    /// on success.
     static int setParam(unsigned int camId, int pipe, unsigned int sofId, unsigned int tag,
                         void* data);
 };
@@ -50,5 +50,5 @@ public:
 /// Registers the parameter tags with a newly made service; called once after createInstance().
 void registerPsTag();
 
-/// As tyk::ParamSet::setParam(), for the records that the pipeline's own nodes publish.
+/// Like tyk::ParamSet::setParam(), for the records that the pipeline's own nodes publish.
 int setPsParam(unsigned int camId, int pipe, unsigned int sofId, unsigned int tag, void* data);

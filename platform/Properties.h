@@ -1,9 +1,9 @@
-// The system properties, as this library reads them.
+// The operation of the system properties that this library calls.
 //
 // Declaration only: on a device the system defines it, on a desktop host/ does.
 #pragma once
 
-/// Bytes that `value` must offer, terminator included.
+/// Size in bytes of the buffer `value`, terminator included.
 constexpr int kPropertyValueSize = 92;
 
 /// Copies the value of property `key`, or `default_value` where it is unset, to `value`

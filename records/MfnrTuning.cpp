@@ -18,7 +18,7 @@ std::string copyFolder() {
     return pipeFolderPath(kDumpRoot, kMfnrCopyPipe);
 }
 
-/// The version the device runs; one that is not known has no key.
+/// The version that the device runs; an unknown version has no key.
 MfnrVersion runningVersion() {
     char value[kPropertyValueSize] = {};
     property_get(kMfnrVersionProperty, value, kMfnrDefaultVersion);
@@ -29,7 +29,7 @@ MfnrVersion runningVersion() {
     return {number, nullptr, kMfnrDefaultCopyName};
 }
 
-/// Gathers text for a file so that a line costs no write of its own.
+/// Buffers lines for a file, so that not every line needs a write.
 class LineWriter {
 public:
     explicit LineWriter(OutputFile& file) : file_(file) {}
@@ -56,7 +56,7 @@ private:
 };
 
 /// Copies line by line. A line of more than 511 characters ends the copy: the stage that reads
-/// tuning files has room for no more, and what follows such a line never took part.
+/// tuning files has no room for longer lines and stops there too.
 void copyLines(InputFile& source, OutputFile& copy) {
     LineWriter writer(copy);
     std::array<char, 511> line;
@@ -74,7 +74,7 @@ void copyLines(InputFile& source, OutputFile& copy) {
             }
         }
     }
-    // What came of a line before an error is no line, and nothing is read after one.
+    // The part of a line that precedes a read error is not a line; reading stops at the error.
     if (length > 0 && !source.failed()) writer.add({line.data(), length});
 }
 
@@ -83,7 +83,7 @@ void copyLines(InputFile& source, OutputFile& copy) {
 void PipelineSimulation::matchXML(char (*nameTable)[128], const char* key, char* out) {
     if (!key || !*key) return;
     for (int i = 0; i < kMfnrNames; ++i) {
-        // A copy that ends: nothing says that an entry of the table does.
+        // A terminated copy, because an entry of the table need not be terminated.
         char name[kMfnrNameBytes + 1] = {};
         if (nameTable) std::memcpy(name, nameTable[i], kMfnrNameBytes);
         TYK_LOG(kTrace, "cur xml: %s", name);
@@ -105,8 +105,9 @@ void PipelineSimulation::dumpMFNRXml(void* nameTable) {
         matchXML(table, version.key, sourcePath);
         TYK_LOG_AS(kDetail, function, "mfnr xml: %s", sourcePath);
         InputFile source(sourcePath);
-        // Made even when there is nothing to copy: an empty copy tells the reader of the tree that
-        // the frame's tuning is not known, where an older copy would claim to be it.
+        // The copy is made even when there is nothing to copy: an empty copy tells the reader of
+        // the tree that the frame's tuning is unknown. An older copy would pass for the frame's
+        // tuning.
         const std::string copyPath = copyFolder() + "/" + version.copyName;
         OutputFile copy(copyPath.c_str());
         if (!source.isOpen()) {
@@ -129,7 +130,7 @@ void PipelineSimulation::loadMFNRXml(int sofId) {
             chosen = name;
             break;
         }
-        // The longest file name there is fits many times over.
+        // Even the longest possible file name fits.
         std::array<char, kMfnrTableBytes> table{};
         const std::string entry = std::string(kMfnrReplayPrefix).append(chosen);
         entry.copy(table.data(), table.size() - 1);

@@ -35,7 +35,7 @@ void writeXml(const std::string& path, const unsigned char* record) {
     saveSceneDocument(document, writer);
 }
 
-/// Reads a raw file into its place; one that is missing or of another size is as good as none.
+/// Reads a raw file into its place in the record; ignores a missing file and one of another size.
 void readBlock(const std::string& folder, const SceneBlock& block, unsigned char* record) {
     InputFile file((folder + "/" + block.fileName).c_str());
     if (file.isOpen() && file.size() == block.bytes) {
@@ -71,7 +71,7 @@ void PipelineSimulation::dumpIsceneInfo(void* record) {
 
 void PipelineSimulation::loadISceneInfo(std::string folder, int sofId) {
     guardFrame(__func__, [this, &folder, sofId](const char* function) {
-        // As the service's own structure is aligned.
+        // Aligned like the service's own structure.
         alignas(8) std::array<unsigned char, kSceneRecordBytes> record{};
         for (const SceneBlock& block : kSceneBlocks) readBlock(folder, block, record.data());
         const std::string xmlPath = folder + "/" + kSceneXmlName;

@@ -1,6 +1,6 @@
 // The scene-detection record, the value of tag 2118: 8512 bytes, little-endian, shared with the
-// pipeline. The library knows the fields and blocks below; every other byte is opaque to it, is not
-// dumped, and is zero in a replay.
+// pipeline. The library knows the fields and blocks below. It does not dump the other bytes, and a
+// replay sets them to zero.
 #pragma once
 
 #include "core/FieldType.h"
@@ -15,11 +15,11 @@ constexpr int kSceneRecordBytes = 8512;
 /// Pipe type on which a dump entry of kSceneTag writes the record's files.
 constexpr int kScenePipe = 1;
 
-/// What replay does with a field whose parent element is missing: the record gets zero, or keeps
-/// what the raw block brought.
+/// What replay does with a field whose parent element is missing: it stores zero, or keeps the
+/// value from the raw block.
 enum class SceneDefault { kZero, kKeep };
 
-/// One field that the XML file names: a single number.
+/// One field of the XML file: a single number.
 struct SceneField {
     int offset;  ///< in the record, bytes
     FieldType type;
@@ -43,7 +43,7 @@ struct SceneField {
 ///
 /// Detection has total before normal (520, 524) and the capture has normal before total (404, 408);
 /// the three exposure values lie in the detection block, not in the HDR block whose element names
-/// them; and the AF region's name is misspelled in every file there is. All of it is the format.
+/// them; and the AF region's name is misspelled in every file. All of this is part of the format.
 inline constexpr SceneField kSceneFields[] = {
     // clang-format off
     {528, FieldType::f32, SceneDefault::kKeep, "cap_info/detect_out/hdr_detect_out/ev0"},
@@ -65,7 +65,7 @@ inline constexpr SceneField kSceneFields[] = {
     // clang-format on
 };
 
-/// One part of the record that is stored raw in a file of its own.
+/// One part of the record that has a raw file of its own.
 struct SceneBlock {
     int offset;  ///< in the record, bytes
     int bytes;
@@ -81,7 +81,7 @@ inline constexpr SceneBlock kSceneBlocks[] = {
 constexpr const char* kSceneXmlName = "iSceneInfo.xml";
 constexpr const char* kSceneRootName = "iSceneInfo";  ///< the XML's document element
 
-/// How many fields keep what the raw block brought: the exposure values.
+/// How many fields keep the value from the raw block: the exposure values.
 constexpr int kSceneExposures = 3;
 
 constexpr bool isSceneType(FieldType type) {

@@ -11,11 +11,11 @@
 
 namespace {
 
-/// Lets the thread convert numbers the same way whatever the process's locale is: a decimal comma
-/// would be written, and would end a number when it is read.
+/// Makes the thread convert numbers independently of the process's locale, which could otherwise
+/// write a decimal comma, or end a number at a decimal point when it reads.
 class ClassicLocale {
 public:
-    /// Without memory for it the thread keeps its own.
+    /// When memory runs out, the thread keeps its locale.
     ClassicLocale()
         : classic_(newlocale(LC_ALL_MASK, "C", nullptr)), before_(uselocale(classic_)) {}
     ~ClassicLocale() {
@@ -67,7 +67,7 @@ bool setText(pugi::xml_text text, const SceneField& field, const unsigned char* 
     }
 }
 
-/// Unsigned fields are read as signed numbers too and so saturate at the signed maximum.
+/// Unsigned fields are read as signed numbers too, so they saturate at the signed maximum.
 void storeText(pugi::xml_text text, const SceneField& field, unsigned char* record) {
     unsigned char* const to = record + field.offset;
     switch (field.type) {
@@ -96,7 +96,7 @@ bool buildSceneDocument(pugi::xml_document& document, const unsigned char* recor
         const pugi::xml_node parent = descend(root, field.parentPath(), findOrAppend);
         const std::string_view name = field.leafName();
         const pugi::xml_node leaf = appendChild(parent, name);
-        // A leaf without its name was made by a library that could not store the name.
+        // The XML library leaves the name out when memory runs out.
         if (!leaf || name != leaf.name()) return false;
         if (!setText(leaf.text(), field, record)) return false;
     }

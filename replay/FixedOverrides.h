@@ -1,10 +1,10 @@
-// The two values that a folder replay lays over what the folder brought.
+// The two values that a folder replay publishes in addition to those of the folder.
 #pragma once
 
 #include <array>
 #include <cstdint>
 
-/// Pipe type and sof id stand for the whole replay, whichever files it reads; the camera is the
+/// Pipe type and sof id of the overrides, whichever files the replay reads; the camera is the
 /// replay's.
 constexpr int kOverridePipe = 1;
 constexpr uint32_t kOverrideSofId = 0;

@@ -1,5 +1,5 @@
 // Replays frame folders: parameter files into the parameter-set service, images into the pool's
-// buffers. Three loaders share the replay of one file; Loader shows all that sets them apart.
+// buffers. Three loaders share the replay of one file; Loader lists their differences.
 #include "core/BinFile.h"
 #include "core/File.h"
 #include "core/FrameGuard.h"
@@ -16,21 +16,21 @@
 
 namespace {
 
-/// What the three loaders do differently.
+/// The differences between the three loaders.
 struct Loader {
     const char* function;    ///< its name in log lines
-    bool skipsSceneInfo;     ///< passes over a parameter file of the scene-info tag: the record is
+    bool skipsSceneInfo;     ///< skips a parameter file of the scene-info tag: the record is
                              ///< rebuilt from its own files, which may have been edited
-    bool skipsBadFiles;      ///< passes over a file of impossible size; else it ends the frame
-    bool refusesNullBlocks;  ///< reports and passes over a block that there is no memory for
-    bool loadsImages;        ///< takes what is not a parameter file for an image
+    bool skipsBadFiles;      ///< skips a file of impossible size; else the file ends the frame
+    bool refusesNullBlocks;  ///< logs and skips a block when memory runs out
+    bool loadsImages;        ///< takes every other file for an image
 };
 
 constexpr Loader kFolderLoader{"loadParam2", true, true, true, false};
 constexpr Loader kParamLoader{"loadParam", false, false, false, false};
 constexpr Loader kImageLoader{"loadParamAndImage", false, false, false, true};
 
-/// Frees a block parameter and says so.
+/// Frees a block parameter and logs it.
 struct BlockDeleter {
     bool ofImageLoader;
 
@@ -63,10 +63,10 @@ public:
 
     int fileCount() const { return static_cast<int>(names_.size()); }
 
-    /// The sof id of the last parameter file that was not passed over as scene info; 0 without one.
+    /// The sof id of the last parameter file, not counting skipped scene info; 0 if there is none.
     int lastSofId() const { return lastSofId_; }
 
-    /// Makes the scratch buffer; false (logged) when there is no memory for it.
+    /// Allocates the scratch buffer; logs and returns false when memory runs out.
     bool prepare() {
         scratch_ = std::make_unique<ScratchBuffer>();
         if (scratch_->exists()) return true;
@@ -74,7 +74,7 @@ public:
         return false;
     }
 
-    /// Replays every file; false when one of them ended the frame.
+    /// Replays every file; returns false when a file ends the frame.
     bool replay(tyk::Buffer** image) {
         for (std::string& name : names_) {
             path_.replace(prefix_, std::string::npos, name);
@@ -93,7 +93,7 @@ public:
         return true;
     }
 
-    /// Hands the frame over to the queue.
+    /// Moves the frame to the queue.
     void queue() {
         simulation_.frameQueue.push(std::move(frame_));
         ++simulation_.frameIndex;
@@ -107,10 +107,10 @@ private:
         return names;
     }
 
-    /// Replays the parameter file at path_; false when its size makes that impossible.
+    /// Replays the parameter file at path_; returns false when its size makes that impossible.
     bool replayParam(const PipelineSimulation::tagInfo& info) {
         InputFile file(path_.c_str(), &folder_);
-        // The size is the end position as a 32-bit number, so 2 GiB is negative.
+        // The size is a signed 32-bit number, so 2 GiB becomes negative.
         const auto size = static_cast<int32_t>(file.size());
         if (size <= 0) {
             TYK_LOG_AS(kFailure, loader_.function, "getBinSize return negative, size: %d", size);
@@ -138,7 +138,7 @@ private:
         }
         TYK_LOG_AS(kDetail, loader_.function, "malloc block param buffer %p", block.get());
         if (block) {
-            // A file that shrank since it was measured must not bring old heap memory along.
+            // If the file shrank after it was opened, zeros replace the missing bytes.
             auto* const bytes = static_cast<unsigned char*>(block.get());
             const size_t count = file.read(bytes, size);
             std::memset(bytes + count, 0, size - count);
@@ -149,9 +149,9 @@ private:
                                    [&info](BlockParamDesc* lent) { publish(info, lent); });
     }
 
-    /// Reads the file at path_ into a buffer of the pool; false when there is no buffer. A name
-    /// that is not an image's asks for a buffer of 0 x 0 like any other: the pipeline expects
-    /// `image` to be the buffer of the folder's last file.
+    /// Reads the file at path_ into a buffer of the pool; returns false when it gets no buffer. A
+    /// file whose name is not an image's takes a buffer of 0 x 0: the pipeline expects `image` to
+    /// be the buffer of the folder's last file.
     bool replayImage(tyk::Buffer*& image) {
         PipelineSimulation::imageInfo info{};
         simulation_.parseImageName(path_.substr(prefix_), &info);
@@ -177,7 +177,7 @@ private:
     const Loader& loader_;
     std::vector<std::string> names_;
     const Folder folder_;
-    std::string path_;  ///< the folder and, behind prefix_, the file at hand
+    std::string path_;  ///< the folder and, from prefix_ on, the current file
     size_t prefix_;
     std::unique_ptr<ScratchBuffer> scratch_;
     PipelineSimulation::FrameData frame_;
@@ -213,7 +213,8 @@ bool PipelineSimulation::loadParam2(std::string folder) {
         prepareParams();
         loadISceneInfo(folder, replay.lastSofId());
         loadMFNRXml(replay.lastSofId());
-        // Advances frameIndex too: a pipeline that mixes the loaders counts frames, not folders.
+        // This advances frameIndex too: a pipeline that mixes the loaders counts frames, not
+        // folders.
         replay.queue();
         loaded = true;
     });
