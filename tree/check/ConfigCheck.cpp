@@ -1,4 +1,5 @@
-// A dump configuration: in a tree, and before it is pushed to a device, where mistakes are silent.
+// Checks a dump configuration: in a tree, and before it is pushed to a device, which reports no
+// mistakes in it.
 #include "core/DumpConfigXml.h"
 #include "core/Limits.h"
 #include "core/PipeTypes.h"
@@ -66,14 +67,14 @@ private:
 
     const DumpConfigFile& file_;
     const std::string& path_;
-    const std::optional<int> pipe_;  ///< whose configuration lies in a tree, beside its folder
+    const std::optional<int> pipe_;  ///< the pipe of a configuration in a tree; else none
     const TagCatalog& catalog_;
     FindingSink& sink_;
     ConfigCost cost_;
     std::map<std::tuple<std::string, int, int, int, int>, size_t> lines_;  ///< of files, by name
 };
 
-/// `offset` -1, as of no node: of the whole file.
+/// An `offset` of -1, which an empty node has, stands for the whole file.
 void ConfigChecker::add(RuleId rule, std::ptrdiff_t offset, std::string expected, std::string found,
                         std::string hint) {
     if (offset >= 0) found = "line " + std::to_string(file_.lineAt(offset)) + ": " + found;
@@ -97,8 +98,8 @@ bool ConfigChecker::checkRoot() {
     return false;
 }
 
-/// Elements that the library passes over because they stand before the first of the right name, or
-/// in the wrong place.
+/// Reports elements that the library skips because they precede the first element of the right name
+/// or are in the wrong place.
 void ConfigChecker::checkSkipped(pugi::xml_node parent, const char* first) {
     for (const pugi::xml_node node : parent.children()) {
         if (node.type() != pugi::node_element) continue;
@@ -118,7 +119,7 @@ void ConfigChecker::checkSections() {
         add(RuleId::kConfigElement, node, "common and pipeline, each once", quoted(name),
             "It is not read.");
     }
-    // A tree's frames may well be images alone.
+    // The frames of a tree may have images alone.
     if (seen.empty() && !pipe_) {
         add(RuleId::kConfigRoot, file_.root, "the sections common or pipeline", "neither");
     }
@@ -170,7 +171,7 @@ void ConfigChecker::checkPipe(const ConfigEntry& entry) {
         "It is taken for PREVIEW_TYPE. The pipe types are " + names + ".");
 }
 
-/// Elements in an entry that the library does not read.
+/// Reports elements in an entry that the library does not read.
 void ConfigChecker::checkChildren(const ConfigEntry& entry) {
     constexpr const char* kRead[] = {kConfigPipe, kConfigCamera, kConfigSof, kConfigDumpType};
     std::map<std::string, int> seen;
@@ -191,7 +192,7 @@ void ConfigChecker::checkChildren(const ConfigEntry& entry) {
     checkNumber(entry, kConfigSof);
 }
 
-/// A filter that is no number means 0, or nothing where it is empty.
+/// Reports a filter that is not a number: the library takes it for 0, or ignores it if it is empty.
 void ConfigChecker::checkNumber(const ConfigEntry& entry, const char* child) {
     const pugi::xml_node node = entry.element.child(child);
     if (!node) return;
@@ -227,7 +228,7 @@ void ConfigChecker::checkDumpType(const ConfigEntry& entry, const TagEntry* tag)
     }
 }
 
-/// Whether the entry's file is one that no entry before it writes.
+/// Reports an entry whose file an earlier entry writes; returns false then.
 bool ConfigChecker::checkRepeated(const ConfigEntry& entry) {
     const size_t line = file_.lineAt(entry.element.offset_debug());
     const auto [first, isNew] = lines_.emplace(

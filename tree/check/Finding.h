@@ -1,5 +1,5 @@
-// What a check brings to light, as values: which rule, where, what was expected, what was found.
-// Findings stream to a sink as they are made; nobody holds them all.
+// The findings of a check, as values: rule, place, what was expected and what was found. A check
+// passes each finding to a sink at once, so it needs no memory for all of them.
 #pragma once
 
 #include "tree/check/Rules.h"
@@ -10,17 +10,17 @@
 
 namespace tyktree {
 
-/// One thing that is not as it should be.
+/// One deviation from a rule. A value: one thread at a time uses it.
 struct Finding : Problem {
     RuleId rule;
-    FramePlace place;  ///< the frame it belongs to, as far as it belongs to one
-    std::string hint;  ///< what to do about this one; "": the rule's own hint
+    FramePlace place;  ///< the pipe, task and frame that it concerns
+    std::string hint;  ///< what to do; "": the rule's own hint
 };
 
-/// The one way to make a finding.
+/// Makes a finding. Threads: any.
 Finding makeFinding(RuleId rule, const FramePlace& place, Problem problem, std::string hint = "");
 
-/// The finding that a problem of reading a tree is.
+/// Converts a problem of reading a tree to a finding. Threads: any.
 Finding findingOf(const TreeProblem& problem);
 
 /// Severity of a finding's rule.
@@ -28,14 +28,15 @@ inline Severity severityOf(const Finding& finding) {
     return ruleOf(finding.rule).severity;
 }
 
-/// Takes findings. Called from one thread at a time.
+/// Takes findings. One thread at a time calls add(); the finding is the caller's and may be gone
+/// afterwards.
 class FindingSink {
 public:
     virtual ~FindingSink() = default;
     virtual void add(const Finding& finding) = 0;
 };
 
-/// Findings by severity.
+/// Numbers of findings by severity. One thread at a time uses an object.
 struct FindingCounts {
     uint64_t errors = 0;
     uint64_t warnings = 0;
@@ -43,11 +44,11 @@ struct FindingCounts {
 
     void count(Severity severity);
     uint64_t total() const { return errors + warnings + notes; }
-    /// Whether there is one of `least` or worse.
+    /// Whether a finding of severity `least` or worse was counted.
     bool any(Severity least) const;
 };
 
-/// The problem in one line, in which control characters are escaped (see Escape.h).
+/// The problem in one line, with control characters escaped (see Escape.h).
 std::string toLine(const Finding& finding);
 
 }  // namespace tyktree

@@ -61,7 +61,8 @@ private:
     FramePlace place_;
 };
 
-/// A frame that is gone since the tree was listed is no frame that cannot be read.
+/// Lists the frame. A frame removed after the tree was listed is a changed tree, not an unreadable
+/// folder.
 bool FrameChecker::list() {
     const std::string path = framePath(context_.task, frame_);
     if (job_.listing.read(path)) return true;
@@ -113,11 +114,11 @@ void FrameChecker::checkFile(const FileEntry& file) {
     if (file.kind == Kind::kImage) checkImage(file);
 }
 
-/// Whether the file is one that a replay can open.
+/// Whether a replay can open the file.
 bool FrameChecker::checkType(const FileEntry& file) {
     if (!file.regular()) {
         const bool gone = file.type == EntryType::kUnknown;
-        if (gone && job_.listing.error() != 0) return false;  // said of the folder
+        if (gone && job_.listing.error() != 0) return false;  // reported for the folder
         add(gone ? RuleId::kTreeChanged : RuleId::kFileKind, pathOf(file), "a file",
             nameOf(file.type));
         return false;
@@ -131,7 +132,7 @@ bool FrameChecker::checkType(const FileEntry& file) {
 }
 
 void FrameChecker::checkParameter(const FileEntry& file) {
-    // What a recording would have called it; the reader takes more than that.
+    // Compares with the name that a recording makes; the reader accepts other names too.
     const ParamFileName& name = file.parameter;
     ParamFilePath made;
     makeParamFilePath(made, "", name.sofId, name.camId, name.pipe, name.dumpType, name.tagName);
@@ -176,7 +177,7 @@ void FrameChecker::checkImage(const FileEntry& file) {
         bytesText(expected) + " for " + pixels, std::to_string(file.bytes));
 }
 
-/// The same value twice: what a replay publishes it under is the same.
+/// Reports files of the same parameter, which a replay publishes under the same key.
 void FrameChecker::checkRepeated() {
     std::vector<const FileEntry*> parameters;
     parameters.reserve(job_.listing.files().size());
@@ -242,7 +243,7 @@ bool uniform(const uint8_t* bytes, size_t size, uint8_t value) {
     return size == 0 || (bytes[0] == value && std::memcmp(bytes, bytes + 1, size - 1) == 0);
 }
 
-/// Follows an image piece by piece: whether its planes have one value each.
+/// Examines an image piece by piece: whether each plane has a single value.
 class UniformImage {
 public:
     explicit UniformImage(const ImageFileName& image)
@@ -298,7 +299,7 @@ uint64_t imageBytes(const ImageFileName& image) {
     if (image.width <= 0 || image.height <= 0) return 0;
     const uint64_t samples =
         static_cast<uint64_t>(image.width) * static_cast<uint64_t>(image.height) * 3;
-    // What the library's 32-bit arithmetic does not hold is no image to it.
+    // A size that overflows the library's 32-bit arithmetic is not an image.
     const int bytes = nv21Bytes(image.width, image.height);
     return bytes > 0 && samples / 2 == static_cast<uint64_t>(bytes) ? samples / 2 : 0;
 }

@@ -1,4 +1,4 @@
-// What one frame's folder tells by itself.
+// Checks one frame's folder by itself.
 #pragma once
 
 #include "tree/check/Finding.h"
@@ -14,37 +14,38 @@
 
 namespace tyktree {
 
-/// What the checks of one task share. Read by all threads, written by none.
+/// What the checks of one task share. All threads read it; no thread changes it while checks run.
 struct TaskContext {
     const PipeEntry& pipe;
     const TaskEntry& task;
     const CheckOptions& options;
-    bool images = true;        ///< whether frames are to have images
-    std::set<int> sofFilters;  ///< sof ids that the configuration gives to files of every frame
+    bool images = true;        ///< whether frames should have images
+    std::set<int> sofFilters;  ///< fixed sof ids in the configuration, which occur in every frame
 
     FramePlace placeOf(const FrameEntry& frame) const {
         return {pipe.id, task.position, frame.position};
     }
 };
 
-/// Gathers the findings of a frame until their turn comes.
+/// Collects the findings of a frame until they can be reported in order.
 class FrameFindings : public FindingSink {
 public:
     void add(const Finding& finding) override { list.push_back(finding); }
     std::vector<Finding> list;
 };
 
-/// One frame being checked; used again for the next.
+/// The state of checking one frame; the next frame reuses it. One thread at a time uses an object.
 struct FrameJob {
     FrameListing listing;
     FrameFindings findings;
-    std::vector<uint8_t> buffer;  ///< for contents
+    std::vector<uint8_t> buffer;  ///< for the contents of files
 };
 
-/// Lists the frame's folder and gathers its findings.
+/// Lists the frame's folder and collects its findings in `job`. Threads: any, with a job of its own
+/// each. Errors: std::bad_alloc.
 void checkFrame(const TaskContext& context, const FrameEntry& frame, FrameJob& job);
 
-/// Bytes that an image of that name has; 0 where its numbers make no image.
+/// Size in bytes of an image with that name; 0 when the name's width and height are not valid.
 uint64_t imageBytes(const ImageFileName& image);
 
 }  // namespace tyktree

@@ -43,7 +43,7 @@ private:
     const TaskSummary& summary_;
     const Positions& positions_;
     TaskFindings& findings_;
-    std::vector<const Column*> telling_;  ///< whose camera is the frame's
+    std::vector<const Column*> telling_;  ///< whose camera is that of the frame
 };
 
 bool IdentityChecker::hasCameraOfItsOwn(const Column& column) const {
@@ -79,7 +79,7 @@ void IdentityChecker::checkImages() {
         ++judged;
         if (disjoint(image, parameters)) odd.push_back(position);
     }
-    // Without the configuration, it may be the one that gives every parameter's camera.
+    // Without the configuration, every parameter's camera may be a fixed one.
     if (odd.empty() || (summary_.config.empty() && odd.size() == judged)) return;
     findings_.spread(RuleId::kImageCamera, odd,
                      {"", "an image of a camera of the parameters", "one of another"},
@@ -93,7 +93,7 @@ void IdentityChecker::checkImages() {
 
 void IdentityChecker::checkSofs() {
     std::map<std::pair<int, int>, uint32_t> first;  // by camera and sof id
-    std::map<uint32_t, uint32_t> repeated;          // to the frame that has it before
+    std::map<uint32_t, uint32_t> repeated;          // to the earlier frame with the same ids
     Positions odd;
     for (const uint32_t position : positions_) {
         const FrameEntry& frame = findings_.frameAt(position);

@@ -1,13 +1,13 @@
-// Which camera and which exposure a task's frames are of: an exposure belongs to one request, and a
-// frame's files to one camera.
+// Checks the camera and the exposure of a task's frames: an exposure belongs to one request, and
+// the files of a frame to one camera.
 #pragma once
 
 #include "tree/check/TaskFindings.h"
 
 namespace tyktree {
 
-/// Looks at the frames at `positions`. Parameters that the configuration dumps of a camera of its
-/// own do not tell which camera a frame is of.
+/// Checks the frames at `positions`. Ignores parameters for which the configuration sets a fixed
+/// camera, because they do not tell the frame's camera. Threads: the one that uses `findings`.
 void checkIdentities(const TaskSummary& summary, const Positions& positions,
                      TaskFindings& findings);
 

@@ -1,5 +1,5 @@
-// The rules that trees and dump configurations are held against. Help, documentation and output
-// are made from this one table.
+// The rules for trees and dump configurations. Help, documentation and output all come from this
+// table.
 #pragma once
 
 #include <cstdint>
@@ -7,9 +7,9 @@
 
 namespace tyktree {
 
-/// How much a finding matters.
+/// How serious a finding is.
 enum class Severity : uint8_t {
-    kNote,     ///< worth knowing; nothing is lost
+    kNote,     ///< no data is lost
     kWarning,  ///< data is likely missing
     kError,    ///< a replay loses or changes data
 };
@@ -97,7 +97,7 @@ struct Rule {
     RuleId id;
     Severity severity;
     std::string_view name;     ///< stable identifier for scripts, e.g. "image-short"
-    std::string_view summary;  ///< one sentence: what the rule says
+    std::string_view summary;  ///< one sentence: what is wrong
     std::string_view hint;     ///< one sentence: what to do about it; may be ""
 };
 

@@ -15,7 +15,7 @@ namespace {
 
 using Field = ::SceneField;
 
-/// `text` without the white space around it, which the XML library's conversions pass over.
+/// `text` without the white space around it, which the XML library's conversions ignore.
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view kSpace = " \t\r\n";
     const size_t first = text.find_first_not_of(kSpace);
@@ -23,7 +23,7 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
 }
 
-/// The block that a field lies in, by index, or none.
+/// The index of the block that contains a field, or none.
 std::optional<size_t> blockOf(const Field& field) {
     for (size_t i = 0; i < std::size(kSceneBlocks); ++i) {
         const SceneBlock& block = kSceneBlocks[i];
@@ -86,7 +86,7 @@ private:
             part.status.problem().reason);
     }
 
-    /// An XML file that cannot be opened is a finding of the file.
+    /// Checks the XML file. One that cannot be opened is reported by the check of files.
     void checkXml() {
         if (!reading_.xml->regular() || !reading_.xml->readable) return;
         if (!reading_.sources.fromFiles) {
@@ -101,7 +101,7 @@ private:
         if (reading_.sources.fromParameter) compareBlocks(*reading_.sources.fromParameter);
     }
 
-    /// Looks for what stands outside the root, which the reading of the fields passes over.
+    /// Looks for content outside the root, which the reading of the fields ignores.
     void checkOutside() {
         std::vector<uint8_t> bytes;
         if (!readFileBytes(pathOf(kSceneXmlName), kMaxXmlBytes, bytes).ok()) return;
@@ -111,7 +111,7 @@ private:
             extra->found);
     }
 
-    /// Looks for elements that come again: only the first counts.
+    /// Looks for repeated elements, of which only the first counts.
     void checkRepeated() {
         std::set<pugi::xml_node> repeated;
         for (const Field& field : kSceneFields) {
@@ -141,8 +141,8 @@ private:
             "a replay brings " + sceneText(field, *reading_.sources.fromFiles));
     }
 
-    /// Compares the text file with what was dumped: the parameter file, or where there is none the
-    /// blocks. A value that the text does not carry is a finding already.
+    /// Compares the XML file with the dumped data: the parameter file, else the blocks. A value
+    /// that the XML file cannot store is reported already.
     void compareFields(const SceneRecord& replayed) {
         for (const Field& field : kSceneFields) {
             const std::optional<size_t> block = blockOf(field);
@@ -190,8 +190,8 @@ private:
     const FramePlace place_;
     FindingSink& findings_;
     const SceneReading reading_;
-    SceneRecord scratch_;   ///< takes texts whose value nobody needs
-    bool hasPart_ = false;  ///< the frame has some binary file of the record
+    SceneRecord scratch_;   ///< for texts whose value is not used
+    bool hasPart_ = false;  ///< the frame has a binary file of the record
 };
 
 }  // namespace

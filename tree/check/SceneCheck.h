@@ -6,10 +6,10 @@
 
 namespace tyktree {
 
-/// Reads the record's files of a frame folder and tells `findings`, with `place`: XML that cannot
-/// be read, fields that are missing or beyond their type, blocks missing or of the wrong size, and
-/// XML, blocks and parameter file that disagree. Threads: any, a sink of its own for each. Lets
-/// std::bad_alloc through.
+/// Reads the record's files of a frame folder and adds to `findings`, with `place`: unreadable XML,
+/// missing fields, fields out of their type's range, missing blocks or blocks of the wrong size,
+/// and differences between XML, blocks and parameter file. Threads: any, with a sink of its own
+/// each. Errors: std::bad_alloc.
 void checkScene(const FrameListing& listing, const FramePlace& place, FindingSink& findings);
 
 }  // namespace tyktree

@@ -25,13 +25,13 @@ bool sameParameter(const Column& a, const Column& b) {
     return a.tagName == b.tagName && a.pipe == b.pipe && a.dumpType == b.dumpType;
 }
 
-/// Whether the catalog knows more than the tree says.
+/// Whether the catalog comes from a tag table.
 bool isTable(const TagCatalog& catalog) {
     return catalog.source() == TagCatalog::Source::kGiven ||
            catalog.source() == TagCatalog::Source::kBeside;
 }
 
-/// The size that a fixed-size tag has by the table, or by the library where there is no table.
+/// A fixed-size tag's size in the table, or in the library if there is no table.
 std::optional<uint64_t> sizeOf(const std::string& tagName, const TagCatalog& catalog) {
     if (isTable(catalog)) {
         const TagEntry* const tag = catalog.byName(tagName);
@@ -62,7 +62,7 @@ private:
                 const std::string& expected, const std::string& found,
                 const std::string& hint = "");
 
-    // Which frames lack what.
+    // Missing files.
     Positions seenFrames() const;
     bool isExpected(const Column& column, uint32_t position) const;
     bool isConfigured(const Column& column) const;
@@ -91,15 +91,15 @@ private:
     const TaskSummary& summary_;
     FindingSink& sink_;
     const TaskStatistics& statistics_;
-    Positions frames_;  ///< that could be looked at
+    Positions frames_;  ///< of the frames that could be listed
     TaskFindings findings_;
     uint32_t lastPosition_ = 0;
     bool torn_ = false;
-    std::set<const Column*> flagged_;  ///< their tag or dump type is a finding
-    size_t lastWritten_ = 0;  ///< place in the configuration of the last file of the last frame
+    std::set<const Column*> flagged_;  ///< columns whose tag or dump type is reported
+    size_t lastWritten_ = 0;  ///< the configuration's entry for the last file of the last frame
 };
 
-/// Where a parameter's file lies, or should, in a frame.
+/// The path of a parameter's file in a frame, whether it exists or not.
 std::string TaskChecker::fileOf(const Column& column, uint32_t position) const {
     int sof = findings_.frameAt(position).parsed.sofId;
     for (const ConfigEntry& entry : summary_.config) {
@@ -131,8 +131,9 @@ Positions TaskChecker::seenFrames() const {
     return positions;
 }
 
-/// Cameras may take turns, and a configuration may dump a tag of one camera with every frame. What
-/// is missing is missed once: of the frame's own camera where that has the parameter elsewhere.
+/// Whether a frame should have a parameter. Cameras may take turns, and a configuration may dump a
+/// tag of one camera with every frame. A missing parameter is reported once: for the frame's own
+/// camera if other frames have the parameter of that camera.
 bool TaskChecker::isExpected(const Column& column, uint32_t position) const {
     const auto hasCamera = [&](const Column& one) {
         const auto camera = statistics_.cameras().find(one.camId);
@@ -166,13 +167,13 @@ Positions TaskChecker::framesWithout(const std::vector<bool>& bits) const {
     return positions;
 }
 
-/// Entries that should have made a file in every frame and made none.
+/// Entries that should have written a file in every frame and wrote none.
 std::vector<const ConfigEntry*> TaskChecker::neverWritten() const {
     std::vector<const ConfigEntry*> entries;
     for (const ConfigEntry& entry : summary_.config) {
         if (!entry.writesFile() || entry.tagName.empty()) continue;
         const TagEntry* const tag = summary_.catalog.byName(entry.tagName);
-        // Neither of these is ever dumped; the check of the configuration says so.
+        // The library dumps neither; the check of the configuration reports them.
         if (!tag && isTable(summary_.catalog)) continue;
         if (tag && entry.dumpType == kFixedSizeDump && tag->size > kMaxFixedBytes) continue;
         const auto& columns = statistics_.columns();
@@ -184,8 +185,8 @@ std::vector<const ConfigEntry*> TaskChecker::neverWritten() const {
     return entries;
 }
 
-/// The place of a parameter in the order in which a frame's files are written; without a
-/// configuration that is not known, and all are taken for the last.
+/// A parameter's position in the order in which a frame's files are written. Without a
+/// configuration the order is unknown, and every file counts as the last.
 size_t TaskChecker::orderOf(const Column& column) const {
     const auto found =
         std::find_if(summary_.config.begin(), summary_.config.end(),
@@ -193,13 +194,13 @@ size_t TaskChecker::orderOf(const Column& column) const {
     return static_cast<size_t>(found - summary_.config.begin());
 }
 
-/// Whether the last frame should have a parameter and has not.
+/// Whether the last frame should have a parameter but does not.
 bool TaskChecker::lastLacks(const Column& column) const {
     if (column.in(lastPosition_) || !isExpected(column, lastPosition_)) return false;
     return isConfigured(column) || column.frameCount() * 2 >= frames_.size() - 1;
 }
 
-/// Whether a file of the last frame has no bytes or fewer than in the other frames.
+/// Whether a file of the last frame is empty or shorter than in the other frames.
 bool TaskChecker::lastIsCut() const {
     for (const FileEntry& file : summary_.last->listing.files()) {
         if (file.kind != FileEntry::Kind::kParameter || !file.regular()) continue;
@@ -218,7 +219,8 @@ bool TaskChecker::lastIsCut() const {
     return false;
 }
 
-/// A frame is written file by file, the image last: one that breaks off has no whole image.
+/// Whether the last frame is incomplete. A frame is written file by file, the image last, so an
+/// incomplete frame has no complete image.
 bool TaskChecker::lastIsTorn() const {
     const FrameListing& listing = summary_.last->listing;
     if (listing.error() != 0) return false;
@@ -246,7 +248,7 @@ std::string TaskChecker::lastContents() const {
            bytesText(imageBytes(image->image));
 }
 
-/// Whether a finding of the last frame says no more than that it breaks off.
+/// Whether a finding of the last frame only shows that the frame is incomplete.
 bool TaskChecker::belongsToTear(const Finding& finding) const {
     static const std::set<RuleId> kOfTear{RuleId::kFrameEmpty,        RuleId::kImageShort,
                                           RuleId::kSceneXml,          RuleId::kSceneXmlExtra,
@@ -313,7 +315,7 @@ void TaskChecker::checkSizes(const Column& column) {
     checkOddSizes(column, size.value_or(usual), size.has_value());
 }
 
-/// The sizes that are not the expected one, each with the frames that have it.
+/// Reports unexpected sizes, each with the frames that have it.
 void TaskChecker::checkOddSizes(const Column& column, uint64_t expected, bool byTable) {
     std::map<uint64_t, Positions> bySize;
     std::set<uint32_t> odd;
@@ -329,7 +331,7 @@ void TaskChecker::checkOddSizes(const Column& column, uint64_t expected, bool by
         }
     }
     for (auto& [bytes, positions] : bySize) {
-        // Empty and impossible sizes are findings of the frame already.
+        // The frame's own check reports empty files and impossible sizes.
         if (bytes == 0 || bytes > static_cast<uint64_t>(kMaxFixedBytes)) continue;
         if (torn_) {
             positions.erase(std::remove(positions.begin(), positions.end(), lastPosition_),
@@ -340,8 +342,8 @@ void TaskChecker::checkOddSizes(const Column& column, uint64_t expected, bool by
     }
 }
 
-/// Whether the parameter is in few frames and no configuration names it: then it is these that are
-/// odd. Where its tag or dump type is a finding already, nothing is left to say.
+/// Whether few frames have the parameter and no configuration names it; these few frames are then
+/// reported. If the parameter's tag or dump type is reported already, nothing is added.
 bool TaskChecker::isStray(const Column& column) {
     const uint64_t count = column.frameCount();
     if (isConfigured(column) || frames_.size() < 2 || count * 2 >= frames_.size()) return false;
@@ -358,7 +360,7 @@ void TaskChecker::checkMissing() {
     for (const Column& column : statistics_.columns()) {
         Positions without = framesWithout(column);
         if (!without.empty() && isStray(column)) continue;
-        // Of a torn frame only what should have been written before its last file.
+        // In an incomplete frame, only files that should precede its last file are missing.
         if (torn_ && orderOf(column) >= lastWritten_) {
             without.erase(std::remove(without.begin(), without.end(), lastPosition_),
                           without.end());
@@ -397,8 +399,8 @@ void TaskChecker::checkImages() {
                      });
 }
 
-/// Frames without any file of the scene record where most have it; what is there in part, each
-/// frame says by itself.
+/// Reports frames without any file of the scene record if most frames have it. A frame's own check
+/// reports an incomplete record.
 void TaskChecker::checkScenes() {
     const Positions without = framesWithout(statistics_.sceneParts());
     if (without.size() * 2 > frames_.size()) return;

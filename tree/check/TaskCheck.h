@@ -1,5 +1,5 @@
-// What a task's frames tell together: what is missing, what is unlike the others, where it breaks
-// off.
+// Compares the frames of a task: missing files, files unlike those of the other frames, a torn last
+// frame.
 #pragma once
 
 #include "tree/check/FrameCheck.h"
@@ -14,18 +14,20 @@
 
 namespace tyktree {
 
-/// The frames of one task that were looked at, and what they are judged by.
+/// The checked frames of one task and the data to judge them by. One thread at a time uses an
+/// object; what it refers to must outlive it.
 struct TaskSummary {
     const TaskContext& context;
     const TagCatalog& catalog;
-    const std::vector<ConfigEntry>& config;  ///< empty where there is none
+    const std::vector<ConfigEntry>& config;  ///< empty if there is no configuration
     const std::vector<const FrameEntry*>& frames;
     TaskStatistics& statistics;
     std::vector<bool> unseen;  ///< by position - 1: not listed, or empty
-    FrameJob* last = nullptr;  ///< of the task's last frame, where that was looked at
+    FrameJob* last = nullptr;  ///< of the task's last frame; null if that was not checked
 };
 
-/// Gives the last frame's findings, which wait for this, and those of the whole task.
+/// Passes the findings of the last frame, which depend on the whole task, and those of the task to
+/// `sink`, on the calling thread.
 void checkTask(const TaskSummary& summary, FindingSink& sink);
 
 }  // namespace tyktree

@@ -13,7 +13,7 @@ namespace {
 
 using Kind = FileEntry::Kind;
 
-/// Ids of derived tags begin here, beyond those that are taken.
+/// The first id for derived tags, above the known ids.
 constexpr uint32_t kFirstFreeId = 1048576;
 
 bool matches(const Column& column, const ParamFileName& name) {
@@ -85,7 +85,8 @@ void TaskStatistics::add(uint32_t position, const FrameListing& listing) {
     }
 }
 
-/// Frames have the same files as a rule: `expected` is where the column stood in others.
+/// Finds or adds the column of a file. Frames usually have the same files: `expected` is the
+/// column's index in earlier frames.
 Column& TaskStatistics::columnOf(const ParamFileName& name, size_t expected) {
     if (expected < columns_.size() && matches(columns_[expected], name)) return columns_[expected];
     auto known = byName_.find(name.tagName);
@@ -119,7 +120,7 @@ void TaskStatistics::setCamera(int camId, size_t index) {
 }
 
 TagCatalog deriveCatalog(const std::vector<const TaskStatistics*>& tasks) {
-    std::map<std::string, Column> seen;  // fixed-size where a tag is dumped both ways
+    std::map<std::string, Column> seen;  // fixed-size if a tag is dumped both ways
     for (const TaskStatistics* task : tasks) {
         for (const Column& column : task->columns()) {
             Column& merged = seen[column.tagName];

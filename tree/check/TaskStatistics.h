@@ -1,5 +1,5 @@
-// What a task's frames have in common: per tag, camera, pipe type and dump type the count, the
-// sizes, and in which frames. Compact: a bit a frame and column.
+// Statistics of a task's files: for each tag, camera, pipe type and dump type the number of files,
+// their sizes, and the frames that have one. They take one bit per frame and column.
 #pragma once
 
 #include "tree/read/FrameListing.h"
@@ -11,12 +11,12 @@
 
 namespace tyktree {
 
-/// Whether the frame at a position has what `bits` tells of, by position - 1.
+/// The bit of the frame at `position`; `bits` is indexed by position - 1.
 inline bool bitAt(const std::vector<bool>& bits, uint32_t position) {
     return position <= bits.size() && bits[position - 1];
 }
 
-/// The size that a parameter has in one frame.
+/// A parameter's size in one frame.
 struct SizeAt {
     uint32_t position;
     uint64_t bytes;
@@ -29,19 +29,19 @@ struct Column {
     int pipe = 0;  ///< pipe type
     int dumpType = 0;
     uint64_t count = 0;                  ///< files
-    uint64_t bytes = 0;                  ///< of all files
+    uint64_t bytes = 0;                  ///< sum over all files
     std::map<uint64_t, uint32_t> sizes;  ///< size to number of files; at most kMaxSizes
     std::vector<bool> frames;            ///< by position - 1
-    /// Of fixed-size values: the size that was seen first and where it is another; at most
-    /// kMaxOddSizes, beyond which only `sizes` counts them.
+    /// For fixed-size values: the first size added, and the frames with another size. Beyond
+    /// kMaxOddSizes of these, only `sizes` counts them.
     uint64_t firstSize = 0;
     std::vector<SizeAt> oddSizes;
 
     static constexpr size_t kMaxSizes = 64;
     static constexpr size_t kMaxOddSizes = 65536;
-    /// The size that most files have; of several the largest.
+    /// The size that most files have; the largest such size if there are several.
     uint64_t usualSize() const;
-    /// Number of frames that have it.
+    /// Number of frames that have a file of this kind.
     uint64_t frameCount() const;
     bool in(uint32_t position) const { return bitAt(frames, position); }
 };
@@ -54,8 +54,10 @@ struct Geometry {
     bool operator==(const Geometry& other) const;
 };
 
-/// Fed with a task's listings in any order. Several threads may read one object; add() is one
-/// thread's alone.
+/// Collects the statistics from a task's listings, in any order. Threads: the object has no lock.
+/// Several threads may read it at once; while one calls add(), no other thread may use it, so a
+/// caller that adds from several threads must lock. Ownership: listings are not kept. Errors:
+/// std::bad_alloc.
 class TaskStatistics {
 public:
     explicit TaskStatistics(size_t frames);
@@ -66,13 +68,13 @@ public:
     const std::map<Geometry, uint64_t>& geometries() const { return geometries_; }
     uint64_t files() const { return files_; }
     uint64_t bytes() const { return bytes_; }
-    /// Frames that have an image, an XML file of the scene record, any file of the record at all.
+    /// The frames that have an image, the scene record's XML file, or any file of the scene record.
     const std::vector<bool>& images() const { return images_; }
     const std::vector<bool>& scenes() const { return scenes_; }
     const std::vector<bool>& sceneParts() const { return sceneParts_; }
-    /// The frames that have files of a camera, by its id.
+    /// The frames that have files of a camera, by camera id.
     const std::map<int, std::vector<bool>>& cameras() const { return cameras_; }
-    /// The frames that have an image of a camera, by its id.
+    /// The frames that have an image of a camera, by camera id.
     const std::map<int, std::vector<bool>>& imageCameras() const { return imageCameras_; }
 
 private:
@@ -89,10 +91,12 @@ private:
     uint64_t bytes_ = 0;
 };
 
-/// A tag for every name among the columns, for a tree that came without a table: fixed-size with
-/// the size that most files have where one is of dump type 0, else a block. The tags that the
-/// library itself treats by id keep their ids and names; other ids are made up.
 class TagCatalog;
+
+/// Derives a tag for every name among the columns, for a tree without a tag table: a fixed-size tag
+/// with the size that most files have if a file has dump type 0, else a block. The tags that the
+/// library itself knows by id keep their ids; other ids are made up. Threads: any that may read
+/// `tasks`. Errors: std::bad_alloc.
 TagCatalog deriveCatalog(const std::vector<const TaskStatistics*>& tasks);
 
 }  // namespace tyktree

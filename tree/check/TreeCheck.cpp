@@ -51,8 +51,8 @@ private:
     FindingSink& sink_;
     CheckTotals totals_;
     uint64_t frameCount_ = 0;
-    bool tuningDumped_ = false;   ///< a frame carries the table of tuning files
-    bool tuningChecked_ = false;  ///< the copies for it were looked at
+    bool tuningDumped_ = false;   ///< a frame has the table of tuning files
+    bool tuningChecked_ = false;  ///< the copies were checked
     bool stopped_ = false;
 };
 
@@ -122,7 +122,7 @@ void TreeChecker::checkFrames(const PipeEntry& pipe, const TaskEntry& task,
     TaskStatistics statistics(task.frames.back().position);
     TaskSummary summary{context, catalog_, config.entries, frames, statistics, {}, nullptr};
     summary.unseen.resize(task.frames.back().position);
-    std::map<int, Geometry> geometries;  // the last of each camera
+    std::map<int, Geometry> geometries;  // the latest of each camera
     FrameJob last;
     stopped_ = !forEachInOrder<FrameJob>(
         frames.size(), options_.execution,
@@ -143,7 +143,7 @@ void TreeChecker::checkFrames(const PipeEntry& pipe, const TaskEntry& task,
     checkTask(summary, sink_);
 }
 
-/// What the frames before this one have to be known for.
+/// Takes a frame's results in order, for the checks that need the earlier frames.
 void TreeChecker::takeFrame(TaskSummary& summary, const FrameEntry& frame, const FrameJob& job,
                             std::map<int, Geometry>& geometries) {
     const FrameListing& listing = job.listing;
@@ -165,7 +165,7 @@ void TreeChecker::takeFrame(TaskSummary& summary, const FrameEntry& frame, const
     last->second = size;
 }
 
-/// Whether the task's frames carry the table that a tuning file is copied by.
+/// Notes whether the task's frames have the table of tuning files.
 void TreeChecker::noteTuning(const TaskStatistics& statistics) {
     const tyktags::TagEntry* const tag = catalog_.byId(kMfnrTag);
     const auto* const known =
@@ -177,7 +177,7 @@ void TreeChecker::noteTuning(const TaskStatistics& statistics) {
     }
 }
 
-/// There is one copy for all pipes, in the folder of one of them, which need not have frames.
+/// Checks the tuning copy. All pipes share one, in the folder of a pipe that need not have frames.
 void TreeChecker::checkTuningCopies() {
     const TreePath& path = index_.path();
     if (!tuningDumped_ || path.dumpRoot.empty()) return;

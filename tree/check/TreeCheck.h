@@ -1,4 +1,4 @@
-// Is a tree whole and replayable? The rules of Rules.h held against frames, tasks and trees.
+// Checks whether a tree is complete and can be replayed, by the rules of Rules.h.
 #pragma once
 
 #include "tree/check/Finding.h"
@@ -16,8 +16,8 @@ namespace tyktree {
 struct DumpConfigFile;
 
 struct CheckOptions {
-    bool deep = false;    ///< read contents: unreadable sectors, images of one single value
-    Execution execution;  ///< over the frames of a task
+    bool deep = false;    ///< also read contents: unreadable sectors, images of a single value
+    Execution execution;  ///< for the frames of a task
     std::function<void(uint64_t done, uint64_t of)> progress;  ///< frames; may be empty
 };
 
@@ -30,27 +30,29 @@ struct CheckTotals {
     uint64_t bytes = 0;
 };
 
-/// Checks the selected part of a tree: the index's own findings first, then task by task in order,
-/// each task's frames in order, then what only the whole task tells (a tag that some frames lack,
-/// sizes unlike the others', the torn last frame). What concerns most frames of a task is one
-/// finding of the task. Memory does not grow with the number of findings. The calling thread gives
-/// the sink its findings and calls `progress`. `catalog` may be empty: then unknown tags are no
-/// finding, and sizes are held against the other frames' only.
+/// Checks the selected part of a tree. Reports the index's own findings first, then task by task
+/// those of each frame in order, then those that need the whole task (a tag that some frames do not
+/// have, sizes unlike those of the other frames, the torn last frame). A finding of most frames of
+/// a task is reported once for the task. Memory does not grow with the number of findings. If
+/// `catalog` is empty, unknown tags are not reported, and sizes are compared with those of the
+/// other frames only. Threads: the calling thread alone calls `sink` and `progress`. Errors:
+/// std::bad_alloc, and exceptions of the sink.
 CheckTotals checkTree(const TreeIndex& index, const FrameSelection& selection,
                       const TagCatalog& catalog, const CheckOptions& options, FindingSink& sink);
 
-/// Checks a dump configuration before it is pushed to a device, and says what a frame will cost.
-/// `catalog` may be empty: then names, kinds and sizes are no finding.
+/// Checks a dump configuration before it is pushed to a device, and returns the cost of a frame. If
+/// `catalog` is empty, names, kinds and sizes are not checked. Threads: the calling thread alone
+/// calls `findings`.
 struct ConfigCost {
     uint64_t files = 0;
-    uint64_t bytes = 0;   ///< of fixed-size values and the usual blocks; images come on top
-    bool scene = false;   ///< the scene record's three files come on top (counted in `files`)
+    uint64_t bytes = 0;   ///< of fixed-size values and the usual blocks, without images
+    bool scene = false;   ///< the scene record's three files are written too (counted in `files`)
     bool tuning = false;  ///< the tuning copy is rewritten with every frame
-    uint64_t blocks = 0;  ///< files whose size is only the usual one, of tags of kind block
+    uint64_t blocks = 0;  ///< files of block tags, whose usual size is an estimate
 };
 ConfigCost checkConfig(const std::string& path, const TagCatalog& catalog, FindingSink& sink);
 
-/// Checks the configuration of `pipe` that was read of a tree; it may have no entries there.
+/// Checks a configuration that was read from a tree, of pipe `pipe`; there it may have no entries.
 void checkConfig(const DumpConfigFile& file, const std::string& path, int pipe,
                  const TagCatalog& catalog, FindingSink& sink);
 

@@ -1,4 +1,4 @@
-// CRC-32 of values, as zlib has it.
+// The CRC-32 of values, as zlib computes it.
 #pragma once
 
 #include <cstddef>
@@ -6,8 +6,8 @@
 
 namespace tyktree {
 
-/// CRC-32 of a value, for tags without fields; of its next piece where `before` is that of the
-/// pieces before. Threads: any.
+/// The CRC-32 of `size` bytes. To compute it piece by piece, pass the result of the pieces before
+/// as `before`. Threads: any.
 uint32_t checksum(const uint8_t* bytes, size_t size, uint32_t before = 0);
 
 }  // namespace tyktree

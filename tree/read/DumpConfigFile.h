@@ -1,4 +1,4 @@
-// A dump configuration as the library reads it: what each frame is to hold.
+// Reads a dump configuration as the library does. Threads: any, with an object of its own each.
 #pragma once
 
 #include "tags/Problem.h"
@@ -11,43 +11,44 @@
 
 namespace tyktree {
 
-/// Stands for "the frame's own" in an entry's camera and sof id.
+/// An entry's camera or sof id: that of the frame.
 constexpr int kFramesOwn = -1;
 
-/// An attribute of the root element, of which the library knows nothing: "no" says of a tree that
-/// its images were left out on purpose.
+/// An attribute of the root element that the library ignores: "no" means that the tree has no
+/// images on purpose.
 constexpr const char* kImagesAttribute = "images";
 
-/// One entry. What the file leaves out is as the library takes it.
+/// One entry. An omitted element has the library's default.
 struct ConfigEntry {
-    std::string tagName;  ///< "" where the attribute is missing
+    std::string tagName;  ///< "" if the attribute is missing
     int pipe = 0;         ///< pipe type
     int camId = kFramesOwn;
     int sofId = kFramesOwn;
     int dumpType = 0;
     pugi::xml_node element;  ///< in the file's document
-    const char* attribute;   ///< the one that the name stands in
+    const char* attribute;   ///< the name of the attribute that holds the tag's name
 
-    /// Whether the entry's dump type makes a file.
+    /// Whether a file is written for the entry's dump type.
     bool writesFile() const;
 };
 
-/// A configuration that was read.
+/// A configuration after reading. It owns the document of its entries.
 struct DumpConfigFile {
     std::string text;
     pugi::xml_document document;
-    pugi::xml_node root;  ///< dumpconfig; none where that is missing
+    pugi::xml_node root;  ///< dumpconfig; empty if that is missing
     std::vector<ConfigEntry> entries;
-    tyktags::Status status;  ///< of reading and parsing it; the reason names the line
+    tyktags::Status status;  ///< of reading and parsing; the reason names the line
 
-    /// Whether the frames are to have images.
+    /// Whether the frames should have images.
     bool expectsImages() const;
 
-    /// The line that stands at an offset of the document, from 1.
+    /// The line, from 1, of an offset in bytes of the document.
     size_t lineAt(std::ptrdiff_t offset) const;
 };
 
-/// Reads the configuration at `path`; what is wrong with it is in `status` and `root`.
+/// Reads the configuration at `path`. `out.status` and `out.root` tell a failure. Errors:
+/// std::bad_alloc.
 void readDumpConfig(const std::string& path, DumpConfigFile& out);
 
 }  // namespace tyktree

@@ -8,7 +8,7 @@ namespace tyktree {
 
 namespace {
 
-/// One step through a text: a character, or a byte that belongs to none.
+/// One step through a text: a character, or a byte that is not part of one.
 struct Step {
     size_t bytes = 1;
     uint32_t character = 0;
@@ -38,7 +38,7 @@ Step stepAt(std::string_view text, size_t at) {
     return {length, character, true};
 }
 
-/// Characters that are not shown as they are: controls, and those that turn or break a line.
+/// Characters that must be escaped: controls, and those that change a line's direction or break it.
 bool isHarmful(uint32_t character) {
     return character < 0x20 || (character >= 0x7F && character < 0xA0) ||
            (character >= 0x200E && character <= 0x200F) ||

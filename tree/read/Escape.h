@@ -1,4 +1,4 @@
-// How names and contents that come from outside are shown to a person.
+// Makes names and contents from outside safe to show. Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include <string>
@@ -6,15 +6,15 @@
 
 namespace tyktree {
 
-/// `text` for a terminal or a line of text: control characters, DEL, C1 controls, bytes that are no
-/// UTF-8 and the Unicode characters that change the direction or the line of a text become \n, \t,
-/// \xHH or \u{HHHH}; a backslash stays. Everything else is left alone.
+/// `text` for a terminal or a line of text: control characters, DEL, C1 controls, bytes that are
+/// not UTF-8, and Unicode characters that change a text's direction or break its line become \n,
+/// \t, \xHH or \u{HHHH}. Everything else stays, a backslash too.
 std::string escaped(std::string_view text);
 
 /// Whether `text` is well-formed UTF-8.
 bool isUtf8(std::string_view text);
 
-/// `text` with every byte that is no part of well-formed UTF-8 replaced by U+FFFD.
+/// `text` with U+FFFD in place of every byte that is not part of well-formed UTF-8.
 std::string toUtf8(std::string_view text);
 
 }  // namespace tyktree

@@ -1,4 +1,4 @@
-// Takes a name's numbers as a replay takes them, makes the name of these numbers, and compares.
+// Reads a name's numbers as a replay does, makes the name of these numbers, and compares.
 #include "tree/read/ExactNames.h"
 
 #include "core/TreeNames.h"
@@ -9,12 +9,12 @@ namespace tyktree {
 
 namespace {
 
-/// Whether `path`, made in a folder without a name, is that of `name`.
+/// Whether `path`, made with an empty folder name, has the name `name`.
 bool isPathOf(std::string_view name, std::string_view path) {
     return path.substr(1) == name;
 }
 
-/// The number that follows the `count`-th underscore of a name.
+/// The number after the `count`-th underscore of a name.
 int numberBehind(int count, std::string_view name) {
     for (; count > 0; --count) {
         const size_t at = name.find('_');
@@ -23,8 +23,8 @@ int numberBehind(int count, std::string_view name) {
     return readNumber(name);
 }
 
-/// Whether `name` is that of `path`, made in a folder without a name, but for the time in its
-/// stamp, which goes to `out`.
+/// Whether `path`, made with an empty folder name, has the name `name` apart from the time in its
+/// stamp. Stores that time in `out`.
 bool readStamp(std::string_view name, std::string_view path, Stamp& out) {
     path.remove_prefix(1);
     const size_t length = path.find('_');

@@ -1,6 +1,6 @@
-// Readers of names that accept exactly what core/TreeNames.h makes, where a replay takes more:
-// "pipe_01" is not the folder of pipe 1. They take the bare name and return false, `out` unchanged,
-// for any other.
+// Readers of names that accept exactly the names that core/TreeNames.h makes. A replay accepts
+// more: here "pipe_01" is not the folder of pipe 1. They take the name without its folder; for any
+// other name they return false and leave `out` unchanged.
 //
 // Threads: any. Errors: std::bad_alloc.
 #pragma once
@@ -12,10 +12,9 @@ namespace tyktree {
 bool readPipeFolderName(std::string_view name, int& pipeId);
 bool readConfigFileName(std::string_view name, int& pipeId);
 
-/// The local time in a folder's name, digit by digit. Whether there is such a time is not looked
-/// at.
+/// The local time in a folder's name, as its digits say; it need not be a possible time.
 struct Stamp {
-    int year;   ///< the real one, without the names' 90 years; 0 where the name has none
+    int year;   ///< without the 90 years that names add; 0 if the name has no year
     int month;  ///< from 1
     int day;
     int hour;
@@ -40,8 +39,8 @@ struct FrameFolderName {
 
 bool readFrameFolderName(std::string_view name, FrameFolderName& out);
 
-/// Whether an image file's name is one that imageFilePath() makes. readImageFileName() also takes
-/// names of another pixel format, which a replay then reads as NV21 all the same.
+/// Whether imageFilePath() makes an image file's name. readImageFileName() also accepts names of
+/// another pixel format; a replay reads these files as NV21 too.
 bool namesNv21(std::string_view name);
 
 }  // namespace tyktree

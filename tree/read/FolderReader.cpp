@@ -19,7 +19,7 @@ EntryType typeOf(mode_t mode) {
     return EntryType::kDevice;
 }
 
-/// Whether the process may read the file. The mode answers it for most without a system call.
+/// Whether the process may read the file. For most files the mode tells, without a system call.
 bool mayRead(int folder, const char* name, const struct stat& status) {
     static const uid_t user = geteuid();
     constexpr mode_t kAll = S_IRUSR | S_IRGRP | S_IROTH;

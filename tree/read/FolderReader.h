@@ -1,4 +1,4 @@
-// A folder's entries, one after the other, and what the system says of each.
+// Reads a folder's entries one after the other, and their types.
 #pragma once
 
 #include "tree/read/FrameListing.h"
@@ -10,7 +10,8 @@
 
 namespace tyktree {
 
-/// Lists one folder through one descriptor. Opens nothing that is in it.
+/// Lists one folder through one descriptor, without opening its entries. One thread at a time uses
+/// an object.
 class FolderReader {
 public:
     explicit FolderReader(const char* path);
@@ -18,16 +19,16 @@ public:
     FolderReader(const FolderReader&) = delete;
     FolderReader& operator=(const FolderReader&) = delete;
 
-    /// The next entry but "." and "..", terminated by NUL and valid until the next call; false at
-    /// the end and after an error. `type` is a DT_ value.
+    /// Gets the next entry except "." and "..". `name` is terminated by NUL and valid until the
+    /// next call; `type` is a DT_ value. Returns false at the end and after an error.
     bool next(std::string_view& name, unsigned char& type);
 
-    /// errno of what went wrong, else 0.
+    /// errno of the failure, or 0.
     int error() const { return error_; }
 
-    /// What the entry `name` is: type, link, size, and whether it may be read. `type` is what
-    /// next() gave. Returns 0, or the errno for which the type stays unknown: ENOENT of an entry
-    /// that is gone by now.
+    /// Stores type, link, size and readability of the entry `name` in `out`. `type` comes from
+    /// next(). Returns 0, or the errno of a failure, which leaves the type unknown: ENOENT if the
+    /// entry is gone.
     int examine(const char* name, unsigned char type, FileEntry& out) const;
 
 private:
@@ -39,19 +40,19 @@ private:
     int error_ = 0;
 };
 
-/// Whether the folder at `path` holds a folder, or a link to one, whose name `wanted` takes; false
-/// where it cannot be listed.
+/// Whether the folder at `path` contains a folder, or a link to one, whose name `wanted` accepts;
+/// false if it cannot be listed.
 bool holdsFolder(const std::string& path, bool (*wanted)(std::string_view name));
 
-// Whether a name is one that a recording gives.
+// Whether a recording makes folders of this name.
 bool isPipeName(std::string_view name);
 bool isTaskName(std::string_view name);
 bool isFrameName(std::string_view name);
 
-/// The name that a path ends in.
+/// The last component of a path.
 std::string_view lastName(std::string_view path);
 
-/// The words for a type: "a FIFO".
+/// The description of a type, such as "a FIFO".
 const char* nameOf(EntryType type);
 
 }  // namespace tyktree

@@ -13,7 +13,7 @@ namespace {
 
 using Kind = FileEntry::Kind;
 
-/// How the names of images begin that a recording makes.
+/// Begins the names of images that a recording makes.
 constexpr std::string_view kImageFileStart = "FCWH";
 
 bool beginsWith(std::string_view text, std::string_view start) {
@@ -29,7 +29,7 @@ bool isSceneBlock(std::string_view name) {
                        [name](const SceneBlock& block) { return name == block.fileName; });
 }
 
-/// Takes the name apart, in the order in which a replay tries.
+/// Sets the file's kind from its name, with the tests in the order of a replay.
 void classify(FileEntry& file) {
     if (readParamFileName(file.name, file.parameter)) {
         file.kind = Kind::kParameter;
@@ -46,7 +46,7 @@ void classify(FileEntry& file) {
     }
 }
 
-/// Where in the listing a kind of file stands.
+/// The position of a kind of file in the listing.
 int rank(Kind kind) {
     switch (kind) {
         case Kind::kParameter:

@@ -1,4 +1,4 @@
-// The files of one frame folder, read through one descriptor; buffers are used again.
+// Lists the files of frame folders, each through one descriptor, and reuses its buffers.
 #pragma once
 
 #include "core/TreeNames.h"
@@ -10,7 +10,7 @@
 
 namespace tyktree {
 
-/// What the system says an entry is; a link is followed once, as opening it would.
+/// An entry's type; that of its target for a link.
 enum class EntryType : uint8_t {
     kRegular,
     kFolder,
@@ -25,9 +25,9 @@ enum class EntryType : uint8_t {
 struct FileEntry {
     enum class Kind : uint8_t {
         kParameter,     ///< the name is a parameter file's; `parameter` is set
-        kBadParameter,  ///< begins like one and lacks a piece
+        kBadParameter,  ///< begins like one but has too few pieces
         kImage,         ///< the name is an image's for the library; `image` is set
-        kBadImage,      ///< begins or ends like one and lacks a piece
+        kBadImage,      ///< begins or ends like one but has too few pieces
         kSceneXml,
         kSceneBlock,
         kForeign,
@@ -36,10 +36,10 @@ struct FileEntry {
     std::string_view name;  ///< raw bytes; valid until the listing is read again
     Kind kind = Kind::kForeign;
     EntryType type = EntryType::kUnknown;
-    bool link = false;      ///< reached through a link
+    bool link = false;      ///< the entry is a symbolic link
     bool typeKnown = true;  ///< false: the file system gave no entry type
-    uint32_t order = 0;     ///< place in the system's order, in which the library takes them
-    uint64_t bytes = 0;     ///< length, of a regular file
+    uint32_t order = 0;     ///< position in the system's order, which is the library's
+    uint64_t bytes = 0;     ///< length of a regular file
     bool readable = true;   ///< false: a regular file that the process may not read
     ParamFileName parameter{};
     ImageFileName image{};
@@ -49,7 +49,8 @@ struct FileEntry {
     bool regular() const { return type == EntryType::kRegular; }
 };
 
-/// Lists frame folders one after the other.
+/// Lists frame folders one after the other. Threads: one thread at a time calls read(); several may
+/// read the result.
 class FrameListing {
 public:
     FrameListing() = default;
@@ -59,9 +60,9 @@ public:
     FrameListing& operator=(const FrameListing&) = delete;
     ~FrameListing() = default;
 
-    /// Lists the folder at `path`; false when it cannot be listed to its end or may not be looked
-    /// into (error() says why, and files() has what was listed). Opens no file. Throws
-    /// std::bad_alloc.
+    /// Lists the folder at `path` without opening its files. Returns false when it cannot be listed
+    /// to its end or the process may not search it; error() then has the reason, and files() has
+    /// the entries found so far. Errors: std::bad_alloc.
     bool read(const std::string& path);
 
     /// The entries: parameter files first, by sof id, camera, pipe, dump type and tag name as
@@ -70,14 +71,14 @@ public:
 
     const std::string& path() const { return path_; }
     int error() const { return error_; }  ///< errno of a failed read(), else 0
-    uint64_t bytes() const;               ///< of all regular files
+    uint64_t bytes() const;               ///< sum over all regular files
 
-    /// The first image by the library's order, or null.
+    /// The first image in the library's order, or null.
     const FileEntry* image() const;
 
 private:
     std::string path_;
-    std::vector<char> names_;  ///< each ended by a NUL; moving it leaves them where they are
+    std::vector<char> names_;  ///< each ended by a NUL; a move keeps their addresses
     std::vector<unsigned char> types_;
     std::vector<FileEntry> files_;
     int error_ = 0;

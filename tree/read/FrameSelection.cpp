@@ -12,7 +12,7 @@ namespace {
 constexpr int64_t kLeast = std::numeric_limits<int64_t>::min();
 constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
 
-/// The number that `text` is.
+/// Parses a number.
 std::optional<int64_t> numberIn(std::string_view text) {
     int64_t number = 0;
     const char* const end = text.data() + text.size();
@@ -21,7 +21,7 @@ std::optional<int64_t> numberIn(std::string_view text) {
     return number;
 }
 
-/// The ends of the range that `piece` is.
+/// Parses a range and returns its ends.
 std::optional<std::pair<int64_t, int64_t>> endsOf(std::string_view piece, int64_t least) {
     const size_t dots = piece.find("..");
     const bool isRange = dots != std::string_view::npos;
@@ -67,7 +67,7 @@ bool FrameSelection::picks(const PipeEntry& pipeEntry, const TaskEntry& taskEntr
 
 bool FrameSelection::picks(const FrameEntry& frame) const {
     if (!frames.empty() && !frames.contains(frame.position)) return false;
-    // A frame whose name has no ids is picked by position only.
+    // Only its position can pick a frame whose name has no ids.
     if (!requests.empty() && !(frame.wellNamed && requests.contains(frame.parsed.requestId))) {
         return false;
     }

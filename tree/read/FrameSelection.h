@@ -1,4 +1,5 @@
-// The one grammar by which every verb picks frames.
+// The selection of frames, with the same grammar for every verb. Threads: values; several threads
+// may read one at once.
 #pragma once
 
 #include "tree/read/TreeIndex.h"
@@ -14,7 +15,7 @@ namespace tyktree {
 /// A set of numbers: "3..9,12", "5..", "..7", "-3..-1". Ranges include both ends.
 class NumberRanges {
 public:
-    /// A number below `least` is an error. A problem has no path.
+    /// Parses `text`. A number below `least` is an error. The problem has no path.
     static Result<NumberRanges> parse(std::string_view text, int64_t least);
     bool contains(int64_t number) const;
     bool empty() const { return ranges_.empty(); }
@@ -27,7 +28,7 @@ private:
     std::vector<Range> ranges_;
 };
 
-/// Which frames of a tree. An empty set of ranges picks all.
+/// Which frames of a tree to use. An empty set of ranges picks all.
 struct FrameSelection {
     std::optional<int> pipe;       ///< --pipe: id
     std::optional<uint32_t> task;  ///< --task: position within the pipe, from 1
@@ -39,7 +40,7 @@ struct FrameSelection {
     bool picks(const FrameEntry& frame) const;
 };
 
-/// A frame of an index, with where it stands.
+/// A frame of an index with its task and pipe.
 struct FrameRef {
     const PipeEntry* pipe;
     const TaskEntry* task;
@@ -49,11 +50,11 @@ struct FrameRef {
     FramePlace place() const { return {pipe->id, task->position, frame->position}; }
 };
 
-/// The frames that are picked, in order. References into the index, which must outlive them.
+/// The selected frames, in order. They point into the index, which must outlive them.
 std::vector<FrameRef> select(const TreeIndex& index, const FrameSelection& selection);
 
-/// Whether a place of the index lies in what is picked. A folder above the frames, such as a task,
-/// does if the selection looks into it.
+/// Whether the selection includes a place of the index. It includes a folder above frames, such as
+/// a task, if it may pick frames in that folder.
 bool picks(const TreeIndex& index, const FrameSelection& selection, const FramePlace& place);
 
 }  // namespace tyktree

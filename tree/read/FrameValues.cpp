@@ -13,7 +13,8 @@ namespace tyktree {
 
 namespace {
 
-/// The first parameter file of a tag by the listing's order; whether there are more in `several`.
+/// The first parameter file of a tag in the listing's order. Sets `several` to whether there are
+/// more.
 const FileEntry* firstOf(const FrameListing& listing, std::string_view tagName, bool& several) {
     const FileEntry* first = nullptr;
     for (const FileEntry& file : listing.files()) {
@@ -73,7 +74,7 @@ void FrameValueReader::readScene(const std::string& path, const FrameListing* li
     std::string problem;
     std::optional<SceneRecord> record = readSceneXml(path + "/" + kSceneXmlName);
     if (!record) {
-        // Only now is it worth a look at what else the frame has.
+        // A listing is needed only here.
         if (!listing) {
             static_cast<void>(listing_.read(path));
             listing = &listing_;

@@ -10,8 +10,8 @@ namespace tyktree {
 
 namespace {
 
-/// The calling thread takes results as soon as their turn has come and works otherwise; the others
-/// work.
+/// The calling thread takes results when it is their turn and works otherwise; the other threads
+/// only work.
 class Runner {
 public:
     explicit Runner(const OrderedRun& run) : run_(run), done_(run.slots) {}
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    /// A slot's result: not there yet, or what came of it.
+    /// The state of a slot's result: pending, done, or failed with an exception.
     struct Done {
         bool there = false;
         std::exception_ptr error;
@@ -55,7 +55,7 @@ private:
                 others_.emplace_back([this, i] { workOn(i); });
             }
         } catch (const std::system_error&) {
-            return;  // the calling thread suffices
+            return;  // no more threads: the existing ones do the work
         }
     }
 
@@ -109,7 +109,7 @@ private:
     std::condition_variable nextDone_;  ///< the calling thread waits for a result
     std::condition_variable slotFree_;  ///< the others wait for a slot
     std::vector<Done> done_;            ///< by slot
-    size_t begun_ = 0;                  ///< items that some thread has
+    size_t begun_ = 0;                  ///< items that a thread has begun
     size_t taken_ = 0;                  ///< only the calling thread changes it
     bool stopped_ = false;
 };

@@ -1,4 +1,4 @@
-// Work on many items by several threads, with the results in order and bounded memory.
+// Work on many items by several threads, with results in order and bounded memory.
 #pragma once
 
 #include <algorithm>
@@ -9,35 +9,35 @@
 
 namespace tyktree {
 
-/// How work on many items runs. By itself: on the calling thread alone, to its end.
+/// How work on many items runs. By default it runs to its end on the calling thread alone.
 struct Execution {
-    int jobs = 1;  ///< threads, the calling one among them
-    /// Whether to stop. The calling thread asks after each item; may be empty.
+    int jobs = 1;  ///< threads, including the calling one
+    /// Returns whether to stop. The calling thread calls it after each item. May be empty.
     std::function<bool()> interrupted;
 };
 
 /// One run over `count` items; forEachInOrder() fills it in.
 struct OrderedRun {
     size_t count;
-    size_t threads;  ///< at least 1, the calling one among them
-    size_t slots;    ///< results that may be under way or wait at a time; at least 1
-    /// Works on an item. Runs on all threads at once, `thread` counts from 0; a slot is one
-    /// thread's until its result is taken.
+    size_t threads;  ///< at least 1, including the calling one
+    size_t slots;    ///< results that may be in progress or waiting at a time; at least 1
+    /// Works on an item. Runs on all threads at once; `thread` counts from 0. One thread alone uses
+    /// a slot until its result is taken.
     std::function<void(size_t thread, size_t slot, size_t index)> work;
-    /// Takes a result, on the calling thread and in order of `index`. False ends the run.
+    /// Takes a result, on the calling thread and in order of `index`. Returns false to end the run.
     std::function<bool(size_t slot, size_t index)> take;
 };
 
-/// Returns whether take() got all items. Fewer threads than asked for do as well. What work()
-/// throws for an item comes out when that item's turn to be taken has come; what take() throws
-/// comes out at once. No thread is left behind.
+/// Returns whether take() got all items. If the system refuses threads, the run uses fewer. An
+/// exception of work() is rethrown when it is the item's turn to be taken, an exception of take()
+/// at once. All threads have ended when this returns or throws.
 bool runInOrder(const OrderedRun& run);
 
 /// Calls `work(state, result, index)` for 0 to count - 1 on all threads of `execution` and
-/// `take(result, index)` on the calling thread, in order of index. Each thread that works has a
-/// state of its own from `makeState()`. A result is used again for a later item and then holds what
-/// take() left in it; there are a few per thread. Returns false where the execution was
-/// interrupted. Exceptions: see runInOrder().
+/// `take(result, index)` on the calling thread, in order of index. Each thread has its own state
+/// from `makeState()`. There are a few results per thread; a later item reuses a result with the
+/// content that take() left in it. Returns false if the execution was interrupted. Exceptions: see
+/// runInOrder().
 template <typename Result, typename MakeState, typename Work, typename Take>
 bool forEachInOrder(size_t count, const Execution& execution, MakeState makeState, Work work,
                     Take take) {

@@ -1,4 +1,5 @@
-// One parameter file of a frame with what is known about its tag.
+// One parameter file of a frame, with its tag's description. Threads: any, for values of their own.
+// Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/FieldCodec.h"
@@ -15,24 +16,24 @@ namespace tyktree {
 /// A field with its elements.
 struct DecodedField {
     const tyktags::TagField* field;
-    std::vector<tyktags::Value> values;  ///< as far as the bytes reach
-    std::string problem;  ///< what the file lacks of it, in words; "" where it is whole
+    std::vector<tyktags::Value> values;  ///< those that the bytes contain completely
+    std::string problem;  ///< what is missing in the file; "" if the field is complete
 };
 
-/// A parameter that was read.
+/// A parameter after reading. It points into the listing and the catalog, which must outlive it.
 struct Parameter {
     const FileEntry* file = nullptr;         ///< points into the listing
-    const tyktags::TagEntry* tag = nullptr;  ///< points into the catalog; null: not in it
+    const tyktags::TagEntry* tag = nullptr;  ///< points into the catalog; null: unknown tag
     tyktags::Status status;                  ///< of reading the file
     uint64_t size = 0;                       ///< of the file; 0 if it could not be read
-    std::vector<uint8_t> bytes;              ///< the file's, at most as many as were asked for
+    std::vector<uint8_t> bytes;              ///< the beginning of the file, at most `limit`
     uint32_t crc32 = 0;                      ///< of the whole file
 
-    /// Its fields, where the tag's are known.
+    /// Its fields; none if the tag's fields are unknown. They point into `tag`.
     std::vector<DecodedField> fields() const;
 };
 
-/// As many bytes of a file as fit in memory without a thought; fields lie in front of that.
+/// The default limit: small enough for memory, and no field lies beyond it.
 constexpr uint64_t kMaxDecodedBytes = uint64_t{16} << 20;
 
 /// Reads the parameter file `file` of a listing and keeps at most `limit` bytes of it.

@@ -7,7 +7,7 @@ namespace tyktree {
 
 namespace {
 
-/// Clears errno, which opening a file that is not regular leaves alone.
+/// Clears errno, because opening a file that is not regular does not set it.
 const char* prepared(const std::string& path) {
     errno = 0;
     return path.c_str();

@@ -1,4 +1,4 @@
-// A regular file open for reading, and what went wrong with it.
+// A regular file open for reading, with a status.
 #pragma once
 
 #include "core/File.h"
@@ -11,27 +11,27 @@
 
 namespace tyktree {
 
-/// The reason in the problem of a path that is no regular file.
+/// The reason in the problem of a path that is not a regular file.
 constexpr std::string_view kNotRegular = "not a regular file";
 
-/// The library's InputFile with a status. One object serves one thread.
+/// The library's InputFile with a status. One thread at a time uses an object.
 class RegularFile {
 public:
-    /// Opens without waiting. `folder`, where it is not null, is used to open the file, and not
-    /// kept.
+    /// Opens the file without waiting, through `folder` unless it is null; `folder` is not kept.
     explicit RegularFile(std::string path, const Folder* folder = nullptr);
 
-    /// Whether it was opened and all reads so far worked. A problem has the path and the reason.
+    /// Whether the file was opened and all reads so far succeeded. A problem has the path and the
+    /// reason.
     const tyktags::Status& status() const { return status_; }
 
-    /// Bytes when it was opened; 0 if it was not.
+    /// The file's length in bytes at the time of opening; 0 if it is not open.
     uint64_t size() const { return static_cast<uint64_t>(file_.size()); }
 
-    /// Reads up to `size` bytes from where the last read ended and returns how many came: fewer at
+    /// Reads up to `size` bytes from where the last read ended and returns their number: fewer at
     /// the end of the file and at an error.
     size_t read(void* data, size_t size);
 
-    /// For calls of the system; -1 if it is not open.
+    /// The open file's descriptor, or -1.
     int descriptor() const { return file_.descriptor(); }
 
 private:

@@ -19,7 +19,7 @@ const FileEntry* findFile(const FrameListing& listing, std::string_view name) {
     return nullptr;
 }
 
-/// The parameter file that the record's other files were made from.
+/// The parameter file from which the record's other files were made.
 const FileEntry* findParameter(const FrameListing& listing) {
     for (const FileEntry& file : listing.files()) {
         if (file.kind != FileEntry::Kind::kParameter) continue;
@@ -36,7 +36,7 @@ std::string pathOf(const FrameListing& listing, const FileEntry& file) {
     return listing.path() + "/" + std::string(file.name);
 }
 
-/// Reads the part's file to `to` where it has `size` bytes.
+/// Reads the part's file to `to` if it has `size` bytes.
 void readPart(const FrameListing& listing, int size, uint8_t* to, ScenePart& part) {
     const auto wanted = static_cast<uint64_t>(size);
     std::vector<uint8_t> bytes;

@@ -1,6 +1,6 @@
-// The reading of a frame's scene-detection record, file by file, for whoever judges the files.
+// Reads a frame's scene-detection record file by file, for checks of the files.
 //
-// Threads: any. Errors: the operations let std::bad_alloc through.
+// Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"
@@ -15,22 +15,23 @@ namespace tyktree {
 
 /// One of the record's binary files.
 struct ScenePart {
-    const FileEntry* file = nullptr;  ///< points into the listing; null: there is none
-    tyktags::Status status;           ///< of reading it, where its size made that worth while
-    bool isRead = false;              ///< all its bytes are in the record
+    const FileEntry* file = nullptr;  ///< points into the listing; null: no such file
+    tyktags::Status status;           ///< of reading it; a file of the wrong size is not read
+    bool isRead = false;              ///< the record holds all its bytes
 };
 
-/// What the files of one frame bring. It points into the listing that it was read from.
+/// The content of one frame's files. It points into the listing from which it was read, which must
+/// outlive it.
 struct SceneReading {
     SceneSources sources;
     ScenePart parameter;
     std::array<ScenePart, std::size(kSceneBlocks)> blocks;  ///< in the order of kSceneBlocks
-    SceneRecord fromBlocks;                                 ///< zero where no block was read
-    const FileEntry* xml = nullptr;                         ///< the XML file; null: there is none
-    pugi::xml_document document;  ///< of the XML file where sources.fromFiles is there
+    SceneRecord fromBlocks;                                 ///< zeros where no block was read
+    const FileEntry* xml = nullptr;                         ///< the XML file; null: no such file
+    pugi::xml_document document;  ///< of the XML file, if sources.fromFiles has a value
 };
 
-/// Reads the files of the record that a frame folder holds.
+/// Reads the record's files of a frame folder.
 SceneReading readSceneFiles(const FrameListing& listing);
 
 }  // namespace tyktree

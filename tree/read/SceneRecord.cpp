@@ -15,7 +15,7 @@ namespace {
 
 using Field = ::SceneField;
 
-/// The smallest integer that the XML file carries, and the largest.
+/// The smallest and the largest integer that survive the XML file.
 struct Range {
     int64_t least;
     int64_t most;
@@ -27,7 +27,7 @@ Range rangeOf(FieldType type) {
     return {0, INT64_MAX};
 }
 
-/// Stores what `text` says; false where it is no number that the XML file carries.
+/// Stores the number in `text`; returns false if it is not a number that survives the XML file.
 bool store(const Field& field, std::string_view text, SceneRecord& record) {
     uint8_t* const to = record.bytes.data() + field.offset;
     if (field.type == FieldType::f32) {
@@ -38,7 +38,8 @@ bool store(const Field& field, std::string_view text, SceneRecord& record) {
     const Range range = rangeOf(field.type);
     const std::optional<int64_t> number = tyktags::parseInteger(text);
     if (!number || *number < range.least || *number > range.most) return false;
-    // Little-endian: the low bytes of a number in range are the number in the field's width.
+    // On a little-endian machine, the low bytes of a number in range are its value in the field's
+    // width.
     std::memcpy(to, &*number, static_cast<size_t>(field.width()));
     return true;
 }
@@ -108,7 +109,7 @@ tyktags::Status setSceneField(const Field& field, std::string_view text, SceneRe
 
 bool isSameField(const Field& field, const SceneRecord& a, const SceneRecord& b) {
     const auto width = static_cast<size_t>(field.width());
-    // Two values that are not numbers may differ in bits that no text shows.
+    // Two NaN values may differ in bits that no text shows.
     return std::memcmp(a.bytes.data() + field.offset, b.bytes.data() + field.offset, width) == 0 ||
            sceneText(field, a) == sceneText(field, b);
 }

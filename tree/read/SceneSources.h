@@ -1,6 +1,6 @@
-// The scene-detection records that a frame folder holds.
+// The scene-detection records in a frame folder.
 //
-// Threads: any. Errors: the operations let std::bad_alloc through.
+// Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "tree/read/FrameListing.h"
@@ -11,24 +11,25 @@
 
 namespace tyktree {
 
-/// Where a frame's record comes from.
+/// The sources of a frame's record. A value.
 struct SceneSources {
-    std::optional<SceneRecord> fromFiles;      ///< XML over blocks, as a folder replay builds it
+    std::optional<SceneRecord>
+        fromFiles;  ///< blocks and then XML, as a folder replay combines them
     std::optional<SceneRecord> fromParameter;  ///< the parameter file of tag 2118 on pipe 1
     bool xmlThere = false;
-    std::string problem;  ///< why the XML file that is there cannot be read; "" where it can
+    std::string problem;  ///< why an existing XML file cannot be read; else ""
 
-    /// The record that stands for the frame: what a folder replay publishes, and in a frame without
-    /// an XML file, for which it publishes none, what the parameter file holds. Null where there is
+    /// The frame's record: the one that a folder replay publishes. For a frame without an XML file
+    /// a replay publishes none; this is then the record in the parameter file. Null if there is
     /// neither.
     const SceneRecord* record() const;
 };
 
-/// Reads what a frame folder holds of the record.
+/// Reads the record's sources in a frame folder.
 SceneSources readScene(const FrameListing& listing);
 
-/// Reads a frame's record from the XML file at `path` alone. None where the file cannot be read, or
-/// leaves fields to the raw blocks: readScene() tells then.
+/// Reads a frame's record from the XML file at `path` alone. Returns none if the file cannot be
+/// read or leaves fields to the raw blocks; use readScene() then.
 std::optional<SceneRecord> readSceneXml(const std::string& path);
 
 }  // namespace tyktree

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kSpace = " \t\r\n";
 
-/// A part of the document, in code units, and what is to stand in its place.
+/// A range of the document, in code units, and its replacement.
 struct Change {
     size_t begin;
     size_t end;
@@ -36,12 +36,12 @@ size_t offsetOf(pugi::xml_node node) {
     return static_cast<size_t>(node.offset_debug());
 }
 
-/// Behind the white space that begins at `at`.
+/// The position after the white space that begins at `at`.
 size_t afterSpace(std::string_view text, size_t at) {
     return std::min(text.find_first_not_of(kSpace, at), text.size());
 }
 
-/// Puts `content` in the place of a text but for the white space around it.
+/// Replaces a text by `content` and keeps the white space around it.
 Change replaced(std::string_view text, pugi::xml_node node, std::string content) {
     size_t begin = offsetOf(node);
     const char* const mark = node.type() == pugi::node_cdata ? "]]>" : "<";
@@ -51,7 +51,7 @@ Change replaced(std::string_view text, pugi::xml_node node, std::string content)
     return {begin, end, std::move(content)};
 }
 
-/// The ">" of an element's first tag.
+/// The position of the ">" of an element's start tag.
 size_t endOfTag(std::string_view text, pugi::xml_node node) {
     char quote = '\0';
     size_t at = offsetOf(node);
@@ -68,8 +68,8 @@ size_t endOfTag(std::string_view text, pugi::xml_node node) {
     return at;
 }
 
-/// Puts `content` in front of all that an element holds; an element in front of others gets a line
-/// of its own where they have one.
+/// Inserts `content` before the content of an element. It gets a line of its own if the elements
+/// after it have one.
 Change inserted(std::string_view text, pugi::xml_node node, const std::string& content,
                 bool isElement) {
     const size_t end = endOfTag(text, node);
@@ -80,7 +80,7 @@ Change inserted(std::string_view text, pugi::xml_node node, const std::string& c
     return {end + 1, end + 1, isElement ? std::string(space) + content : content};
 }
 
-/// The fields of the element at `path` that have to be made with it: `field`, and those that the
+/// The fields to add together with the missing element at `path`: `field`, and the fields that the
 /// library takes from the blocks only while the element is missing.
 std::string fieldsIn(std::string_view path, const ::SceneField& field, const SceneRecord& record) {
     std::string content;
@@ -93,7 +93,7 @@ std::string fieldsIn(std::string_view path, const ::SceneField& field, const Sce
     return content;
 }
 
-/// The elements of the field's path from the piece at `at` on, in each other.
+/// The nested elements of the field's path, from the piece at `at` on.
 std::string made(const ::SceneField& field, size_t at, const SceneRecord& record) {
     const std::string_view path = field.path;
     const size_t end = path.find('/', at);
@@ -104,7 +104,7 @@ std::string made(const ::SceneField& field, size_t at, const SceneRecord& record
                                                   : made(field, end + 1, record));
 }
 
-/// What has to change for `field` to be what it is in `record`; none where there is no root.
+/// The change that gives `field` its value in `record`; none if there is no root element.
 std::optional<Change> changeFor(std::string_view text, const pugi::xml_document& document,
                                 const ::SceneField& field, const SceneRecord& record) {
     pugi::xml_node node = document.child(kSceneRootName);
@@ -146,8 +146,8 @@ std::string SceneText::set(const ::SceneField& field, const SceneRecord& record)
     return "";
 }
 
-/// One byte for each code unit, so that places in it are places in the document: ASCII as it is, in
-/// which all that counts here is written, and anything else as some byte above it.
+/// The document with one byte per code unit, so that positions agree. ASCII characters, which all
+/// markup consists of, stay; any other unit becomes a byte above ASCII.
 std::string SceneText::ascii() const {
     if (unit_ == 1) return bytes_;
     std::string text;

@@ -1,4 +1,4 @@
-// The text file of the scene record, changed field by field.
+// Changes the XML file of the scene record field by field.
 #pragma once
 
 #include "tree/read/SceneRecord.h"
@@ -11,22 +11,22 @@
 
 namespace tyktree {
 
-/// The bytes of a text file in which fields are set. What is not the text of such a field stays as
-/// it is, byte by byte: the encoding, white space, comments, other elements, and other fields'
-/// texts whatever they say.
+/// The bytes of an XML file in which fields can be set. Everything else stays unchanged, byte for
+/// byte: the encoding, white space, comments, other elements, and the texts of other fields, even
+/// invalid ones. One thread at a time uses an object.
 class SceneText {
 public:
-    /// Takes the file's bytes.
+    /// Copies the file's bytes.
     explicit SceneText(const std::vector<uint8_t>& bytes) : bytes_(bytes.begin(), bytes.end()) {}
 
-    /// Sets a field to its value in `record`. An element that is missing is made, with the elements
-    /// around it. Where that makes an element without which the library takes fields from the raw
-    /// blocks, those fields are made as well, with their values in `record`: a replay brings the
-    /// same for them as before. Returns "" or why the document cannot be changed, which is then as
-    /// it was. Throws std::bad_alloc.
+    /// Sets a field to its value in `record`. Adds the element if it is missing, with the elements
+    /// around it. While some elements are missing, the library takes fields from the raw blocks; if
+    /// this adds such an element, it also adds those fields with their values in `record`, so that
+    /// they replay as before. Returns "" or the reason why the document cannot be changed; it is
+    /// then unchanged. Errors: std::bad_alloc.
     std::string set(const ::SceneField& field, const SceneRecord& record);
 
-    /// The file's bytes as they are now.
+    /// The file's bytes after all changes; valid until the next one.
     std::string_view bytes() const { return bytes_; }
 
 private:
@@ -34,8 +34,8 @@ private:
     void replace(size_t begin, size_t end, std::string_view text);
 
     std::string bytes_;
-    size_t unit_ = 1;           ///< bytes of a code unit
-    bool isBigEndian_ = false;  ///< of a code unit's bytes
+    size_t unit_ = 1;           ///< bytes per code unit
+    bool isBigEndian_ = false;  ///< byte order of a code unit
 };
 
 }  // namespace tyktree

@@ -1,4 +1,4 @@
-// Tags by id and name: kind, size, field layout, and where the knowledge comes from.
+// Tags by id and name: kind, size, field layout, and their source.
 #pragma once
 
 #include "tags/TagTable.h"
@@ -15,34 +15,35 @@ namespace tyktree {
 
 class TreeIndex;
 
-/// The tags that a tree's parameter files are read by.
+/// The tags with which a tree's parameter files are read. Threads: several may read one object at
+/// once. Ownership: tags and fields belong to the catalog. Errors: std::bad_alloc.
 class TagCatalog {
 public:
     enum class Source {
         kGiven,    ///< --tags
         kBeside,   ///< tags.xml in the device root
-        kDerived,  ///< from the names and sizes in the tree; ids are made up but for known names
-        kNone,     ///< nothing is known but the tags that the library itself reads and writes
+        kDerived,  ///< from the names and sizes in the tree; only ids of known names are real
+        kNone,     ///< no source: only the tags that the library itself reads and writes
     };
 
     TagCatalog() = default;
     TagCatalog(std::vector<tyktags::TagEntry> tags, Source source, std::string path);
 
-    /// The table that the user named: a file, or a pipe, which is read once. Errors are those of
-    /// readTagTable().
+    /// Reads the table that the user named: a file, or a pipe, which is read once. Errors are those
+    /// of readTagTable().
     static Result<TagCatalog> readGiven(const std::string& path);
 
-    /// The table at `given` where it is not "", else the one beside the tree where there is one,
-    /// else an empty one with source kNone. Errors are those of readTagTable().
+    /// Reads the table at `given` unless it is "", else the table beside the tree, else returns an
+    /// empty catalog with source kNone. Errors are those of readTagTable().
     static Result<TagCatalog> find(const TreeIndex& index, const std::string& given);
 
     const tyktags::TagEntry* byId(uint32_t id) const;
     const tyktags::TagEntry* byName(std::string_view name) const;
     const std::vector<tyktags::TagEntry>& tags() const { return tags_; }
     Source source() const { return source_; }
-    const std::string& path() const { return path_; }  ///< of the table; "" where there is none
+    const std::string& path() const { return path_; }  ///< of the table; "" if there is none
 
-    /// The tags' names that are nearest to `name`; see tyktags::nearestNames().
+    /// The names of tags that are most similar to `name`; see tyktags::nearestNames().
     std::vector<std::string> nearest(std::string_view name) const;
 
 private:

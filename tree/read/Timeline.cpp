@@ -11,18 +11,19 @@ namespace {
 
 constexpr int64_t kDay = int64_t{24} * 3600 * 1000;
 
-/// Days from the start of a leap year: one without a year may hold a 29 February.
+/// Days from the start of a leap year, because a stamp without a year may be on 29 February.
 int64_t dayOfYear(const Stamp& stamp) {
     constexpr std::array<int, 12> kBefore{0, 31, 60, 91, 121, 152, 182, 213, 244, 274, 305, 335};
     const auto month = static_cast<size_t>(std::clamp(stamp.month, 1, 12) - 1);
     return kBefore[month] + stamp.day - 1;
 }
 
-/// Days of the stamp's month, which may be none.
+/// The number of days in the stamp's month, which may be impossible.
 int daysIn(const Stamp& stamp) {
     constexpr std::array<int, 12> kDays{31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const int year = stamp.year;
-    const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);  // and year 0, none
+    const bool leap =
+        year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);  // 0, no year, counts too
     if (stamp.month == 2 && !leap) return 28;
     return kDays[static_cast<size_t>(std::clamp(stamp.month, 1, 12) - 1)];
 }
@@ -40,7 +41,7 @@ std::vector<const FrameEntry*> wellNamed(const TaskEntry& task) {
     return frames;
 }
 
-/// The step between neighbours that occurs most; the smaller of equals.
+/// The most frequent step between neighbours; the smaller one of equals.
 int64_t usualStep(const std::vector<int64_t>& sofs) {
     std::map<int64_t, size_t> steps;
     for (size_t i = 1; i < sofs.size(); ++i) ++steps[sofs[i] - sofs[i - 1]];

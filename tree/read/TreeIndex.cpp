@@ -16,13 +16,13 @@ namespace {
 
 using Kind = TreePath::Kind;
 
-/// One entry of a folder that is being indexed.
+/// One entry of the current folder.
 struct Entry {
     std::string name;
     FileEntry status;
 
     bool isFolder() const { return status.type == EntryType::kFolder; }
-    /// Whether the library's listings of folders have it.
+    /// Whether the library lists it as a folder.
     bool isListedFolder() const { return isFolder() && !status.link; }
 };
 
@@ -34,7 +34,8 @@ std::string wordsFor(const Entry& entry) {
                : words;
 }
 
-/// Within one millisecond, which no camera is fast enough for, names have no order of time.
+/// Whether two frames have the same millisecond. No camera is that fast, and the order of such
+/// names does not tell the order of time.
 bool sameTime(const FrameEntry& a, const FrameEntry& b) {
     const size_t stamp = a.name.find('_');
     return a.name.compare(0, stamp, b.name, 0, stamp) == 0;
@@ -78,7 +79,8 @@ private:
     std::optional<int> wanted_;
 };
 
-/// Lists a folder. If an error ends the listing, it is a problem, and the entries before it stay.
+/// Lists a folder. An error that ends the listing becomes a problem, and the entries so far are
+/// kept.
 bool IndexReader::list(const std::string& path, const FramePlace& place,
                        std::vector<Entry>& entries) {
     FolderReader folder(path.c_str());
@@ -142,7 +144,7 @@ void IndexReader::readRootEntry(const Entry& entry, std::map<int, std::string>& 
             add(ProblemKind::kLinkedFolder, {pipe, 0, 0}, {path, "a folder", wordsFor(entry)});
         }
     } else if (isTaskName(entry.name) || isFrameName(entry.name)) {
-        loose = true;  // readLoosePipe() looks at it
+        loose = true;  // readLoosePipe() reads it
     } else if (entry.isFolder()) {
         add(ProblemKind::kForeignFolder, {},
             {path, "pipe folders and dump configurations", "a folder"});
@@ -152,7 +154,7 @@ void IndexReader::readRootEntry(const Entry& entry, std::map<int, std::string>& 
     }
 }
 
-/// `alone`: no other pipe is looked at.
+/// `alone`: this is the only pipe to read.
 void IndexReader::readPipe(const std::string& path, std::optional<int> id, bool alone) {
     PipeEntry pipe;
     pipe.id = id;
@@ -168,7 +170,8 @@ void IndexReader::readPipe(const std::string& path, std::optional<int> id, bool 
     for (const Entry& entry : entries) readPipeEntry(pipe, entry, tasks, holdsFramesItself);
     if (holdsFramesItself) addTask(pipe, path, true);
     for (const std::string& task : tasks) addTask(pipe, task, false);
-    // The tuning copy of all pipes makes a folder for a pipe that was never recorded.
+    // The tuning copy, which all pipes share, may be in the folder of a pipe that was never
+    // recorded.
     const bool onlyCopies = !alone && pipe.configPath.empty() && !pipe.tuningCopies.empty();
     if (listed && pipe.tasks.empty() && !onlyCopies) {
         add(ProblemKind::kNoFrames, {id, 0, 0}, {path, "task folders", "none"});
@@ -176,7 +179,7 @@ void IndexReader::readPipe(const std::string& path, std::optional<int> id, bool 
     pipes.push_back(std::move(pipe));
 }
 
-/// Tasks and frames right in the dump root, where the object for no pipe puts them.
+/// Reads tasks and frames directly in the dump root, where the default object puts them.
 void IndexReader::readLoosePipe() {
     PipeEntry pipe;
     std::vector<Entry> entries;
@@ -193,7 +196,7 @@ void IndexReader::readLoosePipe() {
     if (!pipe.tasks.empty()) pipes.push_back(std::move(pipe));
 }
 
-/// Sorts an entry of a pipe folder into tasks, frames, side files and what does not belong.
+/// Sorts an entry of a pipe folder into tasks, frames, side files and foreign entries.
 void IndexReader::readPipeEntry(PipeEntry& pipe, const Entry& entry,
                                 std::vector<std::string>& tasks, bool& holdsFramesItself) {
     const std::string path = (pipe.path.empty() ? path_.dumpRoot : pipe.path) + "/" + entry.name;
@@ -233,7 +236,7 @@ void IndexReader::addTask(PipeEntry& pipe, const std::string& path, bool isPipe)
     pipe.tasks.push_back(std::move(task));
 }
 
-/// `isPipe`: the folder is a pipe's, whose other entries were looked at already.
+/// `isPipe`: the folder is a pipe folder, whose other entries were handled already.
 void IndexReader::readTask(const PipeEntry& pipe, TaskEntry& task, bool isPipe) {
     const FramePlace place{pipe.id, task.position, 0};
     std::vector<Entry> entries;
@@ -280,12 +283,12 @@ void IndexReader::checkTime(const std::string& path, const FramePlace& place, co
         {path, "a time that a calendar and a clock show", impossible});
 }
 
-/// Names are in order of time; the requests in them should be as well.
+/// Reports requests out of order. Names are in order of time, and so should be their requests.
 void IndexReader::checkOrder(const FramePlace& place, const TaskEntry& task) {
     std::map<std::pair<int, int>, uint32_t> seen;
     const FrameEntry* last = nullptr;
-    std::optional<int> latest;          // the largest request of earlier times
-    std::optional<int> latestWithLast;  // and of the last frame's time as well
+    std::optional<int> latest;          // the largest request at earlier times
+    std::optional<int> latestWithLast;  // also at the last frame's time
     for (const FrameEntry& frame : task.frames) {
         if (!frame.wellNamed) continue;
         FramePlace at = place;
@@ -311,7 +314,7 @@ void IndexReader::checkOrder(const FramePlace& place, const TaskEntry& task) {
     }
 }
 
-/// A task or frame: the pipe around it has that one task.
+/// Reads a task or frame, in a pipe with this task only.
 void IndexReader::readInside() {
     PipeEntry pipe;
     pipe.id = path_.pipe;
@@ -332,7 +335,7 @@ void IndexReader::keepOneFrame(TaskEntry& task) {
                      [name](const FrameEntry& frame) { return frame.name == name; });
     std::vector<FrameEntry> frames;
     if (wanted != task.frames.end()) frames.push_back(std::move(*wanted));
-    // A folder above that cannot be listed does not hide the frame that was named.
+    // If the folder above cannot be listed, the named frame is still read.
     if (frames.empty()) {
         FrameEntry frame;
         frame.name = name;

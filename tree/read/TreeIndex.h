@@ -1,4 +1,4 @@
-// What is in a tree as far as folder names tell: pipes, tasks, frames.
+// The pipes, tasks and frames of a tree by the names of its folders.
 #pragma once
 
 #include "tree/read/ExactNames.h"
@@ -15,22 +15,22 @@ namespace tyktree {
 /// One frame folder. About a hundred bytes.
 struct FrameEntry {
     std::string name;
-    FrameFolderName parsed;  ///< stamp, request id, sof id; zeros where `wellNamed` is false
+    FrameFolderName parsed;  ///< stamp, request id, sof id; zeros if `wellNamed` is false
     uint32_t position = 0;   ///< from 1, within the task, in order of names
-    bool wellNamed = false;  ///< the name is one that a recording makes
+    bool wellNamed = false;  ///< a recording makes such a name
 };
 
 /// One task folder, or a pipe folder that holds frames of its own.
 struct TaskEntry {
     std::string path;
     std::string name;
-    std::optional<TaskFolderName> parsed;  ///< none: the pipe folder itself, or another name
+    std::optional<TaskFolderName> parsed;  ///< none: the pipe folder itself, or any other name
     uint32_t position = 0;                 ///< from 1, within the pipe
-    bool listed = true;                    ///< false: could not be listed (a problem says why)
-    std::vector<FrameEntry> frames;        ///< in order of names, as a replay takes them
+    bool listed = true;                    ///< false: could not be listed; a problem has the reason
+    std::vector<FrameEntry> frames;        ///< in order of names, as in a replay
 };
 
-/// A tuning copy or another file right in a pipe folder.
+/// A tuning copy or another file directly in a pipe folder.
 struct SideFile {
     std::string name;
     uint64_t bytes = 0;
@@ -39,24 +39,24 @@ struct SideFile {
 
 /// One pipe folder.
 struct PipeEntry {
-    std::optional<int> id;   ///< none: a task or frame that lies in no pipe folder
-    std::string path;        ///< "" likewise
-    std::string configPath;  ///< its dump configuration beside it; "" where there is none
+    std::optional<int> id;   ///< none: a task or frame outside a pipe folder
+    std::string path;        ///< "" if `id` is none
+    std::string configPath;  ///< the dump configuration beside the folder; "" if there is none
     std::vector<SideFile> tuningCopies;
-    std::vector<TaskEntry> tasks;  ///< the pipe folder itself first where it holds frames
+    std::vector<TaskEntry> tasks;  ///< first the pipe folder itself if it has frames
 };
 
-/// Immutable once read. Lists folders only: opens no file and looks at no frame's inside.
+/// Lists folders only: opens no file and does not look into frame folders. Immutable after read(),
+/// so several threads may use one object at once. Errors: std::bad_alloc.
 class TreeIndex {
 public:
-    /// Reads the part of the tree that `path` names, narrowed to pipe `pipe` where one is given.
-    /// What cannot be listed, is a link, is no folder where one belongs, is foreign, has no frames,
-    /// or is out of order is in problems(); reading goes on with the rest. A tree that names a
-    /// single frame has one pipe, one task and, in it, one frame (with the position it has among
-    /// its neighbours).
-    /// Where the file system gives no entry types, types are asked for one by one, and a problem
-    /// says that the library would not see these folders.
-    /// The only error is that pipe `pipe` is not there: found names the pipes that are.
+    /// Reads the part of the tree that `path` names, and only pipe `pipe` if one is given.
+    /// problems() tells which entries cannot be listed, are links, are not folders where folders
+    /// belong, are foreign, have no frames, or are out of order; reading continues after each. If
+    /// `path` is a single frame, the index has one pipe, one task and one frame, which keeps its
+    /// position among its neighbours. If the file system reports no entry types, the type of each
+    /// entry is read separately, and a problem says that the library would not see these folders.
+    /// The only error is that there is no pipe `pipe`; its `found` names the existing pipes.
     static Result<TreeIndex> read(const TreePath& path, std::optional<int> pipe = std::nullopt);
 
     const TreePath& path() const { return path_; }
@@ -70,7 +70,7 @@ private:
     std::vector<TreeProblem> problems_;
 };
 
-/// Folder of a frame.
+/// The path of a frame's folder.
 std::string framePath(const TaskEntry& task, const FrameEntry& frame);
 
 }  // namespace tyktree

@@ -33,7 +33,7 @@ bool isFolder(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-/// What is in a folder, for an error.
+/// A folder's contents, for an error.
 std::string contentsOf(const std::string& path) {
     FolderReader folder(path.c_str());
     std::string names;
@@ -57,7 +57,7 @@ Result<std::string> canonical(const std::string& given) {
     return std::string(path.get());
 }
 
-/// The device root that a dump root lies in, or "".
+/// The device root that contains a dump root, or "".
 std::string deviceRootOf(const std::string& dumpRoot) {
     const std::string_view below = kDumpRoot;
     if (dumpRoot.size() < below.size()) return "";
@@ -83,7 +83,7 @@ Result<Kind> kindOf(const std::string& path, const std::string& given) {
                    contentsOf(path)};
 }
 
-/// The pipe folder that a task or frame lies in: `folder` where that is one.
+/// Sets the pipe folder of a task or frame to `folder` if that is one.
 void setPipe(TreePath& tree, const std::string& folder) {
     tree.pipe = pipeOf(folder);
     if (!tree.pipe) return;

@@ -1,6 +1,6 @@
-// What reading a tree meets that is not as a recording makes it.
+// Problems of reading a tree: deviations from what a recording makes.
 //
-// Threads: a value is used by one thread at a time.
+// Threads: one thread at a time uses a value.
 #pragma once
 
 #include "tags/Problem.h"
@@ -14,14 +14,14 @@ using tyktags::Problem;
 using tyktags::Result;
 using tyktags::Status;
 
-/// Where in a tree a problem belongs. Positions count from 1, as `info` prints them.
+/// The place of a problem in a tree. Positions count from 1, as `info` prints them.
 struct FramePlace {
-    std::optional<int> pipe;  ///< pipe id; none where the tree does not say
-    uint32_t task = 0;        ///< position of the task within its pipe; 0: of no task
-    uint32_t frame = 0;       ///< position of the frame within its task; 0: of no frame
+    std::optional<int> pipe;  ///< pipe id; none if unknown
+    uint32_t task = 0;        ///< position of the task within its pipe; 0: no task
+    uint32_t frame = 0;       ///< position of the frame within its task; 0: no frame
 };
 
-/// What a problem is about. The checks have a rule for each (Finding.cpp).
+/// The kinds of problems. The checks have a rule for each (Finding.cpp).
 enum class ProblemKind : uint8_t {
     kFolderUnlisted,
     kEntryTypeUnknown,

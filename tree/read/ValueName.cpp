@@ -12,7 +12,7 @@ namespace {
 
 using tyktags::TagField;
 
-/// Takes "[2]" off the end of `name`.
+/// Removes an index such as "[2]" from the end of `name` and returns it.
 std::optional<uint32_t> takeElement(std::string_view& name) {
     const size_t open = name.rfind('[');
     if (open == std::string_view::npos || name.back() != ']') return std::nullopt;
@@ -31,7 +31,7 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-/// Every name that there is, to find the nearest among.
+/// All valid names, to find similar ones among them.
 std::vector<std::string> allNames(const TagCatalog& catalog,
                                   const std::vector<std::string>& tagNames) {
     std::vector<std::string> names = tagNames;
@@ -45,7 +45,7 @@ std::vector<std::string> allNames(const TagCatalog& catalog,
     return names;
 }
 
-/// What is wrong with a field's name of a tag that is known.
+/// Why a known tag has no such field.
 std::string refusalOfField(std::string_view name, const tyktags::TagEntry& tag) {
     std::string_view fieldName = name.substr(name.find('.') + 1);
     const std::optional<uint32_t> element = takeElement(fieldName);
@@ -61,7 +61,7 @@ std::string refusalOfField(std::string_view name, const tyktags::TagEntry& tag) 
     return tag.name + " has no such field; it has " + joined(fields);
 }
 
-/// Why a name stands for nothing, or for several things.
+/// Why a name is unknown or ambiguous.
 std::string refusal(std::string_view name, const TagCatalog& catalog,
                     const std::vector<std::string>& tagNames) {
     std::vector<std::string> candidates;

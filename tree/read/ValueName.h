@@ -1,6 +1,6 @@
-// Names of values: TAG, TAG.field, TAG.field[2], or a scene field; resolved with a tag catalog.
+// Resolves names of values with a tag catalog: TAG, TAG.field, TAG.field[2], or a scene field.
 //
-// Threads: any.
+// Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "records/SceneLayout.h"
@@ -15,7 +15,7 @@
 
 namespace tyktree {
 
-/// What a NAME stands for.
+/// A resolved NAME. It points into the catalog, which must outlive it.
 struct ValueName {
     std::string name;                     ///< as given
     const ::SceneField* scene = nullptr;  ///< a scene field
@@ -25,9 +25,8 @@ struct ValueName {
     std::optional<uint32_t> element;           ///< ... or one element of that field
 };
 
-/// Resolves a NAME. A tag that the catalog does not have may still be named where `tagNames` (the
-/// names that occur in the tree) has it. The problem of
-/// a name that stands for nothing says what is nearest.
+/// Resolves a NAME. A tag that the catalog does not have is valid too if `tagNames`, the names that
+/// occur in the tree, contains it. If the NAME is unknown, the problem suggests similar names.
 tyktags::Result<ValueName> resolveName(std::string_view name, const TagCatalog& catalog,
                                        const std::vector<std::string>& tagNames = {});
 

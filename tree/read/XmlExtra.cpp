@@ -32,7 +32,7 @@ std::optional<XmlExtra> findOutsideRoot(const std::string& text) {
             return XmlExtra{node.offset_debug(), "the text " + quotedStart(node.value())};
         }
     }
-    // The parser takes a zero byte for the end.
+    // A zero byte ends the text for the parser.
     const size_t zero = text.find('\0');
     if (zero == std::string::npos || !hasBytesForUnits(result.encoding)) return std::nullopt;
     return XmlExtra{static_cast<std::ptrdiff_t>(zero), "a zero byte, which ends the reading"};

@@ -1,5 +1,5 @@
-// What stands in an XML file outside its root element. The library's parser passes over it, so that
-// the rest of a longer text that a shorter one was written over goes unnoticed.
+// Finds content outside the root element of an XML file. The library's parser ignores it, so it
+// would not notice the rest of a longer text that a shorter one has overwritten.
 #pragma once
 
 #include <cstddef>
@@ -9,12 +9,12 @@
 namespace tyktree {
 
 struct XmlExtra {
-    std::ptrdiff_t offset;  ///< in bytes of the text; -1 where that is not known
+    std::ptrdiff_t offset;  ///< in bytes of the text; -1 if unknown
     std::string found;      ///< continues "found ", one line
 };
 
-/// The first thing outside the root element of a text that the parser reads; comments and the
-/// like are none. The first element counts as the root, whatever its name.
+/// The first content outside the root element of a text, other than comments and the like. The
+/// first element counts as the root, whatever its name. Threads: any. Errors: std::bad_alloc.
 std::optional<XmlExtra> findOutsideRoot(const std::string& text);
 
 }  // namespace tyktree
