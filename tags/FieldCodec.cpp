@@ -1,6 +1,7 @@
 #include "tags/FieldCodec.h"
 
 #include "core/Unaligned.h"
+#include "tags/NearestNames.h"
 
 #include <algorithm>
 #include <array>
@@ -71,14 +72,22 @@ std::optional<Number> parse(std::string_view text) {
     return number;
 }
 
+// The range of whole numbers of so many bits.
 template <typename Number>
-std::string numberRange() {
+std::string wholeRange(uint32_t bits) {
     using Limits = std::numeric_limits<Number>;
+    const uint32_t cut = 8 * sizeof(Number) - bits;
+    return "a whole number from " + std::to_string(Limits::min() >> cut) + " to " +
+           std::to_string(Limits::max() >> cut);
+}
+
+template <typename Number>
+std::string numberRange(const TagField& field) {
     if constexpr (std::is_floating_point_v<Number>) {
-        return "a number of at most " + shortest(Limits::max());
+        return "a number of at most " + shortest(std::numeric_limits<Number>::max());
     } else {
-        return "a whole number from " + std::to_string(Limits::min()) + " to " +
-               std::to_string(Limits::max());
+        const uint32_t width = field.bits.width;
+        return wholeRange<Number>(width > 0 ? width : 8 * sizeof(Number));
     }
 }
 
@@ -86,11 +95,91 @@ Status flaw(std::string expected, std::string found) {
     return Problem{"", std::move(expected), std::move(found)};
 }
 
+// The names that somebody may have meant, or else some that there are.
+std::string adviceFor(const TagEnum& names, std::string_view text) {
+    constexpr size_t kShown = 8;
+    std::vector<std::string> all;
+    for (const EnumValue& one : names.values()) all.push_back(one.name);
+    const std::vector<std::string> nearest = nearestNames(text, all);
+    if (!nearest.empty()) return "nearest: " + joinedByOr(nearest);
+    const bool many = all.size() > kShown;
+    if (many) all.resize(kShown);
+    return names.name() + " has " + joinedByOr(all) + (many ? " and others" : "");
+}
+
 template <typename Number>
-Status encodeNumber(std::string_view text, uint8_t* to) {
-    const std::optional<Number> number = parse<Number>(text);
-    if (!number) return flaw(numberRange<Number>(), "\"" + std::string(text) + "\"");
-    storeNumber(to, *number);
+Problem refusal(const TagField& field, std::string_view text) {
+    Problem problem{"", numberRange<Number>(field), "\"" + std::string(text) + "\""};
+    if (field.enumeration) {
+        const std::optional<WholeNumber> number = field.enumeration->numberOf(text);
+        problem.expected += " or a name of " + field.enumeration->name();
+        problem.reason = number ? "the name's number is " + toText(*number)
+                                : adviceFor(*field.enumeration, text);
+    }
+    return problem;
+}
+
+template <typename Number>
+bool fitsBits(const TagField& field, Number number) {
+    if constexpr (std::is_integral_v<Number>) {
+        if (field.bits.width == 0) return true;
+        const uint32_t cut = 8 * sizeof(Number) - field.bits.width;
+        return number >= static_cast<Number>(std::numeric_limits<Number>::min() >> cut) &&
+               number <= static_cast<Number>(std::numeric_limits<Number>::max() >> cut);
+    } else {
+        return true;
+    }
+}
+
+// The number that a text says, by itself or by its name.
+template <typename Number>
+std::optional<Number> numberFrom(const TagField& field, std::string_view text) {
+    std::optional<Number> number = parse<Number>(text);
+    if (!number && field.enumeration) {
+        const std::optional<WholeNumber> named = field.enumeration->numberOf(text);
+        if (named) number = parse<Number>(toText(*named));
+    }
+    if (number && !fitsBits(field, *number)) return std::nullopt;
+    return number;
+}
+
+// Bits, lowest first, from the bit `first` of the bytes on.
+uint64_t loadBits(const uint8_t* bytes, uint64_t first, uint32_t width) {
+    uint64_t value = 0;
+    for (uint32_t i = 0; i < width; ++i) {
+        const uint64_t at = first + i;
+        value |= uint64_t{(bytes[at / 8] >> (at % 8)) & 1U} << i;
+    }
+    return value;
+}
+
+void storeBits(uint8_t* bytes, uint64_t first, uint32_t width, uint64_t value) {
+    for (uint32_t i = 0; i < width; ++i) {
+        const uint64_t at = first + i;
+        const auto bit = static_cast<uint8_t>(1U << (at % 8));
+        const bool set = ((value >> i) & 1U) != 0;
+        bytes[at / 8] = static_cast<uint8_t>(set ? bytes[at / 8] | bit : bytes[at / 8] & ~bit);
+    }
+}
+
+// The number of a field of bits, whose type says whether its highest bit is a sign.
+template <typename Number>
+Number loadBitField(const BitRange& bits, const uint8_t* bytes) {
+    uint64_t value = loadBits(bytes, bits.offset, bits.width);
+    const bool negative = std::is_signed_v<Number> && (value >> (bits.width - 1)) != 0;
+    if (negative && bits.width < 64) value |= ~uint64_t{0} << bits.width;
+    return static_cast<Number>(value);
+}
+
+template <typename Number>
+Status encodeNumber(const TagField& field, std::string_view text, uint8_t* to) {
+    const std::optional<Number> number = numberFrom<Number>(field, text);
+    if (!number) return refusal<Number>(field, text);
+    if (field.bits.width > 0) {
+        storeBits(to, field.bits.offset, field.bits.width, static_cast<uint64_t>(*number));
+    } else {
+        storeNumber(to, *number);
+    }
     return {};
 }
 
@@ -104,28 +193,61 @@ std::vector<std::string_view> splitAtCommas(std::string_view text) {
     }
 }
 
-template <typename Number>
-Status encodeNumbers(const TagField& field, std::string_view text, uint8_t* to) {
-    const std::vector<std::string_view> pieces = splitAtCommas(text);
-    if (pieces.size() != field.count) {
-        return flaw(std::to_string(field.count) + " numbers", std::to_string(pieces.size()));
+Status encodeText(size_t most, std::string_view text, uint8_t* to) {
+    if (text.size() > most) {
+        return flaw("a text of at most " + std::to_string(most) + " bytes",
+                    std::to_string(text.size()));
     }
-    for (const std::string_view piece : pieces) {
-        const Status status = encodeNumber<Number>(piece, to);
-        if (!status.ok()) return status;
-        to += sizeof(Number);
-    }
+    std::memset(to, 0, most);
+    std::memcpy(to, text.data(), text.size());
     return {};
 }
 
-Status encodeText(const TagField& field, std::string_view text, uint8_t* to) {
-    if (text.size() > field.count) {
-        return flaw("a text of at most " + std::to_string(field.count) + " bytes",
-                    std::to_string(text.size()));
-    }
-    std::memset(to, 0, field.count);
-    std::memcpy(to, text.data(), text.size());
-    return {};
+// The characters of one text.
+uint32_t textLength(const TagField& field) {
+    return field.dimensions.empty() ? 1 : field.dimensions.back();
+}
+
+// Bytes of one value.
+size_t stride(const TagField& field) {
+    return field.type == FieldType::text ? textLength(field) : bytesOf(field.type);
+}
+
+Status encodeValue(const TagField& field, std::string_view text, uint8_t* to) {
+    return visitType(field.type, [&](auto zero) {
+        using Element = decltype(zero);
+        if constexpr (std::is_same_v<Element, char>) {
+            return encodeText(textLength(field), text, to);
+        } else {
+            return encodeNumber<Element>(field, text, to);
+        }
+    });
+}
+
+// A number under the name that the field's enum has for it.
+Value named(const TagField& field, Value value) {
+    if (!field.enumeration) return value;
+    WholeNumber number;
+    if (const auto* whole = std::get_if<int64_t>(&value)) number = WholeNumber::of(*whole);
+    if (const auto* natural = std::get_if<uint64_t>(&value)) number = WholeNumber::of(*natural);
+    return NamedNumber{number, std::string(field.enumeration->nameOf(number))};
+}
+
+// One value whose `size` bytes may be fewer than it has only where it is a text.
+Value decodeValue(const TagField& field, const uint8_t* from, size_t size) {
+    return visitType(field.type, [&](auto zero) -> Value {
+        using Element = decltype(zero);
+        if constexpr (std::is_same_v<Element, char>) {
+            const auto* const text = reinterpret_cast<const char*>(from);
+            return std::string(text, strnlen(text, std::min<size_t>(size, textLength(field))));
+        } else if constexpr (std::is_integral_v<Element>) {
+            const bool isWhole = field.bits.width == 0;
+            return named(field, toValue(isWhole ? loadNumber<Element>(from)
+                                                : loadBitField<Element>(field.bits, from)));
+        } else {
+            return toValue(loadNumber<Element>(from));
+        }
+    });
 }
 
 std::string bytesText(uint64_t count) {
@@ -139,7 +261,20 @@ std::string toText(const Value& value) {
     if (const auto* number = std::get_if<uint64_t>(&value)) return std::to_string(*number);
     if (const auto* number = std::get_if<double>(&value)) return shortest(*number);
     if (const auto* text = std::get_if<std::string>(&value)) return *text;
+    if (const auto* named = std::get_if<NamedNumber>(&value)) {
+        const std::string number = toText(named->number);
+        return named->name.empty() ? number : named->name + " (" + number + ")";
+    }
     return "";
+}
+
+Value withoutName(const Value& value) {
+    const auto* const named = std::get_if<NamedNumber>(&value);
+    if (!named) return value;
+    const WholeNumber& number = named->number;
+    if (!number.negative) return number.magnitude;
+    // Negated as an unsigned number, which the smallest one survives.
+    return static_cast<int64_t>(0 - number.magnitude);
 }
 
 std::string toText(const std::vector<Value>& values) {
@@ -151,6 +286,7 @@ std::string toText(const std::vector<Value>& values) {
 std::optional<double> toNumber(const Value& value) {
     if (const auto* number = std::get_if<int64_t>(&value)) return static_cast<double>(*number);
     if (const auto* number = std::get_if<uint64_t>(&value)) return static_cast<double>(*number);
+    if (std::holds_alternative<NamedNumber>(value)) return toNumber(withoutName(value));
     const auto* const number = std::get_if<double>(&value);
     if (number && std::isfinite(*number)) return *number;
     return std::nullopt;
@@ -164,60 +300,56 @@ std::optional<float> parseFloat(std::string_view text) {
     return parse<float>(text);
 }
 
-bool isSingle(const TagField& field) {
-    return field.count == 1 || field.type == FieldType::text;
-}
-
 std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size_t size) {
     std::vector<Value> values;
     if (field.offset >= size) return values;
     const uint8_t* const from = bytes + field.offset;
     const size_t rest = size - field.offset;
-    visitType(field.type, [&](auto zero) {
-        using Element = decltype(zero);
-        const size_t count = std::min<size_t>(field.count, rest / sizeof(Element));
-        if constexpr (std::is_same_v<Element, char>) {
-            const auto* const text = reinterpret_cast<const char*>(from);
-            values.emplace_back(std::string(text, strnlen(text, count)));
-        } else {
-            values.reserve(count);
-            for (size_t i = 0; i < count; ++i) {
-                values.push_back(toValue(loadNumber<Element>(from + i * sizeof(Element))));
-            }
-        }
-    });
+    if (field.bits.width > 0) {
+        if (rest >= field.bytes()) values.push_back(decodeValue(field, from, rest));
+        return values;
+    }
+    const size_t width = stride(field);
+    // Of a text its beginning is a value too.
+    const size_t there = field.type == FieldType::text ? (rest + width - 1) / width : rest / width;
+    const size_t count = std::min<uint64_t>(field.values(), there);
+    values.reserve(count);
+    for (size_t i = 0; i < count; ++i) {
+        values.push_back(decodeValue(field, from + i * width, rest - i * width));
+    }
     return values;
 }
 
-std::string shortfall(const TagField& field, std::optional<uint32_t> element, uint64_t size) {
-    const uint64_t width = bytesOf(field.type);
+std::string shortfall(const TagField& field, uint64_t size) {
     const uint64_t rest = size - std::min<uint64_t>(size, field.offset);
-    const uint64_t wanted = width * (element ? uint64_t{*element} + 1 : field.count);
-    if (rest >= wanted) return "";
-    const bool isWhole = element || field.count == 1;
-    if (isWhole || rest < width) return "the value ends before it, after " + bytesText(size);
+    if (rest >= field.bytes()) return "";
+    const uint64_t width = bytesOf(field.type);
+    if (field.count() == 1 || rest < width) {
+        return "the value ends before it, after " + bytesText(size);
+    }
     const char* const parts = field.type == FieldType::text ? " bytes" : " elements";
     return "the value ends after " + std::to_string(rest / width) + " of its " +
-           std::to_string(field.count) + parts;
+           std::to_string(field.count()) + parts;
 }
 
-Status encodeField(const TagField& field, std::optional<uint32_t> element, std::string_view text,
-                   uint8_t* bytes, size_t size) {
+Status encodeField(const TagField& field, std::string_view text, uint8_t* bytes, size_t size) {
     const uint64_t end = field.offset + field.bytes();
     if (end > size) {
         return flaw("a value of at least " + std::to_string(end) + " bytes", std::to_string(size));
     }
-    uint8_t* const to = bytes + field.offset;
-    return visitType(field.type, [&](auto zero) {
-        using Element = decltype(zero);
-        if constexpr (std::is_same_v<Element, char>) {
-            return encodeText(field, text, to);
-        } else if (element) {
-            return encodeNumber<Element>(text, to + *element * sizeof(Element));
-        } else {
-            return encodeNumbers<Element>(field, text, to);
-        }
-    });
+    uint8_t* to = bytes + field.offset;
+    if (isSingle(field)) return encodeValue(field, text, to);
+    const std::vector<std::string_view> pieces = splitAtCommas(text);
+    if (pieces.size() != field.values()) {
+        const char* const what = field.type == FieldType::text ? " texts" : " numbers";
+        return flaw(std::to_string(field.values()) + what, std::to_string(pieces.size()));
+    }
+    for (const std::string_view piece : pieces) {
+        Status status = encodeValue(field, piece, to);
+        if (!status.ok()) return status;
+        to += stride(field);
+    }
+    return {};
 }
 
 }  // namespace tyktags

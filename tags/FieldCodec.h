@@ -16,13 +16,26 @@
 
 namespace tyktags {
 
+/// A number that has a name, or that lacks one in a field of named numbers.
+struct NamedNumber {
+    WholeNumber number;
+    std::string name;  ///< "" where the enum has none for the number
+
+    bool operator==(const NamedNumber& other) const {
+        return number == other.number && name == other.name;
+    }
+};
+
 /// A number, a text, or nothing. Integers are kept exactly; a 32-bit float is the number that its
 /// shortest decimal form says.
-using Value = std::variant<std::monostate, int64_t, uint64_t, double, std::string>;
+using Value = std::variant<std::monostate, int64_t, uint64_t, double, std::string, NamedNumber>;
 
-/// Integers in decimal, floats in the shortest form that reads back the same, text as it is. ""
-/// for nothing.
+/// Integers in decimal, floats in the shortest form that reads back the same, text as it is, a
+/// number with a name as "AUTO (1)". "" for nothing.
 std::string toText(const Value& value);
+
+/// The number alone where the value is one with a name; else the value.
+Value withoutName(const Value& value);
 
 /// All elements in words, with commas between them.
 std::string toText(const std::vector<Value>& values);
@@ -38,21 +51,16 @@ std::optional<int64_t> parseInteger(std::string_view text);
 /// number or one beyond the type. The text is read as the thread's locale has it.
 std::optional<float> parseFloat(std::string_view text);
 
-/// Whether a field is one number or one text, and not an array.
-bool isSingle(const TagField& field);
-
-/// The elements of a field in a value's bytes (one for text); fewer where the bytes end before,
-/// which shortfall() tells.
+/// The values of a field in a value's bytes, row by row; fewer where the bytes end before, which
+/// shortfall() tells.
 std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size_t size);
 
-/// What a value of `size` bytes lacks of a field, or of one element of it, in words; "" where all
-/// of it is there.
-std::string shortfall(const TagField& field, std::optional<uint32_t> element, uint64_t size);
+/// What a value of `size` bytes lacks of a field, in words; "" where all of it is there.
+std::string shortfall(const TagField& field, uint64_t size);
 
-/// Stores `text` (elements separated by commas where `element` is none and the field has several)
-/// in the bytes of a value. A problem says the range and what was found; the elements in front of
-/// the one at fault are stored then.
-Status encodeField(const TagField& field, std::optional<uint32_t> element, std::string_view text,
-                   uint8_t* bytes, size_t size);
+/// Stores `text` (values row by row, separated by commas where the field has several) in the bytes
+/// of a value. A number may be given by its name in the field's enum. A problem says the range and
+/// what was found; the values in front of the one at fault are stored then.
+Status encodeField(const TagField& field, std::string_view text, uint8_t* bytes, size_t size);
 
 }  // namespace tyktags

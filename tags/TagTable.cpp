@@ -1,49 +1,25 @@
 // Tag tables as XML files.
 #include "tags/TagTable.h"
 
-#include "records/MfnrTuning.h"
-#include "records/SceneLayout.h"
-#include "replay/FixedOverrides.h"
+#include "tags/NearestNames.h"
+#include "tags/TableRules.h"
+#include "tags/TableText.h"
 
 #include <pugixml.hpp>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <charconv>
-#include <cstdio>
-#include <fcntl.h>
 #include <map>
-#include <memory>
-#include <poll.h>
 #include <set>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <string_view>
 #include <utility>
 
 namespace tyktags {
 namespace {
 
-constexpr size_t kMaxFileBytes = size_t{16} << 20;
-constexpr int kPipePatience = 10000;  // milliseconds
-
-struct TypeName {
-    std::string_view name;
-    FieldType type;
-};
-
-// In the order of FieldType.
-constexpr TypeName kTypes[] = {
-    {"u8", FieldType::u8},   {"i8", FieldType::i8},    {"u16", FieldType::u16},
-    {"i16", FieldType::i16}, {"u32", FieldType::u32},  {"i32", FieldType::i32},
-    {"u64", FieldType::u64}, {"i64", FieldType::i64},  {"f32", FieldType::f32},
-    {"f64", FieldType::f64}, {"char", FieldType::text}};
-
-std::string quoted(std::string_view text) {
-    constexpr size_t kShown = 64;
-    std::string result = "\"" + std::string(text.substr(0, kShown));
-    return result + (text.size() > kShown ? "...\"" : "\"");
-}
+constexpr FieldType kTypes[] = {FieldType::u8,  FieldType::i8,  FieldType::u16, FieldType::i16,
+                                FieldType::u32, FieldType::i32, FieldType::u64, FieldType::i64,
+                                FieldType::f32, FieldType::f64, FieldType::text};
 
 // A problem whose path and place in the file the caller knows.
 Problem flaw(std::string expected, std::string found, std::string reason = "") {
@@ -60,138 +36,6 @@ Problem atPlace(const std::string& where, Problem problem) {
 Problem inFile(const std::string& path, Problem problem) {
     problem.path = path;
     return problem;
-}
-
-// Checks entries one by one, in themselves and against those before them.
-class EntryChecker {
-public:
-    // `place` says where the entry stands.
-    Status check(const TagEntry& tag, const std::string& place);
-
-private:
-    static Status checkAlone(const TagEntry& tag);
-
-    std::map<uint32_t, std::string> idPlaces_;
-    std::map<std::string, std::string> namePlaces_;
-};
-
-Status EntryChecker::check(const TagEntry& tag, const std::string& place) {
-    if (Status wrong = checkAlone(tag); !wrong.ok()) return wrong;
-    const auto [id, newId] = idPlaces_.emplace(tag.id, place);
-    if (!newId) {
-        return flaw("an id of its own", std::to_string(tag.id) + ", which " + id->second + " has");
-    }
-    const auto [name, newName] = namePlaces_.emplace(tag.name, place);
-    if (!newName) {
-        return flaw("a name of its own", quoted(tag.name) + ", which " + name->second + " has");
-    }
-    return {};
-}
-
-Status checkField(const TagEntry& tag, const TagField& field) {
-    if (field.name.empty() ||
-        field.name.find_first_of(std::string_view(".[]\0", 4)) != std::string::npos) {
-        return flaw("a field's name without '.', '[', ']' and NUL", quoted(field.name));
-    }
-    if (field.count == 0) return flaw("a count from 1 of the field " + quoted(field.name), "0");
-    const uint64_t end = field.offset + field.bytes();
-    if (end > static_cast<uint64_t>(tag.size)) {
-        return flaw("the field " + quoted(field.name) + " within the tag's " +
-                        std::to_string(tag.size) + " bytes",
-                    std::to_string(field.offset) + " to " + std::to_string(end));
-    }
-    return {};
-}
-
-Status checkFields(const TagEntry& tag) {
-    std::set<std::string_view> names;
-    for (const TagField& field : tag.fields) {
-        if (Status wrong = checkField(tag, field); !wrong.ok()) return wrong;
-        if (!names.insert(field.name).second) {
-            return flaw("fields with names of their own", quoted(field.name) + " twice");
-        }
-    }
-    return {};
-}
-
-Status EntryChecker::checkAlone(const TagEntry& tag) {
-    // The records that the library itself makes.
-    static const std::map<uint32_t, int32_t> kSizes{
-        {kSceneTag, kSceneRecordBytes},
-        {kMfnrTag, static_cast<int32_t>(kMfnrTableBytes)},
-        {kOverrideSizeTag, static_cast<int32_t>(sizeof(kOverrideSize))},
-        {kOverrideByteTag, static_cast<int32_t>(sizeof(kOverrideByte))}};
-    if (tag.id == 0) return flaw("an id from 1 to 4294967295", "0");
-    if (tag.name.empty() ||
-        tag.name.find_first_of(std::string_view("/.\0", 3)) != std::string::npos) {
-        return flaw("a name without '/', '.' and NUL", quoted(tag.name));
-    }
-    if (tag.size < 0) return flaw("a size from 0 to 2147483647", std::to_string(tag.size));
-    const auto known = kSizes.find(tag.id);
-    if (known != kSizes.end() && (tag.kind != TagKind::fixed || tag.size != known->second)) {
-        return flaw("the kind fixed and the size " + std::to_string(known->second) + " of tag " +
-                        std::to_string(tag.id),
-                    std::string(tag.kind == TagKind::fixed ? "fixed" : "block") + " and " +
-                        std::to_string(tag.size));
-    }
-    return checkFields(tag);
-}
-
-// A file open for reading, without waiting for whoever serves it.
-class Source {
-public:
-    explicit Source(const std::string& path)
-        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
-    ~Source() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-    }
-    Source(const Source&) = delete;
-    Source& operator=(const Source&) = delete;
-
-    // Whether the table may be read from it.
-    Status examine(TableSource allowed) const;
-    // Appends to `text`. Sets `done` at the end.
-    Status readMore(std::string& text, bool& done) const;
-
-private:
-    int descriptor_;
-};
-
-Status Source::examine(TableSource allowed) const {
-    struct stat status {};
-    if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) {
-        return flaw("a tag table", "no readable file", systemReason(errno));
-    }
-    if (S_ISREG(status.st_mode)) return {};
-    if (S_ISDIR(status.st_mode)) return flaw("a tag table", systemReason(EISDIR));
-    const bool stream = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode);
-    if (stream && allowed == TableSource::fileOrPipe) return {};
-    return flaw("a tag table", "no regular file");
-}
-
-Status Source::readMore(std::string& text, bool& done) const {
-    pollfd waiting{descriptor_, POLLIN, 0};
-    if (::poll(&waiting, 1, kPipePatience) == 0) {
-        return flaw("a tag table", "a pipe that brought nothing for " +
-                                       std::to_string(kPipePatience / 1000) + " seconds");
-    }
-    std::array<char, 16384> part{};
-    const ssize_t count = ::read(descriptor_, part.data(), part.size());
-    if (count < 0 && errno != EINTR && errno != EAGAIN) {
-        return flaw("a tag table", "no bytes", systemReason(errno));
-    }
-    done = count == 0;
-    if (count > 0) text.append(part.data(), static_cast<size_t>(count));
-    if (text.size() <= kMaxFileBytes) return {};
-    return flaw("a tag table of at most " + std::to_string(kMaxFileBytes) + " bytes",
-                "a longer file");
-}
-
-Status readFile(const std::string& path, TableSource allowed, std::string& text) {
-    const Source source(path);
-    Status status = source.examine(allowed);
-    for (bool done = false; status.ok() && !done;) status = source.readMore(text, done);
-    return status;
 }
 
 template <typename Number>
@@ -212,90 +56,183 @@ bool parseKind(std::string_view text, TagKind& kind) {
 }
 
 bool parseType(std::string_view text, FieldType& type) {
-    const auto* const found =
-        std::find_if(std::begin(kTypes), std::end(kTypes),
-                     [text](const TypeName& one) { return one.name == text; });
+    const auto* const found = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                           [text](FieldType one) { return nameOf(one) == text; });
     if (found == std::end(kTypes)) return false;
-    type = found->type;
+    type = *found;
     return true;
+}
+
+// "3x4".
+bool parseDimensions(std::string_view text, std::vector<uint32_t>& dimensions) {
+    while (true) {
+        const size_t end = std::min(text.find('x'), text.size());
+        if (!parseNumber(text.substr(0, end), 10, dimensions.emplace_back())) return false;
+        if (end == text.size()) return true;
+        text.remove_prefix(end + 1);
+    }
+}
+
+// A count of 1 is no array: tables of version 1 say so of single numbers.
+bool parseCount(std::string_view text, std::vector<uint32_t>& dimensions) {
+    uint32_t count = 0;
+    if (!parseNumber(text, 10, count)) return false;
+    dimensions.clear();
+    if (count != 1) dimensions.push_back(count);
+    return true;
+}
+
+// "4:3", the lowest bit and how many there are.
+bool parseBits(std::string_view text, BitRange& bits) {
+    const size_t colon = std::min(text.find(':'), text.size());
+    return colon < text.size() && parseNumber(text.substr(0, colon), 10, bits.offset) &&
+           parseNumber(text.substr(colon + 1), 10, bits.width) && bits.width > 0;
 }
 
 std::string allTypes() {
     std::string names;
-    for (const TypeName& type : kTypes) names.append(names.empty() ? "" : ", ").append(type.name);
+    for (const FieldType type : kTypes)
+        names.append(names.empty() ? "" : ", ").append(nameOf(type));
     return names;
 }
 
-// Reads one <field>, and checks its form alone.
-Status parseField(const pugi::xml_node& node, TagField& field) {
-    std::set<std::string_view> missing{"name", "offset", "type", "count"};
-    for (const pugi::xml_attribute attribute : node.attributes()) {
-        const std::string_view name = attribute.name();
-        const std::string_view value = attribute.value();
-        if (missing.erase(name) == 0) {
-            return flaw("the attributes name, offset, type and count, each once", quoted(name));
-        }
-        if (name == "offset" && !parseNumber(value, 10, field.offset)) {
-            return flaw("an offset from 0 to 4294967295", quoted(value));
-        }
-        if (name == "count" && !parseNumber(value, 10, field.count)) {
-            return flaw("a count from 1 to 4294967295", quoted(value));
-        }
-        if (name == "type" && !parseType(value, field.type)) {
-            return flaw("a type of " + allTypes(), quoted(value));
-        }
-        if (name == "name") field.name = value;
-    }
-    missing.erase("count");
-    if (!missing.empty()) return flaw("the attribute " + std::string(*missing.begin()), "none");
-    return {};
-}
+// One attribute of an element, and how its value is taken.
+template <typename Part>
+struct Attribute {
+    std::string_view name;
+    bool required;
+    bool (*take)(std::string_view value, Part& part);
+    const char* expected;  // of its value
+};
 
-Status parseFields(const pugi::xml_node& node, std::vector<TagField>& fields) {
-    for (const pugi::xml_node child : node.children()) {
-        if (child.type() != pugi::node_element || std::string_view(child.name()) != "field") {
-            return flaw("<field>", quoted(*child.name() != '\0' ? child.name() : child.value()));
-        }
-        TagField field{"", 0, FieldType::u8, 1};
-        if (Status wrong = parseField(child, field); !wrong.ok()) return wrong;
-        fields.push_back(std::move(field));
-    }
-    return {};
-}
+// A field as its attributes say it.
+struct FieldPart {
+    TagField field;
+    std::string enumName;
+};
 
-// Reads one <tag>, and checks its form alone.
-Status parseEntry(const pugi::xml_node& node, TagEntry& tag) {
-    std::set<std::string_view> missing{"id", "name", "size", "kind"};
-    for (const pugi::xml_attribute attribute : node.attributes()) {
-        const std::string_view name = attribute.name();
-        const std::string_view value = attribute.value();
-        if (missing.erase(name) == 0) {
-            return flaw("the attributes id, name, size and kind, each once", quoted(name));
-        }
-        if (name == "id" && !parseId(value, tag.id)) {
-            return flaw("an id from 1 to 4294967295, decimal or 0x and hexadecimal", quoted(value));
-        }
-        if (name == "size" && !parseNumber(value, 10, tag.size)) {
-            return flaw("a size from 0 to 2147483647", quoted(value));
-        }
-        if (name == "kind" && !parseKind(value, tag.kind)) {
-            return flaw(R"(the kind "fixed" or "block")", quoted(value));
-        }
-        if (name == "name") tag.name = value;
+constexpr Attribute<TagEntry> kTagAttributes[] = {
+    {"id", true, [](std::string_view value, TagEntry& tag) { return parseId(value, tag.id); },
+     "an id from 1 to 4294967295, decimal or 0x and hexadecimal"},
+    {"name", true,
+     [](std::string_view value, TagEntry& tag) {
+         tag.name = value;
+         return true;
+     },
+     "a name"},
+    {"size", true,
+     [](std::string_view value, TagEntry& tag) { return parseNumber(value, 10, tag.size); },
+     "a size from 0 to 2147483647"},
+    {"kind", true, [](std::string_view value, TagEntry& tag) { return parseKind(value, tag.kind); },
+     R"(the kind "fixed" or "block")"}};
+
+constexpr Attribute<FieldPart> kFieldAttributes[] = {
+    {"name", true,
+     [](std::string_view value, FieldPart& part) {
+         part.field.name = value;
+         return true;
+     },
+     "a name"},
+    {"offset", true,
+     [](std::string_view value, FieldPart& part) {
+         return parseNumber(value, 10, part.field.offset);
+     },
+     "an offset from 0 to 4294967295"},
+    {"type", true,
+     [](std::string_view value, FieldPart& part) { return parseType(value, part.field.type); },
+     nullptr},  // said by allTypes()
+    {"count", false,
+     [](std::string_view value, FieldPart& part) {
+         return parseCount(value, part.field.dimensions);
+     },
+     "a count from 1 to 4294967295"},
+    {"dims", false,
+     [](std::string_view value, FieldPart& part) {
+         part.field.dimensions.clear();
+         return parseDimensions(value, part.field.dimensions);
+     },
+     R"(dimensions such as "3x4")"},
+    {"bits", false,
+     [](std::string_view value, FieldPart& part) { return parseBits(value, part.field.bits); },
+     R"(the lowest bit and the number of bits, such as "4:3")"},
+    {"unit", false,
+     [](std::string_view value, FieldPart& part) {
+         part.field.unit = value;
+         return true;
+     },
+     "a unit"},
+    {"enum", false,
+     [](std::string_view value, FieldPart& part) {
+         part.enumName = value;
+         return !value.empty();
+     },
+     "the name of an enum"}};
+
+constexpr Attribute<EnumValue> kValueAttributes[] = {
+    {"name", true,
+     [](std::string_view value, EnumValue& one) {
+         one.name = value;
+         return true;
+     },
+     "a name"},
+    {"number", true,
+     [](std::string_view value, EnumValue& one) {
+         const std::optional<WholeNumber> number = WholeNumber::parse(value);
+         if (number) one.number = *number;
+         return number.has_value();
+     },
+     "a whole number from -9223372036854775808 to 18446744073709551615"}};
+
+constexpr Attribute<std::string> kEnumAttributes[] = {
+    {"name", true,
+     [](std::string_view value, std::string& name) {
+         name = value;
+         return true;
+     },
+     "a name"}};
+
+template <typename Part, size_t count>
+std::string namesOf(const Attribute<Part> (&attributes)[count]) {
+    std::string names;
+    for (size_t i = 0; i < count; ++i) {
+        names.append(i == 0 ? "" : i + 1 < count ? ", " : " and ").append(attributes[i].name);
     }
-    if (!missing.empty()) return flaw("the attribute " + std::string(*missing.begin()), "none");
-    return parseFields(node, tag.fields);
+    return (count == 1 ? "the attribute " : "the attributes ") + names +
+           (count == 1 ? ", once" : ", each once");
 }
 
 // The document, and which line its parts stand on.
 class TableFile {
 public:
+    TableFile(TagTable& table, size_t most) : table_(table), most_(most) {}
+
     // Takes the file's text.
-    Result<std::vector<TagEntry>> parse(const std::string& text);
+    void parse(const std::string& text);
 
 private:
     std::string lineAt(std::ptrdiff_t offset) const;
+    std::string lineOf(const pugi::xml_node& node) const { return lineAt(node.offset_debug()); }
+    bool full() const { return table_.problems.size() >= most_; }
+    bool isLater() const { return table_.version > kTableVersion; }
+    void complain(const pugi::xml_node& node, Problem problem);
+    void pass(const pugi::xml_node& node, const std::string& what);
+    bool isElement(const pugi::xml_node& node, std::string_view name, const char* others = "");
+    template <typename Part, size_t count>
+    bool take(const pugi::xml_node& node, const Attribute<Part> (&attributes)[count], Part& part);
+    template <typename Part>
+    bool takeValue(const pugi::xml_node& node, const Attribute<Part>& attribute,
+                   std::string_view value, Part& part);
+    void parseVersion(const pugi::xml_node& root);
+    void parseEnum(const pugi::xml_node& node);
+    void parseTag(const pugi::xml_node& node);
+    void parseField(const pugi::xml_node& node, std::vector<TagField>& fields);
+    bool findEnum(const pugi::xml_node& node, FieldPart& part);
 
+    TagTable& table_;
+    size_t most_;
+    TableRules rules_;
+    std::map<std::string, std::shared_ptr<const TagEnum>, std::less<>> enums_;
+    std::set<std::string> passed_;
     std::vector<std::ptrdiff_t> lineEnds_;
 };
 
@@ -304,34 +241,165 @@ std::string TableFile::lineAt(std::ptrdiff_t offset) const {
     return "line " + std::to_string(line - lineEnds_.begin() + 1);
 }
 
-Result<std::vector<TagEntry>> TableFile::parse(const std::string& text) {
+void TableFile::complain(const pugi::xml_node& node, Problem problem) {
+    table_.problems.push_back(atPlace(lineOf(node), std::move(problem)));
+}
+
+// Says what of a later version is passed over, each thing once.
+void TableFile::pass(const pugi::xml_node& node, const std::string& what) {
+    constexpr size_t kMost = 100;
+    if (passed_.size() >= kMost || !passed_.insert(what).second) return;
+    table_.missed.push_back(
+        {"", "nothing beyond version " + std::to_string(kTableVersion) + " of tag tables", what,
+         "passed over", lineOf(node)});
+}
+
+// Whether the node is the element of that name; a problem where it is not.
+bool TableFile::isElement(const pugi::xml_node& node, std::string_view name, const char* others) {
+    const bool element = node.type() == pugi::node_element;
+    if (element && node.name() == name) return true;
+    if (element && isLater()) {
+        pass(node, "the element <" + std::string(node.name()) + ">");
+    } else {
+        complain(node, flaw("<" + std::string(name) + ">" + others,
+                            quoted(*node.name() != '\0' ? node.name() : node.value())));
+    }
+    return false;
+}
+
+template <typename Part>
+bool TableFile::takeValue(const pugi::xml_node& node, const Attribute<Part>& attribute,
+                          std::string_view value, Part& part) {
+    if (attribute.take(value, part)) return true;
+    if (attribute.expected) {
+        complain(node, flaw(attribute.expected, quoted(value)));
+    } else if (isLater()) {
+        pass(node, "fields of the type " + quoted(value));
+    } else {
+        complain(node, flaw("a type of " + allTypes(), quoted(value)));
+    }
+    return false;
+}
+
+// Takes a node's attributes. False where one of them is missing or wrong, or has a value that only
+// a later version knows.
+template <typename Part, size_t count>
+bool TableFile::take(const pugi::xml_node& node, const Attribute<Part> (&attributes)[count],
+                     Part& part) {
+    bool taken = true;
+    std::set<std::string_view> seen;
+    for (const pugi::xml_attribute given : node.attributes()) {
+        const auto* const known =
+            std::find_if(std::begin(attributes), std::end(attributes),
+                         [&given](const auto& one) { return one.name == given.name(); });
+        const bool isKnown = known != std::end(attributes);
+        if (!isKnown && isLater()) {
+            pass(node, "the attribute " + quoted(given.name()) + " of <" + node.name() + ">");
+        } else if (!isKnown || !seen.insert(known->name).second) {
+            complain(node, flaw(namesOf(attributes), quoted(given.name())));
+            taken = false;
+        } else if (!takeValue(node, *known, given.value(), part)) {
+            taken = false;
+        }
+    }
+    for (const Attribute<Part>& one : attributes) {
+        if (!one.required || seen.count(one.name) > 0) continue;
+        complain(node, flaw("the attribute " + std::string(one.name), "none"));
+        taken = false;
+    }
+    return taken;
+}
+
+void TableFile::parseVersion(const pugi::xml_node& root) {
+    const pugi::xml_attribute version = root.attribute("version");
+    if (!version) return;
+    const std::string_view value = version.value();
+    if (!parseNumber(value, 10, table_.version) || table_.version == 0) {
+        complain(root, flaw("a version from 1 to 4294967295", quoted(value)));
+    }
+}
+
+void TableFile::parseEnum(const pugi::xml_node& node) {
+    std::string name;
+    if (!take(node, kEnumAttributes, name)) return;
+    std::vector<EnumValue> values;
+    for (const pugi::xml_node child : node.children()) {
+        if (full()) return;
+        EnumValue value;
+        if (isElement(child, "value") && take(child, kValueAttributes, value)) {
+            values.push_back(std::move(value));
+        }
+    }
+    const auto names = std::make_shared<const TagEnum>(name, std::move(values));
+    rules_.check(*names, lineOf(node), table_.problems);
+    if (enums_.emplace(name, names).second) table_.enums.push_back(names);
+}
+
+bool TableFile::findEnum(const pugi::xml_node& node, FieldPart& part) {
+    if (part.enumName.empty()) return true;
+    const auto found = enums_.find(part.enumName);
+    if (found != enums_.end()) {
+        part.field.enumeration = found->second;
+        return true;
+    }
+    std::vector<std::string> names;
+    for (const auto& [name, one] : enums_) names.push_back(name);
+    const std::vector<std::string> nearest = nearestNames(part.enumName, names);
+    complain(node, flaw("the name of an enum in the table", quoted(part.enumName),
+                        nearest.empty() ? "" : "nearest: " + joinedByOr(nearest)));
+    return false;
+}
+
+// Reads one <field>, and checks its form alone.
+void TableFile::parseField(const pugi::xml_node& node, std::vector<TagField>& fields) {
+    FieldPart part;
+    if (!isElement(node, "field") || !take(node, kFieldAttributes, part)) return;
+    if (node.attribute("count") && node.attribute("dims")) {
+        complain(node, flaw("count or dims", "both"));
+    } else if (findEnum(node, part)) {
+        fields.push_back(std::move(part.field));
+    }
+}
+
+void TableFile::parseTag(const pugi::xml_node& node) {
+    TagEntry tag{};
+    const bool whole = take(node, kTagAttributes, tag);
+    for (const pugi::xml_node child : node.children()) {
+        if (full()) return;
+        parseField(child, tag.fields);
+    }
+    if (!whole || full()) return;
+    rules_.check(tag, lineOf(node), table_.problems);
+    table_.tags.push_back(std::move(tag));
+}
+
+void TableFile::parse(const std::string& text) {
     for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', end + 1)) {
         lineEnds_.push_back(static_cast<std::ptrdiff_t>(end));
     }
     pugi::xml_document document;
     const pugi::xml_parse_result result =
         document.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
-    if (!result) return atPlace(lineAt(result.offset), flaw("XML", "damage", result.description()));
-
+    if (!result) {
+        table_.problems.push_back(
+            atPlace(lineAt(result.offset), flaw("XML", "damage", result.description())));
+        return;
+    }
     const pugi::xml_node root = document.document_element();
-    if (std::string_view(root.name()) != "tags") {
-        return atPlace(lineAt(root.offset_debug()), flaw("<tags>", quoted(root.name())));
+    if (root.name() != std::string_view("tags")) {
+        complain(root, flaw("<tags>", quoted(root.name())));
+        return;
     }
-    std::vector<TagEntry> tags;
-    EntryChecker checker;
+    parseVersion(root);
+    // A field may have an enum that stands behind it.
+    for (const pugi::xml_node node : root.children("enum")) {
+        if (!full()) parseEnum(node);
+    }
     for (const pugi::xml_node node : root.children()) {
-        const std::string line = lineAt(node.offset_debug());
-        if (node.type() != pugi::node_element || std::string_view(node.name()) != "tag") {
-            return atPlace(
-                line, flaw("<tag>", quoted(*node.name() != '\0' ? node.name() : node.value())));
-        }
-        TagEntry tag{};
-        Status status = parseEntry(node, tag);
-        if (status.ok()) status = checker.check(tag, line);
-        if (!status.ok()) return atPlace(line, status.problem());
-        tags.push_back(std::move(tag));
+        if (full()) return;
+        const bool isEnum = node.name() == std::string_view("enum");
+        if (!isEnum && isElement(node, "tag", " or <enum>")) parseTag(node);
     }
-    return tags;
 }
 
 // Takes the document's text. No stream of the standard library: pugixml may be built with another.
@@ -342,17 +410,82 @@ struct TextWriter final : pugi::xml_writer {
     std::string text;
 };
 
-void appendField(pugi::xml_node& tag, const TagField& field) {
-    pugi::xml_node node = tag.append_child("field");
-    node.append_attribute("name").set_value(field.name.c_str());
-    node.append_attribute("offset").set_value(field.offset);
-    node.append_attribute("type").set_value(std::string(nameOf(field.type)).c_str());
-    if (field.count != 1) node.append_attribute("count").set_value(field.count);
+// How a field's dimensions are written: an attribute and its value, "" where there is none.
+std::pair<const char*, std::string> writtenDimensions(const TagField& field) {
+    const std::vector<uint32_t>& dimensions = field.dimensions;
+    if (dimensions.empty()) return {"", ""};
+    if (dimensions.size() == 1 && dimensions[0] != 1) {
+        return {"count", std::to_string(dimensions[0])};
+    }
+    std::string text;
+    for (const uint32_t length : dimensions) {
+        text += (text.empty() ? "" : "x") + std::to_string(length);
+    }
+    return {"dims", text};
 }
 
-std::string toXml(const std::vector<TagEntry>& tags) {
+void appendField(pugi::xml_node& tag, const TagField& field) {
+    pugi::xml_node node = tag.append_child("field");
+    const auto add = [&node](const char* name, const std::string& value) {
+        if (!value.empty()) node.append_attribute(name).set_value(value.c_str());
+    };
+    add("name", field.name);
+    add("offset", std::to_string(field.offset));
+    add("type", std::string(nameOf(field.type)));
+    const auto [attribute, dimensions] = writtenDimensions(field);
+    add(attribute, dimensions);
+    if (field.bits.width > 0) {
+        add("bits", std::to_string(field.bits.offset) + ":" + std::to_string(field.bits.width));
+    }
+    add("unit", field.unit);
+    if (field.enumeration) add("enum", field.enumeration->name());
+}
+
+void appendEnum(pugi::xml_node& root, const TagEnum& names) {
+    pugi::xml_node node = root.append_child("enum");
+    node.append_attribute("name").set_value(names.name().c_str());
+    for (const EnumValue& one : names.values()) {
+        pugi::xml_node value = node.append_child("value");
+        value.append_attribute("name").set_value(one.name.c_str());
+        value.append_attribute("number").set_value(toText(one.number).c_str());
+    }
+}
+
+// The version whose readers understand a field.
+uint32_t versionOf(const TagField& field) {
+    const bool first = field.bits.width == 0 && field.unit.empty() && !field.enumeration &&
+                       std::string_view(writtenDimensions(field).first) != "dims" &&
+                       field.name.find_first_of(".[") == std::string::npos;
+    return first ? 1 : kTableVersion;
+}
+
+uint32_t versionOf(const std::vector<TagEntry>& tags) {
+    uint32_t version = 1;
+    for (const TagEntry& tag : tags) {
+        for (const TagField& field : tag.fields) version = std::max(version, versionOf(field));
+    }
+    return version;
+}
+
+// The enums of all fields, in the order of the fields.
+std::vector<const TagEnum*> enumsOf(const std::vector<TagEntry>& tags) {
+    std::vector<const TagEnum*> enums;
+    std::set<const TagEnum*> seen;
+    for (const TagEntry& tag : tags) {
+        for (const TagField& field : tag.fields) {
+            const TagEnum* const names = field.enumeration.get();
+            if (names && seen.insert(names).second) enums.push_back(names);
+        }
+    }
+    return enums;
+}
+
+std::string toXml(const std::vector<TagEntry>& tags, const std::vector<const TagEnum*>& enums) {
     pugi::xml_document document;
     pugi::xml_node root = document.append_child("tags");
+    const uint32_t version = versionOf(tags);
+    if (version > 1) root.append_attribute("version").set_value(version);
+    for (const TagEnum* const names : enums) appendEnum(root, *names);
     for (const TagEntry& tag : tags) {
         pugi::xml_node node = root.append_child("tag");
         node.append_attribute("id").set_value(tag.id);
@@ -366,48 +499,42 @@ std::string toXml(const std::vector<TagEntry>& tags) {
     return std::move(writer.text);
 }
 
-struct FileCloser {
-    // Only of a file whose writing failed before: nothing more can be lost.
-    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
-
-// Writes a whole file. Only closing it tells whether all bytes arrived.
-Status writeFile(const std::string& path, const std::string& text) {
-    File file(std::fopen(path.c_str(), "wbe"));
-    if (!file) return flaw("a file to write", "none", systemReason(errno));
-    if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
-        std::fclose(file.release()) != 0) {
-        return flaw("room for " + std::to_string(text.size()) + " bytes", "none",
-                    systemReason(errno));
-    }
-    return {};
-}
-
 }  // namespace
 
-std::string_view nameOf(FieldType type) {
-    return kTypes[static_cast<size_t>(type)].name;
+TagTable examineTagTable(const std::string& path, TableSource source, size_t most) {
+    TagTable table;
+    std::string text;
+    const Status status = readTableText(path, source, text);
+    if (status.ok()) {
+        TableFile(table, most).parse(text);
+    } else {
+        table.problems.push_back(status.problem());
+    }
+    if (table.problems.size() > most) table.problems.resize(most, Problem());
+    for (Problem& problem : table.problems) problem.path = path;
+    for (Problem& problem : table.missed) problem.path = path;
+    return table;
 }
 
 Result<std::vector<TagEntry>> readTagTable(const std::string& path, TableSource source) {
-    std::string text;
-    const Status status = readFile(path, source, text);
-    if (!status.ok()) return inFile(path, status.problem());
-    Result<std::vector<TagEntry>> tags = TableFile().parse(text);
-    if (!tags.ok()) return inFile(path, tags.problem());
-    return tags;
+    TagTable table = examineTagTable(path, source, 1);
+    if (!table.problems.empty()) return table.problems.front();
+    return std::move(table.tags);
 }
 
 Status writeTagTable(const std::string& path, const std::vector<TagEntry>& tags) {
-    EntryChecker checker;
+    TableRules rules;
+    std::vector<Problem> problems;
+    const std::vector<const TagEnum*> enums = enumsOf(tags);
+    for (const TagEnum* const names : enums) {
+        rules.check(*names, "enum " + quoted(names->name()), problems);
+    }
     size_t number = 0;
     for (const TagEntry& tag : tags) {
-        const std::string place = "entry " + std::to_string(++number);
-        const Status status = checker.check(tag, place);
-        if (!status.ok()) return inFile(path, atPlace(place, status.problem()));
+        rules.check(tag, "entry " + std::to_string(++number), problems);
     }
-    const Status status = writeFile(path, toXml(tags));
+    if (!problems.empty()) return inFile(path, problems.front());
+    const Status status = writeTableText(path, toXml(tags, enums));
     return status.ok() ? status : inFile(path, status.problem());
 }
 

@@ -265,16 +265,16 @@ TEST_F(Host, SaysWhatIsWrongWithATagTableAndWhere) {
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     // What stands in the text in the place of what, or which other path is read.
     const std::tuple<std::string, std::string, std::string> cases[] = {
-        {"<field", "<f", "line 5: expected <field>, found \"f\""},
+        {"<field", "<f", "line 6: expected <field>, found \"f\""},
         {"f32", "u33", "u8, i8, u16, i16, u32, i32, u64, i64, f32, f64, char, found \"u33\""},
         {"0\" type", "0x1\" type", "an offset from 0 to 4294967295, found \"0x1\""},
         {"f32", "f64\" count=\"4294967295", "tag's 12 bytes, found 0 to 34359738360"},
         {"t=\"12", "t=\"0", "a count from 1 of the field \"all \"of it\"\", found 0"},
-        {"gain", "f[1]", "found \"f[1]\""},
+        {"gain", "f[1", "found \"f[1\""},
         {"all &quot;of it&quot;", "gain", "with names of their own, found \"gain\" twice"},
         {"</tags>", "<tag", "line 9: expected XML, found"},
-        {"<tag id=\"2118", "<tog id=\"1", "line 4: expected <tag>, found \"tog\""},
-        {"<tags>", "<tags>text", "line 2: expected <tag>, found \"text"},
+        {"<tag id=\"2118", "<tog id=\"1", "line 4: expected <tag> or <enum>, found \"tog\""},
+        {"<tags>", "<tags>text", "line 2: expected <tag> or <enum>, found \"text"},
         {"2118", "0xffffffff", "an id of its own, found 4294967295, which line 3 has"},
         {"\" \"", "\"fields\"", "a name of its own, found \"fields\", which line 4 has"},
         {"size=\"8512\"", "", "the attribute size, found none"},

@@ -4,107 +4,89 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
+using tyktags::findField;
 using tyktags::TagField;
 
 struct Row {
     const char* name;
     FieldType type;
-    uint32_t count;
-    std::optional<uint32_t> element;
+    uint32_t count;  ///< 1: no array
+    const char* part;
     const char* text;
     const char* result;  ///< the field as text afterwards, or the problem
 };
+
+std::vector<uint32_t> dimensionsOf(uint32_t count) {
+    return count == 1 ? std::vector<uint32_t>() : std::vector<uint32_t>{count};
+}
+
+/// What becomes of a value in which `part` of the field was set, as text of the whole field.
+std::string outcome(const TagField& field, const std::string& part, const char* text,
+                    std::vector<uint8_t>& bytes) {
+    const auto found = findField({field}, part, "TAG");
+    if (!found.ok()) return toLine(found.problem());
+    const tyktags::Status status = encodeField(found.value(), text, bytes.data(), bytes.size());
+    if (!status.ok()) return toLine(status.problem());
+    return tyktags::toText(decodeField(field, bytes.data(), bytes.size()));
+}
 
 class FieldCodecTest : public testing::TestWithParam<Row> {};
 
 TEST_P(FieldCodecTest, Encodes) {
     const Row& row = GetParam();
-    const TagField field{"field", 1, row.type, row.count};
+    const TagField field{"field", 1, row.type, dimensionsOf(row.count)};
     std::vector<uint8_t> bytes(1 + field.bytes());
-    const tyktags::Status status =
-        encodeField(field, row.element, row.text, bytes.data(), bytes.size());
-    const std::string result = status.ok()
-                                   ? tyktags::toText(decodeField(field, bytes.data(), bytes.size()))
-                                   : toLine(status.problem());
-    EXPECT_EQ(result, row.result);
+    EXPECT_EQ(outcome(field, std::string("field") + row.part, row.text, bytes), row.result);
 }
 
 const Row kRows[] = {
-    {"U8Largest", FieldType::u8, 1, {}, "255", "255"},
-    {"U8Beyond",
-     FieldType::u8,
-     1,
-     {},
-     "256",
+    {"U8Largest", FieldType::u8, 1, "", "255", "255"},
+    {"U8Beyond", FieldType::u8, 1, "", "256",
      "expected a whole number from 0 to 255, found \"256\""},
-    {"I8Smallest", FieldType::i8, 1, {}, "-128", "-128"},
-    {"U16Negative",
-     FieldType::u16,
-     1,
-     {},
-     "-1",
+    {"I8Smallest", FieldType::i8, 1, "", "-128", "-128"},
+    {"U16Negative", FieldType::u16, 1, "", "-1",
      "expected a whole number from 0 to 65535, found \"-1\""},
-    {"I16Smallest", FieldType::i16, 1, {}, "-32768", "-32768"},
-    {"U32Space",
-     FieldType::u32,
-     1,
-     {},
-     "1 ",
+    {"I16Smallest", FieldType::i16, 1, "", "-32768", "-32768"},
+    {"U32Space", FieldType::u32, 1, "", "1 ",
      "expected a whole number from 0 to 4294967295, found \"1 \""},
-    {"I32Smallest", FieldType::i32, 1, {}, "-2147483648", "-2147483648"},
-    {"U64Largest", FieldType::u64, 1, {}, "18446744073709551615", "18446744073709551615"},
-    {"I64Smallest", FieldType::i64, 1, {}, "-9223372036854775808", "-9223372036854775808"},
-    {"F32Short", FieldType::f32, 1, {}, "0.1", "0.1"},
+    {"I32Smallest", FieldType::i32, 1, "", "-2147483648", "-2147483648"},
+    {"U64Largest", FieldType::u64, 1, "", "18446744073709551615", "18446744073709551615"},
+    {"I64Smallest", FieldType::i64, 1, "", "-9223372036854775808", "-9223372036854775808"},
+    {"F32Short", FieldType::f32, 1, "", "0.1", "0.1"},
     // Rounded to double first, it would become 1.
-    {"F32Nearest", FieldType::f32, 1, {}, "1.0000000596046447753906250001", "1.0000001"},
-    {"F32Beyond",
-     FieldType::f32,
-     1,
-     {},
-     "3.5e38",
+    {"F32Nearest", FieldType::f32, 1, "", "1.0000000596046447753906250001", "1.0000001"},
+    {"F32Beyond", FieldType::f32, 1, "", "3.5e38",
      "expected a number of at most 3.4028235e+38, found \"3.5e38\""},
-    {"F32Infinite", FieldType::f32, 1, {}, "inf", "inf"},
-    {"F32Empty",
-     FieldType::f32,
-     1,
-     {},
-     "",
+    {"F32Infinite", FieldType::f32, 1, "", "inf", "inf"},
+    {"F32Empty", FieldType::f32, 1, "", "",
      "expected a number of at most 3.4028235e+38, found \"\""},
-    {"F64Exact", FieldType::f64, 1, {}, "0.1000000000000001", "0.1000000000000001"},
-    {"F64Beyond",
-     FieldType::f64,
-     1,
-     {},
-     "1e309",
+    {"F64Exact", FieldType::f64, 1, "", "0.1000000000000001", "0.1000000000000001"},
+    {"F64Beyond", FieldType::f64, 1, "", "1e309",
      "expected a number of at most 1.7976931348623157e+308, found \"1e309\""},
-    {"Element", FieldType::u16, 3, 1, "7", "0,7,0"},
-    {"LastElement", FieldType::f64, 2, 1, "7.5", "0,7.5"},
-    {"List", FieldType::i16, 3, {}, "1,-2,3", "1,-2,3"},
-    {"ListTooShort", FieldType::i16, 3, {}, "1,2", "expected 3 numbers, found 2"},
-    {"ListWithGap",
-     FieldType::u8,
-     3,
-     {},
-     "1,,3",
+    {"Element", FieldType::u16, 3, "[1]", "7", "0,7,0"},
+    {"LastElement", FieldType::f64, 2, "[1]", "7.5", "0,7.5"},
+    {"List", FieldType::i16, 3, "", "1,-2,3", "1,-2,3"},
+    {"ListTooShort", FieldType::i16, 3, "", "1,2", "expected 3 numbers, found 2"},
+    {"ListWithGap", FieldType::u8, 3, "", "1,,3",
      "expected a whole number from 0 to 255, found \"\""},
-    {"TextFull", FieldType::text, 4, {}, "abcd", "abcd"},
-    {"TextShort", FieldType::text, 4, {}, "ab", "ab"},
-    {"TextTooLong", FieldType::text, 4, {}, "abcde", "expected a text of at most 4 bytes, found 5"},
+    {"TextFull", FieldType::text, 4, "", "abcd", "abcd"},
+    {"TextShort", FieldType::text, 4, "", "ab", "ab"},
+    {"TextTooLong", FieldType::text, 4, "", "abcde", "expected a text of at most 4 bytes, found 5"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, FieldCodecTest, testing::ValuesIn(kRows),
                          [](const auto& row) { return row.param.name; });
 
 TEST(FieldCodec, ATextReplacesALongerOne) {
-    const TagField field{"field", 0, FieldType::text, 4};
+    const TagField field{"field", 0, FieldType::text, {4}};
     std::vector<uint8_t> bytes(4, 'x');
-    ASSERT_TRUE(encodeField(field, {}, "ab", bytes.data(), bytes.size()).ok());
+    ASSERT_TRUE(encodeField(field, "ab", bytes.data(), bytes.size()).ok());
     EXPECT_EQ(bytes, (std::vector<uint8_t>{'a', 'b', 0, 0}));
 }
 
@@ -115,7 +97,7 @@ struct Cut {
 };
 
 TEST(FieldCodec, ReadsAsFarAsTheValueReaches) {
-    const TagField field{"field", 2, FieldType::u16, 3};
+    const TagField field{"field", 2, FieldType::u16, {3}};
     const std::vector<uint8_t> bytes{9, 9, 1, 0, 2, 0, 3, 0};
     const Cut cuts[] = {
         {0, "", "the value ends before it, after 0 bytes"},
@@ -128,19 +110,103 @@ TEST(FieldCodec, ReadsAsFarAsTheValueReaches) {
     for (const Cut& cut : cuts) {
         EXPECT_EQ(tyktags::toText(decodeField(field, bytes.data(), cut.size)), cut.text)
             << cut.size;
-        EXPECT_EQ(shortfall(field, {}, cut.size), cut.shortfall) << cut.size;
+        EXPECT_EQ(shortfall(field, cut.size), cut.shortfall) << cut.size;
     }
-    EXPECT_EQ(shortfall(field, 1, 6), "");
-    EXPECT_EQ(shortfall(field, 1, 5), "the value ends before it, after 5 bytes");
+    const TagField element = findField({field}, "field[1]", "TAG").value();
+    EXPECT_EQ(shortfall(element, 6), "");
+    EXPECT_EQ(shortfall(element, 5), "the value ends before it, after 5 bytes");
 }
 
 TEST(FieldCodec, RefusesAValueThatEndsBeforeTheField) {
-    const TagField field{"field", 2, FieldType::u16, 3};
+    const TagField field{"field", 2, FieldType::u16, {3}};
     std::vector<uint8_t> bytes(7);
-    const tyktags::Status status = encodeField(field, 0, "1", bytes.data(), bytes.size());
+    const tyktags::Status status = encodeField(field, "1,2,3", bytes.data(), bytes.size());
     ASSERT_FALSE(status.ok());
     EXPECT_EQ(toLine(status.problem()), "expected a value of at least 8 bytes, found 7");
     EXPECT_EQ(bytes, std::vector<uint8_t>(7));
+}
+
+/// A field of several dimensions, of bits or with names, and what setting a part of it does to a
+/// value whose bytes are all 0xa5.
+struct PartRow {
+    TagField field;
+    const char* part;
+    const char* text;
+    const char* result;
+};
+
+TEST(FieldCodec, SetsRowsBitsAndNames) {
+    const auto modes = std::make_shared<const tyktags::TagEnum>(
+        "Mode", std::vector<tyktags::EnumValue>{{"OFF", {}},
+                                                {"AUTO", {1}},
+                                                {"ALSO_AUTO", {1}},
+                                                {"BELOW", {2, true}},
+                                                {"MOST", {~uint64_t{0}}}});
+    const TagField matrix{"m", 1, FieldType::i8, {2, 3}};
+    const TagField names{"t", 0, FieldType::text, {2, 4}};
+    const TagField low{"b", 0, FieldType::u8, {}, {0, 4}};
+    const TagField across{"b", 0, FieldType::i32, {}, {6, 5}};
+    const TagField wide{"b", 0, FieldType::u64, {}, {3, 64}};
+    const TagField mode{"mode", 0, FieldType::u8, {}, {}, "", modes};
+    const TagField mode64{"mode", 0, FieldType::u64, {2}, {}, "", modes};
+    const TagField sign{"mode", 0, FieldType::i16, {}, {12, 3}, "", modes};
+    const PartRow rows[] = {
+        {matrix, "m", "1,2,3,4,5,-6", "1,2,3,4,5,-6"},
+        {matrix, "m[1]", "4,5,6", "-91,-91,-91,4,5,6"},
+        {matrix, "m[1][0]", "7", "-91,-91,-91,7,-91,-91"},
+        {matrix, "m[1]", "4,5", "expected 3 numbers, found 2"},
+        {matrix, "m[2]", "1", "TAG.m has 2 x 3 elements, the last is [1][2]"},
+        {matrix, "m[0][3]", "1", "TAG.m has 2 x 3 elements, the last is [1][2]"},
+        {matrix, "m[0][0][0]", "1", "TAG.m has 2 x 3 elements, the last is [1][2]"},
+        {names, "t", "one,four", "one,four"},
+        {names, "t[0]", "a,b", "a,b,\xa5\xa5\xa5\xa5"},
+        {names, "t[1]", "fives", "expected a text of at most 4 bytes, found 5"},
+        {names, "t", "one", "expected 2 texts, found 1"},
+        {names, "t[0][1]", "a", "TAG.t has the elements 0 to 1"},
+        {low, "b", "15", "15"},
+        {low, "b", "16", "expected a whole number from 0 to 15, found \"16\""},
+        {across, "b", "-16", "-16"},
+        {across, "b", "15", "15"},
+        {across, "b", "-17", "expected a whole number from -16 to 15, found \"-17\""},
+        {across, "b[0]", "1", "TAG.b is a single number"},
+        {wide, "b", "18446744073709551615", "18446744073709551615"},
+        {mode, "mode", "AUTO", "AUTO (1)"},
+        {mode, "mode", "ALSO_AUTO", "AUTO (1)"},
+        {mode, "mode", "7", "7"},
+        {mode, "mode", "auto",
+         "expected a whole number from 0 to 255 or a name of Mode, found \"auto\": nearest: AUTO "
+         "or ALSO_AUTO"},
+        {mode, "mode", "xyz",
+         "expected a whole number from 0 to 255 or a name of Mode, found \"xyz\": Mode has OFF, "
+         "AUTO, ALSO_AUTO, BELOW or MOST"},
+        {mode, "mode", "BELOW",
+         "expected a whole number from 0 to 255 or a name of Mode, found \"BELOW\": the "
+         "name's number is -2"},
+        {mode64, "mode", "MOST,0", "MOST (18446744073709551615),OFF (0)"},
+        {sign, "mode", "BELOW", "BELOW (-2)"},
+    };
+    for (const PartRow& row : rows) {
+        std::vector<uint8_t> bytes(16, 0xa5);
+        EXPECT_EQ(outcome(row.field, row.part, row.text, bytes), row.result)
+            << row.field.name << " " << row.part << " " << row.text;
+    }
+}
+
+TEST(FieldCodec, LeavesTheBitsBesideAFieldOfBits) {
+    const TagField field{"b", 1, FieldType::u16, {}, {6, 5}};
+    for (const uint8_t around : {uint8_t{0x00}, uint8_t{0xff}}) {
+        std::vector<uint8_t> bytes(4, around);
+        ASSERT_TRUE(encodeField(field, "21", bytes.data(), bytes.size()).ok());
+        const auto inside = [around](int value, int mask) {
+            return static_cast<uint8_t>(value | (around & ~mask));
+        };
+        EXPECT_EQ(bytes,
+                  (std::vector<uint8_t>{around, inside(0x40, 0xc0), inside(0x05, 0x07), around}));
+    }
+    EXPECT_EQ(shortfall(field, 3), "");
+    EXPECT_EQ(shortfall(field, 2), "the value ends before it, after 2 bytes");
+    const std::vector<uint8_t> cut(2);
+    EXPECT_TRUE(decodeField(field, cut.data(), cut.size()).empty());
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "tree/read/TreePath.h"
 
 #include <filesystem>
+#include <utility>
 
 namespace tyksim {
 
@@ -72,8 +73,13 @@ void CameraSetup::readTags() {
         return;
     }
     const bool given = tagTable_.origin == Origin::user;
-    tags_ = orFail(tyktags::readTagTable(
-        tagTable_.source, given ? tyktags::TableSource::fileOrPipe : tyktags::TableSource::file));
+    tyktags::TagTable table = tyktags::examineTagTable(
+        tagTable_.source, given ? tyktags::TableSource::fileOrPipe : tyktags::TableSource::file, 1);
+    if (!table.problems.empty()) fail(table.problems.front());
+    for (const tyktags::Problem& missed : table.missed) {
+        printNote(tyktree::escaped(toLine(missed)));
+    }
+    tags_ = std::move(table.tags);
     // A pipe gives its content once.
     if (std::filesystem::is_regular_file(tagTable_.source)) {
         tagTable_.content = readText(tagTable_.source);

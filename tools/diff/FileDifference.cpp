@@ -20,11 +20,13 @@ FileDifference unreadable(const tyktags::Problem& problem) {
     return result;
 }
 
-/// Makes the bytes of `range` that lie in the piece at `offset` zero.
+/// Makes the bits of `range` that lie in the piece at `offset` zero.
 void blank(std::vector<uint8_t>& piece, uint64_t offset, size_t bytes, const ByteRange& range) {
     const uint64_t from = std::max(range.offset, offset);
     const uint64_t to = std::min(range.offset + range.bytes, offset + bytes);
-    for (uint64_t at = from; at < to; ++at) piece[static_cast<size_t>(at - offset)] = 0;
+    for (uint64_t at = from; at < to; ++at) {
+        piece[static_cast<size_t>(at - offset)] &= static_cast<uint8_t>(~range.bits);
+    }
 }
 
 }  // namespace

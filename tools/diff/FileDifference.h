@@ -13,6 +13,7 @@ namespace tyksim {
 struct ByteRange {
     uint64_t offset;
     uint64_t bytes;
+    uint8_t bits = 0xff;  ///< of each of the bytes
 };
 
 struct FileDifference {

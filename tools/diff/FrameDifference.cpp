@@ -101,20 +101,23 @@ bool isPicture(const FileEntry& file) {
 void blank(std::vector<uint8_t>& bytes, const std::vector<ByteRange>& ranges) {
     for (const ByteRange& range : ranges) {
         const uint64_t end = std::min<uint64_t>(range.offset + range.bytes, bytes.size());
-        for (uint64_t at = range.offset; at < end; ++at) bytes[static_cast<size_t>(at)] = 0;
+        for (uint64_t at = range.offset; at < end; ++at) {
+            bytes[static_cast<size_t>(at)] &= static_cast<uint8_t>(~range.bits);
+        }
     }
 }
 
 /// The elements of a field that differ, under its name or its elements' names.
-void addElements(const std::string& name, const std::vector<tyktags::Value>& a,
-                 const std::vector<tyktags::Value>& b, std::vector<ValueDifference>& out) {
+void addElements(const std::string& name, const std::vector<uint32_t>& shape,
+                 const std::vector<tyktags::Value>& a, const std::vector<tyktags::Value>& b,
+                 std::vector<ValueDifference>& out) {
     const size_t count = std::max(a.size(), b.size());
     for (size_t i = 0; i < count; ++i) {
         const tyktags::Value inA = i < a.size() ? a[i] : tyktags::Value();
         const tyktags::Value inB = i < b.size() ? b[i] : tyktags::Value();
         // By their words: that way a value that is no number equals itself.
         if (tyktags::toText(inA) == tyktags::toText(inB)) continue;
-        out.push_back({count == 1 ? name : text(name, "[", i, "]"), inA, inB});
+        out.push_back({tyktags::elementName(name, shape, i), inA, inB});
     }
 }
 
@@ -122,7 +125,19 @@ void addScene(const tyktree::SceneRecord& a, const tyktree::SceneRecord& b, cons
               std::vector<ValueDifference>& out) {
     for (const ::SceneField& field : kSceneFields) {
         if (rules.ignoresScene(field)) continue;
-        addElements(field.path, {sceneValue(field, a)}, {sceneValue(field, b)}, out);
+        addElements(field.path, {}, {sceneValue(field, a)}, {sceneValue(field, b)}, out);
+    }
+}
+
+/// Adds where a field lies.
+void addRanges(const tyktags::TagField& field, std::vector<ByteRange>& ranges) {
+    if (field.bits.width == 0) {
+        ranges.push_back({field.offset, field.bytes()});
+        return;
+    }
+    for (uint32_t i = 0; i < field.bits.width; ++i) {
+        const uint64_t bit = uint64_t{field.bits.offset} + i;
+        ranges.push_back({field.offset + bit / 8, 1, static_cast<uint8_t>(1U << (bit % 8))});
     }
 }
 
@@ -148,12 +163,7 @@ std::vector<ByteRange> DiffRules::ignoredBytes(const std::string& tag) const {
     std::vector<ByteRange> ranges;
     for (const tyktree::ValueName& name : ignored) {
         if (!name.field || name.tagName != tag) continue;
-        const uint32_t one = bytesOf(name.field->type);
-        if (name.element) {
-            ranges.push_back({name.field->offset + uint64_t{*name.element} * one, one});
-        } else {
-            ranges.push_back({name.field->offset, name.field->bytes()});
-        }
+        addRanges(*name.field, ranges);
     }
     return ranges;
 }
@@ -272,11 +282,13 @@ void FrameComparer::addFields(const tyktree::Parameter& a, const tyktree::Parame
     const std::vector<tyktree::DecodedField> fieldsB = b.fields();
     for (size_t i = 0; i < fieldsA.size(); ++i) {
         const std::string& name = fieldsA[i].field->name;
-        const bool ignored = std::any_of(rules_.ignored.begin(), rules_.ignored.end(),
-                                         [&](const tyktree::ValueName& one) {
-                                             return one.field == fieldsA[i].field && !one.element;
-                                         });
-        if (!ignored) addElements(name, fieldsA[i].values, fieldsB[i].values, tag.fields);
+        const bool ignored = std::any_of(
+            rules_.ignored.begin(), rules_.ignored.end(), [&](const tyktree::ValueName& one) {
+                return one.tagName == tag.name && one.field && one.field->name == name;
+            });
+        if (!ignored)
+            addElements(name, fieldsA[i].field->shape(), fieldsA[i].values, fieldsB[i].values,
+                        tag.fields);
     }
 }
 

@@ -108,9 +108,8 @@ void addBytes(const tyktree::ValueName& name, SceneBytes& bytes) {
         begin = static_cast<size_t>(name.scene->offset);
         count = static_cast<size_t>(name.scene->width());
     } else if (name.field) {
-        const size_t width = bytesOf(name.field->type);
-        begin = name.field->offset + width * name.element.value_or(0);
-        count = name.element ? width : static_cast<size_t>(name.field->bytes());
+        begin = name.field->offset;
+        count = static_cast<size_t>(name.field->bytes());
     }
     for (size_t i = begin; i < std::min(begin + count, bytes.size()); ++i) bytes.set(i);
 }
@@ -131,12 +130,7 @@ std::string shown(const tyktree::ValueName& name, const std::vector<uint8_t>& by
         return text(bytes.size(), " bytes, crc32 ", std::hex,
                     tyktree::checksum(bytes.data(), bytes.size()));
     }
-    const std::vector<tyktags::Value> values =
-        tyktags::decodeField(*name.field, bytes.data(), bytes.size());
-    if (name.element && *name.element < values.size()) {
-        return tyktags::toText(values[*name.element]);
-    }
-    return tyktags::toText(values);
+    return tyktags::toText(tyktags::decodeField(*name.field, bytes.data(), bytes.size()));
 }
 
 }  // namespace
@@ -195,8 +189,7 @@ void Edits::tryOut(const Edit& edit, const std::string& value) {
         return;
     }
     std::vector<uint8_t> bytes(edit.name.field->offset + edit.name.field->bytes());
-    require(edit.setting,
-            encodeField(*edit.name.field, edit.name.element, value, bytes.data(), bytes.size()));
+    require(edit.setting, encodeField(*edit.name.field, value, bytes.data(), bytes.size()));
 }
 
 bool Edits::Edit::isOf(std::string_view tagName) const {
@@ -250,8 +243,8 @@ tyktags::Status Edits::set(const Edit& edit, bool isFixed, FrameTurn turn,
         return {};
     }
     if (!edit.name.scene) {
-        return tyktags::encodeField(*edit.name.field, edit.name.element, edit.textFor(turn),
-                                    bytes.data(), bytes.size());
+        return tyktags::encodeField(*edit.name.field, edit.textFor(turn), bytes.data(),
+                                    bytes.size());
     }
     if (bytes.size() != kSceneRecordBytes) {
         return flaw(fmt::format("a record of {} bytes", kSceneRecordBytes), bytes.size());

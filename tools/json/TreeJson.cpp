@@ -10,13 +10,38 @@ namespace tyksim {
 
 namespace {
 
-Json listOf(const std::vector<tyktags::Value>& values) {
+/// The values in lists, one inside another for each dimension from `depth` on. Takes them from the
+/// front; there may be fewer than the dimensions say.
+Json listOf(const std::vector<uint32_t>& shape, size_t depth,
+            std::vector<tyktags::Value>::const_iterator& next,
+            std::vector<tyktags::Value>::const_iterator end) {
+    if (depth == shape.size()) return toJson(*next++);
     Json list = Json::array();
-    for (const tyktags::Value& value : values) list.push_back(toJson(value));
+    for (uint32_t i = 0; i < shape[depth] && next != end; ++i) {
+        list.push_back(listOf(shape, depth + 1, next, end));
+    }
     return list;
 }
 
+/// Adds values of these dimensions; null where there is none.
+void addValues(Json& object, const std::string& key, const std::vector<uint32_t>& shape,
+               const std::vector<tyktags::Value>& values) {
+    if (values.empty()) {
+        object[key] = nullptr;
+    } else if (shape.empty()) {
+        addValue(object, key, values.front());
+    } else {
+        auto next = values.begin();
+        object[key] = listOf(shape, 0, next, values.end());
+    }
+}
+
 }  // namespace
+
+Json toJson(const tyktags::NamedNumber& value) {
+    return {{"number", toJson(withoutName(value))},
+            {"name", value.name.empty() ? Json() : Json(tyktree::toUtf8(value.name))}};
+}
 
 Json toJson(const tyktags::Value& value) {
     if (const auto* number = std::get_if<int64_t>(&value)) return *number;
@@ -26,6 +51,7 @@ Json toJson(const tyktags::Value& value) {
         return tyktags::toText(value);
     }
     if (const auto* text = std::get_if<std::string>(&value)) return tyktree::toUtf8(*text);
+    if (const auto* named = std::get_if<tyktags::NamedNumber>(&value)) return toJson(*named);
     return nullptr;
 }
 
@@ -38,21 +64,14 @@ void addValue(Json& object, const std::string& key, const tyktags::Value& value)
 }
 
 void addField(Json& object, const tyktree::DecodedField& field) {
-    const std::string key = keyOf(field.field->name);
-    if (tyktags::isSingle(*field.field) || field.values.empty()) {
-        addValue(object, key, field.values.empty() ? tyktags::Value() : field.values.front());
-    } else {
-        object[key] = listOf(field.values);
-    }
+    addValues(object, keyOf(field.field->name), field.field->shape(), field.values);
 }
 
 void addValue(Json& object, const std::string& key, const tyktree::FrameValue& value) {
     if (value.isBlob) {
         object[key] = {{"crc32", fmt::format("{:08x}", value.crc32)}, {"size", value.size}};
-    } else if (value.values.size() > 1) {
-        object[key] = listOf(value.values);
     } else {
-        addValue(object, key, value.absent() ? tyktags::Value() : value.values.front());
+        addValues(object, key, value.shape, value.values);
     }
 }
 

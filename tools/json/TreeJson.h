@@ -10,19 +10,23 @@
 
 namespace tyksim {
 
-/// A number, a text (U+FFFD for each byte that is no UTF-8), or null. Not-a-number and the
-/// infinities, which JSON does not have, come as the texts "nan", "inf" and "-inf".
+/// {"number": 1, "name": "AUTO"}; the name is null where the number has none.
+Json toJson(const tyktags::NamedNumber& value);
+
+/// A number, a number with a name, a text (U+FFFD for each byte that is no UTF-8), or null.
+/// Not-a-number and the infinities, which JSON does not have, come as the texts "nan", "inf" and
+/// "-inf".
 Json toJson(const tyktags::Value& value);
 
 /// Adds a value to an object; a text as addText() does.
 void addValue(Json& object, const std::string& key, const tyktags::Value& value);
 
 /// Adds a field under its name: one number or text by itself, an array as the list of the elements
-/// that are there, and null where there is none.
+/// that are there (of several dimensions as lists of lists), and null where there is none.
 void addField(Json& object, const tyktree::DecodedField& field);
 
-/// Adds a value under its name: one element by itself, several as a list, none as null, and a tag
-/// without fields as {"crc32": "9f3a21bc", "size": 4096}.
+/// Adds a value under its name as addField() does; and a tag without fields as {"crc32":
+/// "9f3a21bc", "size": 4096}.
 void addValue(Json& object, const std::string& key, const tyktree::FrameValue& value);
 
 /// The record's named fields by path, as an object.

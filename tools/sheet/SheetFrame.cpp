@@ -28,7 +28,9 @@ constexpr size_t kPieceBytes = size_t{1} << 20;
 // A script's numbers hold integers up to here exactly.
 constexpr int64_t kExact = int64_t{1} << 53;
 
-Json pageValue(const Value& value) {
+/// Numbers come without their names, which stand once in the page.
+Json pageValue(const Value& given) {
+    const Value value = withoutName(given);
     if (const auto* text = std::get_if<std::string>(&value)) return tyktree::escaped(*text);
     const auto* whole = std::get_if<int64_t>(&value);
     const auto* natural = std::get_if<uint64_t>(&value);
@@ -38,9 +40,9 @@ Json pageValue(const Value& value) {
 }
 
 /// One element as it is, more of them as their number and the first ones.
-Json pageValues(const std::vector<Value>& values, size_t count) {
+Json pageValues(const std::vector<Value>& values, bool single) {
     if (values.empty()) return nullptr;
-    if (count == 1) return pageValue(values.front());
+    if (single) return pageValue(values.front());
     Json list = Json::array({values.size()});
     const size_t shown = std::min(values.size(), kElements);
     for (size_t i = 0; i < shown; ++i) list.push_back(pageValue(values[i]));
@@ -146,8 +148,7 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file, SheetFrame
     }
     result.content = Json::array();
     for (const tyktree::DecodedField& field : parameter.fields()) {
-        const bool single = tyktags::isSingle(*field.field);
-        result.content.push_back(pageValues(field.values, single ? 1 : field.field->count));
+        result.content.push_back(pageValues(field.values, isSingle(*field.field)));
     }
     return result;
 }

@@ -81,13 +81,14 @@ ExitStatus checkOne(const CheckVerbOptions& options, const OpenedTree& tree, Jso
 }
 
 ExitStatus checkConfiguration(const CheckVerbOptions& options, const std::string& path,
-                              JsonDocument* json) {
+                              Reading& reading) {
     TagCatalog catalog;
     const std::string& tags = options.reading.tree.tagsFile;
     if (!tags.empty()) {
         catalog = orFail(TagCatalog::readGiven(tags));
+        reading.problems(catalog);
     }
-    const std::unique_ptr<CheckReport> report = makeCheckReport(json);
+    const std::unique_ptr<CheckReport> report = makeCheckReport(reading.json());
     report->begin(path);
     report->endConfiguration(path, checkConfig(path, catalog, *report), catalog);
     return statusOf(report->counts(), options);
@@ -96,9 +97,8 @@ ExitStatus checkConfiguration(const CheckVerbOptions& options, const std::string
 constexpr const char* kSchema = "tyksim.check";
 
 ExitStatus checkConfigurationFile(const CheckVerbOptions& options, const std::string& path) {
-    return readOne(options.reading.json ? kSchema : nullptr, [&](Reading& reading) {
-        return checkConfiguration(options, path, reading.json());
-    });
+    return readOne(options.reading.json ? kSchema : nullptr,
+                   [&](Reading& reading) { return checkConfiguration(options, path, reading); });
 }
 
 /// What the index could not read is among the findings.

@@ -112,6 +112,12 @@ void Reading::problem(const std::string& line) {
     printNote(line);
 }
 
+void Reading::problems(const tyktree::TagCatalog& catalog) {
+    for (const tyktags::Problem& missed : catalog.missed()) {
+        problem(tyktree::escaped(toLine(missed)));
+    }
+}
+
 ExitStatus runReading(const char* schema, const std::function<ExitStatus(Reading&)>& verb) {
     std::unique_ptr<JsonDocument> json;
     if (schema) json = std::make_unique<JsonDocument>(schema, 1);
@@ -158,6 +164,7 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
                        Need need, IndexProblems problems)
     : index(readIndex(given, options)),
       catalog(orFail(tyktree::TagCatalog::find(index, options.tagsFile))) {
+    reading.problems(catalog);
     const FrameSelection selection = options.selection();
     frames = select(index, selection);
     const bool anyFrame = index.frameCount() > 0;

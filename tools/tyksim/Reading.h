@@ -37,6 +37,9 @@ public:
     /// error of the document. One thread at a time.
     void problem(const std::string& line);
 
+    /// Says what of a tag table could not be read, because only later versions know it.
+    void problems(const tyktree::TagCatalog& catalog);
+
     /// Whether there was such a thing so far.
     bool anyProblem() const { return problems_ > 0; }
 

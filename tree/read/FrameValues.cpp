@@ -116,10 +116,10 @@ void FrameValueReader::readTag(const std::string& path, const ValueName& name, F
         value.isBlob = true;
         return;
     }
-    value.problem = tyktags::shortfall(*name.field, name.element, bytes_.size());
+    value.problem = tyktags::shortfall(*name.field, bytes_.size());
     if (!value.problem.empty()) return;
     value.values = tyktags::decodeField(*name.field, bytes_.data(), bytes_.size());
-    if (name.element) value.values = {value.values[*name.element]};
+    value.shape = name.field->shape();
 }
 
 }  // namespace tyktree

@@ -14,6 +14,7 @@ namespace tyktree {
 /// The value of one name in one frame.
 struct FrameValue {
     std::vector<tyktags::Value> values;  ///< a field's elements; empty if the frame has no value
+    std::vector<uint32_t> shape;         ///< their dimensions; empty for a single value
     bool isBlob = false;  ///< a tag without fields: only the next two members are known
     uint32_t crc32 = 0;
     uint64_t size = 0;     ///< bytes of the parameter file

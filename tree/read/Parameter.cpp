@@ -7,7 +7,7 @@ std::vector<DecodedField> Parameter::fields() const {
     if (!tag) return decoded;
     for (const tyktags::TagField& field : tag->fields) {
         decoded.push_back({&field, tyktags::decodeField(field, bytes.data(), bytes.size()),
-                           tyktags::shortfall(field, std::nullopt, size)});
+                           tyktags::shortfall(field, size)});
     }
     return decoded;
 }

@@ -72,7 +72,7 @@ std::string_view shortestName(const Field& field) {
 }
 
 tyktags::Value sceneValue(const Field& field, const SceneRecord& record) {
-    const tyktags::TagField layout{"", static_cast<uint32_t>(field.offset), field.type, 1};
+    const tyktags::TagField layout{"", static_cast<uint32_t>(field.offset), field.type};
     return decodeField(layout, record.bytes.data(), record.bytes.size()).front();
 }
 

@@ -27,9 +27,11 @@ TagCatalog::TagCatalog(std::vector<TagEntry> tags, Source source, std::string pa
 
 Result<TagCatalog> TagCatalog::read(const std::string& path, tyktags::TableSource allowed,
                                     Source source) {
-    Result<std::vector<TagEntry>> tags = tyktags::readTagTable(path, allowed);
-    if (!tags.ok()) return tags.problem();
-    return TagCatalog(std::move(tags.value()), source, path);
+    tyktags::TagTable table = tyktags::examineTagTable(path, allowed, 1);
+    if (!table.problems.empty()) return table.problems.front();
+    TagCatalog catalog(std::move(table.tags), source, path);
+    catalog.missed_ = std::move(table.missed);
+    return catalog;
 }
 
 Result<TagCatalog> TagCatalog::readGiven(const std::string& path) {

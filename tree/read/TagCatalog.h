@@ -43,6 +43,9 @@ public:
     Source source() const { return source_; }
     const std::string& path() const { return path_; }  ///< of the table; "" if there is none
 
+    /// The parts of the table that only later versions of this program know.
+    const std::vector<tyktags::Problem>& missed() const { return missed_; }
+
     /// The names of tags that are most similar to `name`; see tyktags::nearestNames().
     std::vector<std::string> nearest(std::string_view name) const;
 
@@ -55,6 +58,7 @@ private:
     std::map<std::string, size_t, std::less<>> byName_;
     Source source_ = Source::kNone;
     std::string path_;
+    std::vector<tyktags::Problem> missed_;
 };
 
 }  // namespace tyktree

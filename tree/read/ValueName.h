@@ -1,4 +1,5 @@
-// Resolves names of values with a tag catalog: TAG, TAG.field, TAG.field[2], or a scene field.
+// Resolves names of values with a tag catalog: TAG, TAG.field, TAG.field[2], TAG.roi[1].x, or a
+// scene field.
 //
 // Threads: any. Errors: std::bad_alloc.
 #pragma once
@@ -21,8 +22,7 @@ struct ValueName {
     const ::SceneField* scene = nullptr;  ///< a scene field
     std::optional<uint32_t> tag;          ///< else a tag (by id) ...
     std::string tagName;
-    const tyktags::TagField* field = nullptr;  ///< ... or a field of it; points into the catalog
-    std::optional<uint32_t> element;           ///< ... or one element of that field
+    std::optional<tyktags::TagField> field;  ///< ... or a field of it, an element or a row of one
 };
 
 /// Resolves a NAME. A tag that the catalog does not have is valid too if `tagNames`, the names that

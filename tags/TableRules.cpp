@@ -1,0 +1,162 @@
+#include "tags/TableRules.h"
+
+#include "records/MfnrTuning.h"
+#include "records/SceneLayout.h"
+#include "replay/FixedOverrides.h"
+
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+
+namespace tyktags {
+
+namespace {
+
+// Deeper nesting is no data's, and whoever shows it nests as deep.
+constexpr size_t kMostDimensions = 16;
+
+bool hasOneOf(std::string_view text, std::string_view characters) {
+    return text.find_first_of(characters) != std::string_view::npos;
+}
+
+// Problems of one part of the table, at its place.
+class Complaints {
+public:
+    Complaints(const std::string& place, std::vector<Problem>& problems)
+        : place_(place), problems_(problems) {}
+
+    // Whether `fits`; a problem where it does not.
+    bool require(bool fits, const std::string& expected, const std::string& found) {
+        if (!fits) problems_.push_back({"", expected, found, "", place_});
+        return fits;
+    }
+
+    // Whether nothing before has the same key.
+    template <typename Key>
+    void requireOwn(std::map<Key, std::string>& places, const Key& key, const char* expected,
+                    const std::string& shown) {
+        const auto [found, isNew] = places.emplace(key, place_);
+        require(isNew, expected, shown + ", which " + found->second + " has");
+    }
+
+private:
+    const std::string& place_;
+    std::vector<Problem>& problems_;
+};
+
+// The size of a record that the library itself makes.
+std::optional<int32_t> ownSize(uint32_t id) {
+    static const std::map<uint32_t, int32_t> kSizes{
+        {kSceneTag, kSceneRecordBytes},
+        {kMfnrTag, static_cast<int32_t>(kMfnrTableBytes)},
+        {kOverrideSizeTag, static_cast<int32_t>(sizeof(kOverrideSize))},
+        {kOverrideByteTag, static_cast<int32_t>(sizeof(kOverrideByte))}};
+    const auto known = kSizes.find(id);
+    if (known == kSizes.end()) return std::nullopt;
+    return known->second;
+}
+
+bool checkDimensions(const TagField& field, Complaints& complaints) {
+    const std::string of = " of the field " + quoted(field.name);
+    if (!complaints.require(field.count() > 0, "a count from 1" + of, "0")) return false;
+    return complaints.require(field.dimensions.size() <= kMostDimensions,
+                              "at most " + std::to_string(kMostDimensions) + " dimensions" + of,
+                              std::to_string(field.dimensions.size()));
+}
+
+bool checkBits(const TagField& field, Complaints& complaints) {
+    if (field.bits.width == 0) return true;
+    const uint32_t most = 8 * bytesOf(field.type);
+    const bool fits = isWhole(field.type) && field.dimensions.empty() && field.bits.width <= most;
+    return complaints.require(
+        fits,
+        isWhole(field.type)
+            ? "bits of a single number, at most " + std::to_string(most) + " of them"
+            : std::string("bits of a whole number"),
+        std::to_string(field.bits.width) + " bits of the field " + quoted(field.name) +
+            " of the type " + std::string(nameOf(field.type)));
+}
+
+void checkField(const TagEntry& tag, const TagField& field, Complaints& complaints) {
+    const bool named = complaints.require(
+        isFieldName(field.name),
+        "a field's name such as \"gain\" or \"roi[1].x\", of words without '.', '[', ']' and NUL",
+        quoted(field.name));
+    if (!named || !checkDimensions(field, complaints) || !checkBits(field, complaints)) return;
+    complaints.require(!field.enumeration || isWhole(field.type),
+                       "an enum of a field of whole numbers",
+                       "one of the field " + quoted(field.name) + " of the type " +
+                           std::string(nameOf(field.type)));
+    const uint64_t end = field.offset + field.bytes();
+    const std::string within = "the field " + quoted(field.name) + " within the tag's " +
+                               std::to_string(tag.size) + " bytes";
+    complaints.require(end <= static_cast<uint64_t>(tag.size), within,
+                       std::to_string(field.offset) + " to " + std::to_string(end));
+}
+
+void checkFields(const TagEntry& tag, Complaints& complaints) {
+    std::set<std::string_view> names;
+    for (const TagField& field : tag.fields) {
+        checkField(tag, field, complaints);
+        complaints.require(names.insert(field.name).second, "fields with names of their own",
+                           quoted(field.name) + " twice");
+    }
+}
+
+void checkSize(const TagEntry& tag, Complaints& complaints) {
+    const std::optional<int32_t> own = ownSize(tag.id);
+    const bool fits = !own || (tag.kind == TagKind::fixed && tag.size == *own);
+    complaints.require(
+        fits,
+        "the kind fixed and the size " + std::to_string(own.value_or(0)) + " of tag " +
+            std::to_string(tag.id),
+        (tag.kind == TagKind::fixed ? "fixed and " : "block and ") + std::to_string(tag.size));
+}
+
+// Whoever gives a name in a number's place must mean the name.
+bool isEnumValueName(std::string_view name) {
+    if (name.empty() || hasOneOf(name, std::string_view(",=\0", 3))) return false;
+    return !hasOneOf(name.substr(0, 1), "0123456789+-. ");
+}
+
+}  // namespace
+
+std::string quoted(std::string_view text) {
+    constexpr size_t kShown = 64;
+    std::string result = "\"" + std::string(text.substr(0, kShown));
+    return result + (text.size() > kShown ? "...\"" : "\"");
+}
+
+void TableRules::check(const TagEntry& tag, const std::string& place,
+                       std::vector<Problem>& problems) {
+    Complaints complaints(place, problems);
+    complaints.require(tag.id != 0, "an id from 1 to 4294967295", "0");
+    complaints.require(!tag.name.empty() && !hasOneOf(tag.name, std::string_view("/.\0", 3)),
+                       "a name without '/', '.' and NUL", quoted(tag.name));
+    if (complaints.require(tag.size >= 0, "a size from 0 to 2147483647",
+                           std::to_string(tag.size))) {
+        checkSize(tag, complaints);
+        checkFields(tag, complaints);
+    }
+    complaints.requireOwn(idPlaces_, tag.id, "an id of its own", std::to_string(tag.id));
+    complaints.requireOwn(namePlaces_, tag.name, "a name of its own", quoted(tag.name));
+}
+
+void TableRules::check(const TagEnum& names, const std::string& place,
+                       std::vector<Problem>& problems) {
+    Complaints complaints(place, problems);
+    complaints.require(!names.name().empty(), "an enum's name", "\"\"");
+    complaints.requireOwn(enumPlaces_, names.name(), "an enum with a name of its own",
+                          quoted(names.name()));
+    std::set<std::string_view> taken;
+    for (const EnumValue& value : names.values()) {
+        complaints.require(isEnumValueName(value.name),
+                           "a name without ',', '=' and NUL that does not begin as a number does",
+                           quoted(value.name));
+        complaints.require(taken.insert(value.name).second, "values with names of their own",
+                           quoted(value.name) + " twice in the enum " + quoted(names.name()));
+    }
+}
+
+}  // namespace tyktags

@@ -1,0 +1,102 @@
+#include "tags/TableText.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <memory>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace tyktags {
+
+namespace {
+
+constexpr size_t kMaxFileBytes = size_t{16} << 20;
+constexpr int kPipePatience = 10000;  // milliseconds
+
+// A problem whose path the caller knows.
+Problem flaw(std::string expected, std::string found, std::string reason = "") {
+    return {"", std::move(expected), std::move(found), std::move(reason)};
+}
+
+// A file open for reading, without waiting for whoever serves it.
+class Source {
+public:
+    explicit Source(const std::string& path)
+        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+    ~Source() {
+        if (descriptor_ >= 0) ::close(descriptor_);
+    }
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+
+    // Whether the table may be read from it.
+    Status examine(TableSource allowed) const;
+    // Appends to `text`. Sets `done` at the end.
+    Status readMore(std::string& text, bool& done) const;
+
+private:
+    int descriptor_;
+};
+
+Status Source::examine(TableSource allowed) const {
+    struct stat status {};
+    if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) {
+        return flaw("a tag table", "no readable file", systemReason(errno));
+    }
+    if (S_ISREG(status.st_mode)) return {};
+    if (S_ISDIR(status.st_mode)) return flaw("a tag table", systemReason(EISDIR));
+    const bool stream = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode);
+    if (stream && allowed == TableSource::fileOrPipe) return {};
+    return flaw("a tag table", "no regular file");
+}
+
+Status Source::readMore(std::string& text, bool& done) const {
+    pollfd waiting{descriptor_, POLLIN, 0};
+    if (::poll(&waiting, 1, kPipePatience) == 0) {
+        return flaw("a tag table", "a pipe that brought nothing for " +
+                                       std::to_string(kPipePatience / 1000) + " seconds");
+    }
+    std::array<char, 16384> part{};
+    const ssize_t count = ::read(descriptor_, part.data(), part.size());
+    if (count < 0 && errno != EINTR && errno != EAGAIN) {
+        return flaw("a tag table", "no bytes", systemReason(errno));
+    }
+    done = count == 0;
+    if (count > 0) text.append(part.data(), static_cast<size_t>(count));
+    if (text.size() <= kMaxFileBytes) return {};
+    return flaw("a tag table of at most " + std::to_string(kMaxFileBytes) + " bytes",
+                "a longer file");
+}
+
+struct FileCloser {
+    // Only of a file whose writing failed before: nothing more can be lost.
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+}  // namespace
+
+Status readTableText(const std::string& path, TableSource allowed, std::string& text) {
+    const Source source(path);
+    Status status = source.examine(allowed);
+    for (bool done = false; status.ok() && !done;) status = source.readMore(text, done);
+    return status;
+}
+
+// Only closing it tells whether all bytes arrived.
+Status writeTableText(const std::string& path, const std::string& text) {
+    File file(std::fopen(path.c_str(), "wbe"));
+    if (!file) return flaw("a file to write", "none", systemReason(errno));
+    if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
+        std::fclose(file.release()) != 0) {
+        return flaw("room for " + std::to_string(text.size()) + " bytes", "none",
+                    systemReason(errno));
+    }
+    return {};
+}
+
+}  // namespace tyktags
