@@ -8,10 +8,10 @@ namespace {
 constexpr size_t kSides = 3;
 using Seconds = std::array<double, kSides>;
 
-// Names of one length: the system's work on a path grows with it.
+// All names have the same length, because the system's work on a path grows with it.
 constexpr std::array<const char*, kSides> kNames{"library", "by-path", "by-name"};
 
-/// The sides with a folder each, gone with what is in them at the end.
+/// The sides, each with a folder, which is removed at the end.
 class Contest {
 public:
     Contest(const WorkFolder& folder, const Shape& shape, Direction direction)
@@ -29,7 +29,7 @@ public:
         runRound(0);  // warms up
     }
 
-    /// Two frames of each side, from `first` on in turn and back again.
+    /// Two frames of each side, in turn from `first` on and then in reverse.
     Seconds runRound(size_t first) {
         Seconds seconds{};
         for (const size_t step : {0U, 1U, 2U, 2U, 1U, 0U}) {
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    /// What a side dumped: its folder, that of the frame, and the files.
+    /// Removes a side's dump: its folder, the frame's folder and the files.
     void removeDump(size_t side) {
         own_.remove(kNames[side], frame_.shape.files() + 2);
         own_.make(kNames[side]);
@@ -58,7 +58,7 @@ private:
         for (size_t i = 0; i < kSides; ++i) removeDump(i);
     }
 
-    /// Leaves the frames alive that each side is to keep.
+    /// Checks the replays and leaves the frames alive that each side should keep.
     void checkReplays() {
         byPath_.dump();
         for (size_t i = 0; i < kSides; ++i) {

@@ -1,4 +1,4 @@
-// A processor for `tyksim replay --with` that hands every picture back as it came.
+// A processor for `tyksim replay --with` that returns every picture unchanged.
 #include "tools/processor/tyksim_processor.h"
 
 int tyksim_processor_version() {

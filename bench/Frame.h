@@ -1,4 +1,4 @@
-// The frame that is dumped and replayed, as the camera framework holds it.
+// The frame to dump and replay, as the camera framework holds it.
 #pragma once
 
 #include "core/BlockParamDesc.h"
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// What a frame consists of.
+/// The parts of a frame.
 struct Shape {
     int fixedCount;
     int fixedBytes;  ///< of each
@@ -23,14 +23,14 @@ struct Shape {
     int64_t bytes() const { return int64_t{fixedCount} * fixedBytes + allBlocks() + imageBytes(); }
 };
 
-/// The four kinds of frame that have a goal: the library's time as a multiple of that of the bare
-/// system calls on full paths.
+/// One of the four kinds of frame with a goal: the library's time as a multiple of the time of the
+/// bare system calls on full paths.
 struct Regime {
     const char* name;
     Shape shape;
     double dumpGoal;
     double replayGoal;
-    int rounds;  ///< of a full run; a short one makes do with an eighth
+    int rounds;  ///< of a full run; a short one has an eighth
 };
 
 constexpr std::array<Regime, 4> kRegimes{{
@@ -45,31 +45,31 @@ constexpr int kSofId = 17;
 constexpr int kCamId = 0;
 constexpr int kPipe = 1;
 
-/// Clear of the ids that the library treats in a way of their own.
+/// Above the ids that the library treats specially.
 constexpr unsigned int kFirstTag = 200000;
 
-/// One tag of the parameter-set service, with what was published under it last.
+/// One tag of the parameter-set service, with the values last published under it.
 struct Tag {
     std::string name;
     bool isBlock;
-    std::vector<unsigned char> value;      ///< what the service delivers
-    std::vector<unsigned char> published;  ///< a fixed-size value that it was given
-    BlockParamDesc publishedBlock;         ///< a block that it was given
+    std::vector<unsigned char> value;      ///< that the service delivers
+    std::vector<unsigned char> published;  ///< the last fixed-size value that it got
+    BlockParamDesc publishedBlock;         ///< the last block that it got
 };
 
-/// Values and image with bytes that are all over the place, the same in every run. The platform of
-/// the benchmark answers from the newest frame. Threads: one.
+/// Values and image with pseudo-random bytes, the same in every run. The benchmark's platform
+/// answers from the newest frame. Threads: one.
 struct Frame {
     explicit Frame(const Shape& made);
 
-    /// The file names of the frame, spelt out here a second time so that the library's are checked:
-    /// one per tag in the order of their ids, then the image's.
+    /// The file names of the frame: one per tag in the order of their ids, then the image's. They
+    /// are made independently of the library, to check its names.
     std::vector<std::string> fileNames() const;
 
-    /// A dump configuration that asks for the tags in the order of their ids.
+    /// A dump configuration with the tags in the order of their ids.
     std::string configuration() const;
 
-    /// Forgets what was published and read.
+    /// Clears the published and read data.
     void clearPublished();
 
     /// Throws std::runtime_error, which names `side`, unless every value, block and pixel of this
@@ -80,6 +80,6 @@ struct Frame {
 
     const Shape shape;
     std::vector<Tag> tags;              ///< by tag id, from kFirstTag on
-    std::vector<unsigned char> image;   ///< what is dumped
-    std::vector<unsigned char> pixels;  ///< of the pool's only buffer, handed out every time
+    std::vector<unsigned char> image;   ///< the image to dump
+    std::vector<unsigned char> pixels;  ///< of the pool's only buffer
 };

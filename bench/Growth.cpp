@@ -1,4 +1,4 @@
-// How the cost grows with what a frame, a folder or a configuration holds.
+// Measures how the cost grows with the size of a frame, a folder or a configuration.
 #include "bench/Run.h"
 #include "bench/Sides.h"
 
@@ -13,12 +13,12 @@ namespace {
 struct Point {
     int size;
     double seconds = 0;
-    double ratio = 0;  ///< to the floor by full path; 0: it has none
+    double ratio = 0;  ///< to the floor by full path; 0: no ratio
 };
 
 using Measure = std::function<Point(benchmark::State&, const WorkFolder&, int size)>;
 
-/// One cost that grows: the sizes at which it is measured, and how.
+/// One growing cost: the sizes at which to measure it, and the measurement.
 struct Series {
     const char* name;
     const char* item;
@@ -29,7 +29,7 @@ struct Series {
     std::vector<Point> points = {};
 };
 
-/// Frames of a shape that depends on the size, beside the floor.
+/// Measures frames of a shape that depends on the size, and the floor.
 Measure frames(Direction direction, Shape (*shapeOf)(int)) {
     return [=](benchmark::State& state, const WorkFolder& folder, int size) {
         const Comparison found = compareSides(state, folder, shapeOf(size), direction);
@@ -49,7 +49,7 @@ Shape megapixels(int count) {
     return {0, 0, 0, 0, 1000, 1000 * count};
 }
 
-/// Times `step` once per iteration of `state`; `cleanUp` goes untimed.
+/// Times `step` once per iteration of `state`, without `cleanUp`.
 template <typename Step, typename CleanUp>
 double medianSeconds(benchmark::State& state, const WorkFolder& folder, Step step,
                      CleanUp cleanUp) {
@@ -116,14 +116,14 @@ std::vector<Series> allSeries() {
     };
 }
 
-/// The more there is to do, the fewer rounds are needed for a steady median.
+/// Larger sizes need fewer rounds for a steady median.
 int rounds(bool isShort, double items) {
     const int wanted = static_cast<int>(std::clamp(40000 / items, 6.0, 100.0));
     return isShort ? std::max(wanted / 4, 6) : wanted;
 }
 
-/// From one size to the next the time may grow as n log n does, twice over for what the caches and
-/// a busy machine add. Growth with the square of n over a factor of ten is far beyond that.
+/// From one size to the next the time may grow like n log n, times two for the effects of caches
+/// and a busy machine. Growth with the square of n over a factor of ten is far beyond that.
 bool isSteep(const Point& from, const Point& to) {
     const auto allowance = [](const Point& at) { return at.size * std::log2(at.size + 1.0); };
     return to.seconds / from.seconds > 2 * allowance(to) / allowance(from);

@@ -1,5 +1,5 @@
-// What the library allocates per frame. The executable's own malloc(), calloc(), realloc() and
-// free() stand before the C library's, which they forward to: glibc only.
+// Measures the library's allocations per frame. The executable replaces malloc(), calloc(),
+// realloc() and free() by functions that count and forward to the C library's: glibc only.
 #include "bench/Run.h"
 #include "bench/Sides.h"
 #include "core/Limits.h"
@@ -10,7 +10,7 @@
 #include <malloc.h>
 #include <memory>
 
-// The C library's own, under the names it offers for this purpose.
+// The C library's own functions, under the names that it offers for this purpose.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(size_t size) noexcept;
@@ -24,9 +24,9 @@ namespace {
 
 struct AllocationCount {
     long calls = 0;  ///< allocations made
-    long bytes = 0;  ///< bytes asked for, all together
-    long held = 0;   ///< bytes in use more than at the start (as the allocator rounds them)
-    long peak = 0;   ///< the most that were held at one time
+    long bytes = 0;  ///< sum of the requested bytes
+    long held = 0;   ///< bytes in use minus those at the start, rounded by the allocator
+    long peak = 0;   ///< maximum of `held`
 };
 
 bool isCounting = false;
@@ -68,11 +68,11 @@ void free(void* memory) noexcept {
 
 namespace {
 
-/// Room for what a listing of the folder needs, and per file for its name.
+/// Allowance for the listing of the folder, and for the name of each file.
 constexpr long kFolderBytes = 48L * 1024;
 constexpr long kNameBytes = 256;
 
-/// Room for the record of a queued frame, and per block for its owner.
+/// Allowance for the record of a queued frame, and for the owner of each block.
 constexpr long kRecordBytes = 4096;
 constexpr long kOwnerBytes = 96;
 
@@ -82,7 +82,7 @@ struct Measured {
     AllocationCount replay = {};
 };
 
-/// Counts what `step` allocates; everything else goes uncounted.
+/// Counts the allocations of `step` only.
 template <typename Step>
 AllocationCount countAllocations(Step step) {
     counted = {};
@@ -97,7 +97,7 @@ void measure(benchmark::State& state, const WorkFolder& work, Measured& at) {
     const WorkFolder own(work.path());
     LibrarySide library(frame, own, "library");
     for ([[maybe_unused]] const auto& iteration : state) {
-        // Each is counted the second time, when what is made once and for all is there.
+        // Counts each operation the second time, after the allocations that are made only once.
         library.dump();
         own.remove("library", frame.shape.files() + 2);
         own.make("library");

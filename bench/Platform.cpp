@@ -1,5 +1,5 @@
-// The camera framework as the benchmark provides it: every call does what its contract asks for and
-// nothing more, so that what is measured is the library and the file system.
+// The benchmark's camera framework. Every call does only what its contract requires, so that the
+// benchmark measures the library and the file system.
 #include "bench/Frame.h"
 #include "platform/BufferManager.h"
 #include "platform/Log.h"
@@ -24,7 +24,7 @@ LogMessage _log(const char* tag, int level) {
     return {tag, level};
 }
 
-/// Every frame is wanted.
+/// Asks for every frame.
 int property_get(const char*, char* value, const char*) {
     std::strcpy(value, "1");
     return 1;

@@ -1,4 +1,4 @@
-// The four regimes against both floors.
+// Compares the four regimes with both floors.
 #include "bench/Run.h"
 #include "bench/Sides.h"
 
@@ -7,7 +7,8 @@
 
 namespace {
 
-/// How far beyond its goal a ratio of a short run is a sign of decay and not of a busy machine.
+/// In a short run, a ratio above this multiple of its goal is a regression and not the effect of a
+/// busy machine.
 constexpr double kFarOff = 2;
 
 struct Measured {
@@ -21,7 +22,7 @@ struct Measured {
     }
 };
 
-/// A full run misses a goal when three rounds in four do.
+/// A full run misses a goal if three of four rounds miss it.
 void report(Run& run, const Measured& at) {
     const std::vector<double>& ratios = at.found.toFullPath;
     const double median = quantile(ratios, 0.5);

@@ -9,26 +9,26 @@
 #include <string>
 #include <vector>
 
-/// Collects what the chapters measure, runs it, and counts what holds and what does not.
+/// Collects the measurements of the chapters, runs them, and counts their checks.
 class Run {
 public:
-    /// Works in a folder of its own in `parent`. Errors: std::runtime_error.
+    /// Makes its own folder in `parent`. Errors: std::runtime_error.
     Run(const std::string& parent, bool shortened) : folder(parent), isShort(shortened) {}
 
     const WorkFolder folder;
     const bool isShort;
 
-    /// Registers a measurement of `rounds` iterations, which times itself. What it throws is
+    /// Registers a measurement of `rounds` iterations, which times itself. An exception from it is
     /// printed and fails the run.
     void add(const std::string& name, int rounds, std::function<void(benchmark::State&)> measure);
 
-    /// Registers what is printed, and checked, when all is measured.
+    /// Registers a report, which prints and checks results after all measurements.
     void conclude(std::function<void()> report) { reports_.push_back(std::move(report)); }
 
-    /// Counts one check, which is printed in the end.
+    /// Counts one check, which is printed at the end.
     void check(bool holds, const std::string& what);
 
-    /// Measures and reports; whether every check held, and there was one.
+    /// Measures and reports. Returns whether there was a check and all succeeded.
     bool execute();
 
 private:

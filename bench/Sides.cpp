@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kDefaultObject = -1;
 
-// As long as the library's, so that the system resolves the same paths.
+// The same length as the library's name, so that the system does the same work on the path.
 constexpr const char* kFrameFolderName = "/0101000000000_reqID_42_sofID_17";
 
 unsigned int idOf(size_t tag) {

@@ -1,4 +1,4 @@
-// What is compared: the library, and the two floors below it.
+// The compared sides: the library and the two floors.
 #pragma once
 
 #include "bench/Frame.h"
@@ -22,21 +22,21 @@ public:
     Side(const Side&) = delete;
     Side& operator=(const Side&) = delete;
 
-    /// Makes a frame folder in the folder this side dumps to, and writes the frame into it.
+    /// Makes a frame folder in this side's folder, and writes the frame into it.
     virtual void dump() = 0;
 
     /// Prepares to replay the one frame folder below `task`.
     virtual void openTask(const std::string& task) = 0;
 
-    /// Replays that frame, once more each time.
+    /// Replays that frame once.
     virtual void replay() = 0;
 };
 
-/// The library, through its exported interface. Works on the default object, the only one for which
-/// the manager touches no folder of the device's, with its public fields turned to `work`.
+/// The library, through its exported interface. Uses the default object, because the manager makes
+/// no device folder for it, with its public fields set to `work`.
 class LibrarySide : public Side {
 public:
-    /// Will dump `frame` to the folder `name` in `work`, by a configuration beside it.
+    /// Prepares to dump `frame` to the folder `name` in `work`, with a configuration beside it.
     LibrarySide(Frame& frame, const WorkFolder& work, const char* name);
     ~LibrarySide() override { forgetAll(); }
 
@@ -52,12 +52,12 @@ private:
     PipelineSimulation& simulation_;
 };
 
-/// The floor: the system calls that the frame's files need, from and into memory that is there. All
-/// names are made beforehand, tags are known by heart, nothing is parsed, looked up or logged.
+/// The floor: the system calls that the frame's files need, from and to resident memory. Names and
+/// tags are prepared; nothing is parsed, looked up or logged.
 class FloorSide : public Side {
 public:
-    /// Will dump `frame` to the folder `name` in `work`. Opens files by their full paths, or
-    /// `byName` relative to a descriptor of their folder.
+    /// Prepares to dump `frame` to the folder `name` in `work`. Opens files by their full paths, or
+    /// if `byName` relative to a descriptor of their folder.
     FloorSide(Frame& frame, const WorkFolder& work, const char* name, bool byName);
     ~FloorSide() override;
 
@@ -66,9 +66,9 @@ public:
     void replay() override;
 
 private:
-    /// The file of a tag, or behind the last tag that of the image.
+    /// The file of a tag; the file after that of the last tag is the image.
     struct File {
-        std::string name;  ///< as it is opened
+        std::string name;  ///< passed to open()
         size_t tag;
     };
 
@@ -80,12 +80,12 @@ private:
     Frame& frame_;
     const bool byName_;
     std::string frameFolder_;
-    std::vector<File> files_;  ///< in the order of the tags, or in which the folder lists them
+    std::vector<File> files_;  ///< in the order of the tags, or of the folder's listing
     std::vector<unsigned char> resident_;
     std::deque<std::vector<void*>> alive_;  ///< blocks by frame, oldest first
 };
 
-/// What the rounds of one measurement gave; no round: it was not run.
+/// The results of one measurement by round; empty if it did not run.
 struct Comparison {
     std::vector<double> toFullPath;  ///< the library's time over that of the floor by full path
     std::vector<double> toByName;    ///< over that of the floor by name
@@ -93,13 +93,13 @@ struct Comparison {
 };
 
 /// Checks once that all sides do the same, byte for byte, then runs one round per iteration of
-/// `state`: every side in turn and back again, the next round beginning with the next side, so that
-/// a drift of the machine hits all alike. What was dumped is removed outside the measured time.
-/// Errors: std::runtime_error.
+/// `state`: every side in turn and in reverse, the next round beginning with the next side, so that
+/// a drift of the machine affects all alike. Removes dumps outside the measured time. Errors:
+/// std::runtime_error.
 Comparison compareSides(benchmark::State& state, const WorkFolder& folder, const Shape& shape,
                         Direction direction);
 
-/// Seconds that `step` takes. Files in memory cost nothing but processor time, so in a tmpfs folder
-/// this is the processor time of the thread: what else the machine is busy with does not show in
-/// it, nor would a library that slept. In another folder it is the time that passes.
+/// The duration of `step` in seconds. In a tmpfs folder this is the processor time of the thread,
+/// which does not include other load of the machine (nor time in which the library sleeps). In
+/// another folder it is the elapsed time.
 double secondsOf(const WorkFolder& folder, const std::function<void()>& step);

@@ -1,4 +1,4 @@
-// What the tool's verbs cost beside ordinary tools that touch the same files.
+// Compares the tool's verbs with ordinary tools that read or write the same files.
 #include "bench/Run.h"
 
 #include <turbojpeg.h>
@@ -16,30 +16,30 @@
 
 namespace {
 
-/// Something to measure, in a folder that holds a fixture.
+/// An action to measure, in a folder with a fixture.
 using Action = std::function<Cost(const WorkFolder& folder)>;
 
-/// One verb and what it is measured against.
+/// One verb and its reference.
 struct Row {
     const char* name;
     Action ours;
     Action reference;
-    double goal;              ///< ours as a multiple of the reference, at most
+    double goal;              ///< largest time as a multiple of the reference's
     double residentGoal = 0;  ///< MiB; 0: none
     std::vector<Cost> found = {};
     std::vector<Cost> foundReference = {};
 };
 
-/// How large a fixture is, and how often its rows are measured.
+/// The size of a fixture, and the number of measurements of its rows.
 struct Extent {
     int frames;
     int framesOfShortRun;
-    int64_t frameBytes;  ///< all that is there of a frame at one time
+    int64_t frameBytes;  ///< largest total size of a frame's files at a time
     int rounds;
 };
 
-/// Trees that some rows share, made by the shell in an empty folder. FRAMES is the number of
-/// frames; what the rows write is called "out".
+/// Trees that several rows share, made by a shell script in an empty folder. FRAMES is the number
+/// of frames; the rows write to "out".
 struct Fixture {
     const char* name;
     Extent extent;
@@ -51,7 +51,7 @@ Action command(const char* text) {
     return [text](const WorkFolder& folder) { return folder.run(text); };
 }
 
-// The pictures that are exported.
+// The size of the exported pictures.
 constexpr int kWidth = 4000;
 constexpr int kHeight = 3000;
 constexpr int kJpegQuality = 90;
@@ -78,7 +78,7 @@ Planes readPlanes(const std::string& path, size_t pixels) {
     return planes;
 }
 
-/// Takes the planes of every picture into memory and compresses them on all cores: what JPEG costs
+/// Reads the planes of every picture into memory and compresses them on all cores: the cost of JPEG
 /// without reading and writing.
 Cost bareJpeg(const WorkFolder& folder) {
     std::vector<Planes> images;
@@ -112,7 +112,7 @@ Cost bareJpeg(const WorkFolder& folder) {
     return {passed.count()};
 }
 
-// Every frame with 64 parameters, the scene record among them.
+// Frames with 64 parameters, including the scene record.
 constexpr const char* kManyFrames = R"sh(
     {
         echo '<tags><tag id="2118" name="KELV_TAG_ISCENE_INFO" size="8512" kind="fixed"/>'
@@ -128,8 +128,8 @@ constexpr const char* kLongTask = R"sh(
     tyksim record sheet --frames $FRAMES --size 1920x1080
     find sheet -type f -print0 >files)sh";
 
-// Two trees that are equal, one whose pictures are those of one frame later, and their bytes in one
-// file each, which is the least that others have to read.
+// Two equal trees, one whose pictures are those of the next frame, and the bytes of each tree in
+// one file, the minimum that the references have to read.
 constexpr const char* kBursts = R"sh(
     ffmpeg -loglevel error -f lavfi -i testsrc2=size=1920x1080 -frames:v 1 photo.jpg
     tyksim record a --frames $FRAMES --size 1920x1080
@@ -182,7 +182,7 @@ std::vector<Fixture> allFixtures() {
     };
 }
 
-/// Makes the fixture and measures its rows in turn, as many times as `state` says, each round
+/// Makes the fixture and measures its rows in turn, once per iteration of `state`, each round
 /// beginning with the other side.
 void measure(benchmark::State& state, const Run& run, Fixture& fixture) {
     const Extent& extent = fixture.extent;

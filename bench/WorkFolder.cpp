@@ -48,7 +48,7 @@ void WorkFolder::remove(const std::string& name, int entries) const {
 
 Cost WorkFolder::run(const std::string& command) const {
     const auto start = std::chrono::steady_clock::now();
-    // A fork: a process that is spawned counts this one's memory as its own for a start.
+    // Forks, because a spawned process counts this process's memory as its own at first.
     const pid_t child = ::fork();
     if (child == 0) {
         const std::string script = "set -e; exec >/dev/null\n" + command;

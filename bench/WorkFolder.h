@@ -1,23 +1,23 @@
-// The folders in which the benchmark works. Errors, throughout: std::runtime_error.
+// The folders of the benchmark. Errors of all operations: std::runtime_error.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-/// Throws: `operation` on `path` and the reason that errno gives.
+/// Throws an error with `operation`, `path` and the reason in errno.
 [[noreturn]] void failWithErrno(const char* operation, const std::string& path);
 
-/// What a process took, with all that it started.
+/// The cost of a process and its children.
 struct Cost {
-    double seconds;          ///< that passed
-    double processor = 0;    ///< seconds of all cores; 0: not known
-    double residentMiB = 0;  ///< of the largest process; 0: not known
+    double seconds;          ///< elapsed
+    double processor = 0;    ///< seconds of all cores; 0: unknown
+    double residentMiB = 0;  ///< of the largest process; 0: unknown
 };
 
-/// A folder of the benchmark's own; removed at the end with all that it holds.
+/// A temporary folder; the destructor removes it with its content.
 class WorkFolder {
 public:
-    /// Makes it in `parent`, where that many bytes must be free.
+    /// Makes it in `parent`, which must have `bytes` free bytes.
     explicit WorkFolder(const std::string& parent, int64_t bytes = 0);
     ~WorkFolder();
     WorkFolder(const WorkFolder&) = delete;
@@ -28,13 +28,14 @@ public:
     /// Makes a folder in it and returns its path.
     std::string make(const std::string& name) const;
 
-    /// Removes a folder in it. An error when that is not `entries` entries, itself included.
+    /// Removes a folder in it. Fails if that removes not exactly `entries` entries, including the
+    /// folder.
     void remove(const std::string& name, int entries) const;
 
-    /// Runs a command of the shell in it. An error when it ends with another status than 0.
+    /// Runs a shell command in it. Fails if the command ends with a status other than 0.
     Cost run(const std::string& command) const;
 
-    /// Whether the files live in memory; on anything else the ratios are those of a device.
+    /// Whether the files are in memory; else the ratios depend on the storage device.
     bool isTmpfs() const;
 
 private:

@@ -1,4 +1,4 @@
-// tykbench: what the library costs beside the file system, and the tool beside other tools.
+// tykbench: compares the library with the file system, and the tool with other tools.
 #include "bench/Run.h"
 
 #include <CLI/CLI.hpp>
@@ -16,7 +16,7 @@ constexpr const char* kFooter =
     "Exit status: 0; 1 when a goal is missed, a cost grows faster than n log n, more is allocated\n"
     "than should be, or a measurement fails; 2 on wrong usage.";
 
-/// Hands the other options over to Google Benchmark; the status to end with, or -1.
+/// Passes the other options to Google Benchmark; returns the exit status, or -1 to go on.
 int readOptions(int argc, char** argv, std::string& folder, bool& isShort) {
     CLI::App app{
         "Measures dump and replay against the bare system calls that the same files need, and the "
@@ -42,7 +42,7 @@ int readOptions(int argc, char** argv, std::string& folder, bool& isShort) {
     return benchmark::ReportUnrecognizedArguments(count, raw.data()) ? 2 : -1;
 }
 
-/// One measurement, as Google Benchmark keeps them.
+/// One measurement, in the form of Google Benchmark.
 struct Measurement : benchmark::internal::Benchmark {
     Measurement(const char* name, std::function<void(benchmark::State&)> measure)
         : Benchmark(name), measure_(std::move(measure)) {}
@@ -61,7 +61,7 @@ void Run::add(const std::string& name, int rounds, std::function<void(benchmark:
             check(false, name + ": " + error.what());
         }
     };
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): it becomes the other's own
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the library takes ownership
     benchmark::internal::RegisterBenchmarkInternal(new Measurement(name.c_str(), guarded))
         ->UseManualTime()
         ->Unit(benchmark::kMicrosecond)

@@ -1,6 +1,6 @@
 // Dumps three frames with one parameter each, as a camera pipeline would.
 //
-//   dump_frames FOLDER     FOLDER stands for the device's root and must exist
+//   dump_frames FOLDER     FOLDER represents the device's root and must exist
 #include "core/PipelineSimulation.h"
 #include "host/DeviceRoot.h"
 #include "host/ParamService.h"
@@ -20,8 +20,8 @@ int main(int argc, char** argv) {
         return 2;
     }
 
-    // The device: where its folders lie, which tags its parameter-set service knows, which of them
-    // are dumped, and that frames are dumped at all.
+    // The device: the place of its folders, the tags of its parameter-set service, the tags to
+    // dump, and the property that asks for dumps.
     tykhost::setDeviceRoot(argv[1]);
     tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tyktags::TagKind::fixed}});
     const std::filesystem::path dumpRoot = tykhost::hostPath("/data/vendor/cameraserver/tykdump");
@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
     }
     tykhost::setProperty("persist.vendor.cam.isstest", "1");
 
-    // The pipeline: prepare once, then hand over every frame.
+    // The pipeline: prepare once, then pass every frame.
     PipelineSimulation* const pipe = PipelineSimMgr::getPipeSimInstance(1);
     pipe->init(0);
     pipe->start();

@@ -1,4 +1,4 @@
-// Replays the frames of a task folder that dump_frames wrote, and shows what arrives.
+// Replays the frames of a task folder of dump_frames, and prints the values that arrive.
 //
 //   replay_frames TASK-FOLDER
 #include "core/PipelineSimulation.h"
@@ -15,7 +15,8 @@ int main(int argc, char** argv) {
     }
     tykhost::setTagTable({{4711, "KELV_TAG_EXAMPLE", 4, tyktags::TagKind::fixed}});
 
-    // Any folder of frame folders is a task; the default object replays it without making a folder.
+    // Any folder with frame folders is a task; the default object replays it without making a
+    // folder.
     PipelineSimulation* const pipe = PipelineSimMgr::getPipeSimInstance(-1);
     pipe->init(1);
     pipe->taskList = {argv[1]};

@@ -1,4 +1,4 @@
-// What the targets that run the library have in common: the device in memory, and an object.
+// Common code of the targets that run the library: the device in memory, and an object.
 #pragma once
 
 #include "fuzz/Target.h"
@@ -14,7 +14,7 @@ inline PipelineSimulation& simulation(int mode) {
     return object;
 }
 
-/// A target whose every input finds a device as new, and leaves nothing open.
+/// A target that gives every input a new device, and checks that nothing stays open.
 template <void (*kRun)(std::string_view)>
 Target libraryTarget(const char* name) {
     return {name,

@@ -1,4 +1,4 @@
-// The rules for the names of the dump tree once more, written down as the scan that they are.
+// A second, independent implementation of the rules for the names of the dump tree.
 #pragma once
 
 #include "fuzz/LibraryTarget.h"
@@ -10,8 +10,8 @@
 
 namespace fuzz {
 
-/// The pieces of a name: each of the first five underscores closes one, and the first dot behind
-/// them the sixth.
+/// The pieces of a name: each of the first five underscores ends one, and the first dot after them
+/// ends the sixth.
 struct Pieces {
     std::array<std::string_view, 6> piece;
     size_t count = 0;

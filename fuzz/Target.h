@@ -1,5 +1,5 @@
-// What every fuzz target has: a name, and what it does with an input. Main.cpp gives the inputs of
-// libFuzzer to the one target of a fuzzer; SeedTest gives every target its corpus.
+// A fuzz target: a name, and a function for an input. Main.cpp passes the inputs of libFuzzer to
+// the only target of a fuzzer; SeedTest passes every target its corpus.
 #pragma once
 
 #include <algorithm>
@@ -20,12 +20,12 @@ inline std::vector<Target>& targets() {
     return all;
 }
 
-/// Makes a target known before main() begins.
+/// Registers a target before main() begins.
 struct Known {
     explicit Known(const Target& target) { targets().push_back(target); }
 };
 
-/// Takes the next line off `text`, without its end.
+/// Removes the first line from `text` and returns it without its end.
 inline std::string takeLine(std::string_view& text) {
     const size_t end = std::min(text.find('\n'), text.size());
     std::string line(text.substr(0, end));

@@ -1,4 +1,4 @@
-// The dump configuration: the input is the file. What it lists is dumped.
+// The dump configuration: the input is the file. The target dumps the tags that it lists.
 #include "fuzz/NameRules.h"
 
 #include <pugixml.hpp>
@@ -53,8 +53,8 @@ DumpList expectedList(PipelineSimulation& object, std::string_view input) {
     return list;
 }
 
-/// Whether an entry that calls a tag by its kind has left its file, whole and with its value, and
-/// one of no tag or of another dump type none.
+/// Checks an entry's file: an entry with a tag of the right kind must have left a complete file
+/// with the tag's value, an entry with no tag or another dump type no file.
 void checkEntry(const std::string& folder, const std::string& name,
                 const PipelineSimulation::tagInfo& info) {
     const uint32_t camera = info.camId == UINT32_MAX ? kCamera : info.camId;

@@ -1,10 +1,10 @@
-// A whole frame folder through the three loaders. The input's first line names the calls:
+// A frame folder through the three loaders. The input's first line lists the calls:
 //   f  loadParam2          s  loadParam of a pipe, a folder and a camera
 //   p  loadParam           i  loadParamAndImage          d  deinit
 //   q  empty frames into the queue, until it holds ten
 //   b  listings backwards  r  reads of a few bytes        n  the pool has no more than one buffer
-// Each further line is a file: its name, a space, its size with a letter behind it, a space, and
-// the bytes that fill it. The letter: u type unknown, l link, q FIFO, d folder, x cannot be opened.
+// Each further line is a file: its name, a space, its size followed by a letter, a space, and the
+// bytes that fill it. The letter: u type unknown, l link, q FIFO, d folder, x cannot be opened.
 #include "fuzz/NameRules.h"
 
 #include <pugixml.hpp>
@@ -29,7 +29,8 @@ void addLine(const std::string& line) {
     if (name.empty() || name == "." || name == "..") return;
     char* rest = nullptr;
     int64_t size = std::strtol(line.c_str() + space, &rest, 10);
-    // Beyond 2 GiB only the low 32 bits of the size count. Large files are rare: they take time.
+    // Beyond 2 GiB only the low 32 bits of the size count. Large files are rare because they take
+    // time.
     const auto low = static_cast<int32_t>(size);
     if (size < 0 || (low > 9000 && low != 512000 && low != 512001)) size = low & 0x1FFF;
     File& file = fake::addFile(kFrame + "/" + name, std::strlen(rest) > 2 ? rest + 2 : "", size);
@@ -49,12 +50,12 @@ int32_t shownSize(const File& file) {
     return isReadable(file) ? static_cast<int32_t>(file.size) : 0;
 }
 
-/// What one load has to do, by the rules.
+/// The expected effects of one load, by the rules.
 struct Expected {
     struct Call {
         PipelineSimulation::tagInfo info;
         const File* file;
-        std::array<char, 64> scratch;  ///< what the scratch buffer begins with
+        std::array<char, 64> scratch;  ///< the beginning of the scratch buffer
     };
     std::vector<Call> calls;
     int sof = 0;
@@ -64,7 +65,8 @@ struct Expected {
     const File* imageFile = nullptr;
 };
 
-/// `loader`: the letter of the call; `out`: the buffers that are out when it begins to load.
+/// `loader` is the letter of the call, `out` the number of buffers that are out when loading
+/// begins.
 Expected expectedLoad(char loader, size_t out) {
     const bool folderLoader = loader == 'f' || loader == 's';
     Expected expected;
@@ -100,7 +102,7 @@ Expected expectedLoad(char loader, size_t out) {
     return expected;
 }
 
-/// Whether `data` holds the first `size` bytes of `file`, as far as it has them.
+/// Checks that `data` has the first `size` bytes of `file`, or all of them if the file is shorter.
 void checkContent(const File& file, const void* data, size_t size) {
     FAKE_EXPECT(size == 0 || !fake::isPoisoned(data, size));
     std::array<char, 64> head;
@@ -117,16 +119,16 @@ void checkCall(const fake::Published& call, const Expected::Call& expected, bool
     if (tag->block && info.dumpType != 0) {
         const auto size = static_cast<uint32_t>(shownSize(*expected.file));
         FAKE_EXPECT(call.block.size == size);
-        // The blocks of a frame that was given up are gone.
+        // An abandoned frame has freed its blocks.
         if (queued) checkContent(*expected.file, call.block.data, size);
     } else if (!tag->block && info.dumpType == 0) {
-        // A file shorter than the value leaves the rest to the file before it.
+        // If the file is shorter than the value, the rest comes from the file before it.
         const size_t size = std::min(call.bytes.size(), expected.scratch.size());
         FAKE_EXPECT(std::memcmp(call.bytes.data(), expected.scratch.data(), size) == 0);
     }
 }
 
-/// What follows the files of a folder: overrides and side records.
+/// Checks the calls after the files of a folder: overrides and side records.
 void checkSideCalls(size_t from, uint32_t sof) {
     using Side = std::tuple<unsigned int, int, unsigned int, bool>;  // tag, pipe, sof id, by node
     const File* const file = fake::findFile(kFrame + "/iSceneInfo.xml");
@@ -160,7 +162,7 @@ void checkImage(const Expected& expected, const tyk::Buffer& buffer) {
     }
 }
 
-/// Makes the calls and keeps count of what must be in the queue and out of the pool.
+/// Makes the calls and tracks the frames that must be queued and the buffers that must be out.
 class Run {
 public:
     explicit Run(PipelineSimulation& object) : object_(object) {
@@ -185,7 +187,7 @@ public:
 private:
     void load(char step) {
         if ((step == 'p' || step == 'i') && object_.frameList.empty()) startTask();
-        // The image of the frame that this retires first is there to be taken again.
+        // The call first retires a frame, whose image buffer is then available again.
         if (step == 'i' && queue_.size() >= 11) retireFront();
         const Expected expected = expectedLoad(step, out_.size());
         device().published.clear();

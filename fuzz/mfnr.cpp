@@ -1,6 +1,6 @@
 // The tuning file. The input's first line is the version property, the second the key of a search,
-// the next up to an empty one are the name table's entries, the rest is the file. In entries and
-// file a byte above 127 stands for a run of 'x', four for each step above.
+// the next lines up to an empty one are the name table's entries, the rest is the file. In entries
+// and file a byte above 127 means a run of 'x': four for each step above 127.
 #include "fuzz/LibraryTarget.h"
 
 #include <array>
@@ -24,7 +24,7 @@ std::string expanded(std::string_view text) {
     return result;
 }
 
-/// The firmware path of the first entry that contains `key`, "" without one.
+/// The firmware path of the first entry that contains `key`; "" if there is none.
 std::string expectedMatch(const Table& table, const std::string& key) {
     for (size_t i = 0; i < table.size() && !key.empty(); ++i) {
         const std::string name(table[i], strnlen(table[i], kNameBytes));
@@ -34,7 +34,7 @@ std::string expectedMatch(const Table& table, const std::string& key) {
     return "";
 }
 
-/// A stream's own reading of lines, into 512 characters.
+/// The expected copy, made by a stream that reads lines of up to 512 characters.
 std::string expectedCopy(const std::string& source) {
     static std::istringstream stream;
     stream.clear();
@@ -45,7 +45,7 @@ std::string expectedCopy(const std::string& source) {
     return copy;
 }
 
-/// The search behind text that is there already, in a buffer with no byte to spare.
+/// Checks a search that appends to text, in a buffer of exactly the needed size.
 void checkMatch(PipelineSimulation& object, Table& table, const std::string& key) {
     const std::string before = "/there";
     const size_t room = before.size() + std::strlen("/vendor/firmware/") + kNameBytes + 1;
@@ -100,7 +100,7 @@ void run(std::string_view text) {
         if (name.empty()) break;
         name.copy(entry, kNameBytes);
     }
-    // A name that the listing may give first.
+    // A name that the listing may return first.
     fake::addFile(fake::kPipeFolder + "/a" + key.substr(0, 250).substr(0, key.find('/')), "");
     checkMatch(object, table, key);
     checkLoad(object);

@@ -10,7 +10,7 @@ namespace {
 
 using PS = PipelineSimulation;
 
-/// What is made of numbers is read back as those numbers.
+/// Checks that names made of numbers give the same numbers when they are read.
 void checkRoundTrip(PS& object, const std::array<int, 4>& n, const fake::Tag& tag) {
     char path[1024];
     FAKE_EXPECT(object.getFileName(path, n[1], n[0], n[2], n[3], tag.name) == path);

@@ -1,6 +1,6 @@
-// The scene-info record: the input's first line gives the sizes of the two raw files, 0 for none,
-// and the seed of their bytes ("4904 824 7"), the rest is the XML file. What is loaded is dumped
-// and loaded again.
+// The scene-info record. The input's first line has the sizes of the two raw files, 0 for no file,
+// and the seed of their bytes ("4904 824 7"); the rest is the XML file. The target dumps the loaded
+// record and loads it again.
 #include "fuzz/LibraryTarget.h"
 
 #include <pugixml.hpp>
@@ -18,7 +18,7 @@ constexpr size_t kRecordBytes = 8512;
 
 struct Field {
     size_t offset;
-    char type;  ///< 'i': as an int, 'u': the same of an unsigned field, 'l': long, 'f': float
+    char type;  ///< 'i': int, 'u': unsigned field read as an int, 'l': long, 'f': float
     const char* parent;
     const char* leaf;
 };
@@ -54,7 +54,7 @@ Value get(const std::string& record, size_t offset) {
     return value;
 }
 
-/// The record that the two raw files and the document make: what is in neither is zero.
+/// The record from the two raw files and the document; all other bytes are zero.
 std::string expectedRecord(const pugi::xml_document& document, const std::string& detect,
                            const std::string& hdr) {
     std::string record(kRecordBytes, '\0');
@@ -80,8 +80,8 @@ std::string expectedRecord(const pugi::xml_document& document, const std::string
     return record;
 }
 
-/// What dumping and loading make of a record: numbers without a sign saturate at the largest with
-/// one, and of what is not a number only that and its sign survive.
+/// A record after dumping and loading: unsigned numbers saturate at the signed maximum, and of a
+/// NaN only the sign survives.
 std::string normal(std::string record) {
     for (const Field& field : kFields) {
         const auto real = get<float>(record, field.offset);
@@ -105,7 +105,7 @@ std::string noise(size_t size, uint64_t seed) {
     return bytes.substr(0, size);
 }
 
-/// The record as it is published; "" when it is not.
+/// The published record; "" if none is published.
 std::string load(PipelineSimulation& object) {
     auto& calls = fake::device().published;
     calls.clear();

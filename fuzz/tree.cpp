@@ -1,8 +1,8 @@
-// A damaged tree. The input's lines change a whole one of three frames, then everything in tree/
-// reads it, and a plain look at the files tells whether the check may call it clean. A path begins
-// with D (device root), R (dump root), P (pipe), T (task) or 1 to 3 (frame):
-//   f path bytes   a file of these bytes        s path size   the file gets this size
-//   d path         nothing is there any more    m path path   the first is moved to the second
+// A damaged tree. The input's lines change a complete tree of three frames. Then all of tree/ reads
+// it, and a second, simple reading of the files decides whether the check may find nothing. A path
+// begins with D (device root), R (dump root), P (pipe), T (task) or 1 to 3 (frame):
+//   f path bytes   a file with these bytes      s path size   sets the file's size
+//   d path         removes it                   m path path   moves the first to the second
 //   k path         a folder                     l path text   a symbolic link
 //   q path         a FIFO
 #include "fuzz/Target.h"
@@ -26,7 +26,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t kMostLines = 12;
-constexpr uint64_t kMostBytes = 1 << 20;  // that are read
+constexpr uint64_t kMostBytes = 1 << 20;  // limit for reading
 
 void expect(bool holds, const char* what, const std::string& about) {
     if (holds) return;
@@ -40,7 +40,7 @@ std::string readFile(const fs::path& path) {
     return text;
 }
 
-/// The tree's folder, in memory where there is such a place.
+/// The tree's folder, in memory if possible.
 class Device {
 public:
     Device() = default;
@@ -61,7 +61,7 @@ public:
         }
     }
 
-    /// The path that a word of the input names; "" where it leads out of the tree.
+    /// The path that a word of the input names; "" if it leads out of the tree.
     fs::path pathOf(std::string_view word) const {
         const size_t letter =
             word.empty() ? std::string_view::npos : std::string_view("R123TPD").find(word[0]);
@@ -73,7 +73,7 @@ public:
 
     static void write(const fs::path& path, std::string_view bytes) {
         std::error_code ignored;
-        fs::remove_all(path, ignored);  // it may be one that is not to be written through
+        fs::remove_all(path, ignored);  // writing could follow a link
         fs::create_directories(path.parent_path(), ignored);
         std::ofstream(path, std::ios::binary) << bytes;
     }
@@ -139,7 +139,7 @@ bool change(const Device& device, std::string_view line) {
             mkfifo(path.c_str(), 0600);
             return true;
         case 'l':
-            // Not out of the tree, but for a device that never ends.
+            // A link must stay in the tree, except to a device without an end.
             if (line != "/dev/zero" &&
                 (line.find("..") != std::string_view::npos || line.substr(0, 1) == "/")) {
                 return false;
@@ -153,8 +153,8 @@ bool change(const Device& device, std::string_view line) {
 
 const std::string kNumber = R"((0|-?[1-9]\d{0,9}))";
 
-/// Whether the system's own calendar takes these seventeen digits, less the milliseconds, as they
-/// are. A leap second counts as the one before.
+/// Whether the system's calendar accepts these seventeen digits, without the milliseconds, as a
+/// time. A leap second counts as the second before.
 bool isTime(const std::string& digits) {
     const auto number = [&digits](size_t at, size_t count) {
         return std::stoi(digits.substr(at, count));
@@ -172,8 +172,9 @@ bool isTime(const std::string& digits) {
            std::tie(same.tm_mon, same.tm_mday, same.tm_hour, same.tm_min, same.tm_sec);
 }
 
-/// Whether a frame folder holds what the configuration asks for, of that sof id, and nothing but
-/// frame files. `camera` becomes that of the image, which parameters have as well.
+/// Whether a frame folder has all files of the configuration, with that sof id, and no files that
+/// are foreign to a frame. Sets `camera` to the camera of the image, which the parameters must have
+/// too.
 bool isWholeFrame(const fs::path& folder, const std::string& sof, std::string& camera) {
     const std::string ids = sof + "_";
     const std::regex param("FCPDT_" + ids + kNumber + "_" + kNumber +
@@ -203,13 +204,13 @@ bool isWholeFrame(const fs::path& folder, const std::string& sof, std::string& c
     return fixed > 0 && blocks > 0 && images == 1 && cameras.count(camera) > 0;
 }
 
-/// Whether the frames of a task are whole, each with ids of its own and at a time that there is,
-/// and do not go back.
+/// Whether the frames of a task are complete, with ids of their own, at possible times and in
+/// ascending order.
 bool areWholeFrames(const std::set<fs::path>& folders) {
     static const std::regex name(R"((\d{13})_reqID_)" + kNumber + "_sofID_" + kNumber);
     std::set<std::pair<std::string, std::string>> ids;
-    std::map<std::pair<std::string, std::string>, std::string> requests;  // of camera and sof id
-    std::map<std::string, long> largest;                                  // request of a time
+    std::map<std::pair<std::string, std::string>, std::string> requests;  // by camera and sof id
+    std::map<std::string, long> largest;                                  // request by time
     for (const fs::path& folder : folders) {
         const std::string text = folder.filename();
         std::smatch match;
@@ -230,7 +231,8 @@ bool areWholeFrames(const std::set<fs::path>& folders) {
     return true;
 }
 
-/// Whether an entry beside tasks is one of whole frames; a frame of no task joins `loose`.
+/// Whether an entry of a pipe folder is a complete task or frame; adds a frame outside a task to
+/// `loose`.
 bool isWholeTask(const fs::directory_entry& entry, std::set<fs::path>& loose, size_t& frames) {
     static const std::regex task(R"((\d{17})_task_)" + kNumber);
     if (entry.is_symlink() || !entry.is_directory()) return false;
@@ -251,7 +253,7 @@ bool isWholeTask(const fs::directory_entry& entry, std::set<fs::path>& loose, si
     return areWholeFrames(ofTask);
 }
 
-/// Whether every entry of a tree is one that belongs there, and every frame whole.
+/// Whether a tree has no foreign entry, and every frame is complete.
 bool isWhole(const Device& device) {
     static const std::regex pipe("pipe_" + kNumber),
         config("pipe" + kNumber + R"(_dumpConfig\.xml)");
@@ -296,7 +298,7 @@ void readEverything(const tyktree::TreeIndex& index, const tyktree::TagCatalog& 
     for (const tyktree::FrameRef& frame : select(index, {})) reader.read(frame.path());
 }
 
-/// The result's value; a problem ends the reading.
+/// The result's value; throws if it is a problem.
 template <typename Value>
 Value valueOf(tyktags::Result<Value> result) {
     if (!result.ok()) throw std::runtime_error(toLine(result.problem()));
@@ -313,7 +315,7 @@ void read(const Device& device, const std::string& input, bool isChanged) {
     const bool isKnown =
         readFile(device.config) == device.configText && readFile(device.tags) == device.tagsText;
     if (lines.text.empty() && isKnown) expect(isWhole(device), "a clean tree is whole", input);
-    if (totals.bytes < kMostBytes && input.size() % 4 == 1) {  // it takes most of a run
+    if (totals.bytes < kMostBytes && input.size() % 4 == 1) {  // a deep check takes most of a run
         Lines deep;
         tyktree::CheckOptions options;
         options.deep = true;
@@ -335,7 +337,7 @@ void run(std::string_view input) {
     }
     try {
         read(device, all, isChanged);
-    } catch (const std::runtime_error& error) {  // no tree, no tag table
+    } catch (const std::runtime_error& error) {  // not a tree, or no tag table
         expect(isChanged, "a whole tree can be read", error.what());
     }
 }

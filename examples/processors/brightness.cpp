@@ -1,5 +1,5 @@
 // A processor that brightens dark frames: the lower the frame's sensitivity, the flatter the curve.
-// It follows one parameter of the frame and shows how a picture and a parameter are handed back.
+// It follows one parameter of the frame and shows how to return a picture and a parameter.
 //
 //   tyksim replay TREE --with libbrightness.so -o OUT --option KELV_TAG_SENSITIVITY
 #include <array>
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The tag whose first 32 bits are the sensitivity, and pixels that are used again.
+/// The tag whose first 32 bits are the sensitivity, and a reused buffer of pixels.
 struct State {
     std::string tag = "KELV_TAG_SENSITIVITY";
     std::vector<uint8_t> pixels;

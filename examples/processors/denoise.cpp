@@ -1,5 +1,5 @@
-// A processor that filters noise over time: each pixel is mixed with what the frames before made of
-// it, and the less so the more it differs, so that what moves stays sharp.
+// A processor that filters noise over time: it mixes each pixel with the result of the frames
+// before, and mixes less if the two differ more, so that moving parts stay sharp.
 //
 //   tyksim replay TREE --with libdenoise.so -o OUT --option strength=0.7
 #include <cstdio>
@@ -11,15 +11,15 @@
 namespace {
 
 struct State {
-    double strength = 0.7;          ///< part of the past in a pixel that does not move
+    double strength = 0.7;          ///< share of the past in a pixel that does not change
     std::vector<uint8_t> past;      ///< the last result
     int32_t width = 0, height = 0;  ///< of the last result
     uint32_t task = 0;              ///< of the last result
 };
 
-constexpr int kMotion = 24;  ///< a difference of this many levels and more is motion
+constexpr int kMotion = 24;  ///< differences from here on count as motion
 
-/// How much of the past goes into a pixel that differs by `difference`, in 256ths.
+/// The share of the past, in 256ths, for each difference.
 std::vector<int> weights(double strength) {
     std::vector<int> table(256);
     for (int difference = 0; difference < kMotion; ++difference) {

@@ -1,4 +1,4 @@
-// The desktop's platform, through its own headers and those of the platform.
+// Tests of the desktop's platform, through its own headers and those of platform/.
 #include "platform/Log.h"
 #include "platform/Properties.h"
 #include "tests/support/TestDevice.h"
@@ -16,7 +16,7 @@ using namespace tyktags;
 
 namespace {
 
-/// Puts values behind one another, to be compared at once; each is got after those before it.
+/// Joins values in one text, to compare them at once; evaluates them in order.
 template <typename Value>
 std::string operator<<(const std::string& before, const Value& value) {
     std::ostringstream text;
@@ -25,7 +25,7 @@ std::string operator<<(const std::string& before, const Value& value) {
 }
 const std::string all;
 
-// What the environment says is in force before main() begins.
+// The environment's root is in force before main() begins.
 const std::string early = [] {
     std::string root = testing::TempDir() + "hosttestXXXXXX";
     fs::create_directories(mkdtemp(root.data()) + std::string("/vendor/firmware"));
@@ -47,7 +47,7 @@ protected:
         return tyk::ParamSet::getParam(camId, pipe, 0, tag, value);
     }
 
-    /// A buffer for an image, null when the pool refuses.
+    /// A buffer for an image; null if the pool refuses.
     tyk::Buffer* take(int width, int height) {
         tyk::Buffer* buffer = nullptr;
         const int result = pool->getBuffer(tyk::kReplayBufferUsage, width, height, buffer, false);
@@ -76,7 +76,7 @@ TEST_F(Host, PrefixesWholeComponentsOnly) {
 TEST_F(Host, ReachesEveryPathFunction) {
     const std::string base = "/data/vendor/cameraserver/t", file = base + "/a", link = base + "/f";
     const char* const path = file.c_str();
-    volatile int writing = O_WRONLY;  // not known to a compiler that would check it
+    volatile int writing = O_WRONLY;  // volatile, so that the compiler does not check the flags
     EXPECT_EQ(all << mkdir(base.c_str(), 0777) << close(open(path, O_CREAT | O_WRONLY, 0640))
                   << close(open(path, writing)) << close(open64(path, writing))
                   << close(open64((base + "/b").c_str(), O_CREAT | O_WRONLY, 0640))
@@ -103,7 +103,7 @@ TEST_F(Host, PrintsUpToTheThreshold) {
     const std::regex afterLetter(" Tag: 7, run: n=5\n");
     takeLogLines({});
     for (const auto& [level, shown] : {std::pair(-1, "EWID"), {0, ""}, {5, "EWIDV"}, {4, "EWID"}}) {
-        if (level >= 0) setLogThreshold(level);  // before that, the environment counts
+        if (level >= 0) setLogThreshold(level);  // with -1 the environment counts
         testing::internal::CaptureStderr();
         errno = ENOSPC;
         for (const int each : {1, 2, 3, 4, 5}) {
@@ -200,7 +200,7 @@ TEST_F(Host, AnswersWithTheCamerasLiveValue) {
 }
 
 TEST_F(Host, KeepsCopiesOfTheNewestOfEachTag) {
-    std::vector<char> plain(8, '1');  // not a byte beyond may be read
+    std::vector<char> plain(8, '1');  // no byte after it may be read
     BlockParamDesc desc{plain.data(), 3};
     setHistoryLimit(2);
     EXPECT_EQ(set(9, &desc, 3), 0);
@@ -263,7 +263,7 @@ TEST_F(Host, WritesTheTagTableThatItReads) {
 TEST_F(Host, SaysWhatIsWrongWithATagTableAndWhere) {
     const std::string wrong = host("/wrong"), fifo = host("/fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    // What stands in the text in the place of what, or which other path is read.
+    // The part of the text to replace and its replacement, or another path to read.
     const std::tuple<std::string, std::string, std::string> cases[] = {
         {"<field", "<f", "line 6: expected <field>, found \"f\""},
         {"f32", "u33", "u8, i8, u16, i16, u32, i32, u64, i64, f32, f64, char, found \"u33\""},
@@ -290,7 +290,7 @@ TEST_F(Host, SaysWhatIsWrongWithATagTableAndWhere) {
         {"\n", std::string(17000000, ' '), "expected a tag table of at most 16777216 bytes"},
         {"", "/none", "No such file or directory"},
         {"", "/dev", "Is a directory"},
-        {"", fifo, "expected a tag table, found no regular file"},  // that nobody serves
+        {"", fifo, "expected a tag table, found no regular file"},  // a FIFO without a writer
     };
     for (const auto& [before, after, expected] : cases) {
         const size_t place = tableText.find(before);
@@ -303,7 +303,7 @@ TEST_F(Host, SaysWhatIsWrongWithATagTableAndWhere) {
         EXPECT_EQ(line.find(path + ": "), 0U);
         EXPECT_NE(line.find(expected), std::string::npos) << line;
     }
-    // One that is served may be asked for.
+    // A FIFO with a writer may be read on request.
     std::thread server([&fifo] { std::ofstream(fifo) << "<tags/>"; });
     EXPECT_TRUE(readTagTable(fifo, TableSource::fileOrPipe).ok());
     server.join();
@@ -371,13 +371,13 @@ TEST_F(Host, ServesThreads) {
 
 }  // namespace
 
-// Where this program may have an allocation of its own; one sanitizer's runtime brings it along.
+// Replaces operator new, except under a sanitizer whose runtime replaces it.
 #ifndef __has_feature
 #define __has_feature(name) 0
 #endif
 #if !__has_feature(thread_sanitizer)
 
-// How many more allocations this thread gets before they fail.
+// The number of allocations of this thread before they fail.
 static thread_local size_t allocationsLeft = SIZE_MAX;
 
 [[gnu::noinline]] void* operator new(size_t size) {
@@ -408,12 +408,13 @@ TEST_F(Host, RefusesWithoutMemoryAndDoesNotCrash) {
     const std::pair<bool, std::function<bool()>> allocating[] = {
         {true, [&] { return property_get(text.c_str(), value, "none") == 3; }},
         {true, [&] { return set(7, value) == 0; }},
-        {false, [&] { return set(7, value) == 0; }},  // in place of the oldest
+        {false, [&] { return set(7, value) == 0; }},  // replaces the oldest
         {true, [&] { return (buffer = take(4, 4)) != nullptr; }},
         {false, [&] { return put(buffer) == 0; }},
         {false, [&] { return take(4, 4) != nullptr; }},
         {true, say}};
-    // Each with room for no allocation, for one, for two and so on, until it succeeds.
+    // Runs each operation with no allocation allowed, with one, with two and so on, until it
+    // succeeds.
     for (const auto& [allocates, operation] : allocating) {
         size_t room = 0;
         for (allocationsLeft = 0; !operation() && room < 100;) allocationsLeft = ++room;
@@ -425,7 +426,7 @@ TEST_F(Host, RefusesWithoutMemoryAndDoesNotCrash) {
     takeLogLines([](const LogLine&) {}, 0);
     allocationsLeft = 1;
     say();
-    EXPECT_EQ(std::exchange(allocationsLeft, SIZE_MAX), 1U);  // for nobody wants the line
+    EXPECT_EQ(std::exchange(allocationsLeft, SIZE_MAX), 1U);  // the line is above the threshold
 }
 
 #endif

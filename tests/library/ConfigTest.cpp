@@ -1,12 +1,12 @@
-// Dump configurations that are refused. What is read from others is tested on the corpus of
-// dump_config.
+// Tests of dump configurations that the library refuses. The corpus of dump_config tests the
+// reading of others.
 #include "tests/support/TestDevice.h"
 
 #include <dlfcn.h>
 #include <sys/stat.h>
 
 namespace {
-off_t bytesGone = 0;  // of every file between its measuring and its reading
+off_t bytesGone = 0;  // that every file loses between fstat() and the reading
 }
 
 extern "C" TYK_EXPORT int fstat(int descriptor, struct stat* status) noexcept {
@@ -25,7 +25,7 @@ protected:
         pipe.pipeNameMap = {{"PREVIEW_TYPE", 0}, {"SNAPSHOT_TYPE", 1}, {"NOZSL_TYPE", 7}};
     }
 
-    /// What is read from the configuration: "name tag pipe cam sof dumpType; " per entry.
+    /// The entries read from the configuration: "name tag pipe cam sof dumpType; " for each.
     std::string entries() {
         std::vector<std::pair<std::string, PipelineSimulation::tagInfo>> list(3);
         pipe.parseConfig(pipe.configPath.c_str(), list);
@@ -75,7 +75,8 @@ TEST_F(Config, RefusedFiles) {
     const std::string whole = "<dumpconfig><common><tag value='plain'/></common></dumpconfig>";
     write(path, whole + "<x");
     expectRefused(failure);
-    // The largest file that is read, and one byte more; one that became shorter, if a whole one.
+    // The largest file that is read, one byte more, and a file that became shorter after it was
+    // opened.
     std::string padded = whole;
     padded.resize(16u << 20, ' ');
     EXPECT_EQ(entriesOf(padded), "plain 7 0 -1 -1 0; ");

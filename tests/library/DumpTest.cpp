@@ -1,4 +1,4 @@
-// What dumping a frame writes.
+// Tests of the files that dumping a frame writes.
 #include "tests/support/TestDevice.h"
 
 #include <sys/stat.h>
@@ -9,11 +9,11 @@ namespace {
 class Dump : public TestDevice {
 protected:
     Dump() {
-        close(STDIN_FILENO);  // 0 is a descriptor like any other
+        close(STDIN_FILENO);  // the library must cope with descriptor 0
         umask(026);
     }
 
-    /// Configures tags by name, with what stands in their elements.
+    /// Configures tags by name, with the content of their elements.
     void configure(const PipelineSimulation& pipe,
                    const std::vector<std::pair<const char*, std::string>>& tags) {
         std::string text = "<dumpconfig><common>";
@@ -29,7 +29,7 @@ protected:
 };
 
 TEST_F(Dump, PropertyDecidesWhichPipe) {
-    // -48 is what a missing digit behind the "2" comes to.
+    // A missing digit after the "2" gives -48.
     const std::vector<int> pipes{-48, -1, 4, 5, 10};
     // clang-format off
     const std::pair<const char*, std::vector<int>> cases[] = {
@@ -101,8 +101,8 @@ TEST_F(Dump, SideRecords) {
 }
 
 TEST_F(Dump, RecordsAreMadeOfWhatTheScratchBufferHolds) {
-    // Their own entries fetch nothing; a block fetched in between leaves the buffer alone.
-    // So does a service that stores a whole value where it was asked for the descriptor of a block.
+    // Their own entries fetch nothing; a block fetched between them does not change the buffer. Nor
+    // does a service that stores a whole value in place of a block's descriptor.
     for (const char* const kind : {"", kAsBlock}) {
         PipelineSimulation& pipe = newPipe();
         configure(pipe,
@@ -146,7 +146,7 @@ TEST_F(Dump, ImageSizesAndFailures) {
     }
     configure(pipe, {{"plain", ""}, {"block", kAsBlock}});
     pipe.init(0);
-    // A path that is cut within its folder's name leads past the folder.
+    // A path cut within the folder's name does not lead into the folder.
     pipe.currentTask = pipe.rootPath;
     for (int i = 0; i < 4; ++i) pipe.currentTask += "/" + std::string(240, 'd');
     makeFolder(pipe.currentTask);
@@ -154,7 +154,7 @@ TEST_F(Dump, ImageSizesAndFailures) {
     pipe.dumpParam(1, 2, 0);
     EXPECT_EQ(read(pipe.currentFramePath.substr(0, 1023)), "cut");
     EXPECT_EQ(names(pipe.currentFramePath), Strings());
-    // One that is cut right behind it is the folder.
+    // A path cut directly after the folder's name is the folder.
     pipe.currentTask.resize(1023 - (pipe.currentFramePath.size() - pipe.currentTask.size()));
     makeFolder(pipe.currentTask);
     log.clear();

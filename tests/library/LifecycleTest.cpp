@@ -1,4 +1,4 @@
-// The manager, the objects' lifecycle, and the listings of the dump tree.
+// Tests of the manager, the objects' lifecycle, and the listings of the dump tree.
 #include "tests/support/TestDevice.h"
 
 #include <climits>
@@ -10,7 +10,7 @@
 
 static_assert(sizeof(PipelineSimulation::FrameData) == 32);
 
-// What the library calls reaches these before the C library's own.
+// The library calls these in place of the C library's functions.
 #define NEXT(function) reinterpret_cast<decltype(&(function))>(dlsym(RTLD_NEXT, #function))
 
 namespace {
@@ -40,7 +40,7 @@ namespace {
 
 class Lifecycle : public TestDevice {
 protected:
-    // What the process's first call does shows only once, in whichever test comes first.
+    // The effects of the process's first call show only once, in the first test.
     Lifecycle() {
         if (manager_) return;
         mostHeld = 0;
@@ -86,7 +86,7 @@ TEST_F(Lifecycle, ManagerAndObjects) {
     remove("/data");
     EXPECT_NE(PipelineSimMgr::getPipeSimInstance(5006), nullptr);
     EXPECT_EQ(texts(5), Strings({"ret -1", "ret -1"}));
-    // No object, no frame.
+    // Without an object there is no frame.
     manager_->instances[7007] = nullptr;
     EXPECT_FALSE(PipelineSimulation::loadParam(7007, "", 0));
     tykhost::setProperty("persist.vendor.cam.isstest", "1");
@@ -123,7 +123,7 @@ TEST_F(Lifecycle, DumpInitTwice) {
     EXPECT_EQ(pipe.taskIndex, 0);
     EXPECT_EQ(pipe.frameIndex, 0);
     pipe.init(0);
-    EXPECT_EQ(story().size(), lines.size() - 1);  // the folder is there now
+    EXPECT_EQ(story().size(), lines.size() - 1);  // the folder exists now
     EXPECT_EQ(pipe.dumpTagList.size(), 1u);
     EXPECT_EQ(pipe.getEnumByTagName("twin"), 30);
     EXPECT_EQ(pipe.getEnumByPipeName("SNAPSHOT_YUV_TYPE"), 9);
@@ -131,7 +131,7 @@ TEST_F(Lifecycle, DumpInitTwice) {
     EXPECT_EQ(pipe.getEnumByPipeName("none"), 0);
     EXPECT_EQ(pipe.tagNameMap.size() + pipe.pipeNameMap.size(), 24u);
     EXPECT_EQ(tykhost::paramServiceCounts().registrations, 1u);
-    // The service adds to one table, which all objects share.
+    // The service adds to a table that all objects share.
     tykhost::setTagTable({});
     PipelineSimulation& other = newPipe();
     other.init(0);
@@ -140,7 +140,7 @@ TEST_F(Lifecycle, DumpInitTwice) {
 
 TEST_F(Lifecycle, DumpRun) {
     PipelineSimulation& pipe = newPipe();
-    pipe.init(-2);  // neither mode: prepared for dumping, but nothing starts
+    pipe.init(-2);  // an unknown mode prepares for dumping, but start() does nothing
     pipe.start();
     pipe.stop();
     pipe.deinit();
@@ -151,10 +151,10 @@ TEST_F(Lifecycle, DumpRun) {
     EXPECT_EQ(pipe.bufferManager, nullptr);
     pipe.init(0);
     log.clear();
-    pipe.mkDumpDir(1, 2);  // without a task the pipe's folder serves as one
+    pipe.mkDumpDir(1, 2);  // without a task it uses the pipe's folder
     pipe.start();
     pipe.mkDumpDir(-4, 17);
-    // The same millisecond, the same folder, even where nobody may enter it.
+    // The same millisecond gives the same folder, even one without permissions.
     fs::permissions(root, fs::perms(0755));
     fs::permissions(host(pipe.currentFramePath), fs::perms(0));
     const uid_t user = getuid();
@@ -228,7 +228,8 @@ TEST_F(Lifecycle, Listings) {
     Strings files{"before"};
     pipe.getSubFiles(at.c_str(), files);
     std::sort(files.begin(), files.end());
-    // A link to a folder is no folder; a socket's type has the bit that folders are told by.
+    // A link to a folder does not count as a folder; a socket does, because its type has the tested
+    // bit.
     EXPECT_EQ(files, Strings({".hidden", "before", "link"}));
     pipe.taskList = {"/z"};
     pipe.getTaskList();
@@ -250,10 +251,11 @@ TEST_F(Lifecycle, Listings) {
     pipe.loadParam(0U);
     EXPECT_EQ(out, Strings({"b", "a"}));
     EXPECT_EQ(pipe.taskList, Strings({"a", "b"}));
-    EXPECT_EQ(pipe.frameList, Strings({".", "a"}));  // unlike a task list not sorted then
+    EXPECT_EQ(pipe.frameList,
+              Strings({".", "a"}));  // unlike a task list, not sorted after a failure
     EXPECT_EQ(pipe.frameNameMap.size(), 0u);
     EXPECT_EQ(pipe.frameQueue.back().params.size(), 0u);
-    EXPECT_EQ(pipe.frameIndex, 1);  // an empty frame is one
+    EXPECT_EQ(pipe.frameIndex, 1);  // an empty frame counts
     const std::string text = ": Could not OpenDIR with Path " + at;
     EXPECT_EQ(story(),
               Strings({"1 getSubDirs" + text, "1 getSubFiles" + text, "1 getSubDirs" + text,

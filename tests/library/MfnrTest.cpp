@@ -1,10 +1,10 @@
-// The copy of the MFNR tuning file where something goes wrong. What is matched, copied and named in
-// a replay is tested on the corpus of mfnr.
+// Tests of failures of the MFNR tuning copy. The corpus of mfnr tests the matching, the copy and
+// the name in a replay.
 #include "tests/support/TestDevice.h"
 
 namespace {
 
-/// A name table as the pipeline holds it.
+/// A name table in the pipeline's layout.
 struct Table {
     Table(const Strings& entries) {
         for (size_t i = 0; i < entries.size(); ++i) entries[i].copy(names[i], sizeof(names[i]));

@@ -1,5 +1,5 @@
-// Replaying frame folders: the entries, and files that change or are held meanwhile. What the three
-// loaders make of a folder is tested on the corpus of frame_folder.
+// Tests of the entry points of a replay, and of files that change or are under a lease meanwhile.
+// The corpus of frame_folder tests how the three loaders read a folder.
 #include "tests/support/TestDevice.h"
 
 #include <csignal>
@@ -14,7 +14,7 @@ constexpr const char* kBlockFile = "FCPDT_5_2_1_1_block.bin";
 class Replay : public TestDevice {
 protected:
     Replay() {
-        close(STDIN_FILENO);  // 0 is a descriptor like any other
+        close(STDIN_FILENO);  // the library must cope with descriptor 0
         restart();
     }
     ~Replay() override { pipe.deinit(); }
@@ -31,7 +31,7 @@ protected:
         log.clear();
     }
 
-    // Each loads the frame at index 0.
+    // Each function loads the frame at index 0.
     void loadParams() {
         pipe.frameIndex = 0;
         pipe.loadParam(0);
@@ -56,7 +56,7 @@ protected:
 TEST_F(Replay, ABlockThatShrankEndsInZeros) {
     write(at + kBlockFile, std::string(4000, 'x'));
     loadParams();
-    pipe.deinit();  // leaves memory behind that is not zero
+    pipe.deinit();  // frees memory that is not zero
     Strings open;
     tykhost::takeLogLines([&](const tykhost::LogLine& line) {
         if (line.text.find("malloc block") != 0) return;
@@ -77,7 +77,7 @@ TEST_F(Replay, BlocksAreFreedLastToFirst) {
             write(at + "FCPDT_" + sof + "_0_1_1_block.bin", "a");
         }
         withImages ? loadImage() : loadParams();
-        published();  // while the blocks are there
+        published();  // while the blocks exist
         pipe.deinit();
         Strings made, freed;
         for (const std::string& line : texts(4)) {
@@ -109,7 +109,7 @@ TEST_F(Replay, AFileUnderALeaseIsWaitedFor) {
     });
     loadParams();
     tykhost::takeLogLines(nullptr);
-    kill(getpid(), SIGIO);  // in case nobody wanted the file
+    kill(getpid(), SIGIO);  // ends the wait if no thread opened the file
     keeper.join();
     close(holder);
     EXPECT_EQ(open, Strings({folder, at + kBlockFile, at + kBlockFile}));
@@ -127,14 +127,14 @@ TEST_F(Replay, EntriesAndTheFrameIndex) {
     EXPECT_EQ(published(), Strings({"0/0/1/7 6669727374000000", "6/1/0/8208 40010000f0000000",
                                     "6/1/0/8198 5f", "6/1/1/65622 4096"}));
     fresh.deinit();
-    // Every loader counts, whichever folder it loads; the argument does not.
+    // Every loader advances the index, whichever folder it loads; the argument has no effect.
     EXPECT_TRUE(pipe.loadParam2(pipe.rootPath + "/none"));
     EXPECT_EQ(pipe.currentFramePath, "");
     published();
     pipe.loadParam(7);
     EXPECT_EQ(pipe.currentFramePath, pipe.rootPath + "/g");
     EXPECT_EQ(published(), Strings({"0/0/2/7 7365636f6e640000"}));
-    // An object that is not initialised starts from the beginning; only two loaders see to that.
+    // Two loaders initialise the object first, which starts at the first frame.
     pipe.frameIndex = 1;
     pipe.initialised = false;
     pipe.loadParamAndImage(0, img);
@@ -158,7 +158,8 @@ TEST_F(Replay, ImageGoesIntoABuffer) {
     EXPECT_EQ(image.pipeId, -5u);
     EXPECT_EQ(pixels(), "0123456789ab");
     EXPECT_EQ(pipe.frameQueue.back().image, img);
-    // A file that is short or cannot be opened leaves the rest of the buffer, and is a frame.
+    // A file that is short or cannot be opened leaves the rest of the buffer; the frame is still
+    // queued.
     for (const bool missing : {false, true}) {
         restart();
         if (!missing) write(at + kImage, "XY");
@@ -168,7 +169,7 @@ TEST_F(Replay, ImageGoesIntoABuffer) {
         EXPECT_EQ(queue(), "1, 1");
     }
     EXPECT_EQ(story().back(), "1 readBin: open failed: " + at + kImage);
-    // A size that wraps below zero is not read.
+    // A file whose size wraps below zero is not read.
     restart();
     tykhost::setMaxBufferBytes(size_t{2} << 30);
     write(at + "FCWH_1_0_30000_30000_nv21.yuv", "0123456789ab");
@@ -177,7 +178,7 @@ TEST_F(Replay, ImageGoesIntoABuffer) {
               Strings({"size -797483648 is negative: " + at + "FCWH_1_0_30000_30000_nv21.yuv"}));
     EXPECT_EQ(queue(), "1, 1");
     EXPECT_EQ(static_cast<const char*>(img->image->data)[0], 0);
-    // Nobody asked for a pool.
+    // Without a pool.
     restart();
     pipe.bufferManager = nullptr;
     write(at + kImage, "0123456789abcdef");

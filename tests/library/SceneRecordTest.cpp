@@ -1,5 +1,5 @@
-// The scene-detection record: its three files. What they give back is tested on the corpus of
-// scene_xml.
+// Tests of the three files of the scene-detection record. The corpus of scene_xml tests how they
+// are read.
 #include "tests/support/TestDevice.h"
 
 #include <climits>
@@ -19,8 +19,8 @@ void put(std::string& record, size_t offset, Value value) {
     std::memcpy(record.data() + offset, &value, sizeof(value));
 }
 
-/// A record whose fields differ from each other, those without a sign above what fits with one, and
-/// whose other bytes are not zero.
+/// A record with different values in all fields, unsigned ones above the signed maximum, and other
+/// bytes that are not zero.
 std::string sampleRecord() {
     std::string record(kRecordBytes, '\xab');
     for (size_t i = 464; i < 6192; ++i) record[i] = static_cast<char>(i * 7);
@@ -70,7 +70,7 @@ protected:
 
     void dump(std::string record) { pipe.dumpIsceneInfo(record.data()); }
 
-    /// The record that is published.
+    /// The published record.
     std::string load() {
         tykhost::clearPublished();
         pipe.loadISceneInfo(pipe.rootPath, 33);
@@ -94,7 +94,7 @@ TEST_F(SceneRecord, WritesThreeFiles) {
     EXPECT_EQ(read(xmlPath), kSampleXml);
     EXPECT_TRUE(read(detectPath) == record.substr(464, 4904));
     EXPECT_TRUE(read(hdrPath) == record.substr(5368, 824));
-    // Without memory for the XML there is none of it.
+    // Without memory for the XML no file is written.
     pugi::set_memory_management_functions([](size_t) -> void* { return nullptr; }, std::free);
     remove(xmlPath);
     dump(record);
@@ -129,7 +129,7 @@ TEST_F(SceneRecord, DecimalCommaOfTheProcessDoesNotShow) {
     dump(sampleRecord());
     EXPECT_EQ(read(xmlPath), kSampleXml);
     EXPECT_TRUE(load().substr(528, 12) == sampleRecord().substr(528, 12));
-    EXPECT_EQ(std::to_string(1.5), "1,500000");  // the process keeps its own
+    EXPECT_EQ(std::to_string(1.5), "1,500000");  // the process keeps its locale
     std::setlocale(LC_ALL, "C");
 }
 

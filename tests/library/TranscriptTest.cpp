@@ -1,5 +1,5 @@
-// The log of a whole dump and replay: transcript.txt holds every line, in order. Written to
-// transcript.txt in the working folder where it differs, to be looked at and taken over.
+// Compares the log of a whole dump and replay with transcript.txt. If they differ, writes the new
+// log to transcript.txt in the working folder, to be reviewed and copied.
 #include "core/LogLine.h"
 #include "tests/support/FakeDevice.h"
 

@@ -1,4 +1,5 @@
-// The names of the dump tree: made, and read back by a replay and by what looks at trees.
+// Tests of the names of the dump tree: making them, and reading them as a replay and as the tool
+// does.
 #include "core/TreeNames.h"
 #include "tree/read/ExactNames.h"
 
@@ -32,7 +33,8 @@ std::string paramPath(const std::string& folder, int sof, const std::string& tag
     return path.data();
 }
 
-/// What every reader says of a name; one that refuses it must leave its record alone.
+/// The results of every reader for a name; a reader that refuses it must leave its record
+/// unchanged.
 std::string meaning(const std::string& name) {
     ParamFileName param{1, 2, 3, 4, "before"};
     ImageFileName image{5, 6, 7, 8};
@@ -79,7 +81,7 @@ TEST(TreeNames, Made) {
         EXPECT_EQ(paramPath(folder, 1, "t"), (folder + name).substr(0, 1023)) << length;
     }
     EXPECT_EQ(paramPath("f", 1, std::string(2000, 't')).size(), 1023u);
-    // Sizes are what 32-bit arithmetic makes of them.
+    // Sizes follow 32-bit arithmetic.
     const std::vector<int> sizes{nv21Bytes(1920, 1080),   nv21Bytes(3, 3),
                                  nv21Bytes(-1, 1),        nv21Bytes(65536, 65536),
                                  nv21Bytes(40000, 20000), nv21Bytes(INT_MAX, INT_MAX),

@@ -1,8 +1,8 @@
-// What was recorded is what is replayed: on eight pipes and threads at once, on two that have two
-// descriptors between them, and in frames without end, of which nothing stays in the process but
-// the queue's last eleven.
+// Records and replays bursts and compares every byte: on eight pipes and threads at once, on two
+// that share two descriptors, and over many frames, of which the process keeps only the last eleven
+// in the queue.
 //
-// TYK_SOAK_FRAMES sets their number.
+// TYK_SOAK_FRAMES sets the number of frames.
 #include "tests/support/TestDevice.h"
 
 #include <cstring>
@@ -17,7 +17,7 @@ namespace {
 constexpr int kWidth = 63, kHeight = 33;
 constexpr size_t kImageBytes = 63 * 33 * 3 / 2;
 
-/// Bytes that differ with camera, frame and use.
+/// Bytes that depend on camera, frame and use.
 std::string pattern(size_t size, int cam, int frame, int use) {
     std::string bytes(size, '\0');
     const auto seed =
@@ -56,7 +56,7 @@ public:
         PipelineSimulation::dumpIfneed(info);
     }
 
-    /// Replays the frame at frameIndex, which must be that one to the last byte.
+    /// Replays the frame at frameIndex and compares it with `frame`, byte for byte.
     static void replay(PipelineSimulation& pipe, int cam, int frame, size_t fullBytes) {
         tyk::Buffer* img = nullptr;
         pipe.loadParamAndImage(0, img);
@@ -99,8 +99,8 @@ public:
         pipe.deinit();
     }
 
-    /// Each pipe is a camera of its own, on a thread of its own; the even ones take one step and
-    /// the odd ones another.
+    /// Runs each pipe as a camera of its own on a thread of its own; even pipes run one function,
+    /// odd pipes another.
     void onThreads(void (Burst::*even)(PipelineSimulation&, int),
                    void (Burst::*odd)(PipelineSimulation&, int)) {
         std::vector<std::thread> threads;
@@ -113,7 +113,7 @@ public:
 
     std::vector<PipelineSimulation*> pipes;
     int framesInBurst = 5;
-    size_t fullBytes = 512000;  ///< of the tag "full"; 0: no pipe dumps it
+    size_t fullBytes = 512000;  ///< size of the tag "full"; 0: no pipe dumps it
 };
 
 TEST_F(Burst, EightPipesOnEightThreads) {
@@ -139,7 +139,7 @@ class DescriptorLimit {
 public:
     explicit DescriptorLimit(int count) {
         EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
-        std::vector<int> free;  // the lowest numbers are taken first
+        std::vector<int> free;  // the system hands out the lowest numbers first
         while (count-- > 0) free.push_back(dup(STDERR_FILENO));
         for (const int number : free) close(number);
         const rlimit limit{static_cast<rlim_t>(free.back()) + 1, before_.rlim_max};
@@ -200,7 +200,8 @@ TEST_F(Burst, FramesWithoutEnd) {
         folders.deinit();
         folders.taskList.clear();  // each init() adds to it
 
-        // The image loader takes the scene's files for images too, and would lose their buffers.
+        // The image loader takes the scene's files for images too, and their buffers would stay
+        // out.
         for (const std::string& name : names(frame)) {
             if (name[0] != 'F') remove(frame + "/" + name);
         }
@@ -212,7 +213,7 @@ TEST_F(Burst, FramesWithoutEnd) {
         remove(frame);
     }
     const long grown = resident() - pages;
-    // Of a sanitizer's or an emulator's own memory nothing is known.
+    // The memory of a sanitizer or an emulator is unknown.
     const bool foreign = TYK_EMULATED != 0 || &__lsan_do_leak_check || &__tsan_init;
     EXPECT_TRUE(foreign || frames <= 1000 || grown <= 64) << grown << " pages";
     EXPECT_EQ(descriptors(), open);

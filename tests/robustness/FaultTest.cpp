@@ -1,6 +1,7 @@
-// Every call that the library makes fails once, and then everything from there on; the disk fills
-// up at every place, and descriptors run out: the process goes on, nothing is lost or left open,
-// what must be reported is, and the next frame is right.
+// Makes every call of the library fail once alone and once with all later calls, fills the disk at
+// every byte, and limits descriptors. Each time the process must go on, other files and frames must
+// be complete, no handle may stay open, the failure must be logged where that is possible, and the
+// next frame must be right.
 #include "records/SceneLayout.h"
 #include "tests/support/FakeDevice.h"
 
@@ -34,9 +35,9 @@ std::string pixels() {
 
 enum Doing { kDumping, kListing, kLoadingFolder, kLoading };
 
-/// What must make no difference: the system finishes or repeats the call, or the library goes
-/// another way, which is the whole path where a frame's folder is not held, and waiting for a file
-/// that somebody holds.
+/// Whether a fault must have no effect: the library repeats or continues the call, or uses an
+/// alternative, such as the whole path if it cannot hold the frame's folder, or waiting for a file
+/// under a lease.
 bool isHarmless(const Fault& fault, const Outcome& outcome, Doing doing) {
     const std::string path = outcome.path, name = path.substr(path.rfind('/') + 1);
     const bool isThere =
@@ -50,9 +51,9 @@ bool isHarmless(const Fault& fault, const Outcome& outcome, Doing doing) {
            fault.error == fake::kShort || fault.error == EINTR;
 }
 
-/// Whether the first failure must leave a line at level 1. Silent are: the scene XML that cannot be
-/// made, raw blocks that cannot be read, transfers that end early (but for XML files), and a null
-/// block in two of the loaders.
+/// Whether the first failure must leave a line at level 1. There is no line for a scene XML that
+/// cannot be created, raw blocks that cannot be read, transfers that end early (except for XML
+/// files), and a null block in two of the loaders.
 bool mustReport(const Fault& fault, const Outcome& outcome, Doing doing) {
     if (isHarmless(fault, outcome, doing)) return false;
     const std::string path = outcome.path;
@@ -70,7 +71,7 @@ bool mustReport(const Fault& fault, const Outcome& outcome, Doing doing) {
     }
 }
 
-/// Whether `run` is short of memory.
+/// Whether `run` throws std::bad_alloc.
 template <typename Run>
 bool throws(Run run) {
     try {
@@ -81,7 +82,7 @@ bool throws(Run run) {
     }
 }
 
-/// What a call must have published, by its tag and sof id.
+/// The value that a call must have published, from its tag and sof id.
 std::string expectedOf(const fake::Published& call) {
     if (call.tag == 8208) return {"\x40\1\0\0\xf0\0\0\0", 8};
     if (call.tag == 8198) return "\x5f";
@@ -92,7 +93,7 @@ std::string expectedOf(const fake::Published& call) {
     std::string bytes(std::min<size_t>(static_cast<size_t>(tag.size), 8512), '\0');
     fake::valueOf(tag, call.sofId).copy(0, bytes.data(), bytes.size());
     if (!call.byNode) return bytes;
-    // Of the scene record a replay carries what its three files hold, and zeros.
+    // A replay of the scene record has the content of its three files, and zeros.
     std::string record(bytes.size(), '\0');
     for (const auto& [begin, end] : {std::pair(400, 412),
                                      {464, 6192},
@@ -114,8 +115,10 @@ std::string bytesOf(const fake::Published& call) {
 class FaultTest : public testing::Test {
 protected:
     FaultTest() {
-        alarm(300);                              // a hang ends the test
-        throws([] { throw std::bad_alloc(); });  // a thread's first exception leaves memory behind
+        alarm(300);  // a hang ends the test
+        throws([] {
+            throw std::bad_alloc();
+        });  // a thread's first exception allocates memory for good
         setenv("TZ", "UTC0", 1);
         tzset();
         fake::restart();
@@ -138,7 +141,7 @@ protected:
         device().properties["persist.vendor.cam.isstest"] = "1";
     }
 
-    /// Puts a pipe's object back to its state after construction.
+    /// Restores a pipe's object to its state after construction.
     static PipelineSimulation& renewed(int pipeId) {
         PipelineSimulation* const pipe = PipelineSimMgr::getPipeSimInstance(pipeId);
         pipe->~PipelineSimulation();
@@ -158,8 +161,8 @@ protected:
         PipelineSimulation::dumpIfneed(image);
     }
 
-    /// Lets every call that `run` makes between `prepare` and `judge`, which leaves things as they
-    /// were, fail in every way.
+    /// Makes every call of `run` fail in every way, with `prepare` before and `judge` after each
+    /// run. `judge` restores the state.
     template <typename Prepare, typename Run, typename Judge>
     void suffer(Prepare prepare, Run run, Judge judge, bool isBalanced = true) {
         const auto once = [&](const Fault& fault, bool isBalancedNow) {
@@ -180,12 +183,12 @@ protected:
             points += outcome.hits > 0 ? 1 : 0;
             return outcome.hits > 0 && !HasFailure();
         };
-        if (isBalanced) once({fake::kEnd, false, 0}, false);  // warms everything up
+        if (isBalanced) once({fake::kEnd, false, 0}, false);  // warms up
         for (const int error : {fake::kAllocations, EIO, ENOSPC, EACCES, EMFILE, ENFILE, ENOENT,
                                 ENOMEM, EWOULDBLOCK, fake::kEnd, fake::kShort, EINTR}) {
             for (const bool onwards : {false, true}) {
                 if (HasFailure()) return;
-                if (error == EINTR && onwards) continue;  // nobody is interrupted for ever
+                if (error == EINTR && onwards) continue;  // an endless interruption does not occur
                 for (long at = 1; once({error, onwards, at}, isBalanced); ++at) {
                 }
             }
@@ -200,12 +203,12 @@ public:
     static inline long points = 0;
 };
 
-/// The manager included, when this test comes first.
+/// Includes the manager if this test comes first.
 TEST_F(FaultTest, ObjectsAreMadeWholeOrNotAtAll) {
     int pipeId = 1000;
     std::string folder;
     long live = 0;
-    long allowed = 2;  // the manager may have come to be
+    long allowed = 2;  // the manager may have been made
     PipelineSimulation* made = nullptr;
     const auto run = [&] {
         live = fake::liveAllocations;
@@ -237,7 +240,7 @@ TEST_F(FaultTest, WhateverTheServiceThrowsEndsAStepOnly) {
     forget();
     EXPECT_FALSE(PipelineSimulation::loadParam(1, folder, 0));
     EXPECT_EQ(device().failures, once);
-    device().logThrows = true;  // the service, and the log that is to say so
+    device().logThrows = true;  // the service throws, and so does the log of that failure
     record(1, 6);
     EXPECT_FALSE(PipelineSimulation::loadParam(1, folder, 0));
     EXPECT_EQ(pipe.frameIndex, 0);
@@ -281,7 +284,7 @@ TEST_F(FaultTest, AFileIsReadForWhoeverCompilesTheSourcesIn) {
     EXPECT_EQ(data, "abyz");
     EXPECT_EQ(device().failures, (std::vector<std::string>{"size -1 is negative: " + path,
                                                            "open failed: " + path + "2"}));
-    // Only for a regular file is a lease waited for.
+    // A lease is waited for only on a regular file.
     forget();
     device().files[path].type = DT_FIFO;
     fake::arm({EWOULDBLOCK, false, 1});
@@ -294,9 +297,9 @@ enum Beginning { kFirstOfPipe, kFirstOfTask, kLater };
 
 class FaultyRecording : public FaultTest, public testing::WithParamInterface<Beginning> {
 protected:
-    static constexpr int kSof = 5;  // of the frame that suffers
+    static constexpr int kSof = 5;  // of the frame with the fault
 
-    /// The files of a frame, and the copy of the tuning file.
+    /// The names of a frame's files and of the tuning copy.
     static Files files(int sof) {
         Files found;
         const std::string mark = "_sofID_" + std::to_string(sof) + "/";
@@ -308,7 +311,7 @@ protected:
         return found;
     }
 
-    /// The beginning of a run that nothing happens to.
+    /// Records without a fault.
     Files recorded(int sof) {
         cleanUp();
         record(1, sof);
@@ -364,7 +367,7 @@ TEST_P(FaultyRecording, LosesAFileAtMost) {
         const Files frame = files(kSof);
         size_t whole = 0;
         for (const auto& [name, bytes] : frame) {
-            // A source that ends early is a shorter source, whose last line gets its newline.
+            // A source that ends early is like a shorter source, whose last line gets its newline.
             const bool isShorter = fault.error == fake::kEnd && name == "mfnr5.2.xml";
             EXPECT_EQ(right.count(name), 1U) << name;
             const std::string& all = isShorter || !right.count(name) ? bytes : right.at(name);
@@ -373,13 +376,13 @@ TEST_P(FaultyRecording, LosesAFileAtMost) {
             if (name != "mfnr5.2.xml" || outcome.call != Call::read || bytes.empty()) continue;
             EXPECT_EQ(bytes.back(), '\n') << "a line that was not read to its end";
         }
-        // One descriptor is enough for everything but a copy.
+        // One descriptor is enough for everything but the tuning copy.
         const bool isOneFiles = fault.error == fake::kDescriptors ? fault.at > 0 : !fault.onwards;
         if (isOneFiles && isConfigured && outcome.call != Call::mkdir &&
             outcome.call != Call::allocate) {
             EXPECT_GE(whole + 1, right.size());
         }
-        // Memory that is short once costs parameters or the image.
+        // A single failed allocation loses parameters or the image.
         EXPECT_TRUE(fault.onwards || outcome.call != Call::allocate || whole + 1 >= right.size() ||
                     frame.count("FCWH_5_0_64_48_nv21.yuv") == 1 || pipe->currentFramePath.empty());
         if (isHarmless(fault, outcome, kDumping)) {
@@ -395,7 +398,7 @@ TEST_P(FaultyRecording, LosesAFileAtMost) {
             EXPECT_TRUE(untouched == earlier);
         }
 
-        // Lost preliminaries are repeated; a frame's own cannot be.
+        // Repeats a failed preparation.
         if (!isConfigured && pipe->initialised) pipe->init(0);
         if (!pipe->currentTask.empty() && !fake::findFile(pipe->currentTask)) pipe->start();
         forget();
@@ -450,7 +453,7 @@ protected:
 
     size_t retired(size_t before) const { return loader == "image" && before >= 11 ? 1 : 0; }
 
-    /// The frame was replayed to its last byte, without a complaint.
+    /// Whether the frame was replayed completely and without a failure in the log.
     bool isRight() const {
         const auto& calls = device().published;
         if (!device().failures.empty()) return false;
@@ -465,7 +468,7 @@ protected:
                std::memcmp(image->image->data, expected.data(), expected.size()) == 0;
     }
 
-    /// Of a block that could not be read to its end the rest is zeros.
+    /// Expects zeros in the rest of a block that could not be read to its end.
     static void expectBlocksWithoutOldMemory() {
         for (const fake::Published& call : device().published) {
             if (!call.block.data) continue;
@@ -475,8 +478,9 @@ protected:
         }
     }
 
-    /// The queue holds `size` frames; but for the last two, one of which may have suffered, every
-    /// block is untouched. No buffer is out but theirs and that of an abandoned frame.
+    /// Expects `size` frames in the queue, with unchanged blocks in all but the last two, one of
+    /// which may have the fault, and no other buffers out than theirs and that of an abandoned
+    /// frame.
     void expectQueue(size_t size, bool isAbandoned) const {
         EXPECT_EQ(pipe->frameQueue.size(), size);
         std::set<tyk::Buffer*> images;
@@ -511,7 +515,7 @@ TEST_P(FaultyReplay, LosesAFrameAtMost) {
         for (size_t i = 0; i < queued; ++i) pipe->loadParamAndImage(0, image);
         ASSERT_EQ(pipe->frameQueue.size(), queued);
         image = nullptr;
-        argument = other.currentFramePath;  // the caller's copy is not the library's to answer for
+        argument = other.currentFramePath;  // the caller makes the copy of the argument
     };
     const auto judge = [&](const Fault& fault, const Outcome& outcome) {
         const bool isQueued = static_cast<size_t>(pipe->frameIndex) > queued;
@@ -550,7 +554,7 @@ INSTANTIATE_TEST_SUITE_P(QueuedBefore, FaultyReplay,
                                          std::pair("params", 0), std::pair("image", 0),
                                          std::pair("image", 11)));
 
-/// A call under another name would let its faults vanish without a word.
+/// Detects calls that are not intercepted: their faults would be missing.
 class EnoughPoints : public testing::Environment {
     void TearDown() override {
         std::printf("%ld fault points\n", FaultTest::points);

@@ -1,5 +1,5 @@
-// What others leave where the library looks for a file, on a real file system: whatever it is, no
-// operation hangs, takes more memory than a camera process has, or spoils the next frame.
+// Puts hostile entries in the places of files, on a real file system: no operation may hang, need
+// more memory than a camera process has, or affect the next frame.
 #include "tests/support/TestDevice.h"
 
 #include <sys/resource.h>
@@ -12,7 +12,7 @@ namespace {
 
 enum Kind { kFolder, kFifo, kLoop, kToFolder, kToDevice, kToNowhere, kSixGiB, kKinds };
 
-/// Puts something that is no file to be read in a file's place.
+/// Puts a hostile entry in a file's place.
 void make(int kind, const std::string& path) {
     const char* const targets[] = {"", "", "", ".", "/dev/zero", "nowhere"};
     fs::remove_all(path);
@@ -58,7 +58,8 @@ protected:
         log.clear();
     }
 
-    /// 'd' dumps a frame; 'f', 'p' and 'i' load the one there is by folder, parameters and image.
+    /// Runs a step and returns its failures: 'd' dumps a frame; 'f', 'p' and 'i' load the existing
+    /// frame by folder, parameters and image.
     Strings failures(char step) {
         log.clear();
         pipe.deinit();
@@ -74,7 +75,7 @@ protected:
         return texts();
     }
 
-    /// Nothing of it stays: the next frame is dumped and replayed as ever.
+    /// Expects that the next frame is dumped and replayed correctly.
     void expectNextFrameRight() {
         restart();
         EXPECT_EQ(failures('d'), Strings());
@@ -109,8 +110,8 @@ TEST_F(Hostile, KindsInThePlaceOfFiles) {
                       *const open = "open failed";
     const struct {
         std::string path;
-        std::string kinds;  ///< for which something must be said, as letters of "Ffltdn6"
-        std::vector<std::pair<char, const char*>> steps;  ///< by which step, and what
+        std::string kinds;  ///< kinds that must be logged, as letters of "Ffltdn6"
+        std::vector<std::pair<char, const char*>> steps;  ///< the step, and its log line
     } places[] = {
         {at + "FCPDT_1_0_0_0_other_tag.bin", "fltdn6", {{'f', size}, {'p', size}, {'i', size}}},
         {at + "FCPDT_1_0_0_1_block.bin", "fltdn6", {{'f', size}, {'p', size}, {'i', size}}},

@@ -1,4 +1,4 @@
-// Every fuzz target on its corpus, in every build that has tests.
+// Runs every fuzz target on its corpus, in every build that has tests.
 #include "fuzz/Target.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ TEST_P(SeedTest, HoldsTheRules) {
     const std::set<fs::path> seeds(fs::directory_iterator(folder), {});
     EXPECT_GE(seeds.size(), 15U);
     for (const fs::path& seed : seeds) {
-        std::printf("%s\n", seed.c_str());  // the last one is the one that a fault ends with
+        std::printf("%s\n", seed.c_str());  // the last line before a crash names its input
         std::fflush(stdout);
         std::ifstream file(seed, std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(file), {}};

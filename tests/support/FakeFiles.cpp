@@ -1,5 +1,5 @@
-// The files below the device's folders, and the system calls that lead there. The linker sends the
-// program's calls to __wrap_<name>; those for other paths go on to the system.
+// The files below the device's folders, and the system calls on them. The linker redirects the
+// program's calls to __wrap_<name>, which passes calls on other paths to the system.
 #include "tests/support/FakeDevice.h"
 
 #include <algorithm>
@@ -32,11 +32,11 @@ int __real_closedir(DIR* folder);
 
 namespace fake {
 
-int Outside::depth = 1;  // until something is armed
+int Outside::depth = 1;  // until a fault is armed
 
 namespace {
 
-/// An open file, or a folder that is being listed.
+/// An open file, or an open listing of a folder.
 struct Handle {
     File* file = nullptr;  ///< null: free
     const std::string* path = nullptr;
@@ -45,11 +45,11 @@ struct Handle {
     dirent entry;
 };
 
-std::array<Handle, 8> gHandles;  // the library has a few at a time
+std::array<Handle, 8> gHandles;  // the library needs only a few at a time
 constexpr int kFirstDescriptor = 1 << 20;
 
 Fault gFault;
-bool gInterrupts = false;  ///< whoever waits for a file is interrupted, once
+bool gInterrupts = false;  ///< interrupts one wait for a file
 Outcome gOutcome;
 long gCounted = 0;
 
@@ -81,7 +81,7 @@ bool isFolder(std::string_view path) {
     return file && file->type == DT_DIR;
 }
 
-/// Why no file can be made at `path`, 0 when it can.
+/// The errno for which no file can be made at `path`, or 0.
 int whyNotMade(std::string_view path) {
     const size_t slash = path.rfind('/');
     if (path.size() >= PATH_MAX || path.size() - slash > NAME_MAX + 1) return ENAMETOOLONG;
@@ -95,7 +95,7 @@ void note(Call call, const char* path, size_t bytes = 0) {
     std::snprintf(gOutcome.path, sizeof(gOutcome.path), "%s", path);
 }
 
-/// Whether a descriptor is left.
+/// Whether there is a free descriptor.
 bool hasDescriptor(Call call, const char* path) {
     if (device().openHandles < device().freeDescriptors) return true;
     note(call, path);
@@ -122,8 +122,9 @@ void release(Handle& handle) {
 int openOnDevice(const Handle* folder, const char* name, int flags) {
     if (fails(Call::open, name)) return -1;
     const Outside outside;
-    FAKE_EXPECT(flags & O_CLOEXEC);  // the camera server starts other programs
-    FAKE_EXPECT(flags & (O_NOCTTY | O_DIRECTORY | O_PATH));  // a terminal must not become its own
+    FAKE_EXPECT(flags & O_CLOEXEC);  // other programs must not inherit it
+    FAKE_EXPECT(flags & (O_NOCTTY | O_DIRECTORY |
+                         O_PATH));  // a terminal must not become the controlling one
     const std::string path = folder ? *folder->path + "/" + name : name;
     auto found = device().files.find(path);
     const bool isNew = found == device().files.end();
@@ -136,7 +137,7 @@ int openOnDevice(const Handle* folder, const char* name, int flags) {
         if (!found->second.opens) return refuse(EACCES);
         if ((flags & O_ACCMODE) != O_RDONLY && type == DT_DIR) return refuse(EISDIR);
         if ((flags & O_DIRECTORY) && type != DT_DIR) return refuse(ENOTDIR);
-        FAKE_EXPECT(type != DT_FIFO || (flags & (O_NONBLOCK | O_PATH)));  // would hang
+        FAKE_EXPECT(type != DT_FIFO || (flags & (O_NONBLOCK | O_PATH)));  // else it would hang
     }
     if (!hasDescriptor(Call::open, name)) return -1;
     if (isNew) found = device().files.emplace(path, File{}).first;
@@ -157,7 +158,7 @@ void list(const std::string& folder, decltype(Handle::entries)& entries) {
     if (device().listsBackwards) std::reverse(entries.begin(), entries.end());
 }
 
-/// How much of `size` a read() or write() is to transfer; -1 when it is to fail.
+/// The part of `size` that a read() or write() must transfer; -1 for a failure.
 ssize_t transferable(Call call, const Handle& handle, size_t size) {
     if (!fails(call, handle.path->c_str())) return static_cast<ssize_t>(size);
     if (gFault.error == kShort) return static_cast<ssize_t>(std::max<size_t>(1, size / 2));
@@ -228,7 +229,7 @@ File& addFile(const std::string& path, const std::string& bytes, int64_t size) {
     File& file = device().files[path];
     file.bytes = bytes;
     file.size = size < 0 ? static_cast<int64_t>(bytes.size()) : size;
-    // Copied in larger pieces that way.
+    // Larger pieces are faster to copy.
     while (!bytes.empty() && file.bytes.size() < 4096 &&
            static_cast<int64_t>(file.bytes.size()) < size) {
         file.bytes += file.bytes;
@@ -277,7 +278,7 @@ int __wrap_openat(int folder, const char* name, int flags, ...) {
     return handle ? openOnDevice(handle, name, flags) : refuse(EBADF);
 }
 
-// The descriptor is gone all the same, as it is where the system reports a late write error.
+// The descriptor is closed even if the call fails, as when the system reports a late write error.
 int __wrap_close(int descriptor) {
     Handle* const handle = handleOf(descriptor);
     if (!handle) return __real_close(descriptor);
@@ -291,7 +292,7 @@ ssize_t __wrap_read(int descriptor, void* data, size_t size) {
     if (!handle) return __real_read(descriptor, data, size);
     const ssize_t part = transferable(Call::read, *handle, size);
     if (part < 0) return -1;
-    // Only the head of a file comes in small pieces: a large one would take all day.
+    // Only the head of a file comes in small pieces, because a large file would take too long.
     const bool small = handle->at > 0 && handle->at < 1024;
     FAKE_EXPECT(size == 0 || small || !isPoisoned(data, size));
     const size_t most = handle->at < 1024 ? device().readBytes : SIZE_MAX;
@@ -307,7 +308,7 @@ ssize_t __wrap_write(int descriptor, const void* data, size_t size) {
     if (!handle) return __real_write(descriptor, data, size);
     const ssize_t part = transferable(Call::write, *handle, size);
     if (part < 0) return -1;
-    // What the system finds to be no address at all; the sanitizer would take it for a fault.
+    // The system refuses an invalid address; the sanitizer would report a fault.
     const auto address = reinterpret_cast<uintptr_t>(data);
     if (size > 0 && (address < 4096 || address >> 47 != 0)) return refuse(EFAULT);
     FAKE_EXPECT(size == 0 || !isPoisoned(data, size));
@@ -338,7 +339,7 @@ int __wrap_fstat(int descriptor, struct stat* status) {
     return 0;
 }
 
-// As if none but the library had descriptors.
+// Counts only the library's descriptors.
 int __wrap_getrlimit(__rlimit_resource_t resource, rlimit* limit) {
     if (resource != RLIMIT_NOFILE) return __real_getrlimit(resource, limit);
     if (fails(Call::limit, "")) return -1;

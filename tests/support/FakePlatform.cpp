@@ -1,4 +1,4 @@
-// The platform: log, properties, parameter-set service and buffer pool. And memory.
+// The platform (log, properties, parameter-set service and buffer pool) and memory.
 #include "platform/Log.h"
 #include "platform/Properties.h"
 #include "tests/support/FakeDevice.h"
@@ -24,8 +24,8 @@ void* __real_calloc(size_t count, size_t size);
 void __real_free(void* memory);
 locale_t __real_newlocale(int mask, const char* name, locale_t base);
 
-/// Freed memory is kept from use for some runs rather than for thousands: it stays in the cache.
-/// And the operators below stand beside the sanitizer's own for arrays.
+/// Freed memory is quarantined for some runs and not for thousands, which keeps the cache
+/// effective. The operators below coexist with the sanitizer's own for arrays.
 const char* __asan_default_options() {
     return "quarantine_size_mb=4:malloc_context_size=4:alloc_dealloc_mismatch=0";
 }
@@ -87,10 +87,10 @@ bool isPoisoned(const void* data, size_t size) {
 
 namespace {
 
-/// Of a longer value only this much is kept; all of it is tested for being there.
+/// Only this much of a value is kept, but all of it is tested for validity.
 constexpr size_t kHeadBytes = 8512;
 
-/// Blocks lie here, two at a time.
+/// The storage of blocks, two at a time.
 unsigned char gBlocks[2][8000];
 
 const Tag* carriedTag(uint32_t id) {
@@ -113,11 +113,11 @@ int publish(Published call, const void* data) {
     return tag ? 0 : -1;
 }
 
-/// The library's scratch buffer, zero bytes for each frame, without the system's part in it: under
-/// a sanitizer an allocation of that size costs more than all else in a run. One block is kept,
-/// poisoned while it is free, and only what was written through the device is cleared again.
+/// The library's scratch buffer, zero for each frame. Under a sanitizer an allocation of that size
+/// costs more than the rest of a run, so one block is reused: it is poisoned while it is free, and
+/// only the bytes written through the device are cleared.
 constexpr size_t kScratchBytes = 512000;
-constexpr size_t kClearedBytes = 4096;  // always: the library itself writes there
+constexpr size_t kClearedBytes = 4096;  // always, because the library itself writes there
 char* gScratch = nullptr;
 bool gLent = false;
 size_t gWritten = kClearedBytes;
@@ -133,7 +133,7 @@ void* lendScratch() {
 
 constexpr size_t kLargestAllocation = 1 << 30;
 
-/// Overwrites memory that is new or freed, so that what looks at it notices, as a sanitizer does.
+/// Overwrites new and freed memory, so that its use shows as with a sanitizer.
 void* spoil(void* memory) {
     if (!memory || &__asan_region_is_poisoned) return memory;
     return std::memset(memory, 0xdd, std::min(malloc_usable_size(memory), kClearedBytes));
@@ -199,7 +199,7 @@ void operator delete(void* memory, size_t) noexcept {
 }
 
 namespace {
-// The XML library's own calls are not linked here.
+// The linker does not redirect the XML library's calls.
 const bool gXmlMemory = (pugi::set_memory_management_functions(__wrap_malloc, __wrap_free), true);
 }  // namespace
 
@@ -299,8 +299,7 @@ LogMessage::LogMessage(const char*, int level) {
 
 LogMessage::~LogMessage() = default;
 
-// Keeps failures; of other lines fetches what the format asks for and reads every string to its
-// end.
+// Keeps failures; formats other lines too, which reads every string to its end.
 void LogMessage::__print_log_(const char* format, int, const char* function, ...) {
     FAKE_EXPECT(std::strncmp(format, "%d, %s: ", 8) == 0);
     const Outside outside;
@@ -310,7 +309,7 @@ void LogMessage::__print_log_(const char* format, int, const char* function, ...
     va_start(arguments, function);
     if (gLevel == 1 || device().story) {
         char text[512];
-        const auto print = &std::vsnprintf;  // the format is no literal
+        const auto print = &std::vsnprintf;  // the format is not a literal
         print(text, sizeof(text), format, arguments);
         if (gLevel == 1) device().failures.emplace_back(text);
         const std::string head = std::to_string(gLevel) + " " + function + ": ";

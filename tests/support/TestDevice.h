@@ -1,7 +1,7 @@
-// The device that every test of the library runs on: an empty folder as the device's file system,
-// a clock that stands still, a tag table, and the library's log lines taken down.
+// The device for the tests of the library: an empty folder as the device's file system, a stopped
+// clock, a tag table, and a capture of the library's log lines.
 //
-// The library's objects live as long as the process, so a test takes a pipe that no other uses.
+// The library's objects live as long as the process, so each test uses a pipe of its own.
 #pragma once
 
 #include "core/PipelineSimulation.h"
@@ -27,7 +27,7 @@
 #include <string>
 #include <vector>
 
-// A sanitizer's free() and locks are its own; a test does not come between.
+// A sanitizer replaces free() and locks, so a test cannot replace them.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define TYK_SANITIZED
 #elif defined(__has_feature)
@@ -38,8 +38,8 @@
 
 extern "C" [[gnu::weak]] void __lsan_do_leak_check();
 
-/// At unload the library leaves its objects' contents behind, as it is meant to. Leaks are looked
-/// for before that, while the manager still holds everything, so that none need be excused.
+/// At unload the library does not release its objects' contents, on purpose. This looks for leaks
+/// before, while the manager still refers to everything, so that no exceptions are needed.
 class LeakCheck : public testing::Environment {
 public:
     void TearDown() override {
@@ -55,7 +55,7 @@ constexpr uint32_t kHigh = 0x80000001;
 namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;
 
-/// Each of `texts` with `prefix` in front.
+/// `texts` with `prefix` before each.
 inline Strings each(const std::string& prefix, Strings texts) {
     for (std::string& text : texts) text.insert(0, prefix);
     return texts;
@@ -102,7 +102,7 @@ protected:
         EXPECT_FALSE(error) << root << ": " << error.message();
     }
 
-    /// The object of a pipe that no other test of the process has; its lines are forgotten.
+    /// The object of a pipe that no other test of the process uses; its log lines are discarded.
     PipelineSimulation& newPipe() {
         static int nextPipe = 100;
         PipelineSimulation& pipe = *PipelineSimMgr::getPipeSimInstance(nextPipe++);
@@ -114,7 +114,7 @@ protected:
     void makeFolder(const std::string& path) const { fs::create_directories(host(path)); }
     void remove(const std::string& path) const { fs::remove_all(host(path)); }
 
-    /// Makes a file and its folders; `size`, where given, cuts or extends it with zeros.
+    /// Makes a file and its folders; `size`, if given, cuts or extends it with zeros.
     void write(const std::string& devicePath, const std::string& bytes, uintmax_t size = 0) const {
         const fs::path path = host(devicePath);
         fs::create_directories(path.parent_path());
@@ -133,7 +133,7 @@ protected:
         return static_cast<int>(fs::status(host(path)).permissions());
     }
 
-    /// The device's files that are open, sorted; one that another program would inherit is marked.
+    /// The device's open files, sorted; marks a file that another program would inherit.
     Strings openFiles() const {
         Strings result;
         for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {

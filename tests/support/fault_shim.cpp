@@ -1,15 +1,13 @@
-// A library for LD_PRELOAD that kills the process, or lets a call fail, at the Nth call that
-// concerns files. It counts what the program and the libraries below it call; what the C library
-// does inside (stdio's own writes) it sees as the call of stdio.
+// A library for LD_PRELOAD that kills the process, or makes a call fail, at the Nth call on files.
+// It counts calls of the program and its libraries. Calls inside the C library (stdio's own writes)
+// count as one call of stdio.
 //
-// The environment says what happens:
-//   TYK_FAULT_AT=N          at the Nth call that counts, from 1; without it nothing happens
-//   TYK_FAULT=kill|ERRNO    SIGKILL before the call, or the call fails with this number; a close
-//   that
-//                           fails leaves the file empty
-//   TYK_FAULT_OF=changes    calls that change a file or folder count (default); reads: those that
-//   open
-//                           or read one
+// Environment variables:
+//   TYK_FAULT_AT=N          the number of the call, from 1; without it nothing happens
+//   TYK_FAULT=kill|ERRNO    SIGKILL before the call, or the call fails with this errno; a close()
+//                           that fails leaves the file empty
+//   TYK_FAULT_OF=changes    counts calls that change a file or folder (default); reads: calls that
+//                           open or read one
 //   TYK_FAULT_IN=TEXT       only calls on paths that contain TEXT count; without it all do
 //   TYK_FAULT_LOG=FILE      gets a line for each call that counts; "!" marks the one that fails
 //   TYK_NO_EXCHANGE=1       renameat2() with flags always fails with EINVAL, and does not count
@@ -52,7 +50,7 @@ struct Plan {
 };
 
 const Plan& plan() {
-    static const Plan* const once = new Plan;  // calls come until the very end
+    static const Plan* const once = new Plan;  // never destroyed: calls come until the very end
     return *once;
 }
 
@@ -64,7 +62,7 @@ void writeLog(const std::string& line) {
     syscall(SYS_close, file);
 }
 
-/// Whether the call at hand is to fail; errno says as what.
+/// Whether this call must fail; sets errno.
 bool fails(Sort sort, const char* call, const std::string& path) {
     static std::atomic<long> count{0};
     const int before = errno;
@@ -121,21 +119,21 @@ Function* next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-/// A file system that tells only at the end that there was no room has lost what was written.
+/// Empties the file, like a file system that reports a lack of space only at the end.
 void loseContent(int descriptor) {
     const int before = errno;
     syscall(SYS_ftruncate, descriptor, 0L);
     errno = before;
 }
 
-/// What a stream remembers of an error, which a caller may ask for later.
+/// Sets the error mark of a stream, which a caller may test later.
 void markFailed(FILE* stream) {
     stream->_flags |= 0x20;
 }
 
 }  // namespace
 
-// Calls the function that stands behind this one.
+// Calls the function that this one replaces.
 #define NEXT(name, ...) (next<decltype(name)>(#name)(__VA_ARGS__))
 
 #define OPEN(name)                                                             \

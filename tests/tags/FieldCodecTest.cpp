@@ -1,4 +1,4 @@
-// Fields of values: encoded from text, decoded from bytes.
+// Tests of encoding fields from text and decoding them from bytes.
 #include "tags/FieldCodec.h"
 
 #include <gtest/gtest.h>

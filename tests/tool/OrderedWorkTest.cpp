@@ -1,4 +1,4 @@
-// Work on several threads gives what work on one gives.
+// Tests that work on several threads gives the same results as work on one.
 #include "tree/read/OrderedWork.h"
 
 #include <gtest/gtest.h>
@@ -15,13 +15,13 @@ namespace {
 
 constexpr size_t kItems = 500;
 
-/// Keeps a thread busy for a time that varies from item to item.
+/// Keeps a thread busy for a time that depends on the item.
 void spin(size_t index) {
     std::atomic<size_t> turns{index * 7919 % 2000};
     while (turns > 0) --turns;
 }
 
-/// By number of threads; more threads than items are fine.
+/// The parameter is the number of threads, which may exceed the number of items.
 class OrderedWorkTest : public testing::TestWithParam<int> {};
 INSTANTIATE_TEST_SUITE_P(Threads, OrderedWorkTest, testing::Values(0, 1, 2, 3, 8, 1000));
 

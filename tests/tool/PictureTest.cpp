@@ -1,4 +1,4 @@
-// export and diff on trees whose images are known to the byte.
+// Tests of export and diff on trees with known images.
 #include <gtest/gtest.h>
 #include <libexif/exif-data.h>
 #include <turbojpeg.h>
@@ -194,7 +194,7 @@ TEST_F(PictureTest, TheSheetAndShowTakeImagesAsExportDoes) {
             const std::string options = stored + " --matrix " + (bt709 ? "bt709" : "bt601") +
                                         " --range " + (limited ? "limited" : "full");
             SCOPED_TRACE(options);
-            // The file is longer than a dump of the picture, which is an error.
+            // The file is longer than a dump of the picture, which is a finding.
             ASSERT_EQ(run("sheet a -o page --force" + options), 3) << out_;
             const Bytes page = readAll(root_ / "page");
             const size_t from = page.find("/9j/");
@@ -247,14 +247,14 @@ TEST_F(PictureTest, WhatIsThereComesOut) {
     EXPECT_NE(out_.find("2 images of 3 frames"), std::string::npos) << out_;
 }
 
-/// A plane by the definitions of what may be done with it.
+/// A plane with its operations, implemented by their definitions.
 struct Samples {
     size_t width, height;
     Bytes bytes;
 
     uint8_t at(size_t x, size_t y) const { return static_cast<uint8_t>(bytes.at(y * width + x)); }
 
-    /// So many columns and rows of what `value` gives.
+    /// A plane of `columns` x `rows` samples from `value`.
     template <typename Value>
     static Samples of(size_t width, size_t height, Value value) {
         Samples made{width, height, ""};
@@ -264,7 +264,7 @@ struct Samples {
         return made;
     }
 
-    /// The mean of those of `side` x `side` samples that there are.
+    /// The mean of the existing samples in a block of `side` x `side`.
     uint8_t mean(size_t left, size_t top, size_t side) const {
         unsigned sum = 0, count = 0;
         for (size_t y = top; y < std::min(top + side, height); ++y) {
@@ -285,7 +285,7 @@ struct Samples {
             .turned(degrees - 90);
     }
 
-    /// Chroma as each of so many pixels has it.
+    /// The chroma of each of `columns` x `rows` pixels.
     Samples spread(size_t columns, size_t rows) const {
         return of(columns, rows, [&](size_t x, size_t y) { return at(x / 2, y / 2); });
     }
@@ -380,7 +380,7 @@ TEST_F(PictureTest, OutputIsWholeOrNotThere) {
     EXPECT_EQ(run("export a -o kept"), 2);
     EXPECT_EQ(run("diff a a --heat-map kept"), 2);
     EXPECT_EQ(run("export a"), 2);
-    // No file may become larger than 512 bytes: what a full disk is.
+    // A limit of 512 bytes for files acts like a full disk.
     EXPECT_EQ(run("export a -o p --format rgb", "ulimit -f 1; "), 1);
     EXPECT_EQ(run("export a --y4m p", "ulimit -f 1; "), 1);
     EXPECT_NE(out_.find("File too large"), std::string::npos) << out_;
@@ -432,7 +432,7 @@ TEST_F(PictureTest, Differences) {
     }
     EXPECT_EQ(at(map, 108), at(map, 109));
 
-    // What one file lacks is not compared.
+    // Samples that one file does not have are not compared.
     setImage(changed.substr(0, 40), 1);
     EXPECT_EQ(run("diff b a --frames 2 --heat-map cut"), 3);
     EXPECT_NE(out_.find("u not compared; v not compared; compared 40 of 512 samples of y; 768"),

@@ -1,5 +1,4 @@
-// A processor that does what its one option says: things that go wrong, above all, at the second
-// frame.
+// A processor for tests: its option selects a behaviour, mostly a failure at the second frame.
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -38,7 +37,7 @@ void writeToSockets() {
     }
 }
 
-/// Says which process loops.
+/// Reports its process id and loops.
 void loop() {
     printf("looping %d\n", static_cast<int>(getpid()));
     fflush(stdout);
@@ -47,7 +46,7 @@ void loop() {
     }
 }
 
-/// Leaves a process behind that has all descriptors.
+/// Leaves a child process that has all descriptors.
 void leaveChild() {
     if (fork() == 0) {
         sleep(2);
@@ -56,7 +55,7 @@ void leaveChild() {
     _exit(7);
 }
 
-/// What ends the process, or leaves it of no use.
+/// Behaviours that end the process or make it useless.
 const std::map<std::string, void (*)()> kEnds{
     {"abort", [] { abort(); }},
     {"segv", [] { raise(SIGSEGV); }},
@@ -78,7 +77,7 @@ void endAt(const char* place) {
     }
 }
 
-/// The picture with gaps between its rows, and not a byte more than it has.
+/// Returns the picture with gaps between its rows, from a buffer without spare bytes.
 int handBackWithGaps(const tyksim_picture& given, const tyksim_output* output) {
     const auto width = static_cast<size_t>(given.width);
     const auto rows = static_cast<size_t>(given.height);
@@ -91,7 +90,7 @@ int handBackWithGaps(const tyksim_picture& given, const tyksim_output* output) {
         bytes.insert(bytes.end(), given.pixels + at, given.pixels + end);
         at = end;
     }
-    // In memory of its own, whose end is watched where anybody watches.
+    // In an allocation of its own, so that a sanitizer notices a read beyond its end.
     const std::vector<uint8_t> exact(bytes.begin(), bytes.end());
     const tyksim_picture picture{exact.data(), exact.size(), given.width, given.height,
                                  static_cast<int32_t>(stride)};
