@@ -1,9 +1,9 @@
-# What `cmake --install` brings: the library with its headers, the host platform, files for CMake and
-# pkg-config, documents and examples, and tyksim with its manual and its completion.
+# The installation: the library with its headers, the host platform, files for CMake and pkg-config,
+# documents and examples, and tyksim with its manual and its completion.
 include(CMakePackageConfigHelpers)
 
-# An installed copy has no symbols that only a debugger needs, as a package has none. Packaging tools,
-# which build for None, keep them apart themselves.
+# Strips debug symbols from an installed copy. Packaging tools, which use the build type None,
+# separate them themselves.
 install(CODE "if(NOT CMAKE_INSTALL_CONFIG_NAME MATCHES \"^(Debug|None)$\")
   set(CMAKE_INSTALL_DO_STRIP TRUE)
 endif()")
@@ -31,7 +31,7 @@ install(FILES ${PROJECT_BINARY_DIR}/pipelinesimulationConfig.cmake
               ${PROJECT_BINARY_DIR}/pipelinesimulationConfigVersion.cmake
         DESTINATION ${package_folder})
 
-# Where the copy goes is known when it is installed.
+# The prefix is known at installation.
 set(TYK_PREFIX @TYK_PREFIX@)
 foreach(name IN LISTS pkgconfig_files)
     configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc.in @ONLY)

@@ -1,5 +1,5 @@
-# The manual pages and the shell's completion. Both come from the tool's own help, the pages when it is
-# built and the completion when it is used, so that they follow the verbs.
+# The manual pages and the shell's completion. Both come from the tool's help, the pages at build
+# time and the completion at run time, so they follow the verbs.
 install(FILES tools/manual/completion.bash RENAME tyksim
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 

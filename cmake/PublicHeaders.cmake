@@ -1,5 +1,5 @@
-# What clients see of the sources: the public headers in a folder of their own. Each must compile by
-# itself there, and so must the examples, so that nothing needs a header that is not installed.
+# Collects the public headers in a folder of their own. Each must compile by itself there, and so
+# must the examples, so that none needs a header that is not installed.
 set(public_folder ${PROJECT_BINARY_DIR}/public)
 set(public_targets pipelinesimulation)
 set(public_sources)

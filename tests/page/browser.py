@@ -1,4 +1,4 @@
-"""Chromium without a window, driven through chromium-driver by WebDriver's own protocol."""
+"""Drives Chromium without a window through chromium-driver and the WebDriver protocol."""
 import base64
 import json
 import subprocess

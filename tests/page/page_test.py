@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The page that `tyksim sheet` writes, as a browser shows it: page_test.py TYKSIM"""
+"""Tests the page of `tyksim sheet` in a browser: page_test.py TYKSIM"""
 import json
 import os
 import pathlib
@@ -25,8 +25,8 @@ TABLE = """<tags>
 <field name="text" offset="0" type="char" count="64"/></tag>
 </tags>"""
 
-# The lowest contrast of text, and of findings' shapes, with what lies behind; colours of surfaces
-# that are no grey, but for what is selected.
+# The lowest contrast of text, and of findings' shapes, with their background; colours of surfaces
+# that are not grey, except selected ones.
 COLOURS = """
 const parts = c => c.match(/[\\d.]+/g).map(Number);
 const luminance = c => parts(c).slice(0, 3).map(v => v / 255)
@@ -261,7 +261,7 @@ class Page(unittest.TestCase):
                     self.assertGreaterEqual(found["text"], 4.5)
                     self.assertGreaterEqual(found["shapes"], 3)
                     self.assertEqual(found["coloured"], [])
-                    # Nothing sticks out of the window.
+                    # The page is not wider than the window.
                     self.assertEqual(self.run_script("return document.documentElement.scrollWidth"), width)
 
 

@@ -1,9 +1,9 @@
 #!/bin/sh
-# A recording that is killed at any moment leaves whole frames and a torn last one, every file of
-# which is the beginning of what it should be. The whole ones replay to the last byte.
+# Kills recordings at random moments. Each must leave complete frames and a torn last one, in which
+# every file is the beginning of a complete file. The complete frames must replay byte for byte.
 #
-# Usage: kills.sh TYKSIM [ARGUMENT...]    the command, an emulator in front where there is one
-# TYK_KILLS sets how many are killed (10), TYK_KILL_SEED when.
+# Usage: kills.sh TYKSIM [ARGUMENT...] the command, after an emulator if there is one TYK_KILLS sets
+# the number of kills (10), TYK_KILL_SEED the seed of their times.
 set -eu
 kills=${TYK_KILLS:-10}
 seed=${TYK_KILL_SEED:-$(date +%s)}
@@ -24,7 +24,7 @@ record() {
     "$@" --frames "$count" --size 320x240 >/dev/null 2>&1
 }
 
-# What recording COUNT frames takes, in milliseconds.
+# The duration of recording COUNT frames, in milliseconds.
 measured() {
     rm -rf "$work/killed"
     begin=$(date +%s%3N)
@@ -35,8 +35,8 @@ measured() {
 kill=0
 frames=40
 record $frames "$@" record "$work/right" || fail "a recording that nobody kills failed"
-# Kills fall between the first frame and the last, as far as that is known: only a kill that meets
-# frames counts, and where one falls before or behind them the bounds are moved.
+# Kills should come between the first frame and the last. Only such a kill counts; after one that
+# comes too early or too late the bounds move.
 from=$(($(measured 1 "$@") * 3 / 4))
 to=$(measured $frames "$@")
 rm -rf "$work/killed"
@@ -79,7 +79,7 @@ for moment in $moments; do
         [ "$status" -lt 126 ] || fail "the replay of a torn frame ended with status $status"
         rm -rf "$frame"
         last=$(dirname "$frame")
-        # Every frame rewrites the tuning copy, and the kill may have met it there.
+        # Every frame rewrites the tuning copy, which the kill may have cut.
         for copy in "$work"/killed/data/vendor/cameraserver/tykdump/pipe_1/mfnr*; do
             [ -e "$copy" ] || continue
             whole_copy=$work/right/data/vendor/cameraserver/tykdump/pipe_1/${copy##*/}

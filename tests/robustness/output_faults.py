@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Kills tyksim at every call that changes a file, and lets every such call fail, while it replaces an
-earlier output: afterwards the old output stands there or the new one, whole, and nothing else changed.
+"""Kills tyksim at every call that changes a file, and makes every such call fail, while it replaces an
+earlier output. Afterwards the old or the new output must be there, complete, and nothing else changed.
 
   output_faults.py SHIM PROCESSOR TYKSIM [WORD...]
 
-SHIM is support/fault_shim.cpp, PROCESSOR one for `tyksim replay --with`, WORDs stand before TYKSIM's own
-arguments: an emulator. TYK_FAULT_STEP=N tries every Nth call only.
+SHIM is support/fault_shim.cpp, PROCESSOR a processor for `tyksim replay --with`. WORDs before TYKSIM's own
+arguments name an emulator. TYK_FAULT_STEP=N tries only every Nth call.
 """
 import concurrent.futures
 import errno
@@ -26,7 +26,7 @@ LIST = ".tyksim-output"
 CONFIG = """<dumpconfig><common><tag value="KELV_TAG_WB_GAINS"><pipe>SNAPSHOT_TYPE</pipe>
 <dumpType>0</dumpType></tag></common></dumpconfig>"""
 
-# What is run over an earlier output of another verb, and how it ends when nothing fails.
+# Verbs that replace an earlier output of another verb, and their status without a fault.
 VERBS = {
     "copy": (["copy", "../r", "--set", "KELV_TAG_WB_GAINS.red=2", "--no-images", "-o"], 0),
     "export": (["export", "../r", "-o"], 0),
@@ -53,8 +53,8 @@ def run(folder, words, **settings):
 
 
 def content(path):
-    """What stands at a path: bytes of a file, or of every file of a folder; None for nothing. The list
-    of an output holds times and a replay makes folders by the clock, which differ from run to run."""
+    """The content of a path: bytes of a file, or of every file of a folder; None for nothing. The list
+    of an output has times, and a replay names folders by the clock, so these differ from run to run."""
     if path.is_dir():
         return {re.sub(r"\d{12,}", "TIME", str(file.relative_to(path))): file.name == LIST or file.read_bytes()
                 for file in path.rglob("*") if not file.is_dir()}
@@ -110,7 +110,7 @@ class Case:
         while self.fails_at(number):
             number += STEP
         if self.verb not in FILES:
-            # Without an exchange the old output steps aside before the new one takes its place.
+            # Without an exchange the old output is renamed before the new one takes its place.
             require(self.missing == (self.fault == KILL and not self.exchange and STEP == 1),
                     self.verb, "stood nowhere", self.missing, "times")
         shutil.rmtree(self.folder)

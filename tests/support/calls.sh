@@ -1,14 +1,14 @@
 #!/bin/sh
-# Fails when a library calls for files or memory what the device in memory does not stand in for.
-# Usage: calls.sh <nm> <library> <objects of the device>...
+# Fails when a library calls a function for files or memory that the device in memory does not
+# replace. Usage: calls.sh <nm> <library> <objects of the device>...
 set -u
 nm=$1
 library=$2
 shift 2
 called=$("$nm" -D --undefined-only "$library") || exit 1
 stands=$("$nm" --defined-only "$@") || exit 1
-# Language support, sanitizers and coverage; what works on the memory it is given. Of C++ everything
-# but the files of the standard library: the rest goes through the C library's calls.
+# Allowed: language support, sanitizers and coverage; functions that only work on given memory; all
+# of C++ except the standard library's files, because the rest goes through calls of the C library.
 printf '%s\n' "$called" | awk -v stands="$stands" '
     BEGIN { count = split(stands, word, /[ \n]+/)
             for (i = 1; i <= count; i++) known[word[i]] = 1 }

@@ -1,8 +1,7 @@
 #!/bin/bash
-# Fails when the completion does not offer for a command line, whose last word is being typed, exactly
-# what stands behind it.
-# Usage: completion.sh <completion> [<emulator>] <tyksim>
-# shellcheck source=tools/manual/completion.bash
+# Fails when the completion of a command line, whose last word is incomplete, differs from the
+# expected words after it. Usage: completion.sh <completion> [<emulator>] <tyksim> shellcheck
+# source=tools/manual/completion.bash
 . "$1" || exit 1
 shift
 command=("$@")

@@ -25,7 +25,7 @@ for verb in help $verbs; do
     done
 done
 
-# What the examples speak of.
+# The files and trees of the examples.
 cd "$work/base"
 exec 3>&1 >"$work/log"
 tyksim record phone --frames 44 --size 64x48

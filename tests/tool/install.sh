@@ -1,8 +1,7 @@
 #!/bin/sh
-# Installs what was built and fails when the copy does not run, has a debugger's symbols, gives
-# paths that lead up and down, has manual pages with a sentence for a heading or a torn paragraph, or
-# documents that refer to files that it does not have.
-# Usage: install.sh <folder of the build> <nm>
+# Installs the build and fails when the copy does not run, has debug symbols, prints paths with
+# "..", has manual pages with a sentence as a heading or a broken paragraph, or has documents that
+# refer to missing files. Usage: install.sh <build folder> <nm>
 set -eu
 build=$1
 nm=$2

@@ -18,7 +18,7 @@ XML
 seq 200 | parallel "tyksim record lab/tree{} --tags tags.xml --frames 3 --size 8x8 >/dev/null 2>&1"
 for number in 7 77 177; do rm lab/tree$number/data/vendor/cameraserver/tykdump/pipe_1/*/*_reqID_2_*/FCWH*; done
 
-# The documentation's own commands, block by block; the one that needs other machines is left out.
+# The commands of the document, block by block, without the one that needs other machines.
 awk '/^```$/ { inside = !inside; if (!inside) print ""; next } inside' "$OLDPWD/docs/many-trees.md" |
     sed -e 's/--sshlogin lab1,lab2,:/--sshlogin :/' -e 's|/srv/lab|lab|' >commands.sh
 grep -q 'parallel -0 -m tyksim check' commands.sh

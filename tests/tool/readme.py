@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Runs the commands of the README in their order in one empty folder, with an installed copy of what was
-built, and compares what they print with what the README says they print.
+"""Runs the commands of the README in their order in one empty folder, with an installed copy of the
+build, and compares their output with that in the README.
 
   readme.py README BUILD
 
-"$ " stands before a command whose standard output follows in the block; in it "..." stands for any text of
-a line, and alone on a line for any lines. In a block without "$ " every line is a command. A command ends
-with status 0, or with 3, which says that it found something.
+After a command with "$ " before it the block has its standard output, in which "..." matches any text of
+a line, or any lines if it is alone on a line. In a block without "$ " every line is a command. A command
+must end with status 0, or with 3 for findings.
 """
 import os
 import pathlib
@@ -23,7 +23,7 @@ SKIPPED = [
     "cmake --preset release && cmake --build --preset release",
 ]
 
-# A window needs a screen; what it would show must be there all the same.
+# Replaces the player, which needs a screen, and checks its input.
 FFPLAY = """#!/bin/sh
 for input; do :; done
 if [ "$input" = - ]; then grep -ac '^YUV4MPEG2 ' >/dev/null; else [ "$(stat -c %s "$input")" = 460800 ]; fi
@@ -31,14 +31,14 @@ if [ "$input" = - ]; then grep -ac '^YUV4MPEG2 ' >/dev/null; else [ "$(stat -c %
 
 
 def blocks(text):
-    """The lines of each block of commands; a block in another language has its name behind the fence."""
+    """The lines of each block of commands; a block in another language has its name after the fence."""
     for block in re.findall(r"^```([a-z]*)\n(.*?)^```$", text, re.MULTILINE | re.DOTALL):
         if not block[0]:
             yield block[1].splitlines()
 
 
 def commands(block):
-    """Pairs of a command and the lines that it prints, None where the README does not show them."""
+    """Pairs of a command and its output lines; None if the README does not show them."""
     prompts = block[0].startswith("$ ")
     found = []
     continued = False
@@ -57,14 +57,14 @@ def commands(block):
 
 
 def pattern(lines):
-    # Blank lines between two commands are nothing that either prints.
+    # Blank lines between two commands are not output.
     lines = "\n".join(lines).rstrip().splitlines()
     words = (re.escape(line).replace(r"\.\.\.", ".*") + r"\n" for line in lines)
     return "".join(r"(.*\n)*" if word == r".*\n" else word for word in words)
 
 
 def run(listed, folder, environment):
-    """Runs all commands in one shell, as a reader does; gives status, output and errors of each."""
+    """Runs all commands in one shell, as a reader does; returns status, output and errors of each."""
     logs = folder / "logs"
     work = folder / "work"
     logs.mkdir()

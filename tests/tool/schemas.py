@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Holds every JSON document that tyksim prints against its schema in docs/schema: of a whole tree, of
-a damaged one, of names that are no UTF-8, and of calls that fail.
+"""Checks the JSON documents of tyksim against their schemas in docs/schema: for a complete tree, a
+damaged one, names that are not UTF-8, and calls that fail.
 
-  schemas.py TYKSIM [WORD...]     WORDs before TYKSIM's own arguments, such as an emulator
+  schemas.py TYKSIM [WORD...]     WORDs before TYKSIM's own arguments name an emulator
 """
 import base64
 import json
