@@ -6,7 +6,8 @@ ctest=$1
 folder=$2
 shift 2
 known=$("$ctest" --test-dir "$folder" -N | sed -n 's/^ *Test *#[0-9]*: \([^/]*\).*/\1/p')
-# Capitalised words in backquotes, and arguments of -R. shellcheck disable=SC2016
+# Capitalised words in backquotes, and arguments of -R.
+# shellcheck disable=SC2016
 named=$(grep -ohE '`[A-Z][a-z][A-Za-z]*`|-R [A-Z][a-z][A-Za-z]*' "$@" | grep -oE '[A-Za-z]{2,}' | sort -u)
 [ -n "$named" ]
 status=0

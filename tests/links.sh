@@ -1,6 +1,6 @@
 #!/bin/sh
-# Fails when a document refers to a missing file. Usage: links.sh FOLDER, with documents at any
-# depth
+# Fails when a document refers to a missing file.
+# Usage: links.sh FOLDER, with documents at any depth
 set -eu
 status=0
 documents=$(find "$1" -name '*.md')

@@ -1,6 +1,7 @@
 #!/bin/sh
 # Fails when a library calls a function for files or memory that the device in memory does not
-# replace. Usage: calls.sh <nm> <library> <objects of the device>...
+# replace.
+# Usage: calls.sh <nm> <library> <objects of the device>...
 set -u
 nm=$1
 library=$2

@@ -1,7 +1,8 @@
 #!/bin/bash
 # Fails when the completion of a command line, whose last word is incomplete, differs from the
-# expected words after it. Usage: completion.sh <completion> [<emulator>] <tyksim> shellcheck
-# source=tools/manual/completion.bash
+# expected words after it.
+# Usage: completion.sh <completion> [<emulator>] <tyksim>
+# shellcheck source=tools/manual/completion.bash
 . "$1" || exit 1
 shift
 command=("$@")

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Installs the build and fails when the copy does not run, has debug symbols, prints paths with
 # "..", has manual pages with a sentence as a heading or a broken paragraph, or has documents that
-# refer to missing files. Usage: install.sh <build folder> <nm>
+# refer to missing files.
+# Usage: install.sh <build folder> <nm>
 set -eu
 build=$1
 nm=$2
