@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -42,7 +43,8 @@ protected:
         std::ofstream(path_) << text;
     }
 
-    const std::string path_ = testing::TempDir() + "tag_table_test.xml";
+    const std::string path_ =
+        testing::TempDir() + "tag_table_test_" + std::to_string(getpid()) + ".xml";
 };
 
 TEST_F(TagTableTest, WritesWhatItReads) {
