@@ -14,6 +14,7 @@
 #include "tree/read/TreePath.h"
 
 #include <filesystem>
+#include <fmt/format.h>
 #include <utility>
 
 namespace tyksim {
@@ -40,8 +41,8 @@ class ConfigNotes : public tyktree::FindingSink {
 public:
     void add(const tyktree::Finding& finding) override {
         const std::string hint = finding.hint.empty() ? "" : ". " + finding.hint;
-        printNote(text(nameOf(severityOf(finding)), " ", ruleOf(finding.rule).name, ": ",
-                       toLine(finding), hint));
+        printNote(fmt::format("{} {}: {}{}", nameOf(severityOf(finding)), ruleOf(finding.rule).name,
+                              toLine(finding), hint));
     }
 };
 
@@ -91,14 +92,13 @@ void CameraSetup::checkConfiguration() const {
     tyktree::DumpConfigFile file;
     readDumpConfig(path, file);
     if (!file.status.ok()) {
-        throw Failure(text(tyktree::escaped(path), ": expected an XML file: ",
-                           tyktree::escaped(file.status.problem().reason)));
+        throw Failure(fmt::format("{}: expected an XML file: {}", tyktree::escaped(path),
+                                  tyktree::escaped(file.status.problem().reason)));
     }
     if (!file.root) {
-        throw Failure(text(tyktree::escaped(path),
-                           ": expected the root element <dumpconfig>, "
-                           "found <",
-                           tyktree::escaped(file.document.document_element().name()), ">"));
+        throw Failure(fmt::format("{}: expected the root element <dumpconfig>, found <{}>",
+                                  tyktree::escaped(path),
+                                  tyktree::escaped(file.document.document_element().name())));
     }
     const tyktree::TagCatalog catalog(tags_, tyktree::TagCatalog::Source::kGiven, tagTable_.path);
     for (const tyktree::ConfigEntry& entry : file.entries) {
@@ -106,10 +106,11 @@ void CameraSetup::checkConfiguration() const {
         if (!tag || !entry.writesFile()) continue;
         const int expected = tag->kind == TagKind::block ? kBlockDump : kFixedSizeDump;
         if (entry.dumpType == expected) continue;
-        throw Failure(text(
-            tyktree::escaped(path), ": line ", file.lineAt(entry.element.offset_debug()), ": tag ",
-            tyktree::escaped(tag->name), ": expected dump type ", expected, " for a ",
-            expected == kBlockDump ? "block" : "fixed-size", " tag, found ", entry.dumpType));
+        throw Failure(
+            fmt::format("{}: line {}: tag {}: expected dump type {} for a {} tag, found {}",
+                        tyktree::escaped(path), file.lineAt(entry.element.offset_debug()),
+                        tyktree::escaped(tag->name), expected,
+                        expected == kBlockDump ? "block" : "fixed-size", entry.dumpType));
     }
     ConfigNotes notes;
     checkConfig(path, catalog, notes);
@@ -129,16 +130,17 @@ void CameraSetup::install() const {
 void CameraSetup::place(const Part& part, const char* what) {
     if (part.origin == Origin::user) {
         if (!part.content.empty()) writeFile(part.path, part.content);
-        printNote(text(what, ": ", part.source, ", copied to ", part.path));
+        printNote(fmt::format("{}: {}, copied to {}", what, part.source, part.path));
     } else {
         const bool kept = part.origin == Origin::kept;
-        printNote(text(what, ": ", part.path, kept ? " (was there)" : " (default, written)"));
+        printNote(fmt::format("{}: {}{}", what, part.path,
+                              kept ? " (was there)" : " (default, written)"));
     }
 }
 
 void CameraSetup::installTuningFiles() const {
     for (const TuningFile& file : tuningFiles()) {
-        const std::string path = text(root_, kFirmwareFolder, file.name);
+        const std::string path = fmt::format("{}{}{}", root_, kFirmwareFolder, file.name);
         if (!isThere(path)) writeFile(path, file.text);
     }
     makeFolders(pipeFolderPath((root_ + kDumpRoot).c_str(), kMfnrCopyPipe));

@@ -15,6 +15,7 @@
 #include <chrono>
 #include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -76,8 +77,8 @@ std::string reasonFor(const std::string& path, uint64_t lacking) {
     if (::statvfs(folder.c_str(), &room) == 0) {
         const uint64_t bytes = uint64_t{room.f_bavail} * room.f_frsize;
         if (bytes < lacking || (room.f_files > 0 && room.f_favail == 0)) {
-            return text(systemReason(ENOSPC), " (", bytes, " bytes and ", room.f_favail,
-                        " files free)");
+            return fmt::format("{} ({} bytes and {} files free)", systemReason(ENOSPC), bytes,
+                               room.f_favail);
         }
     }
     const int error = expectedError(missing, missing == path ? lacking : 0);
@@ -123,15 +124,15 @@ void DumpCheck::checkScene() {
     // Its length depends on its numbers, so its end must tell.
     constexpr uint64_t kMost = 65536;
     const std::string path = tykhost::hostPath(simulation_.currentFramePath + "/" + kSceneXmlName);
-    const std::string end = text("</", kSceneRootName, ">");
+    const std::string end = fmt::format("</{}>", kSceneRootName);
     std::vector<uint8_t> xml;
     const bool isRead = tyktree::readFileBytes(path, kMost, xml).ok();
     const std::string content(xml.begin(), xml.end());
     if (isRead && content.find(end) != std::string::npos) {
         count(xml.size());
     } else {
-        const std::string found = text(xml.size(), " bytes without it");
-        report(path, text(end, " at the end"), isRead ? found : "no file", 1);
+        const std::string found = fmt::format("{} bytes without it", xml.size());
+        report(path, fmt::format("{} at the end", end), isRead ? found : "no file", 1);
     }
 }
 
@@ -158,7 +159,8 @@ void DumpCheck::checkFile(const std::string& devicePath, uint64_t expected) {
         return;
     }
     const uint64_t lacking = expected > found.value_or(0) ? expected - found.value_or(0) : 0;
-    report(path, text(expected, " bytes"), found ? std::to_string(*found) : "no file", lacking);
+    report(path, fmt::format("{} bytes", expected), found ? fmt::to_string(*found) : "no file",
+           lacking);
 }
 
 void DumpCheck::report(const std::string& path, const std::string& expected,

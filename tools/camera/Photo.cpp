@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <fmt/format.h>
 #include <memory>
 #include <new>
 
@@ -41,8 +42,8 @@ struct Header {
 };
 
 std::string reasonOf(const Decoder& decoder, const std::string& path) {
-    return text(tyktree::escaped(path),
-                ": expected a complete JPEG photograph, found: ", tjGetErrorStr2(decoder.get()));
+    return fmt::format("{}: expected a complete JPEG photograph, found: {}", tyktree::escaped(path),
+                       tjGetErrorStr2(decoder.get()));
 }
 
 Header readHeader(const Decoder& decoder, const std::vector<uint8_t>& jpeg,
@@ -56,17 +57,18 @@ Header readHeader(const Decoder& decoder, const std::vector<uint8_t>& jpeg,
     // complaint.
     if (header.width < 1 || header.height < 1) {
         throw Failure(
-            text(tyktree::escaped(path),
-                 ": expected a complete JPEG photograph, found a header that breaks off"));
+            fmt::format("{}: expected a complete JPEG photograph, found a header that breaks off",
+                        tyktree::escaped(path)));
     }
     if (header.width > kMaxWidth || header.height > kMaxHeight) {
-        throw Failure(text(tyktree::escaped(path), ": expected at most ", kMaxWidth, "x",
-                           kMaxHeight, " pixels, found ", header.width, "x", header.height));
+        throw Failure(fmt::format("{}: expected at most {}x{} pixels, found {}x{}",
+                                  tyktree::escaped(path), kMaxWidth, kMaxHeight, header.width,
+                                  header.height));
     }
     if (header.colourSpace != TJCS_YCbCr && header.colourSpace != TJCS_GRAY) {
         const char* const found = header.colourSpace == TJCS_RGB ? "RGB" : "CMYK";
-        throw Failure(text(tyktree::escaped(path),
-                           ": expected a photograph in YCbCr or gray, found ", found));
+        throw Failure(fmt::format("{}: expected a photograph in YCbCr or gray, found {}",
+                                  tyktree::escaped(path), found));
     }
     return header;
 }

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/file.h>
 
 namespace tyksim {
@@ -12,7 +13,8 @@ namespace tyksim {
 PipeLock::PipeLock(const std::string& folder)
     : descriptor_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     if (!descriptor_.isOpen()) {
-        throw Failure(text(tyktree::escaped(folder), ": cannot be opened: ", systemReason(errno)));
+        throw Failure(
+            fmt::format("{}: cannot be opened: {}", tyktree::escaped(folder), systemReason(errno)));
     }
     if (::flock(descriptor_.number(), LOCK_EX | LOCK_NB) == 0) return;
     if (errno == EWOULDBLOCK) {
@@ -21,8 +23,8 @@ PipeLock::PipeLock(const std::string& folder)
                       "another --pipe");
     }
     // Some network file systems lock no folders.
-    printNote(text(folder, ": cannot be locked: ", systemReason(errno),
-                   "; do not record into it twice at a time"));
+    printNote(fmt::format("{}: cannot be locked: {}; do not record into it twice at a time", folder,
+                          systemReason(errno)));
 }
 
 }  // namespace tyksim

@@ -13,6 +13,7 @@
 #include <array>
 #include <cctype>
 #include <filesystem>
+#include <fmt/format.h>
 #include <optional>
 #include <string_view>
 
@@ -49,7 +50,7 @@ std::string command(const std::string& root, const std::vector<std::string>& ima
                     std::optional<int> pipe = std::nullopt) {
     std::string line = "tyksim record " + root;
     for (const std::string& image : images) line += " " + shellWord(image);
-    if (pipe) line += text(" --pipe ", *pipe);
+    if (pipe) line += fmt::format(" --pipe {}", *pipe);
     return line;
 }
 
@@ -63,9 +64,9 @@ std::string command(const std::string& root, const std::vector<std::string>& ima
             pictures.push_back(image);
         }
     }
-    throw WrongUsage(text(tyktree::escaped(given),
-                          ": is a photograph; expected the folder to record into in front of it: ",
-                          command(root, pictures)));
+    throw WrongUsage(
+        fmt::format("{}: is a photograph; expected the folder to record into in front of it: {}",
+                    tyktree::escaped(given), command(root, pictures)));
 }
 
 /// What the name of a folder says it is in a tree; null for another name.
@@ -121,11 +122,10 @@ std::string recordRoot(const std::string& given, const std::vector<std::string>&
     }
     if (const std::optional<Part> part = partOfTree(path)) {
         const bool known = !part->deviceRoot.empty();
-        throw WrongUsage(
-            text(tyktree::escaped(given), ": is ", part->what,
-                 ", and a recording makes a tree of its own; ",
-                 known ? "to add to the one there: " : "name a folder outside of it: ",
-                 command(known ? shellWord(part->deviceRoot) : "ROOT", images, part->pipe)));
+        throw WrongUsage(fmt::format(
+            "{}: is {}, and a recording makes a tree of its own; {}{}", tyktree::escaped(given),
+            part->what, known ? "to add to the one there: " : "name a folder outside of it: ",
+            command(known ? shellWord(part->deviceRoot) : "ROOT", images, part->pipe)));
     }
     return path == "/" ? "" : path;
 }

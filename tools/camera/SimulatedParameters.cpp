@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fmt/format.h>
 #include <string_view>
 #include <utility>
 
@@ -130,7 +131,7 @@ Bytes sceneRecord(const SimulatedFrame& frame) {
         if constexpr (std::is_same_v<decltype(value), float>) {
             number = tyktags::toText(tyktags::Value(static_cast<double>(value)));
         } else {
-            number = std::to_string(value);
+            number = fmt::to_string(value);
         }
         // Exposure values are finite and gains are clamped: the record takes each of them.
         static_cast<void>(setSceneField(*tyktree::findSceneField(path), number, record));
@@ -237,7 +238,8 @@ void SimulatedParameters::set(const SimulatedFrame& frame) {
         sizes_[tag.id] = static_cast<uint64_t>(tag.size);
         for (const uint32_t camera : cameras_) {
             if (tykhost::setLiveValue(camera, tag.id, value.data(), value.size())) continue;
-            throw Failure(text("tag ", tag.name, ": the parameter-set service takes no value"));
+            throw Failure(
+                fmt::format("tag {}: the parameter-set service takes no value", tag.name));
         }
     }
 }
@@ -249,7 +251,7 @@ void SimulatedParameters::setBlock(const TagEntry& tag, const Bytes& block) {
                                     static_cast<uint32_t>(block.size())};
     for (const uint32_t camera : cameras_) {
         if (tykhost::setLiveBlock(camera, tag.id, descriptor)) continue;
-        throw Failure(text("tag ", tag.name, ": the parameter-set service takes no block"));
+        throw Failure(fmt::format("tag {}: the parameter-set service takes no block", tag.name));
     }
 }
 

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -26,14 +25,6 @@ class WrongUsage : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
-
-/// The pieces, one behind the other.
-template <typename... Pieces>
-std::string text(const Pieces&... pieces) {
-    std::ostringstream out;
-    (out << ... << pieces);
-    return out.str();
-}
 
 /// Opens standard input, output and error where whoever started the process closed them, so that no
 /// file of the run gets their numbers and what is printed. Using one fails as if it were closed.

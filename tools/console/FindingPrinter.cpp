@@ -10,7 +10,8 @@ void FindingPrinter::add(const tyktree::Finding& finding) {
     const tyktree::Severity severity = severityOf(finding);
     if (severity < least_) return;
     counts_.count(severity);
-    printResult(text(nameOf(severity), " ", ruleOf(finding.rule).name, ": ", toLine(finding)));
+    printResult(
+        fmt::format("{} {}: {}", nameOf(severity), ruleOf(finding.rule).name, toLine(finding)));
 }
 
 ExitStatus FindingPrinter::status() const {
@@ -29,7 +30,8 @@ void FindingSummary::add(const tyktree::Finding& finding) {
 
 void FindingSummary::finish() const {
     for (const auto& [rule, count] : counts_) {
-        if (count > 1) printResult(text(ruleOf(rule).name, ": ", count - 1, " more like it"));
+        if (count > 1)
+            printResult(fmt::format("{}: {} more like it", ruleOf(rule).name, count - 1));
     }
 }
 

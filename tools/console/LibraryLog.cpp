@@ -4,6 +4,7 @@
 #include "tools/console/Console.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 
 namespace tyksim {
 
@@ -15,8 +16,8 @@ constexpr size_t kMaxRemembered = 2000;  // a damaged frame may fail a thousand 
 std::string logcatLine(const tykhost::LogLine& line) {
     constexpr char kLetters[] = "EWIDV";
     const int level = std::clamp(line.level, 1, 5);
-    return text(kLetters[level - 1], " ", line.tag, ": ", line.line, ", ", line.function, ": ",
-                line.text);
+    return fmt::format("{} {}: {}, {}: {}", kLetters[level - 1], line.tag, line.line, line.function,
+                       line.text);
 }
 
 }  // namespace
@@ -25,7 +26,8 @@ LibraryLog::LibraryLog(int level) {
     const auto take = [this, level](const tykhost::LogLine& line) {
         if (line.level <= level) printRaw(logcatLine(line));
         if (line.level != kFailureLevel || failures_.size() > kMaxRemembered) return;
-        failures_ += text(failures_.empty() ? "" : "; ", line.function, ": ", line.text);
+        failures_ +=
+            fmt::format("{}{}: {}", failures_.empty() ? "" : "; ", line.function, line.text);
     };
     tykhost::takeLogLines(take, std::max(level, kFailureLevel));
 }

@@ -49,7 +49,7 @@ CLI::Validator wholeNumber(int64_t least, int64_t most) {
                 if (error != std::errc() || stop != end || number < least || number > most) {
                     return refusal(expected, given);
                 }
-                given = std::to_string(number);  // the library takes a zero in front for octal
+                given = fmt::to_string(number);  // the library takes a zero in front for octal
                 return "";
             },
             range, kRange};

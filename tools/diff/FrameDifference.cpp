@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <fmt/format.h>
 #include <limits>
 #include <map>
 #include <tuple>
@@ -209,8 +210,8 @@ FrameDifference FrameComparer::compare(const FramePair& frames) {
 
 void FrameComparer::list(FrameListing& listing, const std::string& path) {
     if (listing.read(path)) return;
-    result_.problems.push_back(
-        text(tyktree::escaped(path), ": cannot be listed: ", systemReason(listing.error())));
+    result_.problems.push_back(fmt::format("{}: cannot be listed: {}", tyktree::escaped(path),
+                                           systemReason(listing.error())));
 }
 
 void FrameComparer::compareTags() {
@@ -299,7 +300,7 @@ void FrameComparer::compareScenes() {
         if (scene.problem.empty()) return;
         const std::string path = listing.path() + "/" + kSceneXmlName;
         result_.problems.push_back(
-            text(tyktree::escaped(path), ": cannot be read: ", scene.problem));
+            fmt::format("{}: cannot be read: {}", tyktree::escaped(path), scene.problem));
     };
     unread(inA, a_);
     unread(inB, b_);

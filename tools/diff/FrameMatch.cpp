@@ -1,6 +1,7 @@
 #include "tools/diff/FrameMatch.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <map>
 #include <string>
 
@@ -38,8 +39,8 @@ std::vector<std::string> taskKeys(const std::vector<Task>& tasks, bool byName, b
     std::vector<std::string> keys;
     std::map<std::string, int> counts;
     for (const Task& task : tasks) {
-        const std::string pipe = byPipe ? std::to_string(task.pipe->id.value_or(-1)) : "";
-        keys.push_back(pipe + "/" + (byName ? task.task->name : std::to_string(counts[pipe]++)));
+        const std::string pipe = byPipe ? fmt::to_string(task.pipe->id.value_or(-1)) : "";
+        keys.push_back(pipe + "/" + (byName ? task.task->name : fmt::to_string(counts[pipe]++)));
     }
     return keys;
 }
@@ -49,10 +50,10 @@ std::vector<std::string> frameKeys(const std::vector<FrameRef>& frames, MatchBy 
     std::map<std::string, int> counts;
     for (size_t i = 0; i < frames.size(); ++i) {
         const tyktree::FrameEntry& entry = *frames[i].frame;
-        std::string key = std::to_string(i);
+        std::string key = fmt::to_string(i);
         if (by == MatchBy::kRequest) {
-            key = entry.wellNamed ? std::to_string(entry.parsed.requestId) : "/" + entry.name;
-            key += "/" + std::to_string(counts[key]++);
+            key = entry.wellNamed ? fmt::to_string(entry.parsed.requestId) : "/" + entry.name;
+            key += "/" + fmt::to_string(counts[key]++);
         }
         keys.push_back(key);
     }

@@ -23,7 +23,7 @@ namespace {
 using tyktags::FieldType;
 
 [[noreturn]] void refuse(const std::string& setting, const std::string& reason) {
-    throw WrongUsage(text("--set ", tyktree::escaped(setting), ": ", reason));
+    throw WrongUsage(fmt::format("--set {}: {}", tyktree::escaped(setting), reason));
 }
 
 /// Refuses a setting whose value a field does not take.
@@ -63,7 +63,7 @@ std::vector<uint8_t> wholeValue(const std::string& setting, const std::string& v
     const auto size = tyktree::readFileBytes(path, INT_MAX, bytes);
     if (!size.ok()) fail({path, "a value", "none", size.problem().reason});
     if (size.value() > INT_MAX) {
-        fail({path, fmt::format("at most {} bytes", INT_MAX), std::to_string(size.value())});
+        fail({path, fmt::format("at most {} bytes", INT_MAX), fmt::to_string(size.value())});
     }
     return bytes;
 }
@@ -77,8 +77,9 @@ bool checkSize(const std::string& setting, const std::string& tagName, size_t si
     if (!isFixed && tagName != kSceneTagName) return false;
     const auto expected = isFixed ? static_cast<size_t>(tag->size) : size_t{kSceneRecordBytes};
     if (size == expected) return true;
-    refuse(setting, text("expected ", counted(expected, "byte", "bytes"), ", the size of tag ",
-                         tyktree::escaped(tagName), ", found ", size));
+    refuse(setting,
+           fmt::format("expected {}, the size of tag {}, found {}",
+                       counted(expected, "byte", "bytes"), tyktree::escaped(tagName), size));
 }
 
 Ramp::Kind kindOf(const tyktree::ValueName& name) {
@@ -115,7 +116,7 @@ void addBytes(const tyktree::ValueName& name, SceneBytes& bytes) {
 }
 
 tyktags::Problem flaw(std::string expected, size_t foundBytes) {
-    return {"", std::move(expected), std::to_string(foundBytes)};
+    return {"", std::move(expected), fmt::to_string(foundBytes)};
 }
 
 /// The part of a value that a change is about, in words.
@@ -127,8 +128,8 @@ std::string shown(const tyktree::ValueName& name, const std::vector<uint8_t>& by
         return tyktree::sceneText(*name.scene, record);
     }
     if (!name.field) {
-        return text(bytes.size(), " bytes, crc32 ", std::hex,
-                    tyktree::checksum(bytes.data(), bytes.size()));
+        return fmt::format("{} bytes, crc32 {:x}", bytes.size(),
+                           tyktree::checksum(bytes.data(), bytes.size()));
     }
     return tyktags::toText(tyktags::decodeField(*name.field, bytes.data(), bytes.size()));
 }

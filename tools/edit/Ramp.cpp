@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <fmt/format.h>
 
 namespace tyksim {
 
@@ -70,8 +71,8 @@ std::string Ramp::integerAt(FrameTurn turn) const {
     const uint64_t steps = turn.count - 1;
     const uint64_t step = rises ? turn.index : steps - turn.index;
     const uint64_t number = least + share(most - least, step, steps);
-    if (kind_ == Kind::kUnsigned) return std::to_string(number);
-    return std::to_string(static_cast<int64_t>(number ^ kSignBit));
+    if (kind_ == Kind::kUnsigned) return fmt::to_string(number);
+    return fmt::to_string(static_cast<int64_t>(number ^ kSignBit));
 }
 
 double Ramp::realAt(FrameTurn turn) const {

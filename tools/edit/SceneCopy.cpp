@@ -4,6 +4,7 @@
 #include "tree/read/SceneText.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <iterator>
 
 namespace tyksim {
@@ -42,7 +43,7 @@ std::optional<std::string> SceneCopy::blockOf(const ::SceneBlock& block,
                                               std::string& problem) const {
     const auto size = static_cast<size_t>(block.bytes);
     if (bytes.size() != size) {
-        problem = text("expected ", size, " bytes, found ", bytes.size());
+        problem = fmt::format("expected {} bytes, found {}", size, bytes.size());
         return std::nullopt;
     }
     std::string content(bytes.begin(), bytes.end());

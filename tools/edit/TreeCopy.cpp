@@ -116,8 +116,9 @@ void requireFiles(const CopyOptions& options, const Edits& edits,
     std::string found = names.empty() ? "no tag" : "";
     for (const std::string& name : names) found += (found.empty() ? "" : ", ") + name;
     throw WrongUsage(
-        text("--only-tags: expected a pattern that a tag of the selected frames has, found ",
-             tyktree::escaped(options.onlyTags), "; there is ", tyktree::escaped(found)));
+        fmt::format("--only-tags: expected a pattern that a tag of the selected frames has, found "
+                    "{}; there is {}",
+                    tyktree::escaped(options.onlyTags), tyktree::escaped(found)));
 }
 
 TreeCopy::TreeCopy(std::string root, const CopyOptions& options, const Edits& edits)
@@ -137,7 +138,7 @@ std::vector<std::string> TreeCopy::prepare(const tyktree::TreeIndex& index,
         try {
             copy();
         } catch (const SourceUnreadable& error) {
-            problems.push_back(text(error.what(), "; left out"));
+            problems.push_back(fmt::format("{}; left out", error.what()));
         }
     };
     std::set<std::string> made;
@@ -191,7 +192,8 @@ void TreeCopy::copyConfiguration(const tyktree::PipeEntry& pipe) const {
         removeTags(node, "name", wanted);
     }
     if (!document.save_file(target.c_str(), "  ")) {
-        throw Failure(text(tyktree::escaped(target), ": cannot be written: ", systemReason(errno)));
+        throw Failure(fmt::format("{}: cannot be written: {}", tyktree::escaped(target),
+                                  systemReason(errno)));
     }
 }
 
@@ -205,8 +207,8 @@ FrameCopy TreeCopy::copyFrame(const FrameRef& frame, FrameTurn turn,
     thread_local FrameListing listing;
     const std::string source = frame.path();
     if (!listing.read(source)) {
-        copy.problems.push_back(
-            text(tyktree::escaped(source), ": cannot be listed: ", systemReason(listing.error())));
+        copy.problems.push_back(fmt::format("{}: cannot be listed: {}", tyktree::escaped(source),
+                                            systemReason(listing.error())));
     }
     const std::string folder = pathIn(task, frame.frame->name);
     makeFolders(folder);
@@ -240,13 +242,13 @@ void TreeCopy::copyFile(const FrameListing& listing, const FileEntry& file,
         if (!options_.links) {
             cloneFile(source, target);
         } else if (::symlink(source.c_str(), target.c_str()) != 0) {
-            throw Failure(
-                text(tyktree::escaped(target), ": cannot be made: ", systemReason(errno)));
+            throw Failure(fmt::format("{}: cannot be made: {}", tyktree::escaped(target),
+                                      systemReason(errno)));
         }
         ++copy.files;
         copy.bytes += file.bytes;
     } catch (const SourceUnreadable& error) {
-        copy.problems.push_back(text(error.what(), "; left out"));
+        copy.problems.push_back(fmt::format("{}; left out", error.what()));
     }
 }
 

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <fmt/format.h>
 #include <string_view>
 #include <utility>
 
@@ -21,8 +22,8 @@ namespace {
 
 [[noreturn]] void throwUnlisted(const std::string& folder, const std::string& reason) {
     throw Failure(
-        text(tyktree::escaped(folder),
-             ": expected a folder with tuning copies, found one that cannot be listed: ", reason));
+        fmt::format("{}: expected a folder with tuning copies, found one that cannot be listed: {}",
+                    tyktree::escaped(folder), reason));
 }
 
 /// The regular files whose names mark them as tuning copies.
@@ -47,8 +48,8 @@ void removeCopies(const std::string& folder) {
         std::error_code error;
         std::filesystem::remove(std::filesystem::path(folder) / name, error);
         if (error)
-            throw Failure(text(tyktree::escaped(folder), "/", tyktree::escaped(name),
-                               ": cannot be replaced: ", error.message()));
+            throw Failure(fmt::format("{}/{}: cannot be replaced: {}", tyktree::escaped(folder),
+                                      tyktree::escaped(name), error.message()));
     }
 }
 
@@ -62,7 +63,7 @@ TuningCopies::TuningCopies(std::string from, std::string root)
     // The newest, where there are several: what a device with an unset property runs.
     for (const MfnrVersion& version : kMfnrVersions) {
         if (has(version)) {
-            tykhost::setProperty(kMfnrVersionProperty, std::to_string(version.number));
+            tykhost::setProperty(kMfnrVersionProperty, fmt::to_string(version.number));
         }
     }
 }
@@ -93,7 +94,7 @@ void TuningCopies::finish() const {
     const std::string folder = pipeFolderPath((root_ + kDumpRoot).c_str(), kMfnrCopyPipe);
     removeCopies(folder);
     for (const std::string& name : names_) {
-        cloneFile(text(from_, "/", name), text(folder, "/", name));
+        cloneFile(fmt::format("{}/{}", from_, name), fmt::format("{}/{}", folder, name));
     }
 }
 

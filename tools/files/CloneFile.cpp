@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -19,11 +20,11 @@ namespace tyksim {
 namespace {
 
 [[noreturn]] void fail(const std::string& path, const char* what, int error) {
-    throw Failure(text(shownPath(path), ": cannot be ", what, ": ", systemReason(error)));
+    throw Failure(fmt::format("{}: cannot be {}: {}", shownPath(path), what, systemReason(error)));
 }
 
 [[noreturn]] void failToRead(const std::string& source, const std::string& reason) {
-    throw SourceUnreadable(text(tyktree::escaped(source), ": cannot be read: ", reason));
+    throw SourceUnreadable(fmt::format("{}: cannot be read: {}", tyktree::escaped(source), reason));
 }
 
 bool writeAll(int descriptor, const char* from, size_t size) {

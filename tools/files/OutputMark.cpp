@@ -130,8 +130,9 @@ bool openList(const std::string& folder, std::ifstream& list) {
 }
 
 std::string inWords(const FolderWalk& walk) {
-    return text(tyktree::escaped(walk.name().empty() ? "it" : walk.name()),
-                " cannot be looked at: ", systemReason(walk.error()));
+    return fmt::format("{} cannot be looked at: {}",
+                       tyktree::escaped(walk.name().empty() ? "it" : walk.name()),
+                       systemReason(walk.error()));
 }
 
 /// A file that may be anything, read at any place.
@@ -192,7 +193,7 @@ bool isSealed(const FileReader& file) {
 void writeOutputList(const std::string& folder) {
     constexpr size_t kPiece = 65536;
     NewFile list(folder + "/" + kOutputList);
-    std::string lines = text(kListHead, "\n");
+    std::string lines = fmt::format("{}\n", kListHead);
     FolderWalk walk(folder, kOutputList);
     while (walk.next()) {
         lines += walk.line() + "\n";
@@ -200,7 +201,7 @@ void writeOutputList(const std::string& folder) {
         list.write(lines);
         lines.clear();
     }
-    if (walk.error() != 0) throw Failure(text(shownPath(folder), ": ", inWords(walk)));
+    if (walk.error() != 0) throw Failure(fmt::format("{}: {}", shownPath(folder), inWords(walk)));
     list.write(lines);
     list.close();
 }
@@ -218,15 +219,18 @@ std::string foreignInFolder(const std::string& path) {
     FolderWalk walk(path, isListed ? kOutputList : "");
     if (!walk.next()) return walk.error() == 0 ? "" : inWords(walk);
     if (!isListed) {
-        return text("tyksim did not make it, and it holds ", tyktree::escaped(walk.name()));
+        return fmt::format("tyksim did not make it, and it holds {}",
+                           tyktree::escaped(walk.name()));
     }
     do {
         const std::string_view name = nameIn(walk.line());
         // Both are in the same order. What was removed is only in the list.
         while (std::getline(list, line) && nameIn(line) != name) continue;
-        if (!list) return text("tyksim did not make ", tyktree::escaped(walk.name()), " in it");
+        if (!list)
+            return fmt::format("tyksim did not make {} in it", tyktree::escaped(walk.name()));
         if (line != walk.line()) {
-            return text(tyktree::escaped(walk.name()), " in it was changed after tyksim made it");
+            return fmt::format("{} in it was changed after tyksim made it",
+                               tyktree::escaped(walk.name()));
         }
     } while (walk.next());
     return walk.error() == 0 ? "" : inWords(walk);

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -26,7 +27,7 @@ std::string shown(const OutputPlace& place) {
 }
 
 [[noreturn]] void fail(const OutputPlace& place, const char* what, int error) {
-    throw Failure(text(shown(place), ": cannot be ", what, ": ", systemReason(error)));
+    throw Failure(fmt::format("{}: cannot be {}: {}", shown(place), what, systemReason(error)));
 }
 
 /// What mkstemp() and mkdtemp() leave out: the permissions that the user's mask allows.
@@ -87,7 +88,8 @@ private:
     }
 
     [[noreturn]] void refuse(const std::string& foreign) const {
-        throw Failure(text(shown(place_), ": is not replaced; it changed meanwhile: ", foreign));
+        throw Failure(
+            fmt::format("{}: is not replaced; it changed meanwhile: {}", shown(place_), foreign));
     }
 
     void moveFile() const {
@@ -132,8 +134,8 @@ void takePlace(std::string& made, const OutputPlace& place, OutputKind kind) {
         replacement.run();
     } catch (...) {
         if (!replacement.old().empty()) {
-            printNote(text(replacement.old(), ": stood at ", place.path,
-                           ", and cannot be put back there"));
+            printNote(fmt::format("{}: stood at {}, and cannot be put back there",
+                                  replacement.old(), place.path));
             if (replacement.old() == made) made.clear();
         }
         throw;

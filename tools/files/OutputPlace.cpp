@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <memory>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -84,9 +85,9 @@ void requireKind(const OutputPlace& place, const struct stat& status, OutputKind
     struct stat target {};
     const bool stream = ::stat(place.path.c_str(), &target) == 0 && !S_ISREG(target.st_mode) &&
                         !S_ISDIR(target.st_mode);
-    refuse(place, text("is ", wordsFor(status.st_mode), "; expected the path of a ",
-                       file ? "file" : "folder", " to make",
-                       file && stream ? ", or - for standard output" : ""));
+    refuse(place, fmt::format("is {}; expected the path of a {} to make{}",
+                              wordsFor(status.st_mode), file ? "file" : "folder",
+                              file && stream ? ", or - for standard output" : ""));
 }
 
 void requireApart(const OutputPlace& place, bool stands, const std::vector<std::string>& inputs) {
@@ -100,8 +101,8 @@ void requireApart(const OutputPlace& place, bool stands, const std::vector<std::
             relation = "holds";
         }
         if (!relation) continue;
-        refuse(place, text(relation, " the input ", tyktree::escaped(input),
-                           ", and the input is never written to"));
+        refuse(place, fmt::format("{} the input {}, and the input is never written to", relation,
+                                  tyktree::escaped(input)));
     }
 }
 
@@ -122,8 +123,8 @@ bool isMountPoint(const std::string& path) {
 void requireReplaceable(const OutputPlace& place, OutputKind kind, bool force) {
     const std::string working = resolved(".");
     if (!working.empty() && liesIn(working, place.path)) {
-        refuse(place, text(liesIn(place.path, working) ? "is" : "holds",
-                           " the working folder, and no output replaces that"));
+        refuse(place, fmt::format("{} the working folder, and no output replaces that",
+                                  liesIn(place.path, working) ? "is" : "holds"));
     }
     if (isMountPoint(place.path)) {
         refuse(place, "is a mount point, and no output replaces that");
@@ -143,8 +144,9 @@ OutputPlace findPlace(const OutputRequest& request, OutputKind kind) {
         throw WrongUsage("expected a path for the output, found \"\"");
     }
     if (request.path == kStandardOutput) {
-        throw WrongUsage(text("-: the output is a ", kind == OutputKind::kFile ? "file" : "folder",
-                              ", which standard output cannot take; ./- has that name"));
+        throw WrongUsage(fmt::format(
+            "-: the output is a {}, which standard output cannot take; ./- has that name",
+            kind == OutputKind::kFile ? "file" : "folder"));
     }
     OutputPlace place;
     place.given = request.path;
@@ -152,8 +154,8 @@ OutputPlace findPlace(const OutputRequest& request, OutputKind kind) {
     struct stat status {};
     const bool stands = ::lstat(place.path.c_str(), &status) == 0;
     if (!stands && errno != ENOENT) {
-        throw Failure(
-            text(tyktree::escaped(place.given), ": cannot be made: ", systemReason(errno)));
+        throw Failure(fmt::format("{}: cannot be made: {}", tyktree::escaped(place.given),
+                                  systemReason(errno)));
     }
     if (stands) requireKind(place, status, kind);
     requireApart(place, stands, request.inputs);
@@ -171,13 +173,12 @@ std::string physicalPath(const std::string& path) {
         if (!real.empty()) return rest.empty() ? real : joined(real, rest);
         const std::string name = there.substr(there.rfind('/') + 1);
         if (errno != ENOENT || there.empty()) {
-            throw Failure(
-                text(tyktree::escaped(path), ": cannot be reached: ", systemReason(errno)));
+            throw Failure(fmt::format("{}: cannot be reached: {}", tyktree::escaped(path),
+                                      systemReason(errno)));
         }
         if (name == "..") {
-            throw WrongUsage(text(tyktree::escaped(path),
-                                  ": expected a folder in front of .., "
-                                  "found none"));
+            throw WrongUsage(fmt::format("{}: expected a folder in front of .., found none",
+                                         tyktree::escaped(path)));
         }
         if (!name.empty() && name != ".") rest.insert(0, "/" + name);
         there = parentOf(there);

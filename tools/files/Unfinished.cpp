@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <mutex>
 #include <string_view>
 #include <sys/file.h>
@@ -95,10 +96,10 @@ void noteLeftovers(const OutputPlace& place) {
         if (!isLeft(path)) continue;
         const bool whole = !place.replaces && isFolder(path) && hasOutputList(path);
         const bool old = path.substr(path.size() - kAside.size()) == kAside;
-        const std::string moved =
-            text(old ? ": stood at " : ": is complete, for ", place.given,
-                 old ? " until a run was killed; mv -T " : ", but the run was killed; mv -T ",
-                 shellWord(path), " ", shellWord(place.path), " puts it there");
+        const std::string moved = fmt::format(
+            "{}{}{}{} {} puts it there", old ? ": stood at " : ": is complete, for ", place.given,
+            old ? " until a run was killed; mv -T " : ", but the run was killed; mv -T ",
+            shellWord(path), shellWord(place.path));
         printNote(path + (whole ? moved
                                 : ": left by a run that was killed; rm -r " + shellWord(path) +
                                       " removes it"));
@@ -108,7 +109,7 @@ void noteLeftovers(const OutputPlace& place) {
 void removeUnfinished(const std::string& path) {
     std::error_code error;
     std::filesystem::remove_all(path, error);
-    if (error) printNote(text(path, ": cannot be removed: ", error.message()));
+    if (error) printNote(fmt::format("{}: cannot be removed: {}", path, error.message()));
 }
 
 void showAs(const std::string& folder, const std::string& place) {

@@ -7,6 +7,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <exception>
+#include <fmt/format.h>
 #include <jpeglib.h>
 
 namespace tyksim {
@@ -69,7 +70,7 @@ void onError(j_common_ptr jpeg) {
     guarded(jobOf(jpeg), [jpeg] {
         std::array<char, JMSG_LENGTH_MAX> message{};
         jpeg->err->format_message(jpeg, message.data());
-        throw Failure(text("JPEG: ", message.data()));
+        throw Failure(fmt::format("JPEG: {}", message.data()));
     });
 }
 

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <charconv>
+#include <fmt/format.h>
 #include <vector>
 
 namespace tyksim {
@@ -78,8 +79,8 @@ int divisorOf(const std::string& given) {
 
 PictureLayout AssumedPicture::layoutOf(const ImageFileName& name) const {
     if (stride > 0 && stride < name.width) {
-        throw WrongUsage(text("--stride: expected at least the ", name.width,
-                              " bytes of a row, found ", stride));
+        throw WrongUsage(fmt::format("--stride: expected at least the {} bytes of a row, found {}",
+                                     name.width, stride));
     }
     return {name.width, name.height, stride, order};
 }
@@ -90,10 +91,11 @@ bool AssumedPicture::isUsual() const {
 
 std::string AssumedPicture::toText() const {
     const std::string gaps =
-        stride > 0 ? text("rows ", stride, " bytes apart") : std::string("rows without gaps");
-    return text("assumed: ", order == ChromaOrder::kNv21 ? "NV21" : "NV12", ", ",
-                rule.matrix == ColourMatrix::kBt601 ? "BT.601" : "BT.709", ", ",
-                wordOf(kRanges, rule.range), " range, ", gaps);
+        stride > 0 ? fmt::format("rows {} bytes apart", stride) : std::string("rows without gaps");
+    return fmt::format("assumed: {}, {}, {} range, {}",
+                       order == ChromaOrder::kNv21 ? "NV21" : "NV12",
+                       rule.matrix == ColourMatrix::kBt601 ? "BT.601" : "BT.709",
+                       wordOf(kRanges, rule.range), gaps);
 }
 
 Json AssumedPicture::toJson() const {
@@ -126,7 +128,7 @@ void addPictureStyle(CLI::App& verb, PictureStyle& style) {
                 style.divisor = divisorOf(given);
                 if (style.divisor >= 1) return;
                 throw CLI::ValidationError(
-                    "--scale", text("expected 1/1 to 1/", kMostDivisor, ", found ", given));
+                    "--scale", fmt::format("expected 1/1 to 1/{}, found {}", kMostDivisor, given));
             },
             "Make them smaller by a whole number")
         ->type_name("1/N");
@@ -134,7 +136,7 @@ void addPictureStyle(CLI::App& verb, PictureStyle& style) {
 }
 
 std::string fileEnding(const PictureStyle& style, const PictureSize& size) {
-    const std::string sides = text("_", size.width, "x", size.height);
+    const std::string sides = fmt::format("_{}x{}", size.width, size.height);
     switch (style.format) {
         case PictureFormat::kJpeg:
             return ".jpg";

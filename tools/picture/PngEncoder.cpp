@@ -6,6 +6,7 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <exception>
+#include <fmt/format.h>
 #include <functional>
 #include <new>
 #include <png.h>
@@ -46,7 +47,7 @@ void guarded(png_structp png, Step step) {
 }
 
 void onError(png_structp png, png_const_charp message) {
-    guarded(png, [message] { throw Failure(text("PNG: ", message)); });
+    guarded(png, [message] { throw Failure(fmt::format("PNG: {}", message)); });
     std::abort();  // not reached: guarded() has jumped, which libpng wants its compiler to know
 }
 

@@ -3,6 +3,7 @@
 #include "tools/console/Console.h"
 
 #include <charconv>
+#include <fmt/format.h>
 #include <utility>
 
 namespace tyksim {
@@ -44,9 +45,9 @@ std::string rateOf(const std::string& given) {
     }
     if (!good || !rest.empty() || top == 0 || bottom == 0) {
         throw WrongUsage(
-            text("--fps: expected a rate such as 30, 29.97 or 30000/1001, found ", given));
+            fmt::format("--fps: expected a rate such as 30, 29.97 or 30000/1001, found {}", given));
     }
-    return text(top, ":", bottom);
+    return fmt::format("{}:{}", top, bottom);
 }
 
 VideoFile::VideoFile(const OutputRequest& output, std::string rate, const PictureStyle& style)

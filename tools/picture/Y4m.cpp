@@ -2,14 +2,15 @@
 #include "tools/files/OutputMark.h"
 #include "tools/picture/Encoders.h"
 
+#include <fmt/format.h>
+
 namespace tyksim {
 
 std::string y4mHeader(int width, int height, const std::string& rate, SampleRange range,
                       bool grey) {
-    return text("YUV4MPEG2 W", width, " H", height, " F", rate, " Ip A1:1 ",
-                grey ? "Cmono" : "C420jpeg XYSCSS=420JPEG",
-                " XCOLORRANGE=", range == SampleRange::kFull ? "FULL" : "LIMITED", kVideoMark,
-                "\n");
+    return fmt::format("YUV4MPEG2 W{} H{} F{} Ip A1:1 {} XCOLORRANGE={}{}\n", width, height, rate,
+                       grey ? "Cmono" : "C420jpeg XYSCSS=420JPEG",
+                       range == SampleRange::kFull ? "FULL" : "LIMITED", kVideoMark);
 }
 
 }  // namespace tyksim

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <fmt/format.h>
 #include <utility>
 
 namespace tyksim {
@@ -92,7 +93,7 @@ bool FrameVerifier::verify(const ReplayedFrame& frame, const Delivery& delivery,
         verifyImages(imageRoom);
     }
     if (const size_t more = delivery.values.size() - nextValue_) {
-        different("", "no value but those of the frame's files", text(more, " more"));
+        different("", "no value but those of the frame's files", fmt::format("{} more", more));
     }
     return whole_;
 }
@@ -132,8 +133,8 @@ void FrameVerifier::verifyParameter(const FileEntry& file) {
     }
     const bool block = tag->kind == TagKind::block;
     if (block != (parsed.dumpType != kFixedSizeDump)) {
-        different(name, text("a dump type for ", block ? "a block" : "a fixed-size value"),
-                  text(parsed.dumpType));
+        different(name, fmt::format("a dump type for {}", block ? "a block" : "a fixed-size value"),
+                  fmt::to_string(parsed.dumpType));
     } else if (block) {
         verifyBlock(file, *value);
     } else {
@@ -144,8 +145,9 @@ void FrameVerifier::verifyParameter(const FileEntry& file) {
 void FrameVerifier::verifyFixed(const FileEntry& file, const TagEntry& tag,
                                 const PublishedValue& value) {
     if (file.bytes != static_cast<uint64_t>(tag.size)) {
-        different(std::string(file.name), text(tag.size, " bytes, the size of tag ", tag.name),
-                  text(file.bytes));
+        different(std::string(file.name),
+                  fmt::format("{} bytes, the size of tag {}", tag.size, tag.name),
+                  fmt::to_string(file.bytes));
     }
     const auto size = static_cast<uint64_t>(std::max(0, file.librarySize()));
     compare(file, value.bytes.data(), std::min<uint64_t>(size, value.bytes.size()));
@@ -159,8 +161,8 @@ void FrameVerifier::verifyBlock(const FileEntry& file, const PublishedValue& val
         return block && block.get() == value.block.data;
     });
     if (!known || value.block.size != file.bytes) {
-        different(std::string(file.name), text("a block of ", file.bytes, " bytes"),
-                  text(value.block.size, known ? "" : " of another frame"));
+        different(std::string(file.name), fmt::format("a block of {} bytes", file.bytes),
+                  fmt::format("{}{}", value.block.size, known ? "" : " of another frame"));
         return;
     }
     compare(file, value.block.data, value.block.size);
@@ -170,7 +172,7 @@ void FrameVerifier::verifyOverride(uint32_t tag, const void* bytes, size_t size)
     if (!catalog_.byId(tag)) return;  // a table without the tag says that nobody needs it
     const PublishedValue* const value = take(kOverridePipe, camera(), kOverrideSofId, tag);
     const auto* const first = static_cast<const uint8_t*>(bytes);
-    expectValue(value, {first, first + size}, text("the fixed value of tag ", tag));
+    expectValue(value, {first, first + size}, fmt::format("the fixed value of tag {}", tag));
 }
 
 void FrameVerifier::verifyScene() {
@@ -179,7 +181,7 @@ void FrameVerifier::verifyScene() {
                     [](const FileEntry* file) { return file->kind == FileEntry::Kind::kSceneXml; });
     if (!there) return;  // that it is missing is a finding of the tree
     if (!catalog_.byId(kSceneTag)) {
-        lost(kSceneXmlName, text("tag ", kSceneTag, " in the tag table"), "none");
+        lost(kSceneXmlName, fmt::format("tag {} in the tag table", kSceneTag), "none");
         return;
     }
     const PublishedValue* const first = take(0, camera(), lastSof_, kSceneTag);
@@ -199,7 +201,7 @@ void FrameVerifier::verifyScene() {
 void FrameVerifier::verifySceneRecord(const PublishedValue* value, int pipe,
                                       const tyktree::SceneSources& sources) {
     if (!value || value->bytes.size() != static_cast<size_t>(kSceneRecordBytes)) {
-        lost(kSceneXmlName, text("the scene record for pipe ", pipe), "none");
+        lost(kSceneXmlName, fmt::format("the scene record for pipe {}", pipe), "none");
         return;
     }
     if (!sources.fromFiles) {
@@ -217,7 +219,7 @@ void FrameVerifier::verifySceneRecord(const PublishedValue* value, int pipe,
     const auto other = std::mismatch(files.begin(), files.end(), arrived.bytes.begin()).first;
     if (found.empty() && other != files.end()) {
         different(kSceneXmlName, "the scene record as its files give it",
-                  text("another from offset ", other - files.begin(), " on"));
+                  fmt::format("another from offset {} on", other - files.begin()));
     }
     verifiedBytes_ += value->bytes.size();
 }
@@ -226,7 +228,7 @@ void FrameVerifier::verifyTuning() {
     if (!catalog_.byId(kMfnrTag)) return;
     const PublishedValue* const value = take(kMfnrCopyPipe, camera(), lastSof_, kMfnrTag);
     expectValue(value, expectedTuningTable(simulation_),
-                text("the tuning file's entry, tag ", kMfnrTag));
+                fmt::format("the tuning file's entry, tag {}", kMfnrTag));
 }
 
 void FrameVerifier::expectValue(const PublishedValue* value, const std::vector<uint8_t>& expected,
@@ -256,8 +258,8 @@ void FrameVerifier::verifyImages(const ImageRoom& imageRoom) {
         first = false;
     }
     if (delivery_->images.size() > next) {
-        different("", text("a buffer for each of ", next, " files"),
-                  text(delivery_->images.size(), " buffers"));
+        different("", fmt::format("a buffer for each of {} files", next),
+                  fmt::format("{} buffers", delivery_->images.size()));
     }
 }
 
@@ -269,15 +271,15 @@ void FrameVerifier::verifyImage(const FileEntry& file, const tyk::Buffer& buffer
         arrived.camId != static_cast<uint8_t>(file.image.camId) ||
         arrived.pipeId != static_cast<uint32_t>(simulation_.pipeId)) {
         different(std::string(file.name), "the image that the name says",
-                  text(arrived.width, "x", arrived.height, ", sof ", arrived.sofId, ", camera ",
-                       +arrived.camId, ", pipe ", arrived.pipeId));
+                  fmt::format("{}x{}, sof {}, camera {}, pipe {}", arrived.width, arrived.height,
+                              arrived.sofId, +arrived.camId, arrived.pipeId));
         return;
     }
     const uint64_t expected = imageBytes(file.image);
     if (file.bytes != expected) {
         different(std::string(file.name),
-                  text(expected, " bytes for ", file.image.width, "x", file.image.height),
-                  text(file.bytes));
+                  fmt::format("{} bytes for {}x{}", expected, file.image.width, file.image.height),
+                  fmt::to_string(file.bytes));
     }
     const uint64_t size =
         std::min({expected, file.bytes, uint64_t{tykhost::bufferCapacity(&buffer)}});
@@ -315,12 +317,12 @@ void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t si
             const auto* const first = std::mismatch(begin, begin + count, bytes + at).first;
             different(
                 name, "the file's bytes",
-                text("others from offset ", at + static_cast<uint64_t>(first - begin), " on"));
+                fmt::format("others from offset {} on", at + static_cast<uint64_t>(first - begin)));
             break;
         }
         at += count;
         if (count < wanted) {
-            lost(name, text(size, " bytes"), text("only ", at, " that can be read"),
+            lost(name, fmt::format("{} bytes", size), fmt::format("only {} that can be read", at),
                  reasonOf(input));
             break;
         }

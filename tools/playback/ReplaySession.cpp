@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fmt/format.h>
 #include <map>
 #include <set>
 #include <utility>
@@ -81,11 +82,11 @@ std::string impossibleFile(const ReplayedFrame& frame) {
         } else if (!file->readable) {
             what = systemReason(EACCES);
         } else if (hasImpossibleSize(*file)) {
-            what = text(file->bytes, " bytes");
+            what = fmt::format("{} bytes", file->bytes);
         } else {
             continue;
         }
-        return text(" (", file->name, ": ", what, ")");
+        return fmt::format(" ({}: {})", file->name, what);
     }
     return "";
 }
@@ -94,7 +95,7 @@ std::string impossibleFile(const ReplayedFrame& frame) {
 std::string missingBuffer(const ReplayedFrame& frame, size_t buffers) {
     for (const FileEntry* const file : frame.files) {
         if (file->kind == FileEntry::Kind::kParameter || buffers-- > 0) continue;
-        return text("the pool has no buffer for ", file->name);
+        return fmt::format("the pool has no buffer for {}", file->name);
     }
     return "no reason given";
 }

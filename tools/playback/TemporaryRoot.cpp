@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fmt/format.h>
 
 namespace tyksim {
 
@@ -26,7 +27,8 @@ void linkOrMake(const std::string& place, const std::string& folder) {
     std::error_code error;
     fs::create_directory_symlink(folder, place, error);
     if (error) {
-        throw Failure(text(tyktree::escaped(place), ": cannot make the link: ", error.message()));
+        throw Failure(
+            fmt::format("{}: cannot make the link: {}", tyktree::escaped(place), error.message()));
     }
 }
 
@@ -36,8 +38,8 @@ std::string temporaryFolder() {
     const fs::path folder = fs::temp_directory_path(error);
     if (!error) return folder.string();
     const char* const named = std::getenv("TMPDIR");
-    throw Failure(text("TMPDIR: expected a folder for temporary files, found ",
-                       shellWord(named ? named : ""), ": ", error.message()));
+    throw Failure(fmt::format("TMPDIR: expected a folder for temporary files, found {}: {}",
+                              shellWord(named ? named : ""), error.message()));
 }
 
 }  // namespace
@@ -46,8 +48,8 @@ TemporaryRoot::TemporaryRoot(const tyktree::TreePath& tree, const tyktree::PipeE
                              int pipeId) {
     std::string name = temporaryFolder() + "/tyksim-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
-        throw Failure(
-            text(tyktree::escaped(name), ": cannot make the folder: ", systemReason(errno)));
+        throw Failure(fmt::format("{}: cannot make the folder: {}", tyktree::escaped(name),
+                                  systemReason(errno)));
     }
     path_ = name;
     try {
@@ -69,8 +71,8 @@ TemporaryRoot::~TemporaryRoot() {
     std::error_code error;
     fs::remove_all(path_, error);  // removes the links, not what they lead to
     if (!error) return;
-    printNote(text(tyktree::escaped(path_),
-                   ": this temporary folder cannot be removed: ", error.message()));
+    printNote(fmt::format("{}: this temporary folder cannot be removed: {}",
+                          tyktree::escaped(path_), error.message()));
 }
 
 }  // namespace tyksim

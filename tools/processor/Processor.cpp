@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fmt/format.h>
 #include <utility>
 
 namespace tyksim {
@@ -51,7 +52,7 @@ std::string Processor::ask(MessageKind request, const std::string& when) {
     try {
         return process_.ask(request, when);
     } catch (const Failure& failure) {
-        throw Failure(text(tyktree::escaped(path_), ": ", failure.what()));
+        throw Failure(fmt::format("{}: {}", tyktree::escaped(path_), failure.what()));
     }
 }
 
@@ -63,7 +64,7 @@ void Processor::ask(MessageKind request, const std::vector<std::string>& texts,
     given.clear();
     given.add(words.data(), words.size());
     const std::string reason = ask(request, when);
-    if (!reason.empty()) throw Failure(text(tyktree::escaped(path_), ": ", reason));
+    if (!reason.empty()) throw Failure(fmt::format("{}: {}", tyktree::escaped(path_), reason));
 }
 
 void Processor::open(const std::vector<std::string>& options) {
@@ -119,15 +120,16 @@ std::optional<Processed> Processor::taken(const tyksim_frame& frame) {
 }
 
 Processed Processor::process(const tyksim_frame& frame) {
-    const std::string when =
-        text("at frame ", frame.position, " of task ", frame.task, ", request ", frame.request);
+    const std::string when = fmt::format("at frame {} of task {}, request {}", frame.position,
+                                         frame.task, frame.request);
     give(frame);
     std::string error = ask(MessageKind::kFrame, when);
     if (!error.empty()) return {std::nullopt, {}, std::move(error)};
     std::optional<Processed> result = taken(frame);
     if (result) return std::move(*result);
     process_.kill();
-    throw Failure(text(tyktree::escaped(path_), ": gave an answer that tyksim cannot read ", when));
+    throw Failure(fmt::format("{}: gave an answer that tyksim cannot read {}",
+                              tyktree::escaped(path_), when));
 }
 
 std::string Processor::close() {

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -25,7 +26,8 @@ namespace {
 constexpr int kLookMilliseconds = 100;
 
 [[noreturn]] void throwRefused(const char* what) {
-    throw Failure(text("a process for the processor: cannot be ", what, ": ", systemReason(errno)));
+    throw Failure(
+        fmt::format("a process for the processor: cannot be {}: {}", what, systemReason(errno)));
 }
 
 bool isCrash(int signal) {
@@ -36,20 +38,21 @@ bool isCrash(int signal) {
 /// "SIGSEGV (Segmentation fault)"
 std::string signalText(int signal) {
     const char* const name = sigabbrev_np(signal);
-    return text("SIG", name ? name : std::to_string(signal), " (", strsignal(signal), ")");
+    return fmt::format("SIG{} ({})", name ? name : fmt::to_string(signal), strsignal(signal));
 }
 
 /// How a process ended, in words that continue the processor's name.
 std::string endText(int status, const std::string& when) {
     if (!WIFSIGNALED(status)) {
-        return text("ended its process with status ", WEXITSTATUS(status), " ", when,
-                    "; expected it to return");
+        return fmt::format("ended its process with status {} {}; expected it to return",
+                           WEXITSTATUS(status), when);
     }
     const int signal = WTERMSIG(status);
     std::string hint;
     if (signal == SIGBUS) hint = "; a file that is cut short is one cause";
     if (signal == SIGKILL) hint = "; the system does that where memory runs out";
-    return text(isCrash(signal) ? "crashed " : "was ended ", when, ": ", signalText(signal), hint);
+    return fmt::format("{}{}: {}{}", isCrash(signal) ? "crashed " : "was ended ", when,
+                       signalText(signal), hint);
 }
 
 }  // namespace
@@ -110,12 +113,12 @@ bool ProcessorProcess::hasEndedSoon() {
 void ProcessorProcess::throwEnd(const std::string& when) {
     if (hasEndedSoon()) throw Failure(endText(status_, when));
     kill();
-    throw Failure(text("closed its connection to tyksim ", when));
+    throw Failure(fmt::format("closed its connection to tyksim {}", when));
 }
 
 void ProcessorProcess::throwNonsense(const std::string& when) {
     kill();
-    throw Failure(text("sent tyksim something that is no answer ", when));
+    throw Failure(fmt::format("sent tyksim something that is no answer {}", when));
 }
 
 /// Waits until the socket has something to read or the process has ended.
@@ -154,7 +157,7 @@ std::string ProcessorProcess::awaitEnd(const std::string& when) {
     }
     if (WIFEXITED(status_)) {
         const int status = WEXITSTATUS(status_);
-        return status == 0 ? "" : text("ended its process with status ", status, " ", when);
+        return status == 0 ? "" : fmt::format("ended its process with status {} {}", status, when);
     }
     return endText(status_, when);
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fmt/format.h>
 
 namespace tyksim {
 
@@ -59,14 +60,17 @@ std::string valueProblem(const tyksim_frame& frame, uint32_t tag, uint64_t bytes
     const auto* const found =
         std::find_if(frame.parameters, end,
                      [tag](const tyksim_parameter& parameter) { return parameter.tag == tag; });
-    const std::string handedBack = text("handed back ", bytes, " bytes for tag ", tag);
+    const std::string handedBack = fmt::format("handed back {} bytes for tag {}", bytes, tag);
     if (found == end) return handedBack + ", which the frame does not have";
     if (found->is_block == 0) {
-        return bytes == found->size ? "" : text(handedBack, ", which has ", found->size, " bytes");
+        return bytes == found->size
+                   ? ""
+                   : fmt::format("{}, which has {} bytes", handedBack, found->size);
     }
     // A replay takes neither for a block.
     if (bytes == 0) return handedBack + "; a block has at least one";
-    return bytes <= INT32_MAX ? "" : text(handedBack, "; a block has at most ", INT32_MAX);
+    return bytes <= INT32_MAX ? ""
+                              : fmt::format("{}; a block has at most {}", handedBack, INT32_MAX);
 }
 
 uint64_t packedBytes(int32_t width, int32_t height) {
@@ -75,18 +79,19 @@ uint64_t packedBytes(int32_t width, int32_t height) {
 }
 
 std::string pictureProblem(const tyksim_picture& picture) {
-    const std::string size = text("handed back a picture of ", picture.width, "x", picture.height);
+    const std::string size =
+        fmt::format("handed back a picture of {}x{}", picture.width, picture.height);
     if (packedBytes(picture.width, picture.height) == 0) {
-        return text(size, "; expected 1x1 to ", kMaxWidth, "x", kMaxHeight);
+        return fmt::format("{}; expected 1x1 to {}x{}", size, kMaxWidth, kMaxHeight);
     }
     if (!picture.pixels) return size + " at a null pointer";
     if (picture.stride != 0 && picture.stride < picture.width) {
-        return text(size, " with a stride of ", picture.stride, " bytes; expected at least ",
-                    picture.width);
+        return fmt::format("{} with a stride of {} bytes; expected at least {}", size,
+                           picture.stride, picture.width);
     }
     const uint64_t expected = Planes(picture).extent();
     if (picture.size >= expected) return "";
-    return text(size, " in ", picture.size, " bytes; expected at least ", expected);
+    return fmt::format("{} in {} bytes; expected at least {}", size, picture.size, expected);
 }
 
 void packPicture(const tyksim_picture& picture, uint8_t* to) {

@@ -13,6 +13,7 @@
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <exception>
+#include <fmt/format.h>
 #include <memory>
 #include <string>
 #include <sys/socket.h>
@@ -30,11 +31,12 @@ class Library {
 public:
     /// Failure when it cannot be loaded, lacks a function or was built for another version.
     explicit Library(const char* path) : library_(dlopen(path, RTLD_NOW | RTLD_LOCAL)) {
-        if (!library_) throw Failure(text("expected a processor: ", dlerror()));
+        if (!library_) throw Failure(fmt::format("expected a processor: {}", dlerror()));
         const int version = find<int()>("tyksim_processor_version")();
         if (version != TYKSIM_PROCESSOR_VERSION) {
-            throw Failure(text("expected a processor for version ", TYKSIM_PROCESSOR_VERSION,
-                               " of the interface, found version ", version));
+            throw Failure(fmt::format(
+                "expected a processor for version {} of the interface, found version {}",
+                TYKSIM_PROCESSOR_VERSION, version));
         }
         open = find<decltype(tyksim_open)>("tyksim_open");
         process = find<decltype(tyksim_process)>("tyksim_process");
@@ -50,7 +52,7 @@ private:
     Function* find(const char* name) const {
         void* const symbol = dlsym(library_, name);
         if (symbol) return reinterpret_cast<Function*>(symbol);
-        throw Failure(text("expected a processor with the function ", name, ", found none"));
+        throw Failure(fmt::format("expected a processor with the function {}, found none", name));
     }
 
     void* library_;
@@ -174,7 +176,7 @@ private:
     std::string takeValue(uint32_t tag, const void* data, size_t size) {
         std::string problem = valueProblem(frame_, tag, size);
         if (problem.empty() && !data && size > 0) {
-            problem = text("handed back a null pointer as the value of tag ", tag);
+            problem = fmt::format("handed back a null pointer as the value of tag {}", tag);
         }
         if (!problem.empty()) return problem;
         auto value = std::find_if(values_.begin(), values_.end(),
@@ -221,7 +223,7 @@ public:
                 library_->close(state_);
                 break;
             default:
-                throw Failure(text("expected a request, found ", request.kind));
+                throw Failure(fmt::format("expected a request, found {}", request.kind));
         }
     }
 
@@ -243,7 +245,7 @@ private:
             return;
         }
         error.back() = '\0';
-        throw Failure(text("refuses to open: ", error.data()));
+        throw Failure(fmt::format("refuses to open: {}", error.data()));
     }
 
     void process() {
@@ -251,7 +253,7 @@ private:
         FrameOutput output(arrived.frame(), made_);
         const int status = library_->process(state_, &arrived.frame(), &output.output());
         if (!output.error().empty()) throw Failure(output.error());
-        if (status != 0) throw Failure(text("gave the error ", status));
+        if (status != 0) throw Failure(fmt::format("gave the error {}", status));
         output.finish();
     }
 
@@ -271,7 +273,7 @@ Message answerTo(const Message& request, Server& server, SharedMemory& made) {
     } catch (const Failure& failure) {
         reason = failure.what();
     } catch (const std::exception& error) {
-        reason = text("threw an exception: ", error.what());
+        reason = fmt::format("threw an exception: {}", error.what());
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (...) {

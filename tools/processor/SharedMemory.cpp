@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,7 +16,8 @@ namespace tyksim {
 namespace {
 
 [[noreturn]] void throwFailure(const char* what) {
-    throw Failure(text("memory for the processor: cannot be ", what, ": ", systemReason(errno)));
+    throw Failure(
+        fmt::format("memory for the processor: cannot be {}: {}", what, systemReason(errno)));
 }
 
 uint64_t rounded(uint64_t bytes, uint64_t unit) {

@@ -84,8 +84,9 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
     SheetFrame result;
     result.entry = frame.frame;
     if (!listing_.read(frame.path())) {
-        result.problems.insert(text(tyktree::escaped(frame.path()),
-                                    ": cannot be listed: ", systemReason(listing_.error())));
+        result.problems.insert(fmt::format("{}: cannot be listed: {}",
+                                           tyktree::escaped(frame.path()),
+                                           systemReason(listing_.error())));
     }
     result.files = listing_.files().size();
     result.bytes = listing_.bytes();
@@ -103,7 +104,7 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
         result.picture = pictures_.make(pathOf(*image), image->image);
         if (!result.picture.problem.empty()) {
             result.problems.insert(
-                text(tyktree::escaped(pathOf(*image)), ": ", result.picture.problem));
+                fmt::format("{}: {}", tyktree::escaped(pathOf(*image)), result.picture.problem));
         }
     }
     return result;
@@ -117,9 +118,10 @@ void SheetFrameReader::readValues(SheetFrame& frame) {
     for (size_t i = 0; i < values.size(); ++i) {
         if (values[i].problem.empty()) continue;
         const std::string& name = values_.names()[i].name;
-        frame.problems.insert(text(tyktree::escaped(listing_.path()), ": ",
-                                   i < kSceneFieldCount ? "scene record" : tyktree::escaped(name),
-                                   ": ", tyktree::escaped(values[i].problem)));
+        frame.problems.insert(
+            fmt::format("{}: {}: {}", tyktree::escaped(listing_.path()),
+                        i < kSceneFieldCount ? "scene record" : tyktree::escaped(name),
+                        tyktree::escaped(values[i].problem)));
     }
     if (values.front().absent()) return;
     frame.scene = Json::array();
@@ -138,7 +140,7 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file, SheetFrame
     if (!parameter.status.ok()) {
         result.crc = parameter.status.problem().reason;
         frame.problems.insert(
-            text(tyktree::escaped(pathOf(file)), ": cannot be read: ", result.crc));
+            fmt::format("{}: cannot be read: {}", tyktree::escaped(pathOf(file)), result.crc));
         return result;
     }
     result.crc = fmt::format("{:08x}", parameter.crc32);

@@ -5,6 +5,7 @@
 #include "tools/console/OptionChecks.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <vector>
 
 namespace tyksim {
@@ -75,7 +76,7 @@ std::string refuseCount(const CLI::App& verb, const std::string& sentence) {
     if (sentence.find("missing") != std::string::npos) {
         return name + ": expected " + valueNameOf(*option) + ", found nothing behind it";
     }
-    return name + ": expected once, found " + std::to_string(option->count()) + " times";
+    return name + ": expected once, found " + fmt::to_string(option->count()) + " times";
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "tools/console/OptionChecks.h"
 
 #include <cstdlib>
+#include <fmt/format.h>
 #include <string>
 
 namespace tyksim {
@@ -16,7 +17,8 @@ int logLevelOfEnvironment(int otherwise) {
     const char* const given = std::getenv(kLogVariable);
     if (!given || *given == '\0') return otherwise;
     const std::string refusal = wholeNumber(0, 5)(given);
-    if (!refusal.empty()) throw WrongUsage(text("environment: ", kLogVariable, ": ", refusal));
+    if (!refusal.empty())
+        throw WrongUsage(fmt::format("environment: {}: {}", kLogVariable, refusal));
     return std::stoi(given);
 }
 
@@ -29,7 +31,7 @@ void addLogLevel(CLI::App& verb, int& level) {
                         "failures, 3 and more details")
             ->transform(wholeNumber(0, 5))
             ->type_name("N")
-            ->default_str(text("what ", kLogVariable, " says, else ", level));
+            ->default_str(fmt::format("what {} says, else {}", kLogVariable, level));
     verb.parse_complete_callback([option, &level] {
         if (option->count() == 0) level = logLevelOfEnvironment(level);
     });

@@ -95,8 +95,9 @@ private:
     void refusePattern() const {
         const std::string& given = options_.selection.tagsFile;
         if (given.find_first_of("*?[") == std::string::npos || isThere(given)) return;
-        throw WrongUsage(text("--tags: expected a tag table, found the pattern ",
-                              tyktree::escaped(given), "; --only-tags takes patterns"));
+        throw WrongUsage(fmt::format(
+            "--tags: expected a tag table, found the pattern {}; --only-tags takes patterns",
+            tyktree::escaped(given)));
     }
 
     void report(const tyktree::FrameRef& frame, const FrameCopy& copied) {

@@ -241,7 +241,7 @@ private:
         if (json_) json_->item(itemOf(frame, result));
         if (json_) return;
         for (const Finding& finding : result.findings) {
-            say(text(ruleOf(finding.rule).name, ": ", toLine(finding)));
+            say(fmt::format("{}: {}", ruleOf(finding.rule).name, toLine(finding)));
         }
     }
 

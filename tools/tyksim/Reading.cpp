@@ -30,7 +30,7 @@ public:
     }
     bool empty() const { return least_ > most_; }
     std::string text() const {
-        return least_ == most_ ? std::to_string(least_) : fmt::format("{}..{}", least_, most_);
+        return least_ == most_ ? fmt::to_string(least_) : fmt::format("{}..{}", least_, most_);
     }
 
 private:

@@ -106,8 +106,8 @@ FrameSource makeSource(const RecordOptions& options) {
     const int width = sizePart(size.substr(0, cross), kMaxWidth);
     const int height = cross < size.size() ? sizePart(size.substr(cross + 1), kMaxHeight) : 0;
     if (width > 0 && height > 0) return {width, height};
-    throw WrongUsage(
-        text("--size: expected WxH from 1x1 to ", kMaxWidth, "x", kMaxHeight, ", found ", size));
+    throw WrongUsage(fmt::format("--size: expected WxH from 1x1 to {}x{}, found {}", kMaxWidth,
+                                 kMaxHeight, size));
 }
 
 /// Sets the user's properties, and the one that switches dumping on unless something else did.
@@ -172,8 +172,8 @@ private:
         simulation_->start();
         task_ = tykhost::hostPath(simulation_->currentTask);
         if (isFolder(task_)) return;
-        throw Failure(text(tyktree::escaped(task_),
-                           ": cannot make the folder: ", reasonFor(task_ + "/frame", 1)));
+        throw Failure(fmt::format("{}: cannot make the folder: {}", tyktree::escaped(task_),
+                                  reasonFor(task_ + "/frame", 1)));
     }
 
     /// The tags that are dumped: others' values would be made for nobody.
@@ -253,16 +253,18 @@ private:
 
     ExitStatus report() {
         findings_.finish();
-        printResult(text("frames: ", recorded_, " dumped of ", options_.frames));
-        printResult(text("files: ", files_, " complete, ", bytes_, " bytes"));
+        printResult(fmt::format("frames: {} dumped of {}", recorded_, options_.frames));
+        printResult(fmt::format("files: {} complete, {} bytes", files_, bytes_));
         // Nothing but the folder that start() made is there to see.
         if (recorded_ == 0) rmdir(task_.c_str());
-        throwIfInterrupted(text("recorded ", counted(recorded_, "frame", "frames"), " of ",
-                                options_.frames, " in ", tyktree::escaped(task_)));
+        throwIfInterrupted(fmt::format("recorded {} of {} in {}",
+                                       counted(recorded_, "frame", "frames"), options_.frames,
+                                       tyktree::escaped(task_)));
         if (recorded_ == 0) {
             if (findings_.count() > 0) return ExitStatus::kFailed;
-            printResult(text("nothing to replay: the property ", kDumpProperty,
-                             " asks for no frame of pipe ", options_.pipe));
+            printResult(
+                fmt::format("nothing to replay: the property {} asks for no frame of pipe {}",
+                            kDumpProperty, options_.pipe));
             return ExitStatus::kClean;
         }
         sayWhatWasSimulated();
@@ -270,8 +272,8 @@ private:
             throw Failure(tyktree::escaped(task_) + ": no file of any frame could be written");
         }
         printResult("task: " + tyktree::escaped(task_));
-        printResult(text("replay with: tyksim replay ", shellWord(root_.empty() ? "/" : root_),
-                         " --pipe ", options_.pipe));
+        printResult(fmt::format("replay with: tyksim replay {} --pipe {}",
+                                shellWord(root_.empty() ? "/" : root_), options_.pipe));
         return findings_.count() > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
     }
 
@@ -279,8 +281,8 @@ private:
         std::string line;
         const auto add = [&line](uint64_t count, const char* what, const char* option) {
             if (count == 0) return;
-            line += text(line.empty() ? "" : ", ", what, " in ", counted(count, "frame", "frames"),
-                         " (", option, " gives it)");
+            line += fmt::format("{}{} in {} ({} gives it)", line.empty() ? "" : ", ", what,
+                                counted(count, "frame", "frames"), option);
         };
         add(simulatedExposure_, "exposure time", "--exposure");
         add(simulatedIso_, "ISO", "--iso");
@@ -332,8 +334,8 @@ void settle(RecordOptions& options) {
     }
     const int largest = INT_MAX - options.frames;
     if (options.firstRequest <= largest && options.firstSof <= largest) return;
-    throw WrongUsage(text("--first-request, --first-sof: expected at most ", largest, " for ",
-                          options.frames, " frames"));
+    throw WrongUsage(fmt::format("--first-request, --first-sof: expected at most {} for {} frames",
+                                 largest, options.frames));
 }
 
 void addFrameOptions(CLI::App& verb, RecordOptions& options) {
@@ -342,7 +344,7 @@ void addFrameOptions(CLI::App& verb, RecordOptions& options) {
         ->type_name("N")
         ->default_str("one per image, or 5");
     verb.add_option("--size", options.size,
-                    text("Size of the test pattern, up to ", kMaxWidth, "x", kMaxHeight))
+                    fmt::format("Size of the test pattern, up to {}x{}", kMaxWidth, kMaxHeight))
         ->type_name("WxH")
         ->default_str("640x480");
     verb.add_option("--pipe", options.pipe, "Pipe id")
@@ -391,7 +393,7 @@ Action defineRecord(CLI::App& verb) {
     verb.add_option("--property", options->properties,
                     "Sets a system property; may be given more than once")
         ->type_name("NAME=VALUE")
-        ->default_str(text(kDumpProperty, "=1"))
+        ->default_str(fmt::format("{}=1", kDumpProperty))
         ->allow_extra_args(false);
     addLogLevel(verb, options->logLevel);
     verb.footer(kFooter);

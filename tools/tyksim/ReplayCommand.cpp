@@ -14,6 +14,7 @@
 #include "tree/read/Escape.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <map>
 #include <memory>
 #include <optional>
@@ -85,7 +86,8 @@ void choosePipe(const std::vector<FrameRef>& frames, const TreeOptions& selectio
     }
     if (pipes.size() > 1) {
         std::string choices;
-        for (const int pipe : pipes) choices += text(choices.empty() ? "" : ", ", pipe);
+        for (const int pipe : pipes)
+            choices += fmt::format("{}{}", choices.empty() ? "" : ", ", pipe);
         throw WrongUsage("the tree holds several pipes; pick one with --pipe: " + choices);
     }
     session.pipe = pipes.empty() ? selection.pipe.value_or(1) : *pipes.begin();
@@ -98,10 +100,9 @@ tyktree::TagCatalog deriveTags(const std::vector<FrameRef>& frames, Reading& rea
     for (const FrameRef& frame : frames) {
         auto& statistics = tasks.try_emplace(frame.task, frame.task->frames.size()).first->second;
         if (!listing.read(frame.path())) {
-            reading.problem(text(tyktree::escaped(frame.path()),
-                                 ": expected a frame folder that tells tags, found one that cannot "
-                                 "be listed: ",
-                                 systemReason(listing.error())));
+            reading.problem(fmt::format(
+                "{}: expected a frame folder that tells tags, found one that cannot be listed: {}",
+                tyktree::escaped(frame.path()), systemReason(listing.error())));
         }
         statistics.add(frame.frame->position, listing);
     }
@@ -134,10 +135,10 @@ public:
         }
         tyktree::SceneRecord record;
         std::copy(scene->bytes.begin(), scene->bytes.end(), record.bytes.begin());
-        printResult(text("scene record of ", name, " (camera ", scene->key.camId, ", sof ",
-                         scene->key.sofId, "):"));
+        printResult(fmt::format("scene record of {} (camera {}, sof {}):", name, scene->key.camId,
+                                scene->key.sofId));
         for (const ::SceneField& field : kSceneFields) {
-            printResult(text("  ", field.path, " = ", tyktree::sceneText(field, record)));
+            printResult(fmt::format("  {} = {}", field.path, tyktree::sceneText(field, record)));
         }
     }
 };
@@ -168,7 +169,7 @@ private:
                               findings_);
         session.run(options_.showScene ? &shower : nullptr);
         report(session.totals());
-        printResult(text("findings: ", findings_.count()));
+        printResult(fmt::format("findings: {}", findings_.count()));
         return findings_.status();
     }
 
@@ -187,7 +188,7 @@ private:
         if (recording.recorded() > 0) out.commit();
         report(session.totals());
         report(recording);
-        printResult(text("findings: ", findings_.count()));
+        printResult(fmt::format("findings: {}", findings_.count()));
         return recording.recorded() == 0 ? ExitStatus::kFindings : findings_.status();
     }
 
@@ -203,9 +204,10 @@ private:
     void sayTags(Reading& reading) {
         if (catalog_.source() == tyktree::TagCatalog::Source::kNone) {
             catalog_ = deriveTags(tree_.frames, reading);
-            printNote(text("tag table: none found; ", catalog_.tags().size(),
-                           " tags derived from the files' names and sizes (ids are made up, but "
-                           "for well-known names)"));
+            printNote(
+                fmt::format("tag table: none found; {} tags derived from the files' names and "
+                            "sizes (ids are made up, but for well-known names)",
+                            catalog_.tags().size()));
         } else {
             printNote("tag table: " + tyktree::escaped(catalog_.path()));
         }
@@ -229,26 +231,27 @@ private:
     }
 
     void report(const SessionTotals& totals) const {
-        printResult(text("tasks: ", totals.tasks, " of pipe ", session_.pipe));
+        printResult(fmt::format("tasks: {} of pipe {}", totals.tasks, session_.pipe));
         printResult(
-            text("frames: ", totals.replayed, " replayed, ", totals.abandoned, " abandoned"));
-        printResult(text("files: ", totals.files, ", ", totals.bytes, " bytes"));
+            fmt::format("frames: {} replayed, {} abandoned", totals.replayed, totals.abandoned));
+        printResult(fmt::format("files: {}, {} bytes", totals.files, totals.bytes));
         if (!session_.verify) return;
         const bool all = totals.verified == totals.promised;
-        printResult(text("verified: ", totals.verified,
-                         all ? std::string() : text(" of ", totals.promised),
-                         " values and images, ", totals.verifiedBytes, " bytes"));
+        printResult(fmt::format("verified: {}{} values and images, {} bytes", totals.verified,
+                                all ? std::string() : fmt::format(" of {}", totals.promised),
+                                totals.verifiedBytes));
     }
 
     void report(const ProcessedRecording& recording) const {
         if (recording.withheld() > 0) {
-            printResult(text("not processed: ", counted(recording.withheld(), "frame", "frames"),
-                             " that did not arrive as the files hold them"));
+            printResult(fmt::format("not processed: {} that did not arrive as the files hold them",
+                                    counted(recording.withheld(), "frame", "frames")));
         }
         printResult(recording.recorded() == 0
                         ? std::string("recorded: nothing; the folder is not made")
-                        : text("recorded: ", counted(recording.recorded(), "frame", "frames"),
-                               " in ", tyktree::escaped(options_.output)));
+                        : fmt::format("recorded: {} in {}",
+                                      counted(recording.recorded(), "frame", "frames"),
+                                      tyktree::escaped(options_.output)));
     }
 
     const ReplayOptions& options_;

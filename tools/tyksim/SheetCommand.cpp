@@ -215,12 +215,12 @@ private:
             }
         };
         if (!options_.assumed.isUsual()) print(options_.assumed.toText());
-        std::string line =
-            text(streamed ? "standard output" : tyktree::escaped(options_.output), ": ",
-                 counted(pairs_.size(), "frame", "frames"), ", ", countsText(mine));
+        std::string line = fmt::format(
+            "{}: {}, {}", streamed ? "standard output" : tyktree::escaped(options_.output),
+            counted(pairs_.size(), "frame", "frames"), countsText(mine));
         if (other) {
-            line += text("; ", tyktree::escaped(options_.against), ": ", comparedText(), ", ",
-                         countsText(*other));
+            line += fmt::format("; {}: {}, {}", tyktree::escaped(options_.against), comparedText(),
+                                countsText(*other));
         }
         print(line);
         const bool clean = !mine.any(tyktree::Severity::kWarning) &&
@@ -231,8 +231,8 @@ private:
     /// What the comparison of the frames came to.
     std::string comparedText() const {
         if (compared_ == 0) return "no frame matches";
-        return text(different_, " of ", counted(compared_, "frame", "frames"),
-                    different_ == 1 ? " differs" : " differ");
+        return fmt::format("{} of {}{}", different_, counted(compared_, "frame", "frames"),
+                           different_ == 1 ? " differs" : " differ");
     }
 
     const SheetOptions& options_;

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <fmt/format.h>
 #include <iterator>
 #include <memory>
 #include <new>
@@ -76,9 +77,9 @@ ExitStatus flushResults(ExitStatus status) {
     const std::vector<std::string> nearest = tyktags::nearestNames(word, names);
     const std::string advice =
         nearest.empty() ? "" : "; did you mean " + tyktags::joinedByOr(nearest) + "?";
-    throw tyksim::WrongUsage(tyksim::text("expected a verb, found ", tyksim::shellWord(word),
-                                          advice, advice.empty() ? ";" : "",
-                                          " `tyksim help` lists the verbs"));
+    throw tyksim::WrongUsage(
+        fmt::format("expected a verb, found {}{}{} `tyksim help` lists the verbs",
+                    tyksim::shellWord(word), advice, advice.empty() ? ";" : ""));
 }
 
 bool isVerb(const std::string& word) {
@@ -122,9 +123,9 @@ ExitStatus answer(const CLI::App& app, const CLI::ParseError& error) {
     }
     const std::vector<CLI::App*> verbs = app.get_subcommands();
     const CLI::App& verb = verbs.empty() ? app : *verbs.front();
-    throw tyksim::WrongUsage(tyksim::text(tyksim::refusalOf(verb, error), " (`tyksim ",
-                                          verbs.empty() ? "" : verb.get_name() + " ",
-                                          "--help` says more)"));
+    throw tyksim::WrongUsage(fmt::format("{} (`tyksim {}--help` says more)",
+                                         tyksim::refusalOf(verb, error),
+                                         verbs.empty() ? "" : verb.get_name() + " "));
 }
 
 /// Reads the command line and runs its verb.
@@ -166,7 +167,7 @@ ExitStatus runGuarded(int argc, char** argv) {
         tyksim::printNote(error.what());
         status = ExitStatus::kWrongUsage;
     } catch (const std::filesystem::filesystem_error& error) {
-        tyksim::printNote(tyksim::text(error.path1().string(), ": ", error.code().message()));
+        tyksim::printNote(fmt::format("{}: {}", error.path1().string(), error.code().message()));
     } catch (const std::bad_alloc&) {
         tyksim::printNote("out of memory");
     } catch (const std::exception& error) {
@@ -185,7 +186,7 @@ int endBySignal(const tyksim::Interrupted& interrupted) {
     static_cast<void>(std::fflush(stdout));
     const std::string state = interrupted.state().empty() ? "" : ": " + interrupted.state();
     if (signal != SIGPIPE) {
-        tyksim::printNote(tyksim::text("stopped by ", strsignal(signal), state));
+        tyksim::printNote(fmt::format("stopped by {}{}", strsignal(signal), state));
     }
     static_cast<void>(std::signal(signal, SIG_DFL));
     static_cast<void>(std::raise(signal));
