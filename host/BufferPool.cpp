@@ -1,6 +1,6 @@
 #include "host/BufferPool.h"
 
-#include "host/Immortal.h"
+#include "host/NoDestructor.h"
 
 #include <cstdlib>
 #include <exception>
@@ -133,7 +133,7 @@ std::mutex poolMutex;
 
 // The process's pool. A static object's destructor may still return a buffer to it.
 Pool& pool() {
-    static Immortal<Pool> instance;
+    static NoDestructor<Pool> instance;
     return *instance;
 }
 

@@ -1,7 +1,7 @@
 #include "host/DeviceRoot.h"
 
 #include "host/DevicePath.h"
-#include "host/Immortal.h"
+#include "host/NoDestructor.h"
 
 #include <atomic>
 #include <cerrno>
@@ -24,7 +24,7 @@ std::atomic<const std::string*> rootInForce{nullptr};
 std::mutex rootsMutex;
 
 const std::string* keep(std::string_view folder) {
-    static Immortal<std::set<std::string>> roots;
+    static NoDestructor<std::set<std::string>> roots;
     while (!folder.empty() && folder.back() == '/') folder.remove_suffix(1);
     const std::lock_guard<std::mutex> lock(rootsMutex);
     return &*(*roots).emplace(folder).first;

@@ -1,7 +1,7 @@
 #include "host/ParamService.h"
 
 #include "core/Limits.h"
-#include "host/Immortal.h"
+#include "host/NoDestructor.h"
 #include "platform/ParamSet.h"
 
 #include <algorithm>
@@ -203,7 +203,7 @@ void Service::forgetPublished() {
 std::mutex serviceMutex;
 
 Service& service() {
-    static Immortal<Service> instance;
+    static NoDestructor<Service> instance;
     return *instance;
 }
 

@@ -1,6 +1,6 @@
 #include "host/Properties.h"
 
-#include "host/Immortal.h"
+#include "host/NoDestructor.h"
 #include "platform/Properties.h"
 
 #include <algorithm>
@@ -12,14 +12,14 @@
 
 namespace {
 
-using tykhost::Immortal;
+using tykhost::NoDestructor;
 
 constexpr size_t kMaxLength = kPropertyValueSize - 1;
 
 std::mutex propertiesMutex;
 
 std::map<std::string, std::string>& properties() {
-    static Immortal<std::map<std::string, std::string>> values;
+    static NoDestructor<std::map<std::string, std::string>> values;
     return *values;
 }
 

@@ -35,9 +35,4 @@ void FindingSummary::finish() const {
     }
 }
 
-uint64_t FindingSummary::countOf(tyktree::RuleId rule) const {
-    const auto found = counts_.find(rule);
-    return found == counts_.end() ? 0 : found->second;
-}
-
 }  // namespace tyksim

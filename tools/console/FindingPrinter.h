@@ -41,7 +41,6 @@ public:
     void finish() const;
 
     uint64_t count() const { return first_.count(); }
-    uint64_t countOf(tyktree::RuleId rule) const;
 
 private:
     FindingPrinter first_;

@@ -34,14 +34,6 @@ std::string humanSeconds(int64_t seconds) {
     return fmt::format("{} h {:02} min", seconds / 3600, seconds / 60 % 60);
 }
 
-std::string humanExposure(uint64_t nanoseconds) {
-    if (nanoseconds == 0) return "0 s";
-    const double seconds = static_cast<double>(nanoseconds) / 1e9;
-    // From about a third of a second on people speak of seconds.
-    if (seconds >= 0.3) return fmt::format("{:.3g} s", seconds);
-    return fmt::format("1/{:.0f} s", 1 / seconds);
-}
-
 std::string rangesText(const std::vector<std::pair<int64_t, int64_t>>& ranges, size_t most) {
     std::string text;
     for (size_t i = 0; i < std::min(most, ranges.size()); ++i) {

@@ -17,9 +17,6 @@ std::string humanTime(int64_t milliseconds);
 /// "7 s", "2 min 05 s", "3 h 20 min".
 std::string humanSeconds(int64_t seconds);
 
-/// "1/125 s", "2.5 s" of an exposure time in nanoseconds.
-std::string humanExposure(uint64_t nanoseconds);
-
 /// "3, 7..9, 12" of ranges with both ends included; after `most` of them "and 5 more".
 std::string rangesText(const std::vector<std::pair<int64_t, int64_t>>& ranges, size_t most = 8);
 

@@ -267,7 +267,7 @@ private:
                             kDumpProperty, options_.pipe));
             return ExitStatus::kClean;
         }
-        sayWhatWasSimulated();
+        reportSimulated();
         if (files_ == 0) {
             throw Failure(tyktree::escaped(task_) + ": no file of any frame could be written");
         }
@@ -277,7 +277,7 @@ private:
         return findings_.count() > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
     }
 
-    void sayWhatWasSimulated() const {
+    void reportSimulated() const {
         std::string line;
         const auto add = [&line](uint64_t count, const char* what, const char* option) {
             if (count == 0) return;

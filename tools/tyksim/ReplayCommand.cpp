@@ -154,7 +154,7 @@ public:
                 IndexProblems::kSaidByCheck),
           catalog_(tree_.catalog) {
         choosePipe(tree_.frames, options.selection, session_);
-        sayTags(reading);
+        reportTags(reading);
         edits_ = Edits(options.settings, catalog_, tagNames(catalog_));
         edits_.requireFiles(tree_.frames, [](const tyktree::FileEntry&) { return true; });
     }
@@ -201,7 +201,7 @@ private:
                                    "one that did not", problem}));
     }
 
-    void sayTags(Reading& reading) {
+    void reportTags(Reading& reading) {
         if (catalog_.source() == tyktree::TagCatalog::Source::kNone) {
             catalog_ = deriveTags(tree_.frames, reading);
             printNote(

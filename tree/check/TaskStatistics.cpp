@@ -60,8 +60,7 @@ bool Geometry::operator==(const Geometry& other) const {
     return width == other.width && height == other.height;
 }
 
-TaskStatistics::TaskStatistics(size_t frames)
-    : images_(frames), scenes_(frames), sceneParts_(frames) {}
+TaskStatistics::TaskStatistics(size_t frames) : images_(frames), sceneParts_(frames) {}
 
 void TaskStatistics::add(uint32_t position, const FrameListing& listing) {
     const size_t index = position - 1;
@@ -77,8 +76,6 @@ void TaskStatistics::add(uint32_t position, const FrameListing& listing) {
             setCamera(file.image.camId, index);
             set(imageCameras_[file.image.camId], index);
             ++geometries_[{file.image.width, file.image.height}];
-        } else if (file.kind == Kind::kSceneXml) {
-            set(scenes_, index);
         }
         const bool scene = file.kind == Kind::kSceneXml || file.kind == Kind::kSceneBlock;
         if (scene) set(sceneParts_, index);

@@ -68,9 +68,8 @@ public:
     const std::map<Geometry, uint64_t>& geometries() const { return geometries_; }
     uint64_t files() const { return files_; }
     uint64_t bytes() const { return bytes_; }
-    /// The frames that have an image, the scene record's XML file, or any file of the scene record.
+    /// The frames that have an image, or any file of the scene record.
     const std::vector<bool>& images() const { return images_; }
-    const std::vector<bool>& scenes() const { return scenes_; }
     const std::vector<bool>& sceneParts() const { return sceneParts_; }
     /// The frames that have files of a camera, by camera id.
     const std::map<int, std::vector<bool>>& cameras() const { return cameras_; }
@@ -86,7 +85,7 @@ private:
     std::map<std::string, std::vector<size_t>, std::less<>> byName_;
     std::map<Geometry, uint64_t> geometries_;
     std::map<int, std::vector<bool>> cameras_, imageCameras_;
-    std::vector<bool> images_, scenes_, sceneParts_;
+    std::vector<bool> images_, sceneParts_;
     uint64_t files_ = 0;
     uint64_t bytes_ = 0;
 };

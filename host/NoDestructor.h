@@ -8,11 +8,11 @@ namespace tykhost {
 /// Holds a T that is never destroyed, for a static variable that destructors of other static
 /// objects may still use. The T lies in this object; only T's constructor may allocate.
 template <typename T>
-class Immortal {
+class NoDestructor {
 public:
-    Immortal() : object_(new (storage_) T) {}
-    Immortal(const Immortal&) = delete;
-    Immortal& operator=(const Immortal&) = delete;
+    NoDestructor() : object_(new (storage_) T) {}
+    NoDestructor(const NoDestructor&) = delete;
+    NoDestructor& operator=(const NoDestructor&) = delete;
 
     T& operator*() { return *object_; }
 
