@@ -2,31 +2,44 @@
 // the help shows the words or the range that stand here.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace tyksim {
 
+/// A check of an option's value.
+struct ValueCheck {
+    /// What the help shows of the values that are taken.
+    enum class Shown {
+        kNothing,
+        kWords,  ///< "a|b|c", in the place of the value's name
+        kRange,  ///< "1 to 100", behind the option's text
+    };
+
+    /// Returns "", or what was expected and what was found. May put a value that it takes into
+    /// another form.
+    std::function<std::string(std::string& given)> refuse;
+    Shown shown = Shown::kNothing;
+    std::string values;  ///< the words or the range
+};
+
 /// A whole number from `least` to `most`, in decimal. From the largest `int` on, `most` is not
 /// spoken of.
-CLI::Validator wholeNumber(int64_t least, int64_t most);
+ValueCheck wholeNumber(int64_t least, int64_t most);
 
 /// A finite number from `least` to `most`.
-CLI::Validator realNumber(double least, double most);
+ValueCheck realNumber(double least, double most);
 
 /// Anything but "", which would be as if the option were not there.
-CLI::Validator notEmpty();
+ValueCheck notEmpty();
 
 /// One of the words, as it stands.
-CLI::Validator oneOf(std::vector<std::string> words);
+ValueCheck oneOf(std::vector<std::string> words);
 
-/// What stands for the value of `option`: "FILE", "N", or the words that it takes, "a|b|c".
-std::string valueNameOf(const CLI::Option& option);
-
-/// The numbers that `option` takes, "1 to 100", or "" where one end is open.
-std::string rangeOf(const CLI::Option& option);
+/// The finite or infinite number that all of `given` spells.
+std::optional<double> numberFrom(const std::string& given);
 
 }  // namespace tyksim

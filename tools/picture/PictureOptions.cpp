@@ -3,8 +3,6 @@
 #include "tools/console/Console.h"
 #include "tools/console/OptionChecks.h"
 
-#include <CLI/CLI.hpp>
-
 #include <array>
 #include <charconv>
 #include <fmt/format.h>
@@ -44,14 +42,14 @@ const char* wordOf(const std::array<Word<Value>, kCount>& words, Value value) {
 
 /// Adds an option that takes one of the words.
 template <typename Value, size_t kCount>
-CLI::Option* addWords(CLI::App& verb, const char* name, const char* help,
-                      const std::array<Word<Value>, kCount>& words, Value& value) {
+Option addWords(VerbOptions& verb, const char* name, const char* help,
+                const std::array<Word<Value>, kCount>& words, Value& value) {
     const char* const initial = wordOf(words, value);
     std::vector<std::string> allowed;
     allowed.reserve(words.size());
     for (const Word<Value>& word : words) allowed.emplace_back(word.word);
     return verb
-        .add_option_function<std::string>(
+        .optionFunction(
             name,
             [&words, &value](const std::string& given) {
                 for (const Word<Value>& word : words) {
@@ -59,8 +57,8 @@ CLI::Option* addWords(CLI::App& verb, const char* name, const char* help,
                 }
             },
             help)
-        ->check(oneOf(std::move(allowed)))
-        ->default_str(initial);
+        .takes(oneOf(std::move(allowed)))
+        .defaultText(initial);
 }
 
 constexpr int kMostDivisor = 1024;
@@ -73,6 +71,15 @@ int divisorOf(const std::string& given) {
     const char* const end = given.data() + given.size();
     const auto [stop, error] = std::from_chars(given.data() + start.size(), end, divisor);
     return error == std::errc() && stop == end && divisor <= kMostDivisor ? divisor : 0;
+}
+
+/// The check of --scale.
+ValueCheck reduction() {
+    return {[](std::string& given) {
+                if (divisorOf(given) >= 1) return std::string();
+                return fmt::format("expected 1/1 to 1/{}, found {}", kMostDivisor, given);
+            },
+            ValueCheck::Shown::kNothing, ""};
 }
 
 }  // namespace
@@ -105,33 +112,28 @@ Json AssumedPicture::toJson() const {
             {"stride", stride > 0 ? Json(stride) : Json()}};
 }
 
-void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed) {
+void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed) {
     addWords(verb, "--order", "Which chroma sample comes first", kOrders, assumed.order);
-    verb.add_option("--stride", assumed.stride, "Bytes from one row to the next")
-        ->transform(wholeNumber(1, 1 << 20))
-        ->type_name("N")
-        ->default_str("the width");
+    verb.option("--stride", assumed.stride, "Bytes from one row to the next")
+        .takes(wholeNumber(1, 1 << 20))
+        .valueName("N")
+        .defaultText("the width");
     addWords(verb, "--matrix", "Matrix of the samples", kMatrices, assumed.rule.matrix);
     addWords(verb, "--range", "Range of the samples", kRanges, assumed.rule.range);
 }
 
-void addPictureStyle(CLI::App& verb, PictureStyle& style) {
+void addPictureStyle(VerbOptions& verb, PictureStyle& style) {
     addWords(verb, "--format", "Of the pictures", kFormats, style.format);
-    verb.add_option("--quality", style.quality, "Of JPEG")
-        ->transform(wholeNumber(1, 100))
-        ->type_name("N")
-        ->capture_default_str();
+    verb.option("--quality", style.quality, "Of JPEG")
+        .takes(wholeNumber(1, 100))
+        .valueName("N")
+        .showDefault();
     addWords(verb, "--plane", "Only this plane, in grey", kPlanes, style.plane);
-    verb.add_option_function<std::string>(
-            "--scale",
-            [&style](const std::string& given) {
-                style.divisor = divisorOf(given);
-                if (style.divisor >= 1) return;
-                throw CLI::ValidationError(
-                    "--scale", fmt::format("expected 1/1 to 1/{}, found {}", kMostDivisor, given));
-            },
+    verb.optionFunction(
+            "--scale", [&style](const std::string& given) { style.divisor = divisorOf(given); },
             "Make them smaller by a whole number")
-        ->type_name("1/N");
+        .takes(reduction())
+        .valueName("1/N");
     addWords(verb, "--rotate", "Degrees clockwise", kTurns, style.degrees);
 }
 

@@ -2,14 +2,11 @@
 #pragma once
 
 #include "core/TreeNames.h"
+#include "tools/console/VerbOptions.h"
 #include "tools/json/Json.h"
 #include "tools/picture/PictureRenderer.h"
 
 #include <string>
-
-namespace CLI {
-class App;
-}
 
 namespace tyksim {
 
@@ -34,11 +31,11 @@ struct AssumedPicture {
 
 /// Adds --order, --stride, --matrix and --range to a verb that looks at images. `assumed` takes the
 /// values and must outlive their reading.
-void addAssumedPicture(CLI::App& verb, AssumedPicture& assumed);
+void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed);
 
 /// Adds --format, --quality, --plane, --scale and --rotate to a verb. `style` takes the values and
 /// must outlive their reading.
-void addPictureStyle(CLI::App& verb, PictureStyle& style);
+void addPictureStyle(VerbOptions& verb, PictureStyle& style);
 
 /// End of the name of a file with a picture of that style.
 std::string fileEnding(const PictureStyle& style, const PictureSize& size);

@@ -1,5 +1,5 @@
 # Puts the page's parts together and makes a C++ source of them: included by the build, it adds that
-# source to tyksim; run as a script (cmake -D OUT=FILE -P Page.cmake), it writes it.
+# source to the tool's library; run as a script (cmake -D OUT=FILE -P Page.cmake), it writes it.
 set(page_parts page.html page.css model.js frames.js detail.js page.js)
 list(TRANSFORM page_parts PREPEND ${CMAKE_CURRENT_LIST_DIR}/)
 
@@ -9,7 +9,7 @@ if(NOT CMAKE_SCRIPT_MODE_FILE)
         COMMAND ${CMAKE_COMMAND} -D OUT=${page_source} -P ${CMAKE_CURRENT_LIST_FILE}
         DEPENDS ${page_parts} ${CMAKE_CURRENT_LIST_FILE}
         COMMENT "Embedding the sheet's page" VERBATIM)
-    target_sources(tyksim PRIVATE ${page_source})
+    target_sources(tyktools PRIVATE ${page_source})
     return()
 endif()
 

@@ -136,16 +136,16 @@ ExitStatus check(const CheckVerbOptions& options) {
 
 }  // namespace
 
-Action defineCheck(CLI::App& verb) {
+Action defineCheck(VerbOptions& verb) {
     const auto options = std::make_shared<CheckVerbOptions>();
     addReadingOptions(verb, options->reading);
-    verb.get_option("TREE")->required(false)->description(
+    verb.existing("TREE").required(false).description(
         "Trees, parts of trees, or dump configurations");
-    verb.add_flag("--deep", options->deep, "Read all files: unreadable ones, images of one value");
-    verb.add_option("--fail-on", options->failOn, "Least severity that makes the exit status 3")
-        ->check(oneOf({"error", "warning", "note"}))
-        ->capture_default_str();
-    verb.add_flag("--rules", options->rules, "List the rules and end");
+    verb.flag("--deep", options->deep, "Read all files: unreadable ones, images of one value");
+    verb.option("--fail-on", options->failOn, "Least severity that makes the exit status 3")
+        .takes(oneOf({"error", "warning", "note"}))
+        .showDefault();
+    verb.flag("--rules", options->rules, "List the rules and end");
     verb.footer(kFooter);
     return [options] { return check(*options); };
 }

@@ -2,7 +2,7 @@
 
 #include "tags/NearestNames.h"
 #include "tools/console/Console.h"
-#include "tools/console/OptionChecks.h"
+#include "tools/console/VerbOptions.h"
 
 #include <algorithm>
 #include <fmt/format.h>

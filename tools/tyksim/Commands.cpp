@@ -16,25 +16,24 @@ constexpr const char* kLogVariable = "TYKSIM_LOG_LEVEL";
 int logLevelOfEnvironment(int otherwise) {
     const char* const given = std::getenv(kLogVariable);
     if (!given || *given == '\0') return otherwise;
-    const std::string refusal = wholeNumber(0, 5)(given);
+    std::string level = given;
+    const std::string refusal = wholeNumber(0, 5).refuse(level);
     if (!refusal.empty())
         throw WrongUsage(fmt::format("environment: {}: {}", kLogVariable, refusal));
-    return std::stoi(given);
+    return std::stoi(level);
 }
 
 }  // namespace
 
-void addLogLevel(CLI::App& verb, int& level) {
-    CLI::Option* const option =
-        verb.add_option("--log-level", level,
-                        "Library log lines to show: 0 none (failures are findings in any case), 1 "
-                        "failures, 3 and more details")
-            ->transform(wholeNumber(0, 5))
-            ->type_name("N")
-            ->default_str(fmt::format("what {} says, else {}", kLogVariable, level));
-    verb.parse_complete_callback([option, &level] {
-        if (option->count() == 0) level = logLevelOfEnvironment(level);
-    });
+void addLogLevel(VerbOptions& verb, int& level) {
+    const Option option =
+        verb.option("--log-level", level,
+                    "Library log lines to show: 0 none (failures are findings in any case), 1 "
+                    "failures, 3 and more details")
+            .takes(wholeNumber(0, 5))
+            .valueName("N")
+            .defaultText(fmt::format("what {} says, else {}", kLogVariable, level));
+    verb.whereMissing(option, [&level] { level = logLevelOfEnvironment(level); });
 }
 
 }  // namespace tyksim

@@ -2,8 +2,7 @@
 #pragma once
 
 #include "tools/console/Console.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/console/VerbOptions.h"
 
 #include <functional>
 
@@ -13,20 +12,20 @@ namespace tyksim {
 /// throws.
 using Action = std::function<ExitStatus()>;
 
-Action defineRecord(CLI::App& verb);
-Action defineReplay(CLI::App& verb);
-Action defineSheet(CLI::App& verb);
-Action defineInfo(CLI::App& verb);
-Action defineCheck(CLI::App& verb);
-Action defineShow(CLI::App& verb);
-Action defineTrack(CLI::App& verb);
-Action defineCopy(CLI::App& verb);
-Action defineExport(CLI::App& verb);
-Action defineDiff(CLI::App& verb);
+Action defineRecord(VerbOptions& verb);
+Action defineReplay(VerbOptions& verb);
+Action defineSheet(VerbOptions& verb);
+Action defineInfo(VerbOptions& verb);
+Action defineCheck(VerbOptions& verb);
+Action defineShow(VerbOptions& verb);
+Action defineTrack(VerbOptions& verb);
+Action defineCopy(VerbOptions& verb);
+Action defineExport(VerbOptions& verb);
+Action defineDiff(VerbOptions& verb);
 
 /// Adds the option of the verbs that run the library: which of its log lines are shown. `level`
 /// brings the default, takes the value, and must outlive the reading of the options. Where the
 /// option is not given, the variable TYKSIM_LOG_LEVEL counts.
-void addLogLevel(CLI::App& verb, int& level);
+void addLogLevel(VerbOptions& verb, int& level);
 
 }  // namespace tyksim

@@ -124,18 +124,18 @@ private:
 
 }  // namespace
 
-Action defineCopy(CLI::App& verb) {
+Action defineCopy(VerbOptions& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
-    verb.add_option("-o,--output", options->out, "Folder to make")->required()->type_name("OUT");
+    verb.option("TREE", options->tree, "A tree, or part of one").required();
+    verb.option("-o,--output", options->out, "Folder to make").required().valueName("OUT");
     addTreeOptions(verb, options->selection);
-    verb.add_option("--only-tags", options->copy.onlyTags,
-                    "Only tags whose names match this shell pattern")
-        ->type_name("GLOB");
-    verb.add_flag("--no-images", options->noImages, "Leave the images out");
-    verb.add_option("--set", options->settings, "Set a value in every selected frame")
-        ->type_name("NAME=VALUE")
-        ->allow_extra_args(false);
+    verb.option("--only-tags", options->copy.onlyTags,
+                "Only tags whose names match this shell pattern")
+        .valueName("GLOB");
+    verb.flag("--no-images", options->noImages, "Leave the images out");
+    verb.option("--set", options->settings, "Set a value in every selected frame")
+        .valueName("NAME=VALUE")
+        .oneValueEach();
     addForce(verb, options->force);
     verb.footer(kFooter);
     return [options] {

@@ -236,35 +236,35 @@ private:
 
 }  // namespace
 
-Action defineDiff(CLI::App& verb) {
+Action defineDiff(VerbOptions& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("A", options->a, "A frame, a task or a tree")->required();
-    verb.add_option("B", options->b, "What it is held against")->required();
-    verb.add_option_function<std::string>(
+    verb.option("A", options->a, "A frame, a task or a tree").required();
+    verb.option("B", options->b, "What it is held against").required();
+    verb.optionFunction(
             "--match",
             [options](const std::string& by) {
                 options->match = by == "order" ? MatchBy::kOrder : MatchBy::kRequest;
             },
             "How frames belong together")
-        ->check(oneOf({"request", "order"}))
-        ->default_str("request");
-    verb.add_option("--tolerance", options->tolerance,
-                    "Samples that differ by at most N count as the same")
-        ->transform(wholeNumber(0, 255))
-        ->type_name("N")
-        ->capture_default_str();
-    verb.add_option("--ignore", options->ignored, "Leave this out of the comparison")
-        ->type_name("NAME")
-        ->allow_extra_args(false);
-    verb.add_option("--heat-map", options->heatMaps, "Folder to make for pictures of where")
-        ->type_name("DIR");
-    verb.add_option("--worst", options->worst, "Frames to show")
-        ->transform(wholeNumber(0, 100000))
-        ->type_name("N")
-        ->capture_default_str();
+        .takes(oneOf({"request", "order"}))
+        .defaultText("request");
+    verb.option("--tolerance", options->tolerance,
+                "Samples that differ by at most N count as the same")
+        .takes(wholeNumber(0, 255))
+        .valueName("N")
+        .showDefault();
+    verb.option("--ignore", options->ignored, "Leave this out of the comparison")
+        .valueName("NAME")
+        .oneValueEach();
+    verb.option("--heat-map", options->heatMaps, "Folder to make for pictures of where")
+        .valueName("DIR");
+    verb.option("--worst", options->worst, "Frames to show")
+        .takes(wholeNumber(0, 100000))
+        .valueName("N")
+        .showDefault();
     addAssumedPicture(verb, options->assumed);
     addTreeOptions(verb, options->tree);
-    verb.add_flag("--json", options->json, "One JSON document, on one line");
+    verb.flag("--json", options->json, "One JSON document, on one line");
     addForce(verb, options->force);
     verb.footer(kFooter);
     return [options] {

@@ -321,19 +321,19 @@ void finish(Options& options) {
 
 }  // namespace
 
-Action defineExport(CLI::App& verb) {
+Action defineExport(VerbOptions& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
-    verb.add_option("-o,--output", options->folder, "Folder to make")->type_name("DIR");
-    verb.add_option("--y4m", options->video, "Video to make instead; - is standard output")
-        ->type_name("FILE");
-    verb.add_option("--fps", options->rate, "Frames of the video per second")
-        ->type_name("RATE")
-        ->default_str("30");
+    verb.option("TREE", options->tree, "A tree, or part of one").required();
+    verb.option("-o,--output", options->folder, "Folder to make").valueName("DIR");
+    verb.option("--y4m", options->video, "Video to make instead; - is standard output")
+        .valueName("FILE");
+    verb.option("--fps", options->rate, "Frames of the video per second")
+        .valueName("RATE")
+        .defaultText("30");
     addPictureStyle(verb, options->style);
     addAssumedPicture(verb, options->assumed);
     addTreeOptions(verb, options->reading.tree);
-    verb.add_flag("--json", options->reading.json, "One JSON document, on one line");
+    verb.flag("--json", options->reading.json, "One JSON document, on one line");
     addForce(verb, options->force);
     verb.footer(kFooter);
     return [options] {

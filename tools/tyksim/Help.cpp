@@ -1,7 +1,7 @@
 #include "tools/tyksim/Help.h"
 
 #include "tools/console/Console.h"
-#include "tools/console/OptionChecks.h"
+#include "tools/console/VerbOptions.h"
 #include "tools/console/Wrap.h"
 
 #include <algorithm>

@@ -118,11 +118,11 @@ private:
 
 }  // namespace
 
-Action defineInfo(CLI::App& verb) {
+Action defineInfo(VerbOptions& verb) {
     const auto options = std::make_shared<InfoOptions>();
     addReadingOptions(verb, options->reading);
-    verb.add_option("--by", options->by, "List what there is by task, frame or tag")
-        ->check(oneOf({"task", "frame", "tag"}));
+    verb.option("--by", options->by, "List what there is by task, frame or tag")
+        .takes(oneOf({"task", "frame", "tag"}));
     verb.footer(kFooter);
     return [options] {
         return readTrees(

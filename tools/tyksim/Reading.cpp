@@ -213,10 +213,10 @@ std::vector<std::string> tagNamesOf(const OpenedTree& tree) {
     return {names.begin(), names.end()};
 }
 
-void addReadingOptions(CLI::App& verb, ReadingOptions& options) {
-    verb.add_option("TREE", options.trees, "Trees, or parts of trees")->required();
+void addReadingOptions(VerbOptions& verb, ReadingOptions& options) {
+    verb.option("TREE", options.trees, "Trees, or parts of trees").required();
     addTreeOptions(verb, options.tree);
-    verb.add_flag("--json", options.json, "One JSON document per tree, on one line");
+    verb.flag("--json", options.json, "One JSON document per tree, on one line");
 }
 
 ExitStatus readTrees(const ReadingOptions& options, const char* schema, const ReadTree& read,

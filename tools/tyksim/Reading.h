@@ -6,8 +6,6 @@
 #include "tools/tyksim/Commands.h"
 #include "tools/tyksim/TreeOptions.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -107,7 +105,7 @@ struct ReadingOptions {
 };
 
 /// Adds TREE..., the selection and --json. `options` must outlive the reading of the options.
-void addReadingOptions(CLI::App& verb, ReadingOptions& options);
+void addReadingOptions(VerbOptions& verb, ReadingOptions& options);
 
 /// What a verb does with one tree.
 using ReadTree = std::function<ExitStatus(const OpenedTree& tree, Reading& reading)>;

@@ -311,17 +311,15 @@ private:
 /// An exposure time in seconds, "1/125" or "0.008", as nanoseconds.
 uint64_t parseExposure(const std::string& given) {
     const size_t slash = given.find('/');
-    double seconds = 0;
-    bool good = CLI::detail::lexical_cast(given.substr(0, slash), seconds);
-    if (good && slash != std::string::npos) {
-        double divisor = 0;
-        good = CLI::detail::lexical_cast(given.substr(slash + 1), divisor) && divisor > 0;
-        seconds /= divisor;
+    std::optional<double> seconds = numberFrom(given.substr(0, slash));
+    if (seconds && slash != std::string::npos) {
+        const double divisor = numberFrom(given.substr(slash + 1)).value_or(0);
+        seconds = divisor > 0 ? std::optional(*seconds / divisor) : std::nullopt;
     }
     constexpr double kNanoseconds = 1e9;
     constexpr double kMost = 9e9;  // seconds; the nanoseconds fit 63 bits
-    if (good && seconds >= 1 / kNanoseconds && seconds <= kMost) {
-        return static_cast<uint64_t>(std::llround(seconds * kNanoseconds));
+    if (seconds && *seconds >= 1 / kNanoseconds && *seconds <= kMost) {
+        return static_cast<uint64_t>(std::llround(*seconds * kNanoseconds));
     }
     throw WrongUsage("--exposure: expected seconds such as 1/125 or 0.008, found " + given);
 }
@@ -338,63 +336,62 @@ void settle(RecordOptions& options) {
                                  largest, options.frames));
 }
 
-void addFrameOptions(CLI::App& verb, RecordOptions& options) {
-    verb.add_option("--frames", options.frames, "Frames to record")
-        ->transform(wholeNumber(1, 100000000))
-        ->type_name("N")
-        ->default_str("one per image, or 5");
-    verb.add_option("--size", options.size,
-                    fmt::format("Size of the test pattern, up to {}x{}", kMaxWidth, kMaxHeight))
-        ->type_name("WxH")
-        ->default_str("640x480");
-    verb.add_option("--pipe", options.pipe, "Pipe id")
-        ->transform(wholeNumber(0, INT_MAX))
-        ->type_name("ID")
-        ->capture_default_str();
-    verb.add_option("--camera", options.camera, "Camera id")
-        ->transform(wholeNumber(0, 255))
-        ->type_name("ID")
-        ->capture_default_str();
-    verb.add_option("--first-request", options.firstRequest, "Request id of the first frame")
-        ->transform(wholeNumber(0, INT_MAX))
-        ->type_name("ID")
-        ->capture_default_str();
-    verb.add_option("--first-sof", options.firstSof, "Sof id of the first frame")
-        ->transform(wholeNumber(0, INT_MAX))
-        ->type_name("ID")
-        ->capture_default_str();
-    verb.add_option("--exposure", options.exposure, "Exposure time of every frame")
-        ->type_name("SECONDS")
-        ->default_str("the photograph's, or simulated");
-    verb.add_option("--iso", options.given.iso, "ISO of every frame")
-        ->transform(wholeNumber(1, UINT_MAX))
-        ->type_name("N")
-        ->default_str("likewise");
-    verb.add_option("--ev", options.given.biasEv, "Exposure bias")
-        ->check(realNumber(-100, 100))
-        ->type_name("EV")
-        ->default_str("likewise");
+void addFrameOptions(VerbOptions& verb, RecordOptions& options) {
+    verb.option("--frames", options.frames, "Frames to record")
+        .takes(wholeNumber(1, 100000000))
+        .valueName("N")
+        .defaultText("one per image, or 5");
+    verb.option("--size", options.size,
+                fmt::format("Size of the test pattern, up to {}x{}", kMaxWidth, kMaxHeight))
+        .valueName("WxH")
+        .defaultText("640x480");
+    verb.option("--pipe", options.pipe, "Pipe id")
+        .takes(wholeNumber(0, INT_MAX))
+        .valueName("ID")
+        .showDefault();
+    verb.option("--camera", options.camera, "Camera id")
+        .takes(wholeNumber(0, 255))
+        .valueName("ID")
+        .showDefault();
+    verb.option("--first-request", options.firstRequest, "Request id of the first frame")
+        .takes(wholeNumber(0, INT_MAX))
+        .valueName("ID")
+        .showDefault();
+    verb.option("--first-sof", options.firstSof, "Sof id of the first frame")
+        .takes(wholeNumber(0, INT_MAX))
+        .valueName("ID")
+        .showDefault();
+    verb.option("--exposure", options.exposure, "Exposure time of every frame")
+        .valueName("SECONDS")
+        .defaultText("the photograph's, or simulated");
+    verb.option("--iso", options.given.iso, "ISO of every frame")
+        .takes(wholeNumber(1, UINT_MAX))
+        .valueName("N")
+        .defaultText("likewise");
+    verb.option("--ev", options.given.biasEv, "Exposure bias")
+        .takes(realNumber(-100, 100))
+        .valueName("EV")
+        .defaultText("likewise");
 }
 
 }  // namespace
 
-Action defineRecord(CLI::App& verb) {
+Action defineRecord(VerbOptions& verb) {
     const auto options = std::make_shared<RecordOptions>();
-    verb.add_option("ROOT", options->root,
-                    "Folder that stands for the device's root; made if needed")
-        ->required();
-    verb.add_option("IMAGE", options->images, "JPEG photographs; none: a moving test pattern");
+    verb.option("ROOT", options->root, "Folder that stands for the device's root; made if needed")
+        .required();
+    verb.option("IMAGE", options->images, "JPEG photographs; none: a moving test pattern");
     addFrameOptions(verb, *options);
-    verb.add_option("--tags", options->tagsFile, "Tag table to use from now on; copied to ROOT")
-        ->type_name("FILE");
-    verb.add_option("--config", options->configFile,
-                    "Dump configuration to use from now on; copied into the tree")
-        ->type_name("FILE");
-    verb.add_option("--property", options->properties,
-                    "Sets a system property; may be given more than once")
-        ->type_name("NAME=VALUE")
-        ->default_str(fmt::format("{}=1", kDumpProperty))
-        ->allow_extra_args(false);
+    verb.option("--tags", options->tagsFile, "Tag table to use from now on; copied to ROOT")
+        .valueName("FILE");
+    verb.option("--config", options->configFile,
+                "Dump configuration to use from now on; copied into the tree")
+        .valueName("FILE");
+    verb.option("--property", options->properties,
+                "Sets a system property; may be given more than once")
+        .valueName("NAME=VALUE")
+        .defaultText(fmt::format("{}=1", kDumpProperty))
+        .oneValueEach();
     addLogLevel(verb, options->logLevel);
     verb.footer(kFooter);
     return [options] {

@@ -280,40 +280,40 @@ void settle(ReplayOptions& options) {
 
 }  // namespace
 
-Action defineReplay(CLI::App& verb) {
+Action defineReplay(VerbOptions& verb) {
     const auto options = std::make_shared<ReplayOptions>();
-    verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
+    verb.option("TREE", options->tree, "A tree, or part of one").required();
     addTreeOptions(verb, options->selection);
-    verb.add_option_function<std::string>(
+    verb.optionFunction(
             "--entry",
             [options](const std::string& entry) {
                 options->session.entry = entry == "folder" ? Entry::folder : Entry::frame;
             },
             "Library entry")
-        ->check(oneOf({"frame", "folder"}))
-        ->default_str("frame");
-    verb.add_option("--camera", options->session.camera, "Camera id of a folder replay")
-        ->transform(wholeNumber(0, 255))
-        ->type_name("ID")
-        ->default_str("that of each frame's files");
-    verb.add_flag("--no-images", options->noImages, "Replay parameters only");
-    verb.add_flag("--verify", options->session.verify,
-                  "Compare every value and image that arrives with its file");
-    verb.add_flag("--show-scene", options->showScene, "Print the scene record that arrives");
-    verb.add_option("--loop", options->session.loops, "Replay the frames so many times")
-        ->transform(wholeNumber(1, 1000000))
-        ->type_name("N")
-        ->capture_default_str();
-    verb.add_option("--set", options->settings, "Set a value in every frame")
-        ->type_name("NAME=VALUE")
-        ->allow_extra_args(false);
-    verb.add_option("--with", options->processor, "Process every frame with this shared object")
-        ->type_name("PROCESSOR.so");
-    verb.add_option("--option", options->processorOptions, "An option of the processor")
-        ->type_name("TEXT")
-        ->allow_extra_args(false);
-    verb.add_option("-o,--output", options->output, "Record what the processor hands back")
-        ->type_name("OUT");
+        .takes(oneOf({"frame", "folder"}))
+        .defaultText("frame");
+    verb.option("--camera", options->session.camera, "Camera id of a folder replay")
+        .takes(wholeNumber(0, 255))
+        .valueName("ID")
+        .defaultText("that of each frame's files");
+    verb.flag("--no-images", options->noImages, "Replay parameters only");
+    verb.flag("--verify", options->session.verify,
+              "Compare every value and image that arrives with its file");
+    verb.flag("--show-scene", options->showScene, "Print the scene record that arrives");
+    verb.option("--loop", options->session.loops, "Replay the frames so many times")
+        .takes(wholeNumber(1, 1000000))
+        .valueName("N")
+        .showDefault();
+    verb.option("--set", options->settings, "Set a value in every frame")
+        .valueName("NAME=VALUE")
+        .oneValueEach();
+    verb.option("--with", options->processor, "Process every frame with this shared object")
+        .valueName("PROCESSOR.so");
+    verb.option("--option", options->processorOptions, "An option of the processor")
+        .valueName("TEXT")
+        .oneValueEach();
+    verb.option("-o,--output", options->output, "Record what the processor hands back")
+        .valueName("OUT");
     addForce(verb, options->force);
     addLogLevel(verb, options->session.logLevel);
     verb.footer(kFooter);

@@ -250,25 +250,24 @@ private:
 
 }  // namespace
 
-Action defineSheet(CLI::App& verb) {
+Action defineSheet(VerbOptions& verb) {
     const auto options = std::make_shared<SheetOptions>();
-    verb.add_option("TREE", options->tree, "Device root, dump root, pipe, task or frame folder")
-        ->required();
-    verb.add_option("-o,--output", options->output, "The page to write; - is standard output")
-        ->required()
-        ->type_name("FILE");
-    verb.add_option("--against", options->against, "A second tree to put beside it")
-        ->type_name("OTHER");
-    verb.add_option("--plot", options->plots, "Further values over the frames")
-        ->type_name("NAME")
-        ->allow_extra_args(false);
-    verb.add_option("--every", options->every, "Show every Nth frame of a task")
-        ->transform(wholeNumber(1, 1000000))
-        ->type_name("N")
-        ->capture_default_str();
-    verb.add_option("--thumb-width", options->thumbWidth, "Width of the thumbnails, pixels")
-        ->transform(wholeNumber(16, 2048))
-        ->type_name("N");
+    verb.option("TREE", options->tree, "Device root, dump root, pipe, task or frame folder")
+        .required();
+    verb.option("-o,--output", options->output, "The page to write; - is standard output")
+        .required()
+        .valueName("FILE");
+    verb.option("--against", options->against, "A second tree to put beside it").valueName("OTHER");
+    verb.option("--plot", options->plots, "Further values over the frames")
+        .valueName("NAME")
+        .oneValueEach();
+    verb.option("--every", options->every, "Show every Nth frame of a task")
+        .takes(wholeNumber(1, 1000000))
+        .valueName("N")
+        .showDefault();
+    verb.option("--thumb-width", options->thumbWidth, "Width of the thumbnails, pixels")
+        .takes(wholeNumber(16, 2048))
+        .valueName("N");
     addAssumedPicture(verb, options->assumed);
     addTreeOptions(verb, options->reading);
     addForce(verb, options->force);

@@ -184,11 +184,10 @@ private:
 
 }  // namespace
 
-Action defineShow(CLI::App& verb) {
+Action defineShow(VerbOptions& verb) {
     const auto options = std::make_shared<ShowOptions>();
     addReadingOptions(verb, options->reading);
-    verb.add_option("--tag", options->tag, "Only this parameter, with its bytes")
-        ->type_name("NAME");
+    verb.option("--tag", options->tag, "Only this parameter, with its bytes").valueName("NAME");
     addAssumedPicture(verb, options->assumed);
     verb.footer(kFooter);
     return [options] {

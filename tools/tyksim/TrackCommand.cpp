@@ -145,15 +145,15 @@ private:
 
 }  // namespace
 
-Action defineTrack(CLI::App& verb) {
+Action defineTrack(VerbOptions& verb) {
     const auto options = std::make_shared<TrackOptions>();
-    verb.add_option("TREE", options->tree, "A tree, or part of one")->required();
-    verb.add_option("NAME", options->names, "What to follow")->required();
+    verb.option("TREE", options->tree, "A tree, or part of one").required();
+    verb.option("NAME", options->names, "What to follow").required();
     addTreeOptions(verb, options->selection);
-    auto* const jsonFlag = verb.add_flag("--json", options->json, "One JSON document, on one line");
-    verb.add_flag("--csv", options->csv, "Comma-separated values")->excludes(jsonFlag);
-    verb.add_flag("--changes", options->changes, "Only the frames where something moves");
-    verb.add_option("--svg", options->svg, "Draw the values into this file")->type_name("FILE");
+    const Option jsonFlag = verb.flag("--json", options->json, "One JSON document, on one line");
+    verb.flag("--csv", options->csv, "Comma-separated values").excludes(jsonFlag);
+    verb.flag("--changes", options->changes, "Only the frames where something moves");
+    verb.option("--svg", options->svg, "Draw the values into this file").valueName("FILE");
     addForce(verb, options->force);
     verb.footer(kFooter);
     return [options] {

@@ -36,31 +36,31 @@ tyktree::FrameSelection TreeOptions::selection() const {
     return selection;
 }
 
-void addTreeOptions(CLI::App& verb, TreeOptions& options) {
-    verb.add_option("--pipe", options.pipe, "Only this pipe, by its id")
-        ->transform(wholeNumber(INT_MIN, INT_MAX))
-        ->type_name("ID");
-    verb.add_option("--task", options.task, "Only this task of a pipe, counted from 1")
-        ->transform(wholeNumber(1, UINT_MAX))
-        ->type_name("N");
-    verb.add_option("--frames", options.frames, "Only these frames of a task: 3..9,12, from 1")
-        ->type_name("RANGES");
-    verb.add_option("--requests", options.requests, "Only frames with these request ids")
-        ->type_name("RANGES");
-    verb.add_option("--sofs", options.sofs, "Only frames with these sof ids")->type_name("RANGES");
-    verb.add_option("--tags", options.tagsFile, "Tag table")
-        ->type_name("FILE")
-        ->default_str("tags.xml in the device root, where there is one");
+void addTreeOptions(VerbOptions& verb, TreeOptions& options) {
+    verb.option("--pipe", options.pipe, "Only this pipe, by its id")
+        .takes(wholeNumber(INT_MIN, INT_MAX))
+        .valueName("ID");
+    verb.option("--task", options.task, "Only this task of a pipe, counted from 1")
+        .takes(wholeNumber(1, UINT_MAX))
+        .valueName("N");
+    verb.option("--frames", options.frames, "Only these frames of a task: 3..9,12, from 1")
+        .valueName("RANGES");
+    verb.option("--requests", options.requests, "Only frames with these request ids")
+        .valueName("RANGES");
+    verb.option("--sofs", options.sofs, "Only frames with these sof ids").valueName("RANGES");
+    verb.option("--tags", options.tagsFile, "Tag table")
+        .valueName("FILE")
+        .defaultText("tags.xml in the device root, where there is one");
     options.jobs = availableJobs();
-    verb.add_option("--jobs", options.jobs, "Threads")
-        ->transform(wholeNumber(1, 1024))
-        ->type_name("N")
-        ->default_str("one per core");
+    verb.option("--jobs", options.jobs, "Threads")
+        .takes(wholeNumber(1, 1024))
+        .valueName("N")
+        .defaultText("one per core");
 }
 
-void addForce(CLI::App& verb, bool& force) {
-    verb.add_flag("--force", force,
-                  "Replace an earlier output that nobody changed, or something empty");
+void addForce(VerbOptions& verb, bool& force) {
+    verb.flag("--force", force,
+              "Replace an earlier output that nobody changed, or something empty");
 }
 
 }  // namespace tyksim

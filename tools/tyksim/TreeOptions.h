@@ -5,8 +5,6 @@
 #include "tree/read/FrameSelection.h"
 #include "tree/read/TagCatalog.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -28,9 +26,9 @@ struct TreeOptions {
 };
 
 /// Adds the options above to a verb. `options` takes the values and must outlive their reading.
-void addTreeOptions(CLI::App& verb, TreeOptions& options);
+void addTreeOptions(VerbOptions& verb, TreeOptions& options);
 
 /// --force.
-void addForce(CLI::App& verb, bool& force);
+void addForce(VerbOptions& verb, bool& force);
 
 }  // namespace tyksim

@@ -8,6 +8,8 @@
 #include "tools/tyksim/Help.h"
 #include "tree/read/Escape.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -32,7 +34,7 @@ using tyksim::ExitStatus;
 struct Verb {
     const char* name;
     const char* summary;
-    Action (*define)(CLI::App& verb);
+    Action (*define)(tyksim::VerbOptions& verb);
 };
 
 // A verb is one line here and its declaration in Commands.h.
@@ -139,11 +141,9 @@ ExitStatus run(int argc, char** argv) {
     std::vector<std::pair<CLI::App*, Action>> verbs;
     for (const Verb& verb : kVerbs) {
         CLI::App* const options = app.add_subcommand(verb.name, verb.summary);
-        verbs.emplace_back(options, verb.define(*options));
-        for (CLI::Option* option : options->get_options()) {
-            option->disable_flag_override();
-            if (option->get_items_expected_min() > 0) option->check(tyksim::notEmpty());
-        }
+        tyksim::VerbOptions definition(*options);
+        verbs.emplace_back(options, verb.define(definition));
+        definition.refuseEmptyValues();
     }
     try {
         std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
