@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <map>
+#include <poll.h>
 #include <pthread.h>
 #include <stdexcept>
 #include <string>
@@ -46,10 +47,14 @@ void loop() {
     }
 }
 
-/// Leaves a child process that has all descriptors.
+/// Leaves a child process that has all descriptors until tyksim closes its end of one.
 void leaveChild() {
     if (fork() == 0) {
-        sleep(2);
+        std::vector<pollfd> sockets;
+        for (int i = 3; i < kMostDescriptors; ++i) {
+            if (isSocket(i)) sockets.push_back({i, 0, 0});
+        }
+        poll(sockets.data(), sockets.size(), -1);
         _exit(0);
     }
     _exit(7);

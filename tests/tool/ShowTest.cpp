@@ -1,0 +1,93 @@
+// tyksim show: one frame.
+#include "tests/tool/ToolRun.h"
+
+namespace tooltest {
+
+namespace {
+
+/// The image of frame 3 breaks off within a pair of its chroma.
+const char* const kCutImage = R"sh(
+rm $F3/FCWH*; I=$F3/FCWH_3_0_64_48_nv21.yuv
+{ head -c 3072 /dev/zero | tr '\0' '\005'; printf '\001\011\002\010\003'; } >$I
+)sh";
+
+Rows images() {
+    return after(kCutImage,
+                 {
+                     {"PlanesOfAnImageThatBreaksOff",
+                      "tyksim show $F3",
+                      {"image 64x48, 3.08 kB, expected 4608 bytes, found 3077\n",
+                       "  y  mean   5.00  range   5 to   5\n",
+                       "  u  mean   8.50  range   8 to   9, 2 of 768 samples\n",
+                       "  v  mean   2.00  range   1 to   3, 3 of 768 samples\n"}},
+                     {"PlanesOfAnImageThatBreaksOffAsJson",
+                      "tyksim show $F3 --json",
+                      {R"("u":{"mean":8.5,"min":8,"max":9,"samples":2})"}},
+                     {"NoSceneNoImageAndOtherIds",
+                      R"sh(rm $F3/FCWH* $F3/*ISCENE* $F3/iScene*
+                  mv $F3/*GAINS* $F3/FCPDT_3_2_99_1_KELV_TAG_WB_GAINS.bin
+                  tyksim show $F3 | tr -s ' ')sh",
+                      {"no scene record\nno image\n", "KELV_TAG_WB_GAINS 4100 2 99 block 16\n"}},
+                     {"ImageEmpty",
+                      ": >$I; tyksim show $F3 | tail -3; tyksim show $F3 --json",
+                      {"  y  no samples\n  u  no samples\n", R"("v":null})"}},
+                     {"ImageOfAnOddSize",
+                      R"sh(cd $F3; rm FCWH*; printf 123456789VUvuabcd- >FCWH_3_0_3_3_nv21.yuv
+                  tyksim show . | tail -3)sh",
+                      {"range  49 to  57\n", "range  85 to 117\n", "range  86 to 118\n"}},
+                     {"ImageIsAFolder",
+                      "cd $F3; rm FCWH*; mkdir FCWH_3_0_9_9_nv21.yuv; fails 3 tyksim show .",
+                      {"FCWH_3_0_9_9_nv21.yuv: it is no regular file\n"}},
+                     {"ImageNameWithoutAFormat",
+                      "cd $F3; rm FCWH*; echo >FCWH_3_0_0_9_.yuv; fails 3 tyksim show .",
+                      {"this one 0x9\n"}},
+                 });
+}
+
+/// The scene record: from its text, else from the parameter file, else from nowhere.
+Rows scenes() {
+    return {
+        {"SceneFromItsText",
+         R"sh(printf '\007' | dd of=$F2/FCPDT_2_0_1_0_KELV_TAG_ISCENE_INFO.bin bs=1 seek=7132 \
+                  conv=notrunc
+              tyksim show $F2 | grep -E 'scene r|total_gain')sh",
+         {"scene record                               value\nthreeA_info/ae_info/total_gain",
+          " 1536\n"}},
+        {"SceneFromTheParameterFile",
+         R"sh(printf '\007' | dd of=$F2/FCPDT_2_0_1_0_KELV_TAG_ISCENE_INFO.bin bs=1 seek=7132 \
+                  conv=notrunc
+              rm $F2/iScene*
+              tyksim show $F2 | grep -E 'scene r|total_gain'
+              tyksim track r total_gain --csv --frames 2)sh",
+         {"scene record (parameter file) ", " 1543\n", "\n1,1,2,2,2,1543\n"}},
+        {"SceneThatCannotBeRead",
+         R"sh(echo '<' >$F3/iSceneInfo.xml
+              fails 3 tyksim track r total_gain --csv
+              fails 3 tyksim show $F3)sh",
+         {"\n1,1,3,3,3,\n", "_sofID_3: total_gain: ", "iSceneInfo.xml: cannot be read"}},
+        {"SceneFromNowhere",
+         R"sh(rm $F2/iScene* $F2/*ISCENE_INFO*; echo '<' >$F3/iSceneInfo.xml
+              fails 3 tyksim track r total_gain KELV_TAG_WB_GAINS.red)sh",
+         {"  2 *           - *                1.767\n"}},
+    };
+}
+
+}  // namespace
+
+Rows showRows() {
+    Rows rows = {
+        {"OneFrameExpected", "fails 2 tyksim show r", {"selection picks 3;"}},
+        {"BytesBehindTheImage",
+         R"sh(tyksim show $F3 | tail -3 >o; truncate -s 8G $F3/FCWH*
+              tyksim show $F3 | tail -3 | cmp - o)sh"},
+        {"TagUnknown",
+         "fails 2 tyksim show $F2 $F3 --tag X",
+         {"_sofID_2: expected the tag X, found none", "_sofID_3: expected the tag X, found none"}},
+    };
+    for (const Rows& others : {images(), scenes()}) {
+        rows.insert(rows.end(), others.begin(), others.end());
+    }
+    return rows;
+}
+
+}  // namespace tooltest
