@@ -16,17 +16,14 @@ using namespace tyktags;
 
 namespace {
 
-/// Joins values in one text, to compare them at once; evaluates them in order.
-template <typename Value>
-std::string operator<<(const std::string& before, const Value& value) {
-    std::ostringstream text;
-    text << before << value << ' ';
-    return text.str();
-}
-const std::string all;
+/// Numbers and truth values, to compare at once; evaluates them in order.
+struct Numbers : std::vector<int64_t> {
+    template <typename... Number>
+    Numbers(Number... numbers) : vector{static_cast<int64_t>(numbers)...} {}
+};
 
 // The environment's root is in force before main() begins.
-const std::string early = [] {
+const Numbers early = [] {
     std::string root = testing::TempDir() + "hosttestXXXXXX";
     fs::create_directories(mkdtemp(root.data()) + std::string("/vendor/firmware"));
     setenv("TYKSIM_DEVICE_ROOT", (root + "//").c_str(), 1);
@@ -35,7 +32,7 @@ const std::string early = [] {
     std::ofstream("/vendor/firmware/early") << "early";
     const bool redirected = fs::exists(root + "/vendor/firmware/early");
     fs::remove_all(root);
-    return all << redirected << (deviceRoot() == root);
+    return Numbers{redirected, deviceRoot() == root};
 }();
 
 class Host : public TestDevice {
@@ -62,12 +59,12 @@ protected:
 };
 
 TEST_F(Host, PrefixesWholeComponentsOnly) {
-    EXPECT_EQ(early, "1 1 ");
+    EXPECT_EQ(early, (Numbers{true, true}));
     setDeviceRoot("/r/");
-    EXPECT_EQ(all << hostPath("/data/vendor/cameraserver/a") << hostPath("/vendor/firmware"),
-              "/r/data/vendor/cameraserver/a /r/vendor/firmware ");
-    EXPECT_EQ(all << hostPath("/vendor") << hostPath("/vendor/firmwareX"),
-              "/vendor /vendor/firmwareX ");
+    EXPECT_EQ(hostPath("/data/vendor/cameraserver/a"), "/r/data/vendor/cameraserver/a");
+    EXPECT_EQ(hostPath("/vendor/firmware"), "/r/vendor/firmware");
+    EXPECT_EQ(hostPath("/vendor"), "/vendor");
+    EXPECT_EQ(hostPath("/vendor/firmwareX"), "/vendor/firmwareX");
     EXPECT_EQ(hostPath("/x/vendor/firmware"), "/x/vendor/firmware");
     setDeviceRoot("");
     EXPECT_EQ(hostPath("/vendor/firmware"), "/vendor/firmware");
@@ -77,24 +74,24 @@ TEST_F(Host, ReachesEveryPathFunction) {
     const std::string base = "/data/vendor/cameraserver/t", file = base + "/a", link = base + "/f";
     const char* const path = file.c_str();
     volatile int writing = O_WRONLY;  // volatile, so that the compiler does not check the flags
-    EXPECT_EQ(all << mkdir(base.c_str(), 0777) << close(open(path, O_CREAT | O_WRONLY, 0640))
-                  << close(open(path, writing)) << close(open64(path, writing))
-                  << close(open64((base + "/b").c_str(), O_CREAT | O_WRONLY, 0640))
-                  << close(creat((base + "/c").c_str(), 0640)) << close(creat64(path, 0640))
-                  << fclose(fopen((base + "/d").c_str(), "w"))
-                  << fclose(fopen64((base + "/e").c_str(), "w")) << closedir(opendir(base.c_str()))
-                  << access(path, F_OK),
-              "0 0 0 0 0 0 0 0 0 0 0 ");
+    EXPECT_EQ((Numbers{mkdir(base.c_str(), 0777), close(open(path, O_CREAT | O_WRONLY, 0640)),
+                       close(open(path, writing)), close(open64(path, writing)),
+                       close(open64((base + "/b").c_str(), O_CREAT | O_WRONLY, 0640)),
+                       close(creat((base + "/c").c_str(), 0640)), close(creat64(path, 0640)),
+                       fclose(fopen((base + "/d").c_str(), "w")),
+                       fclose(fopen64((base + "/e").c_str(), "w")), closedir(opendir(base.c_str())),
+                       access(path, F_OK)}),
+              (Numbers{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(names(base), (Strings{"a", "b", "c", "d", "e"}));
     EXPECT_EQ(permissions(file) & 0740, 0640);
     fs::create_symlink("a", host(link));
     struct stat status[2] = {};
     struct stat64 status64[2] = {};
-    EXPECT_EQ(all << stat(link.c_str(), &status[0]) << lstat(link.c_str(), &status[1])
-                  << stat64(link.c_str(), &status64[0]) << lstat64(link.c_str(), &status64[1])
-                  << S_ISREG(status[0].st_mode) << S_ISLNK(status[1].st_mode)
-                  << S_ISREG(status64[0].st_mode) << S_ISLNK(status64[1].st_mode),
-              "0 0 0 0 1 1 1 1 ");
+    EXPECT_EQ((Numbers{stat(link.c_str(), &status[0]), lstat(link.c_str(), &status[1]),
+                       stat64(link.c_str(), &status64[0]), lstat64(link.c_str(), &status64[1]),
+                       S_ISREG(status[0].st_mode), S_ISLNK(status[1].st_mode),
+                       S_ISREG(status64[0].st_mode), S_ISLNK(status64[1].st_mode)}),
+              (Numbers{0, 0, 0, 0, 1, 1, 1, 1}));
     EXPECT_EQ(fopen((base + std::string(4095 - base.size(), '/')).c_str(), "r"), nullptr);
     EXPECT_EQ(errno, ENAMETOOLONG);
 }
@@ -129,40 +126,48 @@ TEST_F(Host, TakesNestedLongAndOddLines) {
         newer.__print_log_("%d, %s: outlived", 5, "f");
     }
     _log("D", 1).__print_log_("raw %s", 4, "function");
-    std::string lines;
+    Strings lines;
     for (const LogLine& each : log.lines()) {
-        lines = lines << each.tag << each.line << each.function << each.text;
+        lines.push_back(each.tag + " " + std::to_string(each.line) + " " + each.function + ": " +
+                        each.text);
     }
-    EXPECT_EQ(lines, "B 2 inner " + longText + " E 5 f outlived A 3 outer last! D 0  raw %s ");
+    EXPECT_EQ(lines, (Strings{"B 2 inner: " + longText, "E 5 f: outlived", "A 3 outer: last!",
+                              "D 0 : raw %s"}));
     EXPECT_EQ(texts(1), Strings{"raw %s"});
 }
 
 TEST_F(Host, LooksForPropertiesInCodeThenEnvironmentThenDefault) {
-    char value[kPropertyValueSize];
+    using Got = std::pair<int, std::string>;  // what the call returns, and the value
+    const auto get = [](const char* name, const char* fallback) {
+        char value[kPropertyValueSize];
+        const int length = property_get(name, value, fallback);
+        return Got(length, value);
+    };
     const char* const key = "test.from-environment";
-    const std::string tooLong(200, 'p'), cut = "91 " + std::string(91, 'p') + " ";
+    const std::string tooLong(200, 'p');
+    const Got cut(91, std::string(91, 'p'));
     setProperty(key, "code");
-    EXPECT_EQ(all << property_get(key, value, "default") << value, "4 code ");
+    EXPECT_EQ(get(key, "default"), Got(4, "code"));
     setProperty(key, "");
-    EXPECT_EQ(all << property_get(key, value, tooLong.c_str()) << value, cut);
+    EXPECT_EQ(get(key, tooLong.c_str()), cut);
     setProperty(key, tooLong);
-    EXPECT_EQ(all << property_get(key, value, nullptr) << value, cut);
+    EXPECT_EQ(get(key, nullptr), cut);
     clearProperties();
-    EXPECT_EQ(all << property_get(key, value, "default") << value, "11 environment ");
-    EXPECT_EQ(all << property_get("test.unset", value, nullptr) << value, "0  ");
+    EXPECT_EQ(get(key, "default"), Got(11, "environment"));
+    EXPECT_EQ(get("test.unset", nullptr), Got(0, ""));
 }
 
 TEST_F(Host, ClockStandsStepsAndGoesOn) {
     timeval time{};
     const auto now = [&time] { return gettimeofday(&time, nullptr); };
     setClock({100, 999999}, 2);
-    EXPECT_EQ(all << now() << time.tv_sec << time.tv_usec, "0 100 999999 ");
-    EXPECT_EQ(all << now() << time.tv_sec << time.tv_usec, "0 101 1 ");
+    EXPECT_EQ((Numbers{now(), time.tv_sec, time.tv_usec}), (Numbers{0, 100, 999999}));
+    EXPECT_EQ((Numbers{now(), time.tv_sec, time.tv_usec}), (Numbers{0, 101, 1}));
     setClock({0, -1});
-    EXPECT_EQ(all << now() << now() << time.tv_sec << time.tv_usec, "0 0 -1 999999 ");
+    EXPECT_EQ((Numbers{now(), now(), time.tv_sec, time.tv_usec}), (Numbers{0, 0, -1, 999999}));
     const time_t before = std::time(nullptr);
     resetClock();
-    EXPECT_EQ(all << now() << (time.tv_sec >= before) << (time.tv_usec < 1000000), "0 1 1 ");
+    EXPECT_EQ((Numbers{now(), time.tv_sec >= before, time.tv_usec < 1000000}), (Numbers{0, 1, 1}));
 }
 
 TEST_F(Host, KnowsItsTags) {
@@ -175,28 +180,34 @@ TEST_F(Host, KnowsItsTags) {
     EXPECT_TRUE(tags.empty());
     registerPsTag();
     service->getTagInfo(tags);
-    EXPECT_EQ(all << tags.size() << tags[9].name << service->getSize(9), "2 block 16 ");
-    EXPECT_EQ(all << service->getSize(6) << service->getSize(99), "-6 -1 ");
+    EXPECT_EQ(tags.size(), 2U);
+    EXPECT_EQ(tags[9].name, std::string("block"));
+    EXPECT_EQ(service->getSize(9), 16);
+    EXPECT_EQ((Numbers{service->getSize(6), service->getSize(99)}), (Numbers{-6, -1}));
 }
 
 TEST_F(Host, AnswersWithTheCamerasLiveValue) {
     char value[10] = "---------";
-    EXPECT_EQ(all << get(1, 7, value) << setLiveValue(1, 7, "tooLongOne", 10), "-1 1 ");
-    EXPECT_EQ(all << setLiveValue(1, 7, "byPipe", 6, 3) << get(1, 7, value), "1 0 ");
-    EXPECT_EQ(all << value << get(1, 7, value, 3), "tooLongO- 0 ");
+    EXPECT_EQ((Numbers{get(1, 7, value), setLiveValue(1, 7, "tooLongOne", 10)}), (Numbers{-1, 1}));
+    EXPECT_EQ((Numbers{setLiveValue(1, 7, "byPipe", 6, 3), get(1, 7, value)}), (Numbers{1, 0}));
+    EXPECT_EQ(value, std::string("tooLongO-"));
+    EXPECT_EQ(get(1, 7, value, 3), 0);
     EXPECT_EQ(hex(std::string(value, 9)), hex("byPipe") + "00002d");
-    EXPECT_EQ(all << get(2, 7, value) << get(1, 99, value) << get(1, 7, nullptr), "-1 -1 -1 ");
-    EXPECT_EQ(all << setLiveValue(1, 99, "a", 1) << setLiveValue(1, 13, "a", 1)
-                  << setLiveValue(1, 7, nullptr, 1) << setLiveBlock(1, 7, {}),
-              "0 0 0 0 ");
+    EXPECT_EQ((Numbers{get(2, 7, value), get(1, 99, value), get(1, 7, nullptr)}),
+              (Numbers{-1, -1, -1}));
+    EXPECT_EQ((Numbers{setLiveValue(1, 99, "a", 1), setLiveValue(1, 13, "a", 1),
+                       setLiveValue(1, 7, nullptr, 1), setLiveBlock(1, 7, {})}),
+              (Numbers{0, 0, 0, 0}));
     std::string block = "block";
     BlockParamDesc desc{};
-    EXPECT_EQ(all << setLiveValue(1, 9, block.data(), 5) << get(1, 9, &desc), "1 0 ");
+    EXPECT_EQ((Numbers{setLiveValue(1, 9, block.data(), 5), get(1, 9, &desc)}), (Numbers{1, 0}));
     block[0] = 'X';
     EXPECT_EQ(std::string(static_cast<char*>(desc.data), desc.size), "block");
-    EXPECT_EQ(all << setLiveBlock(1, 9, {block.data(), 3}) << get(1, 9, &desc), "1 0 ");
-    EXPECT_EQ(all << desc.data << desc.size, all << static_cast<void*>(block.data()) << 3);
-    EXPECT_EQ(all << paramServiceCounts().got << paramServiceCounts().refusedGet, "4 4 ");
+    EXPECT_EQ((Numbers{setLiveBlock(1, 9, {block.data(), 3}), get(1, 9, &desc)}), (Numbers{1, 0}));
+    EXPECT_EQ(desc.data, block.data());
+    EXPECT_EQ(desc.size, 3U);
+    EXPECT_EQ((Numbers{paramServiceCounts().got, paramServiceCounts().refusedGet}),
+              (Numbers{4, 4}));
 }
 
 TEST_F(Host, KeepsCopiesOfTheNewestOfEachTag) {
@@ -211,17 +222,17 @@ TEST_F(Host, KeepsCopiesOfTheNewestOfEachTag) {
               each("1/2/", {"3/9 [211]", "5/7 3131313131313131", "6/7 3131313131313131"}));
     EXPECT_EQ(set(7, plain.data(), 6), 0);
     EXPECT_EQ(published(), Strings{"1/2/6/7 3231313131313131"});
-    EXPECT_EQ(all << set(99, &plain) << set(7, nullptr) << set(12, &plain) << set(13, &plain),
-              "-1 -1 -1 -1 ");
+    EXPECT_EQ((Numbers{set(99, &plain), set(7, nullptr), set(12, &plain), set(13, &plain)}),
+              (Numbers{-1, -1, -1, -1}));
     PublishedValue value{};
-    EXPECT_EQ(all << publishedValue({1, 2, 6, 99}, value) << publishedValue({1, 2, 4, 7}, value)
-                  << publishedValue({1, 2, 6, 7}, value) << value.serial << paramServiceCounts().set
-                  << paramServiceCounts().refusedSet,
-              "0 0 1 5 5 4 ");
+    EXPECT_EQ((Numbers{publishedValue({1, 2, 6, 99}, value), publishedValue({1, 2, 4, 7}, value),
+                       publishedValue({1, 2, 6, 7}, value), value.serial, paramServiceCounts().set,
+                       paramServiceCounts().refusedSet}),
+              (Numbers{0, 0, 1, 5, 5, 4}));
     setHistoryLimit(1);
     EXPECT_EQ(publishedValues().size(), 2U);
     clearPublished();
-    EXPECT_EQ(all << set(7, plain.data()) << publishedValues().at(0).serial, "0 6 ");
+    EXPECT_EQ((Numbers{set(7, plain.data()), publishedValues().at(0).serial}), (Numbers{0, 6}));
     setTagTable(tagTable());
     EXPECT_EQ(publishedValues().size(), 0U);
 }
@@ -244,9 +255,11 @@ TEST_F(Host, WritesTheTagTableThatItReads) {
     const std::vector<TagEntry>& tags = table.value();
     const TagEntry &first = tags.at(0), &last = tags.at(2);
     const TagField &gain = last.fields.at(0), &text = last.fields.at(1);
-    EXPECT_EQ(all << first.id << first.name << first.size << (last.kind == TagKind::block)
-                  << gain.name << gain.bytes() << text.bytes(),
-              "4294967295 a <&\"'\t\n 2147483647 1 gain 4 12 ");
+    EXPECT_EQ(first.name, "a <&\"'\t\n");
+    EXPECT_EQ(gain.name, "gain");
+    EXPECT_EQ((Numbers{first.id, first.size, last.kind == TagKind::block}),
+              (Numbers{4294967295, 2147483647, true}));
+    EXPECT_EQ((Numbers{gain.bytes(), text.bytes()}), (Numbers{4, 12}));
     const auto outcome = [](const std::string& path, const std::vector<TagEntry>& entries) {
         const tyktags::Status status = writeTagTable(path, entries);
         return status.ok() ? "written" : toLine(status.problem());
@@ -316,7 +329,7 @@ TEST_F(Host, FitsEverySizeAndRecyclesTheSmallestBufferThatDoes) {
         const size_t capacity = bufferCapacity(buffer);
         EXPECT_GE(static_cast<int64_t>(capacity), (int64_t{width} * height * 3 + 1) / 2);
         EXPECT_EQ(static_cast<unsigned char*>(buffer->image->data)[capacity - 1]++, 0);
-        EXPECT_EQ(all << buffer->image->width << buffer->image->height, all << width << height);
+        EXPECT_EQ((Numbers{buffer->image->width, buffer->image->height}), (Numbers{width, height}));
     }
     resetBufferPool();
     const std::vector<tyk::Buffer*> buffers{take(50, 50), take(10, 10), take(30, 30)};
@@ -324,15 +337,17 @@ TEST_F(Host, FitsEverySizeAndRecyclesTheSmallestBufferThatDoes) {
     EXPECT_EQ(buffersOut(), buffers);
     *small->image = {nullptr, 0, 0, 0, 5, 0};
     for (tyk::Buffer* const buffer : buffers) EXPECT_EQ(put(buffer), 0);
-    EXPECT_EQ(all << take(11, 11) << take(1, 1) << take(1, 1), all << medium << small << large);
-    EXPECT_EQ(all << (small->image->data != nullptr) << small->image->sofId, "1 0 ");
-    EXPECT_EQ(all << (take(1, 1) != nullptr) << bufferPoolCounts().allocated, "1 4 ");
+    EXPECT_EQ((std::vector{take(11, 11), take(1, 1), take(1, 1)}),
+              (std::vector{medium, small, large}));
+    EXPECT_EQ((Numbers{small->image->data != nullptr, small->image->sofId}), (Numbers{1, 0}));
+    EXPECT_EQ((Numbers{take(1, 1) != nullptr, bufferPoolCounts().allocated}), (Numbers{1, 4}));
 }
 
 TEST_F(Host, RefusesBuffersWhereItMust) {
     tyk::Buffer foreign{nullptr};
     tyk::Buffer* const buffer = take(4, 4);
-    EXPECT_EQ(all << put(buffer) << put(buffer) << put(&foreign) << put(nullptr), "0 -1 -1 -1 ");
+    EXPECT_EQ((Numbers{put(buffer), put(buffer), put(&foreign), put(nullptr)}),
+              (Numbers{0, -1, -1, -1}));
     EXPECT_EQ(bufferCapacity(&foreign), 0U);
     for (const auto& [width, height] :
          {std::pair(-1, 4), {0, -1}, {32768, 32768}, {65536, 65536}}) {
@@ -345,8 +360,8 @@ TEST_F(Host, RefusesBuffersWhereItMust) {
     setMaxBufferBytes(23);
     EXPECT_EQ(take(4, 4), nullptr);
     const BufferPoolCounts now = bufferPoolCounts();
-    EXPECT_EQ(all << now.out << now.idle << now.handedOut << now.returned, "0 1 2 2 ");
-    EXPECT_EQ(all << now.refusedGet << now.refusedReturn, "6 3 ");
+    EXPECT_EQ((Numbers{now.out, now.idle, now.handedOut, now.returned}), (Numbers{0, 1, 2, 2}));
+    EXPECT_EQ((Numbers{now.refusedGet, now.refusedReturn}), (Numbers{6, 3}));
 }
 
 TEST_F(Host, ServesThreads) {
@@ -359,14 +374,15 @@ TEST_F(Host, ServesThreads) {
                 publishedValues();
                 tyk::Buffer* const buffer = take(i % 7, i % 5 + 1);
                 std::memset(buffer->image->data, number, bufferCapacity(buffer));
-                EXPECT_EQ(all << get(0, 7, &value) << set(7, &value) << put(buffer), "0 0 0 ");
+                EXPECT_EQ((Numbers{get(0, 7, &value), set(7, &value), put(buffer)}),
+                          (Numbers{0, 0, 0}));
                 _log("T", 4).__print_log_("%d, %s: %d", 1, "f", i);
             }
         });
     }
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(all << paramServiceCounts().set << bufferPoolCounts().returned << log.texts().size(),
-              "800 800 800 ");
+    EXPECT_EQ((Numbers{paramServiceCounts().set, bufferPoolCounts().returned, log.texts().size()}),
+              (Numbers{800, 800, 800}));
 }
 
 }  // namespace
@@ -419,7 +435,7 @@ TEST_F(Host, RefusesWithoutMemoryAndDoesNotCrash) {
         size_t room = 0;
         for (allocationsLeft = 0; !operation() && room < 100;) allocationsLeft = ++room;
         allocationsLeft = SIZE_MAX;
-        EXPECT_EQ(all << (room > 0) << (room < 100), all << allocates << true);
+        EXPECT_EQ((Numbers{room > 0, room < 100}), (Numbers{allocates, true}));
     }
     takeLogLines([](const LogLine&) { throw 1; });
     say();
