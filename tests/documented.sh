@@ -1,5 +1,5 @@
 #!/bin/sh
-# Fails when a document names a test that ctest does not have.
+# Fails when a document names a test that ctest does not have, or none names one that it has.
 # Usage: documented.sh <ctest> <build folder> <document>...
 set -eu
 ctest=$1
@@ -13,5 +13,8 @@ named=$(grep -ohE '`[A-Z][a-z][A-Za-z]*`|-R [A-Z][a-z][A-Za-z]*' "$@" | grep -oE
 status=0
 for name in $named; do
     printf '%s\n' "$known" | grep -qx "$name" || { echo "no test is called $name"; status=1; }
+done
+for name in $(printf '%s\n' "$known" | sort -u); do
+    printf '%s\n' "$named" | grep -qx "$name" || { echo "no document says when to run $name"; status=1; }
 done
 exit $status
