@@ -25,7 +25,7 @@ void clearProgress() {
     progressShown = false;
 }
 
-/// Whether standard error is a terminal that knows how to take a line back.
+/// Whether standard error is a terminal that can erase a line.
 bool isLiveTerminal() {
     if (isatty(STDERR_FILENO) != 1) return false;
     const char* const kind = std::getenv("TERM");
@@ -37,7 +37,8 @@ bool isLiveTerminal() {
 void holdStandardDescriptors() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(descriptor, F_GETFD) != -1) continue;
-        // The lowest free number is this one. Nothing can be read or written through it.
+        // open() returns the lowest free number, which is this one. O_PATH allows no reading and
+        // writing.
         if (::open("/", O_PATH) != descriptor) return;
     }
 }
@@ -67,7 +68,7 @@ std::string shellWord(const std::string& word) {
     const char* const plain =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+:@%=,";
     if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) return word;
-    // Only the shell's own notation carries what a terminal would act upon.
+    // A word with control characters needs the shell's escapes.
     const bool harmless = tyktree::escaped(word) == word;
     std::string quoted = harmless ? "'" : "$'";
     for (const char c : word) {
@@ -99,7 +100,7 @@ void Progress::count(const char* what, uint64_t done, uint64_t of, const char* i
         line += fmt::format(", {:.3g} a second, {} left", rate, humanSeconds(left));
     }
     clearProgress();
-    // The last column stays free: some terminals go on to the next line when it is written.
+    // The last column stays free, because some terminals wrap when it is written.
     static_cast<void>(std::fputs(line.substr(0, terminalWidth(STDERR_FILENO) - 1).c_str(), stderr));
     progressShown = true;
 }

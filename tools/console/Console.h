@@ -1,4 +1,5 @@
-// How the tool talks: results on standard output, everything else on standard error.
+// Output of the tool: results on standard output, everything else on standard error. Threads: one
+// thread at a time prints.
 #pragma once
 
 #include "tags/Problem.h"
@@ -13,8 +14,8 @@ namespace tyksim {
 /// The tool's exit statuses; the help lists them.
 enum class ExitStatus : int { kClean = 0, kFailed = 1, kWrongUsage = 2, kFindings = 3 };
 
-/// Ends the verb with kFailed. The text names the path, what was expected, what was found and the
-/// system's reason, as far as there is each.
+/// Ends the verb with kFailed. The text has the path, what was expected, what was found and the
+/// system's reason, as far as they apply.
 class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -26,30 +27,30 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Opens standard input, output and error where whoever started the process closed them, so that no
-/// file of the run gets their numbers and what is printed. Using one fails as if it were closed.
-/// To be called before anything is opened.
+/// Reserves the numbers of standard input, output and error if they are closed, so that no other
+/// file gets them and the text printed to them. Their use still fails. Call this before the process
+/// opens files.
 void holdStandardDescriptors();
 
-/// One line on standard output, as it stands: what comes from names and files is escaped by then.
+/// Prints one line on standard output. Text from names and files must be escaped already.
 void printResult(const std::string& line);
 
-/// One line on standard error, in the tool's name; control characters are escaped.
+/// Prints one line on standard error after the tool's name, with control characters escaped.
 void printNote(const std::string& line);
 
-/// One line on standard error; control characters are escaped.
+/// Prints one line on standard error, with control characters escaped.
 void printRaw(const std::string& line);
 
 using tyktags::systemReason;
 
-/// Columns of the terminal behind a file descriptor, as it is now; 80 where there is none.
+/// The current number of columns of a descriptor's terminal; 80 if it is not a terminal.
 size_t terminalWidth(int descriptor);
 
-/// `word` so that a shell reads it back as one word.
+/// `word`, quoted so that a shell reads it as one word.
 std::string shellWord(const std::string& word);
 
-/// A line that counts along on a terminal that can take a line back, and nowhere else; other output
-/// pushes it aside. One thread at a time.
+/// A line of progress, on a terminal that can erase a line only. Other output replaces it. One
+/// thread at a time uses an object.
 class Progress {
 public:
     Progress() = default;
@@ -57,9 +58,9 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// Shows "<done what> 40 of 900 frames, 120 a second, 7 s left" in place of the last line, with
-    /// the rate and the time left once it has gone on for a while. Not more often than the eye
-    /// follows, and never wider than the terminal.
+    /// Shows "<done what> 40 of 900 frames, 120 a second, 7 s left" in place of the last line; the
+    /// rate and the time left appear after a while. Limits the number of updates per second and the
+    /// width to the terminal's.
     void count(const char* what, uint64_t done, uint64_t of, const char* items);
 
 private:

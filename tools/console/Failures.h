@@ -1,4 +1,5 @@
-// What the rooms below the tool report as values becomes the tool's exceptions here.
+// Converts problems, which tags/ and tree/ return as values, to the tool's exceptions. Threads:
+// any.
 #pragma once
 
 #include "tags/Problem.h"
@@ -9,16 +10,16 @@
 
 namespace tyksim {
 
-/// The problem in one line, in which control characters are escaped.
+/// The problem in one line, with control characters escaped.
 std::string lineOf(const tyktags::Problem& problem);
 
 /// Throws Failure with lineOf().
 [[noreturn]] void fail(const tyktags::Problem& problem);
 
-/// Returns if the operation succeeded, else throws as fail() does.
+/// Returns if the operation succeeded, else throws like fail().
 void orFail(const tyktags::Status& status);
 
-/// The operation's value; throws as fail() does if there is none.
+/// The operation's value; throws like fail() if there is none.
 template <typename Value>
 Value orFail(tyktags::Result<Value> result) {
     if (!result.ok()) fail(result.problem());

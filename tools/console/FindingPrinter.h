@@ -1,4 +1,4 @@
-// Findings as a verb prints them: one a line among its results.
+// Prints findings among a verb's results, one per line. One thread at a time uses an object.
 #pragma once
 
 #include "tools/console/Console.h"
@@ -10,7 +10,7 @@
 
 namespace tyksim {
 
-/// Prints findings of at least `least` and counts all of those.
+/// Prints and counts findings of severity `least` and above.
 class FindingPrinter : public tyktree::FindingSink {
 public:
     explicit FindingPrinter(tyktree::Severity least = tyktree::Severity::kNote) : least_(least) {}
@@ -20,7 +20,7 @@ public:
     uint64_t count() const { return counts_.total(); }
     const tyktree::FindingCounts& counts() const { return counts_; }
 
-    /// kFindings when there is one, else kClean.
+    /// kFindings if there was a finding, else kClean.
     ExitStatus status() const;
 
 private:
@@ -31,13 +31,13 @@ private:
 /// "1 error, 2 warnings, 0 notes".
 std::string countsText(const tyktree::FindingCounts& counts);
 
-/// Prints the first finding of each rule and counts the rest: what fails for one frame often fails
-/// for all that follow, for the same reason.
+/// Prints the first finding of each rule and counts the others, because a failure often repeats for
+/// all later frames.
 class FindingSummary : public tyktree::FindingSink {
 public:
     void add(const tyktree::Finding& finding) override;
 
-    /// Prints how many there were of each rule beyond the first.
+    /// Prints the number of findings of each rule after the first.
     void finish() const;
 
     uint64_t count() const { return first_.count(); }

@@ -10,12 +10,12 @@ namespace tyksim {
 namespace {
 
 std::atomic<int> noted{0};
-std::atomic<int64_t> notedAt{0};  ///< seconds of a clock that is never set
+std::atomic<int64_t> notedAt{0};  ///< seconds of a monotonic clock
 static_assert(std::atomic<int64_t>::is_always_lock_free, "a signal handler may use it");
 
-/// Notes the first signal. A later one finds the default again, so that nobody has to wait for a
-/// verb that hangs; not at once, since `timeout` sends each signal twice: to the process and to its
-/// group. A pipe that is closed is written to more than once until the verb asks.
+/// Notes the first signal and restores the default action for a later one, which can then end a
+/// verb that hangs. This is delayed, because `timeout` sends each signal twice: to the process and
+/// to its group. SIGPIPE may repeat before the verb asks.
 void note(int signal) {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -29,8 +29,7 @@ void note(int signal) {
 
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
-/// Lets `signal` be handled so. What whoever started the process ignores stays ignored: nohup
-/// means it.
+/// Sets the handler of `signal`, unless the signal is ignored, for example by nohup.
 void handle(int signal, void (*handler)(int), int flags) {
     struct sigaction before {};
     sigaction(signal, nullptr, &before);

@@ -1,5 +1,5 @@
-// Ctrl-C, SIGTERM, SIGHUP and a reader that went away: a run ends in order and with the signal's
-// status.
+// Ends a run in order, with the signal's status, after Ctrl-C, SIGTERM, SIGHUP or the end of the
+// output's reader.
 #pragma once
 
 #include <string>
@@ -8,22 +8,22 @@
 namespace tyksim {
 
 /// From now on SIGINT, SIGTERM, SIGHUP and SIGPIPE are only noted; another one of the first three,
-/// more than a second later, ends the process at once. SIGXFSZ is ignored: it is met as a failed
-/// write.
+/// more than a second later, ends the process at once. SIGXFSZ is ignored, so that the write fails
+/// instead.
 void watchInterruptions();
 
-/// In a child process: from now on the same signals do nothing, where they are not ignored. The
-/// parent gets them, too, and ends the child. A program that the child starts has the default.
+/// In a child process: from now on these signals have no effect. The parent gets them too, and ends
+/// the child. A program that the child starts has the default actions.
 void leaveInterruptionsToParent();
 
-/// The signal that was noted, or 0. Work over frames asks between frames. Threads: any.
+/// The noted signal, or 0. Work over frames calls this between frames. Threads: any.
 int interruption();
 
-/// Ends the verb where interruption() is not 0: main() prints the state it carries, lets the
-/// verb's objects clean up and ends the process by the signal itself.
+/// Ends the verb after a signal: the verb's objects clean up, and main() prints the state and ends
+/// the process by the signal itself.
 class Interrupted {
 public:
-    /// `state`: what was done by then, in words; may be "".
+    /// `state` describes the work done so far; may be "".
     explicit Interrupted(int signal, std::string state = "")
         : signal_(signal), state_(std::move(state)) {}
     int signal() const { return signal_; }
@@ -34,7 +34,7 @@ private:
     std::string state_;
 };
 
-/// Throws Interrupted where a signal was noted.
+/// Throws Interrupted if a signal was noted. Threads: any.
 void throwIfInterrupted(const std::string& state = "");
 
 }  // namespace tyksim

@@ -9,13 +9,13 @@
 
 namespace tyksim {
 
-/// How many threads --jobs stands for by default: as many as the process may run on.
+/// The default of --jobs: the number of processors on which the process may run.
 int availableJobs();
 
-/// On `jobs` threads, until a signal is noted.
+/// An execution on `jobs` threads that ends when a signal is noted.
 tyktree::Execution executionOn(int jobs);
 
-/// tyktree::forEachInOrder() on `jobs` threads. Throws Interrupted where a signal was noted.
+/// tyktree::forEachInOrder() on `jobs` threads. Throws Interrupted if a signal was noted.
 template <typename Result, typename... Functions>
 void forEachOnJobs(size_t count, int jobs, Functions&&... functions) {
     tyktree::forEachInOrder<Result>(count, executionOn(jobs),

@@ -11,7 +11,7 @@ namespace tyksim {
 namespace {
 
 constexpr int kFailureLevel = 1;
-constexpr size_t kMaxRemembered = 2000;  // a damaged frame may fail a thousand times over
+constexpr size_t kMaxRemembered = 2000;  // a damaged frame may fail thousands of times
 
 std::string logcatLine(const tykhost::LogLine& line) {
     constexpr char kLetters[] = "EWIDV";

@@ -1,12 +1,13 @@
-// The library's log lines while a verb runs.
+// Takes the library's log lines while a verb runs.
 #pragma once
 
 #include <string>
 
 namespace tyksim {
 
-/// Prints the lines up to a level on standard error and remembers the failures among them, which
-/// are the library's only way to say why it dropped something. One object at a time.
+/// Prints the lines up to a level on standard error and stores the failures among them, because
+/// only these tell why the library dropped something. Only one object may exist at a time. Threads:
+/// the library may log on any.
 class LibraryLog {
 public:
     explicit LibraryLog(int level);
@@ -14,7 +15,7 @@ public:
     LibraryLog(const LibraryLog&) = delete;
     LibraryLog& operator=(const LibraryLog&) = delete;
 
-    /// The failures since the last call, in one line; "" when there was none.
+    /// The failures since the last call, in one line; "" if there were none.
     std::string takeFailures();
 
 private:

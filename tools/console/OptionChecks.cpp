@@ -36,7 +36,7 @@ ValueCheck wholeNumber(int64_t least, int64_t most) {
                 if (error != std::errc() || stop != end || number < least || number > most) {
                     return refusal(expected, given);
                 }
-                given = fmt::to_string(number);  // the library takes a zero in front for octal
+                given = fmt::to_string(number);  // the library takes a leading zero for octal
                 return "";
             },
             ValueCheck::Shown::kRange, range};

@@ -1,5 +1,5 @@
-// What an option of the command line takes. A refusal says what was expected and what was found;
-// the help shows the words or the range that stand here.
+// Checks of the values of options. The message of a refusal has the expected and the given text;
+// the help shows the words or the range. Threads: one.
 #pragma once
 
 #include <cstdint>
@@ -26,17 +26,17 @@ struct ValueCheck {
     std::string values;  ///< the words or the range
 };
 
-/// A whole number from `least` to `most`, in decimal. From the largest `int` on, `most` is not
-/// spoken of.
+/// A whole number from `least` to `most`, in decimal. Messages and help omit a `most` from the
+/// largest `int` on.
 ValueCheck wholeNumber(int64_t least, int64_t most);
 
 /// A finite number from `least` to `most`.
 ValueCheck realNumber(double least, double most);
 
-/// Anything but "", which would be as if the option were not there.
+/// Any text but "", which would act like a missing option.
 ValueCheck notEmpty();
 
-/// One of the words, as it stands.
+/// One of the words, in the same case.
 ValueCheck oneOf(std::vector<std::string> words);
 
 /// The finite or infinite number that all of `given` spells.

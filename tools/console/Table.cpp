@@ -9,7 +9,8 @@ namespace tyksim {
 
 namespace {
 
-/// Characters of a UTF-8 text; close enough to a terminal's columns for names of tags and files.
+/// The number of characters of a UTF-8 text, which approximates the terminal's columns for names of
+/// tags and files.
 size_t widthOf(const std::string& text) {
     return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
         return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;

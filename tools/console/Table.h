@@ -9,7 +9,8 @@ namespace tyksim {
 
 enum class Align { kLeft, kRight };
 
-/// Rows under headings. What comes from a tree must be escaped by then.
+/// Rows under headings. Text from a tree must be escaped already. One thread at a time uses an
+/// object.
 class Table {
 public:
     struct Column {
@@ -23,7 +24,7 @@ public:
     void addRow(std::vector<std::string> cells);
     bool empty() const { return rows_.empty(); }
 
-    /// Prints heading and rows as results, each behind `indent`.
+    /// Prints headings and rows as results, each line after `indent`.
     void print(const std::string& indent = "") const;
 
 private:

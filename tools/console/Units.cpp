@@ -11,7 +11,7 @@ std::string humanBytes(uint64_t bytes) {
     constexpr std::array<const char*, 5> kUnits{"kB", "MB", "GB", "TB", "PB"};
     double value = static_cast<double>(bytes) / 1000;
     size_t unit = 0;
-    // 999.5 and more would read as 1000.
+    // 999.5 and above would round to 1000.
     while (value >= 999.5 && unit + 1 < kUnits.size()) {
         value /= 1000;
         ++unit;

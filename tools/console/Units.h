@@ -1,4 +1,4 @@
-// Numbers as people in front of a camera read them.
+// Numbers as text for people. Threads: any.
 #pragma once
 
 #include <cstdint>
@@ -17,10 +17,10 @@ std::string humanTime(int64_t milliseconds);
 /// "7 s", "2 min 05 s", "3 h 20 min".
 std::string humanSeconds(int64_t seconds);
 
-/// "3, 7..9, 12" of ranges with both ends included; after `most` of them "and 5 more".
+/// "3, 7..9, 12" for ranges with both ends included; after `most` ranges "and 5 more".
 std::string rangesText(const std::vector<std::pair<int64_t, int64_t>>& ranges, size_t most = 8);
 
-/// The ranges that sorted numbers make.
+/// Joins sorted numbers to ranges.
 std::vector<std::pair<int64_t, int64_t>> rangesOf(const std::vector<int64_t>& sorted);
 
 /// "1 frame", "2 frames".

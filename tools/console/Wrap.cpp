@@ -17,7 +17,7 @@ std::string_view takeLine(std::string_view& text) {
     return line;
 }
 
-/// A paragraph or an item of a list, as it is gathered line by line.
+/// A paragraph or an item of a list, collected line by line.
 class Piece {
 public:
     explicit Piece(std::string_view line) : indent_(indentOf(line)), hanging_(indent_) {

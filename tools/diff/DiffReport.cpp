@@ -16,7 +16,7 @@ namespace tyksim {
 
 namespace {
 
-// Elements of a field that are named one by one on a terminal.
+// The largest number of a field's elements that the text lists one by one.
 constexpr size_t kShownFields = 8;
 
 Json placeOf(const std::optional<tyktree::FrameRef>& frame) {
@@ -49,7 +49,7 @@ Json namesJson(const std::vector<NameDifference>& names) {
     return list;
 }
 
-/// The sizes and the place where they differ.
+/// Adds the sizes and the first difference.
 void addContent(const ContentDifference& content, Json& item) {
     item["size_a"] = content.inA ? Json(content.bytes.bytesA) : Json();
     item["size_b"] = content.inB ? Json(content.bytes.bytesB) : Json();
@@ -68,8 +68,8 @@ Json tagItem(const ContentDifference& tag) {
     return item;
 }
 
-/// {"psnr", "max", "mean", "pixels", "samples"}; the ratio of planes that are equal is null. Null
-/// where no samples were compared.
+/// {"psnr", "max", "mean", "pixels", "samples"}; the ratio is null for equal planes. Null if no
+/// samples were compared.
 Json toJson(const PlaneDifference& plane) {
     if (plane.samples == 0) return {};
     const double psnr = plane.psnr();
@@ -125,7 +125,8 @@ std::string placeText(const char* side, const tyktree::FrameRef& frame) {
     return fmt::format("{} task {} frame {}", side, frame.task->position, frame.frame->position);
 }
 
-/// Frames in which a tag or file differs; names begin with `indent` where they are fields.
+/// Adds rows for the frames in which a tag or file differs; the names of fields begin with
+/// `indent`.
 void addRows(const std::map<std::string, DiffSummary::Content>& contents, const char* kind,
              Table& table) {
     for (const auto& [name, content] : contents) {
@@ -168,7 +169,7 @@ Json contentsJson(const std::map<std::string, DiffSummary::Content>& contents, c
     return list;
 }
 
-/// What the images that could be compared come to, and how many could not.
+/// Summarises the compared images, and counts the others.
 std::string imagesText(const DiffSummary::Images& images) {
     if (images.notCompared == 0) return planesText(images.samples);
     const std::string others = counted(images.notCompared, "image", "images") + " not compared";
@@ -176,7 +177,7 @@ std::string imagesText(const DiffSummary::Images& images) {
     return any ? planesText(images.samples) + "; " + others : others;
 }
 
-/// Files by themselves, as the "files" of a frame.
+/// Files, in the form of a frame's "files".
 Json toJson(const std::vector<ContentDifference>& files) {
     Json list = Json::array();
     for (const ContentDifference& content : files) {
@@ -235,8 +236,8 @@ void printPair(const DifferentPair& pair) {
     }
 }
 
-/// Prints the summary and the worst frames. `by` says how frames were matched, `complete` whether
-/// all of both sides could be read.
+/// Prints the summary and the worst frames. `by` tells how frames were matched, `complete` whether
+/// both sides could be read completely.
 void printSummary(const DiffSummary& summary, const char* by, bool complete) {
     printResult(matchedText(summary, by, complete));
     printOnly(summary.onlyA, "A");

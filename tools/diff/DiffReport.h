@@ -1,4 +1,4 @@
-// What `tyksim diff` prints of a comparison, as text and as JSON.
+// Prints the comparison of `tyksim diff`, as text or as JSON.
 #pragma once
 
 #include "tools/diff/DiffSummary.h"
@@ -12,28 +12,27 @@ namespace tyksim {
 
 class JsonDocument;
 
-/// What a comparison comes to.
+/// The result of a comparison.
 struct DiffResult {
     const DiffSummary& frames;
     const std::vector<ContentDifference>& tuningCopies;  ///< the different ones
-    bool complete;                                       ///< all of both sides could be read
+    bool complete;                                       ///< both sides could be read completely
     bool same;
 };
 
-/// Takes one comparison. Called from one thread.
+/// Takes one comparison. One thread uses an object.
 class DiffReport {
 public:
     virtual ~DiffReport() = default;
     /// `a` and `b` are the paths of the two sides.
     virtual void begin(const std::string& a, const std::string& b) = 0;
-    /// A pair of frames that are not the same or of which only one is there, in the order of the
-    /// frames.
+    /// Takes a pair of frames that differ or of which one is missing, in the order of the frames.
     virtual void addPair(const FramePair& frames, const FrameDifference& difference) = 0;
     virtual void end(const DiffResult& result) = 0;
 };
 
-/// Reports into `json`, which must outlive the object, or where it is null as text. `by` is how
-/// frames were matched.
+/// Makes a report into `json`, which must outlive the object, or as text if it is null. `by` tells
+/// how frames were matched.
 std::unique_ptr<DiffReport> makeDiffReport(JsonDocument* json, MatchBy by);
 
 }  // namespace tyksim

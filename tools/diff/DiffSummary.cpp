@@ -20,7 +20,7 @@ void addContents(const std::vector<ContentDifference>& contents,
     std::set<std::pair<std::string, std::string>> countedFields;
     for (const ContentDifference& content : contents) {
         DiffSummary::Content& sum = sums[content.name];
-        // One tag of two cameras is still one frame.
+        // A tag of two cameras counts as one frame.
         if (counted.insert(content.name).second) ++sum.frames;
         if (!content.inB) ++sum.onlyA;
         if (!content.inA) ++sum.onlyB;
@@ -32,7 +32,7 @@ void addContents(const std::vector<ContentDifference>& contents,
     }
 }
 
-/// What makes one pair worse than another: how far its images are apart, then how much differs.
+/// The order of pairs: the distance of the images, then the number of differences.
 std::tuple<double, size_t> badness(const FrameDifference& difference) {
     double distance = 0;
     for (const ImageDifference& image : difference.images) {

@@ -19,7 +19,7 @@ std::string planeText(const PlaneDifference& plane) {
                        plane.mean(), counted(plane.different, "pixel", "pixels"));
 }
 
-/// How much of the planes was compared where one file ends before the other, part by part.
+/// The compared share of each plane if one file ends before the other.
 std::string comparedText(const ImageDifference& image) {
     const SampleCounts whole = image.layout.samplesIn(std::max(image.bytesA, image.bytesB));
     const auto part = [](const char* name, uint64_t compared, uint64_t of) {
@@ -57,7 +57,7 @@ DifferenceText imageText(const ImageDifference& image, bool several) {
     return text;
 }
 
-/// Names with the same change of their sof id together, others one by one.
+/// Adds names: those with the same change of sof id together, others one by one.
 void addNames(const std::vector<NameDifference>& names, std::vector<DifferenceText>& texts) {
     std::map<std::pair<int, int>, size_t> files;
     for (const NameDifference& name : names) {

@@ -20,7 +20,7 @@ FileDifference unreadable(const tyktags::Problem& problem) {
     return result;
 }
 
-/// Makes the bits of `range` that lie in the piece at `offset` zero.
+/// Clears the bits of `range` in the piece at `offset`.
 void blank(std::vector<uint8_t>& piece, uint64_t offset, size_t bytes, const ByteRange& range) {
     const uint64_t from = std::max(range.offset, offset);
     const uint64_t to = std::min(range.offset + range.bytes, offset + bytes);

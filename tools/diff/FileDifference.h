@@ -1,4 +1,4 @@
-// How two files differ, byte by byte.
+// Compares two files byte by byte.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,11 @@
 
 namespace tyksim {
 
-/// Part of a file that does not count.
+/// Part of a file that the comparison ignores.
 struct ByteRange {
     uint64_t offset;
     uint64_t bytes;
-    uint8_t bits = 0xff;  ///< of each of the bytes
+    uint8_t bits = 0xff;  ///< the ignored bits of each byte
 };
 
 struct FileDifference {
@@ -21,15 +21,15 @@ struct FileDifference {
     uint64_t bytesB = 0;
     std::optional<uint64_t> first;  ///< offset of the first byte that differs or only one file has
     uint64_t different = 0;         ///< bytes that differ or only one file has
-    std::string problem;            ///< path and reason of a file that cannot be read; else ""
+    std::string problem;            ///< path and reason if a file cannot be read; else ""
 
     bool same() const { return problem.empty() && different == 0; }
 };
 
-/// Compares files a piece at a time. One object serves one thread.
+/// Compares files a piece at a time. One thread at a time uses an object.
 class FileComparer {
 public:
-    /// Bytes in `ignored` count as equal where both files have them.
+    /// Bytes in `ignored` count as equal if both files have them.
     FileDifference compare(const std::string& pathA, const std::string& pathB,
                            const std::vector<ByteRange>& ignored = {});
 

@@ -29,12 +29,12 @@ std::string pathOf(const FrameListing& listing, const FileEntry& file) {
 struct FilePair {
     const FileEntry* a = nullptr;
     const FileEntry* b = nullptr;
-    size_t index = 0;  ///< which one of its key
+    size_t index = 0;  ///< number among the pairs of its key
 
     const FileEntry& either() const { return a ? *a : *b; }
 };
 
-/// Pairs the files of one key: those of the same name, then the others in their order.
+/// Pairs the files of one key: first those with the same name, then the others in order.
 void pairFiles(std::vector<const FileEntry*> a, std::vector<const FileEntry*> b,
                std::vector<FilePair>& pairs) {
     const size_t first = pairs.size();
@@ -54,8 +54,8 @@ void pairFiles(std::vector<const FileEntry*> a, std::vector<const FileEntry*> b,
     for (size_t i = first; i < pairs.size(); ++i) pairs[i].index = i - first;
 }
 
-/// Files of both frames that have the same key, by key. `keyOf` gives the key of a file, or none
-/// for a file that is not looked at.
+/// Pairs the files of both frames that have the same key. `keyOf` returns the key of a file, or
+/// none for a file to ignore.
 template <typename KeyOf>
 std::vector<FilePair> pairsOf(const FrameListing& a, const FrameListing& b, KeyOf keyOf) {
     using Key = typename decltype(keyOf(std::declval<const FileEntry&>()))::value_type;
@@ -72,7 +72,7 @@ std::vector<FilePair> pairsOf(const FrameListing& a, const FrameListing& b, KeyO
     return pairs;
 }
 
-/// A name with what it says in front of and behind its sof id.
+/// The parts of a name before and after its sof id.
 struct NameParts {
     explicit NameParts(std::string_view name) {
         const size_t from = std::min(name.find('_'), name.size() - 1) + 1;
@@ -98,7 +98,7 @@ bool isPicture(const FileEntry& file) {
            sizeProblem(file.image.width, file.image.height).empty();
 }
 
-/// Makes what is not to be compared the same everywhere.
+/// Clears the ignored bits.
 void blank(std::vector<uint8_t>& bytes, const std::vector<ByteRange>& ranges) {
     for (const ByteRange& range : ranges) {
         const uint64_t end = std::min<uint64_t>(range.offset + range.bytes, bytes.size());
@@ -108,7 +108,7 @@ void blank(std::vector<uint8_t>& bytes, const std::vector<ByteRange>& ranges) {
     }
 }
 
-/// The elements of a field that differ, under its name or its elements' names.
+/// Adds the different elements of a field, under its name or its elements' names.
 void addElements(const std::string& name, const std::vector<uint32_t>& shape,
                  const std::vector<tyktags::Value>& a, const std::vector<tyktags::Value>& b,
                  std::vector<ValueDifference>& out) {
@@ -116,7 +116,7 @@ void addElements(const std::string& name, const std::vector<uint32_t>& shape,
     for (size_t i = 0; i < count; ++i) {
         const tyktags::Value inA = i < a.size() ? a[i] : tyktags::Value();
         const tyktags::Value inB = i < b.size() ? b[i] : tyktags::Value();
-        // By their words: that way a value that is no number equals itself.
+        // Compares texts, so that NaN equals itself.
         if (tyktags::toText(inA) == tyktags::toText(inB)) continue;
         out.push_back({tyktags::elementName(name, shape, i), inA, inB});
     }
@@ -130,7 +130,7 @@ void addScene(const tyktree::SceneRecord& a, const tyktree::SceneRecord& b, cons
     }
 }
 
-/// Adds where a field lies.
+/// Adds the ranges of a field.
 void addRanges(const tyktags::TagField& field, std::vector<ByteRange>& ranges) {
     if (field.bits.width == 0) {
         ranges.push_back({field.offset, field.bytes()});
@@ -357,7 +357,7 @@ void FrameComparer::compareFiles() {
         file.inA = pair.a != nullptr;
         file.inB = pair.b != nullptr;
         if (pair.a && pair.b) {
-            // The text file's values were compared; blanks in it do not count.
+            // The values of the XML file were compared; its white space does not count.
             if (pair.a->kind == Kind::kSceneXml) continue;
             std::vector<ByteRange> ignored;
             for (const SceneBlock& block : kSceneBlocks) {

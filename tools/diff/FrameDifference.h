@@ -1,4 +1,4 @@
-// How two frames differ: parameters, scene record, images and other files.
+// Compares two frames: parameters, scene record, images and other files.
 #pragma once
 
 #include "tags/FieldCodec.h"
@@ -19,14 +19,14 @@
 
 namespace tyksim {
 
-/// A value that differs.
+/// A different value.
 struct ValueDifference {
     std::string name;
     tyktags::Value a;
     tyktags::Value b;
 };
 
-/// A parameter file, or another file, that differs or only one frame has.
+/// A parameter file, or another file, that differs or that only one frame has.
 struct ContentDifference {
     std::string name;  ///< of the tag or of the file; raw bytes
     bool inA = true;
@@ -37,13 +37,13 @@ struct ContentDifference {
     std::vector<ValueDifference> fields;
 };
 
-/// The names of two files that belong together by what they say: the tag, the camera and the kind
-/// of a parameter file, the camera of an image. Raw bytes.
+/// The different names of two matched files: they agree in the tag, camera and kind of a parameter
+/// file, or in the camera of an image. Raw bytes.
 struct NameDifference {
     std::string a;
     std::string b;
 
-    /// The sof ids, where nothing else in the names differs.
+    /// The sof ids, if only these differ in the names.
     std::optional<std::pair<int, int>> sofs() const;
 };
 
@@ -55,7 +55,7 @@ struct ImageDifference {
     PictureSize sizeB{};
     uint64_t bytesA = 0;  ///< lengths of the files
     uint64_t bytesB = 0;
-    /// Of images of one size in pixels.
+    /// Set if both images have the same size in pixels.
     std::optional<PictureDifference> samples;
     int camera = 0;
     size_t index = 0;   ///< among the frame's images
@@ -63,19 +63,20 @@ struct ImageDifference {
     std::string pathB;
     PictureLayout layout;
 
-    /// Mean squared difference of all samples; more than any where not all could be compared.
+    /// The mean squared difference of all samples; larger than any such value if not all could be
+    /// compared.
     double distance() const;
 };
 
-/// All of it. Empty where the frames are the same.
+/// All differences of two frames. Empty if they are equal.
 struct FrameDifference {
     std::vector<ContentDifference> tags;
     std::vector<ValueDifference> scene;
     std::vector<ImageDifference> images;
     std::vector<ContentDifference> files;
     std::vector<NameDifference> names;
-    std::optional<tyktree::FrameRef> overtaken;  ///< as FramePair has it
-    std::vector<std::string> problems;  ///< what could not be read; frames are not the same then
+    std::optional<tyktree::FrameRef> overtaken;  ///< see FramePair
+    std::vector<std::string> problems;  ///< unreadable files; the frames then count as different
 
     bool same() const {
         return tags.empty() && scene.empty() && images.empty() && files.empty() && names.empty() &&
@@ -83,7 +84,7 @@ struct FrameDifference {
     }
 };
 
-/// What does not count.
+/// The differences to ignore.
 struct DiffRules {
     AssumedPicture assumed;
     int tolerance = 0;  ///< of samples
@@ -92,24 +93,24 @@ struct DiffRules {
     std::vector<tyktree::ValueName> ignored;
 
     bool ignoresTag(const std::string& tag) const;
-    /// The bytes of a tag that belong to ignored fields.
+    /// The bytes of the ignored fields of a tag.
     std::vector<ByteRange> ignoredBytes(const std::string& tag) const;
-    /// Where an ignored scene field lies among `bytes` bytes from `offset` of the record.
+    /// The bytes of ignored scene fields among `bytes` bytes from `offset` of the record.
     std::vector<ByteRange> ignoredScene(int offset, int bytes) const;
     bool ignoresScene(const ::SceneField& field) const;
 };
 
-/// The tag table by which two trees are compared: A's, or B's where A has none.
+/// The tag table for a comparison of two trees: A's, or B's if A has none.
 const tyktree::TagCatalog& commonTable(const tyktree::TagCatalog& a, const tyktree::TagCatalog& b);
 
-/// Compares frames; keeps its memory. One object serves one thread.
+/// Compares frames and reuses its memory. One thread at a time uses an object.
 class FrameComparer {
 public:
     /// Both must outlive the object.
     FrameComparer(const DiffRules& rules, const tyktree::TagCatalog& catalog)
         : rules_(rules), catalog_(catalog) {}
 
-    /// The pair has both frames.
+    /// The pair must have both frames.
     FrameDifference compare(const FramePair& frames);
 
 private:

@@ -34,7 +34,7 @@ bool severalPipes(const std::vector<Task>& tasks) {
                        [&](const Task& task) { return task.pipe != tasks.front().pipe; });
 }
 
-/// What tells the tasks that belong together, for every task.
+/// The key of every task; tasks with the same key belong together.
 std::vector<std::string> taskKeys(const std::vector<Task>& tasks, bool byName, bool byPipe) {
     std::vector<std::string> keys;
     std::map<std::string, int> counts;
@@ -62,7 +62,7 @@ std::vector<std::string> frameKeys(const std::vector<FrameRef>& frames, MatchBy 
 
 constexpr size_t kNone = static_cast<size_t>(-1);
 
-/// For every key of `a` the place of the same key in `b`, and the places in `b` that are left.
+/// For every key of `a` the position of the same key in `b`, and the unmatched positions in `b`.
 struct Places {
     Places(const std::vector<std::string>& a, const std::vector<std::string>& b) {
         std::map<std::string, size_t> at;
@@ -87,7 +87,7 @@ struct Places {
 void matchTask(const std::vector<FrameRef>& a, const std::vector<FrameRef>& b, MatchBy by,
                std::vector<FramePair>& pairs) {
     const Places places(frameKeys(a, by), frameKeys(b, by));
-    size_t last = kNone;  // of the frames of A so far the one whose counterpart stands last
+    size_t last = kNone;  // the frame of A so far with the last counterpart
     for (size_t i = 0; i < a.size(); ++i) {
         FramePair pair{a[i], std::nullopt, std::nullopt};
         const size_t place = places.ofA[i];

@@ -1,4 +1,4 @@
-// Which frame of one tree belongs to which of another.
+// Matches the frames of two trees. Threads: any.
 #pragma once
 
 #include "tree/read/FrameSelection.h"
@@ -10,30 +10,31 @@
 
 namespace tyksim {
 
-/// A frame of A, of B, or of both that belong together. The references' indexes must outlive it.
+/// A frame of A, a frame of B, or two matched frames. The indexes of the references must outlive
+/// it.
 struct FramePair {
     std::optional<tyktree::FrameRef> a;
     std::optional<tyktree::FrameRef> b;
-    /// A frame of A that stands before `a`, and whose counterpart stands behind `b`: a replay takes
-    /// the two in another order.
+    /// A frame of A before `a` whose counterpart is after `b`: a replay takes the two in another
+    /// order.
     std::optional<tyktree::FrameRef> overtaken;
 
-    /// The frame of A, or of B where A has none.
+    /// The frame of A, else that of B.
     const tyktree::FrameRef& either() const { return a ? *a : *b; }
 };
 
 enum class MatchBy { kRequest, kOrder };
 
-/// One side of a comparison: what was named, and the frames that are selected in it.
+/// One side of a comparison: the path, and the selected frames.
 struct MatchSide {
     const tyktree::TreePath* path;
     const std::vector<tyktree::FrameRef>* frames;
 };
 
-/// The pairs in A's order; after a task's pairs those frames that only B's has. Two frames that
-/// were named as such belong together. Tasks do by the name of their folder, and where no task of A
-/// has the name of one of B, by pipe and order. Within tasks frames go by request id, the same id
-/// again with the same id again, or by order.
+/// The pairs in A's order; after the pairs of a task come the frames that only B's task has. Two
+/// paths of single frames always match. Tasks match by the name of their folder, or by pipe and
+/// order if no task of A has the name of a task of B. Within tasks frames match by request id
+/// (repeated ids in their order) or by order.
 std::vector<FramePair> matchFrames(const MatchSide& a, const MatchSide& b, MatchBy by);
 
 }  // namespace tyksim

@@ -26,7 +26,7 @@ using tyktags::FieldType;
     throw WrongUsage(fmt::format("--set {}: {}", tyktree::escaped(setting), reason));
 }
 
-/// Refuses a setting whose value a field does not take.
+/// Refuses a setting whose value is not valid for its field.
 void require(const std::string& setting, const tyktags::Status& status) {
     if (!status.ok()) refuse(setting, toLine(status.problem()));
 }
@@ -38,7 +38,7 @@ int digitOf(char c) {
     return -1;
 }
 
-/// The bytes that hexadecimal digits stand for; none where they do not.
+/// The bytes of hexadecimal digits; none if the text is not hexadecimal.
 std::optional<std::vector<uint8_t>> fromDigits(std::string_view digits) {
     if (digits.substr(0, 2) == "0x") digits.remove_prefix(2);
     if (digits.empty() || digits.size() % 2 != 0) return std::nullopt;
@@ -68,7 +68,7 @@ std::vector<uint8_t> wholeValue(const std::string& setting, const std::string& v
     return bytes;
 }
 
-/// Refuses a whole value of a size that its tag does not have. Whether that size is known.
+/// Refuses a whole value of another size than its tag's. Returns whether that size is known.
 bool checkSize(const std::string& setting, const std::string& tagName, size_t size,
                const tyktree::TagCatalog& catalog) {
     if (size == 0) refuse(setting, "expected at least one byte, found none");
@@ -101,7 +101,7 @@ Ramp::Kind kindOf(const tyktree::ValueName& name) {
     }
 }
 
-/// The bytes of the scene record that are under a name.
+/// Adds the bytes of a name in the scene record.
 void addBytes(const tyktree::ValueName& name, SceneBytes& bytes) {
     size_t begin = 0;
     size_t count = kSceneRecordBytes;
@@ -119,7 +119,7 @@ tyktags::Problem flaw(std::string expected, size_t foundBytes) {
     return {"", std::move(expected), fmt::to_string(foundBytes)};
 }
 
-/// The part of a value that a change is about, in words.
+/// The changed part of a value as text.
 std::string shown(const tyktree::ValueName& name, const std::vector<uint8_t>& bytes) {
     if (name.scene) {
         tyktree::SceneRecord record;
@@ -167,7 +167,7 @@ Edits::Edit Edits::parse(const std::string& setting, const tyktree::TagCatalog& 
     return edit;
 }
 
-/// Both ends of a ramp must fit its field; what lies between does then.
+/// Both ends of a ramp must fit its field; then all values between them do.
 void Edits::makeRamp(Edit& edit) {
     const bool isText = !edit.name.scene && edit.name.field->type == FieldType::text;
     const size_t dots = isText ? std::string::npos : edit.text.find("..");
@@ -221,7 +221,7 @@ void Edits::requireFiles(const std::vector<tyktree::FrameRef>& frames,
     for (const Edit& edit : edits_) wanted.push_back(&edit);
     tyktree::FrameListing listing;
     for (size_t i = 0; i < frames.size() && !wanted.empty(); ++i) {
-        static_cast<void>(listing.read(frames[i].path()));  // whoever takes the frame says why not
+        static_cast<void>(listing.read(frames[i].path()));  // copying the frame reports a failure
         for (const tyktree::FileEntry& file : listing.files()) {
             if (!taken(file)) continue;
             const auto found = [&file](const Edit* edit) { return edit->isIn(file); };
@@ -232,7 +232,7 @@ void Edits::requireFiles(const std::vector<tyktree::FrameRef>& frames,
     refuse(wanted.front()->setting, "none of the selected frames has a file for it");
 }
 
-/// The problem says why the value cannot be set.
+/// The problem tells why the value cannot be set.
 tyktags::Status Edits::set(const Edit& edit, bool isFixed, FrameTurn turn,
                            std::vector<uint8_t>& bytes) {
     if (edit.whole) {

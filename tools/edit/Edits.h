@@ -1,4 +1,4 @@
-// Values that a user sets in captured frames: NAME=VALUE.
+// Sets values in captured frames: NAME=VALUE.
 #pragma once
 
 #include "tools/edit/Ramp.h"
@@ -17,20 +17,20 @@
 
 namespace tyksim {
 
-/// One thing that was changed in a frame.
+/// One change in a frame.
 struct Change {
     std::string name;
     std::string before;
     std::string after;
 };
 
-/// What came of setting values.
+/// The result of setting values.
 struct EditResult {
     std::vector<Change> changes;
-    std::vector<std::string> problems;  ///< what could not be set, and why
+    std::vector<std::string> problems;  ///< values that could not be set, with reasons
 };
 
-/// Bytes of the scene record.
+/// A set of bytes of the scene record.
 using SceneBytes = std::bitset<kSceneRecordBytes>;
 
 /// The values to set.
@@ -42,47 +42,50 @@ using SceneBytes = std::bitset<kSceneRecordBytes>;
 ///   TAG=@FILE             a whole value, from a file
 ///   TAG=0x00ff12          a whole value, in hexadecimal digits
 ///
-/// The scene record is set by its fields or by its tag.
+/// The scene record can be set by its fields or by its tag. Threads: several may use one object at
+/// once after its construction.
 class Edits {
 public:
     Edits() = default;
 
-    /// Resolves the names and reads the files. WrongUsage for what is no NAME=VALUE, for a name
-    /// that matches nothing (with the nearest), and for a value that does not fit (with the range
-    /// or the size). The catalog must outlive the object; `tagNames` are the names that occur in
-    /// the tree.
+    /// Resolves the names and reads the files. Throws WrongUsage for a setting that is not
+    /// NAME=VALUE, for an unknown name (with similar ones), and for a value that does not fit (with
+    /// the range or the size). The catalog must outlive the object; `tagNames` are the names that
+    /// occur in the tree.
     Edits(const std::vector<std::string>& settings, const tyktree::TagCatalog& catalog,
           const std::vector<std::string>& tagNames);
 
     bool empty() const { return edits_.empty(); }
 
-    /// Whether a parameter file of this tag changes; of the scene record's, its other files do too.
+    /// Whether parameter files of this tag change; for the scene record's tag its other files
+    /// change too.
     bool changesTag(std::string_view tagName) const;
 
-    /// The bytes of the scene record that are set.
+    /// The bytes of the scene record that settings change.
     SceneBytes sceneBytes() const;
 
-    /// WrongUsage where a value has no file in any of the frames, of those that `taken` takes.
+    /// Throws WrongUsage if a value has no file in any of the frames among the files that `taken`
+    /// accepts.
     void requireFiles(const std::vector<tyktree::FrameRef>& frames,
                       const std::function<bool(const tyktree::FileEntry&)>& taken) const;
 
-    /// Sets what is to be set in the value of a tag, the scene record's included. `isFixed`: the
-    /// value is of a fixed size, which stays. What a value is too short for stays as it is and is a
-    /// problem.
+    /// Makes the settings in the value of a tag, including the scene record's. `isFixed`: the value
+    /// has a fixed size, which stays. A setting beyond the end of a short value is a problem and
+    /// changes nothing.
     EditResult apply(std::string_view tagName, bool isFixed, FrameTurn turn,
                      std::vector<uint8_t>& bytes) const;
 
-    /// As above, of the scene record.
+    /// Makes the settings in the scene record.
     EditResult apply(FrameTurn turn, tyktree::SceneRecord& record) const;
 
 private:
     struct Edit {
         tyktree::ValueName name;
         std::string setting;  ///< as given
-        std::string text;     ///< the value where there is no ramp
+        std::string text;     ///< the value, if it is not a ramp
         std::optional<Ramp> ramp;
         std::optional<std::vector<uint8_t>> whole;
-        bool isSizeKnown = false;  ///< of the whole value: its tag's
+        bool isSizeKnown = false;  ///< the size of the tag's value is known
 
         bool isOf(std::string_view tagName) const;
         bool isIn(const tyktree::FileEntry& file) const;
@@ -98,7 +101,7 @@ private:
     std::vector<Edit> edits_;
 };
 
-/// Whether a file is the scene record's text file or one of its blocks.
+/// Whether a file is the scene record's XML file or one of its blocks.
 bool isSceneFile(const tyktree::FileEntry& file);
 
 }  // namespace tyksim

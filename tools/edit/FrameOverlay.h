@@ -1,4 +1,4 @@
-// A captured frame with values set, for one replay: nothing is written into the tree.
+// A copy of a captured frame with values set, for one replay, which does not write into the tree.
 #pragma once
 
 #include "tools/edit/Edits.h"
@@ -9,17 +9,17 @@
 
 namespace tyksim {
 
-/// A folder below a temporary root that stands for a task and holds one frame at a time: links to
-/// the files that stay, files of its own for what was set.
+/// A folder below a temporary root that replaces a task and contains one frame at a time: links to
+/// unchanged files, and changed files. One thread at a time uses an object.
 class FrameOverlay {
 public:
-    /// `root` is a folder that may be written to; `edits` must outlive the object.
+    /// `root` must be a writable folder; `edits` must outlive the object.
     FrameOverlay(const std::string& root, const Edits& edits);
 
-    /// The folder that stands for the task.
+    /// The folder that replaces the task.
     const std::string& task() const { return task_; }
 
-    /// Puts the frame of `listing` into the folder in place of the last one, under its own name.
+    /// Replaces the folder's frame by `frame`, under its own name.
     FrameCopy lay(const tyktree::FrameRef& frame, FrameTurn turn);
 
 private:

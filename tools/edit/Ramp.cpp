@@ -27,7 +27,7 @@ bool parseFinite(const std::string& text, double& number) {
     return !text.empty() && end == text.c_str() + text.size() && std::isfinite(number);
 }
 
-/// An integer as a number from 0 up, in the same order.
+/// Maps an integer to an unsigned number and keeps the order.
 bool parseInteger(std::string_view text, Ramp::Kind kind, uint64_t& number) {
     if (kind == Ramp::Kind::kUnsigned) return parse(text, number);
     int64_t integer = 0;
@@ -63,7 +63,7 @@ std::string Ramp::at(FrameTurn turn) const {
     return kind_ == Kind::kReal ? tyktags::toText(tyktags::Value(realAt(turn))) : integerAt(turn);
 }
 
-/// From the smaller end up, so that a ramp and its reverse have the same values.
+/// Counts from the smaller end, so that a ramp and its reverse have the same values.
 std::string Ramp::integerAt(FrameTurn turn) const {
     const bool rises = integerFirst_ <= integerLast_;
     const uint64_t least = std::min(integerFirst_, integerLast_);
@@ -77,7 +77,8 @@ std::string Ramp::integerAt(FrameTurn turn) const {
 
 double Ramp::realAt(FrameTurn turn) const {
     const double part = static_cast<double>(turn.index) / static_cast<double>(turn.count - 1);
-    // The distance of two numbers of one sign is finite; so is the sum of parts of two.
+    // The distance between two numbers of the same sign is finite, and so is a weighted mean of any
+    // two.
     const bool sameSign = std::signbit(realFirst_) == std::signbit(realLast_);
     const double value = sameSign ? realFirst_ + (realLast_ - realFirst_) * part
                                   : realFirst_ * (1 - part) + realLast_ * part;

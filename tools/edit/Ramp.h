@@ -1,4 +1,4 @@
-// Numbers in even steps from a first to a last one.
+// Numbers in equal steps from a first to a last one. A value.
 #pragma once
 
 #include <cstddef>
@@ -9,19 +9,19 @@
 
 namespace tyksim {
 
-/// Which of the selected frames a value is for: a ramp goes from the first to the last.
+/// The position of a frame among the selected ones, over which a ramp runs.
 struct FrameTurn {
     size_t index = 0;
     size_t count = 1;  ///< less than 2^31
 };
 
-/// A ramp over the selected frames, both ends included as they are given. Integers are exact over
-/// all 64 bits, halves rounded up; what lies between finite floats is finite.
+/// A ramp over the selected frames, with exactly the given ends. Integers are exact over all 64
+/// bits, with halves rounded up; values between finite floats are finite.
 class Ramp {
 public:
     enum class Kind { kSigned, kUnsigned, kReal };
 
-    /// None where an end is no finite number of that kind.
+    /// Returns none if an end is not a finite number of that kind.
     static std::optional<Ramp> make(std::string_view first, std::string_view last, Kind kind);
 
     /// The value of a frame, in decimal.
@@ -36,7 +36,7 @@ private:
     std::string last_;
     double realFirst_ = 0;
     double realLast_ = 0;
-    uint64_t integerFirst_ = 0;  ///< of signed numbers the distance from the least
+    uint64_t integerFirst_ = 0;  ///< for signed numbers the distance from the least one
     uint64_t integerLast_ = 0;
 };
 

@@ -1,4 +1,4 @@
-// The scene record's files of a frame with values set in them.
+// Sets values in the scene record's files of a frame.
 #pragma once
 
 #include "tools/edit/Edits.h"
@@ -11,17 +11,18 @@
 
 namespace tyksim {
 
-/// Sets values in the text file and the blocks of a frame's scene record, and nothing else in them:
-/// what somebody edited in one of the files stays as it was. Reads the frame when it is made.
+/// Sets values in the XML file and the blocks of a frame's scene record and changes nothing else in
+/// them, so that earlier edits of these files stay. The constructor reads the frame. One thread at
+/// a time uses an object.
 class SceneCopy {
 public:
     SceneCopy(const tyktree::FrameListing& listing, const Edits& edits, FrameTurn turn);
 
-    /// What changes in the record that a folder replay publishes.
+    /// The changes of the record that a folder replay publishes.
     const std::vector<Change>& changes() const { return changes_; }
 
-    /// What the copy of one of the files, of which `bytes` are the content, holds; none where it is
-    /// the same, with the reason in `problem` where that should not be.
+    /// The new content of one of the files, whose content is `bytes`. Returns none if it does not
+    /// change; if it should, `problem` has the reason.
     std::optional<std::string> contentOf(const tyktree::FileEntry& file,
                                          const std::vector<uint8_t>& bytes,
                                          std::string& problem) const;

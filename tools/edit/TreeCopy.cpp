@@ -34,12 +34,12 @@ std::string pathIn(const std::string& folder, std::string_view name) {
     return folder + "/" + std::string(name);
 }
 
-/// The pipe whose folder a frame goes into; 1 where the source does not say, as a replay takes it.
+/// The pipe of a frame's folder; 1, as in a replay, if the source has none.
 int pipeOf(const tyktree::PipeEntry& pipe) {
     return pipe.id.value_or(1);
 }
 
-/// The tag that a file belongs to; "" where it belongs to none.
+/// The tag of a file; "" if it has none.
 std::string tagOf(const FileEntry& file) {
     if (file.kind == FileEntry::Kind::kParameter) return std::string(file.parameter.tagName);
     return isSceneFile(file) ? kSceneTagName : "";
@@ -63,7 +63,7 @@ std::string unchanged(const std::string& path, const std::string& reason) {
     return tyktree::escaped(path) + ": not changed: " + tyktree::escaped(reason);
 }
 
-/// Reads a file that is changed on its way. One that cannot be read is left out, which `copy` says.
+/// Reads a file to change. If that fails, the file is omitted, which `copy` reports.
 bool readWhole(const std::string& path, std::vector<uint8_t>& bytes, FrameCopy& copy) {
     const auto size = tyktree::readFileBytes(path, INT_MAX, bytes);
     if (size.ok() && bytes.size() == size.value()) return true;
@@ -73,7 +73,7 @@ bool readWhole(const std::string& path, std::vector<uint8_t>& bytes, FrameCopy& 
     return false;
 }
 
-/// Takes the elements out of `parent` whose tag is not wanted.
+/// Removes the elements of unwanted tags from `parent`.
 template <typename Wanted>
 void removeTags(pugi::xml_node parent, const char* attribute, Wanted wanted) {
     for (pugi::xml_node node = parent.first_child(); node;) {
@@ -105,7 +105,7 @@ void requireFiles(const CopyOptions& options, const Edits& edits,
     std::set<std::string> names;
     FrameListing listing;
     for (const FrameRef& frame : frames) {
-        static_cast<void>(listing.read(frame.path()));  // copyFrame() says why not
+        static_cast<void>(listing.read(frame.path()));  // copyFrame() reports a failure
         for (const FileEntry& file : listing.files()) {
             const std::string tag = tagOf(file);
             if (tag.empty()) continue;
@@ -160,7 +160,7 @@ std::vector<std::string> TreeCopy::prepare(const tyktree::TreeIndex& index,
     return problems;
 }
 
-/// A table that came out of a pipe is written anew.
+/// Writes a table that was read from a pipe again.
 void TreeCopy::copyTable(const tyktree::TagCatalog& catalog) const {
     const std::string target = tyktree::tagTablePath(root_);
     std::error_code ignored;
@@ -171,8 +171,7 @@ void TreeCopy::copyTable(const tyktree::TagCatalog& catalog) const {
     orFail(tyktags::writeTagTable(target, catalog.tags()));
 }
 
-/// A configuration without what is left out, so that it says of the copy what its frames should
-/// have.
+/// Copies a configuration without the omitted tags, so that it describes the frames of the copy.
 void TreeCopy::copyConfiguration(const tyktree::PipeEntry& pipe) const {
     const std::string target = configFilePath((root_ + kDumpRoot).c_str(), pipeOf(pipe));
     const bool whole = options_.onlyTags.empty() && options_.images;
@@ -275,7 +274,7 @@ void TreeCopy::copyParameter(const FrameListing& listing, const FileEntry& file,
     for (const std::string& problem : edited.problems) {
         copy.problems.push_back(unchanged(path, problem));
     }
-    // What changes in the scene record is listed once for all of its files.
+    // Changes of the scene record are listed once for all of its files.
     if (file.parameter.tagName != kSceneTagName) {
         std::move(edited.changes.begin(), edited.changes.end(), std::back_inserter(copy.changes));
     }

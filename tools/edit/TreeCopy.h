@@ -1,4 +1,4 @@
-// A part of a tree as a tree of its own.
+// Copies a part of a tree as a tree of its own.
 #pragma once
 
 #include "tools/edit/Edits.h"
@@ -15,28 +15,28 @@ namespace tyksim {
 class SceneCopy;
 
 struct CopyOptions {
-    std::string onlyTags;  ///< shell pattern of the tags to take; "" takes all
-    bool images = true;    ///< take the images
-    bool links = false;    ///< link to the files that stay as they are, instead of copying them
+    std::string onlyTags;  ///< shell pattern of the tags to copy; "" copies all
+    bool images = true;    ///< copy the images
+    bool links = false;    ///< link to unchanged files instead of copying them
 
     bool takesTag(const std::string& name) const;
     bool takes(const tyktree::FileEntry& file) const;
 };
 
-/// WrongUsage where the pattern of tags takes no file of the frames, or a value to set has no file
-/// among those that are taken.
+/// Throws WrongUsage if the pattern of tags matches no file of the frames, or a value to set has no
+/// file among those to copy.
 void requireFiles(const CopyOptions& options, const Edits& edits,
                   const std::vector<tyktree::FrameRef>& frames);
 
-/// What came of one frame.
+/// The result of copying one frame.
 struct FrameCopy {
     uint64_t files = 0;
     uint64_t bytes = 0;
     std::vector<Change> changes;
-    std::vector<std::string> problems;  ///< what was left out or not set, in words
+    std::vector<std::string> problems;  ///< omitted files and values that were not set, as text
 };
 
-/// Copies frames into a device root that is being made. Threads: copyFrame() from any, for
+/// Copies frames into a new device root. Threads: several may call copyFrame() at once for
 /// different frames.
 class TreeCopy {
 public:
@@ -44,18 +44,19 @@ public:
     TreeCopy(std::string root, const CopyOptions& options, const Edits& edits);
 
     /// Makes pipe and task folders for the frames, with the dump configurations and tuning copies
-    /// of their pipes, and leaves the tag table beside them as tags.xml where one is known. Returns
-    /// what was left out. Failure with the path and the system's reason.
+    /// of their pipes, and writes the tag table, if there is one, beside them as tags.xml. Returns
+    /// texts about omitted files. Throws Failure with the path and the system's reason.
     std::vector<std::string> prepare(const tyktree::TreeIndex& index,
                                      const std::vector<tyktree::FrameRef>& frames,
                                      const tyktree::TagCatalog& catalog);
 
-    /// Copies one frame. Unchanged files share their storage with the source where the file system
-    /// can. What cannot be read, or is no regular file, is left out and comes back as a problem,
-    /// and so does a value that cannot be set. Failure when a file of the copy cannot be written.
+    /// Copies one frame. Unchanged files share their storage with the source if the file system
+    /// supports it. A file that cannot be read or is not regular is omitted and returned as a
+    /// problem, and so is a value that cannot be set. Throws Failure when a file of the copy cannot
+    /// be written.
     FrameCopy copyFrame(const tyktree::FrameRef& frame, FrameTurn turn) const;
 
-    /// As above, into a folder of the frame's name in `task`.
+    /// The same, into a folder with the frame's name in `task`.
     FrameCopy copyFrame(const tyktree::FrameRef& frame, FrameTurn turn,
                         const std::string& task) const;
 

@@ -26,7 +26,7 @@ namespace {
                     tyktree::escaped(folder), reason));
 }
 
-/// The regular files whose names mark them as tuning copies.
+/// The regular files with names of tuning copies.
 std::vector<std::string> listCopies(const std::string& folder) {
     std::vector<std::string> names;
     tyktree::FolderReader reader(folder.c_str());
@@ -42,7 +42,7 @@ std::vector<std::string> listCopies(const std::string& folder) {
     return names;
 }
 
-/// The copies that the library made of its own accord.
+/// Removes the copies that the library made.
 void removeCopies(const std::string& folder) {
     for (const std::string& name : listCopies(folder)) {
         std::error_code error;
@@ -60,7 +60,7 @@ TuningCopies::TuningCopies(std::string from, std::string root)
     const auto has = [this](const MfnrVersion& version) {
         return std::find(names_.begin(), names_.end(), version.copyName) != names_.end();
     };
-    // The newest, where there are several: what a device with an unset property runs.
+    // The newest if there are several: the version of a device with an unset property.
     for (const MfnrVersion& version : kMfnrVersions) {
         if (has(version)) {
             tykhost::setProperty(kMfnrVersionProperty, fmt::to_string(version.number));
@@ -77,7 +77,7 @@ void TuningCopies::install(const void* table, size_t size) const {
     }
 }
 
-/// Installs the copy of the version whose file `name` is, if there is one.
+/// Installs the copy of the version with file `name`, if there is one.
 void TuningCopies::installAs(const std::string& name) const {
     const std::string target = root_ + kFirmwareFolder + name;
     for (const MfnrVersion& version : kMfnrVersions) {

@@ -8,21 +8,20 @@
 
 namespace tyksim {
 
-/// Gives a recording the tuning copies of the tree that it is made from. All pipes of a device
-/// share them: they lie in the folder of one pipe, whichever is recorded.
+/// Gives a recording the tuning copies of the tree from which it is made. All pipes of a device
+/// share the copies, which are in the folder of one pipe. One thread at a time uses an object.
 class TuningCopies {
 public:
-    /// `from` is the folder that holds the copies, `root` the recording's device root. Sets the
-    /// property of the version that the library looks for to one whose copy is there. Failure when
-    /// `from` cannot be listed.
+    /// `from` is the folder of the copies, `root` the recording's device root. Sets the property
+    /// with the MFNR version to one whose copy exists. Throws Failure when `from` cannot be listed.
     TuningCopies(std::string from, std::string root);
 
-    /// Before a frame with this value of the tuning tag is dumped: puts the copies where the
-    /// library will look for the files that the value names. Failure when that does not work.
+    /// Call this before a frame with this value of the tuning tag is dumped: it puts the copies
+    /// where the library looks for the files that the value names. Throws Failure.
     void install(const void* table, size_t size) const;
 
-    /// After the last frame: leaves the same copies as in the replayed tree, byte for byte.
-    /// Failure when that does not work.
+    /// Call this after the last frame: it leaves the same copies as in the replayed tree, byte for
+    /// byte. Throws Failure.
     void finish() const;
 
 private:
@@ -30,7 +29,7 @@ private:
 
     std::string from_;
     std::string root_;
-    std::vector<std::string> names_;  ///< of the copies
+    std::vector<std::string> names_;  ///< names of the copies
 };
 
 }  // namespace tyksim

@@ -26,7 +26,7 @@ inline void storeBits(std::vector<uint8_t>& bytes, size_t offset, size_t size, u
     for (size_t i = 0; i < size; ++i) bytes[offset + i] = static_cast<uint8_t>(bits >> (8 * i));
 }
 
-/// The numbers one behind the other, each in its own width.
+/// The numbers in sequence, each in its own width.
 template <typename... Values>
 std::vector<uint8_t> packed(Values... values) {
     std::vector<uint8_t> bytes((sizeof(Values) + ... + 0));

@@ -38,7 +38,7 @@ bool writeAll(int descriptor, const char* from, size_t size) {
     return true;
 }
 
-/// Copies to the end of `from`: in the kernel where it can, else through a buffer.
+/// Copies to the end of `from`: in the kernel if possible, else through a buffer.
 void transfer(int from, const std::string& source, int to, const std::string& target) {
     constexpr size_t kPiece = size_t{64} << 20;
     while (true) {

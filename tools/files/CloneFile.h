@@ -1,4 +1,4 @@
-// Copies of files that share storage where the file system can.
+// Copies files, sharing storage if the file system supports it. Threads: any, for different files.
 #pragma once
 
 #include "tools/console/Console.h"
@@ -8,20 +8,20 @@
 
 namespace tyksim {
 
-/// The source of a copy cannot be read. The text names it, with the system's reason.
+/// The source of a copy cannot be read. The text has its path and the system's reason.
 class SourceUnreadable : public Failure {
 public:
     using Failure::Failure;
 };
 
-/// Makes `target`, which must not be there, a copy of the regular file `source`: a clone where the
-/// file system has clones, never a hard link. SourceUnreadable when `source` cannot be read to its
-/// end; there is no target then. Failure with the path and the system's reason when the target
-/// cannot be made or written.
+/// Makes `target`, which must not exist, a copy of the regular file `source`: a clone if the file
+/// system has clones, never a hard link. Throws SourceUnreadable when `source` cannot be read to
+/// its end, and leaves no target then. Throws Failure with the path and the system's reason when
+/// the target cannot be made or written.
 void cloneFile(const std::string& source, const std::string& target);
 
-/// A file being made, which must not be there. Its calls throw Failure with the path and the
-/// system's reason.
+/// A new file, which must not exist before. Its operations throw Failure with the path and the
+/// system's reason. One thread at a time uses an object.
 class NewFile {
 public:
     explicit NewFile(std::string path);
@@ -30,7 +30,7 @@ public:
     NewFile& operator=(const NewFile&) = delete;
 
     void write(std::string_view bytes);
-    /// Some file systems tell only now that there was no room.
+    /// Some file systems report a lack of space only now.
     void close();
     int descriptor() const { return descriptor_; }
 
@@ -39,7 +39,7 @@ private:
     int descriptor_;
 };
 
-/// Makes a file, which must not be there. Failure with the path and the system's reason.
+/// Makes a file, which must not exist before. Throws Failure with the path and the system's reason.
 void writeNewFile(const std::string& path, std::string_view bytes);
 
 }  // namespace tyksim

@@ -1,4 +1,4 @@
-// Files and folders with errors that say what was wrong.
+// Files and folders, with errors that have path and reason. Threads: any.
 #pragma once
 
 #include <cstdint>
@@ -8,15 +8,14 @@
 
 namespace tyksim {
 
-/// The whole of a regular file. Failure when it cannot be read or has more than `maxBytes`.
+/// Reads a whole regular file. Throws Failure when it cannot be read or is larger than `maxBytes`.
 std::vector<uint8_t> readFile(const std::string& path, uint64_t maxBytes);
 
-/// Makes or replaces a file; the old one stays until the new one is complete. Failure as of
+/// Makes or replaces a file; the old one stays until the new one is complete. Throws Failure like
 /// OutputFile.
 void writeFile(const std::string& path, std::string_view bytes);
 
-/// Makes a folder and the folders above it; one that is there is fine. Failure when that does not
-/// work.
+/// Makes a folder and the folders above it, as far as they do not exist. Throws Failure.
 void makeFolders(const std::string& path);
 
 bool isFolder(const std::string& path);

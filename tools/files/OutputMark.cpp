@@ -40,8 +40,7 @@ std::string inOneLine(std::string_view name) {
     return line;
 }
 
-/// Goes through a folder and the folders in it, but for `passedOver`, in one order whenever it is
-/// done.
+/// Walks through a folder and its subfolders, except `passedOver`, in a fixed order.
 class FolderWalk {
 public:
     FolderWalk(const std::string& folder, std::string passedOver)
@@ -49,7 +48,7 @@ public:
         enter(folder, "");
     }
 
-    /// The next entry; false at the end and where a folder cannot be listed.
+    /// Goes to the next entry; returns false at the end and when a folder cannot be listed.
     bool next() {
         while (error_ == 0 && !levels_.empty()) {
             Level& level = levels_.back();
@@ -65,13 +64,13 @@ public:
         return false;
     }
 
-    const std::string& name() const { return name_; }  ///< from the folder on
-    const std::string& line() const { return line_; }  ///< what the list says of it
-    int error() const { return error_; }               ///< errno of what stopped it, at name()
+    const std::string& name() const { return name_; }  ///< relative to the first folder
+    const std::string& line() const { return line_; }  ///< its line in the list
+    int error() const { return error_; }               ///< errno of a failure at name()
 
 private:
     struct Level {
-        std::string below;  ///< the folder from the first one on, with a slash at its end
+        std::string below;  ///< the folder relative to the first one, with a trailing slash
         std::vector<std::string> names;
         size_t next = 0;
     };
@@ -119,7 +118,7 @@ std::string_view nameIn(std::string_view line) {
     return line;
 }
 
-/// Opens the folder's list behind its head; false where there is none.
+/// Opens the folder's list and skips its head; returns false if there is no list.
 bool openList(const std::string& folder, std::ifstream& list) {
     const std::string path = folder + "/" + kOutputList;
     struct stat status {};
@@ -135,7 +134,7 @@ std::string inWords(const FolderWalk& walk) {
                        systemReason(walk.error()));
 }
 
-/// A file that may be anything, read at any place.
+/// A file of any type, read at any offset.
 class FileReader {
 public:
     explicit FileReader(const std::string& path)
@@ -145,7 +144,7 @@ public:
         if (S_ISREG(status.st_mode)) size_ = status.st_size;
     }
 
-    off_t size() const { return size_; }  ///< -1: it is no regular file that can be read
+    off_t size() const { return size_; }  ///< -1: not a readable regular file
 
     std::string piece(off_t at, size_t size) const {
         std::string bytes(size, '\0');
@@ -215,7 +214,7 @@ std::string foreignInFolder(const std::string& path) {
     std::ifstream list;
     std::string line;
     const bool isListed = openList(path, list);
-    // Something else of the list's name is somebody's.
+    // An entry with the list's name that is not a list belongs to the user.
     FolderWalk walk(path, isListed ? kOutputList : "");
     if (!walk.next()) return walk.error() == 0 ? "" : inWords(walk);
     if (!isListed) {
@@ -224,7 +223,7 @@ std::string foreignInFolder(const std::string& path) {
     }
     do {
         const std::string_view name = nameIn(walk.line());
-        // Both are in the same order. What was removed is only in the list.
+        // Both are in the same order. Removed files are only in the list.
         while (std::getline(list, line) && nameIn(line) != name) continue;
         if (!list)
             return fmt::format("tyksim did not make {} in it", tyktree::escaped(walk.name()));

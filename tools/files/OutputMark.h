@@ -1,9 +1,9 @@
-// How the tool knows what it made: --force replaces that and nothing else.
+// Marks the tool's outputs, because --force replaces nothing else. Threads: any.
 //
-// A folder holds a list of what was made in it, with sizes and times. While everything in the
-// folder is on the list, and as it is there, the folder is the tool's; something that was added or
-// changed is somebody's work. A page or a drawing ends in a comment with its checksum, and a video
-// has a word in its header.
+// A folder contains a list of its files, with sizes and times. As long as every entry of the folder
+// agrees with the list, the folder counts as an output of the tool; added or changed files are the
+// user's work. A page or a drawing ends in a comment with its checksum, and a video has a word in
+// its header.
 #pragma once
 
 #include <cstdint>
@@ -14,23 +14,24 @@ namespace tyksim {
 /// Name of the list.
 constexpr const char* kOutputList = ".tyksim-output";
 
-/// What a video's header ends in. Players pass over words that begin with X.
+/// The end of a video's header. Players ignore words that begin with X.
 constexpr const char* kVideoMark = " XTYKSIM";
 
-/// Writes the list of all that is in the folder now. Failure with the path and the system's reason.
+/// Writes the list of the folder's present content. Throws Failure with the path and the system's
+/// reason.
 void writeOutputList(const std::string& folder);
 
-/// Whether a list stands in the folder: the output was complete.
+/// Whether the folder has a list: the output was completed.
 bool hasOutputList(const std::string& folder);
 
-/// What is in the way of replacing the folder at `path`, in words; "" where nothing is, as in an
-/// empty folder. Failure when the folder cannot be listed.
+/// Describes what prevents replacing the folder at `path`; "" if nothing does, as for an empty
+/// folder. Throws Failure when the folder cannot be listed.
 std::string foreignInFolder(const std::string& path);
 
 /// The same for the regular file at `path`.
 std::string foreignInFile(const std::string& path);
 
-/// The comment that a page or a drawing ends in; `checksum` is the CRC-32 of all before it.
+/// The comment at the end of a page or a drawing; `checksum` is the CRC-32 of everything before it.
 std::string sealOf(uint32_t checksum);
 
 }  // namespace tyksim

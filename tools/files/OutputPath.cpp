@@ -30,7 +30,7 @@ std::string shown(const OutputPlace& place) {
     throw Failure(fmt::format("{}: cannot be {}: {}", shown(place), what, systemReason(error)));
 }
 
-/// What mkstemp() and mkdtemp() leave out: the permissions that the user's mask allows.
+/// The permissions that the user's mask allows, which mkstemp() and mkdtemp() do not give.
 mode_t allowed(mode_t mode) {
     const mode_t mask = ::umask(0);
     ::umask(mask);
@@ -46,24 +46,24 @@ bool stands(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0;
 }
 
-/// Gives what is complete at `made` the name that nothing has yet.
+/// Gives the complete output at `made` its name, which must be free.
 void takeFreePlace(const std::string& made, const OutputPlace& place) {
     const char* const path = place.path.c_str();
     if (::renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, path, RENAME_NOREPLACE) == 0) return;
-    // Not every file system can refuse to replace.
+    // Not every file system supports a rename that does not replace.
     const bool refused = errno == EEXIST || stands(place.path);
     if (!refused && ::rename(made.c_str(), path) == 0) return;
     fail(place, "made", refused ? EEXIST : errno);
 }
 
-/// An earlier output and the new one that takes its place.
+/// Replaces an earlier output by the new one.
 class Replacement {
 public:
     Replacement(std::string made, const OutputPlace& place, OutputKind kind)
         : made_(std::move(made)), place_(place), kind_(kind) {}
 
-    /// After this the new output stands at the place. Failure, and the old one stands there, when
-    /// that does not work.
+    /// Puts the new output in its place. Throws Failure and leaves the old output there when that
+    /// fails.
     void run() {
         if (exchange(made_, place_.path) == 0) {
             old_ = made_;
@@ -79,7 +79,7 @@ public:
         }
     }
 
-    /// Where the old output lies, unless it is gone already.
+    /// The path of the old output; "" if it is gone.
     const std::string& old() const { return old_; }
 
 private:
@@ -98,7 +98,7 @@ private:
         if (::rename(made_.c_str(), place_.path.c_str()) != 0) fail(place_, "made", errno);
     }
 
-    /// The file system cannot exchange two folders: the old one steps aside first.
+    /// Renames the old folder first, because the file system cannot exchange two folders.
     void moveFolder() {
         old_ = asideOf(made_);
         if (::rename(place_.path.c_str(), old_.c_str()) != 0) {
@@ -120,8 +120,8 @@ private:
     std::string old_;
 };
 
-/// Gives what is complete at `made` its name. `made` is "" afterwards; it and its place are as they
-/// were where this throws, unless the system does not let it put back what it moved.
+/// Gives the complete output at `made` its name and clears `made`. If this throws, both are
+/// unchanged, unless a move cannot be undone.
 void takePlace(std::string& made, const OutputPlace& place, OutputKind kind) {
     if (!stands(place.path)) {
         takeFreePlace(made, place);
@@ -208,7 +208,7 @@ void OutputFile::write(std::string_view bytes) {
 void OutputFile::commit() {
     if (ending_ == Ending::kSeal) write(sealOf(checksum_));
     if (isStandardOutput()) return;
-    // Some file systems tell only now that there was no room.
+    // Some file systems report a lack of space only now.
     if (::close(std::exchange(descriptor_, -1)) != 0) fail(place_, "written", errno);
     if (!anything_) {
         takePlace(temporary_, place_, OutputKind::kFile);

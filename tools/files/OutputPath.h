@@ -1,5 +1,5 @@
-// Output that is made whole or not at all: under a hidden name beside its place, which it takes in
-// one step when it is complete.
+// Makes outputs completely or not at all: under a hidden name beside the place, with a rename at
+// the end. One thread at a time uses an object.
 #pragma once
 
 #include "tools/files/OutputPlace.h"
@@ -11,38 +11,38 @@
 
 namespace tyksim {
 
-/// How a file ends.
+/// The end of a file.
 enum class Ending {
     kPlain,
-    kSeal,  ///< in the comment of OutputMark.h: pages and drawings, which take one
+    kSeal,  ///< with the comment of OutputMark.h: pages and drawings
 };
 
-/// A file being made, or standard output.
+/// A new file, or standard output.
 class OutputFile {
 public:
-    /// Opens a temporary file beside the place. Throws as findPlace() does, and Failure when the
-    /// file cannot be made. Standard output is taken as it is, but for a terminal (WrongUsage).
+    /// Opens a temporary file beside the place. Throws like findPlace(), and Failure when the file
+    /// cannot be made. Standard output must not be a terminal (WrongUsage).
     explicit OutputFile(const OutputRequest& request, Ending ending = Ending::kPlain);
 
-    /// For a file that belongs to something larger, and replaces whatever file stands at `path`.
+    /// Makes a file that is part of a larger output, and may replace any file at `path`.
     static OutputFile replacing(const std::string& path);
 
-    /// Removes the temporary file where commit() was not reached.
+    /// Removes the temporary file if commit() was not called.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    /// Failure, with the path and the system's reason, when not all of it can be written;
-    /// Interrupted when nobody reads standard output any more.
+    /// Throws Failure, with the path and the system's reason, when not all bytes can be written,
+    /// and Interrupted when standard output's reader has ended.
     void write(std::string_view bytes);
 
     bool isStandardOutput() const { return place_.path.empty(); }
     int descriptor() const { return descriptor_; }
-    /// Where the file lies until commit(), for writers that take a path.
+    /// The path of the file until commit(), for writers that need a path.
     const std::string& temporary() const { return temporary_; }
 
-    /// Closes the file and gives it its name. Failure, and what stood there stands as before, when
-    /// that does not work.
+    /// Closes the file and gives it its name. Throws Failure and keeps an earlier file when that
+    /// fails.
     void commit();
 
 private:
@@ -50,21 +50,21 @@ private:
     void make();
 
     OutputPlace place_;
-    bool anything_ = false;  ///< what is replaced need not be tyksim's
+    bool anything_ = false;  ///< may replace a file that tyksim did not make
     Ending ending_ = Ending::kPlain;
     std::string temporary_;
     int descriptor_ = -1;
     uint32_t checksum_ = 0;
 };
 
-/// A folder being made.
+/// A new folder.
 class OutputFolder {
 public:
-    /// Makes a temporary folder beside the place, and the folders above it. Throws as findPlace()
-    /// does, and Failure when the folder cannot be made.
+    /// Makes a temporary folder beside the place, and the folders above it. Throws like
+    /// findPlace(), and Failure when the folder cannot be made.
     explicit OutputFolder(const OutputRequest& request);
-    /// Removes the temporary folder and all in it where commit() was not reached, and folders above
-    /// it that were made for it.
+    /// If commit() was not called, removes the temporary folder with its content, and the folders
+    /// above that were made for it.
     ~OutputFolder();
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;
@@ -72,8 +72,8 @@ public:
     /// The folder to write into until commit().
     const std::string& path() const { return temporary_; }
 
-    /// Lists what is in the folder and gives it its name; what it replaces is removed afterwards.
-    /// Failure, and what stood there stands as before, when that does not work.
+    /// Writes the folder's list and gives the folder its name, then removes the earlier output.
+    /// Throws Failure and keeps the earlier output when that fails.
     void commit();
 
 private:

@@ -36,7 +36,7 @@ std::string joined(const std::string& folder, const std::string& rest) {
     return (folder == "/" ? "" : folder) + rest;
 }
 
-/// Without what names the same folder as the path without it does.
+/// `path` without trailing parts such as "/" and "/." that do not change its meaning.
 std::string withoutTail(std::string path) {
     while (path.size() > 1) {
         const bool slash = path.back() == '/';
@@ -47,7 +47,7 @@ std::string withoutTail(std::string path) {
     return path;
 }
 
-/// Where the output will stand: its last name may be there, and be a link, or not.
+/// The output's path, whose last component need not exist and may be a link.
 std::string placeOf(const std::string& given) {
     const std::string path = withoutTail(given);
     const std::string name = path.substr(path.rfind('/') + 1);
@@ -56,7 +56,7 @@ std::string placeOf(const std::string& given) {
     return joined(physicalPath(folder.empty() ? "." : folder), "/" + name);
 }
 
-/// What `path` names, as far as it is there, and the folders above it up to the root.
+/// The identities of `path`, if it exists, and of the folders above it up to the root.
 std::vector<Identity> upwards(std::string path) {
     std::vector<Identity> found;
     while (true) {
@@ -93,7 +93,7 @@ void requireKind(const OutputPlace& place, const struct stat& status, OutputKind
 void requireApart(const OutputPlace& place, bool stands, const std::vector<std::string>& inputs) {
     for (const std::string& input : inputs) {
         const std::string path = resolved(input);
-        if (path.empty()) continue;  // whoever reads it says why
+        if (path.empty()) continue;  // reading it reports the reason
         const char* relation = nullptr;
         if (liesIn(place.path, path)) {
             relation = stands && liesIn(path, place.path) ? "is" : "lies in";
@@ -113,7 +113,7 @@ bool isMountPoint(const std::string& path) {
         (status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0) {
         return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
     }
-    // An older kernel does not say; a file system that is mounted has a device of its own.
+    // Older kernels do not tell; then another device than the parent's shows a mount point.
     struct stat own {};
     struct stat above {};
     return ::lstat(path.c_str(), &own) == 0 && ::lstat(parentOf(path).c_str(), &above) == 0 &&

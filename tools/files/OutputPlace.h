@@ -1,4 +1,4 @@
-// Where an output goes: what it may replace, and what no output touches.
+// Finds the place of an output, and refuses places that an output must not replace.
 #pragma once
 
 #include <optional>
@@ -8,27 +8,27 @@
 
 namespace tyksim {
 
-/// What a user asks a verb to make.
+/// A user's request for an output.
 struct OutputRequest {
-    std::string path;                 ///< as the user wrote it
-    std::vector<std::string> inputs;  ///< folders that the verb reads
+    std::string path;                 ///< the user's text
+    std::vector<std::string> inputs;  ///< folders and files that the verb reads
     bool force = false;               ///< replace an earlier output
 };
 
 enum class OutputKind { kFile, kFolder };
 
-/// "-" as the path of an output: standard output.
+/// The path of an output that means standard output.
 constexpr const char* kStandardOutput = "-";
 
 /// A place that an output may have.
 struct OutputPlace {
-    std::string given;      ///< as the user wrote it
-    std::string path;       ///< from the root; only the last name may be a link
-    bool replaces = false;  ///< something stands there that the output replaces
-    mode_t mode = 0;        ///< permissions of what it replaces
+    std::string given;      ///< the user's text
+    std::string path;       ///< absolute; only the last component may be a link
+    bool replaces = false;  ///< there is an entry to replace
+    mode_t mode = 0;        ///< permissions of the replaced entry
 };
 
-/// Where the output will stand. Throws WrongUsage for a place
+/// The place of the output. Throws WrongUsage for a place
 ///   - that is, lies in, or holds one of the inputs, whatever path leads there: folders are
 ///   compared
 ///     by device and inode,
@@ -36,14 +36,14 @@ struct OutputPlace {
 ///   - that is the working folder, a folder above it, or a mount point,
 ///   - where something stands and `force` is not set, or something that tyksim did not make (see
 ///     OutputMark.h). Something empty may be replaced.
-/// Failure when the system does not let it look. Changes nothing.
+/// Throws Failure when the place cannot be examined. Changes nothing. Threads: any.
 OutputPlace findPlace(const OutputRequest& request, OutputKind kind);
 
-/// `path` from the root with its links resolved. What is not there yet stays as it is written;
-/// WrongUsage where that part steps upwards. Failure when the system does not let it look.
+/// The absolute form of `path`, with links resolved. The part that does not exist stays unchanged;
+/// throws WrongUsage if that part contains "..". Throws Failure when the path cannot be examined.
 std::string physicalPath(const std::string& path);
 
-/// Whether `path` is `folder` or lies below it, by device and inode; both are physical paths.
+/// Whether `path` is `folder` or is below it, by device and inode. Both must be physical paths.
 bool liesIn(const std::string& path, const std::string& folder);
 
 }  // namespace tyksim

@@ -22,7 +22,7 @@ namespace tyksim {
 
 namespace {
 
-constexpr const char* kPlaceholder = "XXXXXX";  // as mkdtemp() wants it
+constexpr const char* kPlaceholder = "XXXXXX";  // required by mkdtemp()
 
 constexpr std::string_view kAside = ".old";
 
@@ -37,8 +37,8 @@ Shown& shown() {
     return one;
 }
 
-/// The folder of `path`, and the start of the names beside it. A long name is cut between two
-/// characters so that there is room for the end.
+/// The folder of `path`, and the start of hidden names beside it. A long name is cut between two
+/// characters to leave room for the end.
 std::pair<std::string, std::string> startBeside(const std::string& path) {
     const size_t slash = path.rfind('/');
     const std::string end = ".tyksim-";
@@ -52,7 +52,7 @@ std::pair<std::string, std::string> startBeside(const std::string& path) {
     return {path.substr(0, slash + 1), "." + name + end};
 }
 
-/// Whether what follows the start is as unfinishedTemplate() and asideOf() have it.
+/// Whether a name ends like those of unfinishedTemplate() and asideOf().
 bool isUnfinishedEnd(std::string_view end) {
     const size_t size = std::string_view(kPlaceholder).size();
     return end.size() == size || (end.size() > size && end.substr(size) == kAside);
@@ -63,7 +63,7 @@ bool isFolder(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-/// Whether no process holds the lock on it.
+/// Whether no process holds its lock.
 bool isLeft(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     return file.isOpen() && ::flock(file.number(), LOCK_EX | LOCK_NB) == 0;

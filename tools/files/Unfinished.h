@@ -1,4 +1,4 @@
-// What an output is until it is complete: something hidden beside its place.
+// Hidden files and folders beside an output's place, for outputs that are not complete yet.
 #pragma once
 
 #include "tools/files/OutputPlace.h"
@@ -7,27 +7,26 @@
 
 namespace tyksim {
 
-/// A name beside `path`, hidden, for mkstemp() and mkdtemp().
+/// A hidden name beside `path`, for mkstemp() and mkdtemp().
 std::string unfinishedTemplate(const std::string& path);
 
-/// Where the earlier output steps aside to for the output that is being made at `unfinished`.
+/// The name to which the earlier output moves while the output at `unfinished` takes its place.
 std::string asideOf(const std::string& unfinished);
 
-/// Holds what is being made for this process, so that others can tell it from what a killed run
-/// left behind. The lock ends with the descriptor. A file system without locks is no error.
+/// Locks an unfinished output, so that other runs can tell it from the leftovers of a killed run.
+/// The lock ends with the descriptor. A file system without locks is not an error.
 void lockUnfinished(int descriptor);
 
-/// Says what runs that were killed left beside the place; removes nothing.
+/// Reports leftovers of killed runs beside the place; removes nothing.
 void noteLeftovers(const OutputPlace& place);
 
-/// Removes what is at `path`, with all that is in it; says so where that does not work.
+/// Removes the entry at `path` with its content; reports a failure.
 void removeUnfinished(const std::string& path);
 
-/// From now on shownPath() shows paths below `folder` as they will be below `place`.
+/// From now on shownPath() shows paths below `folder` as paths below `place`.
 void showAs(const std::string& folder, const std::string& place);
 
-/// `path` for a message: escaped, and in a folder that is being made as it will be when it is
-/// complete. Threads: any.
+/// `path` for a message: escaped, and with the final name of an unfinished folder. Threads: any.
 std::string shownPath(const std::string& path);
 
 }  // namespace tyksim

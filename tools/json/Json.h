@@ -1,4 +1,5 @@
-// JSON as every reading verb prints it: one document, streamed, valid on failure too.
+// Prints JSON: one document, streamed, and valid even after a failure. One thread at a time uses an
+// object.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -10,44 +11,43 @@ namespace tyksim {
 
 using Json = nlohmann::ordered_json;
 
-/// Adds `text` to an object. Where it is no UTF-8, the member holds U+FFFD for each byte that is
-/// none, and a second member `key` + "_base64" holds the exact bytes.
+/// Adds `text` to an object. If it is not UTF-8, the member has U+FFFD for each invalid byte, and a
+/// second member `key` + "_base64" has the exact bytes.
 void addText(Json& object, const std::string& key, std::string_view text);
 
-/// `name` as the key of a member. One that is no UTF-8 is spelled as escaped() does, so that two
-/// names stay two.
+/// `name` as the key of a member. A name that is not UTF-8 is escaped like in escaped(), so that
+/// different names stay different.
 std::string keyOf(std::string_view name);
 
 /// `bytes` in Base64.
 std::string base64(std::string_view bytes);
 
-/// One document on standard output, on one line. Members come out in the order of the calls;
-/// "schema" stands first, "ok" and "errors" last. Objects and lists may be opened in each other and
-/// are written as they grow.
+/// One document on standard output, on one line. Members appear in the order of the calls, "schema"
+/// first, "ok" and "errors" last. Objects and lists may be nested.
 class JsonDocument {
 public:
-    /// `schema` as "tyksim.info"; version as docs/json.md has it.
+    /// `schema` is a name such as "tyksim.info"; docs/json.md explains the version.
     JsonDocument(std::string_view schema, int version);
-    /// Ends a document that was not ended.
+    /// Ends the document if end() was not called.
     ~JsonDocument();
     JsonDocument(const JsonDocument&) = delete;
     JsonDocument& operator=(const JsonDocument&) = delete;
 
-    /// A member of the innermost open object; of the document where none is open.
+    /// Adds a member to the innermost open object, or to the document if none is open.
     void member(std::string_view key, const Json& value);
-    /// Every member of `object`, one by one.
+    /// Adds every member of `object`.
     void members(const Json& object);
 
     void beginList(std::string_view key);
-    void item(const Json& value);  ///< of the innermost open list
+    void item(const Json& value);  ///< in the innermost open list
     void beginObject();            ///< as an item of the innermost open list
     void endObject();
     void endList();
 
-    /// Something went wrong: goes into "errors" and makes the document not ok.
+    /// Adds a message to "errors", which makes "ok" false.
     void error(std::string_view message);
 
-    /// Closes what is open, writes "ok" and "errors" and the end of the line.
+    /// Closes open objects and lists, writes "ok" and "errors" and ends the line.
     void end();
 
 private:

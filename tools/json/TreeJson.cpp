@@ -10,8 +10,8 @@ namespace tyksim {
 
 namespace {
 
-/// The values in lists, one inside another for each dimension from `depth` on. Takes them from the
-/// front; there may be fewer than the dimensions say.
+/// The values in nested lists, one level for each dimension from `depth` on. Consumes values from
+/// the front; there may be fewer than the dimensions require.
 Json listOf(const std::vector<uint32_t>& shape, size_t depth,
             std::vector<tyktags::Value>::const_iterator& next,
             std::vector<tyktags::Value>::const_iterator end) {
@@ -23,7 +23,7 @@ Json listOf(const std::vector<uint32_t>& shape, size_t depth,
     return list;
 }
 
-/// Adds values of these dimensions; null where there is none.
+/// Adds values with these dimensions; null if there are no values.
 void addValues(Json& object, const std::string& key, const std::vector<uint32_t>& shape,
                const std::vector<tyktags::Value>& values) {
     if (values.empty()) {

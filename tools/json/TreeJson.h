@@ -1,4 +1,4 @@
-// Values of a tree as JSON.
+// Converts values of a tree to JSON. Threads: any.
 #pragma once
 
 #include "tools/json/Json.h"
@@ -10,32 +10,31 @@
 
 namespace tyksim {
 
-/// {"number": 1, "name": "AUTO"}; the name is null where the number has none.
+/// {"number": 1, "name": "AUTO"}; the name is null if the number has none.
 Json toJson(const tyktags::NamedNumber& value);
 
-/// A number, a number with a name, a text (U+FFFD for each byte that is no UTF-8), or null.
-/// Not-a-number and the infinities, which JSON does not have, come as the texts "nan", "inf" and
-/// "-inf".
+/// A number, a number with a name, a text (U+FFFD for each byte that is not UTF-8), or null. NaN
+/// and the infinities, which JSON does not have, become the texts "nan", "inf" and "-inf".
 Json toJson(const tyktags::Value& value);
 
-/// Adds a value to an object; a text as addText() does.
+/// Adds a value to an object; a text like addText().
 void addValue(Json& object, const std::string& key, const tyktags::Value& value);
 
-/// Adds a field under its name: one number or text by itself, an array as the list of the elements
-/// that are there (of several dimensions as lists of lists), and null where there is none.
+/// Adds a field under its name: a single number or text as such, an array as the list of its
+/// existing elements (nested lists for several dimensions), and null if there are none.
 void addField(Json& object, const tyktree::DecodedField& field);
 
-/// Adds a value under its name as addField() does; and a tag without fields as {"crc32":
-/// "9f3a21bc", "size": 4096}.
+/// Adds a value under its name like addField(), and a tag without fields as {"crc32": "9f3a21bc",
+/// "size": 4096}.
 void addValue(Json& object, const std::string& key, const tyktree::FrameValue& value);
 
 /// The record's named fields by path, as an object.
 Json toJson(const tyktree::SceneRecord& record);
 
-/// Where a frame stands and its ids; null for what its name does not say.
+/// The position and the ids of a frame; null for ids that its name does not have.
 Json identityOf(const tyktree::FrameRef& frame);
 
-/// A finding with its place and its hint, or else its rule's.
+/// A finding with its place and its hint, or its rule's hint.
 Json toJson(const tyktree::Finding& finding);
 
 }  // namespace tyksim

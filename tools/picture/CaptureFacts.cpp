@@ -9,7 +9,7 @@ namespace tyksim {
 
 namespace {
 
-// The scene record's gain of 1.
+// The scene record's value for a gain of 1.
 constexpr double kUnityGain = 1024;
 
 std::vector<tyktree::ValueName> namesOf(const tyktree::TagCatalog& catalog) {
@@ -25,7 +25,7 @@ std::optional<double> numberOf(const tyktree::FrameValue& value) {
     return tyktags::toNumber(value.values.front());
 }
 
-/// In EXIF's form. A frame's stamp has no year, and its task's is that of the recording's start.
+/// The time in EXIF's format. A frame's stamp has no year, so the year is that of its task.
 std::string takenAt(const tyktree::FrameRef& frame) {
     if (!frame.frame->wellNamed || !frame.task->parsed) return "";
     const tyktree::Stamp& start = frame.task->parsed->stamp;
@@ -69,7 +69,7 @@ CaptureFacts CaptureFactsReader::read(const tyktree::FrameRef& frame, int camera
     const std::vector<tyktree::FrameValue> values = values_.read(listing);
     CaptureFacts facts;
     const std::optional<double> exposure = numberOf(values[0]);
-    // Zero is what a record has whose exposure nobody set, and none is longer than an hour.
+    // Zero means that the exposure was not set, and no exposure is longer than an hour.
     constexpr double kLongest = 3600e9;
     if (exposure && *exposure > 0 && *exposure <= kLongest) {
         facts.exposureNs = static_cast<uint64_t>(*exposure);

@@ -1,4 +1,4 @@
-// From planes to planes of another rule, and to red, green and blue.
+// Converts planes to another colour rule, and to red, green and blue.
 #include "tools/picture/Picture.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@ namespace tyksim {
 
 namespace {
 
-/// Shares of red and blue in luma.
+/// The shares of red and blue in luma.
 struct Shares {
     double red;
     double blue;
@@ -20,7 +20,7 @@ constexpr Shares kBt601Shares = {0.299, 0.114};
 constexpr Shares kBt709Shares = {0.2126, 0.0722};
 constexpr int kFractionBits = 16;
 
-/// A luma and two colour differences, of black 0 and white 1; differences from -0.5 to 0.5.
+/// A luma from 0 (black) to 1 (white), and two colour differences from -0.5 to 0.5.
 struct Signal {
     double y;
     double u;
@@ -48,7 +48,7 @@ Triple toBt601(const Triple& colour) {
 
 enum class Target { kJpegPlanes, kRgb };
 
-/// Fixed-point factors: what one step of luma, U and V adds to each of three results.
+/// Fixed-point factors: the effect of one step of luma, U and V on each of three results.
 struct Factors {
     Factors(const ColourRule& rule, Target target) {
         const bool limited = rule.range == SampleRange::kLimited;
@@ -83,7 +83,7 @@ uint8_t sample(int32_t value) {
     return static_cast<uint8_t>(std::clamp((value + half) >> kFractionBits, 0, 255));
 }
 
-/// A pixel row with the chroma row above it.
+/// A row of pixels with its row of chroma.
 struct Row {
     const uint8_t* y;
     const uint8_t* u;
@@ -131,8 +131,8 @@ Row rowOf(const Picture& picture, int line) {
             picture.v.samples + offset(line / 2, picture.v.stride)};
 }
 
-/// Between two such rules grey stays grey, so chroma depends on chroma alone: no detour over red,
-/// green and blue is needed, and no colour is clipped on the way.
+/// Between two such rules grey stays grey, so chroma depends on chroma alone. No conversion through
+/// red, green and blue is needed, which would clip colours.
 Picture convert(const Picture& picture, const Factors& factors, SampleBuffer& buffer) {
     const NewPicture made(buffer, picture.width(), picture.height());
     const int pairs = made.picture.u.width;
@@ -160,7 +160,7 @@ PictureSource inJpegColours(const PictureSource& source, const ColourRule& rule)
 void toRgb(const Picture& picture, const ColourRule& rule, uint8_t* out) {
     const bool full = rule.range == SampleRange::kFull;
     if (rule.matrix == ColourMatrix::kBt709 && !full) {
-        // libyuv's factors end at 2.0; blue needs 2.11 here and would be off by up to 14.
+        // libyuv's factors end at 2.0; blue needs 2.11 here and would be wrong by up to 14.
         const Factors factors(rule, Target::kRgb);
         for (int line = 0; line < picture.height(); ++line) {
             convertRgb(rowOf(picture, line), picture.width(), factors,
@@ -168,7 +168,7 @@ void toRgb(const Picture& picture, const ColourRule& rule, uint8_t* out) {
         }
         return;
     }
-    // What libyuv calls RGB24 begins with blue. With U and V swapped, planes and factors, it begins
+    // libyuv's RGB24 begins with blue. With U and V swapped, both planes and factors, it begins
     // with red.
     const libyuv::YuvConstants& limited = libyuv::kYvuI601Constants;
     const libyuv::YuvConstants& constants = rule.matrix == ColourMatrix::kBt709

@@ -1,8 +1,7 @@
-// Pictures as files that others can open.
+// Encodes pictures in common formats.
 //
-// An encoder keeps its memory from one picture to the next; what it returns is valid until it is
-// called again. One object serves one thread. Errors are a Failure; what a source throws comes out
-// as it is.
+// An encoder reuses its memory; its result is valid until the next call. One thread at a time uses
+// an object. Errors: Failure, and the exceptions of the source.
 #pragma once
 
 #include "tools/picture/Picture.h"
@@ -13,17 +12,17 @@
 
 namespace tyksim {
 
-/// JPEG with one chroma sample per 2 x 2 pixels, straight from the planes.
+/// JPEG with one chroma sample per 2 x 2 pixels, directly from the planes.
 class JpegEncoder {
 public:
     /// `quality` from 1 to 100.
     explicit JpegEncoder(int quality) : quality_(quality) {}
 
-    /// A picture in JPEG's own colours; see inJpegColours(). `exif` as makeExif() gives it; may be
-    /// empty.
+    /// Encodes a picture in JPEG's own colours; see inJpegColours(). `exif` comes from makeExif()
+    /// and may be empty.
     std::string_view encode(const PictureSource& source, const std::vector<uint8_t>& exif);
 
-    /// A plane as a picture in grey.
+    /// Encodes a plane as a grey picture.
     std::string_view encode(const Plane& plane, const std::vector<uint8_t>& exif);
 
 private:
@@ -35,18 +34,18 @@ private:
     std::string file_;
 };
 
-/// PNG with three bytes a pixel, one for a picture in grey or of a palette.
+/// PNG with three bytes per pixel, or one for a grey picture or a palette.
 class PngEncoder {
 public:
     std::string_view encode(const PictureSource& source, const ColourRule& rule,
                             const std::vector<uint8_t>& exif);
     std::string_view encode(const Plane& plane, const std::vector<uint8_t>& exif);
 
-    /// Of `width` x `height` pixels of red, green and blue, without gaps.
+    /// Encodes `width` x `height` pixels of red, green and blue, without gaps.
     std::string_view encodeRgb(const uint8_t* pixels, int width, int height,
                                const std::vector<uint8_t>& exif);
 
-    /// Of a plane that holds numbers of colours; the palette has three bytes for each.
+    /// Encodes a plane of indices into `palette`, which has three bytes per colour.
     std::string_view encode(const Plane& plane, const std::vector<uint8_t>& palette,
                             const std::vector<uint8_t>& exif);
 
@@ -56,7 +55,7 @@ private:
 };
 
 /// First line of a video in the YUV4MPEG2 format, with a newline. `rate` is a fraction such as
-/// "30:1". Chroma lies in the middle of its pixels; the format has no word for the matrix.
+/// "30:1". Chroma is centred between its pixels; the format cannot store the matrix.
 std::string y4mHeader(int width, int height, const std::string& rate, SampleRange range, bool grey);
 
 }  // namespace tyksim

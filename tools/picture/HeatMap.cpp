@@ -7,7 +7,7 @@ namespace tyksim {
 
 namespace {
 
-// Numbers below are greys of the picture, darkened; the others are differences, but for the last.
+// Smaller indices are greys of the picture, darkened; the others are differences, except the last.
 constexpr int kGreys = 64;
 constexpr int kHeats = 191;
 constexpr uint8_t kNotCompared = kGreys + kHeats;
@@ -18,8 +18,8 @@ struct Colour {
     int blue;
 };
 
-// Differences are small more often than not, so the scale is not linear: a difference of 1 is
-// seen, and those above 64 are all hot.
+// Most differences are small, so the scale is not linear: a difference of 1 is visible, and all
+// above 64 have the hottest colour.
 constexpr int kHottest = 64;
 constexpr std::array<Colour, 4> kHeatSteps = {Colour{120, 0, 0}, Colour{230, 40, 0},
                                               Colour{255, 200, 0}, Colour{255, 255, 255}};
@@ -40,7 +40,7 @@ Colour heatColour(int heat) {
             between(a.blue, b.blue, part, length)};
 }
 
-/// The number of the colour for every difference.
+/// The index of the colour for every difference.
 std::array<uint8_t, 256> heatNumbers() {
     std::array<uint8_t, 256> numbers{};
     for (int apart = 0; apart < 256; ++apart) {
@@ -54,7 +54,7 @@ int apart(uint8_t a, uint8_t b) {
     return a > b ? a - b : b - a;
 }
 
-/// One row of a plane in two pictures, as far as it is compared.
+/// The compared part of a row in the planes of two pictures.
 struct RowPair {
     RowPair(const Plane& planeA, const Plane& planeB, int row, uint64_t compared)
         : a(rowOf(planeA, row)), b(rowOf(planeB, row)) {

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kRowsAtOnce = 64;
 
-/// Counts the first `left` samples of the plane, and takes what the plane holds from `left`.
+/// Counts the first `left` samples of the plane, and reduces `left` by the samples of the plane.
 void addPlane(const Plane& plane, uint64_t& left, Histogram& histogram) {
     histogram.addRows(plane, left);
     left -=

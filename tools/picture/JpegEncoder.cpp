@@ -1,7 +1,7 @@
 #include "tools/console/Console.h"
 #include "tools/picture/Encoders.h"
 
-// libjpeg's header leaves it to others to declare FILE.
+// libjpeg's header does not declare FILE itself.
 #include <algorithm>
 #include <array>
 #include <csetjmp>
@@ -15,17 +15,17 @@ namespace tyksim {
 namespace {
 
 // libjpeg takes planes sixteen rows of luma at a time, and reads rows to the end of their last
-// block. TurboJPEG, which decodes photographs, would need whole planes in memory: an export of
-// large images takes four times the memory and half as much time again with it.
+// block. TurboJPEG, which decodes photographs, would need whole planes in memory: with it, an
+// export of large images takes four times the memory and one and a half times as long.
 constexpr int kStripRows = 16;
 constexpr int kBlock = 8;
 constexpr size_t kMaxMarkerBytes = 65533;
 
-/// One row of every line of a strip, for a component.
+/// Pointers to the rows of a strip, for one component.
 using RowList = std::array<JSAMPROW, kStripRows>;
 
-/// What one call of the encoder works with. libjpeg's objects come first in theirs, as its
-/// functions hand back pointers to those.
+/// The data of one call of the encoder. libjpeg's objects are the first members, because its
+/// functions return pointers to them.
 struct Job {
     const PictureSource* source = nullptr;
     bool grey = false;
@@ -54,7 +54,7 @@ Job& jobOf(j_common_ptr jpeg) {
     return *reinterpret_cast<Errors*>(jpeg->err)->job;
 }
 
-/// Runs a step of ours between libjpeg's; no exception may pass through it.
+/// Runs one of our functions that libjpeg calls. No exception may pass through libjpeg.
 template <typename Step>
 void guarded(Job& job, Step step) {
     try {
@@ -63,7 +63,7 @@ void guarded(Job& job, Step step) {
     } catch (...) {
         job.error = std::current_exception();
     }
-    std::longjmp(job.stop, 1);  // NOLINT(cert-err52-cpp): libjpeg's own way
+    std::longjmp(job.stop, 1);  // NOLINT(cert-err52-cpp): libjpeg requires it
 }
 
 void onError(j_common_ptr jpeg) {
@@ -105,14 +105,14 @@ void describe(jpeg_compress_struct& jpeg, const Job& job) {
     jpeg.image_height = static_cast<JDIMENSION>(job.source->height);
     jpeg.input_components = job.grey ? 1 : 3;
     jpeg.in_color_space = job.grey ? JCS_GRAYSCALE : JCS_YCbCr;
-    // Brings one chroma sample per 2 x 2 pixels.
+    // Sets one chroma sample per 2 x 2 pixels.
     jpeg_set_defaults(&jpeg);
     jpeg_set_quality(&jpeg, job.quality, TRUE);
     jpeg.raw_data_in = TRUE;
 }
 
-/// The rows of a strip's plane, each `width` samples long for the encoder; what the plane does not
-/// have is its last column and row once more. `spare` is the memory for rows that must be longer.
+/// Lists the rows of a strip's plane, each extended to `width` samples; the last column and row
+/// fill the missing samples. `spare` is memory for extended rows.
 void listRows(const Plane& plane, int width, int rows, uint8_t* spare, RowList& list) {
     for (int row = 0; row < rows; ++row) {
         const int from = std::min(row, plane.height - 1);
@@ -124,7 +124,7 @@ void listRows(const Plane& plane, int width, int rows, uint8_t* spare, RowList& 
             std::fill(longer + plane.width, longer + width, samples[plane.width - 1]);
             samples = longer;
         }
-        // libjpeg does not write to rows that it compresses.
+        // libjpeg does not change the rows that it compresses.
         list[static_cast<size_t>(row)] = const_cast<JSAMPROW>(samples);
     }
 }
@@ -140,9 +140,9 @@ void listStrip(Job& job, int first, int rows, int blocks) {
     listRows(strip.v, width / 2, rows / 2, spare + 2 * planeBytes, job.rows[2]);
 }
 
-/// False when it was stopped. No object with a destructor of its own lives across the jump.
+/// Returns false when it was stopped. No object with a destructor is alive across the jump.
 bool compress(Job& job, jpeg_compress_struct& jpeg) {
-    if (setjmp(job.stop) != 0) return false;  // NOLINT(cert-err52-cpp): libjpeg's own way
+    if (setjmp(job.stop) != 0) return false;  // NOLINT(cert-err52-cpp): libjpeg requires it
     jpeg_create_compress(&jpeg);
     jpeg.dest = job.destination;
     describe(jpeg, job);

@@ -7,24 +7,26 @@
 
 namespace tyksim {
 
-/// Largest picture that the tool records, in pixels; its bytes still fit the library's numbers.
+/// The largest picture that the tool records, in pixels; its size in bytes fits the library's
+/// numbers.
 constexpr int kMaxWidth = 16384;
 constexpr int kMaxHeight = 12288;
 
-/// Half of `length`, rounded up: chroma samples in one direction.
+/// Half of `length`, rounded up: the number of chroma samples in one direction.
 constexpr int chromaLength(int length) {
     return (length + 1) / 2;
 }
 
-/// Bytes of a picture in NV21 without gaps, all its chroma included; neither side is negative.
+/// Bytes of a picture in NV21 without gaps, including all its chroma. The sides must not be
+/// negative.
 constexpr size_t nv21FullBytes(int width, int height) {
     return static_cast<size_t>(width) * static_cast<size_t>(height) +
            2 * static_cast<size_t>(chromaLength(width)) * static_cast<size_t>(chromaLength(height));
 }
 
-/// Luma rows of `width` bytes, then chroma rows of V,U pairs, all without gaps. For an odd size the
-/// last column and row have chroma of their own: 2 x ceil(width / 2) bytes in each of
-/// ceil(height / 2) rows. (The library dumps the first (width x height x 3) / 2 bytes of that.)
+/// Luma rows of `width` bytes, then chroma rows of V,U pairs, all without gaps. If a side is odd,
+/// the last column or row has chroma of its own: 2 x ceil(width / 2) bytes in each of ceil(height /
+/// 2) rows. (The library dumps the first (width x height x 3) / 2 bytes of that.)
 struct Nv21Image {
     Nv21Image() = default;
     Nv21Image(int imageWidth, int imageHeight)

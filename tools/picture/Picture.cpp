@@ -19,7 +19,7 @@ uint8_t* SampleBuffer::reserve(size_t bytes) {
     if (bytes > bytes_) {
         memory_.reset();
         bytes_ = 0;
-        // Not std::make_unique: that would write all of it once for nothing.
+        // std::make_unique would needlessly initialise the memory.
         memory_.reset(new uint8_t[bytes]);
         bytes_ = bytes;
     }
@@ -52,7 +52,8 @@ size_t PictureLayout::dumpedBytes() const {
 }
 
 SampleCounts PictureLayout::samplesIn(uint64_t bytes) const {
-    // What `had` bytes hold of `rows` rows: `wide` bytes each, then a gap up to `apart`.
+    // The samples in the first `had` bytes of `rows` rows of `wide` bytes, each with a gap up to
+    // `apart`.
     const auto held = [](uint64_t had, uint64_t apart, uint64_t wide, uint64_t rows) {
         if (had >= apart * rows) return wide * rows;
         return had / apart * wide + std::min(had % apart, wide);

@@ -1,7 +1,6 @@
-// Pictures as the tool looks at them: how they lie in an image file, and as planes.
+// Pictures: their layout in an image file, and their planes.
 //
-// Nothing here owns samples but SampleBuffer; planes are valid as long as the memory that they were
-// made from.
+// Only SampleBuffer owns samples; planes are valid as long as the memory to which they point.
 #pragma once
 
 #include "tools/picture/Nv21.h"
@@ -13,10 +12,10 @@
 
 namespace tyksim {
 
-/// Memory that is used again from picture to picture.
+/// Memory that pictures reuse. One thread at a time uses an object.
 class SampleBuffer {
 public:
-    /// At least `bytes` bytes, with arbitrary content; what reserve() returned before is gone.
+    /// Returns at least `bytes` bytes with arbitrary content, and invalidates earlier results.
     /// Throws std::bad_alloc.
     uint8_t* reserve(size_t bytes);
 
@@ -28,13 +27,13 @@ private:
 /// Which of the two chroma samples of a pair comes first: V in NV21, U in NV12.
 enum class ChromaOrder { kNv21, kNv12 };
 
-/// How luma and colour differences are made from red, green and blue.
+/// The conversion between red, green and blue and luma and colour differences.
 enum class ColourMatrix { kBt601, kBt709 };
 
 /// Full: 0 to 255. Limited: luma 16 to 235, chroma 16 to 240.
 enum class SampleRange { kFull, kLimited };
 
-/// What the samples mean. The default is what cameras write and JPEG is defined by.
+/// The meaning of samples. The default is that of cameras and of JPEG.
 struct ColourRule {
     ColourMatrix matrix = ColourMatrix::kBt601;
     SampleRange range = SampleRange::kFull;
@@ -42,14 +41,14 @@ struct ColourRule {
     bool isJpegs() const { return matrix == ColourMatrix::kBt601 && range == SampleRange::kFull; }
 };
 
-/// Numbers of samples, by plane.
+/// Numbers of samples by plane.
 struct SampleCounts {
     uint64_t y = 0;
     uint64_t u = 0;
     uint64_t v = 0;
 };
 
-/// How a picture lies in the bytes of an image file.
+/// The layout of a picture in an image file.
 struct PictureLayout {
     int width = 0;   ///< pixels, 1 to kMaxWidth
     int height = 0;  ///< pixels, 1 to kMaxHeight
@@ -60,17 +59,17 @@ struct PictureLayout {
     size_t chromaStride() const;
     size_t lumaBytes() const;  ///< from the first luma row to the first chroma row
     size_t bytes() const;      ///< of all rows with their gaps
-    /// Up to the last sample: without the gap behind the last row.
+    /// Bytes up to the last sample, without the gap after the last row.
     size_t usedBytes() const;
-    /// Bytes that a dump of the picture has: the library leaves out the last chroma samples of a
-    /// picture with an odd side.
+    /// Bytes of a dump of the picture: the library omits the last chroma samples of a picture with
+    /// an odd side.
     size_t dumpedBytes() const;
-    /// Samples that the first `bytes` bytes of the file hold. A plane's samples come row by row, so
-    /// these are its first ones.
+    /// The numbers of samples in the first `bytes` bytes of the file. The samples of a plane are
+    /// stored row by row, so these are its first ones.
     SampleCounts samplesIn(uint64_t bytes) const;
 };
 
-/// Samples of one kind; rows of `width` samples, `stride` bytes apart.
+/// Samples of one kind: rows of `width` samples, `stride` bytes apart.
 struct Plane {
     const uint8_t* samples = nullptr;
     int stride = 0;
@@ -88,24 +87,24 @@ struct Picture {
     int height() const { return y.height; }
 };
 
-/// A picture that comes in strips, so that nobody needs all of it at once.
+/// A picture in strips, so that it need not be in memory as a whole.
 struct PictureSource {
     int width = 0;
     int height = 0;
-    /// Rows `first` to `first + rows - 1` as a picture, valid until the next call. `first` is even,
-    /// and so is `rows` but at the end of the picture. Throws what reading throws.
+    /// Rows `first` to `first + rows - 1` as a picture, valid until the next call. `first` must be
+    /// even, and so must `rows` except at the end of the picture. Throws the exceptions of reading.
     std::function<Picture(int first, int rows)> rows;
 };
 
-/// The strips of a picture that is there. Samples are the picture's own.
+/// The strips of a picture in memory, which must outlive them.
 PictureSource sourceOf(const Picture& picture);
 
-/// The source's pictures in JPEG's own colours: from planes to planes. The source must outlive it.
+/// Converts the source's planes to JPEG's own colours. The source must outlive the result.
 PictureSource inJpegColours(const PictureSource& source, const ColourRule& rule);
 
-/// The planes of a picture to be made, without gaps, in memory of a buffer.
+/// The planes of a new picture, without gaps, in a buffer's memory.
 struct NewPicture {
-    /// Takes the buffer's memory: what it held before is gone. Throws std::bad_alloc.
+    /// Takes the buffer's memory, which invalidates its content. Throws std::bad_alloc.
     NewPicture(SampleBuffer& buffer, int width, int height);
 
     uint8_t* y;
@@ -114,10 +113,11 @@ struct NewPicture {
     Picture picture;
 };
 
-/// The picture as R, G, B bytes without gaps; `out` has room for 3 x width x height bytes.
+/// Stores the picture as R, G, B bytes without gaps in `out`, which must have 3 x width x height
+/// bytes.
 void toRgb(const Picture& picture, const ColourRule& rule, uint8_t* out);
 
-/// The picture in NV21 without gaps; `out` has room for nv21FullBytes().
+/// Stores the picture in NV21 without gaps in `out`, which must have nv21FullBytes() bytes.
 void toNv21(const Picture& picture, uint8_t* out);
 
 }  // namespace tyksim

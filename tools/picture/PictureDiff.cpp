@@ -13,11 +13,12 @@ namespace tyksim {
 
 namespace {
 
-// The strips of both files stay in the processor's cache until they are compared.
+// Small enough for the strips of both files to stay in the processor's cache until they are
+// compared.
 constexpr size_t kStripBytes = size_t{128} * 1024;
 
-// So many differences add up in 16 bits, so many samples are counted in 8: the compiler makes
-// instructions over many samples at once of it.
+// The differences of so many samples fit in 16 bits, and their count in 8, so the compiler can
+// vectorise the loop.
 constexpr size_t kBlock = 240;
 
 uint8_t difference(uint8_t a, uint8_t b) {
@@ -40,7 +41,7 @@ void addBlock(const uint8_t* a, const uint8_t* b, uint8_t tolerance, PlaneDiffer
     result.largest = std::max<int>(result.largest, largest);
 }
 
-/// `count` fits an int.
+/// `count` must fit an int.
 void addSamples(const uint8_t* a, const uint8_t* b, size_t count, int tolerance,
                 PlaneDifference& result) {
     result.samples += count;
@@ -85,10 +86,10 @@ PlaneDifference PictureDifference::total() const {
 
 namespace {
 
-/// One comparison: two files, read strip by strip side by side.
+/// One comparison of two files, read strip by strip in parallel.
 class Comparison {
 public:
-    /// The files have one layout. All must outlive the object.
+    /// Both files must have the same layout. The arguments must outlive the object.
     Comparison(PictureFile& a, PictureFile& b, int tolerance, SampleBuffer& memory)
         : a_(a), b_(b), layout_(a.layout()), tolerance_(tolerance), memory_(memory) {}
 
@@ -121,7 +122,7 @@ private:
                     layout_.chromaStride(), 2 * pairs, chroma);
     }
 
-    /// Hands the samples among `bytes` bytes of rows to `take`, and whether they are known to be
+    /// Passes the samples in `bytes` bytes of rows to `take`, and whether they are known to be
     /// equal.
     template <typename Take>
     static void compareRows(const uint8_t* a, const uint8_t* b, size_t bytes, size_t stride,
@@ -145,7 +146,7 @@ private:
         }
     }
 
-    /// Pairs of chroma samples; the last one may lack its second sample.
+    /// Adds pairs of chroma samples; the second sample of the last pair may be missing.
     void addPairs(const uint8_t* a, const uint8_t* b, size_t count, bool equal) {
         const bool uFirst = layout_.order == ChromaOrder::kNv12;
         PlaneDifference& first = uFirst ? result_.u : result_.v;
@@ -167,7 +168,7 @@ private:
         libyuv::SplitUVPlane(pairs, 2 * width, first, width, second, width, width, 1);
     }
 
-    /// What both files have behind the picture.
+    /// Compares the bytes after the picture.
     void compareRest() {
         uint8_t* const a = memory_.reserve(2 * kStripBytes);
         uint8_t* const b = a + kStripBytes;

@@ -1,4 +1,4 @@
-// How far two pictures are apart, sample by sample, and where.
+// Compares two pictures sample by sample, and draws the differences.
 #pragma once
 
 #include "tools/picture/Picture.h"
@@ -9,38 +9,38 @@
 
 namespace tyksim {
 
-/// Two planes compared.
+/// The result of comparing two planes.
 struct PlaneDifference {
-    uint64_t samples = 0;    ///< compared
+    uint64_t samples = 0;    ///< compared samples
     uint64_t squares = 0;    ///< sum of the squared differences
-    uint64_t sum = 0;        ///< of the differences without their sign
-    uint64_t different = 0;  ///< samples that are further apart than the tolerance
-    int largest = 0;         ///< difference
+    uint64_t sum = 0;        ///< sum of the absolute differences
+    uint64_t different = 0;  ///< samples that differ by more than the tolerance
+    int largest = 0;         ///< largest absolute difference
 
-    /// Peak signal to noise ratio in dB; infinite where all samples are equal.
+    /// Peak signal-to-noise ratio in dB; infinite if all samples are equal.
     double psnr() const;
-    double mean() const;  ///< difference
+    double mean() const;  ///< mean absolute difference
     void add(const PlaneDifference& other);
 };
 
-/// Two image files of the same layout compared. Samples that one file lacks are not compared, and
-/// neither are the gaps between rows.
+/// The result of comparing two image files of the same layout. Samples that one file does not have,
+/// and gaps between rows, are not compared.
 struct PictureDifference {
     PlaneDifference y;
     PlaneDifference u;
     PlaneDifference v;
     uint64_t bytesA = 0;  ///< lengths of the files
     uint64_t bytesB = 0;
-    bool restDiffers = false;  ///< what both files have behind the picture is not the same
-    std::string problem;       ///< path and reason of a file that cannot be read; "" where both can
+    bool restDiffers = false;  ///< the bytes that both files have after the picture differ
+    std::string problem;       ///< path and reason if a file cannot be read; else ""
 
-    /// Nothing is further apart than the tolerance, and the files are equally long.
+    /// Whether no sample differs by more than the tolerance, and the files have the same length.
     bool same() const;
-    /// The three planes' differences together.
+    /// The differences of the three planes together.
     PlaneDifference total() const;
 };
 
-/// Compares image files a strip at a time. One object serves one thread.
+/// Compares image files a strip at a time. One thread at a time uses an object.
 class PictureComparer {
 public:
     /// Samples that differ by at most `tolerance` (0 to 255) count as equal. Throws std::bad_alloc.
@@ -51,14 +51,14 @@ private:
     SampleBuffer memory_;
 };
 
-/// The colours that a heat map's numbers stand for: greys of the picture where it is the same, from
-/// dark red by yellow to white where it differs, blue where nothing is compared. Three bytes each.
+/// The palette of a heat map, three bytes per colour: greys for equal pixels, dark red through
+/// yellow to white for differences, blue for pixels that were not compared.
 std::vector<uint8_t> heatPalette();
 
-/// Numbers of colours for every pixel of two pictures of the same size: the largest of its luma and
-/// chroma differences where that is above `tolerance`, else the luma of `a`, darkened. `compared`
-/// are the samples that both pictures have; a pixel without luma among them is not compared.
-/// `out` has width x height bytes.
+/// Stores in `out`, which must have width x height bytes, the palette index of every pixel of two
+/// pictures of the same size: that of the largest luma or chroma difference if it is above
+/// `tolerance`, else that of the luma of `a`, darkened. `compared` counts the samples that both
+/// pictures have; a pixel whose luma is not among them was not compared.
 void drawHeatMap(const Picture& a, const Picture& b, const SampleCounts& compared, int tolerance,
                  uint8_t* out);
 

@@ -22,7 +22,7 @@ struct ExifRelease {
     void operator()(ExifEntry* entry) const { exif_entry_unref(entry); }
 };
 
-/// Puts an entry with room for `size` bytes of `format` into `ifd` and returns its memory.
+/// Adds an entry with `size` bytes of `format` to `ifd` and returns its memory.
 unsigned char* addEntry(ExifData& exif, ExifIfd ifd, ExifTag tag, ExifFormat format,
                         size_t components) {
     const std::unique_ptr<ExifEntry, ExifRelease> entry(exif_entry_new());
@@ -32,7 +32,7 @@ unsigned char* addEntry(ExifData& exif, ExifIfd ifd, ExifTag tag, ExifFormat for
     entry->format = format;
     entry->components = components;
     entry->size = static_cast<unsigned int>(size);
-    // The entry releases it, by the C library's own means.
+    // The entry releases it with free().
     entry->data = static_cast<unsigned char*>(std::calloc(std::max<size_t>(size, 1), 1));
     if (!entry->data) throw std::bad_alloc();
     exif_content_add_entry(exif.ifd[ifd], entry.get());
@@ -45,7 +45,7 @@ void addText(ExifData& exif, ExifIfd ifd, ExifTag tag, const std::string& words)
     std::memcpy(addEntry(exif, ifd, tag, EXIF_FORMAT_ASCII, size), words.c_str(), size);
 }
 
-/// The time as a viewer likes it: 1/125 where that is what it is, else in microseconds.
+/// The time in a form that viewers show well: 1/125 if it is such a fraction, else in microseconds.
 ExifRational exposureOf(uint64_t nanoseconds) {
     constexpr uint64_t second = 1000000000;
     constexpr uint64_t most = std::numeric_limits<uint32_t>::max();
@@ -62,7 +62,7 @@ ExifSRational biasOf(double ev) {
     return {static_cast<ExifSLong>(std::lround(bounded * steps)), static_cast<ExifSLong>(steps)};
 }
 
-/// A number of 16 bits; more than that is said as the largest.
+/// The number in 16 bits; saturates.
 ExifShort isoOf(double gain) {
     const double iso = std::isfinite(gain) ? gain * kUnityIso : 0;
     return static_cast<ExifShort>(std::lround(std::clamp(iso, 0.0, 65535.0)));

@@ -1,4 +1,4 @@
-// Facts about a frame in the form that every viewer of pictures shows.
+// Facts about a frame as EXIF data, which viewers of pictures show. Threads: any.
 #pragma once
 
 #include <cstdint>
@@ -8,18 +8,18 @@
 
 namespace tyksim {
 
-/// What is known about how a picture was taken.
+/// Facts about the capture of a picture.
 struct CaptureFacts {
     std::optional<uint64_t> exposureNs;
     std::optional<double> gain;  ///< 1 is ISO 100
     std::optional<double> biasEv;
-    std::string taken;        ///< "2026:03:05 14:07:09", or "" where it is not known
+    std::string taken;        ///< "2026:03:05 14:07:09", or "" if unknown
     std::string description;  ///< the frame's identity, in ASCII
-    std::string software;     ///< who made the file, in ASCII
+    std::string software;     ///< the program that made the file, in ASCII
 };
 
-/// The facts as a block of EXIF data, which begins with "Exif" and two zeros. Deterministic. Throws
-/// std::bad_alloc.
+/// The facts as a block of EXIF data, which begins with "Exif" and two zeros. Equal facts give
+/// equal bytes. Throws std::bad_alloc.
 std::vector<uint8_t> makeExif(const CaptureFacts& facts);
 
 }  // namespace tyksim

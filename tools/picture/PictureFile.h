@@ -1,4 +1,4 @@
-// Image files of a tree, read as pictures: the one place that reads their samples.
+// Reads image files of a tree as pictures. All reading of samples is here.
 #pragma once
 
 #include "tools/console/Console.h"
@@ -10,7 +10,7 @@
 
 namespace tyksim {
 
-/// An image file cannot be read. what() names the path and the reason, reason() only the reason.
+/// An image file cannot be read. what() has the path and the reason, reason() only the reason.
 class NoPicture : public Failure {
 public:
     NoPicture(const std::string& path, const std::string& reason);
@@ -20,54 +20,54 @@ private:
     std::string reason_;
 };
 
-/// Rows of a picture as they lie in its file, gaps included. Bytes that the file lacks are filled
-/// in: luma is black, chroma has no colour.
+/// Rows of a picture as stored in its file, with gaps. Missing bytes are filled in: black luma,
+/// chroma without colour.
 struct StoredRows {
     const uint8_t* luma = nullptr;
     const uint8_t* chroma = nullptr;  ///< pairs in the layout's order
-    size_t lumaBytes = 0;             ///< that the file has; the rest is filled in
-    size_t chromaBytes = 0;           ///< that the file has; the rest is filled in
+    size_t lumaBytes = 0;             ///< from the file; the rest is filled in
+    size_t chromaBytes = 0;           ///< from the file; the rest is filled in
 };
 
-/// An image file open for reading. Whatever its length, it is a picture: samples that the file
-/// lacks are black and without colour, and bytes behind the picture are left out. Planes and rows
-/// that an operation returns are valid until the next operation that reads. One object serves one
-/// thread.
+/// An image file open for reading. A file of any length gives a picture: missing samples are black
+/// and without colour, and bytes after the picture are ignored. Planes and rows are valid until the
+/// next operation that reads. One thread at a time uses an object.
 class PictureFile {
 public:
     /// Opens the regular file at `path`, which may be empty. Throws NoPicture when the file cannot
-    /// be opened, is no regular file, or when the layout's size is none that pictures have.
+    /// be opened, is not a regular file, or when the layout's size is invalid.
     PictureFile(std::string path, const PictureLayout& layout);
 
     const PictureLayout& layout() const { return layout_; }
-    /// Length of the file when it was opened.
+    /// Length of the file at the time of opening.
     uint64_t bytes() const { return file_.size(); }
-    /// Samples that the file has.
+    /// The numbers of samples in the file.
     SampleCounts samples() const { return layout_.samplesIn(bytes()); }
 
     /// Throws NoPicture when the file is empty.
     void requireSamples() const;
 
-    /// The file ends before a dump of the picture does.
+    /// Whether the file is shorter than a dump of the picture.
     bool isShort() const { return bytes() < layout_.dumpedBytes(); }
-    /// The file goes on behind the picture.
+    /// Whether the file is longer than the picture.
     bool isLong() const { return bytes() > layout_.bytes(); }
-    /// Chroma bytes that a dump leaves out of a picture with an odd side, and this file lacks.
+    /// The number of chroma bytes that a dump omits for a picture with an odd side and that this
+    /// file does not have.
     uint64_t notDumped() const;
 
-    /// The picture in strips, read as they are asked for. Valid as long as this object. Its
-    /// rows() throws NoPicture when the file cannot be read.
+    /// The picture in strips, read on request. Valid as long as this object. Its rows() throws
+    /// NoPicture when the file cannot be read.
     PictureSource source();
 
     /// The whole picture. Throws NoPicture when the file cannot be read.
     Picture whole();
 
-    /// Rows `first` to `first + rows - 1`, as PictureSource counts them, without splitting their
+    /// Rows `first` to `first + rows - 1`, with the conditions of PictureSource, without splitting
     /// chroma into planes. Throws NoPicture when the file cannot be read.
     StoredRows storedRows(int first, int rows);
 
-    /// Reads up to `size` bytes from `offset` on and returns how many the file has. Throws
-    /// NoPicture when the file cannot be read.
+    /// Reads up to `size` bytes from `offset` on and returns their number. Throws NoPicture when
+    /// the file cannot be read.
     size_t read(uint8_t* out, size_t size, uint64_t offset) const;
 
 private:
@@ -80,7 +80,7 @@ private:
     SampleBuffer chroma_;
 };
 
-/// Why no picture of this size is read; "" for a size that is.
+/// Why pictures of this size are not supported; "" for a supported size.
 std::string sizeProblem(int width, int height);
 
 }  // namespace tyksim

@@ -9,7 +9,8 @@ namespace tyksim {
 
 namespace {
 
-// Of pixels that are turned in one go: their rows and columns stay in the processor's cache.
+// Pixels are rotated in tiles of this size, so that their rows and columns stay in the processor's
+// cache.
 constexpr int kTile = 32;
 
 bool swapsSides(int degrees) {
@@ -26,8 +27,8 @@ void turn(const Plane& plane, int degrees, uint8_t* out) {
                         static_cast<libyuv::RotationMode>(degrees));
 }
 
-/// How many places further the chroma of a pixel's right or lower neighbour may lie: 1 where two
-/// pixels of one new sample had chroma of their own.
+/// The distance from a pixel's chroma sample to that of its right or lower neighbour: 1 if two
+/// pixels of a new sample had different ones, else 0.
 struct Shift {
     int x;
     int y;
@@ -40,8 +41,8 @@ Shift shiftOf(const Picture& turned, int degrees) {
             fromBelow && turned.height() % 2 != 0 ? 1 : 0};
 }
 
-/// Brings chroma to the pixels' places: each sample becomes the mean of itself and of those that
-/// `shift` reaches. What is read lies behind what is written.
+/// Moves chroma to the pixels' positions: each sample becomes the mean of itself and of its
+/// neighbours at `shift`. Reading stays ahead of writing.
 void moveChroma(const Plane& plane, const Shift& shift, uint8_t* samples) {
     if (shift.x == 0 && shift.y == 0) return;
     for (int y = 0; y < plane.height; ++y) {
@@ -50,14 +51,14 @@ void moveChroma(const Plane& plane, const Shift& shift, uint8_t* samples) {
         const uint8_t* const next = samples + static_cast<ptrdiff_t>(below) * plane.stride;
         for (int x = 0; x < plane.width; ++x) {
             const int right = std::min(x + shift.x, plane.width - 1);
-            // At the edges the same samples count twice, which leaves the mean as it is.
+            // At the edges the same samples count twice, which does not change the mean.
             const int sum = row[x] + row[right] + next[x] + next[right];
             row[x] = static_cast<uint8_t>((sum + 2) / 4);
         }
     }
 }
 
-/// Where the first pixel goes, and how far from it those to the right of it and below it.
+/// The new position of the first pixel, and the distances to its right and lower neighbours.
 struct TurnedPlaces {
     ptrdiff_t first;
     ptrdiff_t right;
@@ -83,7 +84,7 @@ Picture PictureMaker::scaled(const Picture& picture, int divisor) {
     if (divisor <= 1) return picture;
     const NewPicture made(scaled_, shrunkLength(picture.width(), divisor),
                           shrunkLength(picture.height(), divisor));
-    // Half a length made smaller is half of the smaller length, whichever way they are rounded up.
+    // Halving and dividing a length, both rounded up, give the same result in either order.
     shrinker_.shrink(picture.y, divisor, made.y, made.picture.y.stride);
     shrinker_.shrink(picture.u, divisor, made.u, made.picture.u.stride);
     shrinker_.shrink(picture.v, divisor, made.v, made.picture.v.stride);

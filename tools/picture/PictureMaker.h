@@ -1,4 +1,4 @@
-// Pictures turned and made smaller.
+// Rotates pictures and makes them smaller.
 #pragma once
 
 #include "tools/picture/Picture.h"
@@ -8,22 +8,22 @@
 
 namespace tyksim {
 
-/// Works on one picture after the other and keeps its memory. What an operation returns is valid
-/// until the same operation is called again, and as long as its argument. One object serves one
-/// thread. Every operation throws std::bad_alloc.
+/// Works on one picture after the other and reuses its memory. A result is valid until the next
+/// call of the same operation, and as long as its argument. One thread at a time uses an object.
+/// Every operation throws std::bad_alloc.
 ///
-/// `divisor` is at least 1: one sample stands for `divisor` x `divisor`, their mean, and sides are
-/// rounded up. `degrees` are clockwise: 0, 90, 180 or 270.
+/// `divisor` is at least 1: one sample replaces a block of `divisor` x `divisor` by their mean, and
+/// sides are rounded up. `degrees` are clockwise: 0, 90, 180 or 270.
 class PictureMaker {
 public:
     Picture scaled(const Picture& picture, int divisor);
     Plane scaled(const Plane& plane, int divisor);
 
-    /// Chroma samples lie on every second pixel from the first one on. Where a turn brings an odd
-    /// side's end to the front, they lie between those places, and each new one is the mean of the
-    /// chroma of its pixels.
+    /// Rotates a picture. There is a chroma sample for every second pixel from the first one on. If
+    /// the rotation moves the end of an odd side to the front, the samples no longer match these
+    /// positions, and each new one is the mean of the chroma of its pixels.
     Picture turned(const Picture& picture, int degrees);
-    /// Samples keep their values.
+    /// Rotates a plane; samples keep their values.
     Plane turned(const Plane& plane, int degrees);
 
 private:
@@ -32,7 +32,8 @@ private:
     SampleBuffer turned_;
 };
 
-/// Turns `width` x `height` pixels of three bytes, without gaps. `out` has room for as many.
+/// Rotates `width` x `height` pixels of three bytes, without gaps, into `out`, which must have the
+/// same size.
 void turnRgb(const uint8_t* pixels, int width, int height, int degrees, uint8_t* out);
 
 }  // namespace tyksim

@@ -12,7 +12,7 @@ namespace tyksim {
 
 namespace {
 
-/// A word of the command line and what it stands for.
+/// A word of the command line and its value.
 template <typename Value>
 struct Word {
     const char* word;
@@ -63,7 +63,7 @@ Option addWords(VerbOptions& verb, const char* name, const char* help,
 
 constexpr int kMostDivisor = 1024;
 
-/// "1/4"; the divisor, or 0 for anything else.
+/// The divisor in a text such as "1/4", or 0 for any other text.
 int divisorOf(const std::string& given) {
     constexpr std::string_view start = "1/";
     if (given.compare(0, start.size(), start) != 0) return 0;

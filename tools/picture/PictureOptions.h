@@ -1,4 +1,4 @@
-// The options by which a user says what pictures mean and what is to be made of them.
+// The options for the interpretation of images and for the pictures to make.
 #pragma once
 
 #include "core/TreeNames.h"
@@ -10,18 +10,18 @@
 
 namespace tyksim {
 
-/// What an image file's bytes are taken for, as a tree does not say it. The defaults are what
-/// cameras write: NV21 by BT.601 in full range, rows without gaps.
+/// The assumed format of image files, which a tree does not tell. The defaults are those of
+/// cameras: NV21 by BT.601 in full range, rows without gaps. A value.
 struct AssumedPicture {
     ChromaOrder order = ChromaOrder::kNv21;
     int stride = 0;
     ColourRule rule;
 
-    /// How the picture of a file with this name lies in it. Throws WrongUsage when the stride is
-    /// smaller than a row.
+    /// The layout of an image file with this name. Throws WrongUsage when the stride is smaller
+    /// than a row.
     PictureLayout layoutOf(const ImageFileName& name) const;
 
-    /// Nothing was said: the image is taken for what cameras write.
+    /// Whether all values are the defaults.
     bool isUsual() const;
 
     /// "assumed: NV21, BT.601, full range, rows without gaps"
@@ -29,15 +29,15 @@ struct AssumedPicture {
     Json toJson() const;
 };
 
-/// Adds --order, --stride, --matrix and --range to a verb that looks at images. `assumed` takes the
-/// values and must outlive their reading.
+/// Adds --order, --stride, --matrix and --range to a verb that reads images. `assumed` receives the
+/// values and must exist until the command line is parsed.
 void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed);
 
-/// Adds --format, --quality, --plane, --scale and --rotate to a verb. `style` takes the values and
-/// must outlive their reading.
+/// Adds --format, --quality, --plane, --scale and --rotate to a verb. `style` receives the values
+/// and must exist until the command line is parsed.
 void addPictureStyle(VerbOptions& verb, PictureStyle& style);
 
-/// End of the name of a file with a picture of that style.
+/// The end of the name of a file with a picture in that style.
 std::string fileEnding(const PictureStyle& style, const PictureSize& size);
 
 }  // namespace tyksim

@@ -1,4 +1,4 @@
-// Image files in the form that a user asked for.
+// Renders image files in the requested form.
 #pragma once
 
 #include "tools/picture/Encoders.h"
@@ -14,13 +14,13 @@ namespace tyksim {
 
 enum class PictureFormat { kJpeg, kPng, kRgb, kNv21, kY4mFrame };
 
-/// What is made of a picture.
+/// The form of a picture.
 struct PictureStyle {
     PictureFormat format = PictureFormat::kJpeg;
     int quality = 90;  ///< of JPEG, 1 to 100
-    ColourRule rule;   ///< what the samples mean
+    ColourRule rule;   ///< meaning of the samples
     char plane = 0;    ///< 'y', 'u' or 'v' as a picture in grey; 0: all of them in colour
-    int divisor = 1;   ///< one pixel for so many by so many
+    int divisor = 1;   ///< one pixel replaces a block of this many by this many
     int degrees = 0;   ///< clockwise
 };
 
@@ -30,23 +30,24 @@ struct PictureSize {
     int height;
 };
 
-/// Renders pictures one after the other; keeps its memory. One object serves one thread.
+/// Renders pictures one after the other and reuses its memory. One thread at a time uses an object.
 class PictureRenderer {
 public:
     explicit PictureRenderer(const PictureStyle& style) : style_(style), jpeg_(style.quality) {}
 
-    /// Size of what becomes of a picture of `width` x `height`.
+    /// The rendered size of a picture of `width` x `height`.
     PictureSize sizeOf(int width, int height) const;
 
     /// The file's picture in the style's format; valid until the next call. `exif` goes into JPEG
-    /// and PNG. Throws what PictureFile and the encoders throw.
+    /// and PNG. Throws the exceptions of PictureFile and the encoders.
     std::string_view render(PictureFile& file, const std::vector<uint8_t>& exif);
 
 private:
     std::string_view renderPlane(const Plane& plane, const std::vector<uint8_t>& exif);
-    /// Formats that hold a picture's planes.
+    /// For formats with planes.
     std::string_view renderPlanes(const PictureSource& source, const std::vector<uint8_t>& exif);
-    /// Formats that hold pixels. Those are turned and not the planes: each keeps its colour.
+    /// For formats with pixels. It rotates the pixels and not the planes, so each pixel keeps its
+    /// colour.
     std::string_view renderPixels(const PictureSource& source, const std::vector<uint8_t>& exif);
 
     PictureStyle style_;

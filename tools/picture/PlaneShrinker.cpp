@@ -7,10 +7,10 @@ namespace tyksim {
 
 namespace {
 
-// With a number that it knows the compiler adds many columns with one instruction.
+// With a constant number the compiler adds many columns with one instruction.
 constexpr size_t kColumnsAtOnce = 64;
 
-// So many rows of samples add up in 16 bits.
+// The sum of so many rows of samples fits in 16 bits.
 constexpr int kRowsAtOnce = 65535 / 255;
 
 /// Adds `rows` rows (at most kRowsAtOnce) of `kCount` columns to the columns' sums.
@@ -38,14 +38,14 @@ void sumColumns(const Plane& plane, std::vector<uint32_t>& columns) {
     }
 }
 
-/// Rounds means of so many samples to the nearest.
+/// Computes rounded means of a fixed number of samples.
 class Mean {
 public:
     explicit Mean(uint32_t samples)
         : half_(samples / 2), share_(1 / static_cast<double>(samples)) {}
 
-    /// A multiplication costs a fraction of a division. The half that is added keeps the product
-    /// further from a whole number than its error is.
+    /// Multiplies, which is faster than dividing. The added half keeps the product further from a
+    /// whole number than its error.
     uint8_t of(uint32_t sum) const {
         return static_cast<uint8_t>(static_cast<int>((sum + half_ + 0.5) * share_));
     }
@@ -55,7 +55,7 @@ private:
     double share_;
 };
 
-/// Means of blocks `divisor` columns wide, of which each column is the sum of `rows` samples.
+/// The means of blocks of `divisor` columns, each of which is the sum of `rows` samples.
 void divideColumns(const std::vector<uint32_t>& columns, size_t divisor, size_t rows,
                    uint8_t* out) {
     const uint32_t* column = columns.data();

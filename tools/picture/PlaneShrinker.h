@@ -1,4 +1,4 @@
-// Planes made smaller by a whole number.
+// Makes planes smaller by a whole number.
 #pragma once
 
 #include "tools/picture/Picture.h"
@@ -8,17 +8,17 @@
 
 namespace tyksim {
 
-/// Samples that are left of `length` samples when `divisor` of them become one.
+/// The number of samples after `divisor` of them become one.
 constexpr int shrunkLength(int length, int divisor) {
     return (length + divisor - 1) / divisor;
 }
 
-/// Shrinks planes one after the other and keeps its memory. One object serves one thread.
+/// Shrinks planes one after the other and reuses its memory. One thread at a time uses an object.
 class PlaneShrinker {
 public:
-    /// One sample for `divisor` x `divisor` samples: their mean, rounded to the nearest. A block at
-    /// the right or lower edge is the mean of the samples that it has. `out` takes rows `stride`
-    /// bytes apart, shrunkLength() of both sides. Throws std::bad_alloc.
+    /// Replaces each block of `divisor` x `divisor` samples by its rounded mean; a block at the
+    /// right or lower edge has fewer samples. Stores rows `stride` bytes apart in `out`, with
+    /// shrunkLength() of both sides. Throws std::bad_alloc.
     void shrink(const Plane& plane, int divisor, uint8_t* out, int stride);
 
 private:

@@ -88,7 +88,7 @@ std::string Plot::panel(const Line& line, double top) const {
         drawing = drawing && !newTask;
         if (line.values[i]) {
             path += fmt::format("{}{:.2f} {:.2f}", drawing ? "L" : "M", x(i), y(*line.values[i]));
-            // A point by itself is seen as the line's round cap.
+            // A single point shows as the line's round cap.
             if (!drawing) path += "h0";
         }
         drawing = line.values[i].has_value();

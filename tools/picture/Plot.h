@@ -1,4 +1,4 @@
-// A small drawing of values over frames, as an SVG file.
+// A small drawing of values over frames, as an SVG file. One thread at a time uses an object.
 #pragma once
 
 #include "tools/files/OutputPath.h"
@@ -10,15 +10,15 @@
 
 namespace tyksim {
 
-/// One panel a line, one above the other, over the same frames; tasks are set apart by a rule.
+/// One panel per series, one above the other, over the same frames; a line separates tasks.
 class Plot {
 public:
     void addLine(std::string name);
 
-    /// The values of the next frame, one a line; none leaves a gap.
+    /// Adds the values of the next frame, one per series; none leaves a gap.
     void addPoint(uint32_t task, const std::vector<std::optional<double>>& values);
 
-    /// Writes the drawing. Failure as of OutputFile.
+    /// Writes the drawing. Throws Failure like OutputFile.
     void write(OutputFile& file) const;
 
 private:

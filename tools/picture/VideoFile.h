@@ -1,4 +1,4 @@
-// Pictures one after the other as a video that others can play.
+// Writes pictures as a video. One thread at a time uses an object.
 #pragma once
 
 #include "tools/files/OutputPath.h"
@@ -10,22 +10,22 @@
 
 namespace tyksim {
 
-/// A video in the YUV4MPEG2 format: in a file that is made whole or not at all, or on standard
+/// A video in the YUV4MPEG2 format: a file that is made completely or not at all, or standard
 /// output.
 class VideoFile {
 public:
-    /// `rate` is what rateOf() gives. Throws as OutputFile does.
+    /// `rate` comes from rateOf(). Throws like OutputFile.
     VideoFile(const OutputRequest& output, std::string rate, const PictureStyle& style);
 
-    /// Adds a picture as PictureRenderer renders it for a video. False, and not added, where its
-    /// size is not that of the first. Failure when it cannot be written, Interrupted when nobody
-    /// reads standard output any more.
+    /// Adds a picture in the form of PictureRenderer's video format. Returns false and does not add
+    /// it if its size differs from that of the first. Throws Failure when it cannot be written, and
+    /// Interrupted when standard output's reader has ended.
     bool add(std::string_view frame, const PictureSize& size);
 
     /// Size of the first picture.
     const PictureSize& size() const { return *size_; }
 
-    /// Ends the video. Failure when it cannot be written.
+    /// Ends the video. Throws Failure when it cannot be written.
     void commit() { file_.commit(); }
 
 private:
@@ -35,7 +35,7 @@ private:
     std::optional<PictureSize> size_;
 };
 
-/// "30", "29.97" or "30000/1001" as a fraction with a colon. Throws WrongUsage for another.
+/// "30", "29.97" or "30000/1001" as a fraction with a colon. Throws WrongUsage for any other text.
 std::string rateOf(const std::string& given);
 
 }  // namespace tyksim

@@ -29,7 +29,7 @@ bool isSceneParameter(const FileEntry& file) {
     return file.name.find(kSceneTagName) != std::string_view::npos;
 }
 
-/// The name table that a folder replay publishes: one entry, the tuning file's copy.
+/// The name table that a folder replay publishes: one entry with the tuning copy.
 std::vector<uint8_t> expectedTuningTable(PipelineSimulation& simulation) {
     std::string name = kMfnrDefaultCopyName;
     std::vector<std::string> names;
@@ -44,7 +44,7 @@ std::vector<uint8_t> expectedTuningTable(PipelineSimulation& simulation) {
     return table;
 }
 
-/// The system's words for why a file cannot be read; "" where it has none.
+/// The system's reason why a file cannot be read; "" if there is none.
 std::string reasonOf(const tyktree::RegularFile& file) {
     if (file.status().ok() || file.status().problem().reason == tyktree::kNotRegular) return "";
     return file.status().problem().reason;
@@ -81,7 +81,7 @@ bool FrameVerifier::verify(const ReplayedFrame& frame, const Delivery& delivery,
     frame_ = &frame;
     delivery_ = &delivery;
     nextValue_ = 0;
-    whole_ = frame.listing.error() == 0;  // which the session reports
+    whole_ = frame.listing.error() == 0;  // the session reports an error
     lastSof_ = 0;
     verifyParameters();
     if (entry_ == Entry::folder) {
@@ -98,7 +98,8 @@ bool FrameVerifier::verify(const ReplayedFrame& frame, const Delivery& delivery,
     return whole_;
 }
 
-/// Counts one value or image of the listing, and whether `verify` finds nothing wrong with it.
+/// Counts one value or image of the listing, and counts it as verified if `verify` finds no
+/// problem.
 template <typename Verify>
 void FrameVerifier::verifyPromised(Verify verify) {
     const uint64_t before = problems_;
@@ -120,7 +121,7 @@ void FrameVerifier::verifyParameter(const FileEntry& file) {
     const ParamFileName& parsed = file.parameter;
     const TagEntry* const tag = catalog_.byName(parsed.tagName);
     if (!tag) {
-        // The frame is whole all the same: nobody knows what the value would be for.
+        // The frame still counts as complete, because the value of an unknown tag has no use.
         report(RuleId::kReplayLost, name, "a tag of the tag table",
                "one that the parameter-set service refused", "");
         return;
@@ -154,8 +155,8 @@ void FrameVerifier::verifyFixed(const FileEntry& file, const TagEntry& tag,
 }
 
 void FrameVerifier::verifyBlock(const FileEntry& file, const PublishedValue& value) {
-    // The address came through a service that keeps what it is given; only one that the frame's own
-    // blocks have may be followed.
+    // The address may be stale or invalid, because the service stores any address. Only one of the
+    // frame's own blocks may be dereferenced.
     const auto& blocks = simulation_.frameQueue.back().params;
     const bool known = std::any_of(blocks.begin(), blocks.end(), [&value](const auto& block) {
         return block && block.get() == value.block.data;
@@ -169,7 +170,7 @@ void FrameVerifier::verifyBlock(const FileEntry& file, const PublishedValue& val
 }
 
 void FrameVerifier::verifyOverride(uint32_t tag, const void* bytes, size_t size) {
-    if (!catalog_.byId(tag)) return;  // a table without the tag says that nobody needs it
+    if (!catalog_.byId(tag)) return;  // without the tag in the table, the service refuses the value
     const PublishedValue* const value = take(kOverridePipe, camera(), kOverrideSofId, tag);
     const auto* const first = static_cast<const uint8_t*>(bytes);
     expectValue(value, {first, first + size}, fmt::format("the fixed value of tag {}", tag));
@@ -179,7 +180,7 @@ void FrameVerifier::verifyScene() {
     const bool there =
         std::any_of(frame_->files.begin(), frame_->files.end(),
                     [](const FileEntry* file) { return file->kind == FileEntry::Kind::kSceneXml; });
-    if (!there) return;  // that it is missing is a finding of the tree
+    if (!there) return;  // the tree's check reports a missing file
     if (!catalog_.byId(kSceneTag)) {
         lost(kSceneXmlName, fmt::format("tag {} in the tag table", kSceneTag), "none");
         return;
@@ -189,15 +190,15 @@ void FrameVerifier::verifyScene() {
     verifyPromised([&] {
         const tyktree::SceneSources sources = readScene(frame_->listing);
         verifySceneRecord(first, 0, sources);
-        // What goes for pipe 0 need not be said twice.
+        // A difference that both pipes share is reported once, for pipe 0.
         if (!first || !second || first->bytes != second->bytes) {
             verifySceneRecord(second, 1, sources);
         }
     });
 }
 
-/// Holds a record against what was dumped, which names an edit of the text file, and against the
-/// files that it is made of.
+/// Compares a record with the dumped one, which shows edits of the XML file, and with the files
+/// from which it is made.
 void FrameVerifier::verifySceneRecord(const PublishedValue* value, int pipe,
                                       const tyktree::SceneSources& sources) {
     if (!value || value->bytes.size() != static_cast<size_t>(kSceneRecordBytes)) {
@@ -244,7 +245,7 @@ void FrameVerifier::verifyImages(const ImageRoom& imageRoom) {
     size_t next = 0;
     bool first = true;
     for (const FileEntry* const file : frame_->files) {
-        // Every file that is no parameter file gets a buffer, whether it is an image or not.
+        // Every file that is not a parameter file gets a buffer, even if it is not an image.
         if (file->kind == FileEntry::Kind::kParameter) continue;
         const size_t place = next++;
         if (file->kind != FileEntry::Kind::kImage) continue;
@@ -286,8 +287,7 @@ void FrameVerifier::verifyImage(const FileEntry& file, const tyk::Buffer& buffer
     compare(file, arrived.data, size, imageRoom ? imageRoom(size) : nullptr);
 }
 
-/// The next publication, if it is the one under this key. One that is not stays, for the file that
-/// it belongs to.
+/// Returns and consumes the next publication if it has this key; else it stays for its own file.
 const PublishedValue* FrameVerifier::take(int32_t pipe, uint32_t camera, uint32_t sof,
                                           uint32_t tag) {
     if (nextValue_ == delivery_->values.size()) return nullptr;
@@ -297,8 +297,8 @@ const PublishedValue* FrameVerifier::take(int32_t pipe, uint32_t camera, uint32_
     return &value;
 }
 
-/// Holds `size` bytes at `data` against the file's first ones, which are left at `room` where there
-/// is one.
+/// Compares `size` bytes at `data` with the beginning of the file, and copies the file's bytes to
+/// `room` unless it is null.
 void FrameVerifier::compare(const FileEntry& file, const void* data, uint64_t size, uint8_t* room) {
     const std::string name(file.name);
     tyktree::RegularFile input(frame_->listing.path() + "/" + name);

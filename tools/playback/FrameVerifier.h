@@ -1,4 +1,4 @@
-// Compares what a replay delivered with the files it came from, byte for byte.
+// Compares the values and images of a replay with their files, byte for byte.
 #pragma once
 
 #include "core/PipelineSimulation.h"
@@ -18,44 +18,45 @@ namespace tyksim {
 /// The two ways to replay a frame folder.
 enum class Entry { frame, folder };
 
-/// What one frame delivered.
+/// The values and images that one frame delivered.
 struct Delivery {
     std::vector<tykhost::PublishedValue> values;  ///< in order of publication
-    std::vector<tyk::Buffer*> images;             ///< in the order in which the pool gave them
+    std::vector<tyk::Buffer*> images;             ///< in the order of the pool's hand-outs
 };
 
-/// A frame as it was handed to the library.
+/// A frame as it was passed to the library.
 struct ReplayedFrame {
     const tyktree::FrameListing& listing;
-    std::vector<const tyktree::FileEntry*> files;  ///< those the library takes, in its order
-    std::string shownPath;                         ///< the frame's folder for findings
+    std::vector<const tyktree::FileEntry*> files;  ///< files that the library reads, in its order
+    std::string shownPath;                         ///< the frame's folder in messages
     tyktree::FramePlace place;
 };
 
-/// Whether `entry` hands this parameter file on to the parameter-set service: not one of a size
-/// that the library does not carry, and through the folder entry not the scene record's.
+/// Whether `entry` publishes this parameter file: no file of an unsupported size, and in a folder
+/// replay not the scene record's.
 bool isReplayed(const tyktree::FileEntry& file, Entry entry);
 
 /// Whether a parameter file has a size that the library does not replay.
 bool hasImpossibleSize(const tyktree::FileEntry& file);
 
-/// Gives room for the bytes of an image.
+/// Returns memory for the bytes of an image, or null.
 using ImageRoom = std::function<uint8_t*(uint64_t bytes)>;
 
-/// Verifies frames right after their replay, while the queue still holds their blocks.
+/// Verifies frames directly after their replay, while the queue still holds their blocks. One
+/// thread at a time uses an object.
 class FrameVerifier {
 public:
-    /// The references must outlive the object; `catalog` is the table in force.
+    /// The references must outlive the object; `catalog` is the current tag table.
     FrameVerifier(PipelineSimulation& simulation, const tyktree::TagCatalog& catalog, Entry entry,
                   bool images, tyktree::FindingSink& findings);
 
-    /// Verifies the frame that was queued last: everything that its listing promises, and that
-    /// nothing else arrived. Each of both that is not verified is a finding. Returns whether all
-    /// that the tag table knows arrived as the files hold it. `imageRoom` may be empty, or gives
-    /// the place where the bytes of the first image are left as they are read; null for nowhere.
+    /// Verifies the frame that was queued last: every value and image of its listing must have
+    /// arrived, and nothing else. Each deviation is a finding. Returns whether all values of known
+    /// tags, and the images, arrived as in the files. `imageRoom` may be empty; else it gives the
+    /// memory to which the bytes of the first image are copied from the file.
     bool verify(const ReplayedFrame& frame, const Delivery& delivery, const ImageRoom& imageRoom);
 
-    /// Values and images that the listings promised, and those of them that were verified.
+    /// The number of values and images in the listings, and of those that were verified.
     uint64_t promised() const { return promised_; }
     uint64_t verified() const { return verified_; }
     uint64_t verifiedBytes() const { return verifiedBytes_; }
@@ -97,13 +98,13 @@ private:
     uint64_t promised_ = 0;
     uint64_t verified_ = 0;
     uint64_t verifiedBytes_ = 0;
-    uint64_t problems_ = 0;  ///< findings so far
+    uint64_t problems_ = 0;  ///< number of findings
 
-    // The frame at hand.
+    // The current frame.
     const ReplayedFrame* frame_ = nullptr;
     const Delivery* delivery_ = nullptr;
-    size_t nextValue_ = 0;  ///< in the delivery
-    bool whole_ = true;     ///< nothing was lost or different so far
+    size_t nextValue_ = 0;  ///< index in the delivery
+    bool whole_ = true;     ///< no value or image is missing or different so far
     uint32_t lastSof_ = 0;  ///< sof id under which a folder replay publishes its records
 };
 

@@ -23,7 +23,7 @@ namespace {
 using tyktree::FileEntry;
 using tyktree::FrameRef;
 
-/// Gives the device's root back to the replay.
+/// Sets the device's root, and restores it for the replay.
 class RootChange {
 public:
     RootChange(const std::string& now, const std::string& after) : after_(after) {
@@ -37,10 +37,10 @@ private:
     const std::string& after_;
 };
 
-/// A frame that is not recorded whole ends the run.
+/// Ends the run if a frame is not recorded completely.
 class FirstFindingEnds : public tyktree::FindingSink {
 public:
-    /// The recording is made in `root`; messages call it `shownRoot`.
+    /// The recording is in `root`, which messages show as `shownRoot`.
     FirstFindingEnds(const std::string& root, const std::string& shownRoot)
         : root_(root), shownRoot_(shownRoot) {}
 
@@ -55,14 +55,14 @@ private:
     const std::string& shownRoot_;
 };
 
-/// What sets one value of a frame apart from the others: tag, camera, pipe type.
+/// The key of a value in a frame: tag, camera, pipe type.
 using ValueKey = std::tuple<uint32_t, uint32_t, int32_t>;
 
 ValueKey keyOf(const PipelineSimulation::tagInfo& entry) {
     return {entry.tag, entry.camId, entry.pipe};
 }
 
-/// The buffer that the frame's image was read into; null where it has none.
+/// The buffer of the frame's image; null if it has none.
 const tyk::Buffer* imageBuffer(const ReplayedFrame& files, const Delivery& delivery) {
     size_t next = 0;
     for (const FileEntry* const file : files.files) {
@@ -76,7 +76,7 @@ const tyk::Buffer* imageBuffer(const ReplayedFrame& files, const Delivery& deliv
 
 }  // namespace
 
-/// A frame as the processor's interface has it.
+/// A frame in the form of the processor's interface.
 struct ProcessedRecording::Arrived {
     tyksim_frame frame{};
     tyksim_picture picture{};
@@ -135,8 +135,8 @@ ProcessedRecording::ProcessedRecording(Processor& processor, int pipeId, std::st
     const std::string folder = pipeFolderPath(kDumpRoot, pipeId);
     makeFolders(root_ + folder);
     makeFolders(root_ + pipeFolderPath(kDumpRoot, kMfnrCopyPipe));
-    // Not the manager's object, which is replaying. What init() would prepare is the service's
-    // tables, which the replay has prepared, and a list of tags, which each frame brings along.
+    // The manager's object is used for the replay, so this makes another one. It needs no init():
+    // the replay has prepared the service's tables, and each frame sets the list of tags.
     recorder_ = std::make_unique<PipelineSimulation>(folder.c_str(), pipeId);
     recorder_->initialised = true;
 }
@@ -150,7 +150,7 @@ void ProcessedRecording::takeFrame(const FrameRef& frame, const ReplayedFrame& f
                                    const Delivery& delivery, bool whole) {
     const uint8_t* const pixels = std::exchange(pixels_, nullptr);
     if (!whole) {
-        ++withheld_;  // what is wrong with it, the verifier has said
+        ++withheld_;  // the verifier has reported the reason
         return;
     }
     const Arrived arrived(frame, files, delivery, catalog_, recorder_->pipeId, pixels);
@@ -188,7 +188,7 @@ void ProcessedRecording::record(const FrameRef& frame, const Arrived& arrived,
     clock_.beginFrame();
     recorder_->dumpParam(arrived.frame.request, arrived.frame.sof, arrived.frame.camera);
     clock_.endFrame();
-    // The interface takes the pixels as writable, and only reads them.
+    // The interface takes a pointer to writable pixels but only reads them.
     const PipelineSimulation::imageInfo image{const_cast<uint8_t*>(result.picture->bytes),
                                               arrived.frame.request,
                                               arrived.frame.sof,
@@ -208,7 +208,7 @@ void ProcessedRecording::record(const FrameRef& frame, const Arrived& arrived,
     ++recorded_;
 }
 
-/// Every task of the source becomes a task of its own.
+/// Makes a task for every task of the source.
 void ProcessedRecording::enterTask(const tyktree::TaskEntry& task) {
     if (task_ == &task) return;
     task_ = &task;

@@ -1,4 +1,4 @@
-// Records what a processor makes of replayed frames, through the library.
+// Records the results of a processor for replayed frames, through the library.
 #pragma once
 
 #include "core/PipelineSimulation.h"
@@ -13,32 +13,33 @@
 
 namespace tyksim {
 
-/// Hands every frame to the processor and dumps the result into a device root, under the frame's
-/// own request and sof ids, with the parameters that arrived or that the processor set.
+/// Passes every frame to the processor and dumps the result into a device root, under the frame's
+/// own request and sof ids, with the parameters that arrived or that the processor set. One thread
+/// at a time uses an object.
 class ProcessedRecording : public FrameTaker {
 public:
-    /// `processor` is open. `root` is the empty folder that becomes the device root, `shownRoot`
-    /// what messages call it, `source` the pipe that is replayed as pipe `pipeId`, `replayRoot` the
-    /// device's root for the replay, which is in force again after every frame. The references must
-    /// outlive the object. Failure when the folders cannot be made.
+    /// `processor` must be open. `root` is the empty folder that becomes the device root,
+    /// `shownRoot` its name in messages, `source` the pipe that is replayed as pipe `pipeId`,
+    /// `replayRoot` the device's root for the replay, which is restored after every frame. The
+    /// references must outlive the object. Throws Failure when the folders cannot be made.
     ProcessedRecording(Processor& processor, int pipeId, std::string root, std::string shownRoot,
                        const tyktree::TagCatalog& catalog, const tyktree::PipeEntry& source,
                        std::string replayRoot, tyktree::FindingSink& findings);
 
-    /// In the processor's memory: a picture is not copied once more.
+    /// Memory of the processor, so that the picture needs no further copy.
     uint8_t* imageRoom(uint64_t bytes) override;
 
-    /// Only a frame that is `whole` is given to the processor. An error of the processor is a
-    /// finding, and the next frame follows. Failure when the processor's process ends, and when the
-    /// result is not recorded whole.
+    /// Passes only a frame that is `whole` to the processor. An error of the processor is a
+    /// finding, and the next frame follows. Throws Failure when the processor's process ends, and
+    /// when the result is not recorded completely.
     void takeFrame(const tyktree::FrameRef& frame, const ReplayedFrame& files,
                    const Delivery& delivery, bool whole) override;
 
-    /// Leaves beside the frames what the source has: dump configuration, tag table, tuning copies.
+    /// Copies the source's dump configuration, tag table and tuning copies to the recording.
     void finish();
 
     uint64_t recorded() const { return recorded_; }  ///< frames
-    uint64_t withheld() const { return withheld_; }  ///< frames that did not arrive whole
+    uint64_t withheld() const { return withheld_; }  ///< frames that did not arrive completely
 
 private:
     struct Arrived;
@@ -54,7 +55,7 @@ private:
     std::string replayRoot_;
     tyktree::FindingSink& findings_;
     TuningCopies tuning_;
-    uint8_t* pixels_ = nullptr;  ///< of the frame at hand, in the processor's memory
+    uint8_t* pixels_ = nullptr;  ///< of the current frame, in the processor's memory
     std::unique_ptr<PipelineSimulation> recorder_;
     FrameClock clock_;
     const tyktree::TaskEntry* task_ = nullptr;

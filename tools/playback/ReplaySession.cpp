@@ -26,8 +26,8 @@ using tyktree::RuleId;
 
 constexpr int kReplayMode = 1;
 
-/// Whether the library takes an entry of a frame folder for a file. It goes by one bit of the type
-/// in the listing, which folders and sockets have.
+/// Whether the library takes an entry of a frame folder for a file. It tests one bit of the entry's
+/// type, which folders and sockets have.
 bool isTaken(const FileEntry& file) {
     const bool own = !file.link && file.typeKnown;
     return !own || (file.type != EntryType::kFolder && file.type != EntryType::kSocket);
@@ -43,7 +43,7 @@ std::vector<const FileEntry*> takenFiles(const tyktree::FrameListing& listing) {
     return files;
 }
 
-/// How often the most frequent tag occurs among a frame's files.
+/// The number of files of a frame's most frequent tag.
 size_t mostOfOneTag(const ReplayedFrame& frame) {
     std::map<std::string_view, size_t> counts;
     size_t most = 0;
@@ -54,7 +54,7 @@ size_t mostOfOneTag(const ReplayedFrame& frame) {
     return most;
 }
 
-/// The camera that the frame's files are of; the first one's where they are of several.
+/// The camera of the frame's files; that of the first file if there are several.
 int cameraOf(const ReplayedFrame& frame) {
     for (const FileEntry* const file : frame.files) {
         if (file->kind == FileEntry::Kind::kParameter) return file->parameter.camId;
@@ -72,7 +72,7 @@ bool hasScene(const ReplayedFrame& frame) {
     });
 }
 
-/// The library's lines do not name the file; the first that it cannot take is the one.
+/// The first file that the library cannot replay, because its log lines do not name the file.
 std::string impossibleFile(const ReplayedFrame& frame) {
     for (const FileEntry* const file : frame.files) {
         if (file->kind != FileEntry::Kind::kParameter) continue;
@@ -91,7 +91,7 @@ std::string impossibleFile(const ReplayedFrame& frame) {
     return "";
 }
 
-/// The library is silent when the pool has no buffer; the first file without one tells.
+/// The first file without a buffer, because the library does not log a failure of the pool.
 std::string missingBuffer(const ReplayedFrame& frame, size_t buffers) {
     for (const FileEntry* const file : frame.files) {
         if (file->kind == FileEntry::Kind::kParameter || buffers-- > 0) continue;
@@ -157,8 +157,8 @@ void ReplaySession::replayTask(size_t first, size_t last, FrameTaker* taker) {
     simulation_->stop();
 }
 
-/// Leaves the selected frames in the library's list. One that the library did not list (the file
-/// system gave no entry types) is replayed all the same, and that is a finding.
+/// Reduces the library's list to the selected frames. A frame that the library did not list,
+/// because the file system reports no entry types, is a finding and is replayed too.
 void ReplaySession::chooseFrames(size_t first, size_t last) {
     const std::set<std::string> listed(simulation_->frameList.begin(),
                                        simulation_->frameList.end());
@@ -191,7 +191,7 @@ void ReplaySession::replayFrame(size_t index, FrameTaker* taker) {
     }
     const ReplayedFrame frame{listing_, takenFiles(listing_), ref.path(), ref.place()};
     tykhost::clearPublished();
-    // What the records add to the files of one tag: two values at most.
+    // The side records add at most two values to the files of a tag.
     tykhost::setHistoryLimit(mostOfOneTag(frame) + 2);
     const uint64_t handedOut = tykhost::bufferPoolCounts().handedOut;
     log_.takeFailures();
@@ -230,8 +230,8 @@ void ReplaySession::load(const ReplayedFrame& frame) {
     }
 }
 
-/// The buffers that the pool handed out since its count was `handedOut`: the youngest that are out,
-/// since the library returns none of them.
+/// The buffers that the pool handed out since its count was `handedOut`. They are the newest ones
+/// that are out, because the library has not returned any of them.
 std::vector<tyk::Buffer*> ReplaySession::newBuffers(uint64_t handedOut) const {
     std::vector<tyk::Buffer*> buffers = tykhost::buffersOut();
     const uint64_t count = tykhost::bufferPoolCounts().handedOut - handedOut;
@@ -240,8 +240,8 @@ std::vector<tyk::Buffer*> ReplaySession::newBuffers(uint64_t handedOut) const {
     return buffers;
 }
 
-/// Returns the buffers that no queued frame will return: those of side files, and all of a frame
-/// that was abandoned.
+/// Returns the buffers that no queued frame will return: those of side files, and all buffers of an
+/// abandoned frame.
 void ReplaySession::giveBack(const std::vector<tyk::Buffer*>& buffers, const tyk::Buffer* queued) {
     for (tyk::Buffer* const buffer : buffers) {
         if (buffer == queued) continue;
@@ -249,8 +249,8 @@ void ReplaySession::giveBack(const std::vector<tyk::Buffer*>& buffers, const tyk
     }
 }
 
-/// Lets go of the oldest frames, as the image entry does on its own; without it their blocks would
-/// stay until the end of the replay.
+/// Retires the oldest frames, as the image entry does itself. Otherwise their blocks would stay
+/// until the end of the replay.
 void ReplaySession::retireFrames() {
     if (options_.entry == Entry::frame && options_.images) return;
     while (simulation_->frameQueue.size() > kFramesInUse) simulation_->frameQueue.pop();
@@ -266,8 +266,8 @@ void ReplaySession::reportFailures(const ReplayedFrame& frame, const Delivery& d
                                 : failures + impossibleFile(frame));
         return;
     }
-    // The folder entry looks for a scene record in every frame; where none was recorded, none is
-    // missing.
+    // The folder entry reads a scene record in every frame; in a frame without one its failure does
+    // not count.
     const bool onlyScene = options_.entry == Entry::folder && !hasScene(frame) &&
                            failures.find("; ") == std::string::npos &&
                            failures.rfind("loadISceneInfo", 0) == 0;

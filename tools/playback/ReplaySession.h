@@ -1,4 +1,4 @@
-// A replay of part of a tree through the library, frame by frame.
+// Replays part of a tree through the library, frame by frame.
 #pragma once
 
 #include "core/PipelineSimulation.h"
@@ -18,28 +18,28 @@ namespace tyksim {
 
 struct SessionOptions {
     Entry entry = Entry::frame;
-    int pipe = 1;               ///< id of the pipe that is replayed
-    std::optional<int> camera;  ///< of a folder replay; none: the camera of each frame's files
-    bool images = true;         ///< of a frame replay
+    int pipe = 1;               ///< id of the pipe to replay
+    std::optional<int> camera;  ///< for a folder replay; none: the camera of each frame's files
+    bool images = true;         ///< for a frame replay
     bool verify = false;
     int loops = 1;
     int logLevel = 0;
 };
 
-/// Takes every frame that was replayed, while its blocks and images are there.
+/// Takes every replayed frame while its blocks and images exist.
 class FrameTaker {
 public:
     virtual ~FrameTaker() = default;
 
-    /// Where the verifier is to leave the `bytes` bytes of the frame's first image as it reads them
-    /// from the file; null: nowhere. They are all there by takeFrame() where the frame is whole.
+    /// Returns the memory to which the verifier copies the `bytes` bytes of the frame's first image
+    /// from the file, or null. If the frame is whole, the copy is complete before takeFrame().
     virtual uint8_t* imageRoom(uint64_t bytes) {
         static_cast<void>(bytes);
         return nullptr;
     }
 
-    /// `whole`: it was verified and found whole (see FrameVerifier), or nothing is verified. May
-    /// throw Interrupted; the session says what was done by then.
+    /// `whole`: the verifier found no problem (see FrameVerifier), or the session does not verify.
+    /// May throw Interrupted; the session adds the state of the work.
     virtual void takeFrame(const tyktree::FrameRef& frame, const ReplayedFrame& files,
                            const Delivery& delivery, bool whole) = 0;
 };
@@ -50,16 +50,16 @@ struct SessionTotals {
     uint64_t abandoned = 0;
     uint64_t files = 0;
     uint64_t bytes = 0;
-    uint64_t promised = 0;  ///< values and images that were to be verified
+    uint64_t promised = 0;  ///< values and images to verify
     uint64_t verified = 0;
     uint64_t verifiedBytes = 0;
 };
 
-/// Drives the library. One at a time in a process; everything from one thread.
+/// Runs the library. Only one object may exist at a time, and one thread uses it.
 class ReplaySession {
 public:
-    /// All frames are of one pipe. The references must outlive the object. Sets the tag table and
-    /// the device root, a temporary one: nothing is ever written into the tree.
+    /// All frames must be of one pipe. The references must outlive the object. Sets the tag table
+    /// and a temporary device root, so that nothing writes into the tree.
     ReplaySession(const SessionOptions& options, const tyktree::TreePath& tree,
                   const std::vector<tyktree::FrameRef>& frames, const tyktree::TagCatalog& catalog,
                   const Edits& edits, tyktree::FindingSink& findings);
@@ -67,14 +67,14 @@ public:
     ReplaySession(const ReplaySession&) = delete;
     ReplaySession& operator=(const ReplaySession&) = delete;
 
-    /// Replays the frames; `taker` may be null. What goes wrong with a frame is a finding, and the
-    /// next one follows. Stops in order where a signal was noted.
+    /// Replays the frames; `taker` may be null. A failure of a frame is a finding, and the next
+    /// frame follows. Ends in order if a signal was noted.
     void run(FrameTaker* taker);
 
     const SessionTotals& totals() const { return totals_; }
 
-    /// The root in which the library finds the tree, which a taker that changes the device's root
-    /// sets again.
+    /// The root in which the library finds the tree. A taker that changes the device's root must
+    /// restore it.
     const std::string& root() const { return root_.path(); }
 
 private:

@@ -27,7 +27,7 @@ void compareBlocks(const tyktree::SceneRecord& dumped, const tyktree::SceneRecor
     }
 }
 
-/// Compares what neither a field nor a block brings with the zeros of a replay.
+/// Checks that bytes outside fields and blocks are zero.
 void compareRest(const tyktree::SceneRecord& arrived, std::vector<SceneDifference>& out) {
     std::array<uint8_t, kSceneRecordBytes> rest = arrived.bytes;
     const auto clear = [&rest](int offset, int bytes) {

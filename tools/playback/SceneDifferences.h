@@ -1,4 +1,4 @@
-// Compares a scene record that arrived in a replay with the one that was dumped.
+// Compares a scene record that arrived in a replay with the dumped one. Threads: any.
 #pragma once
 
 #include "tree/read/SceneRecord.h"
@@ -9,15 +9,15 @@
 
 namespace tyksim {
 
-/// One difference in words, as findings have them.
+/// One difference as text for a finding.
 struct SceneDifference {
     std::string expected;
     std::string found;
 };
 
-/// Where `arrived` is not what a folder replay makes of `dumped`: named fields with the value
-/// dumped and the value that arrived (that is how an edit of the text file shows), bytes of the two
-/// blocks, and bytes elsewhere that are not 0. Without `dumped` only the last can be told.
+/// The differences between `arrived` and a folder replay of `dumped`: named fields with the dumped
+/// and the arrived value (an edit of the XML file shows here), bytes of the two blocks, and other
+/// bytes that are not 0. Without `dumped` only the last kind.
 std::vector<SceneDifference> sceneDifferences(const std::optional<tyktree::SceneRecord>& dumped,
                                               const tyktree::SceneRecord& arrived);
 

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Makes `place` a link to `folder`, or an empty folder when there is none.
+/// Makes `place` a link to `folder`, or an empty folder if `folder` does not exist.
 void linkOrMake(const std::string& place, const std::string& folder) {
     if (isThere(place)) return;
     if (folder.empty() || !isFolder(folder)) {
@@ -32,7 +32,7 @@ void linkOrMake(const std::string& place, const std::string& folder) {
     }
 }
 
-/// The folder for temporary files, as the environment names it.
+/// The folder for temporary files, from the environment.
 std::string temporaryFolder() {
     std::error_code error;
     const fs::path folder = fs::temp_directory_path(error);
@@ -56,7 +56,7 @@ TemporaryRoot::TemporaryRoot(const tyktree::TreePath& tree, const tyktree::PipeE
         const std::string dumpRoot = path_ + kDumpRoot;
         makeFolders(dumpRoot);
         linkOrMake(pipeFolderPath(dumpRoot.c_str(), pipeId), pipe.path);
-        // The tuning file's copy is looked for in one pipe's folder, whichever is replayed.
+        // The library looks for the tuning copy in the folder of one pipe, whichever is replayed.
         const std::string sibling =
             tree.dumpRoot.empty() ? "" : pipeFolderPath(tree.dumpRoot.c_str(), kMfnrCopyPipe);
         linkOrMake(pipeFolderPath(dumpRoot.c_str(), kMfnrCopyPipe), sibling);
@@ -69,7 +69,7 @@ TemporaryRoot::TemporaryRoot(const tyktree::TreePath& tree, const tyktree::PipeE
 
 TemporaryRoot::~TemporaryRoot() {
     std::error_code error;
-    fs::remove_all(path_, error);  // removes the links, not what they lead to
+    fs::remove_all(path_, error);  // removes the links, not their targets
     if (!error) return;
     printNote(fmt::format("{}: this temporary folder cannot be removed: {}",
                           tyktree::escaped(path_), error.message()));

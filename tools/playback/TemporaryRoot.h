@@ -1,5 +1,5 @@
-// A device root for a replay: the library finds the tree there, and whatever it or a verb makes
-// goes there and not into the tree.
+// A device root for a replay. The library finds the tree in it, and writes into it and not into the
+// tree.
 #pragma once
 
 #include "tree/read/TreeIndex.h"
@@ -8,11 +8,11 @@
 
 namespace tyksim {
 
-/// A temporary folder with links to the tree's pipe folders where the library looks for them.
-/// Removed with the object.
+/// A temporary folder with links to the tree's pipe folders at the library's paths. The destructor
+/// removes it. One thread at a time uses an object.
 class TemporaryRoot {
 public:
-    /// For a replay of `pipe` as the pipe of id `pipeId`. Failure when it cannot be made.
+    /// Makes a root to replay `pipe` as the pipe with id `pipeId`. Throws Failure.
     TemporaryRoot(const tyktree::TreePath& tree, const tyktree::PipeEntry& pipe, int pipeId);
     ~TemporaryRoot();
     TemporaryRoot(const TemporaryRoot&) = delete;

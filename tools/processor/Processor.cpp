@@ -18,7 +18,7 @@ Piece addText(SharedMemory& memory, const char* given) {
     return {memory.add(given, length + 1).at, length};
 }
 
-/// The picture that a process made. Returns whether it makes sense.
+/// Reads the picture of a process. Returns whether it is valid.
 bool readPicture(const SharedMemory& made, const FrameMade& result,
                  std::optional<ProcessedPicture>& out) {
     const SharedPicture& picture = result.picture;
@@ -29,7 +29,7 @@ bool readPicture(const SharedMemory& made, const FrameMade& result,
     return pixels && expected > 0 && picture.pixels.bytes == expected;
 }
 
-/// The values, likewise.
+/// Reads the values of a process. Returns whether they are valid.
 bool readValues(const SharedMemory& made, const FrameMade& result, const tyksim_frame& frame,
                 std::map<uint32_t, ProcessedValue>& out) {
     const uint8_t* const values = made.find(result.values);
@@ -68,7 +68,8 @@ void Processor::ask(MessageKind request, const std::vector<std::string>& texts,
 }
 
 void Processor::open(const std::vector<std::string>& options) {
-    // A name without a slash would be looked for among the system's libraries.
+    // An absolute path, because dlopen() looks for a name without a slash among the system's
+    // libraries.
     ask(MessageKind::kLoad, {std::filesystem::absolute(path_).string()}, "while it was loaded");
     ask(MessageKind::kOpen, options, "while it opened");
 }
@@ -103,7 +104,7 @@ void Processor::give(const tyksim_frame& frame) {
     std::memcpy(given.at({0, sizeof(shared)}), &shared, sizeof(shared));
 }
 
-/// What the process handed back for `frame`; none where it makes no sense.
+/// The result of the process for `frame`; none if it is invalid.
 std::optional<Processed> Processor::taken(const tyksim_frame& frame) {
     const SharedMemory& made = process_.made();
     FrameMade result{};

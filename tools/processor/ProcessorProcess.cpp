@@ -21,8 +21,8 @@ namespace tyksim {
 
 namespace {
 
-/// How often the end of a process is looked for that its socket does not show: a process that it
-/// started may have the socket, too.
+/// The interval of tests for the end of the process. The socket alone does not show the end,
+/// because a child of the process may hold it.
 constexpr int kLookMilliseconds = 100;
 
 [[noreturn]] void throwRefused(const char* what) {
@@ -41,7 +41,7 @@ std::string signalText(int signal) {
     return fmt::format("SIG{} ({})", name ? name : fmt::to_string(signal), strsignal(signal));
 }
 
-/// How a process ended, in words that continue the processor's name.
+/// How a process ended, as text that continues the processor's name.
 std::string endText(int status, const std::string& when) {
     if (!WIFSIGNALED(status)) {
         return fmt::format("ended its process with status {} {}; expected it to return",
@@ -62,14 +62,15 @@ ProcessorProcess::ProcessorProcess() {
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throwRefused("connected");
     }
-    // Where whoever started tyksim ignores it, the system would not keep how the process ended.
+    // If SIGCHLD is ignored, as it may be from tyksim's parent, the system does not keep the exit
+    // status.
     static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
     const pid_t parent = ::getpid();
-    static_cast<void>(std::fflush(nullptr));  // else both would write what waits in memory
+    static_cast<void>(std::fflush(nullptr));  // else both processes would write buffered output
     process_ = ::fork();
     if (process_ == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (::getppid() != parent) std::_Exit(1);  // tyksim ended before that was settled
+        if (::getppid() != parent) std::_Exit(1);  // tyksim ended before prctl()
         ::close(ends[0]);
         leaveInterruptionsToParent();
         serveProcessor(ends[1], given_, made_);
@@ -101,7 +102,7 @@ bool ProcessorProcess::hasEnded() {
     return process_ < 0;
 }
 
-/// Whether the process ends within a second, as one does that has closed the socket by its end.
+/// Whether the process ends within a second, as it does when its end closed the socket.
 bool ProcessorProcess::hasEndedSoon() {
     for (int looks = 100; looks > 0 && !hasEnded(); --looks) {
         throwIfInterrupted();
@@ -132,7 +133,7 @@ void ProcessorProcess::awaitAnswer() {
 
 std::string ProcessorProcess::ask(MessageKind request, const std::string& when) {
     Message answer{};
-    // Nobody has asked yet.
+    // An answer before a request is invalid.
     if (::recv(socket_, &answer, sizeof(answer), MSG_DONTWAIT) > 0) throwNonsense(when);
     const Message message{static_cast<uint32_t>(request), 0, given_.used()};
     if (::send(socket_, &message, sizeof(message), MSG_NOSIGNAL) != sizeof(message)) {

@@ -1,4 +1,4 @@
-// A process beside tyksim's own that runs a processor, and how it ends.
+// A child process that runs a processor.
 #pragma once
 
 #include "tools/processor/Protocol.h"
@@ -9,35 +9,35 @@
 
 namespace tyksim {
 
-/// Runs from construction to destruction at most. Whatever a processor does to its process, tyksim
-/// goes on: it says how the process ended and cleans up. The process gets the standard streams and
-/// what else tyksim inherited; it does not outlive tyksim.
+/// Runs at most from construction to destruction. Whatever a processor does to its process, tyksim
+/// continues: it reports how the process ended and cleans up. The process has the standard streams
+/// and other descriptors that tyksim inherited; it does not outlive tyksim. Threads: one.
 class ProcessorProcess {
 public:
-    /// Starts it by fork(): tyksim must have one thread, and hold nothing open that the processor
-    /// must not have. Failure when the system refuses it.
+    /// Starts it with fork(): tyksim must have only one thread, and no open files that the
+    /// processor must not have. Throws Failure when the system refuses it.
     ProcessorProcess();
-    /// Kills it where it still runs.
+    /// Kills the process if it still runs.
     ~ProcessorProcess();
     ProcessorProcess(const ProcessorProcess&) = delete;
     ProcessorProcess& operator=(const ProcessorProcess&) = delete;
 
-    /// What goes to it with the next request.
+    /// The data for the next request.
     SharedMemory& given() { return given_; }
-    /// What came with the last answer.
+    /// The data of the last answer.
     SharedMemory& made() { return made_; }
 
-    /// Sends what given() holds as a request and waits for the answer, however long that takes.
-    /// Returns "", or the reason where the answer is kFailed. Failure, with how it ended, when the
-    /// process gives none: "crashed <when>: SIGSEGV (Segmentation fault)". Interrupted when a
-    /// signal is noted.
+    /// Sends given() as a request and waits for the answer without a time limit. Returns "", or the
+    /// reason if the answer is kFailed. Throws Failure when the process ends without an answer,
+    /// with a text such as "crashed <when>: SIGSEGV (Segmentation fault)". Throws Interrupted when
+    /// a signal is noted.
     std::string ask(MessageKind request, const std::string& when);
 
-    /// After kClose: waits for the end. Returns "", or what was wrong with it. Interrupted
-    /// likewise.
+    /// After kClose: waits for the end of the process. Returns "", or the problem with the end.
+    /// Throws Interrupted when a signal is noted.
     std::string awaitEnd(const std::string& when);
 
-    /// Kills it where it still runs, for an answer that makes no sense.
+    /// Kills the process if it still runs, after an invalid answer.
     void kill();
 
 private:
@@ -50,8 +50,8 @@ private:
     SharedMemory given_{"tyksim-given"};
     SharedMemory made_{"tyksim-made"};
     int socket_ = -1;
-    pid_t process_ = -1;  ///< -1: it has ended, and `status_` says how
-    int status_ = 0;      ///< as of waitpid()
+    pid_t process_ = -1;  ///< -1: it has ended with `status_`
+    int status_ = 0;      ///< from waitpid()
 };
 
 }  // namespace tyksim

@@ -13,13 +13,13 @@ namespace tyksim {
 
 namespace {
 
-/// The rows of a plane of which an image file has `bytes` bytes; the last one may be cut.
+/// The rows of a plane that has `bytes` bytes in an image file; the last row may be incomplete.
 struct Rows {
     uint64_t rowBytes;
     uint64_t stride;
     uint64_t bytes;
 
-    /// From the beginning of the first row to the end of the last byte.
+    /// The distance from the beginning of the first row to the end of the last byte.
     uint64_t extent() const {
         return bytes == 0 ? 0 : (bytes - 1) / rowBytes * stride + (bytes - 1) % rowBytes + 1;
     }
@@ -33,7 +33,7 @@ struct Rows {
     }
 };
 
-/// Luma and chroma of a picture; the chroma rows begin `chromaAt` bytes behind the luma rows.
+/// Luma and chroma of a picture; the chroma rows begin `chromaAt` bytes after the luma rows.
 struct Planes {
     explicit Planes(const tyksim_picture& picture) {
         const PictureLayout layout{picture.width, picture.height, picture.stride};
@@ -67,7 +67,7 @@ std::string valueProblem(const tyksim_frame& frame, uint32_t tag, uint64_t bytes
                    ? ""
                    : fmt::format("{}, which has {} bytes", handedBack, found->size);
     }
-    // A replay takes neither for a block.
+    // A replay accepts neither as a block.
     if (bytes == 0) return handedBack + "; a block has at least one";
     return bytes <= INT32_MAX ? ""
                               : fmt::format("{}; a block has at most {}", handedBack, INT32_MAX);

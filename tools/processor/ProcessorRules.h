@@ -1,5 +1,6 @@
-// What a processor may hand back. Its process asks, so that the processor learns it at once, and so
-// does tyksim, which relies on no other process.
+// The rules for a processor's results. The processor's process applies them, so that the processor
+// learns of an error at once. tyksim applies them again, because it does not trust the other
+// process. Threads: any.
 #pragma once
 
 #include "tools/processor/tyksim_processor.h"
@@ -9,17 +10,17 @@
 
 namespace tyksim {
 
-/// Why `frame` cannot take a value of `bytes` bytes for `tag`; "" where it can.
+/// Why `frame` cannot have a value of `bytes` bytes for `tag`; "" if it can.
 std::string valueProblem(const tyksim_frame& frame, uint32_t tag, uint64_t bytes);
 
-/// Why `picture` is none that can be recorded; "" where it is one.
+/// Why `picture` cannot be recorded; "" if it can.
 std::string pictureProblem(const tyksim_picture& picture);
 
-/// The bytes that an image file of that size has: (width * height * 3) / 2; 0 where there can be no
-/// such image.
+/// The bytes of an image file of that size: (width * height * 3) / 2; 0 if there can be no such
+/// image.
 uint64_t packedBytes(int32_t width, int32_t height);
 
-/// Writes the packedBytes() of a picture without a problem, its rows without gaps.
+/// Stores the packedBytes() of a valid picture in `to`, rows without gaps.
 void packPicture(const tyksim_picture& picture, uint8_t* to);
 
 }  // namespace tyksim

@@ -25,11 +25,11 @@ namespace tyksim {
 
 namespace {
 
-/// A loaded shared object. It stays loaded: what it leaves behind, a thread or a handler at exit,
-/// may still need it.
+/// A loaded shared object. It stays loaded, because its threads or exit handlers may still need it.
 class Library {
 public:
-    /// Failure when it cannot be loaded, lacks a function or was built for another version.
+    /// Throws Failure when it cannot be loaded, has not all functions or was built for another
+    /// version.
     explicit Library(const char* path) : library_(dlopen(path, RTLD_NOW | RTLD_LOCAL)) {
         if (!library_) throw Failure(fmt::format("expected a processor: {}", dlerror()));
         const int version = find<int()>("tyksim_processor_version")();
@@ -58,7 +58,7 @@ private:
     void* library_;
 };
 
-/// A frame in `given` as the processor's interface has it.
+/// A frame in `given`, in the form of the processor's interface.
 class ArrivedFrame {
 public:
     explicit ArrivedFrame(SharedMemory& given) {
@@ -103,8 +103,8 @@ private:
     std::vector<tyksim_parameter> parameters_;
 };
 
-/// Gathers what a processor hands back in `made`. Its functions are called by the processor, which
-/// may be of a language without exceptions.
+/// Collects the results of a processor in `made`. The processor calls its functions, which must not
+/// throw because the processor may be written in a language without exceptions.
 class FrameOutput {
 public:
     FrameOutput(const tyksim_frame& frame, SharedMemory& made) : frame_(frame), made_(made) {
@@ -118,7 +118,7 @@ public:
     const tyksim_output& output() const { return output_; }
     const std::string& error() const { return error_; }
 
-    /// Puts down what was handed back.
+    /// Stores the results.
     void finish() {
         result_.values = made_.add(values_.data(), values_.size() * sizeof(SharedValue));
         std::memcpy(made_.at(head_), &result_, sizeof(result_));
@@ -165,7 +165,8 @@ private:
         return "";
     }
 
-    /// Whether a processor that is about parameters handed back the frame's own picture.
+    /// Whether the processor returned the frame's own picture, as one does that only changes
+    /// parameters.
     bool isGiven(const tyksim_picture& picture) const {
         const tyksim_picture* const given = frame_.picture;
         return given && picture.pixels == given->pixels && picture.width == given->width &&
@@ -187,7 +188,7 @@ private:
         return "";
     }
 
-    /// A place for `bytes` bytes that replace `before`: the same one where they fit.
+    /// A piece for `bytes` bytes in place of `before`; the same piece if they fit.
     Piece reserve(const Piece& before, uint64_t bytes) {
         return bytes <= before.bytes ? Piece{before.at, bytes} : made_.add(bytes);
     }
@@ -201,7 +202,7 @@ private:
     std::string error_;
 };
 
-/// Answers the requests one after the other. A Failure is the answer kFailed.
+/// Handles the requests one after the other. A Failure becomes the answer kFailed.
 class Server {
 public:
     Server(SharedMemory& given, SharedMemory& made) : given_(given), made_(made) {}
@@ -263,8 +264,8 @@ private:
     void* state_ = nullptr;
 };
 
-/// What a request comes to. What the processor throws is the request's failure, too; the end of the
-/// thread by pthread_exit() is no exception that could be kept.
+/// Handles a request and returns the answer. An exception of the processor is a failure of the
+/// request too, except the forced unwinding of pthread_exit(), which cannot be caught for good.
 Message answerTo(const Message& request, Server& server, SharedMemory& made) {
     std::string reason;
     try {
@@ -284,9 +285,9 @@ Message answerTo(const Message& request, Server& server, SharedMemory& made) {
     return {static_cast<uint32_t>(MessageKind::kFailed), 0, made.used()};
 }
 
-/// The next request; false when tyksim has closed its end. A handler of the processor's may
-/// interrupt the wait. A processor that closed the socket leaves nobody to talk to: tyksim ends the
-/// process.
+/// Receives the next request; returns false when tyksim has closed its end. A signal handler of the
+/// processor may interrupt the wait. If the processor closed the socket, this waits for tyksim to
+/// end the process.
 bool receive(int socket, Message& request) {
     while (true) {
         const ssize_t bytes = ::recv(socket, &request, sizeof(request), 0);
@@ -302,7 +303,7 @@ void serveProcessor(int socket, SharedMemory& given, SharedMemory& made) noexcep
     Message request{};
     while (receive(socket, request)) {
         const Message answer = answerTo(request, server, made);
-        // What the processor printed stands before what tyksim prints of the frame.
+        // Flushes, so that the processor's output precedes tyksim's output about the frame.
         static_cast<void>(std::fflush(stdout));
         static_cast<void>(::send(socket, &answer, sizeof(answer), MSG_NOSIGNAL));
         if (request.kind == static_cast<uint32_t>(MessageKind::kClose)) break;

@@ -1,15 +1,14 @@
-// What tyksim and the process that runs a processor say to each other. Whatever speaks this can
-// stand in the pipeline's place; ProcessorServer runs shared objects so.
+// The protocol between tyksim and the process that runs a processor. Any process with this protocol
+// can replace the pipeline; ProcessorServer runs shared objects.
 //
 // The process starts with three descriptors: its end of a socket pair that keeps messages apart
 // (SOCK_SEQPACKET), and two anonymous files of shared memory. `given` is what tyksim writes into,
-// `made` is what the process writes into. The writer makes a file longer where it needs to and
-// never shorter, which the system refuses; the reader maps it again when it is longer than what is
-// mapped.
+// `made` is what the process writes into. The writer may make its file longer but not shorter,
+// which a seal prevents; the reader maps it again when it has become longer.
 //
-// tyksim sends a request and waits for the one answer to it. From the request to the answer the
-// memory is the process's, else tyksim's. tyksim trusts no answer: what makes no sense ends the
-// process, and so does everything that closes the socket.
+// tyksim sends a request and waits for its answer. From the request to the answer only the process
+// uses the memory, otherwise only tyksim. tyksim checks every answer: an invalid answer or a closed
+// socket ends the process.
 //
 //   request   `given` holds                            answer        `made` holds
 //   kLoad     the path of the processor, absolute      kDone         nothing
@@ -18,10 +17,10 @@
 //   kClose    nothing                                  kDone         nothing; the process ends
 //                                                      kFailed       the reason, a text
 //
-// After kFailed for a frame the next one follows, after kFailed for another request the end. A
-// process that was closed ends with status 0. tyksim kills one that it no longer needs.
+// After kFailed for a frame the next frame follows; after kFailed for another request tyksim ends
+// the process. A closed process ends with status 0. tyksim kills a process that it no longer needs.
 //
-// Numbers have the machine's own byte order and sizes as declared. Pieces begin at multiples of
+// Numbers have the machine's byte order and the declared sizes. Pieces begin at multiples of
 // kPieceAlignment.
 #pragma once
 
@@ -38,29 +37,28 @@ enum class MessageKind : uint32_t {
     kFailed = 101,
 };
 
-/// All that goes through the socket.
+/// A message on the socket.
 struct Message {
     uint32_t kind;
     uint32_t reserved;  ///< 0
-    uint64_t bytes;     ///< that the sender's shared memory holds from its beginning
+    uint64_t bytes;     ///< used bytes at the beginning of the sender's shared memory
 };
 
 /// A part of a shared file.
 struct Piece {
-    uint64_t at;  ///< from the beginning of the file
+    uint64_t at;  ///< offset in the file
     uint64_t bytes;
 };
 constexpr uint64_t kPieceAlignment = 64;
 
-/// An NV21 picture: rows without gaps, and the (width * height * 3) / 2 bytes that an image file
-/// has.
+/// An NV21 picture: rows without gaps, (width * height * 3) / 2 bytes as in an image file.
 struct SharedPicture {
-    int32_t width;  ///< 0: there is no picture
+    int32_t width;  ///< 0: no picture
     int32_t height;
     Piece pixels;
 };
 
-/// As tyksim_parameter.
+/// See tyksim_parameter.
 struct SharedParameter {
     uint32_t tag;
     uint32_t camera;
@@ -68,11 +66,11 @@ struct SharedParameter {
     uint32_t sof;
     uint32_t isBlock;
     uint32_t reserved;
-    Piece name;  ///< a NUL follows, which is not counted
+    Piece name;  ///< a NUL follows, which does not count
     Piece data;
 };
 
-/// As tyksim_frame; at the beginning of `given`.
+/// See tyksim_frame; at the beginning of `given`.
 struct FrameGiven {
     int32_t request;
     int32_t sof;
@@ -91,10 +89,10 @@ struct SharedValue {
     Piece data;
 };
 
-/// What came of a frame; at the beginning of `made`.
+/// The result of a frame; at the beginning of `made`.
 struct FrameMade {
     SharedPicture picture;
-    uint32_t pictureIsGiven;  ///< 1: the picture is the one in `given`, and `picture` is empty
+    uint32_t pictureIsGiven;  ///< 1: the picture is that in `given`, and `picture` is empty
     uint32_t reserved;
     Piece values;  ///< an array of SharedValue
 };

@@ -29,7 +29,8 @@ uint64_t rounded(uint64_t bytes, uint64_t unit) {
 SharedMemory::SharedMemory(const char* name)
     : descriptor_(::memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
     if (descriptor_ < 0) throwFailure("made");
-    // Whoever reads what is gone from a file ends by a signal.
+    // Prevents shrinking: reading mapped memory beyond the end of a file ends the process by a
+    // signal.
     if (::fcntl(descriptor_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_SEAL) != 0) {
         const int error = errno;
         ::close(descriptor_);
@@ -57,8 +58,8 @@ Piece SharedMemory::add(uint64_t bytes) {
     const Piece piece{rounded(used_, kPieceAlignment), bytes};
     const uint64_t end = piece.at + bytes;
     if (end > size_) {
-        refresh();  // the reader may have made it longer; it cannot be made shorter
-        // Twice as much, so that many small pieces do not each move the memory.
+        refresh();  // the reader may have made it longer
+        // Doubles the size, so that not every small piece needs a new mapping.
         const uint64_t size = rounded(std::max(end, 2 * size_), kUnit);
         if (end > size_) {
             if (::ftruncate(descriptor_, static_cast<off_t>(size)) != 0) throwFailure("extended");

@@ -1,4 +1,4 @@
-// Memory that two processes share: an anonymous file that grows and never shrinks.
+// Memory that two processes share: an anonymous file that can grow but not shrink.
 #pragma once
 
 #include "tools/processor/Protocol.h"
@@ -7,38 +7,38 @@
 
 namespace tyksim {
 
-/// One process fills it with pieces, the other reads them. Both have it mapped; a fork() shares it.
+/// One process writes pieces, the other reads them. Both map the file, which a fork() shares.
 /// Threads: one at a time.
 class SharedMemory {
 public:
-    /// An empty file. `name` shows in the lists of a process's descriptors. Failure when the system
-    /// refuses it.
+    /// Makes an empty file. `name` appears in the list of a process's descriptors. Throws Failure.
     explicit SharedMemory(const char* name);
     ~SharedMemory();
     SharedMemory(const SharedMemory&) = delete;
     SharedMemory& operator=(const SharedMemory&) = delete;
 
-    /// The writer's: forgets all pieces.
+    /// For the writer: removes all pieces.
     void clear() { used_ = 0; }
 
-    /// The writer's: room for a piece behind the others. Pointers into the memory are void by then.
-    /// Failure when there is no memory for it.
+    /// For the writer: adds a piece after the others. Invalidates pointers into the memory. Throws
+    /// Failure when memory runs out.
     Piece add(uint64_t bytes);
 
-    /// The writer's: a copy of `data` as a piece, likewise.
+    /// For the writer: adds a copy of `data` as a piece. Invalidates pointers and throws like
+    /// add().
     Piece add(const void* data, uint64_t bytes);
 
-    /// The writer's: bytes from the beginning to the end of the last piece.
+    /// For the writer: the number of bytes up to the end of the last piece.
     uint64_t used() const { return used_; }
 
-    /// Where a piece of the writer's own lies.
+    /// For the writer: the address of one of its pieces.
     uint8_t* at(const Piece& piece) { return data_ + piece.at; }
 
-    /// The reader's: maps what the writer has added. Failure when the system refuses it.
+    /// For the reader: maps new data of the writer. Throws Failure.
     void refresh();
 
-    /// The reader's: where a piece that the writer named lies; null where it does not lie in the
-    /// memory or begins at an address that its numbers must not have.
+    /// For the reader: the address of a piece from the writer; null if it lies outside the memory
+    /// or is not aligned.
     const uint8_t* find(const Piece& piece) const;
 
 private:
@@ -46,7 +46,7 @@ private:
 
     int descriptor_ = -1;
     uint8_t* data_ = nullptr;
-    uint64_t size_ = 0;  ///< of the file, as far as it is mapped
+    uint64_t size_ = 0;  ///< of the mapping
     uint64_t used_ = 0;
 };
 
