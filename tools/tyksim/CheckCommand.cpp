@@ -1,4 +1,5 @@
-// tyksim check: is a tree whole and replayable, and does a dump configuration do what it says.
+// tyksim check: checks whether a tree is complete and can be replayed, and checks dump
+// configurations.
 #include "tools/console/Failures.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/Jobs.h"
@@ -101,7 +102,7 @@ ExitStatus checkConfigurationFile(const CheckVerbOptions& options, const std::st
                    [&](Reading& reading) { return checkConfiguration(options, path, reading); });
 }
 
-/// What the index could not read is among the findings.
+/// Problems of the index are among the findings.
 ExitStatus checkTreeFolder(const CheckVerbOptions& options, const std::string& path) {
     ReadingOptions one = options.reading;
     one.trees = {path};
@@ -113,7 +114,7 @@ ExitStatus checkTreeFolder(const CheckVerbOptions& options, const std::string& p
         Need::kNothing, IndexProblems::kSaidByCheck);
 }
 
-/// Whether a name is a file's, a link to one or anything else that is there and no folder.
+/// Whether `path` exists and is not a folder or a link to one.
 bool isNoFolder(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);

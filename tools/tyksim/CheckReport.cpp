@@ -74,7 +74,7 @@ public:
     }
 
 private:
-    /// A rule's own hint is printed once, with its first finding.
+    /// Prints a rule's own hint once, with its first finding.
     void report(const Finding& finding) override {
         const tyktree::Rule& rule = ruleOf(finding.rule);
         printResult(fmt::format("{} {}: {}", shapeOf(rule.severity), rule.name, toLine(finding)));

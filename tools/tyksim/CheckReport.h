@@ -1,4 +1,4 @@
-// What `tyksim check` prints, as text and as JSON.
+// Prints the results of `tyksim check`, as text or as JSON.
 #pragma once
 
 #include "tree/check/Finding.h"
@@ -12,8 +12,8 @@ namespace tyksim {
 
 class JsonDocument;
 
-/// Takes the findings of one tree or of one dump configuration as they come. Called from one
-/// thread.
+/// Takes the findings of one tree or of one dump configuration, one by one. One thread uses an
+/// object.
 class CheckReport : public tyktree::FindingSink {
 public:
     virtual void begin(const std::string& path) = 0;
@@ -23,7 +23,7 @@ public:
         report(finding);
     }
 
-    /// `given` is the tree as the user named it, `deep` whether contents were read.
+    /// `given` is the user's text for the tree; `deep` tells whether contents were read.
     virtual void endTree(const std::string& given, const tyktree::CheckTotals& totals,
                          const tyktree::TagCatalog& catalog, bool deep) = 0;
     virtual void endConfiguration(const std::string& path, const tyktree::ConfigCost& cost,
@@ -37,13 +37,13 @@ private:
     tyktree::FindingCounts counts_;
 };
 
-/// Reports into `json`, which must outlive the object, or where it is null as text.
+/// Makes a report into `json`, which must outlive the object, or as text if it is null.
 std::unique_ptr<CheckReport> makeCheckReport(JsonDocument* json);
 
 /// "12 frames in 1 task, 780 files, 3.1 MB".
 std::string totalsText(const tyktree::CheckTotals& totals);
 
-/// Prints the table of rules, as a document of its own or as text.
+/// Prints the table of rules, as a JSON document or as text.
 void reportRules(bool asJson);
 
 }  // namespace tyksim

@@ -33,7 +33,7 @@ std::string refuseOption(const CLI::App& verb, const std::string& word) {
            (nearest.empty() ? "" : "; did you mean " + tyktags::joinedByOr(nearest) + "?");
 }
 
-/// Words that nothing takes, options before others; "" where there are none.
+/// The message for unknown words, options first; "" if there are none.
 std::string refuseExtras(const CLI::App& verb) {
     const std::vector<std::string> words = verb.remaining();
     const auto option = std::find_if(words.begin(), words.end(), isOption);
@@ -50,7 +50,7 @@ std::string refuseMissing(const CLI::App& verb) {
     return "";
 }
 
-/// Two options that exclude each other.
+/// The message for two options that exclude each other.
 std::string refusePair(const CLI::App& verb) {
     for (const CLI::Option* option : verb.get_options()) {
         if (option->count() == 0) continue;
@@ -63,8 +63,8 @@ std::string refusePair(const CLI::App& verb) {
     return "";
 }
 
-/// An option without its value, with one too many, or given twice. The library begins its sentence
-/// with the option's name.
+/// The message for an option without its value, with too many values, or given twice. The library's
+/// sentence begins with the option's name.
 std::string refuseCount(const CLI::App& verb, const std::string& sentence) {
     const size_t flag = sentence.find(" was given a disallowed flag override");
     if (flag != std::string::npos) {

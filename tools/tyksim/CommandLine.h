@@ -1,4 +1,4 @@
-// What is wrong with a command line, in the tool's own words.
+// Messages about wrong command lines. Threads: one.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,7 +7,7 @@
 
 namespace tyksim {
 
-/// A sentence for what the reading of the command line of `verb` ran into.
+/// The message for an error while the command line of `verb` was parsed.
 std::string refusalOf(const CLI::App& verb, const CLI::ParseError& error);
 
 }  // namespace tyksim

@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* kLogVariable = "TYKSIM_LOG_LEVEL";
 
-/// The level that the environment gives; `otherwise` where it gives none.
+/// The level from the environment, or `otherwise` if it has none.
 int logLevelOfEnvironment(int otherwise) {
     const char* const given = std::getenv(kLogVariable);
     if (!given || *given == '\0') return otherwise;

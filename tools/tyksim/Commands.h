@@ -1,4 +1,4 @@
-// The verbs: each defines its options and hands back what runs it.
+// The verbs: each function defines the verb's options and returns its action. Threads: one.
 #pragma once
 
 #include "tools/console/Console.h"
@@ -8,8 +8,8 @@
 
 namespace tyksim {
 
-/// Runs a verb whose options were read. May throw Failure, WrongUsage and what the standard library
-/// throws.
+/// Runs a verb after its options were parsed. Throws Failure, WrongUsage, Interrupted and
+/// exceptions of the standard library.
 using Action = std::function<ExitStatus()>;
 
 Action defineRecord(VerbOptions& verb);
@@ -23,9 +23,9 @@ Action defineCopy(VerbOptions& verb);
 Action defineExport(VerbOptions& verb);
 Action defineDiff(VerbOptions& verb);
 
-/// Adds the option of the verbs that run the library: which of its log lines are shown. `level`
-/// brings the default, takes the value, and must outlive the reading of the options. Where the
-/// option is not given, the variable TYKSIM_LOG_LEVEL counts.
+/// Adds --log-level to a verb that runs the library: the level up to which its log lines are shown.
+/// `level` has the default, receives the value, and must exist until the options are parsed.
+/// Without the option the environment variable TYKSIM_LOG_LEVEL sets the level.
 void addLogLevel(VerbOptions& verb, int& level);
 
 }  // namespace tyksim

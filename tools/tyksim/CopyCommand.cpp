@@ -1,4 +1,4 @@
-// tyksim copy: a part of a tree as a tree of its own, with edits.
+// tyksim copy: copies a part of a tree as a tree of its own, with edits.
 #include "tools/console/Jobs.h"
 #include "tools/console/Units.h"
 #include "tools/edit/TreeCopy.h"
@@ -91,7 +91,7 @@ public:
     }
 
 private:
-    /// --tags once took what --only-tags takes.
+    /// Refuses a pattern as the value of --tags, which earlier versions accepted.
     void refusePattern() const {
         const std::string& given = options_.selection.tagsFile;
         if (given.find_first_of("*?[") == std::string::npos || isThere(given)) return;

@@ -1,4 +1,4 @@
-// tyksim diff: what two frames, tasks or trees do not have in common.
+// tyksim diff: compares two frames, tasks or trees.
 #include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
 #include "tools/diff/DiffReport.h"
@@ -64,11 +64,11 @@ struct Options {
     bool force = false;
 };
 
-// What --ignore takes besides the names of values.
+// Words that --ignore takes besides the names of values.
 constexpr const char* kImageName = "image";
 constexpr const char* kSofName = "sof";
 
-/// Draws where images differ. One object serves one thread.
+/// Draws the differences of images. One thread at a time uses an object.
 class HeatMapWriter {
 public:
     void write(const FramePair& frames, const ImageDifference& image, int tolerance,
@@ -93,7 +93,7 @@ private:
     PngEncoder png_;
 };
 
-/// What one thread works with.
+/// The objects of one thread.
 struct Worker {
     Worker(const DiffRules& rules, const tyktree::TagCatalog& catalog) : comparer(rules, catalog) {}
 
@@ -185,7 +185,7 @@ private:
         summary_.add(pair, std::move(difference));
     }
 
-    /// The tuning copies of the pipes that both sides have; a task has none of its own.
+    /// Compares the tuning copies of the pipes that both sides have; a task has none of its own.
     void compareTuning() {
         using Kind = tyktree::TreePath::Kind;
         for (const OpenedTree* const tree : {&a_, &b_}) {
@@ -220,7 +220,7 @@ private:
         }
     }
 
-    /// What could not be read may differ.
+    /// Whether both sides are equal. Unreadable files may differ, so they count as different.
     bool same() const { return summary_.same() && tuning_.empty() && !reading_.anyProblem(); }
 
     const Options& options_;

@@ -1,4 +1,4 @@
-// tyksim export: the images of a tree as pictures and videos.
+// tyksim export: exports the images of a tree as pictures and videos.
 #include "tools/console/Jobs.h"
 #include "tools/console/Units.h"
 #include "tools/files/CloneFile.h"
@@ -61,10 +61,10 @@ struct Options {
     bool force = false;
 };
 
-/// What became of one image.
+/// The result for one image.
 struct Exported {
     std::string name;    ///< of its file; "" for a video
-    std::string sample;  ///< the image's bytes in a video
+    std::string sample;  ///< the image's bytes for a video
     PictureSize size{};
     int camera = 0;
     uint64_t bytes = 0;
@@ -75,13 +75,13 @@ struct FrameResult {
     std::vector<Finding> findings;
 };
 
-/// Exports frames, each by itself.
+/// Exports single frames.
 class FrameExporter {
 public:
     FrameExporter(const Options& options, const tyktree::TagCatalog& catalog)
         : options_(options), facts_(catalog), renderer_(options.style) {}
 
-    /// Into the folder at `folder`; for a video where it is "".
+    /// Exports to the folder `folder`, or for a video if it is "".
     FrameResult run(const FrameRef& frame, const std::string& folder) {
         FrameResult result;
         if (!listing_.read(frame.path())) {
@@ -143,7 +143,7 @@ private:
         }
     }
 
-    /// For the formats that have a place for it.
+    /// EXIF data for the formats that can store it.
     std::vector<uint8_t> exifOf(const FrameRef& frame, int camera) {
         const PictureFormat format = options_.style.format;
         if (format != PictureFormat::kJpeg && format != PictureFormat::kPng) return {};
@@ -245,7 +245,7 @@ private:
         }
     }
 
-    /// Takes what does not fit out of the result.
+    /// Adds images to the video; removes those that do not fit from the result.
     void addToVideo(const FrameRef& frame, FrameResult& result) {
         const auto left = [&](const Exported& image) {
             if (video_->add(image.sample, image.size)) return false;
@@ -266,7 +266,7 @@ private:
         }
     }
 
-    /// Standard output may be the video's.
+    /// Prints a line, on standard error if standard output has the video.
     void say(const std::string& line) const {
         if (options_.video == kStandardOutput) {
             printNote(line);
@@ -304,7 +304,7 @@ private:
     uint64_t findings_ = 0;
 };
 
-/// What the options mean together.
+/// Sets the values that depend on several options.
 void finish(Options& options) {
     if (options.folder.empty() == options.video.empty()) {
         throw WrongUsage("expected one of -o DIR and --y4m FILE");

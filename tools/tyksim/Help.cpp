@@ -13,17 +13,17 @@ namespace tyksim {
 
 namespace {
 
-constexpr size_t kColumn = 30;  ///< where what is said of an option begins
+constexpr size_t kColumn = 30;  ///< column of the descriptions
 constexpr size_t kLeastWidth = 40;
 constexpr size_t kMostWidth = 100;  // longer lines are hard to read
 
-/// What follows the option's name: "FILE", "a|b", "N...".
+/// The text after the option's name: "FILE", "a|b", "N...".
 std::string valueOf(const CLI::Option& option) {
     if (option.get_items_expected_max() == 0) return "";  // a flag
     return valueNameOf(option) + (option.get_items_expected_max() > 1 ? "..." : "");
 }
 
-/// "-o, --output OUT"; of a positional its name.
+/// "-o, --output OUT", or the name of a positional argument.
 std::string headOf(const CLI::Option& option) {
     if (option.get_positional()) {
         return option.get_name() + (option.get_items_expected_max() > 1 ? "..." : "");
@@ -35,7 +35,7 @@ std::string headOf(const CLI::Option& option) {
     return value.empty() ? head : head + " " + value;
 }
 
-/// What an option does, and in parentheses what it takes.
+/// The description of an option, with its values in parentheses.
 std::string textOf(const CLI::Option& option) {
     std::vector<std::string> facts;
     if (option.get_required() && option.nonpositional()) facts.emplace_back("required");
@@ -49,7 +49,7 @@ std::string textOf(const CLI::Option& option) {
     return option.get_description() + list + (list.empty() ? "" : ")");
 }
 
-/// Collects the rows of a section in two columns, or in two lines where one is too narrow.
+/// Collects the rows of a section in two columns, or in two lines if a term is too wide.
 class Page {
 public:
     explicit Page(size_t width) : width_(width), column_(width < 64 ? 8 : kColumn) {}

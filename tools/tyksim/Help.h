@@ -1,5 +1,5 @@
-// What --help prints, made from the options themselves. The manual pages and the shell's completion
-// are made from what it prints.
+// The output of --help, made from the options. The manual pages and the shell's completion are made
+// from this output. Threads: one.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -8,7 +8,7 @@
 
 namespace tyksim {
 
-/// Lays out help for the width of the terminal, or for 80 columns where it goes elsewhere.
+/// Formats help for the width of the terminal, or for 80 columns if the output is not a terminal.
 class HelpFormatter : public CLI::FormatterBase {
 public:
     std::string make_help(const CLI::App* app, std::string name,

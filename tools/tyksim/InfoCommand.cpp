@@ -1,4 +1,4 @@
-// tyksim info: what is in a tree.
+// tyksim info: shows the contents of a tree.
 #include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
 #include "tools/tyksim/InfoReport.h"
@@ -54,7 +54,7 @@ ListedFrame listedFrame(const FrameRef& frame, const tyktree::FrameListing& list
     return listed;
 }
 
-/// Lists one tree's frames and hands what they have to a report.
+/// Lists one tree's frames and passes their contents to a report.
 class Info {
 public:
     Info(const InfoOptions& options, const OpenedTree& tree, Reading& reading)

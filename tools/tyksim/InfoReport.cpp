@@ -33,7 +33,7 @@ std::string geometries(const TaskStatistics& statistics) {
     return words.empty() ? "no image" : words;
 }
 
-/// The ids that `idOf` takes from the frames' names, as ranges.
+/// The ids that `idOf` returns for the frames, as ranges.
 template <typename IdOf>
 std::string ids(const std::vector<FrameRef>& frames, IdOf idOf) {
     std::vector<int64_t> numbers;
@@ -51,7 +51,7 @@ std::string dateOf(const TaskEntry& task) {
     return date;
 }
 
-/// The task as if it had only the frames that were picked, so that pauses and gaps are theirs.
+/// The task with only the selected frames, for their pauses and gaps.
 TaskEntry reducedTask(const PickedTask& task) {
     TaskEntry reduced = *task.task;
     reduced.frames.clear();
@@ -79,7 +79,7 @@ Table tagTable(const TaskStatistics& statistics) {
     return table;
 }
 
-/// The frames of one task, one a row.
+/// The frames of one task, one per row.
 class FrameTable {
 public:
     void add(const ListedFrame& listed) {
@@ -100,9 +100,9 @@ public:
     void print(const std::string& indent) const { table_.print(indent); }
 
 private:
-    static constexpr size_t kTimeOfDay = 6;  ///< place in isoTime(), behind month and day
+    static constexpr size_t kTimeOfDay = 6;  ///< position in isoTime(), after month and day
 
-    /// Milliseconds since the frame of the row before, where both names tell.
+    /// Milliseconds since the frame of the row before, if both names have a time.
     std::string sinceBefore(const FrameEntry& frame) const {
         if (!before_ || !before_->wellNamed || !frame.wellNamed) return "";
         return fmt::to_string(
@@ -157,7 +157,7 @@ public:
     }
 
 private:
-    /// The task in a few lines.
+    /// Prints the task in a few lines.
     void printTask(const PickedTask& task, const TaskStatistics& statistics,
                    const tyktree::Timeline& timeline) const {
         std::string line = fmt::format("  task {}  {}  {}", task.task->position, dateOf(*task.task),
@@ -185,7 +185,7 @@ private:
             printResult(fmt::format("{}requests repeated: {}", kTaskIndent,
                                     rangesText(rangesOf(requests))));
         }
-        // Twice the usual is what a frame that was left out makes.
+        // A missing frame gives a pause of twice the usual interval.
         if (timeline.pauseBefore > 0 && timeline.longestPause >= 2 * timeline.usualInterval + 2) {
             printResult(fmt::format("{}longest pause: {} before frame {} (usually {})", kTaskIndent,
                                     humanTime(timeline.longestPause), timeline.pauseBefore,
@@ -200,7 +200,7 @@ private:
     }
 
     const std::string by_;
-    FrameTable frames_;  ///< of the task at hand
+    FrameTable frames_;  ///< of the current task
 };
 
 class JsonInfo : public InfoReport {

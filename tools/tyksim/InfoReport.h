@@ -1,4 +1,4 @@
-// What `tyksim info` prints of a tree, as text and as JSON.
+// Prints the results of `tyksim info`, as text or as JSON.
 #pragma once
 
 #include "tree/check/TaskStatistics.h"
@@ -14,15 +14,15 @@ namespace tyksim {
 
 class JsonDocument;
 
-/// One frame as far as its folder's listing tells.
+/// One frame, from the listing of its folder.
 struct ListedFrame {
     tyktree::FrameRef frame;
-    tyktree::Geometry image;  ///< 0 by 0 where there is none
+    tyktree::Geometry image;  ///< 0 by 0 if there is none
     size_t files = 0;
     uint64_t bytes = 0;
 };
 
-/// A task with those of its frames that were picked; there is at least one.
+/// A task with its selected frames, at least one.
 struct PickedTask {
     const tyktree::TaskEntry* task;
     std::vector<tyktree::FrameRef> frames;
@@ -34,8 +34,8 @@ struct InfoTotals {
     uint64_t bytes = 0;
 };
 
-/// Takes what is in one tree, in the tree's order: pipes, in each its tasks, in each its frames.
-/// Called from one thread.
+/// Takes the contents of one tree in order: pipes, in each its tasks, in each its frames. One
+/// thread uses an object.
 class InfoReport {
 public:
     virtual ~InfoReport() = default;
@@ -48,8 +48,8 @@ public:
     virtual void endTree(const InfoTotals& totals) = 0;
 };
 
-/// Reports into `json`, which must outlive the object, or where it is null as text with the list
-/// that `by`, the value of --by, asks for.
+/// Makes a report into `json`, which must outlive the object, or as text if it is null, with the
+/// list for `by`, the value of --by.
 std::unique_ptr<InfoReport> makeInfoReport(JsonDocument* json, const std::string& by);
 
 }  // namespace tyksim

@@ -21,7 +21,7 @@ namespace {
 using tyktree::FrameSelection;
 using tyktree::TreeIndex;
 
-/// The least and the most of some numbers, as --frames takes them.
+/// The range from the least to the greatest of some numbers, in the form of --frames.
 class Span {
 public:
     void add(int64_t number) {
@@ -42,7 +42,7 @@ std::string pipeText(const tyktree::PipeEntry& pipe) {
     return pipe.id ? fmt::format("pipe {}", *pipe.id) : "a folder of no pipe";
 }
 
-/// What there is where --task picks no task.
+/// The existing tasks, for a --task that matches none.
 std::string tasksText(const TreeIndex& index) {
     std::string words;
     for (const tyktree::PipeEntry& pipe : index.pipes()) {
@@ -55,7 +55,7 @@ std::string tasksText(const TreeIndex& index) {
     return words;
 }
 
-/// What there is to pick, as the options that pick all of it.
+/// The existing pipes, tasks and frames, as options that select all of them.
 std::string whatThereIs(const TreeIndex& index, const FrameSelection& selection) {
     Span positions, requests, sofs;
     size_t count = 0;
@@ -81,7 +81,7 @@ std::string whatThereIs(const TreeIndex& index, const FrameSelection& selection)
     return words;
 }
 
-/// A problem of the tree that the user named: its path stands in quotation marks.
+/// A problem of the named tree, with its path in quotation marks.
 tyktags::Problem quoted(tyktags::Problem problem) {
     problem.path = "'" + problem.path + "'";
     return problem;
@@ -170,7 +170,7 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
     const bool anyFrame = index.frameCount() > 0;
     const std::string name = tyktree::escaped(given);
     if (!anyFrame && need == Need::kFrames) {
-        // Why there are none is said by what was passed over as well.
+        // Skipped entries may be the reason why there are no frames.
         reportProblems(reading, index, selection, tyktree::Severity::kWarning);
         throw Failure(name + ": expected frames, found none");
     }
@@ -190,7 +190,7 @@ std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> tree
         folders.insert(named.path);
         if (!named.dumpRoot.empty()) folders.insert(named.dumpRoot);
         for (const tyktree::PipeEntry& pipe : tree->index.pipes()) {
-            // Each folder on the way may be a link that leads out of the one that was named.
+            // Each folder on the way may be a link that leads out of the named folder.
             std::string at = pipe.path;
             for (; at.size() > named.path.size(); at.resize(at.rfind('/'))) folders.insert(at);
         }

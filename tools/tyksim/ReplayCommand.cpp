@@ -1,4 +1,4 @@
-// tyksim replay: drives the library through a dump tree and looks at what arrives.
+// tyksim replay: replays a dump tree through the library and verifies the values that arrive.
 #include "tools/console/FindingPrinter.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/Jobs.h"
@@ -77,7 +77,7 @@ struct ReplayOptions {
     bool force = false;
 };
 
-/// The pipe of all frames; WrongUsage where they are of several.
+/// The pipe of all frames. Throws WrongUsage if they belong to several.
 void choosePipe(const std::vector<FrameRef>& frames, const TreeOptions& selection,
                 SessionOptions& session) {
     std::set<int> pipes;
@@ -93,7 +93,7 @@ void choosePipe(const std::vector<FrameRef>& frames, const TreeOptions& selectio
     session.pipe = pipes.empty() ? selection.pipe.value_or(1) : *pipes.begin();
 }
 
-/// A table from the names and sizes in the selected frames. Says which of them cannot be listed.
+/// A table from the names and sizes in the selected frames. Reports frames that cannot be listed.
 tyktree::TagCatalog deriveTags(const std::vector<FrameRef>& frames, Reading& reading) {
     std::map<const tyktree::TaskEntry*, tyktree::TaskStatistics> tasks;
     tyktree::FrameListing listing;
@@ -145,7 +145,7 @@ public:
 
 class Replay {
 public:
-    /// `processor` is null where the replay is all.
+    /// `processor` is null for a replay alone.
     Replay(const ReplayOptions& options, Reading& reading, Processor* processor)
         : options_(options),
           processor_(processor),
@@ -192,7 +192,7 @@ private:
         return recording.recorded() == 0 ? ExitStatus::kFindings : findings_.status();
     }
 
-    /// All frames are recorded by then, and stay.
+    /// A failure here does not affect the recorded frames.
     void closeProcessor() {
         const std::string problem = processor_->close();
         if (problem.empty()) return;
@@ -213,7 +213,7 @@ private:
         }
     }
 
-    /// What the tree itself lacks; its notes are no matter of a replay.
+    /// Reports errors and warnings of the tree itself. Notes do not affect a replay.
     void checkTree() {
         struct Sink : tyktree::FindingSink {
             FindingPrinter& to;
@@ -263,7 +263,7 @@ private:
     Edits edits_;
 };
 
-/// Settles what depends on other options.
+/// Sets the values that depend on other options.
 void settle(ReplayOptions& options) {
     options.session.images = options.session.entry == Entry::frame && !options.noImages;
     options.session.verify = options.session.verify || !options.processor.empty();
@@ -319,7 +319,8 @@ Action defineReplay(VerbOptions& verb) {
     verb.footer(kFooter);
     return [options] {
         settle(*options);
-        std::optional<Processor> processor;  // its process starts while tyksim has one thread
+        std::optional<Processor>
+            processor;  // its process must start while tyksim has only one thread
         if (!options->processor.empty()) processor.emplace(options->processor);
         return runReading(nullptr, [&](Reading& reading) {
             return Replay(*options, reading, processor ? &*processor : nullptr).run();

@@ -1,4 +1,4 @@
-// tyksim show: one frame, all of it.
+// tyksim show: shows one frame in full.
 #include "core/File.h"
 #include "tags/NearestNames.h"
 #include "tools/picture/Histogram.h"
@@ -51,7 +51,7 @@ std::vector<PlaneFacts> planesOf(const std::string& path, const PictureLayout& l
     return {{"y", whole.y, had.y}, {"u", whole.u, had.u}, {"v", whole.v, had.v}};
 }
 
-/// Reads one frame and hands what it has to a report.
+/// Reads one frame and passes its contents to a report.
 class Show {
 public:
     Show(const ShowOptions& options, const OpenedTree& tree, Reading& reading)
@@ -95,7 +95,7 @@ private:
         for (const FileEntry* const file : shownWhole) readBytes(*file);
     }
 
-    /// Whether the file can be read.
+    /// Reads a parameter file; returns whether that succeeded.
     bool readParameter(const FileEntry& file) {
         const Parameter parameter = tyktree::readParameter(listing_, file, tree_.catalog);
         const bool isRead = parameter.status.ok();
@@ -160,7 +160,7 @@ private:
         report_->addImage(&shown);
     }
 
-    /// Reports why where the file cannot be read, and returns none.
+    /// Returns the planes; if the file cannot be read, reports the reason and returns none.
     std::vector<PlaneFacts> readPlanes(const FileEntry& image) {
         try {
             return planesOf(pathOf(image), options_.assumed.layoutOf(image.image));

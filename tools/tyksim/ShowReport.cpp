@@ -33,7 +33,7 @@ const char* kindOf(const FileEntry& file) {
     return file.parameter.dumpType == kFixedSizeDump ? "fixed" : "block";
 }
 
-/// What a value without known fields shows of itself.
+/// The text for a value without known fields.
 std::string summary(const Parameter& parameter) {
     constexpr size_t kShown = 8;
     std::string digits;
@@ -44,7 +44,7 @@ std::string summary(const Parameter& parameter) {
     return fmt::format("{}crc32 {:08x}", digits, parameter.crc32);
 }
 
-/// "mean 118.20  range   3 to 250", and how many samples that is of, where not of all.
+/// "mean 118.20 range 3 to 250", and the number of samples if these are not all.
 std::string planeText(const PlaneFacts& plane) {
     const uint64_t had = plane.had.total();
     if (had == 0) return "no samples";
@@ -97,7 +97,7 @@ public:
         printResult(tyktree::escaped(fileName) + ":");
     }
 
-    /// The bytes with their offset and their characters.
+    /// Prints the bytes with their offset and their characters.
     void addBytes(uint64_t offset, const uint8_t* bytes, size_t count) override {
         std::string digits, characters;
         for (size_t i = 0; i < count; ++i) {

@@ -1,4 +1,4 @@
-// What `tyksim show` prints of a frame, as text and as JSON.
+// Prints the results of `tyksim show`, as text or as JSON.
 #pragma once
 
 #include "tools/picture/Histogram.h"
@@ -16,25 +16,26 @@ namespace tyksim {
 
 class JsonDocument;
 
-/// A plane of an image, and the samples of it that its file has.
+/// A plane of an image, with the samples in its file.
 struct PlaneFacts {
     const char* name;
     uint64_t samples;  ///< of the whole plane
     Histogram had;
 };
 
-/// A frame's image and what it is taken for.
+/// A frame's image and its assumed format.
 struct ShownImage {
     const tyktree::FileEntry* file;
     AssumedPicture assumed;
-    std::vector<PlaneFacts> planes;  ///< empty where the file cannot be read
+    std::vector<PlaneFacts> planes;  ///< empty if the file cannot be read
 
-    /// Bytes that a file with the image has; of rows without gaps those that the library dumps.
+    /// The size in bytes of a complete file with the image; for rows without gaps the size of a
+    /// dump.
     int64_t expectedBytes() const;
 };
 
-/// Takes one frame: its head, its parameters one by one, its scene record and its image. Called
-/// from one thread.
+/// Takes one frame: its head, its parameters one by one, its scene record and its image. One thread
+/// uses an object.
 class ShowReport {
 public:
     virtual ~ShowReport() = default;
@@ -45,20 +46,20 @@ public:
                               const std::vector<tyktree::DecodedField>& fields) = 0;
     virtual void endParameters() = 0;
 
-    /// Whether a parameter's bytes are shown; without it the two below do nothing.
+    /// Whether the report shows a parameter's bytes; if not, the next two functions do nothing.
     virtual bool showsBytes() const { return false; }
     virtual void beginBytes(std::string_view /*fileName*/) {}
-    /// At most 16 bytes of the file, which begin at `offset`.
+    /// Takes at most 16 bytes of the file from `offset` on.
     virtual void addBytes(uint64_t /*offset*/, const uint8_t* /*bytes*/, size_t /*count*/) {}
 
     virtual void addScene(const tyktree::SceneSources& sources) = 0;
 
-    /// `image` is null where the frame has none.
+    /// `image` is null if the frame has none.
     virtual void addImage(const ShownImage* image) = 0;
 };
 
-/// Reports into `json`, which must outlive the object, or where it is null as text. Text names only
-/// the first elements of a long field, unless `whole`.
+/// Makes a report into `json`, which must outlive the object, or as text if it is null. Text has
+/// only the first elements of a long field, unless `whole`.
 std::unique_ptr<ShowReport> makeShowReport(JsonDocument* json, bool whole);
 
 }  // namespace tyksim

@@ -1,4 +1,4 @@
-// The options that every verb over trees has, and what they pick.
+// The options of every verb over trees, and their selection. Threads: one.
 #pragma once
 
 #include "tools/tyksim/Commands.h"
@@ -21,14 +21,15 @@ struct TreeOptions {
     std::string tagsFile;
     int jobs = 1;
 
-    /// The selection that the options make. Throws WrongUsage.
+    /// The selection from the options. Throws WrongUsage.
     tyktree::FrameSelection selection() const;
 };
 
-/// Adds the options above to a verb. `options` takes the values and must outlive their reading.
+/// Adds the options above to a verb. `options` receives the values and must exist until the command
+/// line is parsed.
 void addTreeOptions(VerbOptions& verb, TreeOptions& options);
 
-/// --force.
+/// Adds --force.
 void addForce(VerbOptions& verb, bool& force);
 
 }  // namespace tyksim

@@ -1,5 +1,5 @@
-// tyksim: records, replays and examines camera frames on a desktop, through the library that does
-// it on a device.
+// tyksim: records, replays and examines camera frames on a desktop, with the same library as on a
+// device.
 #include "tags/NearestNames.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/OptionChecks.h"
@@ -37,7 +37,7 @@ struct Verb {
     Action (*define)(tyksim::VerbOptions& verb);
 };
 
-// A verb is one line here and its declaration in Commands.h.
+// A verb has one line here and its declaration in Commands.h.
 constexpr Verb kVerbs[] = {
     {"record", "Simulate a camera and record what it captures", tyksim::defineRecord},
     {"replay", "Replay a dump tree and check what arrives", tyksim::defineReplay},
@@ -64,7 +64,7 @@ Examples:
   tyksim replay /tmp/phone --verify
 )";
 
-/// Results may wait in memory until now; a full disk must not go unnoticed.
+/// Writes buffered results and detects a full disk.
 ExitStatus flushResults(ExitStatus status) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
     const int error = errno;
@@ -89,15 +89,15 @@ bool isVerb(const std::string& word) {
                        [&word](const Verb& verb) { return word == verb.name; });
 }
 
-/// Whether help is asked for, by an option that other options do not take for their value.
+/// Whether the words ask for help, by an option that is not the value of another option.
 bool asksForHelp(const std::vector<std::string>& words) {
     const auto end = std::find(words.begin(), words.end(), "--");
     return std::any_of(words.begin(), end,
                        [](const std::string& word) { return word == "--help" || word == "-h"; });
 }
 
-/// The command line as the options' library takes it: `help VERB` is `VERB --help`, and help is
-/// given whatever else stands there.
+/// The command line for the options' library: `help VERB` becomes `VERB --help`, and a request for
+/// help overrides all other words.
 std::vector<std::string> wordsOf(int argc, char** argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
     if (words.empty()) {
@@ -117,7 +117,8 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
     return words;
 }
 
-/// What CLI11 throws: help and version go to standard output, everything else is wrong usage.
+/// Handles an exception of CLI11: help and version go to standard output, everything else is wrong
+/// usage.
 ExitStatus answer(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {
         app.exit(error);
@@ -130,7 +131,7 @@ ExitStatus answer(const CLI::App& app, const CLI::ParseError& error) {
                                          verbs.empty() ? "" : verb.get_name() + " "));
 }
 
-/// Reads the command line and runs its verb.
+/// Parses the command line and runs its verb.
 ExitStatus run(int argc, char** argv) {
     std::vector<std::string> words = wordsOf(argc, argv);
     CLI::App app("Records, replays and examines camera frames on a desktop.", "tyksim");
@@ -179,8 +180,8 @@ ExitStatus runGuarded(int argc, char** argv) {
     return status;
 }
 
-/// Says what was done and ends the process by the signal, so that whoever started it sees which.
-/// Whoever closed the pipe has read what he wanted.
+/// Prints the state and ends the process by the signal, so that its parent sees it. For a closed
+/// pipe it prints nothing.
 int endBySignal(const tyksim::Interrupted& interrupted) {
     const int signal = interrupted.signal();
     static_cast<void>(std::fflush(stdout));
