@@ -24,19 +24,19 @@ using tyktree::Severity;
 using tyktree::TagCatalog;
 
 constexpr const char* kFooter = R"(
-TREE is a device root, a dump root, a pipe folder, a task folder or a frame folder, and is held
-against the rules that --rules lists: what is in it, what the task's other frames have, what the
-dump configuration beside it names, and what the tag table says. Names and sizes are looked at, of
-contents only the scene record's files and the dump configuration; --deep reads all files.
+TREE is a device root, a dump root, a pipe folder, a task folder or a frame folder. The rules that
+--rules lists compare it with itself, with the task's other frames, with the dump configuration
+beside it and with the tag table. The check reads names and sizes, and the contents of the scene
+record's files and the dump configuration; --deep reads all files.
 
-TREE may also be a dump configuration, a file: it is checked before it is pushed to a device, where
-its mistakes are silent, and the cost of one frame is said.
+TREE may also be a dump configuration, a file. Check it before you push it to a device, which does
+not report mistakes; the check also prints the cost of one frame.
 
-An error is what a replay loses or changes, a warning what is likely missing, a note anything else
-worth knowing. They begin with !, ~ and -.
+An error means that a replay loses or changes data, a warning that data are probably missing; a note
+is for information. They begin with !, ~ and -.
 
-Exit status: 0 nothing found that --fail-on counts, 1 a tree or file could not be read, 2 wrong
-usage, 3 findings.
+Exit status: 0 no finding that --fail-on counts, 1 a tree or file could not be read, 2 wrong usage,
+3 findings.
 
 Examples:
   tyksim check /tmp/phone

@@ -17,26 +17,26 @@ namespace tyksim {
 namespace {
 
 constexpr const char* kFooter = R"(
-OUT becomes a device root, as record leaves one: the frames lie in
-OUT/data/vendor/cameraserver/tykdump, with the dump configuration and tuning copies of their pipes; a
-tag table that is known comes along as OUT/tags.xml. Unchanged files share storage with the source
-where the file system can do that.
+OUT becomes a device root like that of record, with the frames in
+OUT/data/vendor/cameraserver/tykdump, the dump configuration and tuning copies of their pipes, and
+the tag table, if there is one, as OUT/tags.xml. Unchanged files share storage with the source if the
+file system supports it.
 
 --set NAME=VALUE sets a value in every selected frame and may be given more than once:
 
   TAG.field=4.25         a field (TAG.field=1,2,3 all elements, TAG.field[2]=3 one of them)
-  total_gain=800         a field of the scene record: in its text file, its blocks and its
-                         parameter file alike
+  total_gain=800         a field of the scene record, in its XML file, its blocks and its
+                         parameter file
   total_gain=100..800    a ramp over the selected frames, both ends included
   TAG=@FILE, TAG=0x00ff  a whole value
 
-Nothing but what is named changes: in iSceneInfo.xml it is the text of the field's element, which is
-made where it is missing. A value that has no file in the selected frames is wrong usage.
+Nothing else changes. In iSceneInfo.xml only the text of the field's element changes; a missing
+element is added. A value without a file in the selected frames is wrong usage.
 
---only-tags GLOB leaves out all files but those of the tags whose names match, and images.
+--only-tags GLOB copies only the files of matching tags, and images.
 
-Exit status: 0 copied, 1 failed (OUT is as it was), 2 wrong usage, 3 copied but for something
-that could not be read.
+Exit status: 0 copied, 1 failed (OUT is unchanged), 2 wrong usage, 3 copied without something that
+could not be read.
 
 Examples:
   tyksim copy /tmp/phone -o part --frames 3..9

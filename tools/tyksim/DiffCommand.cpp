@@ -21,28 +21,28 @@ namespace tyksim {
 namespace {
 
 constexpr const char* kFooter = R"(
-A and B are frame folders, tasks or trees. Tasks belong together by the name of their folder, and
-where none has the other's name by their order; frames by their request id or, with --match order,
-by their order among the selected ones. --pipe, --task, --frames ... pick on both sides.
+A and B are frame folders, tasks or trees. Tasks match by the name of their folder, or by their order
+if no task has the name of the other side's. Frames match by their request id or, with --match order,
+by their order among the selected ones. --pipe, --task, --frames ... select on both sides.
 
-A summary over all frames comes first, then the worst frames: those whose images are furthest apart,
-and among others those in which most values differ. Sizes and values stand as A's -> B's. An image's
-planes are compared sample by sample; the PSNR is in dB, pixels are those further apart than
---tolerance. Images whose samples all stay within it count as the same. --order and --stride say how
-samples are stored, as for 'tyksim export'; they are compared as stored, whatever --matrix and --range
-say.
+A summary over all frames comes first, then the worst frames: those with the largest difference
+between their images, then those with the most different values. Sizes and values appear as
+A's -> B's. The planes of images are compared sample by sample; the PSNR is in dB, and "pixels" counts
+samples that differ by more than --tolerance. Images without such a sample count as equal. --order
+and --stride tell how samples are stored, as for 'tyksim export'; --matrix and --range do not affect
+the comparison of the stored samples.
 
-Files belong together by what their names say: the tag, camera and kind of a parameter, the camera of
-an image. Names that differ all the same are a difference: in the sof id, or in how a number is
-spelled (064 for 64 replays the same). So are frames that stand in another order. The names of tasks
-and frames and their times are no difference.
+Files match by the content of their names: the tag, camera and kind of a parameter, the camera of an
+image. Other differences between the names are reported too: in the sof id, or in the spelling of a
+number (064 for 64 replays the same), and so is another order of frames. The names and times of tasks
+and frames are not compared.
 
---ignore NAME leaves out a tag, TAG.field, a field of the scene record, 'image', or the sof ids in
-names of files ('sof'); it may be given more than once. --heat-map writes a PNG for every frame whose
-images differ: grey where they are the same, from red by yellow to white where they are not, blue
-where one of them ends.
+--ignore NAME ignores a tag, TAG.field, a field of the scene record, 'image', or the sof ids in names
+of files ('sof'); it may be given more than once. --heat-map writes a PNG for every frame with
+different images: grey for equal pixels, red through yellow to white for different ones, blue where
+one of the files ends.
 
-Exit status: 0 the same, 1 failed, 2 wrong usage, 3 not the same or not all could be read.
+Exit status: 0 equal, 1 failed, 2 wrong usage, 3 different or not completely read.
 
 Examples:
   tyksim diff before after

@@ -30,19 +30,19 @@ using tyktree::FrameRef;
 using tyktree::RuleId;
 
 constexpr const char* kFooter = R"(
-Writes every image of the selected frames into the folder DIR, named by pipe, task, frame, request,
-sof and camera, or the images of a task as a video. JPEG and PNG carry exposure, gain (as ISO) and
-bias of the frame's scene record as EXIF data, and the frame's identity as their description.
+Writes every image of the selected frames into the folder DIR, with names of pipe, task, frame,
+request, sof and camera, or the images of a task as a video. JPEG and PNG have exposure, gain (as ISO)
+and bias of the frame's scene record as EXIF data, and the frame's identity as their description.
 
-A tree does not say what its samples mean. Cameras write NV21 by BT.601 in full range, which is
-what is assumed, and said once; --order, --matrix, --range and --stride say otherwise.
+A tree does not tell the meaning of its samples. Cameras write NV21 by BT.601 in full range; export
+assumes this and prints the assumption. --order, --matrix, --range and --stride change it.
 
-An image whose file is short, long or has an odd side comes out with what is there, the rest of it
-black or without colour, and is a finding. Images of a video must have one size; others are left out
-and are findings.
+An image whose file is short, long or has an odd side is exported with its existing samples, the rest
+black or without colour, and is a finding. All images of a video must have the same size; others are
+omitted and are findings.
 
-Exit status: 0 all was exported, 1 failed (DIR or FILE is as it was), 2 wrong usage, 3 exported with
-findings.
+Exit status: 0 all images were exported, 1 failed (DIR or FILE is unchanged), 2 wrong usage, 3
+exported with findings.
 
 Examples:
   tyksim export /tmp/phone -o pictures

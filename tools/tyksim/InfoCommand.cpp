@@ -20,11 +20,11 @@ namespace {
 using tyktree::FrameRef;
 
 constexpr const char* kFooter = R"(
-TREE is a device root, a dump root, a pipe folder, a task folder or a frame folder. Only folders are
-looked at: no parameter file and no image is opened. Dates are the device's local time.
+TREE is a device root, a dump root, a pipe folder, a task folder or a frame folder. info lists folders
+only and opens no parameter file and no image. Dates are the device's local time.
 
 Exit status: 0 everything was listed, 1 a tree could not be read, 2 wrong usage, 3 part of a tree
-could not be listed (said on standard error).
+could not be listed (see standard error).
 
 Examples:
   tyksim info /tmp/phone

@@ -30,30 +30,30 @@ namespace {
 using tyktree::FrameRef;
 
 constexpr const char* kFooter = R"(
-TREE is the root of a device (as record leaves it), a dump root (holds pipe_N), a pipe, task or frame
-folder. Nothing is written into it. The tag table is --tags, else the tags.xml that record left in
-the root, else one is derived from the files' names and sizes.
+TREE is a device root (as made by record), a dump root (with pipe_N), a pipe, task or frame folder.
+replay does not write into it. The tag table is --tags, else the tags.xml of record in the root, else
+a table derived from the files' names and sizes.
 
   --entry frame   replays every frame through the frame entry: all parameter files, and the image
                   unless --no-images is given
-  --entry folder  replays every frame folder through the folder entry: the parameter files but the
-                  scene record's, then the fixed values of tags 8208 and 8198, the scene record as
-                  iSceneInfo.xml and the two raw blocks give it, and the tuning file's entry; no
-                  image. A value that was edited in iSceneInfo.xml counts, and --verify names it with
-                  the value dumped and the value that arrived
+  --entry folder  replays every frame folder through the folder entry: the parameter files except
+                  the scene record's, then the fixed values of tags 8208 and 8198, the scene record
+                  from iSceneInfo.xml and the two raw blocks, and the tuning file's entry; no image.
+                  An edited value in iSceneInfo.xml is replayed, and --verify reports it with the
+                  dumped and the arrived value
 
-What the tree lacks (`tyksim check`, warnings and errors), failures that the library reports and
-frames that it abandons are findings; with --verify, every byte that does not arrive is.
+Errors and warnings of the tree (as in `tyksim check`), failures that the library reports and frames
+that it abandons are findings. With --verify, so is every byte that does not arrive.
 
---set NAME=VALUE sets a value in every frame before it is replayed, as `tyksim copy --set` does, but
-writes no tree; --verify then compares with what was set.
+--set NAME=VALUE sets a value in every frame before its replay, like `tyksim copy --set`, but writes
+no tree; --verify then compares with the new values.
 
---with PROCESSOR.so -o OUT puts your own processing in the pipeline's place: every frame's picture and
-parameters go through it, and what it hands back is recorded into OUT under the same request and sof
-ids. The interface is the installed header tyksim_processor.h; --option TEXT is passed on to it. The
-processor runs in a process of its own: a crash ends the run with status 1, and OUT is not made. Every
-frame is verified first, as --verify does; one that does not arrive as the files hold it is a finding
-and is not processed.
+--with PROCESSOR.so -o OUT replaces the pipeline by your own processing: every frame's picture and
+parameters go through the processor, and its results are recorded into OUT under the same request and
+sof ids. The interface is the installed header tyksim_processor.h; the processor gets --option TEXT.
+The processor runs in a process of its own: a crash ends the run with status 1, and OUT is not made.
+Every frame is verified first, as with --verify; one that does not arrive exactly as in its files is a
+finding and is not processed.
 
 Exit status: 0 clean, 1 failed, 2 wrong usage, 3 finished with findings.
 

@@ -23,14 +23,14 @@ using tyktree::FrameRef;
 using tyktree::Parameter;
 
 constexpr const char* kFooter = R"(
-TREE is a frame folder, or a tree with a selection that picks one frame. Parameters come with their
-fields where the tag table (--tags, else tags.xml in the device root) says what is in them.
+TREE is a frame folder, or a tree with a selection of one frame. Parameters have their fields if the
+tag table (--tags, else tags.xml in the device root) describes them.
 
-The image's planes are taken as --order and --stride say, as 'tyksim export' does. --matrix and
---range change none of the values: those are of the samples as they are stored.
+--order and --stride tell how the image's planes are stored, as for 'tyksim export'. --matrix and
+--range do not affect the values, which are those of the stored samples.
 
-Exit status: 0 all was read, 1 the tree could not be read, 2 wrong usage or no such frame, 3
-something in the frame could not be read (said on standard error).
+Exit status: 0 everything was read, 1 the tree could not be read, 2 wrong usage or no such frame, 3
+something in the frame could not be read (see standard error).
 
 Examples:
   tyksim show /tmp/phone --frames 3

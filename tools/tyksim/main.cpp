@@ -52,11 +52,11 @@ constexpr Verb kVerbs[] = {
 };
 
 constexpr const char* kFooter = R"(
-`tyksim help VERB` and `tyksim VERB --help` say more of a verb.
+`tyksim help VERB` and `tyksim VERB --help` describe a verb.
 
-Exit status: 0 clean, 1 failed, 2 wrong usage, 3 finished but with findings or differences, or with
-something that could not be read, which standard error names. A name or a selection that picks nothing
-is wrong usage.
+Exit status: 0 clean, 1 failed, 2 wrong usage, 3 finished with findings or differences, or with
+something that could not be read (see standard error). A name or a selection that matches nothing is
+wrong usage.
 A run that Ctrl-C, SIGTERM, SIGHUP or a closed pipe ends has the signal's own status.
 
 Examples:
