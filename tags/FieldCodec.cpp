@@ -2,6 +2,7 @@
 
 #include "core/Unaligned.h"
 #include "tags/NearestNames.h"
+#include "tags/Words.h"
 
 #include <algorithm>
 #include <array>
@@ -250,10 +251,6 @@ Value decodeValue(const TagField& field, const uint8_t* from, size_t size) {
     });
 }
 
-std::string bytesText(uint64_t count) {
-    return std::to_string(count) + (count == 1 ? " byte" : " bytes");
-}
-
 }  // namespace
 
 std::string toText(const Value& value) {
@@ -325,7 +322,7 @@ std::string shortfall(const TagField& field, uint64_t size) {
     if (rest >= field.bytes()) return "";
     const uint64_t width = bytesOf(field.type);
     if (field.count() == 1 || rest < width) {
-        return "the value ends before it, after " + bytesText(size);
+        return "the value ends before it, after " + counted(size, "byte", "bytes");
     }
     const char* const parts = field.type == FieldType::text ? " bytes" : " elements";
     return "the value ends after " + std::to_string(rest / width) + " of its " +

@@ -3,6 +3,7 @@
 #include "records/MfnrTuning.h"
 #include "records/SceneLayout.h"
 #include "replay/FixedOverrides.h"
+#include "tags/Words.h"
 
 #include <optional>
 #include <set>
@@ -121,12 +122,6 @@ bool isEnumValueName(std::string_view name) {
 }
 
 }  // namespace
-
-std::string quoted(std::string_view text) {
-    constexpr size_t kShown = 64;
-    std::string result = "\"" + std::string(text.substr(0, kShown));
-    return result + (text.size() > kShown ? "...\"" : "\"");
-}
 
 void TableRules::check(const TagEntry& tag, const std::string& place,
                        std::vector<Problem>& problems) {

@@ -26,7 +26,4 @@ private:
     std::map<std::string, std::string> enumPlaces_;
 };
 
-/// Text in quotes, cut where it is long.
-std::string quoted(std::string_view text);
-
 }  // namespace tyktags

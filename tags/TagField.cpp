@@ -1,6 +1,7 @@
 #include "tags/TagField.h"
 
 #include "tags/NearestNames.h"
+#include "tags/Words.h"
 
 #include <algorithm>
 #include <charconv>
@@ -98,22 +99,16 @@ std::string elementsText(const TagField& field) {
     return " has " + lengths + " elements, the last is " + last;
 }
 
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
-    return text;
-}
-
 std::string noSuchField(const std::vector<TagField>& fields, std::string_view name,
                         const std::string& owner) {
     if (fields.empty()) return "the tag table gives " + owner + " no fields";
     constexpr size_t kFew = 24;
     std::vector<std::string> names;
     for (const TagField& field : fields) names.push_back(field.name);
-    if (names.size() <= kFew) return owner + " has no such field; it has " + joined(names);
+    if (names.size() <= kFew) return owner + " has no such field; it has " + commaSeparated(names);
     const std::vector<std::string> nearest = nearestNames(name, names);
     return owner + " has no such field among its " + std::to_string(names.size()) +
-           (nearest.empty() ? "" : "; nearest: " + joined(nearest));
+           (nearest.empty() ? "" : "; nearest: " + commaSeparated(nearest));
 }
 
 }  // namespace

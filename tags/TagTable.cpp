@@ -4,6 +4,7 @@
 #include "tags/NearestNames.h"
 #include "tags/TableRules.h"
 #include "tags/TableText.h"
+#include "tags/Words.h"
 
 #include <pugixml.hpp>
 

@@ -57,8 +57,4 @@ std::vector<std::pair<int64_t, int64_t>> rangesOf(const std::vector<int64_t>& so
     return ranges;
 }
 
-std::string counted(uint64_t count, const char* one, const char* many) {
-    return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
 }  // namespace tyksim

@@ -1,6 +1,8 @@
 // Numbers as text for people. Threads: any.
 #pragma once
 
+#include "tags/Words.h"
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -23,7 +25,6 @@ std::string rangesText(const std::vector<std::pair<int64_t, int64_t>>& ranges, s
 /// Joins sorted numbers to ranges.
 std::vector<std::pair<int64_t, int64_t>> rangesOf(const std::vector<int64_t>& sorted);
 
-/// "1 frame", "2 frames".
-std::string counted(uint64_t count, const char* one, const char* many);
+using tyktags::counted;
 
 }  // namespace tyksim

@@ -6,6 +6,7 @@
 #include "core/TreeNames.h"
 #include "records/MfnrTuning.h"
 #include "records/SceneLayout.h"
+#include "tags/Words.h"
 #include "tree/check/TreeCheck.h"
 #include "tree/read/DumpConfigFile.h"
 #include "tree/read/XmlExtra.h"
@@ -27,16 +28,6 @@ using tyktags::TagKind;
 
 /// An XML file, two blocks.
 constexpr uint64_t kSceneFiles = 1 + std::size(kSceneBlocks);
-
-std::string quoted(std::string_view text) {
-    return "\"" + std::string(text) + "\"";
-}
-
-std::string joined(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-    return text;
-}
 
 class ConfigChecker {
 public:
@@ -94,7 +85,7 @@ bool ConfigChecker::checkRoot() {
     if (file_.root) return true;
     const pugi::xml_node root = file_.document.document_element();
     add(RuleId::kConfigRoot, root, std::string("the element ") + kConfigRootName,
-        quoted(root.name()));
+        tyktags::quoted(root.name()));
     return false;
 }
 
@@ -104,7 +95,8 @@ void ConfigChecker::checkSkipped(pugi::xml_node parent, const char* first) {
     for (const pugi::xml_node node : parent.children()) {
         if (node.type() != pugi::node_element) continue;
         if (std::strcmp(node.name(), first) == 0) return;
-        add(RuleId::kConfigElement, node, std::string("the element ") + first, quoted(node.name()),
+        add(RuleId::kConfigElement, node, std::string("the element ") + first,
+            tyktags::quoted(node.name()),
             "It stands before the first " + std::string(first) + " and is not read.");
     }
 }
@@ -116,7 +108,7 @@ void ConfigChecker::checkSections() {
         const std::string name = node.name();
         const bool known = name == kConfigCommonName || name == kConfigPipelineName;
         if (known && ++seen[name] == 1) continue;
-        add(RuleId::kConfigElement, node, "common and pipeline, each once", quoted(name),
+        add(RuleId::kConfigElement, node, "common and pipeline, each once", tyktags::quoted(name),
             "It is not read.");
     }
     // The frames of a tree may have images alone.
@@ -128,7 +120,7 @@ void ConfigChecker::checkSections() {
     checkSkipped(pipeline, kConfigNodeName);
     forElementsFrom(pipeline, kConfigNodeName, [this](pugi::xml_node node) {
         if (std::strcmp(node.name(), kConfigNodeName) != 0) {
-            add(RuleId::kConfigElement, node, "the element node", quoted(node.name()),
+            add(RuleId::kConfigElement, node, "the element node", tyktags::quoted(node.name()),
                 "It is read as a node all the same.");
         }
         checkSkipped(node, kConfigTagName);
@@ -143,17 +135,19 @@ void ConfigChecker::checkName(const ConfigEntry& entry) {
     const char* const other = inCommon ? kConfigNodeAttribute : kConfigCommonAttribute;
     if (!entry.element.attribute(entry.attribute)) {
         const bool swapped = static_cast<bool>(entry.element.attribute(other));
-        const std::string found = swapped ? "the attribute " + std::string(other) + "=" +
-                                                quoted(entry.element.attribute(other).value())
-                                          : "none";
+        const std::string found = swapped
+                                      ? "the attribute " + std::string(other) + "=" +
+                                            tyktags::quoted(entry.element.attribute(other).value())
+                                      : "none";
         add(RuleId::kConfigAttribute, entry.element,
             std::string("the tag's name in the attribute ") + entry.attribute, found);
         return;
     }
     if (catalog_.path().empty() || catalog_.byName(entry.tagName)) return;
     const std::vector<std::string> nearest = catalog_.nearest(entry.tagName);
-    add(RuleId::kConfigTag, entry.element, "a tag of " + catalog_.path(), quoted(entry.tagName),
-        nearest.empty() ? "" : "The nearest are " + joined(nearest) + ".");
+    add(RuleId::kConfigTag, entry.element, "a tag of " + catalog_.path(),
+        tyktags::quoted(entry.tagName),
+        nearest.empty() ? "" : "The nearest are " + tyktags::commaSeparated(nearest) + ".");
 }
 
 void ConfigChecker::checkPipe(const ConfigEntry& entry) {
@@ -167,7 +161,7 @@ void ConfigChecker::checkPipe(const ConfigEntry& entry) {
         names += (names.empty() ? "" : ", ") + std::string(type.name);
     }
     add(RuleId::kConfigPipe, child ? child : entry.element, "a pipe type",
-        child ? quoted(name) : "none",
+        child ? tyktags::quoted(name) : "none",
         "It is taken for PREVIEW_TYPE. The pipe types are " + names + ".");
 }
 
@@ -186,7 +180,7 @@ void ConfigChecker::checkChildren(const ConfigEntry& entry) {
                                        [&name](const char* read) { return name == read; });
         if (known && ++seen[name] == 1) continue;
         add(RuleId::kConfigElement, child, "pipe, camID, sofID and dumpType, each once",
-            quoted(name), "It is not read.");
+            tyktags::quoted(name), "It is not read.");
     }
     checkNumber(entry, kConfigCamera);
     checkNumber(entry, kConfigSof);
@@ -201,7 +195,7 @@ void ConfigChecker::checkNumber(const ConfigEntry& entry, const char* child) {
     const bool number =
         text.size() > sign && text.find_first_not_of("0123456789", sign) == std::string_view::npos;
     if (number) return;
-    add(RuleId::kConfigElement, node, std::string("a number in ") + child, quoted(text),
+    add(RuleId::kConfigElement, node, std::string("a number in ") + child, tyktags::quoted(text),
         text.empty() ? "It is not read."
                      : "It is read as " + std::to_string(node.text().as_int()) + ".");
 }
@@ -220,7 +214,7 @@ void ConfigChecker::checkDumpType(const ConfigEntry& entry, const TagEntry* tag)
         return;
     }
     if (text != "0" && text != "1") {
-        add(RuleId::kConfigDumpType, child, expected, quoted(text),
+        add(RuleId::kConfigDumpType, child, expected, tyktags::quoted(text),
             entry.writesFile() ? "It is taken for " + std::to_string(entry.dumpType) + "."
                                : "The entry is silently not dumped.");
     } else if (tag && entry.dumpType != wanted) {
@@ -235,7 +229,7 @@ bool ConfigChecker::checkRepeated(const ConfigEntry& entry) {
         std::make_tuple(entry.tagName, entry.pipe, entry.camId, entry.sofId, entry.dumpType), line);
     if (!isNew) {
         add(RuleId::kConfigRepeated, entry.element, "entries that differ",
-            quoted(entry.tagName) + " as in line " + std::to_string(first->second));
+            tyktags::quoted(entry.tagName) + " as in line " + std::to_string(first->second));
     }
     return isNew;
 }
@@ -253,7 +247,7 @@ void ConfigChecker::addCost(const ConfigEntry& entry, const TagEntry& tag) {
 void ConfigChecker::checkEntry(const ConfigEntry& entry) {
     const std::string name = entry.element.name();
     if (name != kConfigTagName) {
-        add(RuleId::kConfigElement, entry.element, "the element tag", quoted(name),
+        add(RuleId::kConfigElement, entry.element, "the element tag", tyktags::quoted(name),
             "It is read as an entry all the same.");
     }
     const TagEntry* const tag = catalog_.byName(entry.tagName);

@@ -1,6 +1,7 @@
 #include "tree/check/FrameCheck.h"
 
 #include "core/Limits.h"
+#include "tags/Words.h"
 #include "tree/check/SceneCheck.h"
 #include "tree/read/ExactNames.h"
 #include "tree/read/FolderReader.h"
@@ -20,10 +21,6 @@ namespace {
 using Kind = FileEntry::Kind;
 
 constexpr size_t kChunkBytes = size_t{1} << 18;
-
-std::string bytesText(uint64_t bytes) {
-    return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
-}
 
 class FrameChecker {
 public:
@@ -154,8 +151,8 @@ void FrameChecker::checkParameterSize(const FileEntry& file) {
     const std::string taken =
         file.bytes > INT_MAX ? ", which the library takes for " + std::to_string(file.librarySize())
                              : "";
-    add(RuleId::kParameterTooLarge, pathOf(file), "at most " + bytesText(most),
-        std::to_string(file.bytes) + taken);
+    add(RuleId::kParameterTooLarge, pathOf(file),
+        "at most " + tyktags::counted(most, "byte", "bytes"), std::to_string(file.bytes) + taken);
 }
 
 void FrameChecker::checkImage(const FileEntry& file) {
@@ -174,7 +171,7 @@ void FrameChecker::checkImage(const FileEntry& file) {
     }
     if (file.bytes == expected) return;
     add(file.bytes < expected ? RuleId::kImageShort : RuleId::kImageLong, pathOf(file),
-        bytesText(expected) + " for " + pixels, std::to_string(file.bytes));
+        tyktags::counted(expected, "byte", "bytes") + " for " + pixels, std::to_string(file.bytes));
 }
 
 /// Reports files of the same parameter, which a replay publishes under the same key.
@@ -284,10 +281,11 @@ void FrameChecker::readContent(Folder& folder, const FileEntry& file) {
         if (count < job_.buffer.size()) break;
     }
     if (!input.status().ok()) {
-        add(RuleId::kFileUnreadable, pathOf(file), bytesText(file.bytes), std::to_string(done),
-            input.status().problem().reason);
+        add(RuleId::kFileUnreadable, pathOf(file), tyktags::counted(file.bytes, "byte", "bytes"),
+            std::to_string(done), input.status().problem().reason);
     } else if (done != file.bytes) {
-        add(RuleId::kTreeChanged, pathOf(file), bytesText(file.bytes), std::to_string(done));
+        add(RuleId::kTreeChanged, pathOf(file), tyktags::counted(file.bytes, "byte", "bytes"),
+            std::to_string(done));
     } else if (image && picture.uniform()) {
         add(RuleId::kImageUniform, pathOf(file), "pixels that differ", "one single value");
     }

@@ -2,6 +2,7 @@
 
 #include "core/Limits.h"
 #include "tags/KnownTags.h"
+#include "tags/Words.h"
 #include "tree/check/IdentityCheck.h"
 #include "tree/check/TaskFindings.h"
 #include "tree/read/FolderReader.h"
@@ -16,10 +17,6 @@ namespace {
 
 using tyktags::TagEntry;
 using tyktags::TagKind;
-
-std::string bytesText(uint64_t bytes) {
-    return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
-}
 
 bool sameParameter(const Column& a, const Column& b) {
     return a.tagName == b.tagName && a.pipe == b.pipe && a.dumpType == b.dumpType;
@@ -245,7 +242,7 @@ std::string TaskChecker::lastContents() const {
     std::string text = std::to_string(files) + (files == 1 ? " file" : " files");
     if (!image) return text + ", no image";
     return text + ", " + std::to_string(image->bytes) + " of the image's " +
-           bytesText(imageBytes(image->image));
+           tyktags::counted(imageBytes(image->image), "byte", "bytes");
 }
 
 /// Whether a finding of the last frame only shows that the frame is incomplete.
@@ -338,7 +335,8 @@ void TaskChecker::checkOddSizes(const Column& column, uint64_t expected, bool by
                             positions.end());
         }
         spread(byTable ? RuleId::kParameterSize : RuleId::kParameterSizeVaries, column, positions,
-               bytesText(expected) + (byTable ? "" : " as in other frames"), std::to_string(bytes));
+               tyktags::counted(expected, "byte", "bytes") + (byTable ? "" : " as in other frames"),
+               std::to_string(bytes));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "tree/read/ValueName.h"
 
 #include "tags/NearestNames.h"
+#include "tags/Words.h"
 #include "tree/read/SceneRecord.h"
 
 #include <algorithm>
@@ -10,12 +11,6 @@ namespace tyktree {
 namespace {
 
 using tyktags::TagField;
-
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
-    return text;
-}
 
 /// All valid names, to find similar ones among them.
 std::vector<std::string> allNames(const TagCatalog& catalog,
@@ -36,7 +31,8 @@ std::string refusal(std::string_view name, const TagCatalog& catalog,
                     const std::vector<std::string>& tagNames) {
     std::vector<std::string> candidates;
     for (const ::SceneField* field : sceneFieldsNamed(name)) candidates.emplace_back(field->path);
-    if (!candidates.empty()) return "several fields have this name: " + joined(candidates);
+    if (!candidates.empty())
+        return "several fields have this name: " + tyktags::commaSeparated(candidates);
     const tyktags::TagEntry* const tag = catalog.byName(name.substr(0, name.find('.')));
     if (tag) {
         return findField(tag->fields, name.substr(name.find('.') + 1), tag->name).problem().reason;
@@ -45,7 +41,7 @@ std::string refusal(std::string_view name, const TagCatalog& catalog,
         tyktags::nearestNames(name, allNames(catalog, tagNames));
     return "no tag, field or scene field of this name" +
            (nearest.empty() ? "; `tyksim show` lists what a frame has"
-                            : "; nearest: " + joined(nearest));
+                            : "; nearest: " + tyktags::commaSeparated(nearest));
 }
 
 }  // namespace

@@ -1,0 +1,21 @@
+#include "tags/Words.h"
+
+namespace tyktags {
+
+std::string counted(uint64_t count, const char* one, const char* many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::string commaSeparated(const std::vector<std::string>& words) {
+    std::string line;
+    for (const std::string& word : words) line.append(line.empty() ? "" : ", ").append(word);
+    return line;
+}
+
+std::string quoted(std::string_view text) {
+    constexpr size_t kShown = 64;
+    std::string result = "\"" + std::string(text.substr(0, kShown));
+    return result + (text.size() > kShown ? "...\"" : "\"");
+}
+
+}  // namespace tyktags

@@ -1,0 +1,22 @@
+// The words that messages of the desktop's rooms have in common.
+//
+// Threads: each function from any.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tyktags {
+
+/// "1 frame", "2 frames": the number, then `one` or `many`.
+std::string counted(uint64_t count, const char* one, const char* many);
+
+/// "a, b, c"; "" for an empty list.
+std::string commaSeparated(const std::vector<std::string>& words);
+
+/// The text between quotation marks. A text of more than 64 bytes ends after these with "...".
+std::string quoted(std::string_view text);
+
+}  // namespace tyktags
