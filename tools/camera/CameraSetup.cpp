@@ -31,7 +31,7 @@ std::string readText(const std::string& path) {
 
 /// Writes a table by the table's own writer.
 void writeTags(const std::string& path, const std::vector<TagEntry>& tags) {
-    OutputFile file = OutputFile::replacing(path);
+    ResultFile file = ResultFile::replacing(path);
     orFail(tyktags::writeTagTable(file.temporary(), tags));
     file.commit();
 }

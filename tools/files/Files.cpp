@@ -33,7 +33,7 @@ std::vector<uint8_t> readFile(const std::string& path, uint64_t maxBytes) {
 }
 
 void writeFile(const std::string& path, std::string_view bytes) {
-    OutputFile file = OutputFile::replacing(path);
+    ResultFile file = ResultFile::replacing(path);
     file.write(bytes);
     file.commit();
 }

@@ -12,7 +12,7 @@ namespace tyksim {
 std::vector<uint8_t> readFile(const std::string& path, uint64_t maxBytes);
 
 /// Makes or replaces a file; the old one stays until the new one is complete. Throws Failure like
-/// OutputFile.
+/// ResultFile.
 void writeFile(const std::string& path, std::string_view bytes);
 
 /// Makes a folder and the folders above it, as far as they do not exist. Throws Failure.

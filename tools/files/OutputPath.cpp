@@ -146,7 +146,7 @@ void takePlace(std::string& made, const OutputPlace& place, OutputKind kind) {
 
 }  // namespace
 
-OutputFile::OutputFile(const OutputRequest& request, Ending ending) : ending_(ending) {
+ResultFile::ResultFile(const OutputRequest& request, Ending ending) : ending_(ending) {
     if (request.path != kStandardOutput) {
         place_ = findPlace(request, OutputKind::kFile);
         make();
@@ -159,18 +159,18 @@ OutputFile::OutputFile(const OutputRequest& request, Ending ending) : ending_(en
     descriptor_ = STDOUT_FILENO;
 }
 
-OutputFile::OutputFile(OutputPlace place) : place_(std::move(place)), anything_(true) {
+ResultFile::ResultFile(OutputPlace place) : place_(std::move(place)), anything_(true) {
     make();
 }
 
-OutputFile OutputFile::replacing(const std::string& path) {
+ResultFile ResultFile::replacing(const std::string& path) {
     OutputPlace place;
     place.given = path;
     place.path = path;
-    return OutputFile(std::move(place));
+    return ResultFile(std::move(place));
 }
 
-void OutputFile::make() {
+void ResultFile::make() {
     noteLeftovers(place_);
     temporary_ = unfinishedTemplate(place_.path);
     descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
@@ -183,12 +183,12 @@ void OutputFile::make() {
     static_cast<void>(::fchmod(descriptor_, place_.replaces ? place_.mode : allowed(0666)));
 }
 
-OutputFile::~OutputFile() {
+ResultFile::~ResultFile() {
     if (descriptor_ >= 0 && !isStandardOutput()) ::close(descriptor_);
     if (!temporary_.empty()) ::unlink(temporary_.c_str());
 }
 
-void OutputFile::write(std::string_view bytes) {
+void ResultFile::write(std::string_view bytes) {
     if (ending_ == Ending::kSeal) {
         checksum_ = static_cast<uint32_t>(
             crc32_z(checksum_, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
@@ -205,7 +205,7 @@ void OutputFile::write(std::string_view bytes) {
     }
 }
 
-void OutputFile::commit() {
+void ResultFile::commit() {
     if (ending_ == Ending::kSeal) write(sealOf(checksum_));
     if (isStandardOutput()) return;
     // Some file systems report a lack of space only now.

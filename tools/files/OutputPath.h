@@ -18,19 +18,19 @@ enum class Ending {
 };
 
 /// A new file, or standard output.
-class OutputFile {
+class ResultFile {
 public:
     /// Opens a temporary file beside the place. Throws like findPlace(), and Failure when the file
     /// cannot be made. Standard output must not be a terminal (WrongUsage).
-    explicit OutputFile(const OutputRequest& request, Ending ending = Ending::kPlain);
+    explicit ResultFile(const OutputRequest& request, Ending ending = Ending::kPlain);
 
     /// Makes a file that is part of a larger output, and may replace any file at `path`.
-    static OutputFile replacing(const std::string& path);
+    static ResultFile replacing(const std::string& path);
 
     /// Removes the temporary file if commit() was not called.
-    ~OutputFile();
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
+    ~ResultFile();
+    ResultFile(const ResultFile&) = delete;
+    ResultFile& operator=(const ResultFile&) = delete;
 
     /// Throws Failure, with the path and the system's reason, when not all bytes can be written,
     /// and Interrupted when standard output's reader has ended.
@@ -46,7 +46,7 @@ public:
     void commit();
 
 private:
-    explicit OutputFile(OutputPlace place);
+    explicit ResultFile(OutputPlace place);
     void make();
 
     OutputPlace place_;

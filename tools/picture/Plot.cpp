@@ -96,7 +96,7 @@ std::string Plot::panel(const Line& line, double top) const {
     return svg + fmt::format("<path class=\"line\" d=\"{}\"/>\n", path);
 }
 
-void Plot::write(OutputFile& file) const {
+void Plot::write(ResultFile& file) const {
     const double height = kPanelHeight * static_cast<double>(std::max<size_t>(lines_.size(), 1));
     file.write(fmt::format(
         "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 {0} {1}\" width=\"{0}\" "

@@ -18,8 +18,8 @@ public:
     /// Adds the values of the next frame, one per series; none leaves a gap.
     void addPoint(uint32_t task, const std::vector<std::optional<double>>& values);
 
-    /// Writes the drawing. Throws Failure like OutputFile.
-    void write(OutputFile& file) const;
+    /// Writes the drawing. Throws Failure like ResultFile.
+    void write(ResultFile& file) const;
 
 private:
     struct Line {

@@ -14,7 +14,7 @@ namespace tyksim {
 /// output.
 class VideoFile {
 public:
-    /// `rate` comes from rateOf(). Throws like OutputFile.
+    /// `rate` comes from rateOf(). Throws like ResultFile.
     VideoFile(const OutputRequest& output, std::string rate, const PictureStyle& style);
 
     /// Adds a picture in the form of PictureRenderer's video format. Returns false and does not add
@@ -29,7 +29,7 @@ public:
     void commit() { file_.commit(); }
 
 private:
-    OutputFile file_;
+    ResultFile file_;
     std::string rate_;
     PictureStyle style_;
     std::optional<PictureSize> size_;

@@ -35,7 +35,7 @@ enum class Side { kMine, kOther };
 /// Writes one sheet: frames, then findings, then commit(). Errors are a Failure.
 class SheetWriter {
 public:
-    /// `output` is the page's place; throws as OutputFile does. `catalog` must outlive the object.
+    /// `output` is the page's place; throws as ResultFile does. `catalog` must outlive the object.
     SheetWriter(const OutputRequest& output, SheetHead head, const tyktree::TagCatalog& catalog);
 
     /// Frames of a task stand together. `refs` is where the pair's frames come from.
@@ -65,7 +65,7 @@ private:
 
     SheetHead head_;
     const tyktree::TagCatalog& catalog_;
-    OutputFile file_;
+    ResultFile file_;
     std::unique_ptr<std::FILE, FileClose> values_;
     SheetTags tags_;
     std::optional<SheetRows> mine_;

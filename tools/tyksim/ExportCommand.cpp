@@ -8,6 +8,7 @@
 #include "tools/picture/PictureOptions.h"
 #include "tools/picture/PictureRenderer.h"
 #include "tools/picture/VideoFile.h"
+#include "tools/tyksim/ExportReport.h"
 #include "tools/tyksim/Reading.h"
 #include "tree/read/Escape.h"
 #include "tree/read/ExactNames.h"
@@ -59,20 +60,6 @@ struct Options {
     AssumedPicture assumed;
     PictureStyle style;
     bool force = false;
-};
-
-/// The result for one image.
-struct Exported {
-    std::string name;    ///< of its file; "" for a video
-    std::string sample;  ///< the image's bytes for a video
-    PictureSize size{};
-    int camera = 0;
-    uint64_t bytes = 0;
-};
-
-struct FrameResult {
-    std::vector<Exported> images;
-    std::vector<Finding> findings;
 };
 
 /// Exports single frames.
@@ -171,31 +158,16 @@ private:
     tyktree::FrameListing listing_;
 };
 
-Json itemOf(const FrameRef& frame, const FrameResult& result) {
-    Json item = identityOf(frame);
-    addText(item, "path", frame.path());
-    item["files"] = Json::array();
-    for (const Exported& image : result.images) {
-        item["files"].push_back({{"name", image.name},
-                                 {"camera", image.camera},
-                                 {"width", image.size.width},
-                                 {"height", image.size.height},
-                                 {"bytes", image.bytes}});
-    }
-    item["findings"] = Json::array();
-    for (const Finding& finding : result.findings) item["findings"].push_back(toJson(finding));
-    return item;
-}
-
 /// One run of the verb.
 class Export {
 public:
     Export(const Options& options, const OpenedTree& tree, Reading& reading)
-        : options_(options), tree_(tree), json_(reading.json()) {}
+        : options_(options),
+          tree_(tree),
+          report_(makeExportReport(reading.json(), options.video == kStandardOutput)) {}
 
     ExitStatus run() {
-        sayAssumption();
-        if (json_) json_->beginList("frames");
+        report_->begin(options_.assumed);
         if (options_.video.empty()) {
             OutputFolder out(output());
             exportFrames(out.path());
@@ -208,14 +180,15 @@ public:
             requireImages();
             video.commit();
         }
-        report();
-        return findings_ > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
+        report_->end(totals_, place());
+        return totals_.findings > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
     }
 
 private:
-    OutputRequest output() const {
-        return {options_.video.empty() ? options_.folder : options_.video, foldersOf({&tree_}),
-                options_.force};
+    OutputRequest output() const { return {place(), foldersOf({&tree_}), options_.force}; }
+
+    const std::string& place() const {
+        return options_.video.empty() ? options_.folder : options_.video;
     }
 
     void exportFrames(const std::string& folder) {
@@ -234,15 +207,12 @@ private:
     void take(const FrameRef& frame, FrameResult& result) {
         if (video_) addToVideo(frame, result);
         for (const Exported& image : result.images) {
-            ++images_;
-            bytes_ += image.bytes;
+            ++totals_.images;
+            totals_.bytes += image.bytes;
         }
-        findings_ += result.findings.size();
-        if (json_) json_->item(itemOf(frame, result));
-        if (json_) return;
-        for (const Finding& finding : result.findings) {
-            say(fmt::format("{}: {}", ruleOf(finding.rule).name, toLine(finding)));
-        }
+        ++totals_.frames;
+        totals_.findings += result.findings.size();
+        report_->add(frame, result);
     }
 
     /// Adds images to the video; removes those that do not fit from the result.
@@ -261,47 +231,17 @@ private:
     }
 
     void requireImages() const {
-        if (images_ == 0) {
+        if (totals_.images == 0) {
             throw Failure(tyktree::escaped(options_.tree) + ": no image to export was found");
         }
     }
 
-    /// Prints a line, on standard error if standard output has the video.
-    void say(const std::string& line) const {
-        if (options_.video == kStandardOutput) {
-            printNote(line);
-        } else {
-            printResult(line);
-        }
-    }
-
-    void sayAssumption() const {
-        if (json_) {
-            json_->member("assumed", options_.assumed.toJson());
-        } else {
-            say(options_.assumed.toText());
-        }
-    }
-
-    void report() const {
-        if (json_) return;
-        const bool video = video_ != nullptr;
-        const std::string& place = video ? options_.video : options_.folder;
-        say(fmt::format(
-            "{} of {}, {}, in {}", counted(images_, "image", "images"),
-            counted(tree_.frames.size(), "frame", "frames"), humanBytes(bytes_),
-            video && place == kStandardOutput ? "standard output" : tyktree::escaped(place)));
-        if (findings_ > 0) say(counted(findings_, "finding", "findings"));
-    }
-
     const Options& options_;
     const OpenedTree& tree_;
-    JsonDocument* const json_;
+    const std::unique_ptr<ExportReport> report_;
+    ExportTotals totals_;
     Progress progress_;
     VideoFile* video_ = nullptr;
-    uint64_t images_ = 0;
-    uint64_t bytes_ = 0;
-    uint64_t findings_ = 0;
 };
 
 /// Sets the values that depend on several options.

@@ -58,7 +58,7 @@ public:
         if (options_.svg == kStandardOutput) {
             throw WrongUsage("--svg -: standard output has the values; name a file");
         }
-        std::optional<OutputFile> drawing;
+        std::optional<ResultFile> drawing;
         if (!options_.svg.empty()) {
             drawing.emplace(OutputRequest{options_.svg, foldersOf({&tree_}), options_.force},
                             Ending::kSeal);
