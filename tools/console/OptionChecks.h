@@ -12,15 +12,14 @@ namespace tyksim {
 
 /// A check of an option's value.
 struct ValueCheck {
-    /// What the help shows of the values that are taken.
+    /// The help's text for the accepted values.
     enum class Shown {
         kNothing,
-        kWords,  ///< "a|b|c", in the place of the value's name
-        kRange,  ///< "1 to 100", behind the option's text
+        kWords,  ///< "a|b|c", in place of the value's name
+        kRange,  ///< "1 to 100", after the option's description
     };
 
-    /// Returns "", or what was expected and what was found. May put a value that it takes into
-    /// another form.
+    /// Returns "", or the message of a refusal. May change the form of an accepted value.
     std::function<std::string(std::string& given)> refuse;
     Shown shown = Shown::kNothing;
     std::string values;  ///< the words or the range
@@ -39,7 +38,7 @@ ValueCheck notEmpty();
 /// One of the words, in the same case.
 ValueCheck oneOf(std::vector<std::string> words);
 
-/// The finite or infinite number that all of `given` spells.
+/// The finite or infinite number in `given`; none if the whole text is not a number.
 std::optional<double> numberFrom(const std::string& given);
 
 }  // namespace tyksim

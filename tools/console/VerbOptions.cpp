@@ -12,7 +12,7 @@ namespace tyksim {
 
 namespace {
 
-// The names of the checks, by which the help finds what they show.
+// The names of the checks, by which the help finds their texts.
 constexpr const char* kWords = "words";
 constexpr const char* kRange = "range";
 
@@ -29,7 +29,7 @@ const char* nameOf(ValueCheck::Shown shown) {
 }
 
 std::string describedBy(const CLI::Option& option, const char* check) {
-    // The library's accessor is not const and throws where there is none.
+    // The library's accessor is not const and throws if there is none.
     try {
         return const_cast<CLI::Option&>(option).get_validator(check)->get_description();
     } catch (const CLI::OptionNotFound&) {

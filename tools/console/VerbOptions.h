@@ -1,5 +1,5 @@
-// How a verb defines its options. Only what lies behind this header, the help and main know the
-// library that reads command lines, which takes seconds to compile.
+// Defines the options of a verb. Only the implementation of this header, the help and main include
+// the command line's library, which takes seconds to compile. Threads: one.
 #pragma once
 
 #include "tools/console/OptionChecks.h"
@@ -14,26 +14,27 @@ class Option;
 
 namespace tyksim {
 
-/// One option while it is defined. A copy stands for the same option. Valid as long as the verb's
+/// One option during its definition. A copy refers to the same option. Valid as long as the verb's
 /// VerbOptions.
 class Option {
 public:
     explicit Option(CLI::Option* option) : option_(option) {}
 
-    /// What the help shows for the value: "FILE".
+    /// Sets the placeholder for the value in the help, such as "FILE".
     Option valueName(const std::string& name) const;
-    /// What the help calls the default. It is text only; the value stands where the option puts it.
+    /// Sets the default's text in the help. The default itself is the initial content of the
+    /// option's variable.
     Option defaultText(const std::string& text) const;
-    /// The help shows the value that stands where the option puts it.
+    /// The help shows the present content of the option's variable as the default.
     Option showDefault() const;
-    /// Replaces what the help says of the option.
+    /// Replaces the option's description in the help.
     Option description(const std::string& text) const;
     Option required(bool required = true) const;
-    /// Refuses values. At most one check an option.
+    /// Sets the check of values. At most one per option.
     Option takes(const ValueCheck& check) const;
-    /// An option of several values takes one each time that it is given.
+    /// An option with several values takes one value each time that it is given.
     Option oneValueEach() const;
-    /// The two options do not go together.
+    /// The two options exclude each other.
     Option excludes(const Option& other) const;
 
 private:
@@ -41,49 +42,49 @@ private:
     CLI::Option* option_;
 };
 
-/// The options of one verb. Whatever the options put their values into must outlive the reading of
-/// the command line. `names` are "-o,--output", or "TREE" for an argument without a name; `help`
-/// says what the option does.
+/// The options of one verb. The variables for their values must exist until the command line is
+/// parsed. `names` are "-o,--output", or "TREE" for a positional argument; `help` is the
+/// description.
 class VerbOptions {
 public:
     /// `verb` must outlive this object.
     explicit VerbOptions(CLI::App& verb) : verb_(verb) {}
 
-    /// Puts the value of the option into `value`: a string, an int, a uint32_t, a size_t,
-    /// a std::optional of a string or of a number, or strings in a std::vector.
+    /// Stores the value of the option in `value`: a string, an int, a uint32_t, a size_t, a
+    /// std::optional of a string or of a number, or strings in a std::vector.
     template <typename Value>
     Option option(const std::string& names, Value& value, const std::string& help);
 
-    /// Hands the value to `take`.
+    /// Passes the value to `take`.
     Option optionFunction(const std::string& names,
                           const std::function<void(const std::string& given)>& take,
                           const std::string& help);
 
-    /// Sets `value` where the option is given.
+    /// Sets `value` if the option is given.
     Option flag(const std::string& names, bool& value, const std::string& help);
 
-    /// An option that was defined before, such as one that all verbs over trees have.
+    /// An option that was defined before, such as one of all verbs over trees.
     Option existing(const std::string& name);
 
-    /// Calls `settle` after the command line was read, where it lacks the option. At most one such
-    /// call a verb.
+    /// Calls `settle` after the command line was parsed if it does not have the option. At most one
+    /// such call per verb.
     void whereMissing(const Option& option, std::function<void()> settle);
 
     /// Refuses an empty value of any option, and any value of a flag. Call it after the last
     /// option.
     void refuseEmptyValues();
 
-    /// What stands below the options in the help.
+    /// Sets the text below the options in the help.
     void footer(const std::string& text);
 
 private:
     CLI::App& verb_;
 };
 
-/// What stands for the value of `option`: "FILE", "N", or the words that it takes, "a|b|c".
+/// The placeholder for the value of `option`: "FILE", "N", or the words that it takes, "a|b|c".
 std::string valueNameOf(const CLI::Option& option);
 
-/// The numbers that `option` takes, "1 to 100", or "" where one end is open.
+/// The numbers that `option` takes, such as "1 to 100"; "" if one end is open.
 std::string rangeOf(const CLI::Option& option);
 
 }  // namespace tyksim
