@@ -70,7 +70,7 @@ TEST_F(Host, PrefixesWholeComponentsOnly) {
     EXPECT_EQ(hostPath("/vendor/firmware"), "/vendor/firmware");
 }
 
-TEST_F(Host, ReachesEveryPathFunction) {
+TEST_F(Host, RedirectsEveryPathFunction) {
     const std::string base = "/data/vendor/cameraserver/t", file = base + "/a", link = base + "/f";
     const char* const path = file.c_str();
     volatile int writing = O_WRONLY;  // volatile, so that the compiler does not check the flags
@@ -136,7 +136,7 @@ TEST_F(Host, TakesNestedLongAndOddLines) {
     EXPECT_EQ(texts(1), Strings{"raw %s"});
 }
 
-TEST_F(Host, LooksForPropertiesInCodeThenEnvironmentThenDefault) {
+TEST_F(Host, FindsPropertiesInCodeThenEnvironmentThenDefault) {
     using Got = std::pair<int, std::string>;  // what the call returns, and the value
     const auto get = [](const char* name, const char* fallback) {
         char value[kPropertyValueSize];
@@ -157,7 +157,7 @@ TEST_F(Host, LooksForPropertiesInCodeThenEnvironmentThenDefault) {
     EXPECT_EQ(get("test.unset", nullptr), Got(0, ""));
 }
 
-TEST_F(Host, ClockStandsStepsAndGoesOn) {
+TEST_F(Host, ClockStopsStepsAndContinues) {
     timeval time{};
     const auto now = [&time] { return gettimeofday(&time, nullptr); };
     setClock({100, 999999}, 2);
@@ -170,7 +170,7 @@ TEST_F(Host, ClockStandsStepsAndGoesOn) {
     EXPECT_EQ((Numbers{now(), time.tv_sec >= before, time.tv_usec < 1000000}), (Numbers{0, 1, 1}));
 }
 
-TEST_F(Host, KnowsItsTags) {
+TEST_F(Host, ShowsTheTagTable) {
     setTagTable({{9, "block", 64, TagKind::block}, {6, "negative", -6, TagKind::fixed}});
     EXPECT_EQ(tyk::ParamSet::getInstance(), nullptr);
     tyk::ParamSet* const service = tyk::ParamSet::createInstance();
@@ -186,7 +186,7 @@ TEST_F(Host, KnowsItsTags) {
     EXPECT_EQ((Numbers{service->getSize(6), service->getSize(99)}), (Numbers{-6, -1}));
 }
 
-TEST_F(Host, AnswersWithTheCamerasLiveValue) {
+TEST_F(Host, ReturnsTheCamerasLiveValue) {
     char value[10] = "---------";
     EXPECT_EQ((Numbers{get(1, 7, value), setLiveValue(1, 7, "tooLongOne", 10)}), (Numbers{-1, 1}));
     EXPECT_EQ((Numbers{setLiveValue(1, 7, "byPipe", 6, 3), get(1, 7, value)}), (Numbers{1, 0}));
@@ -210,7 +210,7 @@ TEST_F(Host, AnswersWithTheCamerasLiveValue) {
               (Numbers{4, 4}));
 }
 
-TEST_F(Host, KeepsCopiesOfTheNewestOfEachTag) {
+TEST_F(Host, KeepsCopiesOfTheNewestValuesOfEachTag) {
     std::vector<char> plain(8, '1');  // no byte after it may be read
     BlockParamDesc desc{plain.data(), 3};
     setHistoryLimit(2);
@@ -273,7 +273,7 @@ TEST_F(Host, WritesTheTagTableThatItReads) {
     EXPECT_NE(outcome("/dev/full", tags).find("No space left on device"), std::string::npos);
 }
 
-TEST_F(Host, SaysWhatIsWrongWithATagTableAndWhere) {
+TEST_F(Host, ReportsProblemsOfATagTable) {
     const std::string wrong = host("/wrong"), fifo = host("/fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     // The part of the text to replace and its replacement, or another path to read.
@@ -322,7 +322,7 @@ TEST_F(Host, SaysWhatIsWrongWithATagTableAndWhere) {
     server.join();
 }
 
-TEST_F(Host, FitsEverySizeAndRecyclesTheSmallestBufferThatDoes) {
+TEST_F(Host, RecyclesTheSmallestBufferThatIsLargeEnough) {
     for (const auto& [width, height] : {std::pair(0, 0), {3, 5}, {16384, 12288}}) {
         tyk::Buffer* const buffer = take(width, height);
         ASSERT_NE(buffer, nullptr);
@@ -343,7 +343,7 @@ TEST_F(Host, FitsEverySizeAndRecyclesTheSmallestBufferThatDoes) {
     EXPECT_EQ((Numbers{take(1, 1) != nullptr, bufferPoolCounts().allocated}), (Numbers{1, 4}));
 }
 
-TEST_F(Host, RefusesBuffersWhereItMust) {
+TEST_F(Host, RefusesInvalidBuffersAndSizes) {
     tyk::Buffer foreign{nullptr};
     tyk::Buffer* const buffer = take(4, 4);
     EXPECT_EQ((Numbers{put(buffer), put(buffer), put(&foreign), put(nullptr)}),
@@ -409,7 +409,7 @@ static thread_local size_t allocationsLeft = SIZE_MAX;
     std::free(memory);
 }
 
-TEST_F(Host, RefusesWithoutMemoryAndDoesNotCrash) {
+TEST_F(Host, RefusesWhenMemoryRunsOut) {
     const std::string text(1000, 't');
     char value[kPropertyValueSize];
     setProperty(text, "set");

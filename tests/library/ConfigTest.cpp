@@ -49,7 +49,7 @@ protected:
     PipelineSimulation& pipe = newPipe();
 };
 
-TEST_F(Config, ReadTwiceAndIntoTheTablesNothing) {
+TEST_F(Config, ReadsTwiceAndDoesNotChangeTheTables) {
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(entriesOf("<dumpconfig><common><tag value='high'/><tag value='none'><pipe>NONE"
                             "</pipe></tag></common></dumpconfig>"),

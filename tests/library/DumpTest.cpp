@@ -58,7 +58,7 @@ TEST_F(Dump, PropertyDecidesWhichPipe) {
     }
 }
 
-TEST_F(Dump, WithoutAValueTheScratchBufferIsWrittenAndABlockIsEmpty) {
+TEST_F(Dump, WritesTheScratchBufferOrAnEmptyBlockWithoutAValue) {
     PipelineSimulation& pipe = newPipe();
     configure(pipe, {{"full", ""}, {"high", ""}, {"block_2", kAsBlock}});
     tykhost::setLiveValue(3, kFull, full.data(), full.size());
@@ -100,7 +100,7 @@ TEST_F(Dump, SideRecords) {
     }
 }
 
-TEST_F(Dump, RecordsAreMadeOfWhatTheScratchBufferHolds) {
+TEST_F(Dump, MakesRecordsFromTheScratchBuffer) {
     // Their own entries fetch nothing; a block fetched between them does not change the buffer. Nor
     // does a service that stores a whole value in place of a block's descriptor.
     for (const char* const kind : {"", kAsBlock}) {

@@ -101,7 +101,7 @@ TEST_F(Lifecycle, ManagerAndObjects) {
 #endif
 }
 
-TEST_F(Lifecycle, FieldsStandInTheirOrder) {
+TEST_F(Lifecycle, FieldsKeepTheirOrder) {
     const PipelineSimulation& p = newPipe();
     const std::vector<const void*> fields{
         &p.taskIndex,        &p.frameIndex,    &p.mode,         &p.pipeId,      &p.camId,
@@ -262,7 +262,7 @@ TEST_F(Lifecycle, Listings) {
                        "1 getFrameList" + text, "1 getSubFiles" + text + "/."}));
 }
 
-TEST_F(Lifecycle, OnlyTheSceneRecordHasASizeToHold) {
+TEST_F(Lifecycle, ChecksTheSizeOfTheSceneRecordOnly) {
     PipelineSimulation& pipe = newPipe();
     EXPECT_TRUE(pipe.isBinValid(2118, 8512));
     EXPECT_TRUE(pipe.isBinValid(7, 0));

@@ -22,7 +22,7 @@ protected:
     PipelineSimulation& pipe = newPipe();
 };
 
-TEST_F(Mfnr, LooksAtNamesUpToTheMatchOrTheEnd) {
+TEST_F(Mfnr, SearchesNamesUpToTheMatchOrTheEnd) {
     const Strings many(32, "n");
     const std::tuple<Strings, const char*, std::string, size_t> cases[] = {
         {{"a.xml", "mfnr5.2.xml", "mfnr5.2b.xml"}, "mfnr5.2", "mfnr5.2.xml", 2},
@@ -43,7 +43,7 @@ TEST_F(Mfnr, LooksAtNamesUpToTheMatchOrTheEnd) {
     EXPECT_STREQ(out, "before");
 }
 
-TEST_F(Mfnr, SourceOrCopyThatCannotBeOpened) {
+TEST_F(Mfnr, ReportsASourceOrCopyThatCannotBeOpened) {
     Table table(Strings{"mfnr5.2.xml"});
     for (const bool folder : {false, true}) {
         if (folder) makeFolder(source);

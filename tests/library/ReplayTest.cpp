@@ -90,7 +90,7 @@ TEST_F(Replay, BlocksAreFreedLastToFirst) {
     }
 }
 
-TEST_F(Replay, AFileUnderALeaseIsWaitedFor) {
+TEST_F(Replay, WaitsForALeaseOnAFile) {
     write(at + kBlockFile, "abc");
     sigset_t signals;
     sigemptyset(&signals);
@@ -116,7 +116,7 @@ TEST_F(Replay, AFileUnderALeaseIsWaitedFor) {
     EXPECT_EQ(published(), Strings({"2/1/5/9 [abc]"}));
 }
 
-TEST_F(Replay, EntriesAndTheFrameIndex) {
+TEST_F(Replay, EveryEntryAdvancesTheFrameIndex) {
     PipelineSimulation& fresh = newPipe();
     write(at + "FCPDT_1_0_0_0_plain.bin", "first");
     write(pipe.rootPath + "/g/FCPDT_2_0_0_0_plain.bin", "second");

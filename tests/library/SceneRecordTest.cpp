@@ -119,7 +119,7 @@ TEST_F(SceneRecord, ARawFileWithFourGiBTooManyIsIgnored) {
     EXPECT_TRUE(load().substr(540, 5652) == std::string(5652, '\0'));
 }
 
-TEST_F(SceneRecord, DecimalCommaOfTheProcessDoesNotShow) {
+TEST_F(SceneRecord, IgnoresADecimalCommaOfTheProcess) {
     const std::string command =
         "localedef -i de_DE -f UTF-8 " + root + "/de_DE.UTF-8 >" + root + "/log 2>&1";
     setenv("LOCPATH", root.c_str(), 1);

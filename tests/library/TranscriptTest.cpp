@@ -74,7 +74,7 @@ void replay(PipelineSimulation& pipe) {
     pipe.parseImageName("_-1_-2_-3_-4_x.yuv", &info);
 }
 
-TEST(TranscriptTest, OfADumpAndItsReplay) {
+TEST(TranscriptTest, ADumpAndItsReplayLogTheSameLines) {
     setenv("TZ", "UTC0", 1);
     tzset();
     fake::restart();

@@ -63,7 +63,7 @@ std::string meaning(const std::string& name) {
     return result;
 }
 
-TEST(TreeNames, Made) {
+TEST(TreeNames, MakesNames) {
     setenv("TZ", "XYZ-05:30", 1);
     tzset();
     // 2026-03-05 08:37:09 in Greenwich; milliseconds are cut, not rounded
@@ -89,7 +89,7 @@ TEST(TreeNames, Made) {
     EXPECT_EQ(sizes, (std::vector<int>{3110400, 13, -1, 0, -947483648, 1, -536870912}));
 }
 
-TEST(TreeNames, Read) {
+TEST(TreeNames, ReadsNames) {
     const std::pair<const char*, const char*> cases[] = {
         {"FCPDT_17_0_1_0_exampleTag.bin", "17 0 1 0 exampleTag"},
         {"FCPDT_1_0_2_1_a_b__c_.bin", "1 0 2 1 a_b__c_"},

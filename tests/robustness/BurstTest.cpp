@@ -169,7 +169,7 @@ TEST_F(Burst, TwoDescriptorsAreEnoughForTwoPipes) {
     for (PipelineSimulation* const pipe : pipes) pipe->deinit();
 }
 
-TEST_F(Burst, FramesWithoutEnd) {
+TEST_F(Burst, ManyFramesNeedConstantMemory) {
     const auto resident = [] {
         long total = 0, pages = 0;
         std::ifstream("/proc/self/statm") >> total >> pages;

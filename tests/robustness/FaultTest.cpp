@@ -204,7 +204,7 @@ public:
 };
 
 /// Includes the manager if this test comes first.
-TEST_F(FaultTest, ObjectsAreMadeWholeOrNotAtAll) {
+TEST_F(FaultTest, ObjectsAreMadeCompletelyOrNotAtAll) {
     int pipeId = 1000;
     std::string folder;
     long live = 0;
@@ -229,7 +229,7 @@ TEST_F(FaultTest, ObjectsAreMadeWholeOrNotAtAll) {
     suffer(prepare, run, judge, false);
 }
 
-TEST_F(FaultTest, WhateverTheServiceThrowsEndsAStepOnly) {
+TEST_F(FaultTest, AnExceptionOfTheServiceEndsOneStep) {
     const std::vector<std::string> once{"given up: unknown exception"};
     PipelineSimulation& pipe = renewed(1);
     device().service = fake::Service::throws;
@@ -247,7 +247,7 @@ TEST_F(FaultTest, WhateverTheServiceThrowsEndsAStepOnly) {
     EXPECT_EQ(device().openHandles, 0);
 }
 
-TEST_F(FaultTest, WhatTheServiceDoesNotGiveIsZeros) {
+TEST_F(FaultTest, MissingValuesOfTheServiceAreZeros) {
     device().service = fake::Service::refuses;
     record(1, 5);
     const std::string folder = PipelineSimMgr::getPipeSimInstance(1)->currentFramePath;
@@ -257,7 +257,7 @@ TEST_F(FaultTest, WhatTheServiceDoesNotGiveIsZeros) {
     EXPECT_EQ(device().files.at(folder + "/FCPDT_5_0_1_1_BLOCK_7777.bin").bytes, "");
 }
 
-TEST_F(FaultTest, AFolderIsOpenedOnceAndHeldWhereDescriptorsArePlenty) {
+TEST_F(FaultTest, AFolderIsHeldOpenIfThereAreEnoughDescriptors) {
     const PipelineSimulation& pipe = renewed(2);
     record(2, 1);
     const std::string folder = pipe.currentFramePath;
@@ -273,7 +273,7 @@ TEST_F(FaultTest, AFolderIsOpenedOnceAndHeldWhereDescriptorsArePlenty) {
     }
 }
 
-TEST_F(FaultTest, AFileIsReadForWhoeverCompilesTheSourcesIn) {
+TEST_F(FaultTest, ProgramsThatCompileTheSourcesCanReadFiles) {
     const std::string path = fake::kRoot + "/bytes";
     fake::addFile(path, "abc");
     std::string data = "wxyz";
@@ -337,7 +337,7 @@ protected:
     bool threw = false;
 };
 
-TEST_P(FaultyRecording, LosesAFileAtMost) {
+TEST_P(FaultyRecording, LosesAtMostOneFile) {
     const Files right = recorded(kSof), next = recorded(kSof + 1), earlier = recorded(1);
     ASSERT_EQ(right.size(), 11U);
     for (const uint32_t id : {100U, 107U, 108U, 109U, 65622U, 2118U}) {
@@ -412,7 +412,7 @@ TEST_P(FaultyRecording, LosesAFileAtMost) {
 INSTANTIATE_TEST_SUITE_P(Frames, FaultyRecording,
                          testing::Values(kFirstOfPipe, kFirstOfTask, kLater));
 
-TEST_F(FaultTest, TasksAreListedWholeOrNotAtAll) {
+TEST_F(FaultTest, TasksAreListedCompletelyOrNotAtAll) {
     renewed(2);
     for (int sof = 1; sof <= kFrames; ++sof) record(2, sof);
     bool threw = false;
@@ -501,7 +501,7 @@ protected:
     }
 };
 
-TEST_P(FaultyReplay, LosesAFrameAtMost) {
+TEST_P(FaultyReplay, LosesAtMostOneFrame) {
     renewed(2);
     for (int sof = 1; sof <= kFrames; ++sof) record(2, sof);
     const PipelineSimulation& other = renewed(1);

@@ -105,7 +105,7 @@ private:
     const int descriptor_ = freeDescriptor();
 };
 
-TEST_F(Hostile, KindsInThePlaceOfFiles) {
+TEST_F(Hostile, HostileEntriesInThePlaceOfFiles) {
     const char *const size = "getBinSize return negative", *const xml = "Document not parsed",
                       *const open = "open failed";
     const struct {
@@ -141,7 +141,7 @@ TEST_F(Hostile, KindsInThePlaceOfFiles) {
     }
 }
 
-TEST_F(Hostile, ConfigurationsThatWouldTakeAllMemory) {
+TEST_F(Hostile, ConfigurationsThatWouldExhaustMemory) {
     std::string deep = "<dumpconfig>", many = "<dumpconfig><common>";
     for (int i = 0; i < 500000; ++i) deep += "<a>";
     while (many.size() < 15U << 20) many += "<tag/>";

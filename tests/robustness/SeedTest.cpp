@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 class SeedTest : public testing::TestWithParam<fuzz::Target> {};
 
-TEST_P(SeedTest, HoldsTheRules) {
+TEST_P(SeedTest, FollowsTheRules) {
     alarm(300);  // a hang ends the test
     const fs::path folder = fs::path(TYK_FUZZ_FOLDER) / "corpus" / GetParam().name;
     const std::set<fs::path> seeds(fs::directory_iterator(folder), {});

@@ -96,7 +96,7 @@ struct Cut {
     const char* shortfall;
 };
 
-TEST(FieldCodec, ReadsAsFarAsTheValueReaches) {
+TEST(FieldCodec, ReadsTheElementsThatTheValueContains) {
     const TagField field{"field", 2, FieldType::u16, {3}};
     const std::vector<uint8_t> bytes{9, 9, 1, 0, 2, 0, 3, 0};
     const Cut cuts[] = {

@@ -338,7 +338,7 @@ TEST_F(CheckTest, StatusAndOutput) {
         << several.out;
 }
 
-TEST_F(CheckTest, WhatMayNotBeRead) {
+TEST_F(CheckTest, UnreadableFiles) {
     // The superuser may read everything, unless he gives that up.
     const std::string user =
         geteuid() == 0 ? "setpriv --bounding-set=-dac_override,-dac_read_search " : "";

@@ -50,7 +50,7 @@ TEST_P(OrderedWorkTest, TakesEachResultOnceAndInOrder) {
     EXPECT_EQ(taken, kItems);
 }
 
-TEST_P(OrderedWorkTest, AnExceptionComesOutAfterTheResultsBeforeIt) {
+TEST_P(OrderedWorkTest, RethrowsAnExceptionAfterTheResultsBeforeIt) {
     constexpr size_t kFails = 40;
     size_t taken = 0;
     const auto run = [&] {
@@ -71,7 +71,7 @@ TEST_P(OrderedWorkTest, AnExceptionComesOutAfterTheResultsBeforeIt) {
     EXPECT_EQ(taken, kFails);
 }
 
-TEST_P(OrderedWorkTest, StopsWhereItIsInterruptedOrTakingThrows) {
+TEST_P(OrderedWorkTest, StopsWhenInterruptedOrWhenTakingThrows) {
     size_t taken = 0;
     const auto work = [](int& /*result*/, size_t index) { spin(index); };
     const tyktree::Execution execution{GetParam(), [&] { return taken == 7; }};

@@ -186,7 +186,7 @@ TEST_F(PictureTest, Colours) {
     EXPECT_NE(out_.find("assumed: NV12, BT.601, full range, rows without gaps"), std::string::npos);
 }
 
-TEST_F(PictureTest, TheSheetAndShowTakeImagesAsExportDoes) {
+TEST_F(PictureTest, SheetAndShowReadImagesLikeExport) {
     setImage(halves(40, false));
     const std::string stored = " --frames 1 --order nv12 --stride 40";
     for (const bool bt709 : {false, true}) {
@@ -220,7 +220,7 @@ TEST_F(PictureTest, TheSheetAndShowTakeImagesAsExportDoes) {
     }
 }
 
-TEST_F(PictureTest, WhatIsThereComesOut) {
+TEST_F(PictureTest, ExportsTheExistingSamples) {
     const Bytes whole = halves(kWidth, true);
     setImage(halves(40, true));
     EXPECT_EQ(exported("--format nv21 --stride 40", "_32x16.nv21"), whole);
@@ -295,7 +295,7 @@ struct Samples {
     }
 };
 
-TEST_F(PictureTest, PixelsAreMeansOfTheirBlocksAndKeepTheirColourWhenTurned) {
+TEST_F(PictureTest, PixelsAreMeansOfTheirBlocksAndKeepTheirColourWhenRotated) {
     const auto noise = [](size_t x, size_t y) { return (x * 7 + y * 13 + x * x * y * 5) % 256; };
     const std::string png = "p" + std::string(kName) + ".png";
     for (const auto& [width, height] : {std::pair<size_t, size_t>{7, 5}, {6, 5}, {9, 4}}) {
@@ -373,7 +373,7 @@ TEST_F(PictureTest, FactsAndVideos) {
     EXPECT_EQ(run("export a --y4m - --fps 29.97 | cmp - video"), 0) << out_;
 }
 
-TEST_F(PictureTest, OutputIsWholeOrNotThere) {
+TEST_F(PictureTest, OutputIsCompleteOrMissing) {
     EXPECT_EQ(run("export a -o a/x"), 2);
     EXPECT_EQ(run("export a/data/vendor/cameraserver/tykdump -o a"), 2);
     fs::create_directory(root_ / "kept");
