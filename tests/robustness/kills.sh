@@ -28,13 +28,13 @@ record() {
 measured() {
     rm -rf "$work/killed"
     begin=$(date +%s%3N)
-    record "$@" record "$work/killed" || fail "a recording that nobody kills failed"
+    record "$@" record "$work/killed" || fail "a recording without a kill failed"
     echo $(($(date +%s%3N) - begin + 1))
 }
 
 kill=0
 frames=40
-record $frames "$@" record "$work/right" || fail "a recording that nobody kills failed"
+record $frames "$@" record "$work/right" || fail "a recording without a kill failed"
 # Kills should come between the first frame and the last. Only such a kill counts; after one that
 # comes too early or too late the bounds move.
 from=$(($(measured 1 "$@") * 3 / 4))

@@ -153,7 +153,7 @@ class Case:
         aside = [name for name in beside if name.endswith(".old")]
         require([content(self.folder / name) for name in aside] == [self.old], *told, "no old output")
         again = self.run()
-        require(again.returncode == self.status and aside[0] + ": stood at out" in again.stdout,
+        require(again.returncode == self.status and aside[0] + ": was at out" in again.stdout,
                 *told, again.stdout)
 
 

@@ -473,7 +473,7 @@ TEST_F(CheckTest, Configurations) {
          "found line 2: LARGE"},
         {"<dumpconfig><pipeline><node name='n'><tag name='KELV_TAG_ISCENE_INFO'><pipe>"
          "SNAPSHOT_TYPE</pipe><dumpType>0</dumpType></tag></node></pipeline></dumpconfig>",
-         "", "one frame: 4 files, 14.2 kB, the scene record's among them"},
+         "", "one frame: 4 files, 14.2 kB, including the scene record's"},
         // What is not looked at is no finding.
         {tag(whole, "value='NOBODY'"), "", "clean; without --tags", ""},
     };

@@ -39,10 +39,10 @@ Rows copyRows() {
         {"OutputInTheInput", "fails 2 tyksim copy r -o r/p", {"r/p: lies in the input "}},
         {"OutputThere",
          "mkdir p; fails 2 tyksim copy r -o p",
-         {"p: stands there already; --force replaces it"}},
+         {"p: exists already; --force replaces it"}},
         {"OutputsLeftByAKilledRunAreNamed",
          "mkdir .p.tyksim-aaaaaa.old .p.tyksim-mine; tyksim copy r -o p",
-         {".p.tyksim-aaaaaa.old: left by a run that was killed; rm -r", "!mine"}},
+         {".p.tyksim-aaaaaa.old: left by a killed run; to remove it: rm -r", "!mine"}},
         {"DiskFull",
          R"sh((ulimit -f 2; fails 1 tyksim copy r -o p)
               for f in p .p.*; do [ ! -e "$f" ]; done)sh",

@@ -118,7 +118,7 @@ Rows matching() {
          R"sh(cp -a r p; rm -r $F3 p${F3#r}; ln -s /tmp $F3
               fails 3 tyksim diff r p
               fails 3 tyksim diff r p --json)sh",
-         {"2 frames matched by request id, what could be read is the same\n",
+         {"2 frames matched by request id, the readable part is the same\n",
           R"("same":false,"ok":false)"}},
         {"TwoFramesOfOneTree",
          "fails 3 tyksim diff $F2 $F3",

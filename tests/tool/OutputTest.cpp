@@ -10,7 +10,7 @@ Rows outputRows() {
               f=$(mktemp p/XXXXXX); files 0 $f)sh"},
         {"FolderOfSomebodyElse",
          "mkdir p; echo x >p/x; folders 2 p; ls p/x",
-         {"p: stands there already, and --force does not replace it: tyksim did not "
+         {"p: exists already, and --force does not replace it: tyksim did not "
           "make it, and it holds x\n"}},
         {"OutputThatSomebodyAddedTo",
          "tyksim copy r -o p; mkfifo p/data/x; folders 2 p; ls p/data/x",
@@ -22,7 +22,7 @@ Rows outputRows() {
         {"VideoOfSomebodyElse",
          R"sh(mkdir p; cd p; ln -s ../r
               printf 'YUV4MPEG2 W8 H8\n' >f; files 2 f; wc -l f; cd ..)sh",
-         {"1 f", "f: stands there already, and --force"}},
+         {"1 f", "f: exists already, and --force"}},
         {"PageThatSomebodyAddedTo",
          "mkdir p; cd p; ln -s ../r; tyksim sheet r -o g; echo >>g; files 2 g; cd ..",
          {"or it was changed"}},
@@ -81,8 +81,8 @@ Rows outputRows() {
          R"sh(tyksim copy r -o p
               fails 1 tyksim replay r --with $P/odd_processor.so --option touch=p/x -o p --force
               ls -A; ls p)sh",
-         {"p: is not replaced; it changed meanwhile: tyksim did not make x in it", "!.p.tyksim",
-          "tags.xml\nx\n"}},
+         {"p: not replaced, because it changed meanwhile: tyksim did not make x in it",
+          "!.p.tyksim", "tags.xml\nx\n"}},
         {"FoldersAboveAreMade", "tyksim copy r -o n/e/w/p; ls -d n/e/w/p/data", {"n/e/w/p/data"}},
         {"FoldersAboveGoWithAFailure",
          "(ulimit -f 1; fails 1 tyksim copy r -o n/e/w); [ ! -e n ]",

@@ -72,7 +72,7 @@ Rows processorRows() {
          "odd set; tyksim check p; tyksim track p KELV_TAG_WB_GAINS.red; tyksim info p",
          {"clean", "2.3694278e-38", "10x8"}},
         {"OnePictureOnly", "odd once; tyksim info p", {"recorded: 1 frame", "requests 1 "}},
-        {"NoPicture", "fails 3 odd nothing", {"handed back no picture", "recorded: nothing"}},
+        {"NoPicture", "fails 3 odd nothing", {"returned no picture", "recorded: nothing"}},
         {"FailureOfOneFrame", "fails 3 odd error", {"had a bad day", "recorded: 2 frames"}},
         {"Exception", "fails 3 odd throw", {"threw an exception: no luck", "recorded: 2 frames"}},
         {"ExceptionOfAnotherType",
@@ -114,7 +114,7 @@ Rows processorEndRows() {
              End{"ExitAtOnce", "_exit", "ended its process with status 9" + at},
              End{"ExitWithAChildLeft", "fork", "ended its process with status 7" + at},
              End{"ConnectionClosed", "close", "closed its connection to tyksim" + at},
-             End{"Garbage", "garbage", "sent tyksim something that is no answer" + at},
+             End{"Garbage", "garbage", "sent an invalid message" + at},
              End{"ExitInOpen", "exit-open", "ended its process with status 0 while it opened"},
              End{"AbortInOpen", "abort-open", "crashed while it opened: SIGABRT"},
          }) {

@@ -37,7 +37,7 @@ Rows images() {
                       {"range  49 to  57\n", "range  85 to 117\n", "range  86 to 118\n"}},
                      {"ImageIsAFolder",
                       "cd $F3; rm FCWH*; mkdir FCWH_3_0_9_9_nv21.yuv; fails 3 tyksim show .",
-                      {"FCWH_3_0_9_9_nv21.yuv: it is no regular file\n"}},
+                      {"FCWH_3_0_9_9_nv21.yuv: it is not a regular file\n"}},
                      {"ImageNameWithoutAFormat",
                       "cd $F3; rm FCWH*; echo >FCWH_3_0_0_9_.yuv; fails 3 tyksim show .",
                       {"this one 0x9\n"}},

@@ -115,7 +115,7 @@ std::string matchedText(const DiffSummary& summary, const char* by, bool complet
     if (summary.matched == 0) {
         return fmt::format("no frame of A matches one of B by {}: nothing was compared", by);
     }
-    const char* const same = complete ? "all the same" : "what could be read is the same";
+    const char* const same = complete ? "all the same" : "the readable part is the same";
     return fmt::format("{} matched by {}, {}", counted(summary.matched, "frame", "frames"), by,
                        summary.different == 0 ? std::string(same)
                                               : counted(summary.different, "differs", "differ"));

@@ -51,7 +51,7 @@ DifferenceText imageText(const ImageDifference& image, bool several) {
         }
         if (image.samples->restDiffers) {
             text.how += text.how.empty() ? "" : "; ";
-            text.how += "bytes behind the picture differ";
+            text.how += "bytes after the picture differ";
         }
     }
     return text;

@@ -228,7 +228,7 @@ std::string foreignInFolder(const std::string& path) {
         if (!list)
             return fmt::format("tyksim did not make {} in it", tyktree::escaped(walk.name()));
         if (line != walk.line()) {
-            return fmt::format("{} in it was changed after tyksim made it",
+            return fmt::format("{} in it was changed since tyksim made it",
                                tyktree::escaped(walk.name()));
         }
     } while (walk.next());
@@ -239,7 +239,7 @@ std::string foreignInFile(const std::string& path) {
     const FileReader file(path);
     if (file.size() < 0) return "it cannot be read";
     if (file.size() == 0 || isVideo(file) || isSealed(file)) return "";
-    return "tyksim did not make it, or it was changed later";
+    return "tyksim did not make it, or it was changed since";
 }
 
 std::string sealOf(uint32_t checksum) {

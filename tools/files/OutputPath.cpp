@@ -88,8 +88,8 @@ private:
     }
 
     [[noreturn]] void refuse(const std::string& foreign) const {
-        throw Failure(
-            fmt::format("{}: is not replaced; it changed meanwhile: {}", shown(place_), foreign));
+        throw Failure(fmt::format("{}: not replaced, because it changed meanwhile: {}",
+                                  shown(place_), foreign));
     }
 
     void moveFile() const {
@@ -134,8 +134,8 @@ void takePlace(std::string& made, const OutputPlace& place, OutputKind kind) {
         replacement.run();
     } catch (...) {
         if (!replacement.old().empty()) {
-            printNote(fmt::format("{}: stood at {}, and cannot be put back there",
-                                  replacement.old(), place.path));
+            printNote(fmt::format("{}: was at {}, and cannot be moved back", replacement.old(),
+                                  place.path));
             if (replacement.old() == made) made.clear();
         }
         throw;

@@ -101,7 +101,7 @@ void requireApart(const OutputPlace& place, bool stands, const std::vector<std::
             relation = "holds";
         }
         if (!relation) continue;
-        refuse(place, fmt::format("{} the input {}, and the input is never written to", relation,
+        refuse(place, fmt::format("{} the input {}, which tyksim does not change", relation,
                                   tyktree::escaped(input)));
     }
 }
@@ -123,18 +123,18 @@ bool isMountPoint(const std::string& path) {
 void requireReplaceable(const OutputPlace& place, OutputKind kind, bool force) {
     const std::string working = resolved(".");
     if (!working.empty() && liesIn(working, place.path)) {
-        refuse(place, fmt::format("{} the working folder, and no output replaces that",
+        refuse(place, fmt::format("{} the working folder, which an output cannot replace",
                                   liesIn(place.path, working) ? "is" : "holds"));
     }
     if (isMountPoint(place.path)) {
-        refuse(place, "is a mount point, and no output replaces that");
+        refuse(place, "is a mount point, which an output cannot replace");
     }
     const std::string foreign =
         kind == OutputKind::kFile ? foreignInFile(place.path) : foreignInFolder(place.path);
     if (!foreign.empty()) {
-        refuse(place, "stands there already, and --force does not replace it: " + foreign);
+        refuse(place, "exists already, and --force does not replace it: " + foreign);
     }
-    if (!force) refuse(place, "stands there already; --force replaces it");
+    if (!force) refuse(place, "exists already; --force replaces it");
 }
 
 }  // namespace

@@ -96,13 +96,14 @@ void noteLeftovers(const OutputPlace& place) {
         if (!isLeft(path)) continue;
         const bool whole = !place.replaces && isFolder(path) && hasOutputList(path);
         const bool old = path.substr(path.size() - kAside.size()) == kAside;
-        const std::string moved = fmt::format(
-            "{}{}{}{} {} puts it there", old ? ": stood at " : ": is complete, for ", place.given,
-            old ? " until a run was killed; mv -T " : ", but the run was killed; mv -T ",
-            shellWord(path), shellWord(place.path));
-        printNote(path + (whole ? moved
-                                : ": left by a run that was killed; rm -r " + shellWord(path) +
-                                      " removes it"));
+        const std::string what =
+            !whole ? "left by a killed run; to remove it: rm -r"
+            : old
+                ? fmt::format("was at {} until a run was killed; to restore it: mv -T", place.given)
+                : fmt::format("complete output for {} of a killed run; to use it: mv -T",
+                              place.given);
+        const std::string target = whole ? " " + shellWord(place.path) : "";
+        printNote(fmt::format("{}: {} {}{}", path, what, shellWord(path), target));
     }
 }
 

@@ -33,7 +33,7 @@ PictureFile::PictureFile(std::string path, const PictureLayout& layout)
     if (!problem.empty()) throw NoPicture(path_, problem);
     if (file_.status().ok()) return;
     const std::string& reason = file_.status().problem().reason;
-    throw NoPicture(path_, reason == tyktree::kNotRegular ? "it is no regular file"
+    throw NoPicture(path_, reason == tyktree::kNotRegular ? "it is not a regular file"
                                                           : "cannot be opened: " + reason);
 }
 

@@ -123,18 +123,18 @@ void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed) {
 }
 
 void addPictureStyle(VerbOptions& verb, PictureStyle& style) {
-    addWords(verb, "--format", "Of the pictures", kFormats, style.format);
-    verb.option("--quality", style.quality, "Of JPEG")
+    addWords(verb, "--format", "Format of the pictures", kFormats, style.format);
+    verb.option("--quality", style.quality, "Quality of JPEG")
         .takes(wholeNumber(1, 100))
         .valueName("N")
         .showDefault();
     addWords(verb, "--plane", "Only this plane, in grey", kPlanes, style.plane);
     verb.optionFunction(
             "--scale", [&style](const std::string& given) { style.divisor = divisorOf(given); },
-            "Make them smaller by a whole number")
+            "Reduce pictures by a whole number")
         .takes(reduction())
         .valueName("1/N");
-    addWords(verb, "--rotate", "Degrees clockwise", kTurns, style.degrees);
+    addWords(verb, "--rotate", "Rotate clockwise by this many degrees", kTurns, style.degrees);
 }
 
 std::string fileEnding(const PictureStyle& style, const PictureSize& size) {

@@ -206,8 +206,8 @@ void FrameVerifier::verifySceneRecord(const PublishedValue* value, int pipe,
         return;
     }
     if (!sources.fromFiles) {
-        lost(kSceneXmlName, "files that can be held against the scene record that arrived",
-             "files that cannot be read");
+        lost(kSceneXmlName, "readable files to compare with the scene record that arrived",
+             "unreadable files");
         return;
     }
     tyktree::SceneRecord arrived;
@@ -219,7 +219,7 @@ void FrameVerifier::verifySceneRecord(const PublishedValue* value, int pipe,
     const auto& files = sources.fromFiles->bytes;
     const auto other = std::mismatch(files.begin(), files.end(), arrived.bytes.begin()).first;
     if (found.empty() && other != files.end()) {
-        different(kSceneXmlName, "the scene record as its files give it",
+        different(kSceneXmlName, "the scene record of its files",
                   fmt::format("another from offset {} on", other - files.begin()));
     }
     verifiedBytes_ += value->bytes.size();

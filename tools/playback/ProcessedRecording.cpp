@@ -159,7 +159,7 @@ void ProcessedRecording::takeFrame(const FrameRef& frame, const ReplayedFrame& f
         report(frame, result.error);
     } else if (!result.picture) {
         printNote(tyktree::escaped(frame.path()) +
-                  ": the processor handed back no picture; the frame is not recorded");
+                  ": the processor returned no picture; the frame is not recorded");
     } else {
         record(frame, arrived, result);
     }

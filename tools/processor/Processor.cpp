@@ -129,7 +129,7 @@ Processed Processor::process(const tyksim_frame& frame) {
     std::optional<Processed> result = taken(frame);
     if (result) return std::move(*result);
     process_.kill();
-    throw Failure(fmt::format("{}: gave an answer that tyksim cannot read {}",
+    throw Failure(fmt::format("{}: sent an answer that tyksim cannot read {}",
                               tyktree::escaped(path_), when));
 }
 

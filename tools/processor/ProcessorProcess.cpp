@@ -50,7 +50,7 @@ std::string endText(int status, const std::string& when) {
     const int signal = WTERMSIG(status);
     std::string hint;
     if (signal == SIGBUS) hint = "; a file that is cut short is one cause";
-    if (signal == SIGKILL) hint = "; the system does that where memory runs out";
+    if (signal == SIGKILL) hint = "; the system does that when memory runs out";
     return fmt::format("{}{}: {}{}", isCrash(signal) ? "crashed " : "was ended ", when,
                        signalText(signal), hint);
 }
@@ -119,7 +119,7 @@ void ProcessorProcess::throwEnd(const std::string& when) {
 
 void ProcessorProcess::throwNonsense(const std::string& when) {
     kill();
-    throw Failure(fmt::format("sent tyksim something that is no answer {}", when));
+    throw Failure(fmt::format("sent an invalid message {}", when));
 }
 
 /// Waits until the socket has something to read or the process has ended.

@@ -60,17 +60,15 @@ std::string valueProblem(const tyksim_frame& frame, uint32_t tag, uint64_t bytes
     const auto* const found =
         std::find_if(frame.parameters, end,
                      [tag](const tyksim_parameter& parameter) { return parameter.tag == tag; });
-    const std::string handedBack = fmt::format("handed back {} bytes for tag {}", bytes, tag);
-    if (found == end) return handedBack + ", which the frame does not have";
+    const std::string returned = fmt::format("returned {} bytes for tag {}", bytes, tag);
+    if (found == end) return returned + ", which the frame does not have";
     if (found->is_block == 0) {
-        return bytes == found->size
-                   ? ""
-                   : fmt::format("{}, which has {} bytes", handedBack, found->size);
+        return bytes == found->size ? ""
+                                    : fmt::format("{}, which has {} bytes", returned, found->size);
     }
     // A replay accepts neither as a block.
-    if (bytes == 0) return handedBack + "; a block has at least one";
-    return bytes <= INT32_MAX ? ""
-                              : fmt::format("{}; a block has at most {}", handedBack, INT32_MAX);
+    if (bytes == 0) return returned + "; a block has at least one";
+    return bytes <= INT32_MAX ? "" : fmt::format("{}; a block has at most {}", returned, INT32_MAX);
 }
 
 uint64_t packedBytes(int32_t width, int32_t height) {
@@ -80,7 +78,7 @@ uint64_t packedBytes(int32_t width, int32_t height) {
 
 std::string pictureProblem(const tyksim_picture& picture) {
     const std::string size =
-        fmt::format("handed back a picture of {}x{}", picture.width, picture.height);
+        fmt::format("returned a picture of {}x{}", picture.width, picture.height);
     if (packedBytes(picture.width, picture.height) == 0) {
         return fmt::format("{}; expected 1x1 to {}x{}", size, kMaxWidth, kMaxHeight);
     }

@@ -153,7 +153,7 @@ private:
     }
 
     std::string takePicture(const tyksim_picture* picture) {
-        if (!picture) return "handed back a null pointer as a picture";
+        if (!picture) return "returned a null pointer as a picture";
         std::string problem = pictureProblem(*picture);
         if (!problem.empty()) return problem;
         result_.pictureIsGiven = isGiven(*picture) ? 1 : 0;
@@ -177,7 +177,7 @@ private:
     std::string takeValue(uint32_t tag, const void* data, size_t size) {
         std::string problem = valueProblem(frame_, tag, size);
         if (problem.empty() && !data && size > 0) {
-            problem = fmt::format("handed back a null pointer as the value of tag {}", tag);
+            problem = fmt::format("returned a null pointer as the value of tag {}", tag);
         }
         if (!problem.empty()) return problem;
         auto value = std::find_if(values_.begin(), values_.end(),
@@ -254,7 +254,7 @@ private:
         FrameOutput output(arrived.frame(), made_);
         const int status = library_->process(state_, &arrived.frame(), &output.output());
         if (!output.error().empty()) throw Failure(output.error());
-        if (status != 0) throw Failure(fmt::format("gave the error {}", status));
+        if (status != 0) throw Failure(fmt::format("returned the error {}", status));
         output.finish();
     }
 
@@ -278,7 +278,7 @@ Message answerTo(const Message& request, Server& server, SharedMemory& made) {
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        reason = "threw an exception that is no std::exception";
+        reason = "threw an exception that is not a std::exception";
     }
     made.clear();
     made.add(reason.data(), reason.size());

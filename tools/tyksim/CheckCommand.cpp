@@ -76,7 +76,7 @@ ExitStatus checkOne(const CheckVerbOptions& options, const OpenedTree& tree, Jso
     };
     const tyktree::CheckTotals totals =
         checkTree(tree.index, options.reading.tree.selection(), tree.catalog, check, *report);
-    throwIfInterrupted("looked at " + totalsText(totals));
+    throwIfInterrupted("checked " + totalsText(totals));
     report->endTree(tree.index.path().given, totals, tree.catalog, options.deep);
     return statusOf(report->counts(), options);
 }
@@ -126,7 +126,7 @@ ExitStatus check(const CheckVerbOptions& options) {
         return ExitStatus::kClean;
     }
     if (options.reading.trees.empty())
-        throw WrongUsage("expected TREE, found none (`tyksim check --help` says more)");
+        throw WrongUsage("expected TREE, found none (see `tyksim check --help`)");
     ExitStatus status = ExitStatus::kClean;
     for (const std::string& given : options.reading.trees) {
         status = worse(status, isNoFolder(given) ? checkConfigurationFile(options, given)

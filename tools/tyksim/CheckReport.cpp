@@ -32,7 +32,7 @@ const char* shapeOf(Severity severity) {
 
 std::string tableText(const TagCatalog& catalog) {
     if (catalog.path().empty()) {
-        return "without a tag table: tags unknown to the device were not looked for";
+        return "without a tag table: unknown tags were not checked";
     }
     return "tag table " + tyktree::escaped(catalog.path());
 }
@@ -43,9 +43,9 @@ std::string costText(const tyktree::ConfigCost& cost) {
     if (cost.blocks > 0) {
         line += fmt::format(" with {} of the usual size", counted(cost.blocks, "block", "blocks"));
     }
-    if (cost.scene) line += ", the scene record's among them";
-    line += "; the image comes on top";
-    if (cost.tuning) line += ", and the tuning copy is rewritten";
+    if (cost.scene) line += ", including the scene record's";
+    line += ", without the image";
+    if (cost.tuning) line += "; it rewrites the tuning copy";
     return line;
 }
 
@@ -59,7 +59,7 @@ public:
             counts().total() == 0 && totals.frames > 0 ? "clean" : countsText(counts());
         printResult(fmt::format("{}: {}: {}; {}; {}", tyktree::escaped(given), judged,
                                 totalsText(totals), tableText(catalog),
-                                deep ? "contents read" : "contents not read (--deep does)"));
+                                deep ? "contents read" : "contents not read (use --deep)"));
     }
 
     void endConfiguration(const std::string& path, const tyktree::ConfigCost& cost,
@@ -69,7 +69,7 @@ public:
                                 counts().total() == 0 ? "clean" : countsText(counts()),
                                 hasTable
                                     ? tableText(catalog)
-                                    : "without --tags: names, kinds and sizes were not looked at"));
+                                    : "without --tags: names, kinds and sizes were not checked"));
         if (hasTable) printResult(costText(cost));
     }
 
@@ -147,7 +147,7 @@ void reportRulesAsJson() {
 }
 
 void reportRulesAsText() {
-    Table table{{"rule"}, {"severity"}, {"what it says"}};
+    Table table{{"rule"}, {"severity"}, {"meaning"}};
     for (const tyktree::Rule& rule : tyktree::rules()) {
         table.addRow({std::string(rule.name), std::string(nameOf(rule.severity)),
                       std::string(rule.summary)});

@@ -56,7 +56,7 @@ std::string refusePair(const CLI::App& verb) {
         if (option->count() == 0) continue;
         for (const CLI::Option* other : option->get_excludes()) {
             if (other->count() > 0) {
-                return other->get_name() + " and " + option->get_name() + " do not go together";
+                return other->get_name() + " and " + option->get_name() + " exclude each other";
             }
         }
     }
@@ -74,7 +74,7 @@ std::string refuseCount(const CLI::App& verb, const std::string& sentence) {
     const CLI::Option* const option = verb.get_option_no_throw(name);
     if (!option) return "";
     if (sentence.find("missing") != std::string::npos) {
-        return name + ": expected " + valueNameOf(*option) + ", found nothing behind it";
+        return name + ": expected " + valueNameOf(*option) + ", found none";
     }
     return name + ": expected once, found " + fmt::to_string(option->count()) + " times";
 }

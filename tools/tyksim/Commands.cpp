@@ -28,7 +28,7 @@ int logLevelOfEnvironment(int otherwise) {
 void addLogLevel(VerbOptions& verb, int& level) {
     const Option option =
         verb.option("--log-level", level,
-                    "Library log lines to show: 0 none (failures are findings in any case), 1 "
+                    "Library log lines to show: 0 none (failures are always findings), 1 "
                     "failures, 3 and more details")
             .takes(wholeNumber(0, 5))
             .valueName("N")

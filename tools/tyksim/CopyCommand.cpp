@@ -132,7 +132,7 @@ Action defineCopy(VerbOptions& verb) {
     verb.option("--only-tags", options->copy.onlyTags,
                 "Only tags whose names match this shell pattern")
         .valueName("GLOB");
-    verb.flag("--no-images", options->noImages, "Leave the images out");
+    verb.flag("--no-images", options->noImages, "Omit the images");
     verb.option("--set", options->settings, "Set a value in every selected frame")
         .valueName("NAME=VALUE")
         .oneValueEach();

@@ -239,24 +239,24 @@ private:
 Action defineDiff(VerbOptions& verb) {
     const auto options = std::make_shared<Options>();
     verb.option("A", options->a, "A frame, a task or a tree").required();
-    verb.option("B", options->b, "What it is held against").required();
+    verb.option("B", options->b, "The other frame, task or tree").required();
     verb.optionFunction(
             "--match",
             [options](const std::string& by) {
                 options->match = by == "order" ? MatchBy::kOrder : MatchBy::kRequest;
             },
-            "How frames belong together")
+            "How frames are matched")
         .takes(oneOf({"request", "order"}))
         .defaultText("request");
     verb.option("--tolerance", options->tolerance,
-                "Samples that differ by at most N count as the same")
+                "Samples that differ by at most N count as equal")
         .takes(wholeNumber(0, 255))
         .valueName("N")
         .showDefault();
-    verb.option("--ignore", options->ignored, "Leave this out of the comparison")
+    verb.option("--ignore", options->ignored, "Ignore this in the comparison")
         .valueName("NAME")
         .oneValueEach();
-    verb.option("--heat-map", options->heatMaps, "Folder to make for pictures of where")
+    verb.option("--heat-map", options->heatMaps, "Folder to make for pictures of the differences")
         .valueName("DIR");
     verb.option("--worst", options->worst, "Frames to show")
         .takes(wholeNumber(0, 100000))

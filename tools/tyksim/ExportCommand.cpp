@@ -223,7 +223,7 @@ private:
                 RuleId::kImageSizeVaries, frame.place(),
                 {frame.path(), fmt::format("{}x{}", video_->size().width, video_->size().height),
                  fmt::format("{}x{}", image.size.width, image.size.height),
-                 "left out of the video"}));
+                 "not added to the video"}));
             return true;
         };
         auto& images = result.images;
@@ -255,7 +255,7 @@ void finish(Options& options) {
     options.style.format = PictureFormat::kY4mFrame;
     static_cast<void>(rateOf(options.rate));
     if (options.video == kStandardOutput && options.reading.json) {
-        throw WrongUsage("--json: standard output is the video's");
+        throw WrongUsage("--json: standard output has the video; give --y4m a file");
     }
 }
 

@@ -121,7 +121,7 @@ private:
 Action defineInfo(VerbOptions& verb) {
     const auto options = std::make_shared<InfoOptions>();
     addReadingOptions(verb, options->reading);
-    verb.option("--by", options->by, "List what there is by task, frame or tag")
+    verb.option("--by", options->by, "List the contents by task, frame or tag")
         .takes(oneOf({"task", "frame", "tag"}));
     verb.footer(kFooter);
     return [options] {

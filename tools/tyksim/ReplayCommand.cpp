@@ -244,7 +244,7 @@ private:
 
     void report(const ProcessedRecording& recording) const {
         if (recording.withheld() > 0) {
-            printResult(fmt::format("not processed: {} that did not arrive as the files hold them",
+            printResult(fmt::format("not processed: {} that did not arrive as in their files",
                                     counted(recording.withheld(), "frame", "frames")));
         }
         printResult(recording.recorded() == 0
@@ -271,7 +271,7 @@ void settle(ReplayOptions& options) {
         throw WrongUsage("--with PROCESSOR and -o OUT go together");
     }
     if (!options.processor.empty() && !options.session.images) {
-        throw WrongUsage("--with needs the images, which --entry folder and --no-images leave out");
+        throw WrongUsage("--with needs the images, which --entry folder and --no-images omit");
     }
     if (options.processor.empty() && !options.processorOptions.empty()) {
         throw WrongUsage("--option is for a processor; give one with --with");
@@ -300,7 +300,7 @@ Action defineReplay(VerbOptions& verb) {
     verb.flag("--verify", options->session.verify,
               "Compare every value and image that arrives with its file");
     verb.flag("--show-scene", options->showScene, "Print the scene record that arrives");
-    verb.option("--loop", options->session.loops, "Replay the frames so many times")
+    verb.option("--loop", options->session.loops, "Replay the frames N times")
         .takes(wholeNumber(1, 1000000))
         .valueName("N")
         .showDefault();
@@ -312,7 +312,7 @@ Action defineReplay(VerbOptions& verb) {
     verb.option("--option", options->processorOptions, "An option of the processor")
         .valueName("TEXT")
         .oneValueEach();
-    verb.option("-o,--output", options->output, "Record what the processor hands back")
+    verb.option("-o,--output", options->output, "Record the processor's results as a tree")
         .valueName("OUT");
     addForce(verb, options->force);
     addLogLevel(verb, options->session.logLevel);

@@ -50,7 +50,7 @@ void addTreeOptions(VerbOptions& verb, TreeOptions& options) {
     verb.option("--sofs", options.sofs, "Only frames with these sof ids").valueName("RANGES");
     verb.option("--tags", options.tagsFile, "Tag table")
         .valueName("FILE")
-        .defaultText("tags.xml in the device root, where there is one");
+        .defaultText("tags.xml in the device root, if there is one");
     options.jobs = availableJobs();
     verb.option("--jobs", options.jobs, "Threads")
         .takes(wholeNumber(1, 1024))
@@ -59,8 +59,7 @@ void addTreeOptions(VerbOptions& verb, TreeOptions& options) {
 }
 
 void addForce(VerbOptions& verb, bool& force) {
-    verb.flag("--force", force,
-              "Replace an earlier output that nobody changed, or something empty");
+    verb.flag("--force", force, "Replace an unchanged earlier output, or an empty file or folder");
 }
 
 }  // namespace tyksim

@@ -39,14 +39,14 @@ struct Verb {
 
 // A verb has one line here and its declaration in Commands.h.
 constexpr Verb kVerbs[] = {
-    {"record", "Simulate a camera and record what it captures", tyksim::defineRecord},
-    {"replay", "Replay a dump tree and check what arrives", tyksim::defineReplay},
-    {"info", "Say what is in a tree", tyksim::defineInfo},
+    {"record", "Simulate a camera and record its frames", tyksim::defineRecord},
+    {"replay", "Replay a dump tree and verify the values that arrive", tyksim::defineReplay},
+    {"info", "Show the contents of a tree", tyksim::defineInfo},
     {"check", "Check a tree or a dump configuration against the rules", tyksim::defineCheck},
     {"show", "Show one frame: parameters, scene record, image", tyksim::defineShow},
     {"track", "Follow values from frame to frame", tyksim::defineTrack},
     {"export", "Export images as pictures or a video", tyksim::defineExport},
-    {"diff", "Say what differs between two frames, tasks or trees", tyksim::defineDiff},
+    {"diff", "Report the differences between two frames, tasks or trees", tyksim::defineDiff},
     {"copy", "Copy part of a tree, with values changed", tyksim::defineCopy},
     {"sheet", "Make a page to look at a tree", tyksim::defineSheet},
 };
@@ -126,7 +126,7 @@ ExitStatus answer(const CLI::App& app, const CLI::ParseError& error) {
     }
     const std::vector<CLI::App*> verbs = app.get_subcommands();
     const CLI::App& verb = verbs.empty() ? app : *verbs.front();
-    throw tyksim::WrongUsage(fmt::format("{} (`tyksim {}--help` says more)",
+    throw tyksim::WrongUsage(fmt::format("{} (see `tyksim {}--help`)",
                                          tyksim::refusalOf(verb, error),
                                          verbs.empty() ? "" : verb.get_name() + " "));
 }
