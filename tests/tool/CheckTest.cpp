@@ -1,5 +1,5 @@
-// What a check finds of every kind of damage: a small recorded tree is damaged by a line of shell,
-// and the rules that are then said are compared.
+// Tests the findings for every kind of damage: a line of shell damages a small recorded tree, and
+// the test compares the rules of the findings.
 #include "tree/check/TreeCheck.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ bool hideEntryTypes = false;  ///< the file system gives no entry types
 
 struct Damage {
     const char* script;  ///< with the folders R (dump root), P (pipe), K (task), F1 to F4 (frames)
-    const char* rules;   ///< as they are said
+    const char* rules;   ///< of the findings, in order
 };
 
 /// One tree of four frames for all tests.
@@ -61,7 +61,7 @@ protected:
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
     }
 
-    /// Checks a copy of the tree that `script` has damaged; `user` runs the tool as somebody else.
+    /// Checks a copy of the tree damaged by `script`; `user` runs the tool as another user.
     static Result checkDamaged(const std::string& script, const std::string& arguments = "",
                                const std::string& user = "") {
         return shell(
@@ -73,7 +73,7 @@ protected:
             " 2>&1");
     }
 
-    /// The rules of the findings, in the order in which they are said.
+    /// The rules of the findings, in the order of the output.
     static std::string rulesIn(const std::string& out) {
         std::istringstream lines(out);
         std::string rules;
@@ -111,13 +111,13 @@ TEST_F(CheckTest, Frames) {
         {"cp -r $F2 ${F4%_req*}_reqID_2_sofID_2", "frame-order frame-repeated"},
         {"mv $F1 ${F1%_req*}_reqID_10_sofID_1", "frame-order frame-order frame-order"},
         {"mv $F1 ${F2%_req*}_reqID_10_sofID_1", "frame-order frame-order"},
-        // An exposure belongs to one request; of another camera it is another one.
+        // An exposure belongs to one request; another camera has other exposures.
         {"cp -r $F2 ${F4%_req*}_reqID_5_sofID_2", "sof-repeated"},
         {"cp -r $F2 ${F4%_req*}_reqID_5_sofID_2; rm */FCWH*", "image-missing sof-repeated"},
         {"cp -r $F2 ${F4%_req*}_reqID_5_sofID_2; cd *_reqID_5*; for x in FC*; do mv $x "
          "${x%%_0_*}_3_${x#*_0_}; done",
          ""},
-        // No calendar or clock has it. Frames have no year.
+        // Impossible times. Frames have no year.
         {"mv $K $P/21160017000000000_task_0", "name-time"},
         {"mv $K $P/21160229000000000_task_0", "name-time"},
         {"mv $K $P/21180229000000000_task_0", ""},
@@ -131,14 +131,14 @@ TEST_F(CheckTest, Frames) {
         {"mv $K $P/odd", "task-name"},
         {"mv $P $R/pipe_01", "foreign-folder no-frames"},
         {"mv $P $R/../p; ln -s ../p $P", "linked-folder"},
-        // Frames right in the pipe's folder, tasks and frames right in the dump root.
+        // Frames directly in the pipe's folder, tasks and frames directly in the dump root.
         {"mv $K/* $P; rmdir $K; rm $P/$F2/$G; touch $P/f", "foreign-file parameter-missing"},
         {"cp -r $F2 $R; rm $R/$F2/FCWH*; mv $K $R; rm $R/*_task_0/$F3/FCWH*",
          "no-frames image-missing image-missing"},
         {"mkdir $R/x $P/y $F2/z; touch $R/f $P/g h $F2/i",
          "foreign-file foreign-folder foreign-file foreign-folder foreign-file foreign-file "
          "foreign-folder"},
-        // The last frame may break off, and only the last.
+        // Only the last frame may be incomplete.
         {"rm $F4/FCWH*", "frame-torn"},
         {"truncate -s 5 $F4/FCWH*", "frame-torn"},
         {"rm $F4/FCWH* $F4/*MFNR* $F4/*ISCENE*; truncate -s 0 $F4/*GYRO*", "frame-torn"},
@@ -146,20 +146,20 @@ TEST_F(CheckTest, Frames) {
         {"rm $F4/*", "frame-torn"},
         {"rm $F2/* $F4/*", "frame-empty frame-torn"},
         {"rm */FCWH*; rm $F4/*ISCENE* $F4/*MFNR* $F4/iScene*", "frame-torn image-missing"},
-        // A frame by itself is measured by the configuration and the tag table.
+        // A single frame is compared with the configuration and the tag table.
         {"rm -r $F2 $F3 $F4; rm $F1/*", "frame-torn"},
         {"rm -r $F2 $F3 $F4; rm $F1/FCWH*", "image-missing"},
         {"rm -r $F2 $F3 $F4; rm $F1/FCWH* $F1/*MFNR*", "frame-torn"},
         {"rm -r $F2 $F3 $F4; rm $F1/FCWH*; truncate -s 2 $F1/*GAINS*", "frame-torn"},
         {"rm -r $F2 $F3 $F4; truncate -s 2 $F1/*GAINS*", "parameter-size"},
         {"rm -r $F2 $F3 $F4; truncate -s 2 $F1/FCWH*", "frame-torn"},
-        // An entry with a sof id of its own gives all frames a file of that id.
+        // An entry with a fixed sof id gives all frames a file with that id.
         {"sed -i '0,/<dumpType>/s//<sofID>9<\\/sofID>&/' $R/pipe1*; for f in *; do mv $f/*RE_TIME* "
          "$f/FCPDT_9_0_1_0_KELV_TAG_EXPOSURE_TIME.bin; done; rm $F2/*RE_TIME* $F4/FCWH*",
          "frame-torn parameter-missing"},
         {"rm $F4/*GAINS*", "parameter-missing"},
         {"rm $F3/FCWH* $F3/*MFNR*", "parameter-missing image-missing"},
-        // Links in circles, a name that says it is long.
+        // Links in circles, and a name with a huge size.
         {"ln -s . loop; ln -s .. $F1/loop; ln -s l $F1/l",
          "not-a-folder foreign-file foreign-file"},
     });
@@ -169,7 +169,8 @@ TEST_F(CheckTest, Parameters) {
     expectRules({
         {"rm $F2/$G", "parameter-missing"},
         {"rm */*GAINS*", "parameter-missing"},
-        // Of half the frames each is said, of more the task; what is in few is a stray.
+        // A problem of half the frames is reported for each, of more for the task; a parameter in
+        // few frames is a stray.
         {"rm $F2/$G $F3/*GAINS*", "parameter-missing parameter-missing"},
         {"rm $F1/*GAINS* $F2/$G $F3/*GAINS*", "parameter-missing"},
         {"rm $F1/*GAINS* $F2/$G $F3/*GAINS* $R/pipe1*", "config-missing parameter-missing"},
@@ -196,7 +197,7 @@ TEST_F(CheckTest, Parameters) {
         {"cp $F2/$G $F2/FCPDT_2_0_1_0_KELV_TAG_WB_GAIN.bin", "parameter-unknown-tag"},
         {"touch \"$F2/$(printf 'FCPDT_2_0_1_0_\\033]0;x\\007\\n\\377.bin')\"",
          "parameter-empty parameter-unknown-tag"},
-        // Cameras take turns: what is missing is missed once.
+        // Cameras take turns: a missing file is reported once.
         {"for f in $F2 $F4; do cd $f; for x in FC*; do mv $x ${x%%_0_*}_3_${x#*_0_}; done; cd ..; "
          "done; rm $F2/*GAINS*",
          "parameter-missing"},
@@ -219,7 +220,7 @@ TEST_F(CheckTest, ImagesAndRecords) {
          "image-size-varies image-size-varies"},
         {"mv $F2/$I $F2/x.yuv; mv $F3/FCWH* $F3/FCWH_3_0_16_8_nv21.yuv~",
          "image-name image-name image-missing image-missing"},
-        // A copy that leaves images out says so.
+        // A copy without images is marked.
         {"sed -i 's/<dumpconfig/& images=\"no\"/' $R/pipe1*; rm */FCWH*", ""},
         {"cp $F2/$I $F2/FCWH_2_0_16_8_nv12.yuv", "image-name image-repeated"},
         {"mv $F2/$I $F2/_nv12.yuv", "image-name image-missing"},
@@ -228,7 +229,7 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"mv $F2/$I $F2/FCWH_2_1_16_8_nv21.yuv", "image-camera"},
         {"mv $F2/$I $F2/FCWH_2_1_16_8_nv21.yuv; rm $R/pipe1*", "config-missing image-camera"},
         {"for f in */FCWH*; do mv $f ${f%_0_16*}_1_16_8_nv21.yuv; done", "image-camera"},
-        // What gives every parameter a camera of its own, and what may have.
+        // Fixed cameras for all parameters, in the configuration or possibly so.
         {"for f in */FCWH*; do mv $f ${f%_0_16*}_1_16_8_nv21.yuv; done; "
          "sed -i 's,<pipe>,<camID>0</camID>&,' $R/pipe1*",
          ""},
@@ -239,7 +240,7 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {": > $P/mfnr5.2.xml", "tuning-copy-empty"},
         {"rm $P/mfnr*; ln -s nowhere $P/mfnr5.2.xml", "file-kind"},
         {"rm $P/mfnr*; mkdir $P/mfnr5.2.xml", "foreign-folder tuning-copy-missing"},
-        // Frames of another pipe have their copy in the same folder.
+        // Frames of another pipe have their tuning copy in the same folder.
         {"mkdir $R/pipe_3; mv $K $R/pipe_3; mv $R/pipe1* $R/pipe3_dumpConfig.xml", ""},
         {"mkdir $R/pipe_3; mv $K $R/pipe_3; mv $R/pipe1* $R/pipe3_dumpConfig.xml; : > "
          "$P/mfnr5.2.xml",
@@ -247,7 +248,7 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"mkdir $R/pipe_3; cp -r $K $R/pipe_3; rm -r $K", "no-frames config-missing"},
         {"rm -r $K $R/pipe1*", "no-frames"},
         {"echo '<a' > $F2/iSceneInfo.xml", "scene-xml"},
-        // The rest of a longer text that was written over, a comment, a field twice.
+        // The rest of an overwritten longer text, a comment, a field twice.
         {"echo '</iSceneInfo' >> $F2/iSceneInfo.xml", "scene-xml"},
         {"echo 'Info>' >> $F2/iSceneInfo.xml", "scene-xml-extra"},
         {"printf '\\0x' >> $F2/iSceneInfo.xml", "scene-xml-extra"},
@@ -283,9 +284,9 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"echo '<a' > $R/pipe1_dumpConfig.xml", "config-xml"},
         {"echo '<a/>' > $R/pipe1_dumpConfig.xml", "config-root"},
         {"rm $R/pipe1*; ln -s /dev/zero $R/pipe1_dumpConfig.xml", "config-xml"},
-        // Of one that breaks off nothing is read, and so nothing missed.
+        // A truncated configuration is not read, so nothing is missing.
         {"sed -i 's/_WB_GAINS/_NEW/; $d' $R/pipe1*; rm $R/../../../../tags.xml", "config-xml"},
-        // The configuration has to be one, but frames of images alone are whole.
+        // The configuration must be valid, but frames with only an image are complete.
         {"echo '<dumpconfig/>' > $R/pipe1_dumpConfig.xml", ""},
         {"echo '<dumpconfig><common/></dumpconfig>' > $R/pipe1_dumpConfig.xml", ""},
         {"sed -i 's/_WB_GAINS/_WBGAINS/; 0,/>0</s//>2</' $R/pipe1*", "config-dump-type config-tag"},
@@ -298,7 +299,8 @@ TEST_F(CheckTest, ImagesAndRecords) {
     const std::string grey = "head -c 192 /dev/zero | tr '\\0' x > $F2/$I";
     EXPECT_EQ(rulesIn(checkDamaged(grey).out), "");
     EXPECT_EQ(rulesIn(checkDamaged(grey, "--deep").out), "image-uniform");
-    // Of two values, one a plane; of others at the end of a plane, of the file or of a piece.
+    // Images with one value per plane, and images with another value at the end of a plane, of the
+    // file or of a piece.
     const auto deep = [](const char* pieces) {
         return rulesIn(checkDamaged(std::string("n() { head -c $1 /dev/zero | tr '\\0' $2; }; { ") +
                                         pieces + "; } > $F2/FCWH_2_0_640_480_nv21.yuv; rm $F2/$I",
@@ -339,7 +341,7 @@ TEST_F(CheckTest, StatusAndOutput) {
 }
 
 TEST_F(CheckTest, UnreadableFiles) {
-    // The superuser may read everything, unless he gives that up.
+    // The superuser can read everything unless setpriv drops this right.
     const std::string user =
         geteuid() == 0 ? "setpriv --bounding-set=-dac_override,-dac_read_search " : "";
     expectRules({{"chmod 0 $F2/$I $F3/*Scene* $F3/*SCENE_CAP*",
@@ -352,12 +354,12 @@ TEST_F(CheckTest, UnreadableFiles) {
                  {"chmod 0 $P", "folder-unlisted"},
                  {"chmod 0 $R", "folder-unlisted no-frames"}},
                 user);
-    // A deep check says nothing twice.
+    // A deep check reports nothing twice.
     const char* const closed =
         "chmod 0 $F2/$I; rm $F2/$G $F3/FCWH*; mkdir $F2/$G; mkfifo $F3/FCWH_";
     const Result deep = checkDamaged(std::string(closed) + "3_0_16_8_nv21.yuv", "--deep", user);
     EXPECT_EQ(rulesIn(deep.out), "file-kind file-unreadable file-kind") << deep.out;
-    // What is named is looked at where the folder above is closed.
+    // A named folder is checked even if the folder above cannot be listed.
     checkDamaged("echo $K/$F2 > $R/../../../../../named; rm $F2/FCWH*; chmod 311 $K");
     const Result named = shell(user + TYKSIM_COMMAND " check $(cat named) 2>&1");
     EXPECT_EQ(rulesIn(named.out), "image-missing") << named.out;
@@ -374,9 +376,9 @@ TEST_F(CheckTest, PartsOfATree) {
         {": > $P/mfnr5.2.xml; rm $F2/FCWH*; truncate -s 3 $F3/*GAINS*", task,
          "parameter-size image-missing tuning-copy-empty"},
         {"rm $F2/FCWH* $F4/*GAINS*; touch h", task + "/*_reqID_2_*", "image-missing"},
-        // A frame by itself is the last of nothing.
+        // A single frame is not the last of a task.
         {"rm $F4/FCWH*", task + "/*_reqID_4_*", "image-missing"},
-        // The tag table in the device root is found from everywhere in it.
+        // The tag table in the device root is found from every folder in it.
         {"touch $F2/FCPDT_2_0_1_1_NEW.bin; rm $R/pipe1*", "c/data/vendor/cameraserver/tykdump",
          "config-missing parameter-empty parameter-unknown-tag"},
         {"touch $F2/FCPDT_2_0_1_1_NEW.bin", "c/data/vendor/cameraserver/tykdump/pipe_1",
@@ -461,7 +463,7 @@ TEST_F(CheckTest, Configurations) {
         {entry("<tag value='KELV_TAG_WB_GAINS'>" + whole + "</tag><tag value='KELV_TAG_WB_GAINS'>" +
                whole + "</tag>"),
          "config-repeated", "one frame: 1 file"},
-        // What differs in one filter is no repetition.
+        // Entries with a different filter are not repetitions.
         {entry("<tag value='KELV_TAG_WB_GAINS'>" + whole +
                "<camID>1</camID></tag><tag value='KELV_TAG_WB_GAINS'>" + whole +
                "<camID>2</camID></tag><tag value='KELV_TAG_WB_GAINS'>" + whole +
@@ -474,7 +476,7 @@ TEST_F(CheckTest, Configurations) {
         {"<dumpconfig><pipeline><node name='n'><tag name='KELV_TAG_ISCENE_INFO'><pipe>"
          "SNAPSHOT_TYPE</pipe><dumpType>0</dumpType></tag></node></pipeline></dumpconfig>",
          "", "one frame: 4 files, 14.2 kB, including the scene record's"},
-        // What is not looked at is no finding.
+        // Without a tag table unknown tags are not findings.
         {tag(whole, "value='NOBODY'"), "", "clean; without --tags", ""},
     };
     shell(
@@ -498,7 +500,7 @@ TEST_F(CheckTest, DocumentationHasTheRules) {
 
 }  // namespace
 
-/// In place of the C library's.
+/// Replaces the C library's function.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" dirent* readdir(DIR* folder) {
     static auto* const real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));

@@ -1,4 +1,4 @@
-// Words and options of the command line, before any verb is at work.
+// Tests of words and options of the command line.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {

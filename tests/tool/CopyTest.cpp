@@ -1,4 +1,4 @@
-// tyksim copy: which files it takes, and what --set changes in them.
+// Tests of tyksim copy: the copied files, and the effect of --set.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
@@ -24,7 +24,7 @@ Rows copyRows() {
         {"PatternBehindTheWrongOption",
          "fails 2 tyksim copy r -o p --tags '*GAIN*'; [ ! -e p ]",
          {"--only-tags takes patterns"}},
-        // What cannot be read is left out and said.
+        // Unreadable files are omitted and reported.
         {"FilesThatMayNotBeRead",
          R"sh(n=; [ $(id -u) != 0 ] || n='setpriv --bounding-set=-dac_override,-dac_read_search'
               chmod 0 $F2/FCWH* $F3/*WB_G* $D/pipe_1/mfnr* $D/*.xml; rm r/tags.xml
@@ -52,8 +52,8 @@ Rows copyRows() {
 
 namespace {
 
-/// Frame 2 lacks fields that the blocks have, and has a text that is no number. `values TREE FRAME`
-/// prints what track, show and a replay have of its fields.
+/// Frame 2 has no elements for some fields of the blocks, and a text that is not a number. `values
+/// TREE FRAME` prints its fields from track, show and a replay.
 const char* const kIncompleteScene = R"sh(
 X=iSceneInfo.xml
 sed -i '/<hdr_detect_out>/,/<.hdr_detect_out>/d; s/gain>.*</gain>\t12abc <!-- x --></' $F2/$X
@@ -120,7 +120,7 @@ Rows copySetRows() {
         {"NoFrameHasAFile",
          "rm $K/*/*WB_G*; fails 2 tyksim copy r -o p --set KELV_TAG_WB_GAINS.red=1",
          {"GAINS.red=1: none of the"}},
-        // A value keeps the size of its tag, and else of its file.
+        // A value keeps the size of its tag, or of its file without a tag table.
         {"SizeOfTheTag",
          "fails 2 tyksim copy r -o p --set KELV_TAG_STREAM_QUALITY=0707; [ ! -e p ]",
          {"expected 1 byte, the size of tag"}},

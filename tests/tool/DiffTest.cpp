@@ -1,11 +1,11 @@
-// tyksim diff, and a sheet of two trees: differences are named, and nothing else.
+// Tests of tyksim diff and of a sheet of two trees: they report all differences and nothing else.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
 
 namespace {
 
-/// Of frames 2 and 3 several files differ, or cannot be compared.
+/// Several files of frames 2 and 3 differ or cannot be compared.
 const char* const kMany = R"sh(
 cp -a r p; G=p${F2#r}
 truncate -s 5 $G/*GAINS*; touch $G/x
@@ -74,7 +74,8 @@ Rows ignored() {
     };
 }
 
-/// What says something else to a replay, or the same in other words; the order of frames.
+/// Names with another meaning for a replay, or the same meaning in another spelling; the order of
+/// frames.
 Rows names() {
     return after(R"sh(
 cp -a r p
@@ -126,7 +127,7 @@ Rows matching() {
     };
 }
 
-/// Tasks belong together by name, else by place, and by pipe where there are several.
+/// Tasks match by name, else by position, and by pipe if there are several.
 Rows tasks() {
     return after(R"sh(
 tyksim record r --frames 2 --size 16x8; tyksim record r --frames 1 --size 16x8 --pipe 3
@@ -152,7 +153,8 @@ cp -a r p; P=p${D#r}; rm $P/pipe_3/*/*/FCWH*
                  });
 }
 
-/// A sheet of two trees says the same, and what a check finds in both. Of luma what is there.
+/// A sheet of two trees has the same differences, the findings of both trees, and the existing
+/// samples of luma.
 Rows sheets() {
     return after(R"sh(
 cp -a r p

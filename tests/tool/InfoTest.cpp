@@ -1,11 +1,11 @@
-// tyksim info: what is in a tree, counted, measured and dated.
+// Tests of tyksim info: counts, sizes and dates.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
 
 namespace {
 
-/// Frames out of time and order: gaps, a request twice, a pause, and one without an image.
+/// Irregular frames: gaps, a request twice, a pause, and a frame without an image.
 const char* const kOutOfOrder = R"sh(
 (cd $K
  mv *_reqID_1_* 0228235959900_reqID_1_sofID_1
@@ -41,7 +41,7 @@ Rows outOfOrder() {
         });
 }
 
-/// How sizes of files and durations are written.
+/// The text of file sizes and durations.
 Rows numbers() {
     Rows rows;
     for (const auto& [size, text] : {std::pair<const char*, const char*>{"0", "0 B"},
@@ -73,7 +73,7 @@ Rows numbers() {
     return rows;
 }
 
-/// Selections of frames that are none.
+/// Invalid selections of frames.
 Rows refused() {
     Rows rows;
     for (const auto& [name, text] : {std::pair<const char*, const char*>{"Backwards", "3..1"},

@@ -1,4 +1,4 @@
-// Where a verb writes: an output replaces only what tyksim made, and never a part of the input.
+// Tests of outputs: they replace only outputs of tyksim, and never a part of the input.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
@@ -26,7 +26,7 @@ Rows outputRows() {
         {"PageThatSomebodyAddedTo",
          "mkdir p; cd p; ln -s ../r; tyksim sheet r -o g; echo >>g; files 2 g; cd ..",
          {"or it was changed"}},
-        // Something else of the name that the list of an output has.
+        // Other entries with the name of an output's list.
         {"FolderOfTheListsName",
          R"sh(mkdir -p p/.tyksim-output; echo x >p/.tyksim-output/x
               folders 2 p; cat p/.*/x)sh",
@@ -34,7 +34,7 @@ Rows outputRows() {
         {"FileOfTheListsName",
          R"sh(mkdir p; echo x >p/.tyksim-output; folders 2 p; cat p/.*t)sh",
          {"holds .tyksim-output", "\nx\n"}},
-        // Places that no output takes.
+        // Places that an output cannot replace.
         {"WorkingFolder",
          R"sh(mkdir -p p/q; cd p/q; ln -s ../../r
               folders 2 .; folders 2 ..; folders 2 ../q/.; files 2 .; cd ../..; find p)sh",
@@ -55,7 +55,7 @@ Rows outputRows() {
         {"PageToStandardOutput",
          "tyksim sheet r -o - >q; head -n 1 q",
          {"standard output: 3 frames", "<!DOCTYPE html>\n"}},
-        // The input, whatever it is called.
+        // The input by various names.
         {"PlacesInTheInput",
          R"sh(ln -s r p
               (cd $F2; root=../../../../../../../../r
@@ -76,7 +76,7 @@ Rows outputRows() {
               done)sh",
          {"p/q/x: lies in the input"}},
         {"TheInputByAnotherName", "folders 2 r/../r", {"r/../r: is the input"}},
-        // What is in the way when the output is complete counts, not what was there before.
+        // The place is checked again when the output is complete.
         {"SomebodysFileMeanwhile",
          R"sh(tyksim copy r -o p
               fails 1 tyksim replay r --with $P/odd_processor.so --option touch=p/x -o p --force
@@ -89,7 +89,7 @@ Rows outputRows() {
          {"n/e/w/data", ": cannot be written: File too large"}},
     };
     for (Row& row : rows) row.script += "\nsnap | cmp before -";
-    // The verbs whose output is a folder, and those whose output is a file.
+    // Verbs with a folder as output, and verbs with a file.
     return after(R"sh(
 folders() {  # STATUS PATH
     fails $1 tyksim export r -o $2 --force

@@ -1,4 +1,4 @@
-// A photograph becomes NV21, whatever the subsampling of its chroma.
+// Tests that photographs of every chroma subsampling become NV21.
 #include "tests/tool/Photographs.h"
 #include "tests/tool/ToolRun.h"
 

@@ -1,4 +1,4 @@
-// Photographs for tests, made on the spot.
+// Makes photographs for tests.
 #pragma once
 
 #include <turbojpeg.h>
@@ -11,8 +11,8 @@ namespace tooltest {
 /// Red throughout, as a JPEG file; `subsampling` is a TJSAMP.
 std::string redJpeg(int width, int height, int subsampling, int pixelFormat = TJPF_RGB);
 
-/// `jpeg` with facts about its exposure: 1/`denominator` s, ISO `iso` in a number of type `isoType`
-/// (3: 16 bits, 4: 32 bits), bias -1/2.
+/// `jpeg` with EXIF data about its exposure: 1/`denominator` s, ISO `iso` in a number of type
+/// `isoType` (3: 16 bits, 4: 32 bits), bias -1/2.
 std::string withExif(const std::string& jpeg, uint32_t denominator, uint32_t isoType = 3,
                      uint32_t iso = 320);
 

@@ -278,7 +278,7 @@ struct Samples {
                   [&](size_t x, size_t y) { return mean(x * by, y * by, by); });
     }
 
-    /// Clockwise.
+    /// The plane, rotated clockwise.
     Samples turned(int degrees) const {
         if (degrees == 0) return *this;
         return of(height, width, [&](size_t x, size_t y) { return at(y, height - 1 - x); })

@@ -1,17 +1,17 @@
-// tyksim replay --with: what a processor hands back is recorded, and every end of its process is
-// said.
+// Tests of tyksim replay --with: it records a processor's results, and reports every end of its
+// process.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
 
 namespace {
 
-/// `odd OPTION WORD...` replays r into p with the processor that does what its one option says.
+/// `odd OPTION WORD...` replays r into p with the processor odd_processor and this option.
 const char* const kOdd = R"sh(
 odd() { local option=$1; shift; tyksim replay r --with $P/odd_processor.so -o p --option $option "$@"; }
 )sh";
 
-/// What is no picture or parameter is refused, with the reason.
+/// Invalid pictures and parameters are refused with a reason.
 Rows refused() {
     struct Refused {
         const char *name, *option, *reason;
@@ -39,7 +39,7 @@ Rows refused() {
     return rows;
 }
 
-/// Of an odd size an image ends before its chroma does.
+/// An image of an odd size ends before its last chroma bytes.
 Rows strides() {
     Rows rows;
     for (const std::string size : {"64x48", "1x1", "3x100", "7x5", "641x2"}) {
@@ -127,7 +127,7 @@ Rows processorEndRows() {
          R"sh(head -c 5000 $P/odd_processor.so >cut.so
               fails 1 tyksim replay r --with ./cut.so -o p)sh",
          {"cut.so: crashed while it was loaded: SIGBUS", "a file that is cut short"}},
-        // All was recorded by then, and stays.
+        // All frames were recorded before, and stay.
         {"AbortInClose",
          "fails 3 odd abort-close; tyksim diff r p --ignore image",
          {"crashed while it closed: SIGABRT", "recorded: 3 frames", "all the same"}},
@@ -137,7 +137,7 @@ Rows processorEndRows() {
         {"StatusAfterClose",
          "fails 3 odd status-exit",
          {"with status 3 after it closed", "recorded: 3 frames"}},
-        // The processor loops: it ends with tyksim.
+        // A processor that loops ends with tyksim.
         {"LoopsWhenTyksimIsTerminated",
          R"sh(looping
               kill -TERM $B; s=0; wait $B || s=$?; echo "ended $s"

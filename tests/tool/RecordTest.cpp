@@ -1,4 +1,4 @@
-// tyksim record: what it takes, what it refuses, where it writes.
+// Tests of tyksim record: inputs, refusals, and the place of the tree.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {

@@ -1,4 +1,5 @@
-// tyksim replay: what a tree brings, whole or damaged, and what no fault of the system may hide.
+// Tests of tyksim replay: complete and damaged trees, and faults of the system, none of which may
+// go unnoticed.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
@@ -35,7 +36,7 @@ Rows replayRows() {
         {"NoTree", "fails 1 tyksim replay p", {"No such file"}},
         {"FileInPlaceOfATree", "fails 1 tyksim replay good.jpg", {"found a file"}},
         {"EmptyFolder", "fails 1 tyksim replay tmp", {"found an empty folder"}},
-        // Values that are set, or edited in the dump.
+        // Values changed by --set or edited in the dump.
         {"SceneEdited",
          "sed -i 's/<exp_time>11250000</<exp_time>42</' $F2/iScene*; both r",
          {"exp_time = 11250000 as dumped, found 42 arrived", "frame: 0", "folder: 3"}},
@@ -66,8 +67,7 @@ Rows replayRows() {
 
 namespace {
 
-/// What is damaged in an image, a parameter, a folder or the scene record; replayed by both
-/// entries.
+/// Damage to an image, a parameter, a folder or the scene record, replayed by both entries.
 Rows replayedDamage() {
     return {
         {"ImageMissing", "rm $F2/FCWH*", {"image-missing", "frame: 3", "folder: 3"}},
@@ -146,7 +146,8 @@ Rows replayDamageRows() {
         {"PipeName",
          "mv $D/pipe_1 $D/pipe_01; fails 1 tyksim replay r",
          {"expected frames, found none", "/pipe_01: expected pipe folders"}},
-        // Characters that are whole are shown, but for those that turn a line; bytes are spelled.
+        // Valid characters are shown, except those that change a line's direction; invalid bytes
+        // are escaped.
         {"ControlCharactersInAName",
          R"sh(x=$(printf '%s/\033[31mre\nd' $F2); echo x >"$x"; fails 3 tyksim check r)sh",
          {"/\\x1B[31mre\\nd: ", "!\x1b"}},
@@ -167,13 +168,13 @@ Rows replayDamageRows() {
     return rows;
 }
 
-/// `faults SORT TEXT WORD...` runs the tool once for each time that it reads or changes (SORT) what
-/// has TEXT in its path, and lets that call fail; of EACH calls only the first. Prints how many
-/// failed, and which of them left something wrong without a word: the tool ends with 0 and does not
-/// print CLEAN, or p is not what SAME is.
+/// `faults SORT TEXT WORD...` runs the tool once for each call that reads or changes (SORT) a file
+/// with TEXT in its path, and makes that call fail; of EACH calls only the first. Prints the number
+/// of failed calls, and those with an unreported error: the tool ends with 0 and does not print
+/// CLEAN, or p differs from SAME.
 Rows replayFaultRows() {
     Rows rows = {
-        // The image that the processor is given, and what no file's length tells.
+        // The processor's image, and data whose size no file tells.
         {"ReadingTheImage", "CLEAN='verified: 57 ' EACH=1; faults reads FCWH_2 $WITH"},
         {"WritingTheScene", "CLEAN='verified: 57 ' EACH=1; faults changes iSceneInfo.xml $WITH"},
         {"ReadingWhatACopyChanges",
@@ -181,7 +182,7 @@ Rows replayFaultRows() {
               SAME=q CLEAN='3 values changed' EACH=1
               faults reads iSceneInfo.xml copy r --set total_gain=3 -o p)sh"},
         {"ReadingWhatAPageShows", "CLEAN=. EACH=1; faults reads WB_GAINS sheet r -o p"},
-        // Whatever else is read, listed or written of a frame.
+        // All other reads, listings and writes of a frame.
         {"ReadingAFrame", "CLEAN='verified: 57 ' EACH=7; faults reads reqID_2 $WITH"},
         {"WritingAFrame", "CLEAN='verified: 57 ' EACH=7; faults changes reqID_2 $WITH"},
         {"Verifying", "CLEAN='verified: 57 ' EACH=7; faults reads reqID_2 replay r --verify"},

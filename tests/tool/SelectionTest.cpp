@@ -1,4 +1,4 @@
-// What every verb does with a selection that picks nothing, and with what it cannot read.
+// Tests of every verb with a selection that matches nothing, and with unreadable files.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {

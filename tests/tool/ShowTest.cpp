@@ -1,11 +1,11 @@
-// tyksim show: one frame.
+// Tests of tyksim show.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
 
 namespace {
 
-/// The image of frame 3 breaks off within a pair of its chroma.
+/// The image of frame 3 ends within a pair of chroma samples.
 const char* const kCutImage = R"sh(
 rm $F3/FCWH*; I=$F3/FCWH_3_0_64_48_nv21.yuv
 { head -c 3072 /dev/zero | tr '\0' '\005'; printf '\001\011\002\010\003'; } >$I
@@ -44,7 +44,7 @@ Rows images() {
                  });
 }
 
-/// The scene record: from its text, else from the parameter file, else from nowhere.
+/// The scene record from its XML file, from the parameter file, or missing.
 Rows scenes() {
     return {
         {"SceneFromItsText",

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kPreamble = R"sh(
 unset TYKSIM_LOG_LEVEL; export TMPDIR="$PWD/tmp"
-# At unload the library leaves its objects behind, and a processor is to die of its signals.
+# At unload the library does not release its objects, and a processor must end by its signals.
 export ASAN_OPTIONS=detect_leaks=0:handle_segv=0:handle_sigbus=0:$ASAN_OPTIONS
 HERE=$PWD; expected=0; words=
 tyksim() {
@@ -77,7 +77,7 @@ void writeAll(const fs::path& path, const std::string& bytes) {
 }
 
 ToolFolder::ToolFolder() {
-    // The blank is meant: paths are to survive it.
+    // The space tests that all paths are quoted.
     std::string name = (fs::temp_directory_path() / "tyksim test XXXXXX").string();
     path_ = mkdtemp(name.data());
     fs::create_directory(path_ / "tmp");

@@ -1,4 +1,4 @@
-// What a test of tyksim is: a row with a name, lines of shell, and texts that they print.
+// The form of a test of tyksim: a row with a name, lines of shell, and texts of their output.
 #pragma once
 
 #include <filesystem>
@@ -20,18 +20,18 @@ namespace tooltest {
 ///   fails N tyksim    expects the status N,
 ///   any tyksim        expects nothing of the status, and returns it,
 ///   under WORDS tyksim  runs the tool as the last argument of these words,
-///   bg ...            runs the tool in place of the shell, for a process of its own: bg ... &
+///   bg ...            replaces the shell by the tool, for a process of its own: bg ... &
 ///   await 'COMMAND'   repeats it until it succeeds,
 ///   both TREE ...     prints the status of a verified replay by either entry,
-///   snap              lists what r holds, with sizes, times and kinds.
+///   snap              lists the content of r, with sizes, times and kinds.
 struct Row {
     std::string name;  ///< letters and digits
     std::string script;
-    std::vector<std::string> texts{};  ///< each is printed; "!text": text is not printed
+    std::vector<std::string> texts{};  ///< texts of the output; "!text": not in the output
 };
 using Rows = std::vector<Row>;
 
-/// The rows, each with `setup` in front of its script.
+/// The rows, with `setup` before each script.
 inline Rows after(const std::string& setup, Rows rows) {
     for (Row& row : rows) row.script.insert(0, setup);
     return rows;
@@ -40,7 +40,7 @@ inline Rows after(const std::string& setup, Rows rows) {
 std::string readAll(const std::filesystem::path& path);
 void writeAll(const std::filesystem::path& path, const std::string& bytes);
 
-/// The folder in which rows run; it goes with the object.
+/// The folder in which rows run. The destructor removes it.
 class ToolFolder {
 public:
     ToolFolder();
@@ -56,7 +56,7 @@ private:
     void clear() const;
 
     std::filesystem::path path_;
-    std::set<std::filesystem::path> kept_;  ///< what is there before a row runs
+    std::set<std::filesystem::path> kept_;  ///< entries before a row runs
 };
 
 // The tables, one function for each instantiation in ToolTest.cpp.

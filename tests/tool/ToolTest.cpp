@@ -1,4 +1,4 @@
-// Runs tyksim as its users do. Each row of a table is a test of its own.
+// Runs tyksim like a user. Each row of a table is a test.
 #include "tests/tool/ToolRun.h"
 
 #include <gtest/gtest.h>
@@ -7,14 +7,14 @@
 
 namespace tooltest {
 
-/// A failure shows the script itself; gtest only needs a name.
+/// gtest needs only a name, because a failure shows the script.
 static void PrintTo(const Row& row, std::ostream* out) {
     *out << row.name;
 }
 
 namespace {
 
-/// The rows of a table share a folder; each finds it as it was at first.
+/// The rows of a table share a folder, which is restored for each.
 class Tool : public testing::TestWithParam<Row> {
 protected:
     static void SetUpTestSuite() { folder_ = std::make_unique<ToolFolder>(); }

@@ -1,4 +1,4 @@
-// tyksim track: values over the frames, as columns, CSV and a chart.
+// Tests of tyksim track: values over the frames, as columns, CSV and a chart.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {

@@ -1,11 +1,11 @@
-// Fields of every type in a tag: set, shown, as a ramp, refused, cut off.
+// Tests of fields of every type: set, shown, as a ramp, refused, cut off.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
 
 namespace {
 
-/// Fields of every type in the 16 bytes of a tag, in place of those that it has.
+/// Replaces a tag's fields by fields of every type in its 16 bytes.
 std::string everyType() {
     struct Field {
         const char *name, *type, *offset, *count;
@@ -48,7 +48,7 @@ Rows setAndShown() {
     };
 }
 
-/// What a field has in frames 2 and 3, and where given in all three, after a ramp is set.
+/// A field's values in frames 2 and 3, or in all three frames, after a ramp is set.
 Rows ramps() {
     struct Ramp {
         const char *name, *field, *ramp, *values;
@@ -113,7 +113,7 @@ Rows refused() {
     return rows;
 }
 
-/// The file of a value is cut: what is there is shown, what is not is missed.
+/// The file of a value is cut: the existing elements are shown, the missing ones are reported.
 Rows cutOff() {
     return {
         {"CutOffInTrack",
@@ -133,7 +133,7 @@ Rows cutOff() {
               fails 3 tyksim show $F2 --json >j
               grep -o '"a":.*"c"' j)sh",
          {" 14 (cut off)\n", "\"a\":[14],\"b\":null,\"c\""}},
-        // What is no UTF-8, or moves the cursor.
+        // Text that is not UTF-8, or that moves the cursor.
         {"TextThatIsNoUtf8InShow",
          "tyksim show r --frames 2 --tag $W --json",
          {"\"s\":\"\\u000e-\ufffd?\",\"s_base64\":\"Di3iPw==\""}},
