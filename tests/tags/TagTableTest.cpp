@@ -62,7 +62,7 @@ struct Flaw {
     const char* line;  ///< behind the path
 };
 
-TEST_F(TagTableTest, SaysWhatIsWrongAndWhere) {
+TEST_F(TagTableTest, ReportsProblemsWithTheirLine) {
     const Flaw flaws[] = {
         {"version=\"2\"", "version=\"0\"",
          "line 2: expected a version from 1 to 4294967295, found \"0\""},
@@ -120,7 +120,7 @@ TEST_F(TagTableTest, FindsAllProblemsOfATable) {
     EXPECT_EQ(table.problems[1].found, "\"A\", which line 8 has");
 }
 
-TEST_F(TagTableTest, PassesOverWhatOnlyALaterVersionHas) {
+TEST_F(TagTableTest, SkipsPartsOfALaterVersion) {
     write("version=\"2\">", "version=\"3\"><scale/><scale/>");
     EXPECT_TRUE(readTagTable(path_).ok());
     write("version=\"2\">\n  <enum", "version=\"3\">\n  <enum shared=\"yes\"");
@@ -151,7 +151,7 @@ TEST(FieldNames, AreWordsWithIndices) {
 }
 
 /// A field whose whole name fits comes before an element of another.
-TEST(FieldNames, PickTheFieldBeforeTheElement) {
+TEST(FieldNames, PreferFieldsToElements) {
     const std::vector<tyktags::TagField> fields{{"roi", 0, FieldType::u8, {4}},
                                                 {"roi[1]", 9, FieldType::u8},
                                                 {"roi[1].x", 10, FieldType::u16, {2}}};

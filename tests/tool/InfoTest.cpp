@@ -77,11 +77,11 @@ Rows numbers() {
 Rows refused() {
     Rows rows;
     for (const auto& [name, text] : {std::pair<const char*, const char*>{"Backwards", "3..1"},
-                                     {"NoNumber", "x"},
+                                     {"NotANumber", "x"},
                                      {"Dots", ".."},
                                      {"CommaAtTheEnd", "1,"},
-                                     {"LetterBehindANumber", "2x..3"},
-                                     {"EndThatIsNoNumber", "1..y"},
+                                     {"LetterAfterANumber", "2x..3"},
+                                     {"EndIsNotANumber", "1..y"},
                                      {"Zero", "0"},
                                      {"FromZero", "0..2"},
                                      {"Negative", "-1"}}) {

@@ -8,22 +8,22 @@ Rows outputRows() {
         {"EarlierOutputsOfAnyVerbAreReplaced",
          R"sh(folders 0 p; mkdir q; folders 0 q; rm -r q
               f=$(mktemp p/XXXXXX); files 0 $f)sh"},
-        {"FolderOfSomebodyElse",
+        {"FolderOfTheUser",
          "mkdir p; echo x >p/x; folders 2 p; ls p/x",
          {"p: exists already, and --force does not replace it: tyksim did not "
           "make it, and it holds x\n"}},
-        {"OutputThatSomebodyAddedTo",
+        {"OutputWithAFileAdded",
          "tyksim copy r -o p; mkfifo p/data/x; folders 2 p; ls p/data/x",
          {"did not make data/x in it"}},
-        {"OutputThatSomebodyChanged",
+        {"OutputWithAFileChanged",
          "tyksim copy r -o p; touch p/tags.xml; folders 2 p; ls p/tags.xml",
          {"tags.xml in it was changed"}},
-        {"OutputThatSomebodyRemovedFrom", "tyksim export r -o p; rm p/*frame0002*; folders 0 p"},
-        {"VideoOfSomebodyElse",
+        {"OutputWithAFileRemoved", "tyksim export r -o p; rm p/*frame0002*; folders 0 p"},
+        {"VideoOfTheUser",
          R"sh(mkdir p; cd p; ln -s ../r
               printf 'YUV4MPEG2 W8 H8\n' >f; files 2 f; wc -l f; cd ..)sh",
          {"1 f", "f: exists already, and --force"}},
-        {"PageThatSomebodyAddedTo",
+        {"PageWithTextAdded",
          "mkdir p; cd p; ln -s ../r; tyksim sheet r -o g; echo >>g; files 2 g; cd ..",
          {"or it was changed"}},
         // Other entries with the name of an output's list.
@@ -77,7 +77,7 @@ Rows outputRows() {
          {"p/q/x: lies in the input"}},
         {"TheInputByAnotherName", "folders 2 r/../r", {"r/../r: is the input"}},
         // The place is checked again when the output is complete.
-        {"SomebodysFileMeanwhile",
+        {"FileOfTheUserMeanwhile",
          R"sh(tyksim copy r -o p
               fails 1 tyksim replay r --with $P/odd_processor.so --option touch=p/x -o p --force
               ls -A; ls p)sh",

@@ -63,7 +63,7 @@ Rows processorRows() {
         {"Brightness",
          "tyksim replay r --with $P/brightness.so -o p; fails 3 tyksim diff r p",
          {"3 differ", "u same"}},
-        {"OptionThatItDoesNotTake",
+        {"OptionRefused",
          "fails 1 tyksim replay r --with $P/denoise.so --option x -o p",
          {"refuses to open: expected"}},
         {"NoProcessor", "fails 1 tyksim replay r --with good.jpg -o p", {"expected a processor"}},

@@ -6,7 +6,7 @@ namespace tooltest {
 
 Rows replayRows() {
     return {
-        {"WhatIsRecordedByteForByte",
+        {"ByteForByte",
          "tyksim record p --frames 13; tyksim replay p --verify",
          {"files: 286 complete", "verified: 247 values", "findings: 0"}},
         {"WithoutImages",
@@ -22,7 +22,7 @@ Rows replayRows() {
          R"sh(tyksim record p --frames 2 --size 16x8 --camera 3
               tyksim replay p --entry folder --show-scene --verify)sh",
          {"(camera 3, sof 2)", "findings: 0"}},
-        {"AnyPartOfATreeAndNothingIsWrittenThere",
+        {"AnyPartOfATreeWithoutWritingThere",
          R"sh(tyksim record r --frames 2 --pipe 3 --size 16x8
               cp -r $K p; snap >a
               for x in 'r --pipe 3' $D/pipe_1 $K $F2 p; do both $x; done
@@ -40,7 +40,7 @@ Rows replayRows() {
         {"SceneEdited",
          "sed -i 's/<exp_time>11250000</<exp_time>42</' $F2/iScene*; both r",
          {"exp_time = 11250000 as dumped, found 42 arrived", "frame: 0", "folder: 3"}},
-        {"SetOnTheWay",
+        {"SetBeforeReplay",
          R"sh(snap >a
               tyksim replay r --set total_gain=100..300 --set KELV_TAG_WB_GAINS.gains[1]=2 \
                   --verify --entry folder --show-scene
@@ -53,7 +53,7 @@ Rows replayRows() {
         {"SetOfAnUnknownName",
          "fails 2 tyksim replay r --set total_gian=1",
          {"nearest: total_gain"}},
-        {"SetToNoNumber", "fails 2 tyksim replay r --set total_gain=x", {"total_gain"}},
+        {"SetToText", "fails 2 tyksim replay r --set total_gain=x", {"total_gain"}},
         {"SetWhereNoFrameHasAFile",
          "rm $K/*/*WB_G*; fails 2 tyksim replay r --set KELV_TAG_WB_GAINS.red=1",
          {"GAINS.red=1: none of the"}},
@@ -78,7 +78,7 @@ Rows replayedDamage() {
         {"ImageOfAnotherFormat",
          "mv $F2/FCWH* $F2/FCWH_2_0_64_48_nv12.yuv",
          {"it is replayed as NV21"}},
-        {"ImageNameOfAGiant",
+        {"ImageNameWithAHugeSize",
          "echo x >$F2/FCWH_2_0_65535_65535_nv21.yuv",
          {"image-name", "frame: 3"}},
         {"ImageIsAFifo",
@@ -100,7 +100,7 @@ Rows replayedDamage() {
         {"ParameterTooLarge",
          "truncate -s 512001 $F2/*WB_GAINS*",
          {"WB_GAINS.bin: 512001 bytes", "folder: 3"}},
-        {"ParameterOfMoreBytesThanTheLibraryCounts",
+        {"ParameterSizeBeyond32Bits",
          "truncate -s 4294967297 $F2/*WB_GAINS*",
          {"found 4294967297, which the library takes for 1", "!not arrive",
           "!: expected its value"}},
@@ -120,7 +120,7 @@ Rows replayedDamage() {
          {"not-a-folder", "found a symbolic link to a folder", "frames: 2 replayed"}},
         {"FrameName", "mv $F2 $K/0101010101010_reqID_2", {"frame-name", "frame: 3", "folder: 3"}},
         {"FrameEmpty", "rm $F2/*", {"frame-empty", "frame: 3", "folder: 3"}},
-        {"SceneIsNoXml",
+        {"SceneIsNotXml",
          "echo x >$F2/iSceneInfo.xml",
          {"frame: 3", "scene-xml", "replay-failure", "folder: 3"}},
         {"SceneMissing", "rm $F2/iSceneInfo.xml", {"frame: 3", "scene-file-missing", "folder: 3"}},

@@ -77,7 +77,7 @@ Rows scenes() {
 Rows showRows() {
     Rows rows = {
         {"OneFrameExpected", "fails 2 tyksim show r", {"selection picks 3;"}},
-        {"BytesBehindTheImage",
+        {"BytesAfterTheImage",
          R"sh(tyksim show $F3 | tail -3 >o; truncate -s 8G $F3/FCWH*
               tyksim show $F3 | tail -3 | cmp - o)sh"},
         {"TagUnknown",

@@ -134,10 +134,10 @@ Rows cutOff() {
               grep -o '"a":.*"c"' j)sh",
          {" 14 (cut off)\n", "\"a\":[14],\"b\":null,\"c\""}},
         // Text that is not UTF-8, or that moves the cursor.
-        {"TextThatIsNoUtf8InShow",
+        {"TextNotUtf8InShow",
          "tyksim show r --frames 2 --tag $W --json",
          {"\"s\":\"\\u000e-\ufffd?\",\"s_base64\":\"Di3iPw==\""}},
-        {"TextThatIsNoUtf8InTrack",
+        {"TextNotUtf8InTrack",
          "tyksim track r $W.s --json",
          {("{\"KELV_TAG_WB_GAINS.s\":\"w\ufffd\ufffd?\",\"KELV_TAG_WB_GAINS.s_base64\":\"d77fPw=="
            "\"}")}},
@@ -145,7 +145,7 @@ Rows cutOff() {
          R"sh(printf '\033,"' | dd of=$(echo $F2/*WB_GAINS*) conv=notrunc
               tyksim track r $W.s --csv)sh",
          {"1,1,2,2,2,\"\\x1B,\"\"?\"\n", "!\x1b"}},
-        {"TextThatIsNoUtf8InDiff",
+        {"TextNotUtf8InDiff",
          R"sh(printf '\033,"' | dd of=$(echo $F2/*WB_GAINS*) conv=notrunc
               fails 3 tyksim diff r base --json)sh",
          {"\"b\":\"\\u000e-\ufffd?\",\"b_base64\":\"Di3iPw==\"", "!\x1b"}},
