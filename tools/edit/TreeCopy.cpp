@@ -196,6 +196,10 @@ void TreeCopy::copyConfiguration(const tyktree::PipeEntry& pipe) const {
     }
 }
 
+std::string TreeCopy::folderOf(const FrameRef& frame) const {
+    return pathIn(taskFolder(frame), frame.frame->name);
+}
+
 FrameCopy TreeCopy::copyFrame(const FrameRef& frame, FrameTurn turn) const {
     return copyFrame(frame, turn, taskFolder(frame));
 }

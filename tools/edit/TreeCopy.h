@@ -60,6 +60,9 @@ public:
     FrameCopy copyFrame(const tyktree::FrameRef& frame, FrameTurn turn,
                         const std::string& task) const;
 
+    /// Where the copy of a frame lies.
+    std::string folderOf(const tyktree::FrameRef& frame) const;
+
 private:
     std::string taskFolder(const tyktree::FrameRef& frame) const;
     void copyTable(const tyktree::TagCatalog& catalog) const;

@@ -19,7 +19,7 @@ constexpr uint8_t kNoColour = 128;
 }  // namespace
 
 NoPicture::NoPicture(const std::string& path, const std::string& reason)
-    : Failure(tyktree::escaped(path) + ": " + reason), reason_(reason) {}
+    : Failure(tyktree::escaped(path) + ": " + reason), path_(path), reason_(reason) {}
 
 std::string sizeProblem(int width, int height) {
     if (width >= 1 && width <= kMaxWidth && height >= 1 && height <= kMaxHeight) return "";

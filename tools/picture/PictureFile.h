@@ -10,13 +10,15 @@
 
 namespace tyksim {
 
-/// An image file cannot be read. what() has the path and the reason, reason() only the reason.
+/// An image file cannot be read. what() names the path and the reason.
 class NoPicture : public Failure {
 public:
     NoPicture(const std::string& path, const std::string& reason);
+    const std::string& path() const { return path_; }
     const std::string& reason() const { return reason_; }
 
 private:
+    std::string path_;
     std::string reason_;
 };
 

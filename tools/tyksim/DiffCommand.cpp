@@ -2,6 +2,7 @@
 #include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
 #include "tools/diff/DiffReport.h"
+#include "tools/diff/TuningDifference.h"
 #include "tools/files/CloneFile.h"
 #include "tools/files/OutputPath.h"
 #include "tools/picture/CaptureFacts.h"
@@ -11,7 +12,6 @@
 #include <fmt/format.h>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -185,38 +185,10 @@ private:
         summary_.add(pair, std::move(difference));
     }
 
-    /// Compares the tuning copies of the pipes that both sides have; a task has none of its own.
     void compareTuning() {
-        using Kind = tyktree::TreePath::Kind;
-        for (const OpenedTree* const tree : {&a_, &b_}) {
-            const Kind kind = tree->index.path().kind;
-            if (kind == Kind::kTask || kind == Kind::kFrame) return;
-        }
-        for (const tyktree::PipeEntry& a : a_.index.pipes()) {
-            for (const tyktree::PipeEntry& b : b_.index.pipes()) {
-                if (a.id == b.id) compareTuning(a, b);
-            }
-        }
-    }
-
-    void compareTuning(const tyktree::PipeEntry& a, const tyktree::PipeEntry& b) {
-        std::set<std::string> namesA, namesB, all;
-        for (const tyktree::SideFile& file : a.tuningCopies) namesA.insert(file.name);
-        for (const tyktree::SideFile& file : b.tuningCopies) namesB.insert(file.name);
-        all = namesA;
-        all.insert(namesB.begin(), namesB.end());
-        FileComparer comparer;
-        for (const std::string& name : all) {
-            ContentDifference copy;
-            copy.name = name;
-            copy.inA = namesA.count(name) != 0;
-            copy.inB = namesB.count(name) != 0;
-            if (copy.inA && copy.inB) {
-                copy.bytes = comparer.compare(a.path + "/" + name, b.path + "/" + name);
-                if (copy.bytes.same()) continue;
-                if (!copy.bytes.problem.empty()) reading_.problem(copy.bytes.problem);
-            }
-            tuning_.push_back(std::move(copy));
+        tuning_ = differentTuning(a_.index, b_.index);
+        for (const ContentDifference& copy : tuning_) {
+            if (!copy.bytes.problem.empty()) reading_.problem(copy.bytes.problem);
         }
     }
 

@@ -5,14 +5,13 @@
 #include "tools/console/Units.h"
 #include "tree/check/Finding.h"
 #include "tree/read/Escape.h"
-#include "tree/read/FrameListing.h"
+#include "tree/read/TagNames.h"
 
 #include <algorithm>
 #include <exception>
 #include <fmt/format.h>
 #include <limits>
 #include <memory>
-#include <set>
 
 namespace tyksim {
 
@@ -184,33 +183,16 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
 }
 
 std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> trees) {
-    std::set<std::string> folders;
+    std::vector<std::string> folders;
     for (const OpenedTree* const tree : trees) {
-        const tyktree::TreePath& named = tree->index.path();
-        folders.insert(named.path);
-        if (!named.dumpRoot.empty()) folders.insert(named.dumpRoot);
-        for (const tyktree::PipeEntry& pipe : tree->index.pipes()) {
-            // Each folder on the way may be a link that leads out of the named folder.
-            std::string at = pipe.path;
-            for (; at.size() > named.path.size(); at.resize(at.rfind('/'))) folders.insert(at);
-        }
+        const std::vector<std::string> more = tyktree::foldersOf(tree->index);
+        folders.insert(folders.end(), more.begin(), more.end());
     }
-    return {folders.begin(), folders.end()};
+    return folders;
 }
 
 std::vector<std::string> tagNamesOf(const OpenedTree& tree) {
-    constexpr size_t kLooked = 64;
-    std::set<std::string> names;
-    tyktree::FrameListing listing;
-    for (size_t i = 0; i < std::min(kLooked, tree.frames.size()); ++i) {
-        static_cast<void>(listing.read(tree.frames[i].path()));
-        for (const tyktree::FileEntry& file : listing.files()) {
-            if (file.kind == tyktree::FileEntry::Kind::kParameter) {
-                names.emplace(file.parameter.tagName);
-            }
-        }
-    }
-    return {names.begin(), names.end()};
+    return tyktree::tagNamesIn(tree.frames);
 }
 
 void addReadingOptions(VerbOptions& verb, ReadingOptions& options) {

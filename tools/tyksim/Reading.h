@@ -88,12 +88,10 @@ struct OpenedTree {
     OpenedTree& operator=(const OpenedTree&) = delete;
 };
 
-/// The folders that an output must not replace: for each tree the named folder, the folders from
-/// there to its pipes, through links, and its whole dump root.
+/// What no output may touch: tyktree::foldersOf() of each tree.
 std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> trees);
 
-/// The names of the tags of the selected frames, for a tree without a tag table. Reads only the
-/// first frames; a tag that only later frames have needs a table to be named.
+/// tyktree::tagNamesIn() of the selected frames.
 std::vector<std::string> tagNamesOf(const OpenedTree& tree);
 
 /// The options of a verb that takes any number of trees.

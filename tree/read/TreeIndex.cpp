@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
+#include <set>
 #include <unistd.h>
 #include <utility>
 
@@ -385,6 +386,18 @@ size_t TreeIndex::frameCount() const {
         for (const TaskEntry& task : pipe.tasks) count += task.frames.size();
     }
     return count;
+}
+
+std::vector<std::string> foldersOf(const TreeIndex& index) {
+    const TreePath& named = index.path();
+    std::set<std::string> folders{named.path};
+    if (!named.dumpRoot.empty()) folders.insert(named.dumpRoot);
+    for (const PipeEntry& pipe : index.pipes()) {
+        // Each folder on the way may be a link that leads out of the one that was named.
+        std::string at = pipe.path;
+        for (; at.size() > named.path.size(); at.resize(at.rfind('/'))) folders.insert(at);
+    }
+    return {folders.begin(), folders.end()};
 }
 
 std::string framePath(const TaskEntry& task, const FrameEntry& frame) {

@@ -70,6 +70,10 @@ private:
     std::vector<TreeProblem> problems_;
 };
 
+/// What nobody who reads the tree may write to: the folder that was named, the folders from there
+/// to its pipes, wherever links lead them, and all of the dump root that it belongs to.
+std::vector<std::string> foldersOf(const TreeIndex& index);
+
 /// The path of a frame's folder.
 std::string framePath(const TaskEntry& task, const FrameEntry& frame);
 
