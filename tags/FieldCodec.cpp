@@ -132,12 +132,21 @@ bool fitsBits(const TagField& field, Number number) {
     }
 }
 
+// The number that a name stands for, also where it says the number as toText() does: "AUTO (1)".
+std::optional<WholeNumber> namedNumber(const TagEnum& names, std::string_view text) {
+    const size_t open = text.rfind(" (");
+    if (open == std::string_view::npos || text.back() != ')') return names.numberOf(text);
+    const std::optional<WholeNumber> number = names.numberOf(text.substr(0, open));
+    const bool agrees = number && toText(*number) == text.substr(open + 2, text.size() - open - 3);
+    return agrees ? number : names.numberOf(text);
+}
+
 // The number that a text says, by itself or by its name.
 template <typename Number>
 std::optional<Number> numberFrom(const TagField& field, std::string_view text) {
     std::optional<Number> number = parse<Number>(text);
     if (!number && field.enumeration) {
-        const std::optional<WholeNumber> named = field.enumeration->numberOf(text);
+        const std::optional<WholeNumber> named = namedNumber(*field.enumeration, text);
         if (named) number = parse<Number>(toText(*named));
     }
     if (number && !fitsBits(field, *number)) return std::nullopt;

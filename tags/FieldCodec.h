@@ -59,8 +59,9 @@ std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size
 std::string shortfall(const TagField& field, uint64_t size);
 
 /// Stores `text` (values row by row, separated by commas where the field has several) in the bytes
-/// of a value. A number may be given by its name in the field's enum. A problem says the range and
-/// what was found; the values in front of the one at fault are stored then.
+/// of a value. A number may be given by its name in the field's enum, and as toText() says it. A
+/// problem says the range and what was found; the values in front of the one at fault are stored
+/// then.
 Status encodeField(const TagField& field, std::string_view text, uint8_t* bytes, size_t size);
 
 }  // namespace tyktags

@@ -172,6 +172,7 @@ TEST(FieldCodec, SetsRowsBitsAndNames) {
         {wide, "b", "18446744073709551615", "18446744073709551615"},
         {mode, "mode", "AUTO", "AUTO (1)"},
         {mode, "mode", "ALSO_AUTO", "AUTO (1)"},
+        {mode, "mode", "AUTO (1)", "AUTO (1)"},
         {mode, "mode", "7", "7"},
         {mode, "mode", "auto",
          "expected a whole number from 0 to 255 or a name of Mode, found \"auto\": nearest: AUTO "
