@@ -9,6 +9,7 @@ trap 'rm -rf "$work"' EXIT
 mkdir "$work/bin" "$work/base"
 printf '#!/bin/sh\nexec%s "$@"\n' "$(printf ' %q' "$@")" >"$work/bin/tyksim"
 printf '#!/bin/sh\nexec cat >/dev/null\n' >"$work/bin/ffplay"
+printf '#!/bin/sh\nexec cat clip.y4m\n' >"$work/bin/ffmpeg"
 chmod +x "$work"/bin/*
 PATH=$work/bin:$PATH
 status=0
@@ -42,6 +43,9 @@ photos=(photos/*.jpg)
 cp "${photos[0]}" photo1.jpg
 cp "${photos[1]}" photo2.jpg
 cp "$processors/denoise.so" libdenoise.so
+tyksim export phone --frames 1 --y4m clip.y4m
+tyksim track phone total_gain --csv --frames 1 >gains.csv
+head -c 3110400 /dev/zero >pictures.nv12
 exec >&3
 
 examples=0

@@ -1,6 +1,8 @@
 #include "tools/camera/Photo.h"
 
+#include "tools/camera/PngPhoto.h"
 #include "tools/console/Console.h"
+#include "tools/console/Failures.h"
 #include "tools/files/Files.h"
 #include "tree/read/Escape.h"
 
@@ -129,10 +131,28 @@ Nv21Image interleave(const std::array<Plane, 3>& planes, const Header& header) {
     return image;
 }
 
+/// Refuses what is no photograph, with the option or the command for it.
+void requireJpeg(const std::vector<uint8_t>& file, const std::string& path) {
+    constexpr std::string_view kJpeg = "\xff\xd8";
+    constexpr std::string_view kVideo = "YUV4MPEG2";
+    const auto begins = [&file](std::string_view with) {
+        return file.size() >= with.size() &&
+               std::equal(with.begin(), with.end(), file.begin(),
+                          [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; });
+    };
+    if (begins(kJpeg)) return;
+    if (begins(kVideo)) fail({path, "a JPEG or PNG picture", "a video", "--y4m takes it"});
+    fail({path, "a JPEG or PNG picture", "something else",
+          "ffmpeg -i FILE -pix_fmt yuv420p -f yuv4mpegpipe - | tyksim record ROOT --y4m - takes "
+          "what ffmpeg reads"});
+}
+
 }  // namespace
 
 Photo readPhoto(const std::string& path) {
     const std::vector<uint8_t> jpeg = readFile(path, kMaxFileBytes);
+    if (isPng(jpeg)) return readPng(jpeg, path);
+    requireJpeg(jpeg, path);
     const Decoder decoder(tjInitDecompress());
     if (!decoder) throw std::bad_alloc();
     const Header header = readHeader(decoder, jpeg, path);

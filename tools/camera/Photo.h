@@ -1,4 +1,4 @@
-// JPEG photographs as frames.
+// JPEG and PNG photographs as frames.
 #pragma once
 
 #include "tools/camera/ExifFacts.h"
@@ -13,9 +13,10 @@ struct Photo {
     ExifFacts facts;
 };
 
-/// Decodes the JPEG file at `path`, whatever its chroma subsampling, grayscale included; it is not
-/// rotated. Failure when it cannot be read, is damaged or cut off, is not stored as luma and
-/// chroma (CMYK, RGB), or is larger than kMaxWidth x kMaxHeight.
+/// Decodes the file at `path`: PNG as readPng() does, JPEG whatever its chroma subsampling,
+/// grayscale included; it is not rotated. Failure when it cannot be read, is damaged or cut off, is
+/// neither, is larger than kMaxWidth x kMaxHeight, or, of JPEG, is not stored as luma and chroma
+/// (CMYK, RGB).
 Photo readPhoto(const std::string& path);
 
 }  // namespace tyksim

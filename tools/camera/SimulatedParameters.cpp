@@ -223,17 +223,23 @@ SimulatedFrame makeSimulatedFrame(int number, int width, int height, const ExifF
 SimulatedParameters::SimulatedParameters(std::vector<TagEntry> tags, std::set<uint32_t> cameras)
     : tags_(std::move(tags)), cameras_(std::move(cameras)) {}
 
-void SimulatedParameters::set(const SimulatedFrame& frame) {
+void SimulatedParameters::set(const SimulatedFrame& frame, const GivenValues* given) {
     for (const TagEntry& tag : tags_) {
+        const bool isGiven = given && given->gives(tag.id);
         if (tag.kind == TagKind::block) {
             Bytes& block = blocks_[tag.id];
-            block.resize(blockSize(tag, frame.number));
+            block.resize(isGiven ? static_cast<size_t>(tag.size) : blockSize(tag, frame.number));
             fillWithNoise(tag.id, frame.number, block);
+            if (isGiven) given->set(tag.id, block);
             setBlock(tag, block);
             continue;
         }
         if (tag.size > kMaxFixedBytes) continue;
-        const Bytes value = fixedValue(tag, frame);
+        Bytes value = fixedValue(tag, frame);
+        if (isGiven) {
+            value.resize(static_cast<size_t>(tag.size));
+            given->set(tag.id, value);
+        }
         // The service pads a fixed-size value, or cuts it, to the size of its tag.
         sizes_[tag.id] = static_cast<uint64_t>(tag.size);
         for (const uint32_t camera : cameras_) {

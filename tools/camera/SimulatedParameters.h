@@ -3,6 +3,7 @@
 
 #include "host/LiveValues.h"
 #include "tools/camera/ExifFacts.h"
+#include "tools/camera/GivenValues.h"
 
 #include <cstdint>
 #include <map>
@@ -35,10 +36,11 @@ public:
     /// `tags` are those that are dumped; `cameras` are those whose values are asked for.
     SimulatedParameters(std::vector<tyktags::TagEntry> tags, std::set<uint32_t> cameras);
 
-    /// Sets the values of one frame. The service keeps the addresses of blocks; they are valid
-    /// until the next call or the end of the object. Throws Failure when the service refuses a
-    /// value.
-    void set(const SimulatedFrame& frame);
+    /// Sets the values of one frame. What the chosen row of `given`, where that is not null, gives
+    /// replaces what is made up; a block of which it gives something has its tag's size. The
+    /// service keeps the addresses of blocks; they are valid until the next call or the end of the
+    /// object. Throws Failure when the service refuses a value.
+    void set(const SimulatedFrame& frame, const GivenValues* given);
 
     /// Size in bytes of the value that set() gave `tag` last. None for a tag without a value, such
     /// as one that the library does not carry.

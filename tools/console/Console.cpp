@@ -92,12 +92,14 @@ void Progress::count(const char* what, uint64_t done, uint64_t of, const char* i
     const Clock::time_point now = Clock::now();
     if (!live || now - shown_ < 100ms) return;
     shown_ = now;
-    std::string line = fmt::format("{} {} of {} {}", what, done, of, items);
+    std::string line = of > 0 ? fmt::format("{} {} of {} {}", what, done, of, items)
+                              : fmt::format("{} {} {}", what, done, items);
     const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(now - begun_);
     if (passed > 2s && done > 0) {
         const double rate = static_cast<double>(done) * 1000 / static_cast<double>(passed.count());
-        const auto left = static_cast<int64_t>(static_cast<double>(of - done) / rate);
-        line += fmt::format(", {:.3g} a second, {} left", rate, humanSeconds(left));
+        line += fmt::format(", {:.3g} a second", rate);
+        const double left = of > 0 ? static_cast<double>(of - done) / rate : 0;
+        if (of > 0) line += fmt::format(", {} left", humanSeconds(static_cast<int64_t>(left)));
     }
     clearProgress();
     // The last column stays free, because some terminals wrap when it is written.

@@ -59,8 +59,8 @@ public:
     Progress& operator=(const Progress&) = delete;
 
     /// Shows "<done what> 40 of 900 frames, 120 a second, 7 s left" in place of the last line; the
-    /// rate and the time left appear after a while. Limits the number of updates per second and the
-    /// width to the terminal's.
+    /// rate and the time left appear after a while. `of` is 0 if the number is unknown. Limits the
+    /// number of updates per second and the width to the terminal's.
     void count(const char* what, uint64_t done, uint64_t of, const char* items);
 
 private:

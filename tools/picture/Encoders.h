@@ -4,6 +4,7 @@
 // an object. Errors: Failure, and the exceptions of the source.
 #pragma once
 
+#include "tools/picture/FrameRate.h"
 #include "tools/picture/Picture.h"
 
 #include <string>
@@ -54,8 +55,8 @@ private:
     std::string file_;
 };
 
-/// First line of a video in the YUV4MPEG2 format, with a newline. `rate` is a fraction such as
-/// "30:1". Chroma is centred between its pixels; the format cannot store the matrix.
-std::string y4mHeader(int width, int height, const std::string& rate, SampleRange range, bool grey);
+/// First line of a video in the YUV4MPEG2 format, with a newline. Chroma is centred between its
+/// pixels; the format cannot store the matrix.
+std::string y4mHeader(int width, int height, const FrameRate& rate, SampleRange range, bool grey);
 
 }  // namespace tyksim

@@ -40,11 +40,10 @@ const char* wordOf(const std::array<Word<Value>, kCount>& words, Value value) {
     return "";
 }
 
-/// Adds an option that takes one of the words.
-template <typename Value, size_t kCount>
-Option addWords(VerbOptions& verb, const char* name, const char* help,
-                const std::array<Word<Value>, kCount>& words, Value& value) {
-    const char* const initial = wordOf(words, value);
+/// Adds an option that takes one of the words. `value` is a Value or an optional one.
+template <typename Value, size_t kCount, typename Taker>
+Option addChoice(VerbOptions& verb, const char* name, const char* help,
+                 const std::array<Word<Value>, kCount>& words, Taker& value) {
     std::vector<std::string> allowed;
     allowed.reserve(words.size());
     for (const Word<Value>& word : words) allowed.emplace_back(word.word);
@@ -57,8 +56,15 @@ Option addWords(VerbOptions& verb, const char* name, const char* help,
                 }
             },
             help)
-        .takes(oneOf(std::move(allowed)))
-        .defaultText(initial);
+        .takes(oneOf(std::move(allowed)));
+}
+
+/// As above, with the value as it stands as the default.
+template <typename Value, size_t kCount>
+Option addWords(VerbOptions& verb, const char* name, const char* help,
+                const std::array<Word<Value>, kCount>& words, Value& value) {
+    const char* const initial = wordOf(words, value);
+    return addChoice(verb, name, help, words, value).defaultText(initial);
 }
 
 constexpr int kMostDivisor = 1024;
@@ -120,6 +126,12 @@ void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed) {
         .defaultText("the width");
     addWords(verb, "--matrix", "Matrix of the samples", kMatrices, assumed.rule.matrix);
     addWords(verb, "--range", "Range of the samples", kRanges, assumed.rule.range);
+}
+
+void addGivenSamples(VerbOptions& verb, ColourMatrix& matrix, std::optional<SampleRange>& range) {
+    addWords(verb, "--matrix", "Matrix of the input's samples", kMatrices, matrix);
+    addChoice(verb, "--range", "Range of the input's samples", kRanges, range)
+        .defaultText("the video's, or limited; full of bare pictures");
 }
 
 void addPictureStyle(VerbOptions& verb, PictureStyle& style) {

@@ -6,6 +6,7 @@
 #include "tools/json/Json.h"
 #include "tools/picture/PictureRenderer.h"
 
+#include <optional>
 #include <string>
 
 namespace tyksim {
@@ -32,6 +33,11 @@ struct AssumedPicture {
 /// Adds --order, --stride, --matrix and --range to a verb that reads images. `assumed` receives the
 /// values and must exist until the command line is parsed.
 void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed);
+
+/// Adds --matrix and --range to a verb whose input may say the range itself. `matrix` and `range`
+/// receive the values and must exist until the command line is parsed; without the option `range`
+/// stays empty.
+void addGivenSamples(VerbOptions& verb, ColourMatrix& matrix, std::optional<SampleRange>& range);
 
 /// Adds --format, --quality, --plane, --scale and --rotate to a verb. `style` receives the values
 /// and must exist until the command line is parsed.

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "tools/files/OutputPath.h"
+#include "tools/picture/FrameRate.h"
 #include "tools/picture/PictureRenderer.h"
 
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace tyksim {
@@ -14,8 +14,8 @@ namespace tyksim {
 /// output.
 class VideoFile {
 public:
-    /// `rate` comes from rateOf(). Throws like ResultFile.
-    VideoFile(const OutputRequest& output, std::string rate, const PictureStyle& style);
+    /// Throws like ResultFile.
+    VideoFile(const OutputRequest& output, const FrameRate& rate, const PictureStyle& style);
 
     /// Adds a picture in the form of PictureRenderer's video format. Returns false and does not add
     /// it if its size differs from that of the first. Throws Failure when it cannot be written, and
@@ -30,12 +30,9 @@ public:
 
 private:
     ResultFile file_;
-    std::string rate_;
+    FrameRate rate_;
     PictureStyle style_;
     std::optional<PictureSize> size_;
 };
-
-/// "30", "29.97" or "30000/1001" as a fraction with a colon. Throws WrongUsage for any other text.
-std::string rateOf(const std::string& given);
 
 }  // namespace tyksim

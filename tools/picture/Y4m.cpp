@@ -6,10 +6,9 @@
 
 namespace tyksim {
 
-std::string y4mHeader(int width, int height, const std::string& rate, SampleRange range,
-                      bool grey) {
-    return fmt::format("YUV4MPEG2 W{} H{} F{} Ip A1:1 {} XCOLORRANGE={}{}\n", width, height, rate,
-                       grey ? "Cmono" : "C420jpeg XYSCSS=420JPEG",
+std::string y4mHeader(int width, int height, const FrameRate& rate, SampleRange range, bool grey) {
+    return fmt::format("YUV4MPEG2 W{} H{} F{}:{} Ip A1:1 {} XCOLORRANGE={}{}\n", width, height,
+                       rate.frames, rate.seconds, grey ? "Cmono" : "C420jpeg XYSCSS=420JPEG",
                        range == SampleRange::kFull ? "FULL" : "LIMITED", kVideoMark);
 }
 

@@ -89,6 +89,7 @@ enum class RuleId : uint8_t {
     kReplayFailure,
     kReplayLost,
     kReplayDifferent,
+    kRecordInput,
     kRecordFailure,
     kRecordIncomplete,
 };

@@ -1,0 +1,321 @@
+#!/usr/bin/env python3
+"""Records videos, bare pictures, PNG files and tables of values with tyksim, compares what is recorded with what
+went in, and runs the commands of docs/record.md.
+
+  record.py DOCUMENT TYKSIM [ARGUMENT...]
+
+Ends with status 77 where ffmpeg is missing and everything else passed.
+"""
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import zlib
+
+SKIPPED = 77
+document = pathlib.Path(sys.argv[1]).read_text()
+tool = shlex.join([str(pathlib.Path(word).resolve()) if os.path.exists(word) else word for word in sys.argv[2:]])
+failures = []
+
+
+def expect(holds, what, found=""):
+    if not holds:
+        failures.append(what)
+        print(f"FAILED: {what}\n{found}")
+
+
+def run(line, given=b"", status=0, texts=()):
+    """Runs a line of bash in which `t` is the tool. Returns what it prints."""
+    done = subprocess.run(["bash", "-c", f'set -o pipefail; t() {{ {tool} "$@"; }}; {line}'], input=given,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    out = done.stdout.decode(errors="replace")
+    expect(done.returncode == status, f"{line}: status {status}, not {done.returncode}", out)
+    for text in texts:
+        expect(text in out, f"{line}: prints {text!r}", out)
+    return out
+
+
+def fresh(root):
+    shutil.rmtree(root, ignore_errors=True)
+    return root
+
+
+def frames(root):
+    return sorted(pathlib.Path(root).glob("data/vendor/cameraserver/tykdump/pipe_1/*_task_0/*"))
+
+
+def images(root):
+    return [next(frame.glob("FCWH_*")).read_bytes() for frame in frames(root)]
+
+
+def planes(width, height, frame):
+    """Planes Y, U and V with every value of a byte in them."""
+    pairs, rows = (width + 1) // 2, (height + 1) // 2
+    return (bytes((i + frame) % 256 for i in range(width * height)),
+            bytes((i * 3 + frame) % 256 for i in range(pairs * rows)),
+            bytes((i * 5 + 7 * frame) % 256 for i in range(pairs * rows)))
+
+
+def y4m(header, pictures, frame_line=b"FRAME\n"):
+    return b"YUV4MPEG2 " + header.encode() + b"\n" + b"".join(frame_line + b"".join(one) for one in pictures)
+
+
+def nv21(width, height, picture):
+    """What a dump has of a picture."""
+    y, u, v = picture
+    return (y + b"".join(bytes(pair) for pair in zip(v, u)))[:width * height * 3 // 2]
+
+
+def scaled(picture):
+    """From limited to full range."""
+    def brought(samples, black, steps, middle):  # one half occurs: 0.5, of chroma 16, becomes 0
+        return bytes(min(255, max(0, (510 * (s - black) + steps - 1) // (2 * steps) + middle)) for s in samples)
+    return brought(picture[0], 16, 219, 0), brought(picture[1], 128, 224, 128), brought(picture[2], 128, 224, 128)
+
+
+def videos():
+    for width, height in ((64, 48), (33, 19)):
+        pictures = [planes(width, height, frame) for frame in range(4)]
+        size = f"W{width} H{height}"
+        full = [nv21(width, height, picture) for picture in pictures]
+        limited = [nv21(width, height, scaled(picture)) for picture in pictures]
+        for header, options, expected, text in (
+                ("F25:1 Ip A1:1 C420jpeg XYSCSS=420JPEG XCOLORRANGE=FULL XANY=1", "", full, "full range, as its header"),
+                ("XCOLORRANGE=LIMITED C420mpeg2", "", limited, "at the left of its pixels, and left there"),
+                ("A10:11", "", limited, "does not say (--range does), brought to full"),
+                ("XYSCSS=420PALDV", "--range full", full, "at the top left of its pixels")):
+            run(f"t record {fresh('v')} --y4m - {options}", y4m(f"{size} {header}", pictures), 0, [text])
+            expect(images("v") == expected, f"the pictures of a video {size} {header} {options}")
+        # What was recorded comes out as a video, and that video is recorded as it was.
+        run(f"t export v --y4m x.y4m --force; t record {fresh('w')} --y4m x.y4m && t diff v w",
+            status=0, texts=["all the same"] if width == 64 else [])
+        expect(images("v") == images("w"), f"pictures of {size} come back")
+    run(f"t record {fresh('v')} --y4m - --matrix bt709", y4m("W2 H2 XCOLORRANGE=FULL", [(b"\x80" * 4, b"\xf0", b"\x10")]))
+    luma, chroma = images("v")[0][0], images("v")[0][4:]
+    expect((luma, chroma) == (128 + round(.1018 * 112 - .1968 * 112), chroma) and chroma != b"\x10\xf0",
+           "BT.709 becomes BT.601", images("v"))
+
+
+def times():
+    def at(root):
+        names = [frame.name[4:13] for frame in frames(root)]
+        seconds = [int(n[:2]) * 3600 + int(n[2:4]) * 60 + int(n[4:6]) + int(n[6:]) / 1000 for n in names]
+        return [round((second - seconds[0]) % 86400 * 1000) for second in seconds]
+    picture = [planes(2, 2, 0)] * 32
+    for header, options, rate in (("F25:1", "", 25), ("F30000:1001", "", 30000 / 1001), ("F25:1", "--fps 0.5", .5)):
+        run(f"t record {fresh('v')} --y4m - {options}", y4m(f"W2 H2 {header}", picture))
+        expect(at("v") == [int(n * 1000 / rate + 1e-6) for n in range(32)], f"times of {header} {options}", at("v"))
+    run(f"t record {fresh('v')} --fps 20 --size 2x2 --frames 3")
+    expect(at("v") == [0, 50, 100], "times of a test pattern", at("v"))
+    run(f"t record {fresh('v')} --y4m -", y4m("W2 H2 F0:0", picture[:3]), 0, ["no frame rate"])
+
+
+def bare_pictures():
+    for width, height, stride in ((16, 6, 16), (15, 7, 15), (15, 7, 21), (16, 6, 24)):
+        pictures = [planes(width, height, frame) for frame in range(3)]
+        pairs, rows = (width + 1) // 2, (height + 1) // 2
+        apart = max(stride, 2 * pairs)
+
+        def spread(samples, wide, stride):
+            return b"".join(samples[i:i + wide].ljust(stride, b"#") for i in range(0, len(samples), wide))
+
+        def semi(first, second):
+            return spread(b"".join(bytes(pair) for pair in zip(first, second)), 2 * pairs, apart)
+
+        half = (stride + 1) // 2
+        layouts = {"nv21": lambda y, u, v: spread(y, width, stride) + semi(v, u),
+                   "nv12": lambda y, u, v: spread(y, width, stride) + semi(u, v),
+                   "i420": lambda y, u, v: spread(y, width, stride) + spread(u, pairs, half) + spread(v, pairs, half)}
+        for word, laid in layouts.items():
+            stored = b"".join(laid(*picture) for picture in pictures).rstrip(b"#")
+            options = f"--raw {word} --size {width}x{height}" + (f" --stride {stride}" if stride != width else "")
+            run(f"t record {fresh('v')} - {options}", stored)
+            expected = [nv21(width, height, picture) for picture in pictures]
+            expect(images("v") == expected, f"bare pictures {options}")
+            pathlib.Path("one").write_bytes(stored)
+            run(f"t record {fresh('v')} one - one {options} --frames 7", stored[:len(stored) // 3 + 9], 3,
+                ["record-input: standard input: picture 2: expected", "frames: 7 dumped of 7"])
+            expect(images("v") == expected + expected[:1] + expected, f"files of pictures {options}")
+
+
+def values():
+    tags = ["EXPOSURE_TIME.nanoseconds", "SENSITIVITY.iso", "EXPOSURE_BIAS.ev", "WB_GAINS.gains", "NOISE_PROFILE.model"]
+    names = " ".join(["KELV_TAG_" + tag for tag in tags] + "total_gain exp_time cur_ev ev0 ev1 ev2".split())
+    made = "--size 16x16 --first-request 5"
+    run(f"t record {fresh('v')} {made} --frames 4 --iso 333 --ev -0.7 --exposure 1/77; t track v {names} --csv >table")
+    run(f"t record {fresh('w')} {made} --values table && t diff v w", status=0, texts=["all the same"])
+    run(f"cat table | t record {fresh('w')} {made} --frames 3 --values - && t diff v w --frames ..3", status=0,
+        texts=["3 frames matched", "but for the values that standard input gives"])
+    table = ('{"path":"x","total_gain":7,"cur_ev":null}\n\n'
+             '{"cur_ev":-0.1,"KELV_TAG_WB_GAINS.gains":[1,2,[3,4.5]],"time":"T"}\n{"total_gain":{"number":1,"name":"A"}}\n')
+    run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain cur_ev KELV_TAG_WB_GAINS.gains --csv",
+        table.encode(), 0, [",1,1,7,-1,", ',2,2,1536,-0.1,"1,2,3,4.5"', ",3,3,1,0,"])
+    run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain KELV_TAG_WB_GAINS.gains[1] --csv",
+        b'\xef\xbb\xbftotal_gain,"KELV_TAG_WB_GAINS.gains[1]",KELV_TAG_GYRO_SAMPLES\r\n1,2.5,x\r\n,"3",\r\n', 0,
+        ["whole tags and no fields: KELV_TAG_GYRO_SAMPLES", ",1,1,1,2.5", ",2,2,1536,3"])
+    video = y4m("W2 H2", [planes(2, 2, 0)] * 3)
+    pathlib.Path("table").write_text("total_gain\n" + "5\n" * 2)
+    run(f"t record {fresh('w')} --y4m - --values table", video, 0, ["frames: 2 dumped of 2"])
+    pathlib.Path("table").write_text("total_gain\n" + "5\n" * 4)
+    run(f"t record {fresh('w')} --y4m - --values table", video, 0, ["ended after 3 frames; table has 4 rows"])
+    run(f"echo '<dumpconfig/>' >c; t record {fresh('w')} --values table --config c", status=0,
+        texts=["not recorded, because the dump configuration leaves out their tags: total_gain"])
+
+
+def png(width, height, kind, depth, rows, extra=b""):
+    def chunk(name, content):
+        return struct.pack(">I", len(content)) + name + content + struct.pack(">I", zlib.crc32(name + content))
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, depth, kind, 0, 0, 0)) + extra +
+            chunk(b"IDAT", zlib.compress(b"".join(b"\0" + row for row in rows))) + chunk(b"IEND", b""))
+
+
+def png_files():
+    ramp = bytes(range(16))
+    red, clear = b"\xff\0\0\xff", b"\xff\0\0\x80"
+    for name, file, expected in (
+            ("grey", png(16, 2, 0, 8, [ramp, ramp]), ramp * 2 + b"\x80" * 16),
+            ("grey of 16 bits", png(16, 2, 0, 16, [bytes(b for s in ramp for b in (s, s))] * 2), ramp * 2 + b"\x80" * 16),
+            ("colour", png(2, 2, 2, 8, [red[:3] * 2] * 2), b"L" * 4 + b"\xffU"),
+            ("opaque", png(2, 2, 6, 8, [red * 2] * 2), b"L" * 4 + b"\xffU")):
+        pathlib.Path("p.png").write_bytes(file)
+        run(f"t record {fresh('v')} p.png")
+        expect(len(images("v")[0]) == len(expected) and all(abs(a - b) <= 1 for a, b in zip(images("v")[0], expected)),
+               f"a PNG file: {name}", images("v"))
+    for file, text in ((png(2, 2, 6, 8, [red + clear] * 2), "without transparent pixels, found some"),
+                       (png(2, 2, 2, 8, [red[:3] * 2] * 2)[:-30], "expected a complete PNG picture"),
+                       (png(16385, 1, 0, 8, [b"\0" * 16385]), "p.png: expected a complete PNG"),
+                       (b"GIF89a", "found something else: ffmpeg -i FILE"),
+                       (b"YUV4MPEG2 W2 H2\n", "found a video: --y4m takes it")):
+        pathlib.Path("p.png").write_bytes(file)
+        run(f"t record {fresh('v')} p.png", status=1, texts=[text])
+    run("t record v --size 16x8 --iso 250 --frames 1 && t export v --format png -o pngs && "
+        f"t record {fresh('w')} pngs/*.png && t track w KELV_TAG_SENSITIVITY.iso --csv", texts=[",1,1,250"])
+
+
+def refusals():
+    picture = planes(4, 4, 0)
+    yuv420p = "ffmpeg -pix_fmt yuv420p"
+    headers = [("", "something else"), ("W4", "a height (H)"), ("H4", "a width (W)"), ("W0 H4", "expected W1 to W16384"),
+               ("W4 H12289", "expected H1 to H12288, found H12289"), ("W4 W4 H4", "expected once, found W4"),
+               ("W4 H4 F25", "expected F<frames>:<seconds>"), ("W4 H4 F1001:1", "at most 1000 frames a second"),
+               ("W4 H4 It", "ffmpeg -vf yadif"), ("W4 H4 C420p10", yuv420p), ("W4 H4 C422", yuv420p),
+               ("W4 H4 C444", yuv420p), ("W4 H4 Cmono", yuv420p), ("W4 H4 XYSCSS=422", yuv420p), ("W4 H4 A1", "of a pixel"),
+               ("W4 H4 XCOLORRANGE=WIDE", "XCOLORRANGE=FULL or"), ("W4 H4 Q1", "the parameters W, H"),
+               ("W4 H4 X" + "x" * 5000, "a newline in the first 4096 bytes")]
+    shutil.rmtree("p", ignore_errors=True)
+    for header, text in headers:
+        given = y4m(header, [picture]) if header else b"RIFF"
+        run("t record p --y4m -", given, 1, ["standard input", text])
+    tables = [("totl_gain\n1\n", 'column "totl_gain": no tag, field or scene field of this name; nearest: total_gain'),
+              ("total_gain\n1\n\n3000000000\n", "line 4, column total_gain: expected a whole number from 0 to 2147483647"),
+              ('total_gain,"a\n1,1', "line 1: expected a quote at the end"), ("total_gain,cur_ev\n1\n", "line 2: expected 2 cells"),
+              ("total_gain,total_gain\n1,1\n", '"total_gain" twice'), ("", "a heading"), ("pipe\n1\n", "a column that names a field"),
+              ("total_gain\n", "a row for each frame, found none"), ('{"total_gain":{}}\n', "line 1: expected a number"),
+              ('{"total_gain":1}\n{"total_gain":1\n', "line 2: expected a JSON object"),
+              ("KELV_TAG_WB_GAINS.gains\n1\n", "column KELV_TAG_WB_GAINS.gains: expected 4 numbers, found 1")]
+    for table, text in tables:
+        run("t record p --values -", table.encode(), 1, ["standard input", text])
+    for options, text in (("--y4m - --values -", "can be read once"), ("--y4m a b.jpg", "no IMAGE beside"),
+                          ("--raw nv21 x", "--size WxH"), ("--raw nv21 --size 2x2", "--raw: expected files"),
+                          ("--raw i422 x --size 2x2", "--raw"), ("--raw nv21 --y4m -", "do not go together"),
+                          ("--stride 9", "--stride is for --raw"), ("--range full", "--range are for"),
+                          ("x --raw nv12 --size 9x9 --stride 8", "at least the 9 bytes"), ("-", "with --y4m - or --raw"),
+                          ("--y4m - --size 2x2", "not for a video"), ("--fps 1001", "at most 1000"), ("--fps x", "a rate such")):
+        run(f"t record p {options}", status=2, texts=[text])
+    run("echo total_gain >p.csv; echo 1 >>p.csv; t record p --values p.csv --frames 2", status=2, texts=["at most 1, the rows of"])
+    for options, text in (("--y4m .", "found a folder"), ("--y4m none", "No such file"), ("--y4m -", "found nothing"),
+                          ("- --raw nv21 --size 2x2", "picture 1: expected 6 bytes, found 0")):
+        run(f"t record p {options}", status=1, texts=[text])
+    expect(not os.path.exists("p"), "what is refused writes nothing")
+
+
+def broken_input():
+    pictures = [planes(4, 4, frame) for frame in range(3)]
+    whole = y4m("W4 H4 F25:1", pictures)
+    for given, text in ((whole[:-1], "frame 3: expected 24 bytes, found 23"), (whole[:-25], "frame 3: expected a newline"),
+                        (whole[:-30] + b"PLANE\n" + b"x" * 24, "frame 3: expected FRAME, found something else"),
+                        (whole[:-30] + b"FRAME It\n" + b"x" * 24, "frame 3: expected FRAME with no parameters but X")):
+        run(f"t record {fresh('v')} --y4m - && echo no", given, 3, ["record-input: standard input: " + text, "2 dumped of 2"])
+        expect(len(frames("v")) == 2, f"the frames before one that is broken: {text}")
+    run(f"t record {fresh('v')} --y4m - && ls -d v", whole[:40], 1, ["frame 1: expected 24 bytes, found 12"])
+    run(f"t record {fresh('v')} --y4m - --frames 2", whole, 0, ["2 dumped of 2"])
+    run(f"t record {fresh('v')} --y4m - --frames 9", whole, 0, ["ended after 3 frames; --frames asks for 9"])
+    run(f"t record {fresh('v')} --y4m -", y4m("W4 H4", pictures, b"FRAME Xany\n"), 0, ["3 dumped of 3"])
+    run(f"mkfifo f; (sleep .3; cat) <&0 >f & t record {fresh('v')} --y4m f", whole, 0, ["3 dumped of 3"])
+
+
+def interruption():
+    """Ctrl-C ends a recording that waits for its input; what was recorded stays."""
+    video = y4m("W4 H4", [planes(4, 4, 0)])
+    for given, text in ((b"", b""), (video, b"frames: 1 dumped of 1")):
+        run_it = subprocess.Popen(["bash", "-c", f"exec {tool} record {fresh('v')} --y4m -"], stdin=subprocess.PIPE,
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        run_it.stdin.write(given)
+        run_it.stdin.flush()
+        end = time.time() + 20
+        while given and not frames("v") and time.time() < end:
+            time.sleep(.05)
+        time.sleep(.3)
+        run_it.send_signal(signal.SIGINT)
+        out, _ = run_it.communicate(timeout=60)
+        expect(run_it.returncode == -signal.SIGINT and text in out, f"an interrupted recording of {len(given)} bytes", out)
+        expect(len(frames("v")) == (1 if given else 0), "frames of an interrupted recording")
+
+
+def memory():
+    """The largest memory of a recording does not depend on the number of frames."""
+    picture = b"FRAME\n" + bytes(1280 * 720 * 3 // 2)
+    most = []
+    for count in (3, 120):
+        work = subprocess.Popen(["bash", "-c", f"exec {tool} record {fresh('v')} --y4m - "
+                                 "--property persist.vendor.cam.isstest=0 >/dev/null 2>&1"], stdin=subprocess.PIPE)
+        work.stdin.write(b"YUV4MPEG2 W1280 H720\n")
+        for _ in range(count):
+            work.stdin.write(picture)
+        work.stdin.close()
+        most.append(os.wait4(work.pid, 0)[2].ru_maxrss)
+        work.returncode = 0
+    expect(most[1] < most[0] + 32 * 1024, "memory does not grow with the frames", f"{most} KiB")
+
+
+def documented():
+    """The commands of the document, in their order."""
+    have = shutil.which("ffmpeg") is not None
+    table = re.search(r"^```\n(total_gain.*?)^```$", document, re.MULTILINE | re.DOTALL)
+    pathlib.Path("gains.csv").write_text(table.group(1))
+    if have:
+        made = "-v error -y -f lavfi -i testsrc2=size=320x240:rate=25 -t 0.4"
+        run(f"mkdir shots; ffmpeg {made} -pix_fmt yuv420p clip.mp4 && ffmpeg {made} -c:v ffv1 -pix_fmt yuv420p10 clip10.mkv "
+            f"&& ffmpeg {made} shots/%03d.png")
+    lines = [line for block in re.findall(r"^```sh\n(.*?)^```$", document, re.MULTILINE | re.DOTALL)
+             for line in block.splitlines()]
+    expect(len(lines) >= 10, "commands of the document", lines)
+    os.mkdir("bin")
+    pathlib.Path("bin/tyksim").write_text(f'#!/bin/sh\nexec {tool} "$@"\n')
+    os.chmod("bin/tyksim", 0o755)
+    for line in lines:
+        if "/dev/video0" in line or ("ffmpeg" in line and not have):
+            print(f"not run: {line}")
+            continue
+        same = ["all the same"] if "diff" in line else []
+        run(f"export PATH=$PWD/bin:$PATH; {line}", texts=same)
+    for root in ("video", "video10", "bare") if have else ():
+        expect(len(frames(root)) == 10, f"frames of {root}", frames(root))
+    return have
+
+
+with tempfile.TemporaryDirectory(dir=os.environ.get("TEST_TMPDIR")) as folder:
+    os.chdir(folder)
+    for check in (videos, times, bare_pictures, values, png_files, refusals, broken_input, interruption, memory):
+        check()
+    have_ffmpeg = documented()
+    os.chdir("/")
+print(f"{len(failures)} failed")
+sys.exit(1 if failures else 0 if have_ffmpeg else SKIPPED)

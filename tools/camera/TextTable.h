@@ -1,0 +1,67 @@
+// Tables that people have as text: a row a line, columns with names.
+#pragma once
+
+#include "tags/Problem.h"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tyksim {
+
+/// A cell's text; none where the cell is empty or says null. A list's elements have commas between
+/// them.
+using TableCell = std::optional<std::string>;
+
+/// A row, with a cell for each of the table's columns.
+struct TableRow {
+    size_t line = 0;  ///< where it begins, from 1
+    std::vector<TableCell> cells;
+};
+
+/// A table whose first row is its heading, with commas between the cells (CSV), or one whose rows
+/// are JSON objects, each on a line of its own (JSON lines). A table that begins with a brace is of
+/// the second kind.
+///
+/// CSV: a cell in double quotes may hold commas, newlines and doubled quotes; a line ends with a
+/// newline, or with a carriage return and a newline; every row has as many cells as the heading.
+/// JSON lines: a member is a number, a text, true (1), false (0), null, or a list of those, in
+/// which there may be lists; an object with a member "number" stands for that number. Empty lines
+/// are passed over.
+class TextTable {
+public:
+    /// Takes the table's text and reads all rows once. A problem names the line, but no path.
+    static tyktags::Result<TextTable> parse(std::string text);
+
+    /// Names, each once, in the order in which they occur.
+    const std::vector<std::string>& columns() const { return columns_; }
+
+    size_t rowCount() const { return rows_.size(); }
+
+    /// The row `index`, less than rowCount().
+    TableRow row(size_t index) const;
+
+private:
+    struct Place {
+        size_t offset;  ///< in text_
+        size_t line;
+    };
+
+    explicit TextTable(std::string text) : text_(std::move(text)) {}
+    tyktags::Status findCsvRows();
+    tyktags::Status findJsonRows();
+    tyktags::Status addColumn(const std::string& name, size_t line);
+    std::vector<TableCell> jsonCells(std::string_view line) const;
+
+    std::string text_;
+    bool isJson_ = false;
+    std::vector<std::string> columns_;
+    std::map<std::string, size_t, std::less<>> places_;  ///< of names in columns_
+    std::vector<Place> rows_;
+};
+
+}  // namespace tyksim

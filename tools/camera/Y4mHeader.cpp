@@ -1,0 +1,204 @@
+#include "tools/camera/Y4mHeader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fmt/format.h>
+#include <set>
+#include <utility>
+
+namespace tyksim {
+
+namespace {
+
+using tyktags::Problem;
+using tyktags::Status;
+
+constexpr std::string_view kSignature = "YUV4MPEG2";
+constexpr std::string_view kFrame = "FRAME";
+constexpr uint32_t kMaxRateNumber = 1000000;
+constexpr const char* kConvertPixels = "convert it with ffmpeg -pix_fmt yuv420p";
+constexpr const char* kConvertFields = "convert it with ffmpeg -vf yadif";
+
+/// The samplings that frames may have.
+struct Chroma {
+    std::string_view name;     ///< in C
+    std::string_view oldName;  ///< in XYSCSS, which says it where there is no C
+    const char* siting;
+};
+
+constexpr Chroma kChromas[] = {
+    {"420jpeg", "420JPEG", "in the middle of its pixels"},
+    {"420mpeg2", "420MPEG2", "at the left of its pixels"},
+    {"420paldv", "420PALDV", "at the top left of its pixels"},
+    {"420", "420", ""},
+};
+
+/// Takes the next piece up to a space off `line`.
+std::string_view takePiece(std::string_view& line) {
+    const size_t end = std::min(line.find(' '), line.size());
+    const std::string_view piece = line.substr(0, end);
+    line.remove_prefix(std::min(end + 1, line.size()));
+    return piece;
+}
+
+/// A whole number from `least` to `most` that is all of `digits`.
+std::optional<uint32_t> wholeOf(std::string_view digits, uint32_t least, uint32_t most) {
+    uint32_t number = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, number);
+    if (error != std::errc() || stop != end || number < least || number > most) return std::nullopt;
+    return number;
+}
+
+/// Both numbers of "30000:1001".
+std::optional<std::pair<uint32_t, uint32_t>> ratioOf(std::string_view text) {
+    const size_t colon = text.find(':');
+    if (colon == std::string_view::npos) return std::nullopt;
+    const auto first = wholeOf(text.substr(0, colon), 0, UINT32_MAX);
+    const auto second = wholeOf(text.substr(colon + 1), 0, UINT32_MAX);
+    if (!first || !second) return std::nullopt;
+    return std::pair(*first, *second);
+}
+
+/// Reads the parameters of a header one after the other.
+class HeaderReader {
+public:
+    Status read(std::string_view parameters) {
+        while (!parameters.empty()) {
+            const std::string_view piece = takePiece(parameters);
+            if (piece.empty()) continue;
+            const char kind = piece.front();
+            if (kind != 'X' && !seen_.insert(kind).second) return refuse("once", piece);
+            Status status = take(kind, piece.substr(1), piece);
+            if (!status.ok()) return status;
+        }
+        return finish();
+    }
+
+    const Y4mHeader& header() const { return header_; }
+
+private:
+    static Status refuse(std::string expected, std::string_view piece, std::string reason = "") {
+        return Problem{"", std::move(expected), std::string(piece), std::move(reason), "header"};
+    }
+
+    Status take(char kind, std::string_view value, std::string_view piece) {
+        switch (kind) {
+            case 'W':
+                return takeSide(value, piece, kMaxWidth, header_.width);
+            case 'H':
+                return takeSide(value, piece, kMaxHeight, header_.height);
+            case 'F':
+                return takeRate(value, piece);
+            case 'I':
+                return takeFields(value, piece);
+            case 'A':
+                return takeAspect(value, piece);
+            case 'C':
+                return takeChroma(value, piece);
+            case 'X':
+                return takeExtension(value, piece);
+            default:
+                return refuse("the parameters W, H, F, I, A, C and X", piece);
+        }
+    }
+
+    static Status takeSide(std::string_view value, std::string_view piece, int most, int& side) {
+        const auto number = wholeOf(value, 1, static_cast<uint32_t>(most));
+        if (!number) return refuse(fmt::format("{0}1 to {0}{1}", piece[0], most), piece);
+        side = static_cast<int>(*number);
+        return {};
+    }
+
+    Status takeRate(std::string_view value, std::string_view piece) {
+        const auto ratio = ratioOf(value);
+        if (ratio && ratio->first == 0 && ratio->second == 0) return {};
+        const bool good = ratio && ratio->first >= 1 && ratio->first <= kMaxRateNumber &&
+                          ratio->second >= 1 && ratio->second <= kMaxRateNumber;
+        if (!good) {
+            return refuse(fmt::format("F<frames>:<seconds>, each from 1 to {}", kMaxRateNumber),
+                          piece);
+        }
+        header_.rate = FrameRate{ratio->first, ratio->second};
+        if (isOneAMillisecond(*header_.rate)) return {};
+        return refuse("at most 1000 frames a second, because a folder's name tells milliseconds",
+                      piece, "drop frames with ffmpeg -r 1000, or give the rate with --fps");
+    }
+
+    static Status takeFields(std::string_view value, std::string_view piece) {
+        if (value == "p" || value == "?") return {};
+        return refuse("progressive frames (Ip)", piece, kConvertFields);
+    }
+
+    Status takeAspect(std::string_view value, std::string_view piece) {
+        const auto ratio = ratioOf(value);
+        if (!ratio) return refuse("A<width>:<height> of a pixel", piece);
+        if (ratio->first != ratio->second) header_.aspect = value;
+        return {};
+    }
+
+    Status takeChroma(std::string_view value, std::string_view piece) {
+        for (const Chroma& chroma : kChromas) {
+            if (value != chroma.name && value != chroma.oldName) continue;
+            header_.chroma = chroma.name;
+            header_.siting = chroma.siting;
+            return {};
+        }
+        return refuse("4:2:0 with 8 bits (C420jpeg, C420mpeg2, C420paldv or C420)", piece,
+                      kConvertPixels);
+    }
+
+    Status takeExtension(std::string_view value, std::string_view piece) {
+        constexpr std::string_view kRange = "COLORRANGE=";
+        constexpr std::string_view kOldChroma = "YSCSS=";
+        if (value.substr(0, kOldChroma.size()) == kOldChroma) oldChroma_ = piece;
+        if (value.substr(0, kRange.size()) != kRange) return {};
+        value.remove_prefix(kRange.size());
+        if (value != "FULL" && value != "LIMITED") {
+            return refuse("XCOLORRANGE=FULL or XCOLORRANGE=LIMITED", piece);
+        }
+        const SampleRange range = value == "FULL" ? SampleRange::kFull : SampleRange::kLimited;
+        if (header_.range.value_or(range) != range) return refuse("one range", piece);
+        header_.range = range;
+        return {};
+    }
+
+    Status finish() {
+        if (header_.width == 0) return refuse("a width (W)", "none");
+        if (header_.height == 0) return refuse("a height (H)", "none");
+        if (seen_.count('C') > 0 || oldChroma_.empty()) return {};
+        return takeChroma(oldChroma_.substr(oldChroma_.find('=') + 1), oldChroma_);
+    }
+
+    Y4mHeader header_;
+    std::set<char> seen_;
+    std::string_view oldChroma_;  ///< the parameter XYSCSS
+};
+
+}  // namespace
+
+tyktags::Result<Y4mHeader> parseY4mHeader(std::string_view line) {
+    if (takePiece(line) != kSignature) {
+        return Problem{"", fmt::format("{} and its parameters", kSignature), "something else",
+                       "convert it with ffmpeg -f yuv4mpegpipe", "header"};
+    }
+    HeaderReader reader;
+    const Status status = reader.read(line);
+    if (!status.ok()) return status.problem();
+    return reader.header();
+}
+
+Status checkY4mFrameLine(std::string_view line) {
+    const std::string_view first = takePiece(line);
+    if (first != kFrame) return Problem{"", std::string(kFrame), "something else"};
+    while (!line.empty()) {
+        const std::string_view piece = takePiece(line);
+        if (piece.empty() || piece.front() == 'X') continue;
+        const char* const reason = piece.front() == 'I' ? kConvertFields : "";
+        return Problem{"", fmt::format("{} with no parameters but X", kFrame), std::string(piece),
+                       reason};
+    }
+    return {};
+}
+
+}  // namespace tyksim
