@@ -302,6 +302,14 @@ std::optional<int64_t> parseInteger(std::string_view text) {
     return parse<int64_t>(text);
 }
 
+std::optional<Value> parseNumber(std::string_view text) {
+    if (const auto whole = parse<int64_t>(text)) return *whole;
+    if (const auto natural = parse<uint64_t>(text)) return *natural;
+    const bool isDecimal = text.find_first_not_of("+-.0123456789eE") == std::string_view::npos;
+    const auto number = isDecimal ? parse<double>(text) : std::nullopt;
+    return number ? std::optional<Value>(*number) : std::nullopt;
+}
+
 std::optional<float> parseFloat(std::string_view text) {
     return parse<float>(text);
 }

@@ -47,6 +47,11 @@ std::optional<double> toNumber(const Value& value);
 /// type.
 std::optional<int64_t> parseInteger(std::string_view text);
 
+/// The finite number that all of `text` says in decimal, whole numbers exactly as far as 64 bits
+/// hold them; none where that is no number or one beyond a double. The text is read as the thread's
+/// locale has it.
+std::optional<Value> parseNumber(std::string_view text);
+
 /// The number nearest to what all of `text` says, "inf" and "nan" included; none where that is no
 /// number or one beyond the type. The text is read as the thread's locale has it.
 std::optional<float> parseFloat(std::string_view text);

@@ -30,9 +30,14 @@ lines() {
 }
 lines info.jsonl 200
 lines check.jsonl 200
-lines track.tsv 200
+lines frames.jsonl 600
 grep -Fqx "$(printf 'image-missing\t3\t3')" answers.txt || {
     echo "expected a line of 3 missing images in 3 trees:" >&2
+    cat -v answers.txt >&2
+    exit 1
+}
+grep -Fqx "$(printf 'frames\t600\t597')" answers.txt || {
+    echo "expected 600 frames, 597 of them with a mean:" >&2
     cat -v answers.txt >&2
     exit 1
 }

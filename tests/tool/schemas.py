@@ -67,6 +67,8 @@ with tempfile.TemporaryDirectory() as work:
     assert [row["values"]["total_gain"] for row in tracked["rows"]] == [1024, 1536, 2048]
     run(3, "track", "damaged", *names, "--json")
     run(2, "track", "whole", "nonsense", "--json")
+    several = run(1, "track", "whole", "nowhere", "-n", *names, "-n", "image.mean", "--json")
+    assert several[0]["path"].endswith("/whole") and not several[1]["ok"], several
     run(0, "diff", "whole", "whole", "--json")
     run(3, "diff", "whole", "damaged", "--json")
     run(1, "diff", "whole", "nowhere", "--json")

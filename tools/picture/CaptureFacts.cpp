@@ -1,5 +1,7 @@
 #include "tools/picture/CaptureFacts.h"
 
+#include "tree/read/Timeline.h"
+
 #include <fmt/format.h>
 #include <optional>
 #include <string>
@@ -25,14 +27,12 @@ std::optional<double> numberOf(const tyktree::FrameValue& value) {
     return tyktags::toNumber(value.values.front());
 }
 
-/// The time in EXIF's format. A frame's stamp has no year, so the year is that of its task.
+/// The time in EXIF's format.
 std::string takenAt(const tyktree::FrameRef& frame) {
-    if (!frame.frame->wellNamed || !frame.task->parsed) return "";
-    const tyktree::Stamp& start = frame.task->parsed->stamp;
-    const tyktree::Stamp& stamp = frame.frame->parsed.stamp;
-    const int year = start.year + (stamp.month < start.month ? 1 : 0);
-    return fmt::format("{:04}:{:02}:{:02} {:02}:{:02}:{:02}", year, stamp.month, stamp.day,
-                       stamp.hour, stamp.minute, stamp.second);
+    const std::optional<tyktree::Stamp> stamp = stampOf(*frame.task, *frame.frame);
+    if (!stamp) return "";
+    return fmt::format("{:04}:{:02}:{:02} {:02}:{:02}:{:02}", stamp->year, stamp->month, stamp->day,
+                       stamp->hour, stamp->minute, stamp->second);
 }
 
 std::string identityOf(const tyktree::FrameRef& frame, int camera) {

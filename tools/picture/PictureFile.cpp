@@ -56,11 +56,12 @@ Picture PictureFile::whole() {
     return rows(0, layout_.height);
 }
 
-StoredRows PictureFile::storedRows(int first, int rows) {
+StoredRows PictureFile::storedRows(int first, int rows, WantedPlanes wanted) {
     const size_t lumaStride = layout_.lumaStride();
     const size_t chromaStride = layout_.chromaStride();
-    const size_t lumaBytes = lumaStride * static_cast<size_t>(rows);
-    const size_t chromaBytes = chromaStride * static_cast<size_t>(chromaLength(rows));
+    const size_t lumaBytes = wanted.luma ? lumaStride * static_cast<size_t>(rows) : 0;
+    const size_t chromaBytes =
+        wanted.chroma ? chromaStride * static_cast<size_t>(chromaLength(rows)) : 0;
     uint8_t* const luma = stored_.reserve(lumaBytes + chromaBytes);
     uint8_t* const chroma = luma + lumaBytes;
     const size_t chromaFrom = layout_.lumaBytes() + chromaStride * static_cast<size_t>(first / 2);
@@ -71,8 +72,11 @@ StoredRows PictureFile::storedRows(int first, int rows) {
     return {luma, chroma, lumaRead, chromaRead};
 }
 
-Picture PictureFile::rows(int first, int rows) {
-    const StoredRows stored = storedRows(first, rows);
+Picture PictureFile::rows(int first, int rows, WantedPlanes wanted) {
+    const StoredRows stored = storedRows(first, rows, wanted);
+    const Plane luma{stored.luma, static_cast<int>(layout_.lumaStride()), layout_.width,
+                     wanted.luma ? rows : 0};
+    if (!wanted.chroma) return {luma, {}, {}};
     const int pairs = chromaLength(layout_.width);
     const int chromaRows = chromaLength(rows);
     const size_t planeBytes = static_cast<size_t>(pairs) * static_cast<size_t>(chromaRows);
@@ -81,7 +85,7 @@ Picture PictureFile::rows(int first, int rows) {
     libyuv::SplitUVPlane(stored.chroma, static_cast<int>(layout_.chromaStride()), one, pairs, other,
                          pairs, pairs, chromaRows);
     const bool uFirst = layout_.order == ChromaOrder::kNv12;
-    return {{stored.luma, static_cast<int>(layout_.lumaStride()), layout_.width, rows},
+    return {luma,
             {uFirst ? one : other, pairs, pairs, chromaRows},
             {uFirst ? other : one, pairs, pairs, chromaRows}};
 }

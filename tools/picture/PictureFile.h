@@ -31,6 +31,12 @@ struct StoredRows {
     size_t chromaBytes = 0;           ///< from the file; the rest is filled in
 };
 
+/// The planes to read.
+struct WantedPlanes {
+    bool luma = true;
+    bool chroma = true;
+};
+
 /// An image file open for reading. A file of any length gives a picture: missing samples are black
 /// and without colour, and bytes after the picture are ignored. Planes and rows are valid until the
 /// next operation that reads. One thread at a time uses an object.
@@ -61,20 +67,23 @@ public:
     /// NoPicture when the file cannot be read.
     PictureSource source();
 
+    /// One strip, with the conditions of PictureSource. Planes that are not wanted are not read and
+    /// have no rows. Throws NoPicture when the file cannot be read.
+    Picture rows(int first, int rows, WantedPlanes wanted = {});
+
     /// The whole picture. Throws NoPicture when the file cannot be read.
     Picture whole();
 
     /// Rows `first` to `first + rows - 1`, with the conditions of PictureSource, without splitting
-    /// chroma into planes. Throws NoPicture when the file cannot be read.
-    StoredRows storedRows(int first, int rows);
+    /// chroma into planes. Planes that are not wanted have no bytes. Throws NoPicture when the file
+    /// cannot be read.
+    StoredRows storedRows(int first, int rows, WantedPlanes wanted = {});
 
     /// Reads up to `size` bytes from `offset` on and returns their number. Throws NoPicture when
     /// the file cannot be read.
     size_t read(uint8_t* out, size_t size, uint64_t offset) const;
 
 private:
-    Picture rows(int first, int rows);
-
     std::string path_;
     PictureLayout layout_;
     tyktree::RegularFile file_;

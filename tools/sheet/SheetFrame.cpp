@@ -95,7 +95,7 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
         if (!result.camera) result.camera = file.parameter.camId;
         result.parameters.push_back(readParameter(file, result));
     }
-    readValues(result);
+    readValues(result, frame.pathBefore());
     if (const FileEntry* const image = listing_.image()) {
         if (!result.camera) result.camera = image->image.camId;
         result.width = image->image.width;
@@ -110,8 +110,8 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
     return result;
 }
 
-void SheetFrameReader::readValues(SheetFrame& frame) {
-    const std::vector<tyktree::FrameValue> values = values_.read(listing_);
+void SheetFrameReader::readValues(SheetFrame& frame, const std::string& before) {
+    const std::vector<tyktree::FrameValue> values = values_.read(listing_, before);
     for (size_t i = kSceneFieldCount; i < values.size(); ++i) {
         frame.plots.push_back(plottedValue(values[i]));
     }

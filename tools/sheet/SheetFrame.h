@@ -54,7 +54,7 @@ public:
     SheetFrame read(const tyktree::FrameRef& frame);
 
 private:
-    void readValues(SheetFrame& frame);
+    void readValues(SheetFrame& frame, const std::string& before);
     SheetParameter readParameter(const tyktree::FileEntry& file, SheetFrame& frame) const;
     std::string pathOf(const tyktree::FileEntry& file) const;
 

@@ -55,7 +55,6 @@ struct Options {
     std::string b;
     TreeOptions tree;
     MatchBy match = MatchBy::kRequest;
-    AssumedPicture assumed;
     int tolerance = 0;
     std::vector<std::string> ignored;
     std::string heatMaps;
@@ -103,7 +102,7 @@ struct Worker {
 
 DiffRules rulesOf(const Options& options, const OpenedTree& a, const OpenedTree& b) {
     DiffRules rules;
-    rules.assumed = options.assumed;
+    rules.assumed = options.tree.assumed;
     rules.tolerance = options.tolerance;
     std::vector<std::string> names = tagNamesOf(a);
     const std::vector<std::string> more = tagNamesOf(b);
@@ -234,7 +233,7 @@ Action defineDiff(VerbOptions& verb) {
         .takes(wholeNumber(0, 100000))
         .valueName("N")
         .showDefault();
-    addAssumedPicture(verb, options->assumed);
+    addAssumedPicture(verb, options->tree.assumed);
     addTreeOptions(verb, options->tree);
     verb.flag("--json", options->json, "One JSON document, on one line");
     addForce(verb, options->force);

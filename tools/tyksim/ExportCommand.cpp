@@ -57,7 +57,6 @@ struct Options {
     std::string folder;
     std::string video;
     std::string rate = "30";
-    AssumedPicture assumed;
     PictureStyle style;
     bool force = false;
 };
@@ -106,7 +105,7 @@ private:
                      FrameResult& result) {
         if (!tyktree::namesNv21(file.name)) addNameFinding(frame, file, result);
         try {
-            PictureFile picture(pathOf(file), options_.assumed.layoutOf(file.image));
+            PictureFile picture(pathOf(file), options_.reading.tree.assumed.layoutOf(file.image));
             picture.requireSamples();
             addSizeFindings(frame, file, picture, result);
             Exported image;
@@ -167,7 +166,7 @@ public:
           report_(makeExportReport(reading.json(), options.video == kStandardOutput)) {}
 
     ExitStatus run() {
-        report_->begin(options_.assumed);
+        report_->begin(options_.reading.tree.assumed);
         if (options_.video.empty()) {
             OutputFolder out(output());
             exportFrames(out.path());
@@ -249,7 +248,7 @@ void finish(Options& options) {
     if (options.folder.empty() == options.video.empty()) {
         throw WrongUsage("expected one of -o DIR and --y4m FILE");
     }
-    options.style.rule = options.assumed.rule;
+    options.style.rule = options.reading.tree.assumed.rule;
     options.reading.trees = {options.tree};
     if (options.video.empty()) return;
     options.style.format = PictureFormat::kY4mFrame;
@@ -271,7 +270,7 @@ Action defineExport(VerbOptions& verb) {
         .valueName("RATE")
         .defaultText("30");
     addPictureStyle(verb, options->style);
-    addAssumedPicture(verb, options->assumed);
+    addAssumedPicture(verb, options->reading.tree.assumed);
     addTreeOptions(verb, options->reading.tree);
     verb.flag("--json", options->reading.json, "One JSON document, on one line");
     addForce(verb, options->force);

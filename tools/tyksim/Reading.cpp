@@ -162,7 +162,8 @@ ExitStatus worse(ExitStatus a, ExitStatus b) {
 OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOptions& options,
                        Need need, IndexProblems problems)
     : index(readIndex(given, options)),
-      catalog(orFail(tyktree::TagCatalog::find(index, options.tagsFile))) {
+      catalog(orFail(tyktree::TagCatalog::find(index, options.tagsFile))),
+      measures(options.assumed) {
     reading.problems(catalog);
     const FrameSelection selection = options.selection();
     frames = select(index, selection);
@@ -193,6 +194,20 @@ std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> tree
 
 std::vector<std::string> tagNamesOf(const OpenedTree& tree) {
     return tyktree::tagNamesIn(tree.frames);
+}
+
+std::vector<tyktree::ValueName> resolveNames(const OpenedTree& tree,
+                                             const tyktree::TagCatalog& catalog,
+                                             const std::vector<std::string>& names,
+                                             const std::string& prefix) {
+    const std::vector<std::string> tagNames = tagNamesOf(tree);
+    std::vector<tyktree::ValueName> resolved;
+    for (const std::string& name : names) {
+        auto value = resolveName(name, catalog, tagNames, &tree.measures);
+        if (!value.ok()) throw PicksNothing(prefix + toLine(value.problem()));
+        resolved.push_back(std::move(value.value()));
+    }
+    return resolved;
 }
 
 void addReadingOptions(VerbOptions& verb, ReadingOptions& options) {

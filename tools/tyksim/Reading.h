@@ -3,8 +3,10 @@
 #pragma once
 
 #include "tools/json/Json.h"
+#include "tools/picture/Measures.h"
 #include "tools/tyksim/Commands.h"
 #include "tools/tyksim/TreeOptions.h"
+#include "tree/read/ValueName.h"
 
 #include <cstdint>
 #include <functional>
@@ -77,6 +79,7 @@ enum class IndexProblems {
 struct OpenedTree {
     tyktree::TreeIndex index;
     tyktree::TagCatalog catalog;
+    ImageMeasures measures;                 ///< values beside those of the catalog
     std::vector<tyktree::FrameRef> frames;  ///< the selected frames; they point into `index`
 
     /// Reports the index's problems in the selected part. Throws PicksNothing if the selection
@@ -90,6 +93,13 @@ struct OpenedTree {
 
 /// What no output may touch: tyktree::foldersOf() of each tree.
 std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> trees);
+
+/// Resolves NAMEs in a tree with `catalog` and the tree's measures. Throws PicksNothing for an
+/// unknown name; its message begins with `prefix`.
+std::vector<tyktree::ValueName> resolveNames(const OpenedTree& tree,
+                                             const tyktree::TagCatalog& catalog,
+                                             const std::vector<std::string>& names,
+                                             const std::string& prefix = "");
 
 /// tyktree::tagNamesIn() of the selected frames.
 std::vector<std::string> tagNamesOf(const OpenedTree& tree);

@@ -56,7 +56,6 @@ struct SheetOptions {
     std::vector<std::string> plots;
     uint32_t every = 1;
     int thumbWidth = 0;
-    AssumedPicture assumed;
     bool force = false;
 };
 
@@ -87,7 +86,7 @@ public:
           jobs_(options.reading.jobs > 0 ? options.reading.jobs : availableJobs()),
           tree_(reading, options.tree, options.reading) {
         if (!options.against.empty()) other_.emplace(reading, options.against, options.reading);
-        everything_.assumed = options.assumed;
+        everything_.assumed = options.reading.assumed;
         chooseFrames();
     }
 
@@ -143,14 +142,7 @@ private:
     std::vector<tyktree::ValueName> plots() const {
         std::vector<std::string> names = {"exp_time", "total_gain", "cur_ev"};
         names.insert(names.end(), options_.plots.begin(), options_.plots.end());
-        const std::vector<std::string> tagNames = tagNamesOf(tree_);
-        std::vector<tyktree::ValueName> resolved;
-        for (const std::string& name : names) {
-            const auto plot = resolveName(name, table(), tagNames);
-            if (!plot.ok()) throw WrongUsage("--plot: " + toLine(plot.problem()));
-            resolved.push_back(plot.value());
-        }
-        return resolved;
+        return resolveNames(tree_, table(), names, "--plot: ");
     }
 
     void addFrames(SheetWriter& writer, const std::vector<tyktree::ValueName>& plots) {
@@ -159,7 +151,7 @@ private:
         forEachOnJobs<SheetPair>(
             pairs_.size(), jobs_,
             [&] {
-                return Readers{SheetFrameReader(table(), plots, {sizes, options_.assumed}),
+                return Readers{SheetFrameReader(table(), plots, {sizes, options_.reading.assumed}),
                                FrameComparer(everything_, table())};
             },
             [&](Readers& readers, SheetPair& pair, size_t index) {
@@ -214,7 +206,7 @@ private:
                 printResult(words);
             }
         };
-        if (!options_.assumed.isUsual()) print(options_.assumed.toText());
+        if (!options_.reading.assumed.isUsual()) print(options_.reading.assumed.toText());
         std::string line = fmt::format(
             "{}: {}, {}", streamed ? "standard output" : tyktree::escaped(options_.output),
             counted(pairs_.size(), "frame", "frames"), countsText(mine));
@@ -268,7 +260,7 @@ Action defineSheet(VerbOptions& verb) {
     verb.option("--thumb-width", options->thumbWidth, "Width of the thumbnails, pixels")
         .takes(wholeNumber(16, 2048))
         .valueName("N");
-    addAssumedPicture(verb, options->assumed);
+    addAssumedPicture(verb, options->reading.assumed);
     addTreeOptions(verb, options->reading);
     addForce(verb, options->force);
     verb.footer(kFooter);

@@ -40,7 +40,6 @@ Examples:
 struct ShowOptions {
     ReadingOptions reading;
     std::string tag;
-    AssumedPicture assumed;
 };
 
 /// The planes of the image at `path`. Throws NoPicture.
@@ -156,14 +155,14 @@ private:
             report_->addImage(nullptr);
             return;
         }
-        const ShownImage shown{image, options_.assumed, readPlanes(*image)};
+        const ShownImage shown{image, options_.reading.tree.assumed, readPlanes(*image)};
         report_->addImage(&shown);
     }
 
     /// Returns the planes; if the file cannot be read, reports the reason and returns none.
     std::vector<PlaneFacts> readPlanes(const FileEntry& image) {
         try {
-            return planesOf(pathOf(image), options_.assumed.layoutOf(image.image));
+            return planesOf(pathOf(image), options_.reading.tree.assumed.layoutOf(image.image));
         } catch (const NoPicture& error) {
             reading_.problem(error.what());
             return {};
@@ -188,7 +187,7 @@ Action defineShow(VerbOptions& verb) {
     const auto options = std::make_shared<ShowOptions>();
     addReadingOptions(verb, options->reading);
     verb.option("--tag", options->tag, "Only this parameter, with its bytes").valueName("NAME");
-    addAssumedPicture(verb, options->assumed);
+    addAssumedPicture(verb, options->reading.tree.assumed);
     verb.footer(kFooter);
     return [options] {
         return readTrees(options->reading, "tyksim.show",

@@ -20,8 +20,16 @@ namespace {
 using tyktree::FrameRef;
 
 constexpr const char* kFooter = R"(
-NAME is TAG, TAG.field, TAG.field[2] or a field of the scene record (total_gain, exp_time, cur_ev,
-sx, cap_info/normal_num ...). Of a tag without known fields the CRC-32 and the size are shown. A
+NAME is TAG, TAG.field, TAG.field[2], a field of the scene record (total_gain, exp_time, cur_ev,
+sx, cap_info/normal_num ...) or a measure of the image (image.mean, image.u.std, image.noise,
+image[X,Y,W,H].clipped.high, image.flicker ...; docs/measures.md has them all). With -n or --all every
+argument is a tree; without, the first one is the tree and the others are the names.
+
+--rows prints a JSON object per frame, one a line: path, pipe, task, frame, request, sof, time, then
+the names, null where a frame has no value. --all adds every scene field and every field of the tag
+table to the names.
+
+Of a tag without known fields the CRC-32 and the size are shown. A
 scene field is what a folder replay brings: what iSceneInfo.xml says or leaves to the raw blocks.
 Where there is no iSceneInfo.xml, it is what the parameter file holds.
 
@@ -32,47 +40,73 @@ Examples:
   tyksim track /tmp/phone total_gain exp_time
   tyksim track pulled/tykdump KELV_TAG_WB_GAINS.gains[1] --tags tags.xml --changes
   tyksim track /tmp/phone cur_ev --svg ev.svg
+  tyksim track lab/* -n image.mean image.noise total_gain --rows > frames.jsonl
 )";
 
 struct TrackOptions {
-    std::string tree;
+    ReadingOptions reading;
     std::vector<std::string> names;
-    TreeOptions selection;
-    bool json = false;
+    bool all = false;
     bool csv = false;
+    bool rows = false;
     bool changes = false;
     std::string svg;
     bool force = false;
 };
 
+TrackForm formOf(const TrackOptions& options) {
+    if (options.reading.json) return TrackForm::kDocument;
+    if (options.rows) return TrackForm::kRows;
+    return options.csv ? TrackForm::kCsv : TrackForm::kText;
+}
+
+/// Tells names from trees among the arguments that stand for themselves.
+void takeNames(TrackOptions& options) {
+    std::vector<std::string>& words = options.reading.trees;
+    if (options.names.empty() && !options.all) {
+        options.names.assign(words.begin() + 1, words.end());
+        words.resize(1);
+        if (options.names.empty()) {
+            throw WrongUsage("expected NAME, found none (`tyksim track --help` says more)");
+        }
+    }
+    if (options.svg == kStandardOutput) {
+        throw WrongUsage("--svg -: standard output has the values; name a file");
+    }
+    if (!options.svg.empty() && words.size() > 1) {
+        throw WrongUsage(fmt::format("--svg draws one tree, found {}", words.size()));
+    }
+}
+
+/// Follows the values of one tree.
 class Track {
 public:
-    Track(const TrackOptions& options, const OpenedTree& tree, Reading& reading)
+    Track(const TrackOptions& options, TrackReport& report, const OpenedTree& tree,
+          Reading& reading)
         : options_(options),
           tree_(tree),
           reading_(reading),
-          names_(resolvedNames(options, tree)),
-          report_(makeTrackReport(reading.json(), options.csv, names_)) {}
+          names_(namesOf(options, tree)),
+          report_(report) {}
 
     ExitStatus run() {
-        if (options_.svg == kStandardOutput) {
-            throw WrongUsage("--svg -: standard output has the values; name a file");
-        }
         std::optional<ResultFile> drawing;
         if (!options_.svg.empty()) {
             drawing.emplace(OutputRequest{options_.svg, foldersOf({&tree_}), options_.force},
                             Ending::kSeal);
         }
         for (const tyktree::ValueName& name : names_) plot_.addLine(name.name);
-        report_->begin();
+        const tyktree::TreePath& path = tree_.index.path();
+        const TrackedTree tracked{path.given, path.path, names_, reading_.json()};
+        report_.begin(tracked);
         forEachOnJobs<FrameRow>(
-            tree_.frames.size(), options_.selection.jobs,
+            tree_.frames.size(), options_.reading.tree.jobs,
             [this] { return tyktree::FrameValueReader(names_); },
             [this](tyktree::FrameValueReader& reader, FrameRow& row, size_t index) {
-                row = reader.read(tree_.frames[index].path());
+                row = reader.read(tree_.frames[index]);
             },
             [this](const FrameRow& row, size_t index) { take(tree_.frames[index], row); });
-        report_->end();
+        report_.end();
         if (drawing) {
             plot_.write(*drawing);
             drawing->commit();
@@ -82,16 +116,14 @@ public:
     }
 
 private:
-    static std::vector<tyktree::ValueName> resolvedNames(const TrackOptions& options,
-                                                         const OpenedTree& tree) {
-        const std::vector<std::string> tagNames = tagNamesOf(tree);
-        std::vector<tyktree::ValueName> names;
-        for (const std::string& name : options.names) {
-            const auto resolved = resolveName(name, tree.catalog, tagNames);
-            if (!resolved.ok()) throw WrongUsage(toLine(resolved.problem()));
-            names.push_back(resolved.value());
+    static std::vector<tyktree::ValueName> namesOf(const TrackOptions& options,
+                                                   const OpenedTree& tree) {
+        std::vector<std::string> names = options.names;
+        if (options.all) {
+            const std::vector<std::string> all = tyktree::fieldNames(tree.catalog);
+            names.insert(names.end(), all.begin(), all.end());
         }
-        return names;
+        return resolveNames(tree, tree.catalog, names);
     }
 
     void take(const FrameRef& frame, const FrameRow& row) {
@@ -99,7 +131,7 @@ private:
         plot(frame, row);
         const FrameRow* const before = task_ == frame.task ? &last_ : nullptr;
         if (options_.changes && before && row == *before) return;
-        report_->addRow(frame, row, before);
+        report_.addRow(frame, row, before);
         task_ = frame.task;
         last_ = row;
     }
@@ -128,15 +160,16 @@ private:
     void noteRepeated() const {
         if (!repeated_) return;
         printNote(
-            "some frames have several files of one tag (cameras, pipe types); the first by "
-            "sof id, camera and pipe type is shown");
+            "some frames have several files of one tag (cameras, pipe types) or several images; "
+            "the "
+            "first by sof id, camera and pipe type is shown");
     }
 
     const TrackOptions& options_;
     const OpenedTree& tree_;
     Reading& reading_;
     const std::vector<tyktree::ValueName> names_;
-    const std::unique_ptr<TrackReport> report_;
+    TrackReport& report_;
     Plot plot_;
     const tyktree::TaskEntry* task_ = nullptr;  ///< of the last row
     FrameRow last_;
@@ -147,20 +180,29 @@ private:
 
 Action defineTrack(VerbOptions& verb) {
     const auto options = std::make_shared<TrackOptions>();
-    verb.option("TREE", options->tree, "A tree, or part of one").required();
-    verb.option("NAME", options->names, "What to follow").required();
-    addTreeOptions(verb, options->selection);
-    const Option jsonFlag = verb.flag("--json", options->json, "One JSON document, on one line");
-    verb.flag("--csv", options->csv, "Comma-separated values").excludes(jsonFlag);
+    addReadingOptions(verb, options->reading);
+    verb.existing("TREE").description(
+        "Trees, or parts of trees; without -n and --all a tree and the names to follow");
+    verb.option("-n,--name", options->names, "What to follow").valueName("NAME");
+    verb.flag("--all", options->all, "Follow every scene field and every field of the tag table");
+    addAssumedPicture(verb, options->reading.tree.assumed);
+    const Option jsonFlag = verb.existing("--json");
+    const Option csvFlag =
+        verb.flag("--csv", options->csv, "Comma-separated values").excludes(jsonFlag);
+    verb.flag("--rows", options->rows, "A flat JSON object per frame, one a line")
+        .excludes(jsonFlag)
+        .excludes(csvFlag);
     verb.flag("--changes", options->changes, "Only the frames where something moves");
     verb.option("--svg", options->svg, "Draw the values into this file").valueName("FILE");
     addForce(verb, options->force);
     verb.footer(kFooter);
     return [options] {
-        return runReading(options->json ? "tyksim.track" : nullptr, [&options](Reading& reading) {
-            const OpenedTree tree(reading, options->tree, options->selection);
-            return Track(*options, tree, reading).run();
-        });
+        takeNames(*options);
+        const auto report = makeTrackReport(formOf(*options), options->reading.trees.size() > 1);
+        return readTrees(options->reading, "tyksim.track",
+                         [&](const OpenedTree& tree, Reading& reading) {
+                             return Track(*options, *report, tree, reading).run();
+                         });
     };
 }
 

@@ -3,6 +3,7 @@
 #include "tools/console/Console.h"
 #include "tools/json/TreeJson.h"
 #include "tree/read/Escape.h"
+#include "tree/read/Timeline.h"
 
 #include <algorithm>
 #include <array>
@@ -38,11 +39,13 @@ std::array<std::string, 5> placeOf(const FrameRef& frame) {
 
 class TextTrack : public TrackReport {
 public:
-    explicit TextTrack(const std::vector<ValueName>& names) : names_(names) {}
+    explicit TextTrack(bool several) : several_(several) {}
 
-    void begin() override {
+    void begin(const TrackedTree& tree) override {
+        names_ = &tree.names;
+        if (several_) printResult(tyktree::escaped(tree.path));
         std::string heading = "pipe  task  frame  request      sof";
-        for (const ValueName& name : names_) {
+        for (const ValueName& name : tree.names) {
             heading += fmt::format("  {:>{}}", tyktree::escaped(name.name), widthOf(name));
         }
         printResult(heading);
@@ -57,12 +60,10 @@ public:
             const bool moved = before && !(row[i] == (*before)[i]);
             const std::string text =
                 row[i].absent() ? "-" : tyktree::escaped(tyktree::toText(row[i]));
-            line += fmt::format("{}{:>{}}", moved ? " *" : "  ", text, widthOf(names_[i]));
+            line += fmt::format("{}{:>{}}", moved ? " *" : "  ", text, widthOf((*names_)[i]));
         }
         printResult(line);
     }
-
-    void end() override {}
 
 private:
     /// Columns are as wide as their headings and most numbers are, so that rows can be shown as
@@ -72,60 +73,136 @@ private:
         return std::max(kValueWidth, name.name.size());
     }
 
-    const std::vector<ValueName>& names_;
+    const bool several_;
+    const std::vector<ValueName>* names_ = nullptr;
 };
 
 class CsvTrack : public TrackReport {
 public:
-    explicit CsvTrack(const std::vector<ValueName>& names) : names_(names) {}
+    explicit CsvTrack(bool several) : several_(several) {}
 
-    void begin() override {
-        std::string heading = "pipe,task,frame,request,sof";
-        for (const ValueName& name : names_) heading += "," + csvField(name.name);
+    void begin(const TrackedTree& tree) override {
+        path_ = several_ ? csvField(tree.named) + "," : "";
+        std::string heading = several_ ? "path," : "";
+        heading += "pipe,task,frame,request,sof";
+        for (const ValueName& name : tree.names) heading += "," + csvField(name.name);
+        if (heading == heading_) return;
+        if (!heading_.empty()) {
+            throw Failure(tyktree::escaped(tree.named) +
+                          ": expected the fields of the tree before, found others; --rows takes "
+                          "trees with different tag tables");
+        }
+        heading_ = heading;
         printResult(heading);
     }
 
     void addRow(const FrameRef& frame, const FrameRow& row, const FrameRow* /*before*/) override {
-        std::string line = fmt::format("{}", fmt::join(placeOf(frame), ","));
+        std::string line = fmt::format("{}{}", path_, fmt::join(placeOf(frame), ","));
         for (const FrameValue& value : row) line += "," + csvField(tyktree::toText(value));
         printResult(line);
     }
 
-    void end() override {}
-
 private:
-    const std::vector<ValueName>& names_;
+    const bool several_;
+    std::string heading_;
+    std::string path_;
 };
 
-class JsonTrack : public TrackReport {
+class DocumentTrack : public TrackReport {
 public:
-    JsonTrack(JsonDocument& json, const std::vector<ValueName>& names)
-        : json_(json), names_(names) {}
-
-    void begin() override { json_.beginList("rows"); }
+    void begin(const TrackedTree& tree) override {
+        tree_ = &tree;
+        Json members = Json::object();
+        addText(members, "path", tree.path);
+        tree.json->members(members);
+        tree.json->beginList("rows");
+    }
 
     void addRow(const FrameRef& frame, const FrameRow& row, const FrameRow* /*before*/) override {
         Json item = identityOf(frame);
         Json members = Json::object();
-        for (size_t i = 0; i < row.size(); ++i) addValue(members, keyOf(names_[i].name), row[i]);
+        for (size_t i = 0; i < row.size(); ++i) {
+            addValue(members, keyOf(tree_->names[i].name), row[i]);
+        }
         item["values"] = std::move(members);
-        json_.item(item);
+        tree_->json->item(item);
     }
 
-    void end() override { json_.endList(); }
+    void end() override { tree_->json->endList(); }
 
 private:
-    JsonDocument& json_;
-    const std::vector<ValueName>& names_;
+    const TrackedTree* tree_ = nullptr;
+};
+
+/// One flat object a line, as databases and data frames read it.
+class RowsTrack : public TrackReport {
+public:
+    void begin(const TrackedTree& tree) override {
+        tree_ = &tree;
+        head_ = Json::object();
+        addText(head_, "path", tree.named);
+        for (const ValueName& name : tree.names) refuseIdentity(name.name);
+    }
+
+    void addRow(const FrameRef& frame, const FrameRow& row, const FrameRow* /*before*/) override {
+        Json line = head_;
+        line.update(identityOf(frame));
+        line["time"] = timeOf(frame);
+        for (size_t i = 0; i < row.size(); ++i) addFlat(line, tree_->names[i].name, row[i]);
+        printResult(line.dump(-1, ' ', false, Json::error_handler_t::replace));
+    }
+
+private:
+    /// A value must not take the place of what says which frame it is.
+    static void refuseIdentity(const std::string& name) {
+        for (const char* const member :
+             {"path", "path_base64", "pipe", "task", "frame", "request", "sof", "time"}) {
+            if (name != member) continue;
+            throw WrongUsage(
+                fmt::format("--rows: \"{}\" is a member of every row; name a field of the "
+                            "tag instead",
+                            name));
+        }
+    }
+
+    static Json timeOf(const FrameRef& frame) {
+        const auto stamp = stampOf(*frame.task, *frame.frame);
+        const bool isTime = stamp && tyktree::impossiblePart(*stamp).empty();
+        return isTime ? Json(tyktree::isoTime(*stamp)) : Json();
+    }
+
+    /// A tag without fields and a number that has a name are texts, as they are in CSV.
+    static void addFlat(Json& line, const std::string& name, const FrameValue& value) {
+        if (value.isBlob) {
+            line[keyOf(name)] = tyktree::toText(value);
+            return;
+        }
+        FrameValue flat = value;
+        for (tyktags::Value& element : flat.values) {
+            const bool isNamed = std::holds_alternative<tyktags::NamedNumber>(element);
+            if (isNamed) element = tyktags::toText(element);
+        }
+        addValue(line, keyOf(name), flat);
+    }
+
+    const TrackedTree* tree_ = nullptr;
+    Json head_;
 };
 
 }  // namespace
 
-std::unique_ptr<TrackReport> makeTrackReport(JsonDocument* json, bool asCsv,
-                                             const std::vector<ValueName>& names) {
-    if (json) return std::make_unique<JsonTrack>(*json, names);
-    if (asCsv) return std::make_unique<CsvTrack>(names);
-    return std::make_unique<TextTrack>(names);
+std::unique_ptr<TrackReport> makeTrackReport(TrackForm form, bool several) {
+    switch (form) {
+        case TrackForm::kCsv:
+            return std::make_unique<CsvTrack>(several);
+        case TrackForm::kDocument:
+            return std::make_unique<DocumentTrack>();
+        case TrackForm::kRows:
+            return std::make_unique<RowsTrack>();
+        case TrackForm::kText:
+            break;
+    }
+    return std::make_unique<TextTrack>(several);
 }
 
 }  // namespace tyksim

@@ -1,10 +1,11 @@
-// What `tyksim track` prints: a row of values per frame, as text, as CSV and as JSON.
+// What `tyksim track` prints: a row of values per frame, as text, as CSV, and as JSON in two forms.
 #pragma once
 
 #include "tree/read/FrameSelection.h"
 #include "tree/read/FrameValues.h"
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace tyksim {
@@ -14,20 +15,29 @@ class JsonDocument;
 /// The values of one frame, in the order of the names.
 using FrameRow = std::vector<tyktree::FrameValue>;
 
-/// Takes the rows of one tree in its order. Called from one thread.
+/// A tree whose rows follow.
+struct TrackedTree {
+    std::string named;                             ///< as the user named it
+    std::string path;                              ///< of its folder
+    const std::vector<tyktree::ValueName>& names;  ///< what the rows hold
+    JsonDocument* json;                            ///< its document, of the form that has one
+};
+
+/// Takes the rows of one tree after the other, each in its order. Called from one thread.
 class TrackReport {
 public:
     virtual ~TrackReport() = default;
-    virtual void begin() = 0;
+    /// `tree` must last until end(). Throws Failure if the form has no place for the tree's names.
+    virtual void begin(const TrackedTree& tree) = 0;
     /// `before` is the row of the task's frame before, and null for its first.
     virtual void addRow(const tyktree::FrameRef& frame, const FrameRow& row,
                         const FrameRow* before) = 0;
-    virtual void end() = 0;
+    virtual void end() {}
 };
 
-/// Reports into `json`, or where it is null as CSV or as text. `json` and `names` must outlive the
-/// object.
-std::unique_ptr<TrackReport> makeTrackReport(JsonDocument* json, bool asCsv,
-                                             const std::vector<tyktree::ValueName>& names);
+enum class TrackForm { kText, kCsv, kDocument, kRows };
+
+/// `several` says that rows of more than one tree come.
+std::unique_ptr<TrackReport> makeTrackReport(TrackForm form, bool several);
 
 }  // namespace tyksim

@@ -1,6 +1,7 @@
 // The options of every verb over trees, and their selection. Threads: one.
 #pragma once
 
+#include "tools/picture/PictureOptions.h"
 #include "tools/tyksim/Commands.h"
 #include "tree/read/FrameSelection.h"
 #include "tree/read/TagCatalog.h"
@@ -20,6 +21,7 @@ struct TreeOptions {
     std::optional<std::string> sofs;
     std::string tagsFile;
     int jobs = 1;
+    AssumedPicture assumed;  ///< of a verb that lets the user say how images are stored
 
     /// The selection from the options. Throws WrongUsage.
     tyktree::FrameSelection selection() const;

@@ -47,6 +47,10 @@ struct FrameRef {
     const FrameEntry* frame;
 
     std::string path() const { return framePath(*task, *frame); }
+    /// Folder of the frame before it in its task; "" where the index has none.
+    std::string pathBefore() const {
+        return frame == task->frames.data() ? "" : framePath(*task, *(frame - 1));
+    }
     FramePlace place() const { return {pipe->id, task->position, frame->position}; }
 };
 

@@ -26,6 +26,16 @@ const FileEntry* firstOf(const FrameListing& listing, std::string_view tagName, 
     return first;
 }
 
+/// How many bytes of a tag's parameter hold all fields of it that are named.
+uint64_t extentOf(const std::vector<ValueName>& names, const ValueName& name) {
+    uint64_t extent = 0;
+    for (const ValueName& other : names) {
+        if (!other.field || other.tagName != name.tagName) continue;
+        extent = std::max<uint64_t>(extent, other.field->offset + other.field->bytes());
+    }
+    return extent;
+}
+
 }  // namespace
 
 bool FrameValue::operator==(const FrameValue& other) const {
@@ -44,13 +54,34 @@ std::string toText(const FrameValue& value) {
 }
 
 FrameValueReader::FrameValueReader(std::vector<ValueName> names) : names_(std::move(names)) {
-    for (const ValueName& name : names_) (name.scene ? scene_ : tags_) = true;
+    for (size_t i = 0; i < names_.size(); ++i) {
+        if (names_[i].source) addSourced(i);
+        (names_[i].scene ? scene_ : lists_) = true;
+        extents_.push_back(extentOf(names_, names_[i]));
+    }
+    for (Sourced& sourced : sourced_) {
+        std::vector<std::string> texts;
+        for (const size_t place : sourced.places) texts.push_back(names_[place].name);
+        sourced.reader = sourced.source->reader(texts);
+    }
 }
 
-std::vector<FrameValue> FrameValueReader::read(const std::string& path) {
-    if (tags_) {
+void FrameValueReader::addSourced(size_t place) {
+    const ValueSource* const source = names_[place].source;
+    auto at = std::find_if(sourced_.begin(), sourced_.end(),
+                           [source](const Sourced& sourced) { return sourced.source == source; });
+    if (at == sourced_.end()) at = sourced_.insert(at, Sourced{source, {}, nullptr});
+    at->places.push_back(place);
+}
+
+std::vector<FrameValue> FrameValueReader::read(const FrameRef& frame) {
+    return read(frame.path(), sourced_.empty() ? "" : frame.pathBefore());
+}
+
+std::vector<FrameValue> FrameValueReader::read(const std::string& path, const std::string& before) {
+    if (lists_) {
         const bool listed = listing_.read(path);
-        std::vector<FrameValue> values = read(listing_);
+        std::vector<FrameValue> values = read(listing_, before);
         if (listed) return values;
         for (FrameValue& value : values) {
             if (value.absent()) value.problem = tyktags::systemReason(listing_.error());
@@ -62,10 +93,17 @@ std::vector<FrameValue> FrameValueReader::read(const std::string& path) {
     return values;
 }
 
-std::vector<FrameValue> FrameValueReader::read(const FrameListing& listing) {
+std::vector<FrameValue> FrameValueReader::read(const FrameListing& listing,
+                                               const std::string& before) {
     std::vector<FrameValue> values(names_.size());
     if (scene_) readScene(listing.path(), &listing, values);
-    if (tags_) readTags(listing, values);
+    if (lists_) readTags(listing, values);
+    for (const Sourced& sourced : sourced_) {
+        std::vector<FrameValue> brought = sourced.reader->read(listing, before);
+        for (size_t i = 0; i < brought.size(); ++i) {
+            values[sourced.places[i]] = std::move(brought[i]);
+        }
+    }
     return values;
 }
 
@@ -94,28 +132,40 @@ void FrameValueReader::readScene(const std::string& path, const FrameListing* li
 }
 
 void FrameValueReader::readTags(const FrameListing& listing, std::vector<FrameValue>& values) {
+    const FileEntry* held = nullptr;  // whose bytes are there
+    uint64_t heldBytes = 0;
     for (size_t i = 0; i < names_.size(); ++i) {
         const ValueName& name = names_[i];
-        if (name.scene) continue;
+        if (name.scene || name.source) continue;
         const FileEntry* const file = firstOf(listing, name.tagName, values[i].several);
         if (!file) continue;
-        readTag(listing.path() + "/" + std::string(file->name), name, values[i]);
+        if (name.field && file == held) {
+            values[i].size = heldBytes;
+        } else {
+            held = nullptr;
+            if (!readTag(listing.path() + "/" + std::string(file->name), i, values[i])) continue;
+        }
+        if (!name.field) continue;
+        held = file;
+        heldBytes = values[i].size;
+        takeField(name, values[i]);
     }
 }
 
-void FrameValueReader::readTag(const std::string& path, const ValueName& name, FrameValue& value) {
-    const auto size = name.field
-                          ? readFileBytes(path, name.field->offset + name.field->bytes(), bytes_)
-                          : readSummedFile(path, 0, bytes_, value.crc32);
-    if (!size.ok()) {
+bool FrameValueReader::readTag(const std::string& path, size_t place, FrameValue& value) {
+    value.isBlob = !names_[place].field;
+    const auto size = value.isBlob ? readSummedFile(path, 0, bytes_, value.crc32)
+                                   : readFileBytes(path, extents_[place], bytes_);
+    if (size.ok()) {
+        value.size = size.value();
+    } else {
         value.problem = size.problem().reason;
-        return;
+        value.isBlob = false;
     }
-    value.size = size.value();
-    if (!name.field) {
-        value.isBlob = true;
-        return;
-    }
+    return size.ok();
+}
+
+void FrameValueReader::takeField(const ValueName& name, FrameValue& value) const {
     value.problem = tyktags::shortfall(*name.field, bytes_.size());
     if (!value.problem.empty()) return;
     value.values = tyktags::decodeField(*name.field, bytes_.data(), bytes_.size());

@@ -3,9 +3,12 @@
 
 #include "tags/FieldCodec.h"
 #include "tree/read/FrameListing.h"
+#include "tree/read/FrameSelection.h"
 #include "tree/read/ValueName.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,28 +36,45 @@ std::string toText(const FrameValue& value);
 /// all names are scene fields. One thread at a time uses an object.
 class FrameValueReader {
 public:
-    /// The names' catalog must outlive the object.
+    /// The names' catalog and sources must outlive the object.
     explicit FrameValueReader(std::vector<ValueName> names);
 
     /// The values of the frame folder at `path`, in the order of the names. Scene fields come from
-    /// SceneSources::record().
-    std::vector<FrameValue> read(const std::string& path);
+    /// SceneSources::record(). ValueSource::Reader says what `before` is.
+    std::vector<FrameValue> read(const std::string& path, const std::string& before = "");
+
+    /// The same of a frame of an index.
+    std::vector<FrameValue> read(const FrameRef& frame);
 
     /// The same from an existing listing.
-    std::vector<FrameValue> read(const FrameListing& listing);
+    std::vector<FrameValue> read(const FrameListing& listing, const std::string& before = "");
 
     const std::vector<ValueName>& names() const { return names_; }
 
 private:
+    /// The names of one source, by their places among all names.
+    struct Sourced {
+        const ValueSource* source;
+        std::vector<size_t> places;
+        std::unique_ptr<ValueSource::Reader> reader;
+    };
+
+    void addSourced(size_t place);
     /// If `listing` is null, the folder is listed when needed.
     void readScene(const std::string& path, const FrameListing* listing,
                    std::vector<FrameValue>& values);
     void readTags(const FrameListing& listing, std::vector<FrameValue>& values);
-    void readTag(const std::string& path, const ValueName& name, FrameValue& value);
+    /// Reads the parameter file that the name at `place` needs: bytes for its tag's fields, or its
+    /// checksum. False where it cannot be read.
+    bool readTag(const std::string& path, size_t place, FrameValue& value);
+    /// Takes a field out of the bytes.
+    void takeField(const ValueName& name, FrameValue& value) const;
 
     std::vector<ValueName> names_;
+    std::vector<uint64_t> extents_;  ///< by name: bytes that the named fields of its tag need
+    std::vector<Sourced> sourced_;
     bool scene_ = false;  ///< a name is a scene field
-    bool tags_ = false;   ///< a name is that of a tag or its field
+    bool lists_ = false;  ///< a name needs the folder's listing
     FrameListing listing_;
     std::vector<uint8_t> bytes_;
 };

@@ -116,6 +116,14 @@ std::string impossiblePart(const Stamp& stamp) {
     return "";
 }
 
+std::optional<Stamp> stampOf(const TaskEntry& task, const FrameEntry& frame) {
+    if (!task.parsed || !frame.wellNamed) return std::nullopt;
+    const Stamp& start = task.parsed->stamp;
+    Stamp stamp = frame.parsed.stamp;
+    stamp.year = start.year + (stamp.month < start.month ? 1 : 0);
+    return stamp;
+}
+
 int64_t millisecondsBetween(const Stamp& a, const Stamp& b) {
     const int64_t difference = milliseconds(b) - milliseconds(a);
     return difference < -183 * kDay ? difference + 366 * kDay : difference;

@@ -19,6 +19,10 @@ std::string isoTime(const Stamp& stamp);
 /// without a year may be on 29 February.
 std::string impossiblePart(const Stamp& stamp);
 
+/// When a frame was recorded, with the year. The name of a frame has no year; the year comes from its
+/// task's name, which is that of the recording's start. None if a name has no stamp.
+std::optional<Stamp> stampOf(const TaskEntry& task, const FrameEntry& frame);
+
 /// The time from `a` to `b` in milliseconds. Two stamps without a year belong to the same year,
 /// unless `b` would then be earlier by more than half a year: `b` is then in the next year.
 int64_t millisecondsBetween(const Stamp& a, const Stamp& b);

@@ -1,0 +1,130 @@
+#include "tools/picture/MeasureName.h"
+
+#include "tags/NearestNames.h"
+
+#include <array>
+#include <charconv>
+#include <fmt/format.h>
+
+namespace tyksim {
+
+namespace {
+
+constexpr std::string_view kImage = "image";
+
+struct MeasureText {
+    const char* text;
+    Measure measure;
+};
+
+constexpr MeasureText kMeasures[] = {
+    {"mean", Measure::kMean},
+    {"std", Measure::kStd},
+    {"clipped.low", Measure::kClippedLow},
+    {"clipped.high", Measure::kClippedHigh},
+    {"sharpness", Measure::kSharpness},
+    {"noise", Measure::kNoise},
+    {"flicker", Measure::kFlicker},
+    {"motion", Measure::kMotion},
+    {"temporal_noise", Measure::kTemporalNoise},
+};
+
+struct PlaneText {
+    const char* text;  ///< as it stands between "image" and the measure
+    PlaneId plane;
+};
+
+// Luma may be named or not.
+constexpr PlaneText kPlanes[] = {
+    {".", PlaneId::kY}, {".y.", PlaneId::kY}, {".u.", PlaneId::kU}, {".v.", PlaneId::kV}};
+
+/// "X,Y,W,H" as a region.
+std::optional<Region> regionIn(std::string_view text) {
+    std::array<int, 4> numbers{};
+    for (size_t i = 0; i < numbers.size(); ++i) {
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, numbers[i]);
+        const bool isLast = i + 1 == numbers.size();
+        const bool isEnded = isLast ? stop == end : stop != end && *stop == ',';
+        if (error != std::errc() || !isEnded) return std::nullopt;
+        text.remove_prefix(static_cast<size_t>(stop - text.data()) + (isLast ? 0 : 1));
+    }
+    const auto [x, y, width, height] = numbers;
+    if (x < 0 || y < 0 || width < 1 || height < 1) return std::nullopt;
+    return Region{x, y, width, height};
+}
+
+/// The measure and its plane that `rest`, which follows "image" and a region, names.
+std::optional<MeasureName> measureIn(std::string_view rest) {
+    for (const PlaneText& plane : kPlanes) {
+        for (const MeasureText& measure : kMeasures) {
+            if (rest == std::string(plane.text) + measure.text) {
+                return MeasureName{measure.measure, plane.plane, std::nullopt};
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::string quoted(std::string_view name) {
+    return "\"" + std::string(name) + "\"";
+}
+
+/// What `name` may have been meant for: `head`, which is right, and a measure.
+std::string adviceFor(std::string_view head, std::string_view rest) {
+    std::vector<std::string> nearest =
+        tyktags::nearestNames(std::string(kImage).append(rest), measureNames());
+    if (nearest.empty()) {
+        return fmt::format("the measures are {}", fmt::join(measureNames(), ", "));
+    }
+    for (std::string& name : nearest) name.replace(0, kImage.size(), head);
+    return "nearest: " + fmt::format("{}", fmt::join(nearest, ", "));
+}
+
+}  // namespace
+
+bool comparesNeighbours(Measure measure) {
+    return measure == Measure::kFlicker || measure == Measure::kMotion ||
+           measure == Measure::kTemporalNoise;
+}
+
+bool claimsMeasure(std::string_view name) {
+    if (name.substr(0, kImage.size()) != kImage) return false;
+    const std::string_view rest = name.substr(kImage.size());
+    return rest.empty() || rest.front() == '.' || rest.front() == '[';
+}
+
+tyktags::Result<MeasureName> parseMeasureName(std::string_view name) {
+    std::string_view rest = name.substr(kImage.size());
+    std::optional<Region> region;
+    if (!rest.empty() && rest.front() == '[') {
+        const size_t close = rest.find(']');
+        if (close != std::string_view::npos) region = regionIn(rest.substr(1, close - 1));
+        if (!region) {
+            return tyktags::Problem{"", "image[X,Y,W,H] with four whole numbers, W and H from 1",
+                                    quoted(name)};
+        }
+        rest.remove_prefix(close + 1);
+    }
+    std::optional<MeasureName> result = measureIn(rest);
+    if (!result) {
+        const std::string_view head = name.substr(0, name.size() - rest.size());
+        return tyktags::Problem{"", "", "", "no measure of this name; " + adviceFor(head, rest),
+                                quoted(name)};
+    }
+    result->region = region;
+    return *result;
+}
+
+std::vector<std::string> measureNames() {
+    std::vector<std::string> names;
+    for (const PlaneText& plane : kPlanes) {
+        if (std::string_view(plane.text) == ".y.") continue;
+        for (const MeasureText& measure : kMeasures) {
+            names.push_back(std::string(kImage) + plane.text + measure.text);
+        }
+    }
+    return names;
+}
+
+}  // namespace tyksim

@@ -1,0 +1,60 @@
+// Names of measures: image.mean, image.u.std, image[X,Y,W,H].noise.
+//
+// Threads: any.
+#pragma once
+
+#include "tags/Problem.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tyksim {
+
+/// What is measured; docs/measures.md has the formulas.
+enum class Measure {
+    kMean,
+    kStd,
+    kClippedLow,
+    kClippedHigh,
+    kSharpness,
+    kNoise,
+    kFlicker,
+    kMotion,
+    kTemporalNoise,
+};
+
+/// Whether a measure compares a picture with the one before it.
+bool comparesNeighbours(Measure measure);
+
+enum class PlaneId { kY, kU, kV };
+
+/// A rectangle of pixels.
+struct Region {
+    int x = 0;
+    int y = 0;
+    int width = 0;   ///< at least 1
+    int height = 0;  ///< at least 1
+
+    bool operator==(const Region& other) const {
+        return x == other.x && y == other.y && width == other.width && height == other.height;
+    }
+};
+
+struct MeasureName {
+    Measure measure = Measure::kMean;
+    PlaneId plane = PlaneId::kY;
+    std::optional<Region> region;  ///< none: the whole picture
+};
+
+/// Whether a name is meant for a measure: it is "image", or begins like one.
+bool claimsMeasure(std::string_view name);
+
+/// Parses a name that claimsMeasure(). The problem has no path and says what is nearest.
+tyktags::Result<MeasureName> parseMeasureName(std::string_view name);
+
+/// All names but those with a region.
+std::vector<std::string> measureNames();
+
+}  // namespace tyksim

@@ -1,0 +1,299 @@
+#include "tools/picture/Measures.h"
+
+#include "tools/picture/MeasureName.h"
+#include "tools/picture/PictureFile.h"
+#include "tools/picture/SampleMeter.h"
+#include "tree/read/FrameListing.h"
+#include "tree/read/FrameValues.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <fmt/format.h>
+#include <optional>
+#include <utility>
+
+namespace tyksim {
+
+namespace {
+
+using tyktree::FileEntry;
+using tyktree::FrameListing;
+using tyktree::FrameValue;
+
+constexpr int kRowsAtOnce = 64;
+
+/// Part of a plane that some of the names ask about.
+struct Area {
+    struct Asked {
+        Measure measure;
+        size_t place;  ///< among the names
+    };
+
+    PlaneId plane;
+    std::optional<Region> region;
+    std::vector<Asked> asked;
+
+    bool comparesNeighbours() const {
+        return std::any_of(asked.begin(), asked.end(), [](const Asked& one) {
+            return tyksim::comparesNeighbours(one.measure);
+        });
+    }
+};
+
+std::vector<Area> areasOf(const std::vector<std::string>& names) {
+    std::vector<Area> areas;
+    for (size_t i = 0; i < names.size(); ++i) {
+        const MeasureName name = parseMeasureName(names[i]).value();
+        auto at = std::find_if(areas.begin(), areas.end(), [&name](const Area& area) {
+            return area.plane == name.plane && area.region == name.region;
+        });
+        if (at == areas.end()) at = areas.insert(at, Area{name.plane, name.region, {}});
+        at->asked.push_back({name.measure, i});
+    }
+    return areas;
+}
+
+/// The area's samples in its plane.
+Region samplesOf(const Area& area, const PictureLayout& layout) {
+    const Region pixels = area.region.value_or(Region{0, 0, layout.width, layout.height});
+    if (area.plane == PlaneId::kY) return pixels;
+    const int left = pixels.x / 2;
+    const int top = pixels.y / 2;
+    return {left, top, chromaLength(pixels.x + pixels.width) - left,
+            chromaLength(pixels.y + pixels.height) - top};
+}
+
+const Plane& planeOf(const Picture& picture, PlaneId id) {
+    if (id == PlaneId::kU) return picture.u;
+    return id == PlaneId::kV ? picture.v : picture.y;
+}
+
+uint64_t countOf(const SampleCounts& counts, PlaneId id) {
+    if (id == PlaneId::kU) return counts.u;
+    return id == PlaneId::kV ? counts.v : counts.y;
+}
+
+/// The number with as many digits as a measure is good for.
+double rounded(double number) {
+    constexpr int kDigits = 9;
+    std::array<char, 32> text{};
+    const auto written = std::to_chars(text.data(), text.data() + text.size(), number,
+                                       std::chars_format::general, kDigits);
+    std::from_chars(text.data(), written.ptr, number);
+    return number;
+}
+
+/// Measures one area of one picture while its strips go by.
+class AreaRun {
+public:
+    AreaRun(const Area& area, const PictureFile& file, const PictureFile* before)
+        : area_(area),
+          samples_(samplesOf(area, file.layout())),
+          held_(countOf(file.samples(), area.plane)),
+          meter_(static_cast<size_t>(samples_.width), measuresOf(area)) {
+        if (!before || !area.comparesNeighbours()) return;
+        neighbours_.emplace(static_cast<size_t>(samples_.width),
+                            static_cast<size_t>(samples_.height));
+        heldBefore_ = countOf(before->samples(), area.plane);
+    }
+
+    /// Takes its part of a strip that begins at row `pixelRow` of the picture, which is even.
+    void add(const Picture& strip, const Picture* before, int pixelRow) {
+        const Plane& plane = planeOf(strip, area_.plane);
+        const int first = area_.plane == PlaneId::kY ? pixelRow : pixelRow / 2;
+        const int from = std::max(samples_.y, first);
+        const int to = std::min(samples_.y + samples_.height, first + plane.height);
+        for (int row = from; row < to; ++row) {
+            const uint8_t* const now = rowOf(plane, row - first);
+            const size_t held = heldOf(held_, plane, row);
+            meter_.addRow(now, held);
+            if (!neighbours_ || !before || held < width()) continue;
+            const Plane& other = planeOf(*before, area_.plane);
+            if (heldOf(heldBefore_, other, row) < width()) continue;
+            neighbours_->addRow(now, rowOf(other, row - first));
+        }
+    }
+
+    /// Puts the measures in their places.
+    void take(const PictureFile& file, std::vector<FrameValue>& values) {
+        const auto all =
+            static_cast<uint64_t>(samples_.width) * static_cast<uint64_t>(samples_.height);
+        std::string problem;
+        if (file.isShort() && meter_.samples() < all) {
+            problem = fmt::format("the image file ends after {} of {} bytes", file.bytes(),
+                                  file.layout().dumpedBytes());
+        }
+        for (const Area::Asked& asked : area_.asked) {
+            FrameValue& value = values[asked.place];
+            if (value.problem.empty()) value.problem = problem;
+            const std::optional<double> number = measured(asked.measure);
+            if (number) value.values = {rounded(*number)};
+        }
+    }
+
+private:
+    static std::vector<Measure> measuresOf(const Area& area) {
+        std::vector<Measure> measures;
+        for (const Area::Asked& asked : area.asked) measures.push_back(asked.measure);
+        return measures;
+    }
+
+    size_t width() const { return static_cast<size_t>(samples_.width); }
+
+    const uint8_t* rowOf(const Plane& plane, int row) const {
+        return plane.samples + static_cast<size_t>(row) * static_cast<size_t>(plane.stride) +
+               samples_.x;
+    }
+
+    /// Samples of the area's row that are among the first `held` of the plane.
+    size_t heldOf(uint64_t held, const Plane& plane, int row) const {
+        const uint64_t before = static_cast<uint64_t>(row) * static_cast<uint64_t>(plane.width) +
+                                static_cast<uint64_t>(samples_.x);
+        return held > before ? static_cast<size_t>(std::min<uint64_t>(held - before, width())) : 0;
+    }
+
+    std::optional<double> measured(Measure measure) {
+        if (!comparesNeighbours(measure)) return meter_.value(measure);
+        return neighbours_ ? neighbours_->value(measure) : std::nullopt;
+    }
+
+    const Area& area_;
+    const Region samples_;
+    const uint64_t held_;
+    uint64_t heldBefore_ = 0;
+    SampleMeter meter_;
+    std::optional<NeighbourMeter> neighbours_;
+};
+
+class MeasureReader : public tyktree::ValueSource::Reader {
+public:
+    MeasureReader(const AssumedPicture& assumed, const std::vector<std::string>& names)
+        : assumed_(assumed), count_(names.size()), areas_(areasOf(names)) {
+        for (const Area& area : areas_) {
+            (area.plane == PlaneId::kY ? wanted_.luma : wanted_.chroma) = true;
+            comparesNeighbours_ = comparesNeighbours_ || area.comparesNeighbours();
+        }
+    }
+
+    std::vector<FrameValue> read(const FrameListing& frame, const std::string& before) override {
+        std::vector<FrameValue> values(count_);
+        const FileEntry* const image = frame.image();
+        if (!image) return values;
+        const bool several =
+            std::count_if(frame.files().begin(), frame.files().end(), [](const FileEntry& file) {
+                return file.kind == FileEntry::Kind::kImage;
+            }) > 1;
+        for (FrameValue& value : values) value.several = several;
+        try {
+            const std::unique_ptr<PictureFile> file = open(frame, *image);
+            const std::unique_ptr<PictureFile> other = openBefore(*file, before, values);
+            measure(*file, other.get(), values);
+        } catch (const NoPicture& problem) {
+            for (FrameValue& value : values) value.problem = problem.reason();
+        }
+        return values;
+    }
+
+private:
+    std::unique_ptr<PictureFile> open(const FrameListing& frame, const FileEntry& image) const {
+        auto file = std::make_unique<PictureFile>(fmt::format("{}/{}", frame.path(), image.name),
+                                                  assumed_.layoutOf(image.image));
+        file->requireSamples();
+        return file;
+    }
+
+    /// The image of the frame before, where it is needed and has the same size. What keeps it from
+    /// being read is a problem of the values that need it.
+    std::unique_ptr<PictureFile> openBefore(const PictureFile& file, const std::string& before,
+                                            std::vector<FrameValue>& values) {
+        if (!comparesNeighbours_ || before.empty()) return nullptr;
+        try {
+            if (!listing_.read(before)) {
+                throw NoPicture(before, "cannot be listed: " + systemReason(listing_.error()));
+            }
+            const FileEntry* const image = listing_.image();
+            const bool fits = image && image->image.width == file.layout().width &&
+                              image->image.height == file.layout().height;
+            if (!fits) return nullptr;
+            return open(listing_, *image);
+        } catch (const NoPicture& problem) {
+            for (const Area& area : areas_) {
+                for (const Area::Asked& asked : area.asked) {
+                    if (!tyksim::comparesNeighbours(asked.measure)) continue;
+                    values[asked.place].problem = "the frame before: " + problem.reason();
+                }
+            }
+            return nullptr;
+        }
+    }
+
+    void measure(PictureFile& file, PictureFile* before, std::vector<FrameValue>& values) const {
+        const PictureLayout& layout = file.layout();
+        std::vector<AreaRun> runs;
+        int first = layout.height;
+        int end = 0;
+        for (const Area& area : areas_) {
+            if (!liesIn(area, layout, values)) continue;
+            runs.emplace_back(area, file, before);
+            const Region pixels = area.region.value_or(Region{0, 0, layout.width, layout.height});
+            first = std::min(first, pixels.y / 2 * 2);
+            end = std::max(end, pixels.y + pixels.height);
+        }
+        end = std::min(layout.height, (end + 1) / 2 * 2);
+        for (int row = first; row < end; row += kRowsAtOnce) {
+            const int rows = std::min(kRowsAtOnce, end - row);
+            const Picture strip = file.rows(row, rows, wanted_);
+            std::optional<Picture> other;
+            if (before) other = before->rows(row, rows, wanted_);
+            for (AreaRun& run : runs) run.add(strip, other ? &*other : nullptr, row);
+        }
+        for (AreaRun& run : runs) run.take(file, values);
+    }
+
+    /// Whether the area lies in the picture; a problem of its values where it does not.
+    static bool liesIn(const Area& area, const PictureLayout& layout,
+                       std::vector<FrameValue>& values) {
+        if (!area.region) return true;
+        const Region& region = *area.region;
+        const bool lies =
+            region.x <= layout.width - region.width && region.y <= layout.height - region.height;
+        for (const Area::Asked& asked : area.asked) {
+            if (lies) break;
+            values[asked.place].problem =
+                fmt::format("the region reaches out of the image, which has {}x{} pixels",
+                            layout.width, layout.height);
+        }
+        return lies;
+    }
+
+    const AssumedPicture& assumed_;
+    const size_t count_;
+    const std::vector<Area> areas_;
+    WantedPlanes wanted_{false, false};
+    bool comparesNeighbours_ = false;
+    FrameListing listing_;
+};
+
+}  // namespace
+
+bool ImageMeasures::claims(std::string_view name) const {
+    return claimsMeasure(name);
+}
+
+tyktags::Status ImageMeasures::check(std::string_view name) const {
+    const auto parsed = parseMeasureName(name);
+    return parsed.ok() ? tyktags::Status() : tyktags::Status(parsed.problem());
+}
+
+std::vector<std::string> ImageMeasures::names() const {
+    return measureNames();
+}
+
+std::unique_ptr<tyktree::ValueSource::Reader> ImageMeasures::reader(
+    const std::vector<std::string>& names) const {
+    return std::make_unique<MeasureReader>(assumed_, names);
+}
+
+}  // namespace tyksim
