@@ -1,0 +1,210 @@
+#include "tags/dwarf/DebugFile.h"
+
+#include "tags/dwarf/Die.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <dwarf.h>
+#include <elfutils/libdwelf.h>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <unistd.h>
+#include <utility>
+#include <zlib.h>
+
+namespace tyktags {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kSystemFolder = "/usr/lib/debug";
+constexpr size_t kLeastId = 3;  // hexadecimal digits that a path can be made of
+
+std::string pathOfId(const std::string& id) {
+    return ".build-id/" + id.substr(0, 2) + "/" + id.substr(2) + ".debug";
+}
+
+bool isThere(const std::string& path) {
+    std::error_code error;
+    return fs::is_regular_file(path, error);
+}
+
+// Where the debug file of a library may lie, the likeliest place first.
+std::vector<std::string> placesOf(const ElfFile& library, const std::string& folder) {
+    std::error_code error;
+    const fs::path beside = fs::absolute(library.path(), error).parent_path();
+    std::vector<fs::path> roots{folder};
+    if (folder.empty()) roots = {beside, beside / ".debug", kSystemFolder};
+    std::vector<std::string> places;
+    if (library.buildId().size() >= kLeastId) {
+        for (const fs::path& root : roots) places.push_back(root / pathOfId(library.buildId()));
+    }
+    if (library.debugLink().empty()) return places;
+    if (folder.empty()) roots.back() /= beside.relative_path();
+    for (const fs::path& root : roots) places.push_back(root / library.debugLink());
+    return places;
+}
+
+// The sum that a debug link gives of its file.
+std::optional<uint32_t> sumOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    uLong sum = crc32(0, nullptr, 0);
+    std::array<char, 65536> part{};
+    while (file.read(part.data(), part.size()) || file.gcount() > 0) {
+        // zlib takes bytes; these are the same.
+        sum = crc32(sum, reinterpret_cast<const Bytef*>(part.data()),
+                    static_cast<uInt>(file.gcount()));
+    }
+    if (!file.eof()) return std::nullopt;
+    return static_cast<uint32_t>(sum);
+}
+
+std::string idText(const ElfFile& file) {
+    return file.buildId().empty() ? "no build id" : "the build id " + file.buildId();
+}
+
+// Whether `file` has the debug information of `library`'s build.
+Status checkBuild(const ElfFile& library, const ElfFile& file) {
+    const auto flaw = [&file](std::string expected, std::string found) {
+        return Problem{file.path(), std::move(expected), std::move(found)};
+    };
+    if (!file.hasDebugInformation()) return flaw("debug information", "none");
+    if (file.header().e_machine != library.header().e_machine ||
+        file.header().e_ident[EI_CLASS] != library.header().e_ident[EI_CLASS]) {
+        return flaw("debug information of the architecture of " + library.path(),
+                    "that of another architecture");
+    }
+    if (file.buildId() != library.buildId()) {
+        return flaw(idText(library) + ", that of " + library.path(), idText(file));
+    }
+    if (!library.buildId().empty() || library.debugLink().empty()) return {};
+    if (sumOf(file.path()) == library.debugLinkSum()) return {};
+    return flaw("the sum of bytes that " + library.path() + " gives", "another one");
+}
+
+Result<ElfFile> openChecked(const ElfFile& library, const std::string& path) {
+    Result<ElfFile> file = ElfFile::open(path);
+    if (!file.ok()) return file;
+    const Status status = checkBuild(library, file.value());
+    if (!status.ok()) return status.problem();
+    return file;
+}
+
+// The first of the places that has a file of the library's build.
+Result<ElfFile> openFound(const ElfFile& library, const std::string& folder) {
+    std::string tried;
+    for (const std::string& place : placesOf(library, folder)) {
+        tried += (tried.empty() ? "" : ", ") + place;
+        if (!isThere(place)) continue;
+        Result<ElfFile> file = openChecked(library, place);
+        if (file.ok()) return file;
+        tried += " (" + toLine(file.problem()) + ")";
+    }
+    std::string found = "none: the file was stripped or built without it";
+    if (library.isSplitPart()) found = "that of one source file (.dwo); the library is needed";
+    if (!tried.empty()) tried = "no debug file at " + tried;
+    return Problem{library.path(), "debug information", found, tried};
+}
+
+Result<ElfFile> findDebugInformation(const std::string& path, const std::string& given) {
+    Result<ElfFile> library = ElfFile::open(path);
+    if (!library.ok()) return library;
+    std::error_code error;
+    if (fs::is_directory(given, error)) return openFound(library.value(), given);
+    if (!given.empty()) return openChecked(library.value(), given);
+    if (library.value().hasDebugInformation()) return library;
+    return openFound(library.value(), "");
+}
+
+// "" where the unit has all of its debug information at hand.
+std::string absentFile(Dwarf_Die& unit, const Dwarf_Die& split) {
+    if (split.addr) return "";
+    for (const unsigned attribute : {DW_AT_dwo_name, DW_AT_GNU_dwo_name}) {
+        Dwarf_Attribute value{};
+        if (!dwarf_attr(&unit, attribute, &value)) continue;
+        const char* const name = dwarf_formstring(&value);
+        return name ? name : "a .dwo file";
+    }
+    return "";
+}
+
+int findNothing(Dwfl_Module* /*module*/, void** /*data*/, const char* /*name*/, Dwarf_Addr /*base*/,
+                const char* /*file*/, const char* /*link*/, GElf_Word /*sum*/, char** /*found*/) {
+    return -1;
+}
+
+}  // namespace
+
+Result<DebugFile> DebugFile::open(const std::string& library, const std::string& debugFile) {
+    Result<ElfFile> elf = findDebugInformation(library, debugFile);
+    if (!elf.ok()) return elf.problem();
+    DebugFile file(std::move(elf.value()));
+    const Status status = file.openDwarf();
+    if (!status.ok()) return status.problem();
+    return file;
+}
+
+Status DebugFile::openDwarf() {
+    Dwarf* main = nullptr;
+    if (elf_.header().e_type == ET_REL) {
+        const Result<Dwarf*> relocated = openRelocated();
+        if (!relocated.ok()) return relocated.problem();
+        main = relocated.value();
+    } else {
+        dwarf_.reset(dwarf_begin_elf(elf_.elf(), DWARF_C_READ, nullptr));
+        main = dwarf_.get();
+        if (!main) return dwarfDamage(path());
+    }
+    const char* moved = nullptr;
+    const void* id = nullptr;
+    if (dwelf_dwarf_gnu_debugaltlink(main, &moved, &id) > 0 && !dwarf_getalt(main)) {
+        return Problem{path(),
+                       std::string("the file ") + moved +
+                           ", which it shares debug "
+                           "information with",
+                       "none"};
+    }
+    return findParts(main);
+}
+
+// What refers to other sections of an object file that was not linked is made good by a session.
+Result<Dwarf*> DebugFile::openRelocated() {
+    static const Dwfl_Callbacks kCallbacks{dwfl_build_id_find_elf, findNothing,
+                                           dwfl_offline_section_address, nullptr};
+    session_.reset(dwfl_begin(&kCallbacks));
+    Dwfl_Module* const module =
+        session_ ? dwfl_report_offline(session_.get(), "", path().c_str(), -1) : nullptr;
+    Dwarf_Addr bias = 0;
+    Dwarf* const dwarf = module ? dwfl_module_getdwarf(module, &bias) : nullptr;
+    if (!dwarf) return Problem{path(), "debug information", "damage", dwfl_errmsg(-1)};
+    return dwarf;
+}
+
+Status DebugFile::findParts(Dwarf* main) {
+    parts_ = {main};
+    std::string absent;
+    size_t count = 0;
+    Dwarf_CU* unit = nullptr;
+    Dwarf_Die top{};
+    Dwarf_Die split{};
+    int result = 0;
+    while ((result = dwarf_get_units(main, unit, &unit, nullptr, nullptr, &top, &split)) == 0) {
+        const std::string file = absentFile(top, split);
+        if (!file.empty() && ++count == 1) absent = file;
+        if (!split.addr) continue;
+        Dwarf* const part = dwarf_cu_getdwarf(split.cu);
+        if (part != parts_.back()) parts_.push_back(part);
+    }
+    if (result < 0) return dwarfDamage(path());
+    if (count == 0) return {};
+    return Problem{path(), "debug information",
+                   "only the names of .dwo files that have it, and " + absent +
+                       (count > 1 ? " and " + std::to_string(count - 1) + " more are" : " is") +
+                       " not there",
+                   "", ""};
+}
+
+}  // namespace tyktags

@@ -1,0 +1,45 @@
+// The file that holds a library's debug information: found, checked and opened.
+#pragma once
+
+#include "tags/Problem.h"
+#include "tags/dwarf/ElfFile.h"
+
+#include <elfutils/libdw.h>
+#include <elfutils/libdwfl.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tyktags {
+
+/// Open debug information. Its parts stay where they are when it moves.
+class DebugFile {
+public:
+    /// See DebugTypes::open().
+    static Result<DebugFile> open(const std::string& library, const std::string& debugFile);
+
+    const std::string& path() const { return elf_.path(); }
+
+    /// All there is: the file's, and those of the .dwo files that its units name.
+    const std::vector<Dwarf*>& parts() const { return parts_; }
+
+private:
+    struct CloseDwarf {
+        void operator()(Dwarf* dwarf) const { dwarf_end(dwarf); }
+    };
+    struct CloseSession {
+        void operator()(Dwfl* session) const { dwfl_end(session); }
+    };
+
+    explicit DebugFile(ElfFile elf) : elf_(std::move(elf)) {}
+    Status openDwarf();
+    Result<Dwarf*> openRelocated();
+    Status findParts(Dwarf* main);
+
+    ElfFile elf_;
+    std::unique_ptr<Dwarf, CloseDwarf> dwarf_;
+    std::unique_ptr<Dwfl, CloseSession> session_;
+    std::vector<Dwarf*> parts_;
+};
+
+}  // namespace tyktags

@@ -1,0 +1,78 @@
+// An ELF file: whether it is one that can be read, what build it is of, and whether it holds debug
+// information.
+#pragma once
+
+#include "tags/Problem.h"
+
+#include <cstdint>
+#include <gelf.h>
+#include <memory>
+#include <set>
+#include <string>
+
+namespace tyktags {
+
+/// A descriptor that is closed with the object.
+class Descriptor {
+public:
+    explicit Descriptor(int number = -1) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept;
+    Descriptor& operator=(Descriptor&& other) noexcept;
+    ~Descriptor();
+
+    int number() const { return number_; }
+
+private:
+    int number_;
+};
+
+/// An open ELF file of a little-endian architecture. Its bytes are read and not mapped, so that a
+/// file which becomes shorter is an error and nothing worse.
+class ElfFile {
+public:
+    /// Opens a regular file and reads its sections' table. Decompresses the sections of debug
+    /// information, which together have at most 2 GiB.
+    static Result<ElfFile> open(const std::string& path);
+
+    const std::string& path() const { return path_; }
+    Elf* elf() const { return elf_.get(); }
+    const GElf_Ehdr& header() const { return header_; }
+
+    /// In hexadecimal; "" where it has none.
+    const std::string& buildId() const { return buildId_; }
+
+    /// The name of the file that its debug information was moved to, and the sum of that file's
+    /// bytes; "" where it has none.
+    const std::string& debugLink() const { return debugLink_; }
+    uint32_t debugLinkSum() const { return debugLinkSum_; }
+
+    bool hasDebugInformation() const { return !sections_.empty(); }
+    /// Whether it is a .dwo file, which has the debug information of one source file.
+    bool isSplitPart() const { return isSplitPart_; }
+
+private:
+    struct Close {
+        void operator()(Elf* elf) const { elf_end(elf); }
+    };
+
+    ElfFile() = default;
+    Status openFile();
+    Status checkStart() const;
+    Status readSections();
+    Status readSection(Elf_Scn* section, const std::string& name);
+    void readLinks();
+    Problem flaw(std::string expected, std::string found, std::string reason = "") const;
+
+    std::string path_;
+    Descriptor descriptor_;
+    std::unique_ptr<Elf, Close> elf_;
+    GElf_Ehdr header_{};
+    std::string buildId_;
+    std::string debugLink_;
+    uint32_t debugLinkSum_ = 0;
+    std::set<std::string> sections_;  ///< kinds of debug information that it has
+    uint64_t decompressed_ = 0;
+    bool isSplitPart_ = false;
+};
+
+}  // namespace tyktags

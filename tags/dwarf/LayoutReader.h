@@ -1,0 +1,88 @@
+// How the values of one type lie in memory, as fields.
+#pragma once
+
+#include "tags/dwarf/DebugTypes.h"
+#include "tags/dwarf/Die.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace tyktags {
+
+/// Finds the definition of a type that is only declared where it is used.
+using FindDefinition = std::function<std::optional<Die>(const Die& declaration)>;
+
+/// How enums are called. Whole names take a search in the unit.
+enum class EnumNames { kLast, kWhole };
+
+/// Flattens one type.
+class LayoutReader {
+public:
+    LayoutReader(FindDefinition definitionOf, EnumNames enumNames)
+        : definitionOf_(std::move(definitionOf)), enumNames_(enumNames) {}
+
+    /// Sets the fields of the type `die`, and what is left out; the name and the size of `layout`
+    /// are known. The problem has no path.
+    Status read(const Die& die, TypeLayout& layout);
+
+private:
+    using Names = std::set<std::string, std::less<>>;
+
+    enum class Bases { kWithout, kWith };
+
+    // Where a part of the type lies, and what it is called.
+    struct Place {
+        std::string name;
+        uint64_t offset = 0;  // bytes
+        int depth = 0;        // of the parts that it is in
+    };
+    // Where the members of a type lie.
+    struct Scope {
+        Place place;
+        std::string bases;  // "Base.": in front of names that a derived type has too
+        Names hidden;       // those names
+    };
+    // An array, or a single value.
+    struct Elements {
+        Die type{};
+        std::vector<uint32_t> dimensions;
+        uint64_t count = 1;
+    };
+
+    void value(const Die& type, const Place& place);
+    void members(const Die& type, Scope scope);
+    void member(const Die& die, const Scope& scope);
+    void base(const Die& die, Scope& scope);
+    void collectNames(const Die& type, Bases bases, int depth, Names& names);
+    void array(const Die& type, const Place& place);
+    void structures(const Elements& elements, const Place& place);
+    void number(const Elements& elements, const Place& place);
+    void bitField(const Die& die, const Die& type, const Place& scope, const std::string& name);
+    void add(TagField field, uint64_t offset);
+    void leaveOut(const std::string& name, const std::string& what);
+    bool typeOfNumber(const Die& type, const std::string& name, TagField& field);
+    std::shared_ptr<const TagEnum> enumOf(const Die& type, FieldType number,
+                                          const std::string& member);
+    std::string enumName(const Die& declared, const Die& enumeration,
+                         const std::string& member) const;
+
+    template <typename Visit>
+    void visit(const Die& parent, Visit visitOne);
+
+    FindDefinition definitionOf_;
+    EnumNames enumNames_;
+    Budget budget_{uint64_t{1} << 22};
+    TypeLayout* layout_ = nullptr;
+    Names names_;
+    Names leftOut_;
+    std::map<const void*, std::shared_ptr<const TagEnum>> enums_;
+    bool damaged_ = false;
+    bool tooLarge_ = false;
+};
+
+}  // namespace tyktags

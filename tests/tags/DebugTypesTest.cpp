@@ -1,0 +1,154 @@
+// The layouts of types, from debug information that this build's compiler wrote.
+#include "tags/FieldCodec.h"
+#include "tags/dwarf/DebugTypes.h"
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <map>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace {
+
+using tyktags::DebugTypes;
+using tyktags::TypeLayout;
+
+std::string libraryOf(const std::string& way) {
+    return TYK_TYPES_FOLDER "/types_" + way + ".so";
+}
+
+/// Parts of the type by name: as text what the value at `bytes` has there, or why there is none.
+std::map<std::string, std::string> partsOf(const TypeLayout& layout, const void* bytes) {
+    std::map<std::string, std::string> parts;
+    for (const tyktags::TagField& field : layout.fields) {
+        const auto values =
+            decodeField(field, static_cast<const uint8_t*>(bytes), layout.type.size);
+        parts[field.name] = tyktags::toText(values);
+    }
+    for (const tyktags::LeftOut& one : layout.leftOut) parts[one.name] = one.what;
+    return parts;
+}
+
+const std::map<std::string, std::string> kParams{
+    {"_vptr", "a pointer to a virtual table"},
+    {"id", "81"},
+    {"Base.gain", "8.5"},
+    {"Other.id", "82"},
+    {"rate", "0.25"},
+    {"mode", "AUTO (1)"},
+    {"modes", "MANUAL (200),9"},
+    {"level", "LOW (-5)"},
+    {"state", "BUSY (1)"},
+    {"kind", "SOME (7)"},
+    {"name", "daylight"},
+    {"names", "one,two"},
+    {"bytes", "1,2,3"},
+    {"small", "-1,-2"},
+    {"on", "1"},
+    {"matrix", "1,2,3,4,5,6"},
+    {"roi[0].x", "-10"},
+    {"roi[0].y", "11"},
+    {"roi[0].weight", "12"},
+    {"roi[0].height", "13"},
+    {"roi[1].x", "-20"},
+    {"roi[1].y", "21"},
+    {"roi[1].weight", "14"},
+    {"roi[1].height", "4095"},
+    {"grid", "31,32,33,34"},
+    {"cells[0][0].left", "41"},
+    {"cells[0][1].left", "42"},
+    {"word", "131073"},
+    {"low", "1"},
+    {"high", "2"},
+    {"ring.slots", "0.5,1.5,2.5"},
+    {"ring.head", "51"},
+    {"packed.a", "5"},
+    {"packed.b", "536870911"},
+    {"packed.c", "734439407617"},
+    {"packed.d", "1"},
+    {"packed.e", "-2"},
+    {"packed.f", "-61"},
+    {"next", "a pointer"},
+    {"self", "a reference"},
+    {"gain", "71"},
+    {"rest", "an array without a fixed length"},
+};
+
+class DebugTypesTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(DebugTypesTest, ReadsWhatTheProgramWrote) {
+    const std::string path = libraryOf(GetParam());
+    void* const library = dlopen(path.c_str(), RTLD_NOW);
+    ASSERT_TRUE(library) << dlerror();
+    void* const params = dlsym(library, "describedParams");
+    ASSERT_TRUE(params);
+    uint64_t size = 0;
+    const void* const bytes = reinterpret_cast<const void* (*)(uint64_t*)>(params)(&size);
+
+    const auto types = DebugTypes::open(path);
+    ASSERT_TRUE(types.ok()) << toLine(types.problem());
+    const auto layouts = types.value().layouts({"Params"});
+    ASSERT_TRUE(layouts.ok()) << toLine(layouts.problem());
+    const TypeLayout& layout = layouts.value()[0];
+    EXPECT_EQ(layout.type.name, "camera::Params");
+    EXPECT_EQ(layout.type.size, size);
+    std::map<std::string, std::string> parts = partsOf(layout, bytes);
+    // Their types differ from architecture to architecture.
+    EXPECT_EQ(parts.erase("member") + parts.erase("wide"), 2U);
+    EXPECT_EQ(parts, kParams);
+    dlclose(library);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, DebugTypesTest,
+                         testing::Values("gdwarf-2", "gdwarf-4", "gdwarf-5", "gz",
+                                         "fdebug-types-section"));
+
+struct NameRow {
+    const char* given;
+    const char* found;  ///< whole name, size and fields, or the problem
+};
+
+class TypeNamesTest : public testing::TestWithParam<NameRow> {};
+
+TEST_P(TypeNamesTest, Finds) {
+    const std::string path = libraryOf("gdwarf-4");
+    const auto types = DebugTypes::open(path);
+    ASSERT_TRUE(types.ok()) << toLine(types.problem());
+    const auto layouts = types.value().layouts({GetParam().given});
+    std::string found;
+    if (layouts.ok()) {
+        const TypeLayout& layout = layouts.value()[0];
+        found = layout.type.name + " " + std::to_string(layout.type.size);
+        for (const tyktags::TagField& field : layout.fields) found += " " + field.name;
+    } else {
+        found = toLine(layouts.problem()).substr(path.size() + 2);
+        // The folder of the sources is anywhere.
+        found = std::regex_replace(found, std::regex("[^ ]*/"), "");
+    }
+    EXPECT_EQ(found, GetParam().found);
+}
+
+const NameRow kNames[] = {
+    {"Params::Inner", "camera::Params::Inner 4 depth"},
+    {"struct camera :: Ring<float,3>", "camera::Ring<float, 3> 16 slots head"},
+    {"PointAlias", "camera::PointAlias 6 x y weight height"},
+    {"Unnamed", "Unnamed 12 first second"},
+    {"::Table", "Table 24 value"},
+    {"Mode", "camera::Mode 1 value"},
+    {"video::Point", "video::Point 4 z"},
+    {"Point@described_types.cpp",
+     "expected one type Point of the file described_types.cpp, found camera::Point of 6 bytes in "
+     "described_types.cpp:11; video::Point of 4 bytes in described_types.cpp:92: a whole name "
+     "chooses one, and so does a file: Point@FILE"},
+    {"Parms",
+     "expected a type Parms, found none; did you mean camera::Params or camera::Params::Inner?"},
+    {"Absent",
+     "expected the definition of Absent, found only a declaration, in "
+     "described_types.cpp"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, TypeNamesTest, testing::ValuesIn(kNames));
+
+}  // namespace
