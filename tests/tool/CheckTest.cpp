@@ -470,7 +470,7 @@ TEST_F(CheckTest, Configurations) {
                "<camID>2</camID><sofID>-1</sofID></tag><tag value='KELV_TAG_WB_GAINS'>" + whole +
                "<sofID>2</sofID></tag><tag value='KELV_TAG_WB_GAINS'><pipe>PREVIEW_TYPE</pipe>"
                "<dumpType>0</dumpType></tag>"),
-         "config-repeated", "one frame: 4 files, 64 B;"},
+         "config-repeated", "one frame: 4 files, 64 B, without the image"},
         {entry("<tag value='LARGE'>" + whole + "</tag>"), "config-too-large",
          "found line 2: LARGE"},
         {"<dumpconfig><pipeline><node name='n'><tag name='KELV_TAG_ISCENE_INFO'><pipe>"

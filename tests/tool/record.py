@@ -224,7 +224,7 @@ def refusals():
         run("t record p --values -", table.encode(), 1, ["standard input", text])
     for options, text in (("--y4m - --values -", "can be read once"), ("--y4m a b.jpg", "no IMAGE beside"),
                           ("--raw nv21 x", "--size WxH"), ("--raw nv21 --size 2x2", "--raw: expected files"),
-                          ("--raw i422 x --size 2x2", "--raw"), ("--raw nv21 --y4m -", "do not go together"),
+                          ("--raw i422 x --size 2x2", "--raw"), ("--raw nv21 --y4m -", "exclude each other"),
                           ("--stride 9", "--stride is for --raw"), ("--range full", "--range are for"),
                           ("x --raw nv12 --size 9x9 --stride 8", "at least the 9 bytes"), ("-", "with --y4m - or --raw"),
                           ("--y4m - --size 2x2", "not for a video"), ("--fps 1001", "at most 1000"), ("--fps x", "a rate such")):

@@ -40,7 +40,7 @@ Examples:
   tyksim track /tmp/phone total_gain exp_time
   tyksim track pulled/tykdump KELV_TAG_WB_GAINS.gains[1] --tags tags.xml --changes
   tyksim track /tmp/phone cur_ev --svg ev.svg
-  tyksim track lab/* -n image.mean image.noise total_gain --rows > frames.jsonl
+  tyksim track trees/* -n image.mean image.noise total_gain --rows > frames.jsonl
 )";
 
 struct TrackOptions {
