@@ -72,7 +72,7 @@ for moment in $moments; do
         torn=$((torn + 1))
         for file in "$frame"/*; do
             [ ! -e "$file" ] || cmp -n "$(stat -c %s "$file")" "$file" "$right/${file##*/}" ||
-                fail "not the beginning of what it should be: $file"
+                fail "not the beginning of the complete file: $file"
         done
         status=0
         "$@" replay "$work/killed" --verify >/dev/null 2>&1 || status=$?
@@ -84,7 +84,7 @@ for moment in $moments; do
             [ -e "$copy" ] || continue
             whole_copy=$work/right/data/vendor/cameraserver/tykdump/pipe_1/${copy##*/}
             cmp -n "$(stat -c %s "$copy")" "$copy" "$whole_copy" ||
-                fail "not the beginning of what it should be: $copy"
+                fail "not the beginning of the complete file: $copy"
             cp "$whole_copy" "$copy"
         done
     done

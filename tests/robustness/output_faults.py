@@ -149,7 +149,7 @@ class Case:
     def put_back(self, beside, told):
         """The next run says where the old output is."""
         self.missing += 1
-        require(self.verb not in FILES and not self.exchange, *told, "nothing stands there")
+        require(self.verb not in FILES and not self.exchange, *told, "no output there")
         aside = [name for name in beside if name.endswith(".old")]
         require([content(self.folder / name) for name in aside] == [self.old], *told, "no old output")
         again = self.run()

@@ -18,5 +18,5 @@ printf '%s\n' "$called" | awk -v stands="$stands" '
     name ~ /^(_Z|_*(cxa|gxx|Unwind|ITM|gmon|errno|libc_single|stack_chk|cfi|aarch64)_|__gmon|_?_?(asan|ubsan|lsan|tsan|sanitizer|gcov|llvm))/ { next }
     name ~ /^(mem|str)[a-z]*$|^(bcmp|__getauxval|snprintf|__snprintf_chk|localtime_r|uselocale|freelocale|property_get)$|^pthread_mutex_/ { next }
     !(("__wrap_" name) in known) { print name }' | grep . || exit 0
-echo "$library calls these, and nothing stands in for them" >&2
+echo "$library calls these, and the device in memory does not replace them" >&2
 exit 1

@@ -450,7 +450,7 @@ TEST_F(CheckTest, Configurations) {
          "It is read as 0"},
         {entry("<tag value='KELV_TAG_WB_GAINS'>" + whole +
                "</tag><old value='KELV_TAG_GAMMA_CURVE'>" + whole + "</old>"),
-         "config-element", "read as an entry all the same"},
+         "config-element", "read as an entry anyway"},
         {entry("<old/><tag value='KELV_TAG_WB_GAINS'>" + whole + "</tag>"), "config-element",
          "not read"},
         {"<dumpconfig><common><tag value='KELV_TAG_WB_GAINS'>" + whole +
@@ -459,7 +459,7 @@ TEST_F(CheckTest, Configurations) {
         {"<dumpconfig><pipeline><old/><node name='n'/><stage name='n'><tag "
          "name='KELV_TAG_WB_GAINS'>" +
              whole + "</tag></stage></pipeline></dumpconfig>",
-         "config-element config-element", "It is read as a node all the same."},
+         "config-element config-element", "It is read as a node anyway."},
         {entry("<tag value='KELV_TAG_WB_GAINS'>" + whole + "</tag><tag value='KELV_TAG_WB_GAINS'>" +
                whole + "</tag>"),
          "config-repeated", "one frame: 1 file"},

@@ -129,7 +129,7 @@ bool openList(const std::string& folder, std::ifstream& list) {
 }
 
 std::string inWords(const FolderWalk& walk) {
-    return fmt::format("{} cannot be looked at: {}",
+    return fmt::format("{} cannot be examined: {}",
                        tyktree::escaped(walk.name().empty() ? "it" : walk.name()),
                        systemReason(walk.error()));
 }

@@ -29,13 +29,12 @@ struct OutputPlace {
 };
 
 /// The place of the output. Throws WrongUsage for a place
-///   - that is, lies in, or holds one of the inputs, whatever path leads there: folders are
-///   compared
-///     by device and inode,
-///   - where something of another kind stands: a link, a device, a FIFO, a folder for a file,
+///   - that is, lies in, or contains one of the inputs, by any path: folders are compared by
+///     device and inode,
+///   - with an entry of another kind: a link, a device, a FIFO, a folder for a file,
 ///   - that is the working folder, a folder above it, or a mount point,
-///   - where something stands and `force` is not set, or something that tyksim did not make (see
-///     OutputMark.h). Something empty may be replaced.
+///   - with an existing entry if `force` is not set, or with one that tyksim did not make (see
+///     OutputMark.h). Empty files and folders may be replaced.
 /// Throws Failure when the place cannot be examined. Changes nothing. Threads: any.
 OutputPlace findPlace(const OutputRequest& request, OutputKind kind);
 

@@ -97,7 +97,7 @@ void ConfigChecker::checkSkipped(pugi::xml_node parent, const char* first) {
         if (std::strcmp(node.name(), first) == 0) return;
         add(RuleId::kConfigElement, node, std::string("the element ") + first,
             tyktags::quoted(node.name()),
-            "It stands before the first " + std::string(first) + " and is not read.");
+            "It comes before the first " + std::string(first) + " and is not read.");
     }
 }
 
@@ -121,7 +121,7 @@ void ConfigChecker::checkSections() {
     forElementsFrom(pipeline, kConfigNodeName, [this](pugi::xml_node node) {
         if (std::strcmp(node.name(), kConfigNodeName) != 0) {
             add(RuleId::kConfigElement, node, "the element node", tyktags::quoted(node.name()),
-                "It is read as a node all the same.");
+                "It is read as a node anyway.");
         }
         checkSkipped(node, kConfigTagName);
     });
@@ -248,7 +248,7 @@ void ConfigChecker::checkEntry(const ConfigEntry& entry) {
     const std::string name = entry.element.name();
     if (name != kConfigTagName) {
         add(RuleId::kConfigElement, entry.element, "the element tag", tyktags::quoted(name),
-            "It is read as an entry all the same.");
+            "It is read as an entry anyway.");
     }
     const TagEntry* const tag = catalog_.byName(entry.tagName);
     checkName(entry);

@@ -21,7 +21,7 @@ struct CheckOptions {
     std::function<void(uint64_t done, uint64_t of)> progress;  ///< frames; may be empty
 };
 
-/// What was looked at.
+/// The extent of a check.
 struct CheckTotals {
     uint64_t pipes = 0;
     uint64_t tasks = 0;

@@ -127,7 +127,7 @@ const char* nameOf(EntryType type) {
         case EntryType::kUnknown:
             break;
     }
-    return "something that cannot be looked at";
+    return "an entry that cannot be examined";
 }
 
 }  // namespace tyktree
