@@ -432,7 +432,7 @@ TEST_F(CheckTest, Configurations) {
         std::string text, rules, says, tags = "--tags t.xml";
     };
     const Case cases[] = {
-        {tag(whole), "", "one frame: 1 file, 16 B;"},
+        {tag(whole), "", "one frame: 1 file, 16 B, without the image"},
         {"<dump", "config-xml", "line 1"},
         {"<dumpConfig/>", "config-root", "\"dumpConfig\""},
         {"<dumpconfig/>", "config-root", "neither"},
