@@ -28,6 +28,26 @@ each() {
              {(" 9 2 tyksim: r: the selection picks no frame; found 3 frames: --frames "
                "1..3, --requests 1..3, --sofs 1..3\n"),
               "!MADE"}},
+            {"NoFrameWhere",
+             "each --where 'total_gain>1500 and not image.mean<300'",
+             {" 9 2 tyksim: r: --where holds for none of 3 frames\n", "!MADE"}},
+            {"OneFrameWhere",
+             R"sh(tyksim info r --where 'total_gain=1536 and image.mean<300' | grep requests
+                  tyksim copy r -o s --where 'total_gain>=1536' >x; tyksim track s ev1 --csv
+                  rm $K/*_reqID_1_*/FCWH* $F3/FCWH*
+                  tyksim check r --where total_gain=1536)sh",
+             {"requests 2  sofs 2\n", "sof,ev1\n1,1,1,2,2,", "1,1,2,3,3,", "clean"}},
+            {"WhereWithAMarkUnderTheMistake",
+             R"sh(fails 2 tyksim replay r --where 'total_gain>1 und image.mean>3'
+                  fails 2 tyksim info r r --where "$(printf '\033\303\251 x>1')"
+                  fails 2 tyksim info r r --where 'image.meen>1')sh",
+             {"tyksim: --where: column 14: expected and, or or the end, found \"und\"\n"
+              "  total_gain>1 und image.mean>3\n               ^\n",
+              "tyksim: --where: column 7: expected =", "  \\x1b\u00e9 x>1\n        ^\n",
+              "tyksim: r: --where: column 1: \"image.meen\": no measure of this name; nearest"}},
+            {"WhereOfAValueThatCannotBeRead",
+             "truncate -s 9 $F2/FCWH*; fails 3 tyksim track r ev1 --where 'image.mean>0' --csv",
+             {"image.mean: the image file ends after 9 of 4608 bytes\n", "1,1,2,2,2,"}},
             {"NoSuchTask",
              "each --task 9",
              {" 9 2 tyksim: r: the selection picks no frame; found --task 1 in pipe 1\n", "!MADE"}},

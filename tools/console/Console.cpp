@@ -52,6 +52,11 @@ void printNote(const std::string& line) {
     printRaw("tyksim: " + line);
 }
 
+void printUsage(const WrongUsage& error) {
+    printNote(error.what());
+    for (const std::string& line : error.below()) printRaw(line);
+}
+
 void printRaw(const std::string& line) {
     clearProgress();
     static_cast<void>(std::fputs((tyktree::escaped(line) + "\n").c_str(), stderr));

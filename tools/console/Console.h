@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tyksim {
 
@@ -25,6 +27,15 @@ public:
 class WrongUsage : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+    /// `below` are lines that printUsage() shows below the sentence, such as a mark under the place
+    /// that is wrong.
+    WrongUsage(const std::string& sentence, std::vector<std::string> below)
+        : std::runtime_error(sentence), below_(std::move(below)) {}
+
+    const std::vector<std::string>& below() const { return below_; }
+
+private:
+    std::vector<std::string> below_;
 };
 
 /// Reserves the numbers of standard input, output and error if they are closed, so that no other
@@ -37,6 +48,9 @@ void printResult(const std::string& line);
 
 /// Prints one line on standard error after the tool's name, with control characters escaped.
 void printNote(const std::string& line);
+
+/// Prints what is wrong on standard error, as printNote() does, and the lines below it.
+void printUsage(const WrongUsage& error);
 
 /// Prints one line on standard error, with control characters escaped.
 void printRaw(const std::string& line);

@@ -75,7 +75,7 @@ ExitStatus checkOne(const CheckVerbOptions& options, const OpenedTree& tree, Jso
         progress.count("checked", done, of, "frames");
     };
     const tyktree::CheckTotals totals =
-        checkTree(tree.index, options.reading.tree.selection(), tree.catalog, check, *report);
+        checkTree(tree.index, tree.selection, tree.catalog, check, *report);
     throwIfInterrupted("checked " + totalsText(totals));
     report->endTree(tree.index.path().given, totals, tree.catalog, options.deep);
     return statusOf(report->counts(), options);

@@ -3,6 +3,7 @@
 #include "tools/console/Failures.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/Units.h"
+#include "tools/tyksim/FramesWhere.h"
 #include "tree/check/Finding.h"
 #include "tree/read/Escape.h"
 #include "tree/read/TagNames.h"
@@ -12,6 +13,7 @@
 #include <fmt/format.h>
 #include <limits>
 #include <memory>
+#include <optional>
 
 namespace tyksim {
 
@@ -141,7 +143,7 @@ ExitStatus readOne(const char* schema, const std::function<ExitStatus(Reading&)>
     try {
         return runReading(schema, verb);
     } catch (const PicksNothing& error) {
-        printNote(error.what());
+        printUsage(error);
         return ExitStatus::kWrongUsage;
     } catch (const WrongUsage&) {
         throw;
@@ -165,7 +167,9 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
       catalog(orFail(tyktree::TagCatalog::find(index, options.tagsFile))),
       measures(options.assumed) {
     reading.problems(catalog);
-    const FrameSelection selection = options.selection();
+    selection = options.selection();
+    std::optional<tyktree::Condition> condition;
+    if (options.where) condition = parseWhere(*options.where);
     frames = select(index, selection);
     const bool anyFrame = index.frameCount() > 0;
     const std::string name = tyktree::escaped(given);
@@ -178,9 +182,25 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
     if (problems == IndexProblems::kSaidHere || picksNothing) {
         reportProblems(reading, index, selection, tyktree::Severity::kError);
     }
-    if (!picksNothing) return;
-    throw PicksNothing(name + ": the selection picks no frame; found " +
-                       whatThereIs(index, selection));
+    if (picksNothing) {
+        throw PicksNothing(name + ": the selection picks no frame; found " +
+                           whatThereIs(index, selection));
+    }
+    if (condition && !frames.empty()) keepWhere(*options.where, *condition, options.jobs, reading);
+}
+
+void OpenedTree::keepWhere(const std::string& expression, const tyktree::Condition& condition,
+                           int jobs, Reading& reading) {
+    const size_t looked = frames.size();
+    frames = framesWhere(*this, expression, condition, jobs, reading);
+    if (frames.empty()) {
+        throw PicksNothing(fmt::format("{}: --where holds for none of {}",
+                                       tyktree::escaped(index.path().given),
+                                       counted(looked, "frame", "frames")));
+    }
+    std::vector<const tyktree::FrameEntry*> entries;
+    for (const tyktree::FrameRef& frame : frames) entries.push_back(frame.frame);
+    selection.keepOnly(std::move(entries));
 }
 
 std::vector<std::string> foldersOf(std::initializer_list<const OpenedTree*> trees) {

@@ -6,6 +6,7 @@
 #include "tools/picture/Measures.h"
 #include "tools/tyksim/Commands.h"
 #include "tools/tyksim/TreeOptions.h"
+#include "tree/read/Condition.h"
 #include "tree/read/ValueName.h"
 
 #include <cstdint>
@@ -80,15 +81,22 @@ struct OpenedTree {
     tyktree::TreeIndex index;
     tyktree::TagCatalog catalog;
     ImageMeasures measures;                 ///< values beside those of the catalog
+    tyktree::FrameSelection selection;      ///< by which `frames` are selected
     std::vector<tyktree::FrameRef> frames;  ///< the selected frames; they point into `index`
 
-    /// Reports the index's problems in the selected part. Throws PicksNothing if the selection
-    /// matches none of the tree's frames. Throws Failure if the verb needs frames and the tree has
-    /// none, and if the tree or its tag table cannot be read.
+    /// Reports the index's problems in the selected part, and values of --where that cannot be
+    /// read. Throws PicksNothing if the selection matches none of the tree's frames. Throws Failure
+    /// if the verb needs frames and the tree has none, and if the tree or its tag table cannot be
+    /// read.
     OpenedTree(Reading& reading, const std::string& given, const TreeOptions& options,
                Need need = Need::kFrames, IndexProblems problems = IndexProblems::kSaidHere);
     OpenedTree(const OpenedTree&) = delete;
     OpenedTree& operator=(const OpenedTree&) = delete;
+
+private:
+    /// Keeps the frames of which the condition holds.
+    void keepWhere(const std::string& expression, const tyktree::Condition& condition, int jobs,
+                   Reading& reading);
 };
 
 /// What no output may touch: tyktree::foldersOf() of each tree.

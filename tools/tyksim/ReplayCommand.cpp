@@ -224,7 +224,7 @@ private:
         } sink(findings_);
         tyktree::CheckOptions check;
         check.execution = executionOn(options_.selection.jobs);
-        tyktree::FrameSelection selection = options_.selection.selection();
+        tyktree::FrameSelection selection = tree_.selection;
         if (tree_.frames.front().pipe->id) selection.pipe = session_.pipe;
         tyktree::checkTree(tree_.index, selection, tree_.catalog, check, sink);
         throwIfInterrupted();

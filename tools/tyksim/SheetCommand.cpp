@@ -191,7 +191,7 @@ private:
             progress_.count("checked", done, of, "frames");
         };
         PageSink sink(page, side, tree.index.path().path);
-        checkTree(tree.index, options_.reading.selection(), tree.catalog, check, sink);
+        checkTree(tree.index, tree.selection, tree.catalog, check, sink);
         throwIfInterrupted();
         return sink.counts();
     }

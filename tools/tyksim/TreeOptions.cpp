@@ -48,6 +48,9 @@ void addTreeOptions(VerbOptions& verb, TreeOptions& options) {
     verb.option("--requests", options.requests, "Only frames with these request ids")
         .valueName("RANGES");
     verb.option("--sofs", options.sofs, "Only frames with these sof ids").valueName("RANGES");
+    verb.option("--where", options.where,
+                "Only frames of which this holds, such as 'total_gain>4000 and image.mean<50'")
+        .valueName("EXPRESSION");
     verb.option("--tags", options.tagsFile, "Tag table")
         .valueName("FILE")
         .defaultText("tags.xml in the device root, if there is one");

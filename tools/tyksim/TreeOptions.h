@@ -12,13 +12,14 @@
 
 namespace tyksim {
 
-/// --pipe, --task, --frames, --requests, --sofs, --tags, --jobs.
+/// --pipe, --task, --frames, --requests, --sofs, --where, --tags, --jobs.
 struct TreeOptions {
     std::optional<int> pipe;
     std::optional<uint32_t> task;
     std::optional<std::string> frames;
     std::optional<std::string> requests;
     std::optional<std::string> sofs;
+    std::optional<std::string> where;
     std::string tagsFile;
     int jobs = 1;
     AssumedPicture assumed;  ///< of a verb that lets the user say how images are stored

@@ -165,7 +165,7 @@ ExitStatus runGuarded(int argc, char** argv) {
     } catch (const tyksim::Interrupted&) {
         throw;
     } catch (const tyksim::WrongUsage& error) {
-        tyksim::printNote(error.what());
+        tyksim::printUsage(error);
         status = ExitStatus::kWrongUsage;
     } catch (const std::filesystem::filesystem_error& error) {
         tyksim::printNote(fmt::format("{}: {}", error.path1().string(), error.code().message()));

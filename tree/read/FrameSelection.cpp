@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -65,7 +66,15 @@ bool FrameSelection::picks(const PipeEntry& pipeEntry, const TaskEntry& taskEntr
     return !task || *task == taskEntry.position;
 }
 
+void FrameSelection::keepOnly(std::vector<const FrameEntry*> entries) {
+    std::sort(entries.begin(), entries.end(), std::less<>());
+    kept_ = std::move(entries);
+}
+
 bool FrameSelection::picks(const FrameEntry& frame) const {
+    if (kept_ && !std::binary_search(kept_->begin(), kept_->end(), &frame, std::less<>())) {
+        return false;
+    }
     if (!frames.empty() && !frames.contains(frame.position)) return false;
     // Only its position can pick a frame whose name has no ids.
     if (!requests.empty() && !(frame.wellNamed && requests.contains(frame.parsed.requestId))) {

@@ -36,8 +36,14 @@ struct FrameSelection {
     NumberRanges requests;         ///< --requests: request ids
     NumberRanges sofs;             ///< --sofs: sof ids
 
+    /// --where: picks none but these frames of an index. The selection must not outlive it.
+    void keepOnly(std::vector<const FrameEntry*> entries);
+
     bool picks(const PipeEntry& pipe, const TaskEntry& task) const;
     bool picks(const FrameEntry& frame) const;
+
+private:
+    std::optional<std::vector<const FrameEntry*>> kept_;  ///< in ascending order
 };
 
 /// A frame of an index with its task and pipe.
