@@ -1,6 +1,7 @@
 #include "tools/processor/Processor.h"
 
 #include "tools/console/Console.h"
+#include "tools/processor/ProcessorProgram.h"
 #include "tools/processor/ProcessorRules.h"
 #include "tree/read/Escape.h"
 
@@ -16,6 +17,12 @@ namespace {
 Piece addText(SharedMemory& memory, const char* given) {
     const size_t length = std::strlen(given);
     return {memory.add(given, length + 1).at, length};
+}
+
+/// The program that serves the processor; empty if tyksim's own process does.
+std::vector<std::string> commandOf(const std::string& path, const std::string& python) {
+    if (std::filesystem::path(path).extension() != ".py") return {};
+    return pythonServer(python);
 }
 
 /// Reads the picture of a process. Returns whether it is valid.
@@ -46,13 +53,17 @@ bool readValues(const SharedMemory& made, const FrameMade& result, const tyksim_
 
 }  // namespace
 
-Processor::Processor(std::string path) : path_(std::move(path)) {}
+Processor::Processor(std::string path, const std::string& python)
+    : path_(std::move(path)), process_(commandOf(path_, python)) {}
 
 std::string Processor::ask(MessageKind request, const std::string& when) {
     try {
         return process_.ask(request, when);
     } catch (const Failure& failure) {
         throw Failure(fmt::format("{}: {}", tyktree::escaped(path_), failure.what()));
+    } catch (const WrongUsage& error) {
+        throw WrongUsage(
+            fmt::format("{}: {}", tyktree::escaped(path_), tyktree::escaped(error.what())));
     }
 }
 
@@ -67,10 +78,11 @@ void Processor::ask(MessageKind request, const std::vector<std::string>& texts,
     if (!reason.empty()) throw Failure(fmt::format("{}: {}", tyktree::escaped(path_), reason));
 }
 
-void Processor::open(const std::vector<std::string>& options) {
+void Processor::open(const std::vector<std::string>& options, const std::string& tagTable) {
     // An absolute path, because dlopen() looks for a name without a slash among the system's
     // libraries.
-    ask(MessageKind::kLoad, {std::filesystem::absolute(path_).string()}, "while it was loaded");
+    ask(MessageKind::kLoad, {std::filesystem::absolute(path_).string(), tagTable},
+        "while it was loaded");
     ask(MessageKind::kOpen, options, "while it opened");
 }
 

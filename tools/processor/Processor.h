@@ -1,5 +1,5 @@
-// Runs a user's processing, which replaces the pipeline: a shared object with the interface of
-// tyksim_processor.h, in a process of its own.
+// Runs a user's processing, which replaces the pipeline, in a process of its own: a shared object
+// with the interface of tyksim_processor.h, or a file in Python.
 #pragma once
 
 #include "tools/processor/ProcessorProcess.h"
@@ -40,12 +40,14 @@ struct Processed {
 class Processor {
 public:
     /// Starts the process for the processor at `path`, without loading it. tyksim must have only
-    /// one thread at that time. Throws Failure when the system refuses a process.
-    explicit Processor(std::string path);
+    /// one thread at that time. The program `python` runs a file whose name ends in ".py". Throws
+    /// Failure when the system refuses a process.
+    Processor(std::string path, const std::string& python);
 
     /// Loads and opens the processor. Throws Failure, with the path and the reason, when it cannot
-    /// be loaded, has not all functions, was built for another version, or refuses to open.
-    void open(const std::vector<std::string>& options);
+    /// be loaded, has not all functions, was built for another version, or refuses to open;
+    /// WrongUsage when it reports wrong options. `tagTable` is the path of the tag table, or "".
+    void open(const std::vector<std::string>& options, const std::string& tagTable);
 
     /// Memory for the pixels of the next frame's picture, shared with the process, so that they are
     /// not copied. Valid until process() is called.

@@ -2,6 +2,7 @@
 
 #include "tools/console/Console.h"
 #include "tools/console/Interruption.h"
+#include "tools/processor/ProcessorProgram.h"
 #include "tools/processor/ProcessorServer.h"
 
 #include <array>
@@ -57,7 +58,7 @@ std::string endText(int status, const std::string& when) {
 
 }  // namespace
 
-ProcessorProcess::ProcessorProcess() {
+ProcessorProcess::ProcessorProcess(const std::vector<std::string>& command) {
     std::array<int, 2> ends{};
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throwRefused("connected");
@@ -73,6 +74,7 @@ ProcessorProcess::ProcessorProcess() {
         if (::getppid() != parent) std::_Exit(1);  // tyksim ended before prctl()
         ::close(ends[0]);
         leaveInterruptionsToParent();
+        if (!command.empty()) runProcessorProgram(command, ends[1], given_, made_);
         serveProcessor(ends[1], given_, made_);
     }
     const int error = errno;
@@ -145,10 +147,13 @@ std::string ProcessorProcess::ask(MessageKind request, const std::string& when) 
     made_.refresh();
     const auto kind = static_cast<MessageKind>(answer.kind);
     const uint8_t* const reason = made_.find({0, answer.bytes});
-    const bool known = kind == MessageKind::kDone || (kind == MessageKind::kFailed && reason);
+    const bool isReason = kind == MessageKind::kFailed || kind == MessageKind::kRefused;
+    const bool known = kind == MessageKind::kDone || (isReason && reason);
     if (bytes != sizeof(answer) || !known) throwNonsense(when);
     if (kind == MessageKind::kDone) return "";
-    return {reinterpret_cast<const char*>(reason), answer.bytes};
+    const std::string words(reinterpret_cast<const char*>(reason), answer.bytes);
+    if (kind == MessageKind::kRefused) throw WrongUsage(words);
+    return words;
 }
 
 std::string ProcessorProcess::awaitEnd(const std::string& when) {

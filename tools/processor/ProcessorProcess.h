@@ -6,6 +6,7 @@
 
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace tyksim {
 
@@ -15,8 +16,9 @@ namespace tyksim {
 class ProcessorProcess {
 public:
     /// Starts it with fork(): tyksim must have only one thread, and no open files that the
-    /// processor must not have. Throws Failure when the system refuses it.
-    ProcessorProcess();
+    /// processor must not have. The process serves shared objects; with a `command` it becomes that
+    /// program, which must know the protocol. Throws Failure when the system refuses it.
+    explicit ProcessorProcess(const std::vector<std::string>& command);
     /// Kills the process if it still runs.
     ~ProcessorProcess();
     ProcessorProcess(const ProcessorProcess&) = delete;
@@ -28,7 +30,8 @@ public:
     SharedMemory& made() { return made_; }
 
     /// Sends given() as a request and waits for the answer without a time limit. Returns "", or the
-    /// reason if the answer is kFailed. Throws Failure when the process ends without an answer,
+    /// reason if the answer is kFailed. Throws WrongUsage, with the reason, if the answer is
+    /// kRefused. Throws Failure when the process ends without an answer,
     /// with a text such as "crashed <when>: SIGSEGV (Segmentation fault)". Throws Interrupted when
     /// a signal is noted.
     std::string ask(MessageKind request, const std::string& when);

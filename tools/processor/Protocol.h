@@ -1,5 +1,6 @@
 // The protocol between tyksim and the process that runs a processor. Any process with this protocol
-// can replace the pipeline; ProcessorServer runs shared objects.
+// can replace the pipeline; ProcessorServer runs shared objects, python/tyksim/processor.py runs
+// files in Python.
 //
 // The process starts with three descriptors: its end of a socket pair that keeps messages apart
 // (SOCK_SEQPACKET), and two anonymous files of shared memory. `given` is what tyksim writes into,
@@ -11,13 +12,17 @@
 // socket ends the process.
 //
 //   request   `given` holds                            answer        `made` holds
-//   kLoad     the path of the processor, absolute      kDone         nothing
+//   kLoad     the path of the processor, absolute, and kDone         nothing
+//             that of the tag table, "" for none,
+//             each ended by a NUL
 //   kOpen     the options, each ended by a NUL         kDone         nothing
 //   kFrame    a FrameGiven and what it refers to       kDone         a FrameMade and the same
 //   kClose    nothing                                  kDone         nothing; the process ends
 //                                                      kFailed       the reason, a text
+//                                                      kRefused      likewise: the user's options
+//                                                                    are wrong; for kOpen
 //
-// After kFailed for a frame the next frame follows; after kFailed for another request tyksim ends
+// After kFailed for a frame the next frame follows; after other failures tyksim ends
 // the process. A closed process ends with status 0. tyksim kills a process that it no longer needs.
 //
 // Numbers have the machine's byte order and the declared sizes. Pieces begin at multiples of
@@ -35,6 +40,7 @@ enum class MessageKind : uint32_t {
     kClose = 4,
     kDone = 100,
     kFailed = 101,
+    kRefused = 102,
 };
 
 /// A message on the socket.
@@ -92,7 +98,8 @@ struct SharedValue {
 /// The result of a frame; at the beginning of `made`.
 struct FrameMade {
     SharedPicture picture;
-    uint32_t pictureIsGiven;  ///< 1: the picture is that in `given`, and `picture` is empty
+    /// 1: the picture is that in `given` as the process left it, and `picture` is empty.
+    uint32_t pictureIsGiven;
     uint32_t reserved;
     Piece values;  ///< an array of SharedValue
 };

@@ -41,6 +41,8 @@ public:
     /// or is not aligned.
     const uint8_t* find(const Piece& piece) const;
 
+    int descriptor() const { return descriptor_; }
+
 private:
     void map(uint64_t size);
 

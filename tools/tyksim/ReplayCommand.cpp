@@ -1,4 +1,5 @@
 // tyksim replay: replays a dump tree through the library and verifies the values that arrive.
+#include "tools/console/Failures.h"
 #include "tools/console/FindingPrinter.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/Jobs.h"
@@ -48,9 +49,11 @@ that it abandons are findings. With --verify, so is every byte that does not arr
 --set NAME=VALUE sets a value in every frame before its replay, like `tyksim copy --set`, but writes
 no tree; --verify then compares with the new values.
 
---with PROCESSOR.so -o OUT replaces the pipeline by your own processing: every frame's picture and
+--with PROCESSOR -o OUT replaces the pipeline by your own processing: every frame's picture and
 parameters go through the processor, and its results are recorded into OUT under the same request and
-sof ids. The interface is the installed header tyksim_processor.h; the processor gets --option TEXT.
+sof ids. PROCESSOR is a file in Python with a function process(frame), which the program of --python
+runs (docs/python.md), or a shared object with the interface of the installed header
+tyksim_processor.h. The processor gets --option TEXT, which for Python is NAME=VALUE.
 The processor runs in a process of its own: a crash ends the run with status 1, and OUT is not made.
 Every frame is verified first, as with --verify; one that does not arrive exactly as in its files is a
 finding and is not processed.
@@ -73,6 +76,7 @@ struct ReplayOptions {
     std::vector<std::string> settings;
     std::string processor;
     std::vector<std::string> processorOptions;
+    std::string python = "python3";
     std::string output;
     bool force = false;
 };
@@ -175,7 +179,7 @@ private:
 
     ExitStatus record() {
         OutputFolder out({options_.output, foldersOf({&tree_}), options_.force});
-        processor_->open(options_.processorOptions);
+        processor_->open(options_.processorOptions, writtenTable(out.path()));
         checkTree();
         ReplaySession session(session_, tree_.index.path(), tree_.frames, catalog_, edits_,
                               findings_);
@@ -190,6 +194,15 @@ private:
         report(recording);
         printResult(fmt::format("findings: {}", findings_.count()));
         return recording.recorded() == 0 ? ExitStatus::kFindings : findings_.status();
+    }
+
+    /// Writes the recording's tag table, which the processor gets too, and returns its path; "" if
+    /// there is no table.
+    std::string writtenTable(const std::string& root) const {
+        if (catalog_.source() == tyktree::TagCatalog::Source::kDerived) return "";
+        const std::string path = tyktree::tagTablePath(root);
+        orFail(tyktags::writeTagTable(path, catalog_.tags()));
+        return path;
     }
 
     /// A failure here does not affect the recorded frames.
@@ -307,11 +320,15 @@ Action defineReplay(VerbOptions& verb) {
     verb.option("--set", options->settings, "Set a value in every frame")
         .valueName("NAME=VALUE")
         .oneValueEach();
-    verb.option("--with", options->processor, "Process every frame with this shared object")
-        .valueName("PROCESSOR.so");
+    verb.option("--with", options->processor,
+                "Process every frame with this .py file or shared object")
+        .valueName("PROCESSOR");
     verb.option("--option", options->processorOptions, "An option of the processor")
         .valueName("TEXT")
         .oneValueEach();
+    verb.option("--python", options->python, "What runs a processor in Python")
+        .valueName("PROGRAM")
+        .showDefault();
     verb.option("-o,--output", options->output, "Record the processor's results as a tree")
         .valueName("OUT");
     addForce(verb, options->force);
@@ -319,9 +336,9 @@ Action defineReplay(VerbOptions& verb) {
     verb.footer(kFooter);
     return [options] {
         settle(*options);
-        std::optional<Processor>
-            processor;  // its process must start while tyksim has only one thread
-        if (!options->processor.empty()) processor.emplace(options->processor);
+        // Its process must start while tyksim has only one thread.
+        std::optional<Processor> processor;
+        if (!options->processor.empty()) processor.emplace(options->processor, options->python);
         return runReading(nullptr, [&](Reading& reading) {
             return Replay(*options, reading, processor ? &*processor : nullptr).run();
         });

@@ -1,0 +1,59 @@
+#include "tools/processor/ProcessorProgram.h"
+
+#include "tools/console/Console.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace tyksim {
+
+namespace {
+
+/// Answers the first request with `reason`.
+void refuse(int socket, SharedMemory& made, const std::string& reason) {
+    Message request{};
+    if (::recv(socket, &request, sizeof(request), 0) != sizeof(request)) return;
+    made.clear();
+    made.add(reason.data(), reason.size());
+    const Message answer{static_cast<uint32_t>(MessageKind::kFailed), 0, made.used()};
+    static_cast<void>(::send(socket, &answer, sizeof(answer), MSG_NOSIGNAL));
+}
+
+/// Runs the program; returns only where the system refuses it.
+void run(std::vector<std::string> words) {
+    // Nothing is caught until the program has settled that itself.
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+        static_cast<void>(std::signal(signal, SIG_IGN));
+    }
+    std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
+    for (std::string& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    ::execvp(arguments.front(), arguments.data());
+}
+
+}  // namespace
+
+std::vector<std::string> pythonServer(const std::string& interpreter) {
+    return {interpreter, "-m", "tyksim.processor"};
+}
+
+void runProcessorProgram(const std::vector<std::string>& command, int socket, SharedMemory& given,
+                         SharedMemory& made) noexcept {
+    std::vector<std::string> words = command;
+    for (const int descriptor : {socket, given.descriptor(), made.descriptor()}) {
+        ::fcntl(descriptor, F_SETFD, 0);
+        words.push_back(std::to_string(descriptor));
+    }
+    run(std::move(words));
+    refuse(socket, made,
+           fmt::format("{}: cannot be run: {}", command.front(), systemReason(errno)));
+    std::_Exit(0);
+}
+
+}  // namespace tyksim
