@@ -30,6 +30,21 @@ def damaged_tree(tyksim, folder):
     return tree
 
 
+def tuned_tree(tree, folder):
+    """The same burst with a tone curve that gets stronger until the middle of it."""
+    other = folder / "tuned"
+    shutil.copytree(tree, other)
+    frames = sorted(other.glob("data/vendor/cameraserver/tykdump/pipe_1/*_task_0/*"))
+    for number, frame in enumerate(frames):
+        exponent = 1 - 0.012 * min(number, len(frames) - number)
+        curve = bytes(round(255 * (level / 255) ** exponent) for level in range(256))
+        image = next(frame.glob("FCWH_*"))
+        samples = image.read_bytes()
+        luma = len(samples) * 2 // 3
+        image.write_bytes(samples[:luma].translate(curve) + samples[luma:])
+    return other
+
+
 def looks_different(picture, other):
     """Whether more than one pixel in 200 differs visibly; the digits of a date are fewer."""
     with Image.open(picture) as one, Image.open(other) as two:
@@ -53,10 +68,11 @@ def main():
     tyksim = pathlib.Path(sys.argv[1]).resolve()
     with tempfile.TemporaryDirectory() as folder, Browser() as browser:
         os.chdir(folder)
-        damaged_tree(tyksim, pathlib.Path(folder))
-        subprocess.run([tyksim, "sheet", "phone", "-o", "phone.html"], stdout=subprocess.DEVNULL)
+        tree = damaged_tree(tyksim, pathlib.Path(folder))
+        tuned_tree(tree, pathlib.Path(folder))
+        subprocess.run([tyksim, "sheet", "phone", "-o", "phone.html", "--against", "tuned"], stdout=subprocess.DEVNULL)
         browser.window(1280, 800)
-        browser.open(pathlib.Path(folder) / "phone.html", "#pipe=1&task=1&frame=11")
+        browser.open(pathlib.Path(folder) / "phone.html", "#pipe=1&task=1&frame=13&mode=split&split=600")
         made = pathlib.Path(folder) / "sheet.png"
         browser.picture(made)
         keep(made, HERE / "sheet.png")

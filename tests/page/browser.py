@@ -8,7 +8,7 @@ import urllib.error
 import urllib.request
 
 KEYS = {"Left": "\ue012", "Up": "\ue013", "Right": "\ue014", "Down": "\ue015", "Home": "\ue011",
-        "End": "\ue010", "Enter": "\ue007", "Escape": "\ue00c"}
+        "End": "\ue010", "Enter": "\ue007", "Escape": "\ue00c", "Tab": "\ue004"}
 ARGUMENTS = ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
              "--disable-background-networking", "--disable-component-update", "--disable-sync",
              "--hide-scrollbars"]
@@ -67,12 +67,21 @@ class Browser:
     def script(self, text, *arguments):
         return self.call("POST", "/execute/sync", {"script": text, "args": list(arguments)})
 
+    def script_later(self, text, *arguments):
+        """The same for a script that hands its result to its last argument."""
+        return self.call("POST", "/execute/async", {"script": text, "args": list(arguments)})
+
     def keys(self, *names):
         """Presses keys, named or characters, one after the other."""
         strokes = [{"type": kind, "value": KEYS.get(name, name)}
                    for name in names for kind in ("keyDown", "keyUp")]
         self.call("POST", "/actions", {"actions": [
             {"type": "key", "id": "keyboard", "actions": strokes}]})
+
+    def hold(self, key, down):
+        """Presses a key and keeps it down, or releases it."""
+        self.call("POST", "/actions", {"actions": [{"type": "key", "id": "keyboard", "actions": [
+            {"type": "keyDown" if down else "keyUp", "value": KEYS.get(key, key)}]}]})
 
     def complaints(self):
         """What the page wrote to the console since the last call."""

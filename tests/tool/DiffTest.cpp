@@ -177,8 +177,8 @@ fails 3 tyksim sheet r -o x.htm --against p
                       R"sh(grep -o '.other":[^,]*,.at.:0,.frame.:.' x.htm)sh",
                       {R"("other":false,"at":0,"frame":3)", R"("other":true,"at":0,"frame":2)"}},
                      {"SheetOfACutImage",
-                      "grep -F '[5,5,5.0,0.0,0.0,4509]' x.htm",
-                      {"[5,5,5.0,0.0,0.0,4509]"}},
+                      "grep -F '[5,5,5.0,0.0,0.0,1.0]' x.htm",
+                      {"[4509,[99,0,0],[0,0,64,48],[5,5,5.0,0.0,0.0,1.0]"}},
                  });
 }
 

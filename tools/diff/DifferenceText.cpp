@@ -31,7 +31,26 @@ std::string comparedText(const ImageDifference& image) {
            part("v", image.samples->v.samples, whole.v);
 }
 
-DifferenceText imageText(const ImageDifference& image, bool several) {
+/// Adds names: those with the same change of sof id together, others one by one.
+void addNames(const std::vector<NameDifference>& names, std::vector<DifferenceText>& texts) {
+    std::map<std::pair<int, int>, size_t> files;
+    for (const NameDifference& name : names) {
+        if (const auto sofs = name.sofs()) ++files[*sofs];
+    }
+    for (const auto& [sofs, count] : files) {
+        texts.push_back(
+            {"sof", fmt::format("{} -> {} in the {} of {}", sofs.first, sofs.second,
+                                count == 1 ? "name" : "names", counted(count, "file", "files"))});
+    }
+    for (const NameDifference& name : names) {
+        if (name.sofs()) continue;
+        texts.push_back({"name", tyktree::escaped(name.a) + " -> " + tyktree::escaped(name.b)});
+    }
+}
+
+}  // namespace
+
+DifferenceText textOf(const ImageDifference& image, bool several) {
     DifferenceText text;
     text.what = several ? fmt::format("image (camera {})", image.camera) : "image";
     if (!image.inB) {
@@ -57,29 +76,10 @@ DifferenceText imageText(const ImageDifference& image, bool several) {
     return text;
 }
 
-/// Adds names: those with the same change of sof id together, others one by one.
-void addNames(const std::vector<NameDifference>& names, std::vector<DifferenceText>& texts) {
-    std::map<std::pair<int, int>, size_t> files;
-    for (const NameDifference& name : names) {
-        if (const auto sofs = name.sofs()) ++files[*sofs];
-    }
-    for (const auto& [sofs, count] : files) {
-        texts.push_back(
-            {"sof", fmt::format("{} -> {} in the {} of {}", sofs.first, sofs.second,
-                                count == 1 ? "name" : "names", counted(count, "file", "files"))});
-    }
-    for (const NameDifference& name : names) {
-        if (name.sofs()) continue;
-        texts.push_back({"name", tyktree::escaped(name.a) + " -> " + tyktree::escaped(name.b)});
-    }
-}
-
-}  // namespace
-
 std::vector<DifferenceText> textsOf(const FrameDifference& difference) {
     std::vector<DifferenceText> texts;
     for (const ImageDifference& image : difference.images) {
-        texts.push_back(imageText(image, difference.images.size() > 1));
+        texts.push_back(textOf(image, difference.images.size() > 1));
     }
     if (!difference.scene.empty())
         texts.push_back({"scene record", "", nullptr, &difference.scene});

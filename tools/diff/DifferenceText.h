@@ -17,6 +17,10 @@ struct DifferenceText {
     const std::vector<ValueDifference>* values = nullptr;
 };
 
+/// The text of an image; where a frame has `several`, with its camera. Valid as long as the
+/// difference.
+DifferenceText textOf(const ImageDifference& image, bool several = false);
+
 /// All differences, images first. Valid as long as `difference`.
 std::vector<DifferenceText> textsOf(const FrameDifference& difference);
 

@@ -9,117 +9,146 @@ namespace tyksim {
 
 namespace {
 
-// Bytes of JPEG in a page: with a third more in Base64, and the values, less than 20 MB.
-constexpr size_t kPageBytes = 11'000'000;
+// All pictures of all pages: what is compared was packed alike.
+constexpr int kQuality = 82;
 
-constexpr int kThumbWidth = 256;
-constexpr size_t kThumbBytes = 16'000;
-constexpr size_t kLeastThumbBytes = 6'000;  ///< below that nothing is to be seen
-
-/// Widths of the larger pictures, and from how many bytes a picture on they are worth it.
-struct LargeSize {
-    int width;
-    size_t bytes;
-};
-constexpr LargeSize kLargeSizes[] = {{1280, 140'000}, {960, 80'000}, {640, 40'000}, {480, 24'000}};
-
-// The first that keeps within the bytes is taken, else the last.
-constexpr int kQualities[] = {82, 68, 50, 32, 18};
-
-constexpr size_t kHistogramBins = 128;
-
-/// The divisor that brings a picture to the width, or a tall one to twice that height.
-int divisorFor(int width, int height, int target) {
-    const int across = (width + target - 1) / target;
-    const int down = (height + 2 * target - 1) / (2 * target);
-    return std::max({1, across, down});
-}
-
-void describeLuma(const Histogram& luma, FramePicture& result) {
-    const auto all = static_cast<double>(luma.total());
-    result.lowest = luma.least();
-    result.highest = luma.most();
-    result.mean = luma.mean();
-    result.shareLowest = static_cast<double>(luma.count(0)) / all;
-    result.shareHighest = static_cast<double>(luma.count(Histogram::kValues - 1)) / all;
-}
-
-/// Square roots of the counts in relation to the largest, as bytes: small counts stay visible.
-std::string rootsOf(const Histogram& luma) {
-    std::array<uint64_t, kHistogramBins> bins{};
-    for (size_t value = 0; value < Histogram::kValues; ++value) {
-        bins[value / 2] += luma.count(value);
+PlaneFigures figuresOf(const Histogram& counts) {
+    PlaneFigures figures;
+    const auto all = static_cast<double>(counts.total());
+    if (all == 0) return figures;
+    figures.any = true;
+    figures.least = counts.least();
+    figures.most = counts.most();
+    figures.mean = counts.mean();
+    figures.shareAt0 = static_cast<double>(counts.count(0)) / all;
+    figures.shareAt255 = static_cast<double>(counts.count(Histogram::kValues - 1)) / all;
+    uint64_t most = 0;
+    for (size_t value = 1; value + 1 < Histogram::kValues; ++value) {
+        most = std::max(most, counts.count(value));
     }
-    const auto most = static_cast<double>(*std::max_element(bins.begin(), bins.end()));
-    std::string roots;
-    for (const uint64_t bin : bins) {
-        const double share = static_cast<double>(bin) / most;
+    figures.peak = static_cast<double>(most) / all;
+    return figures;
+}
+
+/// Square roots of the counts in relation to the largest from 1 to 254, as bytes: small counts stay
+/// visible. Larger ones at 0 and 255 are cut.
+void addRoots(const Histogram& counts, double peak, std::string& roots) {
+    const double scale = std::max(1.0, peak * static_cast<double>(counts.total()));
+    for (size_t value = 0; value < Histogram::kValues; ++value) {
+        const double share = std::min(1.0, static_cast<double>(counts.count(value)) / scale);
         roots += static_cast<char>(static_cast<uint8_t>(std::lround(255 * std::sqrt(share))));
     }
-    return roots;
+}
+
+bool isOpen(const FrameImage* image) {
+    return image && !image->path.empty() && image->picture.problem.empty();
+}
+
+bool sameSize(const PictureLayout& a, const PictureLayout& b) {
+    return a.width == b.width && a.height == b.height;
+}
+
+std::string pieceOf(const std::string& text) {
+    return text.empty() ? "-" : text;
 }
 
 }  // namespace
 
-PictureSizes PictureSizes::forPage(size_t pictures, int thumbWidth) {
-    PictureSizes sizes;
-    const size_t each = kPageBytes / std::max<size_t>(1, pictures);
-    sizes.thumbWidth = thumbWidth > 0 ? thumbWidth : kThumbWidth;
-    if (thumbWidth <= 0) sizes.thumbBytes = std::clamp(each, kLeastThumbBytes, kThumbBytes);
-    for (const LargeSize& size : kLargeSizes) {
-        if (each < size.bytes + kThumbBytes || size.width <= sizes.thumbWidth) continue;
-        sizes.largeWidth = size.width;
-        sizes.largeBytes = each - kThumbBytes;
-        break;
-    }
-    return sizes;
+std::string FramePicture::line() const {
+    return pieceOf(thumb) + ' ' + pieceOf(large) + ' ' + pieceOf(histograms) + ' ' +
+           pieceOf(pixels);
 }
 
-FramePictureMaker::FramePictureMaker(const PicturePlan& plan)
-    : sizes_(plan.sizes), assumed_(plan.assumed) {
-    for (const int quality : kQualities) encoders_.emplace_back(quality);
-}
+FramePictureMaker::FramePictureMaker(const PicturePlan& plan) : plan_(plan), encoder_(kQuality) {}
 
-FramePicture FramePictureMaker::make(const std::string& path, const ImageFileName& name) {
-    FramePicture result;
+void FramePictureMaker::read(FrameImage& image, bool drawn) {
+    FramePicture& result = image.picture;
     try {
-        PictureFile file(path, assumed_.layoutOf(name));
+        PictureFile file(image.path, image.layout);
         file.requireSamples();
-        draw(file, result);
+        const int width = std::max({plan_.sizes.largeWidth, plan_.sizes.thumbWidth, 1});
+        const ReducedPicture& reduced = reader_.read(file, width, plan_.counting);
+        const uint64_t whole = image.layout.dumpedBytes();
+        result.lacking = whole - std::min(whole, file.bytes());
+        result.held = file.samples();
+        const PlaneHistograms& counts = reduced.counts;
+        result.planes = {figuresOf(counts.y), figuresOf(counts.u), figuresOf(counts.v)};
+        if (drawn) draw(reduced, result);
     } catch (const NoPicture& problem) {
         result.problem = problem.reason();
     }
-    return result;
 }
 
-void FramePictureMaker::draw(PictureFile& file, FramePicture& result) {
-    const PictureLayout& layout = file.layout();
-    const int target = std::max(sizes_.largeWidth, sizes_.thumbWidth);
-    const ReducedPicture& reduced =
-        reader_.read(file, divisorFor(layout.width, layout.height, target));
-    const uint64_t whole = layout.dumpedBytes();
-    result.lacking = whole - std::min(whole, file.bytes());
-    describeLuma(reduced.luma, result);
-    Picture thumb = reduced.picture;
-    std::string large = "-";
-    const int again = divisorFor(thumb.width(), thumb.height(), sizes_.thumbWidth);
-    if (sizes_.largeWidth > 0 && again > 1) {
-        large = base64(jpeg(reduced.picture, sizes_.largeBytes));
-        thumb = thumbs_.scaled(thumb, again);
+void FramePictureMaker::draw(const ReducedPicture& reduced, FramePicture& result) {
+    if (plan_.sizes.largeWidth > 0 && reduced.picture.width() > plan_.sizes.thumbWidth) {
+        result.large = jpeg(reduced.picture);
     }
-    result.line =
-        base64(jpeg(thumb, sizes_.thumbBytes)) + ' ' + large + ' ' + base64(rootsOf(reduced.luma));
+    result.thumb = jpeg(reader_.reduced(reduced.picture, plan_.sizes.thumbWidth));
+    std::string roots;
+    addRoots(reduced.counts.y, result.planes[0].peak, roots);
+    addRoots(reduced.counts.u, result.planes[1].peak, roots);
+    addRoots(reduced.counts.v, result.planes[2].peak, roots);
+    result.histograms = base64(roots);
 }
 
-std::string FramePictureMaker::jpeg(const Picture& picture, size_t limit) {
+void FramePictureMaker::addWindows(FrameImage& a, FrameImage* b, bool whole) {
+    if (!isOpen(&a)) {
+        if (isOpen(b)) addWindows(*b, nullptr, whole);
+        return;
+    }
+    if (isOpen(b) && !sameSize(a.layout, b->layout)) {
+        addWindows(*b, nullptr, whole);
+        b = nullptr;
+    }
+    try {
+        PictureFile inA(a.path, a.layout);
+        std::optional<PictureFile> inB;
+        if (isOpen(b)) inB.emplace(b->path, b->layout);
+        const PixelArea area = windowOf(inA, inB ? &*inB : nullptr, whole);
+        if (area.empty()) return;
+        a.picture.pixels = base64(windows_.png(inA, area));
+        a.picture.window = area;
+        if (!inB) return;
+        b->picture.pixels = base64(windows_.png(*inB, area));
+        b->picture.window = area;
+    } catch (const NoPicture&) {
+        return;  // what the file lacks was said when it was read
+    }
+}
+
+PixelArea FramePictureMaker::windowOf(PictureFile& a, PictureFile* b, bool whole) {
+    const PictureLayout& layout = a.layout();
+    if (whole) return {0, 0, layout.width, layout.height};
+    if (plan_.window) return areaWithin(*plan_.window, layout);
+    if (plan_.sizes.windowSide == 0) return {};
+    return windows_.place(a, b, plan_.sizes.windowSide);
+}
+
+std::optional<MeasuredPicture> FramePictureMaker::measure(const FrameImage& image) {
+    try {
+        PictureFile file(image.path, image.layout);
+        file.requireSamples();
+        MeasuredPicture result;
+        const int widest = MeasuredPicture::kWidths.back();
+        const Picture wide = reader_.read(file, widest, Counting::kSomeRows).picture;
+        for (size_t i = 0; i < result.jpegs.size(); ++i) {
+            const Picture picture = reader_.reduced(wide, MeasuredPicture::kWidths[i]);
+            result.jpegs[i].width = picture.width();
+            result.jpegs[i].bytes = static_cast<double>(jpeg(picture).size());
+        }
+        const PixelArea area = windows_.place(file, nullptr, MeasuredPicture::kWindowSide);
+        result.windowArea = static_cast<double>(area.width) * area.height;
+        result.pixels = static_cast<double>(image.layout.width) * image.layout.height;
+        result.windowBytes = static_cast<double>(base64(windows_.png(file, area)).size());
+        return result;
+    } catch (const NoPicture&) {
+        return std::nullopt;
+    }
+}
+
+std::string FramePictureMaker::jpeg(const Picture& picture) {
     const PictureSource stored = sourceOf(picture);
-    const PictureSource source = inJpegColours(stored, assumed_.rule);
-    std::string_view bytes;
-    for (JpegEncoder& encoder : encoders_) {
-        bytes = encoder.encode(source, {});
-        if (limit == 0 || bytes.size() <= limit) break;
-    }
-    return std::string(bytes);
+    return base64(encoder_.encode(inJpegColours(stored, plan_.assumed.rule), {}));
 }
 
 }  // namespace tyksim

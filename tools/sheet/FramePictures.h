@@ -1,71 +1,95 @@
-// A frame's pictures as the page holds them: a thumbnail, a larger one, and the luma's histogram.
+// A frame's pictures as the page holds them: a thumbnail, a larger one, a window without loss, and
+// the histograms of its planes.
 #pragma once
 
 #include "tools/picture/Encoders.h"
 #include "tools/picture/PictureFile.h"
-#include "tools/picture/PictureMaker.h"
 #include "tools/picture/PictureOptions.h"
+#include "tools/sheet/PagePlan.h"
+#include "tools/sheet/PixelWindow.h"
 #include "tools/sheet/ReducedPicture.h"
+#include "tree/read/FrameSelection.h"
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
-#include <vector>
 
 namespace tyksim {
-
-/// How large pictures are, and how many bytes of JPEG each may have.
-struct PictureSizes {
-    int thumbWidth = 256;
-    size_t thumbBytes = 0;  ///< 0: any number
-    int largeWidth = 0;     ///< 0: there are no larger pictures
-    size_t largeBytes = 0;
-
-    /// Sizes with which a page of so many pictures stays small enough to send and to open: larger
-    /// pictures as long as there is room for them. `thumbWidth` 0: the usual one; another is kept,
-    /// whatever the page comes to.
-    static PictureSizes forPage(size_t pictures, int thumbWidth);
-};
 
 /// What pictures the page gets, and of which images.
 struct PicturePlan {
     PictureSizes sizes;
     AssumedPicture assumed;
+    Counting counting = Counting::kAll;
+    std::optional<PixelArea> window;  ///< where windows are, instead of the best place
+    tyktree::NumberRanges whole;      ///< frames of which the window is the whole image
 };
 
-/// One line of the page's pictures, and what the luma's counts say.
-struct FramePicture {
-    std::string line = "- - -";  ///< without a newline
-    std::string problem;         ///< why there is no picture; "" where there is one
-    /// Bytes that a dump of the picture has and the file has not. What they would hold is drawn
-    /// black or without colour and counts nowhere.
-    uint64_t lacking = 0;
-    // Of the luma; of some rows, evenly spread.
-    int lowest = 0;
-    int highest = 0;
+/// What the counts of a plane say.
+struct PlaneFigures {
+    bool any = false;  ///< there are samples
+    int least = 0;
+    int most = 0;
     double mean = 0;
-    double shareLowest = 0;   ///< of samples at 0
-    double shareHighest = 0;  ///< of samples at 255
+    double shareAt0 = 0;    ///< of samples
+    double shareAt255 = 0;  ///< of samples
+    double peak = 0;        ///< the largest share of samples at one value from 1 to 254
+};
+
+/// One line of the page's pictures, and what the samples' counts say.
+struct FramePicture {
+    std::string problem;  ///< why there is no picture; "" where there is one
+    /// Bytes that a dump of the picture has and the file has not. What they would hold counts
+    /// nowhere.
+    uint64_t lacking = 0;
+    SampleCounts held;                   ///< samples that the file has
+    std::array<PlaneFigures, 3> planes;  ///< y, u, v
+    PixelArea window;                    ///< empty: there is none
+
+    // In Base64; "" for what is not there.
+    std::string thumb;
+    std::string large;
+    std::string histograms;
+    std::string pixels;  ///< the window
+
+    /// As the page has it, without a newline.
+    std::string line() const;
+};
+
+/// An image file of a frame.
+struct FrameImage {
+    std::string path;  ///< "": the frame has none
+    PictureLayout layout;
+    FramePicture picture;
 };
 
 /// Makes them one after the other. One object serves one thread.
 class FramePictureMaker {
 public:
+    /// `plan` must outlive the object.
     explicit FramePictureMaker(const PicturePlan& plan);
 
-    /// The picture of the image file at `path`, which has this name. A file that cannot be read
-    /// gives a problem. Throws WrongUsage as AssumedPicture does.
-    FramePicture make(const std::string& path, const ImageFileName& name);
+    /// Reads the image into its picture, which only has figures unless pictures are `drawn`. A file
+    /// that cannot be read gives a problem.
+    void read(FrameImage& image, bool drawn);
+
+    /// Adds the windows of two frames that are compared, or of one alone (`b` is null). `whole`:
+    /// the whole image. Where a file cannot be read there is no window.
+    void addWindows(FrameImage& a, FrameImage* b, bool whole);
+
+    /// What the image's pictures cost on a page; none where the image cannot be read.
+    std::optional<MeasuredPicture> measure(const FrameImage& image);
 
 private:
-    void draw(PictureFile& file, FramePicture& result);
-    std::string jpeg(const Picture& picture, size_t limit);
+    void draw(const ReducedPicture& reduced, FramePicture& result);
+    PixelArea windowOf(PictureFile& a, PictureFile* b, bool whole);
+    std::string jpeg(const Picture& picture);  ///< in Base64
 
-    PictureSizes sizes_;
-    AssumedPicture assumed_;
+    const PicturePlan& plan_;
     ReducedPictureReader reader_;
-    PictureMaker thumbs_;
-    std::vector<JpegEncoder> encoders_;
+    PixelWindows windows_;
+    JpegEncoder encoder_;
 };
 
 }  // namespace tyksim

@@ -1,7 +1,12 @@
 # Puts the page's parts together and makes a C++ source of them: included by the build, it adds that
 # source to the tool's library; run as a script (cmake -D OUT=FILE -P Page.cmake), it writes it.
-set(page_parts page.html page.css model.js frames.js detail.js page.js)
-list(TRANSFORM page_parts PREPEND ${CMAKE_CURRENT_LIST_DIR}/)
+set(page_parts page.html page.css)
+# The script's parts, in the order in which they need each other.
+foreach(part dom data format values state filter raster difference viewer pointer histogram strip plots
+        table detail address keys main)
+    list(APPEND page_parts ${part}.js)
+endforeach()
+list(TRANSFORM page_parts PREPEND ${CMAKE_CURRENT_LIST_DIR}/page/)
 
 if(NOT CMAKE_SCRIPT_MODE_FILE)
     set(page_source ${CMAKE_CURRENT_BINARY_DIR}/Page.cpp)

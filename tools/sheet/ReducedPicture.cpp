@@ -1,6 +1,7 @@
 #include "tools/sheet/ReducedPicture.h"
 
 #include <algorithm>
+#include <cmath>
 #include <libyuv/scale.h>
 
 namespace tyksim {
@@ -10,7 +11,7 @@ namespace {
 // A strip stays in the processor's cache until it is made small.
 constexpr size_t kStripBytes = size_t{192} * 1024;
 
-// So many samples tell the distribution of a picture's luma.
+// So many samples of luma tell its distribution.
 constexpr size_t kCountedSamples = size_t{128} * 1024;
 
 // libyuv shrinks several times as fast as the exact mean. Up to this divisor its mean is at most 1
@@ -33,28 +34,82 @@ int stripRows(const PictureLayout& layout, int divisor) {
     return block * static_cast<int>(std::max<size_t>(1, kStripBytes / blockBytes));
 }
 
+/// Counts the samples of strips as they come: all, or those of rows evenly spread.
+class RowCounter {
+public:
+    RowCounter(const PictureFile& file, Counting counting, PlaneHistograms& counts)
+        : counts_(counts), held_(file.samples()) {
+        if (counting == Counting::kAll) return;
+        const PictureLayout& layout = file.layout();
+        every_ = 1 + static_cast<int>(product(layout.width, layout.height) / kCountedSamples);
+    }
+
+    /// The strip begins at `row` of the picture.
+    void add(const Picture& strip, int row) {
+        add(strip.y, row, held_.y, counts_.y);
+        add(strip.u, row / 2, held_.u, counts_.u);
+        add(strip.v, row / 2, held_.v, counts_.v);
+    }
+
+private:
+    void add(const Plane& plane, int row, uint64_t& held, Histogram& histogram) const {
+        histogram.addRows(plane, held, (every_ - row % every_) % every_, every_);
+        held -= std::min<uint64_t>(held, product(plane.width, plane.height));
+    }
+
+    PlaneHistograms& counts_;
+    SampleCounts held_;
+    int every_ = 1;
+};
+
 }  // namespace
 
-const ReducedPicture& ReducedPictureReader::read(PictureFile& file, int divisor) {
+PixelSize reducedSize(const PixelSize& size, int width) {
+    const double factor =
+        std::max({1.0, size.width / static_cast<double>(width), size.height / (2.0 * width)});
+    const auto reduced = [factor](int length) {
+        return std::max(1, static_cast<int>(std::lround(length / factor)));
+    };
+    return {reduced(size.width), reduced(size.height)};
+}
+
+const ReducedPicture& ReducedPictureReader::read(PictureFile& file, int width, Counting counting) {
     const PictureSource source = file.source();
+    const PixelSize size = reducedSize({source.width, source.height}, width);
+    const int divisor =
+        std::max(1, std::min(source.width / size.width, source.height / size.height));
     const NewPicture made(samples_, shrunkLength(source.width, divisor),
                           shrunkLength(source.height, divisor));
-    result_ = {made.picture, {}};
-    const int counted =
-        1 + static_cast<int>(product(source.width, source.height) / kCountedSamples);
+    result_.counts = {};
+    RowCounter counter(file, counting, result_.counts);
     const int rows = stripRows(file.layout(), divisor);
-    uint64_t held = file.samples().y;
     for (int row = 0; row < source.height; row += rows) {
         const Picture strip = source.rows(row, std::min(rows, source.height - row));
-        result_.luma.addRows(strip.y, held, (counted - row % counted) % counted, counted);
-        held -= std::min<uint64_t>(held, product(strip.width(), strip.height()));
+        counter.add(strip, row);
         const int blocks = row / divisor;
         const Picture& to = made.picture;
         shrink(strip.y, divisor, made.y + product(blocks, to.y.stride), to.y.stride);
         shrink(strip.u, divisor, made.u + product(blocks / 2, to.u.stride), to.u.stride);
         shrink(strip.v, divisor, made.v + product(blocks / 2, to.v.stride), to.v.stride);
     }
+    result_.picture = resized(made.picture, size, resized_);
     return result_;
+}
+
+Picture ReducedPictureReader::reduced(const Picture& picture, int width) {
+    return resized(picture, reducedSize({picture.width(), picture.height()}, width), again_);
+}
+
+Picture ReducedPictureReader::resized(const Picture& picture, const PixelSize& size,
+                                      SampleBuffer& memory) {
+    if (size.width >= picture.width() && size.height >= picture.height()) return picture;
+    const int width = std::min(size.width, picture.width());
+    const int height = std::min(size.height, picture.height());
+    const NewPicture made(memory, width, height);
+    resizer_.resize(picture.y, width, height, made.y);
+    resizer_.resize(picture.u, chromaLength(width), chromaLength(height), made.u);
+    resizer_.resize(picture.v, chromaLength(width), chromaLength(height), made.v);
+    return made.picture;
 }
 
 void ReducedPictureReader::shrink(const Plane& plane, int divisor, uint8_t* out, int stride) {

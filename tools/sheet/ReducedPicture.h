@@ -4,27 +4,48 @@
 
 #include "tools/picture/Histogram.h"
 #include "tools/picture/PlaneShrinker.h"
+#include "tools/sheet/PlaneResizer.h"
 
 namespace tyksim {
 
+/// Pixels of a picture.
+struct PixelSize {
+    int width = 0;
+    int height = 0;
+};
+
+/// The size of a picture made so small that it is at most `width` wide and twice as high; its own
+/// where it is smaller.
+PixelSize reducedSize(const PixelSize& size, int width);
+
 /// A picture made small.
 struct ReducedPicture {
-    Picture picture;  ///< valid until its reader is used again
-    Histogram luma;   ///< of some of the file's rows, evenly spread; of samples that the file has
+    Picture picture;         ///< valid until its reader is used again
+    PlaneHistograms counts;  ///< of samples that the file has
 };
+
+/// Which samples the histograms count.
+enum class Counting { kAll, kSomeRows };
 
 /// Reads pictures one after the other and keeps its memory. One object serves one thread.
 class ReducedPictureReader {
 public:
-    /// The file's picture, one pixel for `divisor` x `divisor`: their mean. Sides are rounded up.
-    /// Throws NoPicture when the file cannot be read, std::bad_alloc.
-    const ReducedPicture& read(PictureFile& file, int divisor);
+    /// The file's picture, reduced to reducedSize(): each pixel is the mean of those that it
+    /// covers. Throws NoPicture when the file cannot be read, std::bad_alloc.
+    const ReducedPicture& read(PictureFile& file, int width, Counting counting);
+
+    /// A picture made smaller in the same way. Valid until this is called again.
+    Picture reduced(const Picture& picture, int width);
 
 private:
     void shrink(const Plane& plane, int divisor, uint8_t* out, int stride);
+    Picture resized(const Picture& picture, const PixelSize& size, SampleBuffer& memory);
 
     SampleBuffer samples_;
+    SampleBuffer resized_;
+    SampleBuffer again_;
     PlaneShrinker shrinker_;
+    PlaneResizer resizer_;
     ReducedPicture result_;
 };
 

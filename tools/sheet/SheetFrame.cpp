@@ -78,9 +78,24 @@ std::vector<ValueName> withScene(const std::vector<ValueName>& plots) {
 
 SheetFrameReader::SheetFrameReader(const tyktree::TagCatalog& catalog,
                                    const std::vector<ValueName>& plots, const PicturePlan& pictures)
-    : catalog_(catalog), values_(withScene(plots)), pictures_(pictures) {}
+    : catalog_(catalog),
+      values_(withScene(plots)),
+      assumed_(pictures.assumed),
+      pictures_(pictures) {}
 
-SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
+SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame, bool drawn) {
+    SheetFrame result = readValues(frame);
+    FrameImage& image = result.image;
+    if (image.path.empty()) return result;
+    pictures_.read(image, drawn);
+    if (!image.picture.problem.empty()) {
+        result.problems.insert(
+            fmt::format("{}: {}", tyktree::escaped(image.path), image.picture.problem));
+    }
+    return result;
+}
+
+SheetFrame SheetFrameReader::readValues(const tyktree::FrameRef& frame) {
     SheetFrame result;
     result.entry = frame.frame;
     if (!listing_.read(frame.path())) {
@@ -95,22 +110,16 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame) {
         if (!result.camera) result.camera = file.parameter.camId;
         result.parameters.push_back(readParameter(file, result));
     }
-    readValues(result, frame.pathBefore());
+    addValues(result, frame.pathBefore());
     if (const FileEntry* const image = listing_.image()) {
         if (!result.camera) result.camera = image->image.camId;
-        result.width = image->image.width;
-        result.height = image->image.height;
-        result.hasImage = true;
-        result.picture = pictures_.make(pathOf(*image), image->image);
-        if (!result.picture.problem.empty()) {
-            result.problems.insert(
-                fmt::format("{}: {}", tyktree::escaped(pathOf(*image)), result.picture.problem));
-        }
+        result.image.path = pathOf(*image);
+        result.image.layout = assumed_.layoutOf(image->image);
     }
     return result;
 }
 
-void SheetFrameReader::readValues(SheetFrame& frame, const std::string& before) {
+void SheetFrameReader::addValues(SheetFrame& frame, const std::string& before) {
     const std::vector<tyktree::FrameValue> values = values_.read(listing_, before);
     for (size_t i = kSceneFieldCount; i < values.size(); ++i) {
         frame.plots.push_back(plottedValue(values[i]));

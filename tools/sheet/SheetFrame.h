@@ -33,34 +33,38 @@ struct SheetFrame {
     std::set<std::string>
         problems;  ///< what of it cannot be read, each a line with path and reason
     std::optional<int> camera;
-    int width = 0;  ///< of the image; 0: there is none
-    int height = 0;
     uint64_t files = 0;
     uint64_t bytes = 0;
     std::vector<Json> plots;
     std::vector<SheetParameter> parameters;
     Json scene;  ///< the record's fields as a list, or null
-    bool hasImage = false;
-    FramePicture picture;
+    FrameImage image;
 };
 
 /// Reads frames. One object serves one thread.
 class SheetFrameReader {
 public:
-    /// `plots` are the names that are plotted; the catalog must outlive the object.
+    /// `plots` are the names that are plotted; the catalog and the plan must outlive the object.
     SheetFrameReader(const tyktree::TagCatalog& catalog,
                      const std::vector<tyktree::ValueName>& plots, const PicturePlan& pictures);
 
-    SheetFrame read(const tyktree::FrameRef& frame);
+    /// Pictures are made of the image if they are `drawn`; else it only gives figures.
+    SheetFrame read(const tyktree::FrameRef& frame, bool drawn);
+
+    /// The frame without a look into its image, of which path and layout are known.
+    SheetFrame readValues(const tyktree::FrameRef& frame);
+
+    FramePictureMaker& pictures() { return pictures_; }
 
 private:
-    void readValues(SheetFrame& frame, const std::string& before);
+    void addValues(SheetFrame& frame, const std::string& before);
     SheetParameter readParameter(const tyktree::FileEntry& file, SheetFrame& frame) const;
     std::string pathOf(const tyktree::FileEntry& file) const;
 
     const tyktree::TagCatalog& catalog_;
     tyktree::FrameListing listing_;
     tyktree::FrameValueReader values_;  ///< the scene record's fields, then what is plotted
+    const AssumedPicture& assumed_;
     FramePictureMaker pictures_;
 };
 

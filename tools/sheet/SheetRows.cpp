@@ -15,6 +15,7 @@ namespace tyksim {
 namespace {
 
 constexpr size_t kShownValues = 16;  ///< of a field or record that the page shows
+constexpr const char* kBothCut = "both images are cut";
 
 std::string timeOf(const tyktree::FrameEntry& entry) {
     if (!entry.wellNamed) return "";
@@ -22,16 +23,26 @@ std::string timeOf(const tyktree::FrameEntry& entry) {
     return time.substr(time.find('T') + 1);
 }
 
-Json lumaOf(const SheetFrame& frame) {
-    const FramePicture& picture = frame.picture;
+double rounded(double value, double steps) {
+    return std::round(value * steps) / steps;
+}
+
+Json figuresOf(const PlaneFigures& figures) {
+    if (!figures.any) return nullptr;
+    return Json::array({figures.least, figures.most, rounded(figures.mean, 1e6),
+                        rounded(figures.shareAt0, 1e8), rounded(figures.shareAt255, 1e8),
+                        rounded(figures.peak, 1e6)});
+}
+
+Json imageOf(const FrameImage& image) {
+    const FramePicture& picture = image.picture;
+    if (image.path.empty()) return nullptr;
     if (!picture.problem.empty()) return picture.problem;
-    if (!frame.hasImage) return nullptr;
-    const auto rounded = [](double value, double steps) {
-        return std::round(value * steps) / steps;
-    };
-    return Json::array({picture.lowest, picture.highest, rounded(picture.mean, 100),
-                        rounded(picture.shareLowest, 10000), rounded(picture.shareHighest, 10000),
-                        picture.lacking});
+    const PixelArea& window = picture.window;
+    return Json::array(
+        {picture.lacking, Json::array({picture.held.y, picture.held.u, picture.held.v}),
+         window.empty() ? Json() : Json::array({window.x, window.y, window.width, window.height}),
+         figuresOf(picture.planes[0]), figuresOf(picture.planes[1]), figuresOf(picture.planes[2])});
 }
 
 Json planesOf(const PictureDifference& difference) {
@@ -44,6 +55,40 @@ Json planesOf(const PictureDifference& difference) {
                                             plane->largest, plane->mean(), plane->different}));
     }
     return planes;
+}
+
+const ImageDifference* imageDifference(const SheetPair& pair) {
+    for (const ImageDifference& image : pair.difference.images) {
+        const bool ofMine = image.inA && image.pathA == pair.mine->image.path;
+        const bool ofOther = image.inB && image.pathB == pair.other->image.path;
+        if (ofMine || ofOther) return &image;
+    }
+    return nullptr;
+}
+
+/// How the page's two images compare: [planes, why they are not whole or not compared], null where
+/// neither frame has one.
+Json metricsOf(const SheetPair& pair) {
+    const FrameImage& mine = pair.mine->image;
+    const FrameImage& other = pair.other->image;
+    if (mine.path.empty() && other.path.empty()) return nullptr;
+    if (const ImageDifference* const image = imageDifference(pair)) {
+        const DifferenceText text = textOf(*image);
+        const bool whole =
+            text.planes && image->bytesA == image->bytesB && mine.picture.lacking == 0;
+        const std::string how = text.how.empty() ? kBothCut : text.how;
+        return Json::array(
+            {text.planes ? planesOf(*text.planes) : Json(), whole ? Json() : Json(how)});
+    }
+    const std::string& problem =
+        mine.picture.problem.empty() ? other.picture.problem : mine.picture.problem;
+    if (!problem.empty()) return Json::array({nullptr, problem});
+    PictureDifference same;
+    const SampleCounts held = mine.picture.held;
+    same.y.samples = held.y;
+    same.u.samples = held.u;
+    same.v.samples = held.v;
+    return Json::array({planesOf(same), mine.picture.lacking > 0 ? Json(kBothCut) : Json()});
 }
 
 /// [what, how, planes, values, more], as model.js reads it.
@@ -103,9 +148,9 @@ Json SheetRows::row(const SheetFrame& frame) {
     return Json::array({entry.position, entry.wellNamed ? Json(entry.parsed.requestId) : Json(),
                         entry.wellNamed ? Json(entry.parsed.sofId) : Json(),
                         tyktree::escaped(entry.name), timeOf(entry),
-                        frame.camera ? Json(*frame.camera) : Json(), frame.width, frame.height,
-                        frame.files, frame.bytes, frame.plots, parameters(frame), std::move(scene),
-                        lumaOf(frame)});
+                        frame.camera ? Json(*frame.camera) : Json(), frame.image.layout.width,
+                        frame.image.layout.height, frame.files, frame.bytes, frame.plots,
+                        parameters(frame), std::move(scene), imageOf(frame.image)});
 }
 
 Json SheetRows::parameters(const SheetFrame& frame) {
@@ -123,9 +168,9 @@ Json SheetRows::parameters(const SheetFrame& frame) {
     return list;
 }
 
-Json otherOf(const SheetPair& pair, SheetRows& rows) {
-    if (!pair.other) return nullptr;
-    return Json::array({rows.row(*pair.other), entriesOf(pair.difference)});
+Json differencesOf(const SheetPair& pair) {
+    if (!pair.mine || !pair.other) return nullptr;
+    return Json::array({metricsOf(pair), entriesOf(pair.difference)});
 }
 
 std::string elementText(const Json& value) {

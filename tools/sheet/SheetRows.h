@@ -13,9 +13,9 @@
 
 namespace tyksim {
 
-/// A frame with the second tree's frame that it is compared with.
+/// A frame of either tree, or of both, compared.
 struct SheetPair {
-    SheetFrame mine;
+    std::optional<SheetFrame> mine;
     std::optional<SheetFrame> other;
     FrameDifference difference;  ///< of the two
 };
@@ -48,8 +48,8 @@ private:
     Json sceneBefore_;
 };
 
-/// What the row of a pair says about the other frame.
-Json otherOf(const SheetPair& pair, SheetRows& rows);
+/// What the page says of how the two frames of a pair differ; null where one is missing.
+Json differencesOf(const SheetPair& pair);
 
 /// JSON that may stand in a script element: no character in it can end one.
 std::string elementText(const Json& value);

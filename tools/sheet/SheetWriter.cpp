@@ -42,6 +42,17 @@ std::string recordedAt(const tyktree::TaskEntry& task) {
     return time;
 }
 
+/// How pictures were made, and the options that say the same to other verbs.
+Json pictureJson(const PicturePlan& plan) {
+    const ColourRule& rule = plan.assumed.rule;
+    return {{"every", plan.sizes.thumbWidth > 0 ? plan.sizes.every : 0},
+            {"sampled", plan.counting == Counting::kSomeRows},
+            {"bt709", rule.matrix == ColourMatrix::kBt709},
+            {"limited", rule.range == SampleRange::kLimited},
+            {"nv12", plan.assumed.order == ChromaOrder::kNv12},
+            {"stride", plan.assumed.stride}};
+}
+
 [[noreturn]] void refuseValues() {
     throw Failure("temporary file: " + systemReason(errno));
 }
@@ -55,41 +66,53 @@ SheetWriter::SheetWriter(const OutputRequest& output, SheetHead head,
       file_(output, Ending::kSeal),
       values_(std::tmpfile()) {
     if (!values_) refuseValues();
-    file_.write(kPageStart);
+    write(kPageStart);
 }
 
-void SheetWriter::addFrame(const FramePair& refs, const SheetPair& pair) {
-    const bool first = refs.a->task != task_;
-    if (first) beginTask(*refs.a);
-    if (refs.b) otherTasks_.emplace(keyOf(*refs.b), tasks_.at(keyOf(*refs.a)));
-    addLine(pair.mine.picture.line);
-    Json row = mine_->row(pair.mine);
+void SheetWriter::addFrame(const PlacedPair& place, const SheetPair& pair) {
+    const bool first = place.task != task_;
+    if (first) beginTask(place);
+    const FramePair& refs = place.frames;
+    if (refs.a) tasks_.emplace(keyOf(*refs.a), place.task);
+    if (refs.b) otherTasks_.emplace(keyOf(*refs.b), place.task);
+    addLine(pair.mine);
+    if (head_.against) addLine(pair.other);
+    const auto row = [](const std::optional<SheetFrame>& frame, SheetRows& rows) {
+        return frame ? rows.row(*frame) : Json();
+    };
+    Json entry = row(pair.mine, *mine_);
     if (head_.against) {
-        row.push_back(otherOf(pair, *other_));
-        addLine(pair.other ? pair.other->picture.line : FramePicture().line);
+        entry = Json::array({entry, row(pair.other, *other_), differencesOf(pair)});
     }
-    addValues((first ? "" : ",\n") + elementText(row));
+    addValues((first ? "" : ",\n") + elementText(entry));
 }
 
-void SheetWriter::beginTask(const tyktree::FrameRef& first) {
+void SheetWriter::beginTask(const PlacedPair& first) {
     if (task_) addValues("]},\n");
     task_ = first.task;
     mine_.emplace(tags_);
     other_.emplace(tags_);
-    tasks_.emplace(keyOf(first), tasks_.size());
-    Json task = {{"pipe", first.pipe->id ? Json(*first.pipe->id) : Json()},
-                 {"task", task_->position},
-                 {"path", tyktree::escaped(task_->path)},
-                 {"recorded", recordedAt(*task_)},
-                 {"frames", task_->frames.size()}};
-    std::string text = elementText(task);
+    const tyktree::TaskEntry& task = *first.home.task;
+    Json json = {{"pipe", first.home.pipe->id ? Json(*first.home.pipe->id) : Json()},
+                 {"task", task.position},
+                 {"path", tyktree::escaped(task.path)},
+                 {"otherPath", first.other ? Json(tyktree::escaped(first.other->path)) : Json()},
+                 {"recorded", recordedAt(task)},
+                 {"frames", task.frames.size()}};
+    std::string text = elementText(json);
     text.pop_back();
     addValues(text + ",\"rows\":[\n");
 }
 
-void SheetWriter::addLine(const std::string& line) {
-    file_.write((firstLine_ ? "" : "\n") + line);
+void SheetWriter::addLine(const std::optional<SheetFrame>& frame) {
+    const std::string line = frame ? frame->image.picture.line() : FramePicture().line();
+    write(firstLine_ ? line : "\n" + line);
     firstLine_ = false;
+}
+
+void SheetWriter::write(std::string_view text) {
+    file_.write(text);
+    bytes_ += text.size();
 }
 
 void SheetWriter::addValues(std::string_view text) {
@@ -105,6 +128,7 @@ Json SheetWriter::headJson() const {
             {"against", head_.against ? Json(tyktree::escaped(*head_.against)) : Json()},
             {"onlyOther", head_.onlyOther},
             {"every", head_.every},
+            {"pictures", pictureJson(head_.pictures)},
             {"scene", std::move(scene)},
             {"plots", std::move(plots)},
             {"tags", tags_.table(catalog_)}};
@@ -112,12 +136,12 @@ Json SheetWriter::headJson() const {
 
 void SheetWriter::endFrames() {
     if (task_) addValues("]}");
-    file_.write(kPageMiddle);
+    write(kPageMiddle);
     std::string text = elementText(headJson());
     text.pop_back();
-    file_.write(text + ",\n\"tasks\":[");
+    write(text + ",\n\"tasks\":[");
     copyValues();
-    file_.write("],\n\"findings\":[");
+    write("],\n\"findings\":[");
 }
 
 void SheetWriter::copyValues() {
@@ -125,7 +149,7 @@ void SheetWriter::copyValues() {
     std::rewind(values_.get());
     std::array<char, 65536> piece{};
     while (const size_t count = std::fread(piece.data(), 1, piece.size(), values_.get())) {
-        file_.write({piece.data(), count});
+        write({piece.data(), count});
     }
     if (std::ferror(values_.get()) != 0) refuseValues();
 }
@@ -152,13 +176,13 @@ void SheetWriter::addFinding(const tyktree::Finding& finding, Side side, const s
         {"found", tyktree::escaped(finding.found)},
         {"reason", tyktree::escaped(finding.reason)},
         {"hint", finding.hint.empty() ? std::string(rule.hint) : tyktree::escaped(finding.hint)}};
-    file_.write((firstFinding_ ? "\n" : ",\n") + elementText(json));
+    write((firstFinding_ ? "\n" : ",\n") + elementText(json));
     firstFinding_ = false;
 }
 
 void SheetWriter::commit() {
-    file_.write("]}");
-    file_.write(kPageEnd);
+    write("]}");
+    write(kPageEnd);
     file_.commit();
 }
 

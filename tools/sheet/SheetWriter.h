@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tools/files/OutputPath.h"
+#include "tools/sheet/SheetOrder.h"
 #include "tools/sheet/SheetRows.h"
 #include "tree/check/Finding.h"
 #include "tree/read/FrameSelection.h"
@@ -22,10 +23,11 @@ namespace tyksim {
 
 /// What the sheet as a whole is about.
 struct SheetHead {
-    std::string tree;                       ///< as it was named
-    std::optional<std::string> against;     ///< the second tree
-    uint64_t onlyOther = 0;                 ///< frames that only the second tree has
-    uint32_t every = 1;                     ///< N: only every Nth frame is shown
+    std::string tree;                    ///< as it was named
+    std::optional<std::string> against;  ///< the second tree
+    uint64_t onlyOther = 0;              ///< frames that only the second tree has
+    uint32_t every = 1;                  ///< N: only every Nth frame is shown
+    PicturePlan pictures;
     std::vector<tyktree::ValueName> plots;  ///< what SheetFrame::plots holds
 };
 
@@ -38,8 +40,8 @@ public:
     /// `output` is the page's place; throws as ResultFile does. `catalog` must outlive the object.
     SheetWriter(const OutputRequest& output, SheetHead head, const tyktree::TagCatalog& catalog);
 
-    /// Frames of a task stand together. `refs` is where the pair's frames come from.
-    void addFrame(const FramePair& refs, const SheetPair& pair);
+    /// Frames of a task stand together. `place` is where the pair's frames come from.
+    void addFrame(const PlacedPair& place, const SheetPair& pair);
 
     /// After the last frame.
     void endFrames();
@@ -50,6 +52,9 @@ public:
     /// Ends the document and gives the file its name.
     void commit();
 
+    /// Length of the page so far.
+    uint64_t bytes() const { return bytes_; }
+
 private:
     struct FileClose {
         void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
@@ -57,8 +62,9 @@ private:
     using TaskKey = std::pair<std::optional<int>, uint32_t>;  ///< pipe and position
 
     static TaskKey keyOf(const tyktree::FrameRef& frame);
-    void beginTask(const tyktree::FrameRef& first);
-    void addLine(const std::string& line);
+    void beginTask(const PlacedPair& first);
+    void addLine(const std::optional<SheetFrame>& frame);
+    void write(std::string_view text);
     void addValues(std::string_view text);
     void copyValues();
     Json headJson() const;
@@ -70,9 +76,10 @@ private:
     SheetTags tags_;
     std::optional<SheetRows> mine_;
     std::optional<SheetRows> other_;
-    const tyktree::TaskEntry* task_ = nullptr;  ///< whose frames come
-    std::map<TaskKey, size_t> tasks_;           ///< their number on the page
-    std::map<TaskKey, size_t> otherTasks_;      ///< that of the task which they stand beside
+    std::optional<size_t> task_;  ///< whose frames come
+    uint64_t bytes_ = 0;
+    std::map<TaskKey, size_t> tasks_;       ///< their number on the page
+    std::map<TaskKey, size_t> otherTasks_;  ///< that of the task which they stand beside
     bool firstLine_ = true;
     bool firstFinding_ = true;
 };

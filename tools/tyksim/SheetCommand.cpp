@@ -4,12 +4,15 @@
 #include "tools/console/OptionChecks.h"
 #include "tools/console/Units.h"
 #include "tools/diff/FrameDifference.h"
+#include "tools/sheet/PagePlan.h"
+#include "tools/sheet/SheetOrder.h"
 #include "tools/sheet/SheetWriter.h"
 #include "tools/tyksim/Reading.h"
 #include "tree/check/TreeCheck.h"
 #include "tree/read/Escape.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <fmt/format.h>
 #include <map>
 #include <memory>
@@ -36,8 +39,11 @@ says of each pair and with the findings of both trees.
 NAME in --plot is TAG, TAG.field, TAG.field[2] or a field of the scene record.
 --order, --stride, --matrix and --range say how images are stored, as for 'tyksim export'.
 
-A page of 1,000 frames stays below 20 MB: pictures get smaller the more there are. For more frames
-there is --every; --thumb-width is kept whatever the page comes to.
+Pictures are as large as --size leaves room for, the same for all frames and packed alike. Up to 200
+frames of two trees, or 400 of one, carry a window: a part of the image with every sample as it is
+in the file. It lies where the two images differ most, or where one has most detail; --window says
+another place, and --full brings whole images of some frames. Where not even thumbnails fit, every
+Nth frame has its picture. --thumb-width, --window and --full are kept whatever the page comes to.
 
 Exit status: 0 clean, 1 failed, 2 wrong usage, 3 the page was written and shows errors or warnings,
 or not all could be read, which standard error says.
@@ -46,7 +52,11 @@ Examples:
   tyksim sheet /tmp/phone -o phone.html
   tyksim sheet pulled/tykdump -o night.html --tags tags.xml --plot KELV_TAG_WB_GAINS.gains[1]
   tyksim sheet before -o change.html --against after
+  tyksim sheet before -o change.html --against after --size 60 --full 12,40
 )";
+
+constexpr size_t kMeasured = 6;        ///< frames that pictures' sizes are measured on
+constexpr size_t kCountedWhole = 400;  ///< pictures of which every sample is counted
 
 struct SheetOptions {
     std::string tree;
@@ -56,8 +66,31 @@ struct SheetOptions {
     std::vector<std::string> plots;
     uint32_t every = 1;
     int thumbWidth = 0;
+    int megabytes = 20;
+    std::string window;
+    std::string full;
     bool force = false;
 };
+
+/// "256x256+1024+512": width, height, and the place of the left upper corner.
+PixelArea parseArea(const char* option, const std::string& words) {
+    PixelArea area;
+    int end = 0;
+    const int read = std::sscanf(words.c_str(), "%5dx%5d+%5d+%5d%n", &area.width, &area.height,
+                                 &area.x, &area.y, &end);
+    const bool whole = read == 4 && static_cast<size_t>(end) == words.size();
+    const bool digits = words.find_first_not_of("0123456789x+") == std::string::npos;
+    if (whole && digits && !area.empty()) return area;
+    throw WrongUsage(
+        fmt::format("{}: expected WxH+X+Y in pixels such as 256x256+1024+512, found {}", option,
+                    shellWord(words)));
+}
+
+tyktree::NumberRanges parseFrames(const char* option, const std::string& words) {
+    auto ranges = tyktree::NumberRanges::parse(words, 1);
+    if (ranges.ok()) return std::move(ranges.value());
+    throw WrongUsage(fmt::format("{}: {}", option, toLine(ranges.problem())));
+}
 
 /// Takes the findings of one tree into the page and counts them.
 class PageSink : public tyktree::FindingSink {
@@ -88,6 +121,7 @@ public:
         if (!options.against.empty()) other_.emplace(reading, options.against, options.reading);
         everything_.assumed = options.reading.assumed;
         chooseFrames();
+        planPictures();
     }
 
     ExitStatus run() {
@@ -96,16 +130,18 @@ public:
         if (other_) head.against = options_.against;
         head.onlyOther = onlyOther_;
         head.every = options_.every;
-        head.plots = plots();
+        head.plots = plots_;
+        head.pictures = plan_;
         const OutputRequest output{options_.output, foldersOf({&tree_, other_ ? &*other_ : &tree_}),
                                    options_.force};
         SheetWriter writer(output, head, table());
-        addFrames(writer, head.plots);
+        addFrames(writer);
         writer.endFrames();
         const tyktree::FindingCounts mine = addFindings(tree_, Side::kMine, writer);
         std::optional<tyktree::FindingCounts> other;
         if (other_) other = addFindings(*other_, Side::kOther, writer);
         writer.commit();
+        sayWhatIsLess(writer.bytes());
         return report(mine, other);
     }
 
@@ -123,20 +159,56 @@ private:
     void chooseFrames() {
         const std::vector<FrameRef> none;
         const tyktree::TreePath* const otherPath = other_ ? &other_->index.path() : nullptr;
-        const tyktree::TaskEntry* task = nullptr;
-        uint32_t inTask = 0;
-        for (const FramePair& pair : matchFrames(
-                 {&tree_.index.path(), &tree_.frames},
-                 {otherPath ? otherPath : &tree_.index.path(), other_ ? &other_->frames : &none},
-                 MatchBy::kRequest)) {
-            if (!pair.a) {
-                ++onlyOther_;
-                continue;
-            }
-            if (pair.a->task != task) inTask = 0;
-            task = pair.a->task;
-            if (inTask++ % options_.every == 0) pairs_.push_back(pair);
+        const std::vector<FramePair> all = matchFrames(
+            {&tree_.index.path(), &tree_.frames},
+            {otherPath ? otherPath : &tree_.index.path(), other_ ? &other_->frames : &none},
+            MatchBy::kRequest);
+        pairs_ = inTheirPlaces(all, options_.every);
+        for (const FramePair& pair : all) onlyOther_ += pair.a ? 0U : 1U;
+        for (const PlacedPair& pair : pairs_) shown_ += pair.frames.a ? 1U : 0U;
+    }
+
+    /// Chooses sizes by what pictures of some frames cost.
+    void planPictures() {
+        plots_ = plots();
+        plan_.assumed = options_.reading.assumed;
+        if (!options_.window.empty()) plan_.window = parseArea("--window", options_.window);
+        if (!options_.full.empty()) plan_.whole = parseFrames("--full", options_.full);
+        PageNeeds needs;
+        needs.bytes = static_cast<uint64_t>(options_.megabytes) * 1'000'000;
+        needs.frames = pairs_.size();
+        for (const PlacedPair& pair : pairs_) {
+            needs.pictures += static_cast<size_t>(pair.frames.a.has_value()) +
+                              static_cast<size_t>(pair.frames.b.has_value());
         }
+        needs.thumbWidth = options_.thumbWidth;
+        needs.windows = !plan_.window;
+        measure(needs);
+        planned_ = true;
+        plan_.sizes = planSizes(needs);
+        plan_.counting = needs.pictures > kCountedWhole ? Counting::kSomeRows : Counting::kAll;
+    }
+
+    void measure(PageNeeds& needs) {
+        SheetFrameReader reader(table(), plots_, plan_);
+        SheetTags tags;
+        SheetRows rows(tags);
+        const size_t count = std::min(pairs_.size(), kMeasured);
+        size_t bytes = 0;
+        for (size_t i = 0; i < count; ++i) {
+            const FramePair& pair = pairs_[i * pairs_.size() / count].frames;
+            for (const auto& frame : {pair.a, pair.b}) {
+                if (!frame) continue;
+                const SheetFrame values = reader.readValues(*frame);
+                for (const std::string& line : values.problems) say(line);
+                bytes += elementText(rows.row(values)).size();
+                if (values.image.path.empty()) continue;
+                if (const auto cost = reader.pictures().measure(values.image)) {
+                    needs.measured.push_back(*cost);
+                }
+            }
+        }
+        if (count > 0) needs.rowBytes = static_cast<double>(bytes) / static_cast<double>(count);
     }
 
     std::vector<tyktree::ValueName> plots() const {
@@ -145,43 +217,56 @@ private:
         return resolveNames(tree_, table(), names, "--plot: ");
     }
 
-    void addFrames(SheetWriter& writer, const std::vector<tyktree::ValueName>& plots) {
-        const PictureSizes sizes =
-            PictureSizes::forPage(pairs_.size() * (other_ ? 2 : 1), options_.thumbWidth);
+    void addFrames(SheetWriter& writer) {
         forEachOnJobs<SheetPair>(
             pairs_.size(), jobs_,
             [&] {
-                return Readers{SheetFrameReader(table(), plots, {sizes, options_.reading.assumed}),
+                return Readers{SheetFrameReader(table(), plots_, plan_),
                                FrameComparer(everything_, table())};
             },
             [&](Readers& readers, SheetPair& pair, size_t index) {
-                pair = readPair(pairs_[index], readers);
+                const uint32_t every = plan_.sizes.thumbWidth > 0 ? plan_.sizes.every : 0;
+                pair = readPair(pairs_[index].frames, every > 0 && index % every == 0, readers);
             },
             [&](const SheetPair& pair, size_t index) {
-                const FramePair& refs = pairs_[index];
                 reportUnread(pair);
-                writer.addFrame(refs, pair);
-                if (pair.other) ++compared_;
+                writer.addFrame(pairs_[index], pair);
+                if (pair.mine && pair.other) ++compared_;
                 if (!pair.difference.same()) ++different_;
                 progress_.count("read", index + 1, pairs_.size(), "frames");
             });
     }
 
-    static SheetPair readPair(const FramePair& refs, Readers& readers) {
+    SheetPair readPair(const FramePair& refs, bool drawn, Readers& readers) const {
         SheetPair pair;
-        pair.mine = readers.frames.read(*refs.a);
-        if (!refs.b) return pair;
-        pair.other = readers.frames.read(*refs.b);
-        pair.difference = readers.comparer.compare(refs);
+        if (refs.a) pair.mine = readers.frames.read(*refs.a, drawn);
+        if (refs.b) pair.other = readers.frames.read(*refs.b, drawn);
+        if (refs.a && refs.b) pair.difference = readers.comparer.compare(refs);
+        SheetFrame& first = pair.mine ? *pair.mine : *pair.other;
+        const bool both = pair.mine && pair.other;
+        const bool whole =
+            !plan_.whole.empty() && plan_.whole.contains(refs.either().frame->position);
+        if (drawn || whole) {
+            readers.frames.pictures().addWindows(first.image, both ? &pair.other->image : nullptr,
+                                                 whole);
+        }
         return pair;
     }
 
     /// Says what the page cannot show or compare.
     void reportUnread(const SheetPair& pair) {
-        std::set<std::string> lines = pair.mine.problems;
+        std::set<std::string> lines;
+        if (pair.mine) lines = pair.mine->problems;
         if (pair.other) lines.insert(pair.other->problems.begin(), pair.other->problems.end());
         lines.insert(pair.difference.problems.begin(), pair.difference.problems.end());
-        for (const std::string& line : lines) reading_.problem(line);
+        for (const std::string& line : lines) say(line);
+    }
+
+    /// Says what cannot be read, once where it was met while pictures were measured.
+    void say(const std::string& line) {
+        if (measuredProblems_.count(line) > 0) return;
+        if (!planned_) measuredProblems_.insert(line);
+        reading_.problem(line);
     }
 
     tyktree::FindingCounts addFindings(const OpenedTree& tree, Side side, SheetWriter& page) {
@@ -194,6 +279,25 @@ private:
         checkTree(tree.index, tree.selection, tree.catalog, check, sink);
         throwIfInterrupted();
         return sink.counts();
+    }
+
+    /// Says where the page holds less than a page of few frames does, or is larger than asked for.
+    void sayWhatIsLess(uint64_t bytes) const {
+        const PictureSizes& sizes = plan_.sizes;
+        if (sizes.thumbWidth == 0) {
+            printNote(
+                "the values alone fill the page: no frame has a picture; --size, --every or "
+                "--frames make room");
+        } else if (sizes.every > 1) {
+            printNote(
+                fmt::format("every {}th frame has a picture, and all have their values; --size, "
+                            "--every or --frames make room",
+                            sizes.every));
+        }
+        const double megabytes = static_cast<double>(bytes) / 1e6;
+        if (megabytes <= options_.megabytes) return;
+        printNote(fmt::format("the page has {:.1f} MB, more than the {} MB of --size", megabytes,
+                              options_.megabytes));
     }
 
     ExitStatus report(const tyktree::FindingCounts& mine,
@@ -232,11 +336,16 @@ private:
     const int jobs_;
     OpenedTree tree_;
     std::optional<OpenedTree> other_;
-    std::vector<FramePair> pairs_;  ///< that the page shows; each has a frame of the first tree
-    uint64_t onlyOther_ = 0;        ///< frames that only the second tree has
-    uint64_t compared_ = 0;         ///< frames that have a counterpart
-    uint64_t different_ = 0;        ///< of those
-    DiffRules everything_;          ///< by which the two trees' frames are compared
+    std::vector<PlacedPair> pairs_;  ///< that the page shows
+    std::vector<tyktree::ValueName> plots_;
+    PicturePlan plan_;
+    bool planned_ = false;
+    std::set<std::string> measuredProblems_;
+    uint64_t shown_ = 0;      ///< frames of the first tree
+    uint64_t onlyOther_ = 0;  ///< frames that only the second tree has
+    uint64_t compared_ = 0;   ///< frames that have a counterpart
+    uint64_t different_ = 0;  ///< of those
+    DiffRules everything_;    ///< by which the two trees' frames are compared
     Progress progress_;
 };
 
@@ -260,6 +369,13 @@ Action defineSheet(VerbOptions& verb) {
     verb.option("--thumb-width", options->thumbWidth, "Width of the thumbnails, pixels")
         .takes(wholeNumber(16, 2048))
         .valueName("N");
+    verb.option("--size", options->megabytes, "Size that the page keeps to, MB")
+        .takes(wholeNumber(1, 10000))
+        .valueName("MB")
+        .showDefault();
+    verb.option("--window", options->window, "Place of the windows, pixels").valueName("WxH+X+Y");
+    verb.option("--full", options->full, "Frames that bring whole images: 3..9,12")
+        .valueName("FRAMES");
     addAssumedPicture(verb, options->reading.assumed);
     addTreeOptions(verb, options->reading);
     addForce(verb, options->force);

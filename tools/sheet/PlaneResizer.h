@@ -1,0 +1,23 @@
+// Planes brought to any smaller size.
+#pragma once
+
+#include "tools/picture/Picture.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace tyksim {
+
+/// Resizes planes one after the other and keeps its memory. One object serves one thread.
+class PlaneResizer {
+public:
+    /// Makes the plane `width` x `height` samples, neither larger than the plane's. Each is the
+    /// mean of the area that it covers, in which a sample that is covered in part counts in part;
+    /// rounded to the nearest. `out` takes rows without gaps. Throws std::bad_alloc.
+    void resize(const Plane& plane, int width, int height, uint8_t* out);
+
+private:
+    std::vector<uint32_t> columns_;
+};
+
+}  // namespace tyksim

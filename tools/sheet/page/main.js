@@ -1,0 +1,174 @@
+// Selection, and the start.
+
+/// Goes to a frame because the user wants it: the filter returns there.
+function select(entry, loud) {
+  state.home = entry;
+  show(entry, loud);
+}
+
+/// Goes to a frame.
+function show(entry, loud) {
+  cells.get(state.entry)?.setAttribute('aria-selected', 'false');
+  state.entry = entry;
+  const cell = cells.get(entry);
+  if (cell) {
+    cell.setAttribute('aria-selected', 'true');
+    $('strip').setAttribute('aria-activedescendant', cell.id);
+    cell.scrollIntoView({block: 'nearest'});
+    if (loud || document.activeElement !== $('strip')) say(`Frame ${entry.label}, ${captionOf(entry)}, ${wordsOf(entry)}`);
+  } else {
+    $('strip').removeAttribute('aria-activedescendant');
+  }
+  if (!$('table').hidden) showTableSelection();
+  showCursor();
+  showDetail();
+  writeAddress();
+}
+
+function step(by) {
+  if (!state.seen.length) return;
+  const at = state.seen.indexOf(state.entry);
+  select(state.seen[Math.min(state.seen.length - 1, Math.max(0, at < 0 ? 0 : at + by))]);
+}
+
+function nextFinding() {
+  const at = state.seen.indexOf(state.entry);
+  const order = [...state.seen.slice(at + 1), ...state.seen.slice(0, at + 1)];
+  const entry = order.find(e => e.findings.length);
+  if (entry) select(entry, true);
+  else say('No frame shown has a finding.');
+}
+
+/// The worst frame shown, or with 1 the one after the selected one, from the worst to the best.
+function stepWorst(by) {
+  if (data.against === null) return say('There is no second tree.');
+  const order = [...state.seen].sort((x, y) => rankOf(x) - rankOf(y) || x.index - y.index);
+  const at = by ? order.indexOf(state.entry) + by : 0;
+  if (order[at]) select(order[at], true);
+  else say('There is no worse frame left.');
+}
+
+// ---- Places: pipe and task
+
+function chooser(label, items, current, name, pick) {
+  if (items.length < 2) return make('span', {className: 'choice'}, items.length ? name(items[0]) : '');
+  if (items.length <= 5) {
+    return make('span', {className: 'choice', role: 'group', 'aria-label': label}, ...items.map((item, i) =>
+      button(name(item), () => pick(item), {'aria-pressed': item === current, 'data-key': label + i})));
+  }
+  const select = make('select', {'aria-label': label, 'data-key': label}, ...items.map((item, index) =>
+    make('option', {value: index, textContent: name(item), selected: item === current})));
+  select.onchange = () => pick(items[select.value]);
+  return make('span', {className: 'choice'}, select);
+}
+
+function showPlaces() {
+  const pipes = [...new Set(data.tasks.map(task => task.pipe))];
+  const tasks = data.tasks.filter(task => task.pipe === state.task.pipe);
+  refill($('places'),
+    chooser('Pipe', pipes, state.task.pipe, pipe => pipe === null ? 'no pipe' : 'pipe ' + pipe,
+      pipe => openTask(data.tasks.find(task => task.pipe === pipe))),
+    chooser('Task', tasks, state.task, task => tasks.length > 5
+      ? `task ${task.task} · ${shown(task.recorded)} · ${task.count}` : `task ${task.task}`, openTask),
+    make('span', {className: 'quiet', textContent: shown(state.task.recorded), title: shown(state.task.path)}));
+}
+
+function openTask(task, entry) {
+  state.task = task;
+  state.entry = state.home = null;
+  showPlaces();
+  showGeneral();
+  showCells();
+  showPlots();
+  showFiltered();
+  fitCells();
+  const first = entry || state.seen[0] || null;
+  if (first) select(first);
+  if (!$('table').hidden) showTable();
+}
+
+// ---- Start
+
+function setTheme(theme) {
+  if (theme) document.documentElement.dataset.theme = theme;
+  else delete document.documentElement.dataset.theme;
+  $('theme').textContent = {light: '☀', dark: '☾'}[theme] || '◐';
+  $('theme').setAttribute('aria-label', `Theme: ${theme || 'as the system'}`);
+  $('theme').title = $('theme').getAttribute('aria-label');
+}
+
+/// The theme that was chosen on the last page; a browser may keep nothing.
+const kept = {
+  get() { try { return localStorage.getItem('tyksim theme') || ''; } catch { return ''; } },
+  set(theme) { try { localStorage.setItem('tyksim theme', theme); } catch { /* it is forgotten */ } },
+};
+
+function nameTrees() {
+  const [a, b] = [data.tree, data.against].map(tree => tree === null ? '' : shown(tree));
+  document.title = b ? `${shortened(a, 40)} and ${shortened(b, 40)} – tyksim sheet` : `${a} – tyksim sheet`;
+  $('tree').replaceChildren(...(b ? [['A', a], ['B', b]] : [['', a]]).map(([side, name]) =>
+    make('span', {title: name}, side ? make('b', {textContent: side}) : '', ' ', make('bdi', {textContent: shortened(name, b ? 36 : 64)}))));
+}
+
+function connect() {
+  $('keys').querySelector('tbody').replaceChildren(...KEYS.map(([keys, does]) => make('tr', {},
+    make('th', {scope: 'row'}, ...keys.split(' ').flatMap(key => [make('kbd', {textContent: key}), ' '])), make('td', {textContent: does}))));
+  $('caption').append(...data.measures.map(m => make('option', {value: m.key, textContent: shown(m.label), selected: m.key === state.caption})));
+  $('caption').onchange = () => { state.caption = $('caption').value; showCaptions(); };
+  setTheme(kept.get());
+  $('theme').onclick = () => {
+    const next = {'': 'dark', dark: 'light', light: ''}[document.documentElement.dataset.theme || ''];
+    kept.set(next);
+    setTheme(next);
+  };
+  $('help').onclick = ACTIONS['?'];
+  $('showTable').onclick = () => toggleTable();
+  $('byTime').onclick = toggleTime;
+  $('before').onclick = $('lookBefore').onclick = () => step(-1);
+  $('after').onclick = $('lookAfter').onclick = () => step(1);
+  $('close').onclick = closeDetail;
+  $('filter').oninput = showFiltered;
+  $('changed').onchange = $('find').oninput = showValues;
+  document.addEventListener('keydown', onKey);
+  document.addEventListener('keyup', event => { if (event.key === 'b' && !view.blink) holdOther(false); });
+  window.onblur = () => { if (!view.blink) holdOther(false); };
+  window.onresize = () => { fitCells(); coverFrames(); };
+  window.onhashchange = () => goTo(readAddress());
+}
+
+/// Goes to what an address says.
+function goTo(place) {
+  state.ready = false;
+  if (place.task !== state.task) openTask(place.task, place.entry);
+  else {
+    showPlots();
+    showFiltered();
+    if (place.entry) select(place.entry);
+  }
+  if (place.table !== !$('table').hidden) toggleTable(place.table);
+  state.ready = true;
+  setFull(place.full);
+  showModes();
+  paint();
+  writeAddress();
+}
+
+function start() {
+  $('page').hidden = false;
+  nameTrees();
+  makeControls();
+  makeCopies();
+  connect();
+  if (!data.tasks.length) {
+    $('empty').hidden = false;
+    $('empty').textContent = 'No task in this tree.';
+    state.task = {pipe: '', task: '', path: '', count: 0, frames: [], findings: []};
+    return showGeneral();
+  }
+  $('copy-diff').hidden = data.against === null;
+  $('detail').hidden = narrow();
+  goTo(readAddress());
+  if (!view.full && $('table').hidden) $('strip').focus();
+}
+
+start();

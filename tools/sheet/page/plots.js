@@ -1,0 +1,169 @@
+// Values over the frames, a lane for each measure, by frame or by time.
+
+const MARGIN = 0.5;
+
+/// Where a frame lies in the lanes, from 0 to 1.
+function alongOf(entry) {
+  const frames = state.task.frames;
+  const last = frames[frames.length - 1];
+  if (!state.byTime || !(last.at > 0)) return (entry.index + MARGIN) / frames.length;
+  const edge = MARGIN / frames.length;
+  return edge + (1 - 2 * edge) * (Number.isNaN(entry.at) ? 0 : entry.at / last.at);
+}
+
+/// The points of a value as a path in a box of 1 x 1; a lone point is a dot.
+function pathOf(entries, values, scale) {
+  let path = '';
+  let pen = false;
+  entries.forEach((entry, index) => {
+    const value = values[index];
+    if (!Number.isFinite(value)) { pen = false; return; }
+    path += `${pen ? 'L' : 'M'}${alongOf(entry).toFixed(5)} ${scale(value).toFixed(4)}` + (pen ? '' : 'h0');
+    pen = true;
+  });
+  return path;
+}
+
+/// The measures that have a lane.
+const lanesShown = () => [...data.measures.filter(m => state.lanes.has(m.key)), ...state.added];
+
+/// The lanes that a page begins with.
+function usualLanes() {
+  const first = data.measures.filter(m => m.key.startsWith('plot')).map(m => m.key);
+  return new Set([...(data.against === null ? [] : ['psnr']), ...first, 'luma']);
+}
+
+/// What a lane draws: values of one tree or both, their limits, and how a value becomes a height.
+function laneOf(measure) {
+  const entries = state.task.frames;
+  const mine = entries.map(entry => valueOf(measure, entry, measure.pair || data.against !== null ? 'a' : 'main'));
+  const theirs = measure.pair || data.against === null ? [] : entries.map(entry => valueOf(measure, entry, 'b'));
+  const real = [...mine, ...theirs].filter(Number.isFinite);
+  if (!real.length) return {measure, mine, theirs, empty: true};
+  const low = real.reduce((x, y) => Math.min(x, y));
+  const high = real.reduce((x, y) => Math.max(x, y));
+  const logarithmic = ['ns', 'gain'].includes(measure.unit) && low > 0 && high / low > 16;
+  const level = v => logarithmic ? Math.log(v) : v;
+  const span = level(high) - level(low);
+  return {measure, mine, theirs, low, high, logarithmic, scale: v => span ? 1 - (level(v) - level(low)) / span : 0.5};
+}
+
+function laneParts(lane) {
+  const {measure, low, high} = lane;
+  const label = shown(measure.label);
+  const now = make('span', {className: 'now'});
+  const name = make('div', {className: 'name', title: `${shown(measure.name)}`}, make('b', {textContent: label}), now);
+  const cursor = make('span', {className: 'cursor'});
+  const range = make('div', {className: 'range'});
+  const box = make('div', {className: 'lane', role: 'img'});
+  if (lane.empty) {
+    const equal = measure.unit === 'dB' && lane.mine.includes(Infinity);
+    box.append(make('span', {className: 'quiet', textContent: equal ? 'all equal' : 'no value'}), cursor);
+  } else {
+    box.append(draw('svg', {viewBox: '0 0 1 1', preserveAspectRatio: 'none', 'aria-hidden': 'true'},
+      draw('path', {class: 'theirs', d: pathOf(state.task.frames, lane.theirs, lane.scale)}),
+      draw('path', {class: state.task.frames.length === 1 ? 'dot' : '', d: pathOf(state.task.frames, lane.mine, lane.scale)})), cursor);
+    const ends = low === high ? [low] : [high, low];
+    range.append(...ends.map(v => make('span', {textContent: withUnit(v, measure.unit)})));
+    if (lane.logarithmic) range.insertBefore(make('span', {textContent: 'log'}), range.lastChild);
+  }
+  if (low === high) range.classList.add('one');
+  return {...lane, box, cursor, now, parts: [name, box, range]};
+}
+
+function showPlots() {
+  const entries = state.task.frames;
+  state.drawn = lanesShown().map(laneOf).map(laneParts);
+  const parts = state.drawn.flatMap(lane => lane.parts);
+  const flags = make('div', {className: 'lane marks', 'aria-hidden': 'true'});
+  for (const entry of entries) {
+    for (const severity of worstFirst(entry.findings).slice(0, 1)) {
+      const flag = mark(severity);
+      flag.style.left = alongOf(entry) * 100 + '%';
+      flags.append(flag);
+    }
+  }
+  if (flags.childElementCount) parts.push(make('div', {className: 'name quiet', textContent: 'findings'}), flags, make('div'));
+  parts.push(make('div'), axis(), make('div'));
+  $('plots').hidden = !entries.length;
+  $('lanes').replaceChildren(...parts);
+  pressed('byTime', state.byTime);
+  for (const lane of $('lanes').querySelectorAll('.lane')) {
+    lane.onpointerdown = lane.onpointermove = event => {
+      if (event.type === 'pointermove' && !event.buttons) return;
+      const box = lane.getBoundingClientRect();
+      select(nearest((event.clientX - box.left) / box.width));
+    };
+  }
+  showLaneChoice();
+  showCursor();
+}
+
+function nearest(along) {
+  return state.task.frames.reduce((best, entry) =>
+    Math.abs(alongOf(entry) - along) < Math.abs(alongOf(best) - along) ? entry : best);
+}
+
+/// Numbers of frames, or times, below the lanes.
+function axis() {
+  const entries = state.task.frames;
+  const count = Math.min(entries.length, 6);
+  const ticks = make('div', {className: 'axis', 'aria-hidden': 'true'});
+  for (let i = 0; i < count; i += 1) {
+    const entry = entries[count > 1 ? Math.round(i * (entries.length - 1) / (count - 1)) : 0];
+    const tick = make('span', {textContent: state.byTime ? withTime(entry.at) : entry.label});
+    tick.style.left = alongOf(entry) * 100 + '%';
+    tick.classList.toggle('last', i > 0 && i === count - 1);
+    ticks.append(tick);
+  }
+  return ticks;
+}
+
+function showCursor() {
+  for (const {measure, cursor, now, box, low, high} of state.drawn) {
+    cursor.hidden = !state.entry;
+    if (!state.entry) continue;
+    cursor.style.left = alongOf(state.entry) * 100 + '%';
+    now.textContent = readingOf(measure, state.entry);
+    box.setAttribute('aria-label', `${shown(measure.label)} over ${state.task.frames.length} frames`
+      + (low === undefined ? '' : `, ${withUnit(low, measure.unit)} to ${withUnit(high, measure.unit)}`)
+      + `; frame ${state.entry.label}: ${now.textContent}`);
+  }
+}
+
+/// The value at a frame: this one, the other one, and the step between them.
+function readingOf(measure, entry) {
+  const read = side => measure.pair ? valueOf(measure, entry) : measure.of(entry[side] || {plots: [], parameters: new Map()});
+  if (measure.pair) return entry.metrics?.problem && !entry.metrics.planes ? 'not compared' : withUnit(read(), measure.unit);
+  if (data.against === null) return withUnit(read('main'), measure.unit);
+  const [a, b] = [read('a'), read('b')];
+  const step = stepText(a, b, measure.unit, true);
+  return `${withUnit(a, measure.unit)} → ${withUnit(b, measure.unit)}${step && step !== '0' ? ` (${step})` : ''}`;
+}
+
+/// The buttons that show and hide the document's measures as lanes.
+function showLaneChoice() {
+  const all = [...data.measures, ...state.added];
+  refill($('laneChoice'), ...all.map(measure => button(shown(measure.label), () => toggleLane(measure),
+    {'aria-pressed': hasLane(measure), 'data-key': measure.key, title: shown(measure.name)})));
+}
+
+const hasLane = measure => state.lanes.has(measure.key) || state.added.some(m => m.key === measure.key);
+
+function toggleLane(measure) {
+  const at = state.added.findIndex(m => m.key === measure.key);
+  if (at >= 0) state.added.splice(at, 1);
+  else if (data.measures.some(m => m.key === measure.key)) {
+    if (!state.lanes.delete(measure.key)) state.lanes.add(measure.key);
+  } else state.added.push(measure);
+  showPlots();
+  showValues();
+  if (!$('table').hidden) showTable();
+  writeAddress();
+}
+
+function toggleTime() {
+  state.byTime = !state.byTime;
+  showPlots();
+  writeAddress();
+}

@@ -1,0 +1,223 @@
+// Images as samples: the reduced picture, and the window that is there without loss.
+
+const RULE = {kr: data.pictures.bt709 ? 0.2126 : 0.299, kb: data.pictures.bt709 ? 0.0722 : 0.114,
+  zero: data.pictures.limited ? 16 : 0, luma: data.pictures.limited ? 219 : 255, chroma: data.pictures.limited ? 224 : 255};
+RULE.kg = 1 - RULE.kr - RULE.kb;
+
+const byte = value => value < 0 ? 0 : value > 255 ? 255 : Math.round(value);
+
+/// Planes of samples, width x height of luma; chroma has a sample for 2 x 2 pixels where `half`.
+class Planes {
+  constructor(width, height, half) {
+    Object.assign(this, {width, height, half});
+    this.chromaWidth = half ? (width + 1) >> 1 : width;
+    const chroma = this.chromaWidth * (half ? (height + 1) >> 1 : height);
+    this.samples = [new Uint8Array(width * height), new Uint8Array(chroma), new Uint8Array(chroma)];
+  }
+
+  /// Where the samples of the pixel are: of luma, and of chroma.
+  place(x, y) {
+    return this.half ? [y * this.width + x, (y >> 1) * this.chromaWidth + (x >> 1)] : [y * this.width + x, y * this.width + x];
+  }
+
+  /// Red, green, blue of all pixels.
+  picture() {
+    const image = new ImageData(this.width, this.height);
+    const out = new Uint32Array(image.data.buffer);
+    const bytes = image.data;
+    const [luma, u, v] = this.samples;
+    const scale = 255 / RULE.luma;
+    const red = 2 * (1 - RULE.kr) * 255 / RULE.chroma;
+    const blue = 2 * (1 - RULE.kb) * 255 / RULE.chroma;
+    const shift = this.half ? 1 : 0;
+    out.fill(0xff000000);
+    for (let y = 0, at = 0; y < this.height; y += 1) {
+      const row = (y >> shift) * this.chromaWidth;
+      for (let x = 0; x < this.width; x += 1, at += 1) {
+        const chroma = row + (x >> shift);
+        const grey = (luma[at] - RULE.zero) * scale;
+        const r = grey + red * (v[chroma] - 128);
+        const b = grey + blue * (u[chroma] - 128);
+        bytes[4 * at] = r;
+        bytes[4 * at + 1] = (grey - RULE.kr * r - RULE.kb * b) / RULE.kg;
+        bytes[4 * at + 2] = b;
+      }
+    }
+    return image;
+  }
+}
+
+function canvasOf(width, height, image) {
+  const canvas = make('canvas', {width, height});
+  const context = canvas.getContext('2d', {willReadFrequently: true});
+  if (image) context.putImageData(image, 0, 0);
+  return canvas;
+}
+
+/// The image of one frame. load() brings what can be shown of it.
+class Raster {
+  constructor(frame) {
+    this.frame = frame;
+    this.width = frame.width;
+    this.height = frame.height;
+    this.picture = null;  // an element
+    this.area = null;     // the window's place
+    this.window = null;   // its Planes
+    this.failed = '';
+  }
+
+  load() {
+    this.loading ??= Promise.all([this.loadPicture(), this.loadWindow()]).then(() => this);
+    return this.loading;
+  }
+
+  async loadPicture() {
+    const address = pictures.address(this.frame.line, 1);
+    if (!address) return;
+    const img = new Image();
+    img.src = address;
+    try {
+      await img.decode();
+      this.picture = img;
+    } catch {
+      this.failed = 'the picture cannot be decoded';
+    }
+  }
+
+  async loadWindow() {
+    const bytes = this.frame.image?.window && pictures.bytes(this.frame.line, 3);
+    if (!bytes) return;
+    try {
+      const bitmap = await createImageBitmap(new Blob([bytes], {type: 'image/png'}),
+        {colorSpaceConversion: 'none', premultiplyAlpha: 'none'});
+      this.readWindow(bitmap);
+      bitmap.close();
+    } catch {
+      this.failed = 'the window cannot be decoded';
+    }
+  }
+
+  readWindow(bitmap) {
+    const [x, y, width, height] = this.frame.image.window;
+    const canvas = canvasOf(bitmap.width, bitmap.height);
+    const context = canvas.getContext('2d', {willReadFrequently: true});
+    context.drawImage(bitmap, 0, 0);
+    const grey = context.getImageData(0, 0, bitmap.width, bitmap.height).data;
+    const planes = new Planes(width, height, true);
+    const pairs = planes.chromaWidth;
+    const [luma, u, v] = planes.samples;
+    for (let row = 0, at = 0; row < height; row += 1) {
+      for (let column = 0; column < width; column += 1, at += 1) luma[at] = grey[4 * (row * bitmap.width + column)];
+    }
+    for (let row = 0, at = 0; row < (height + 1) >> 1; row += 1) {
+      for (let column = 0; column < pairs; column += 1, at += 1) {
+        const from = 4 * ((height + row) * bitmap.width + column);
+        u[at] = grey[from];
+        v[at] = grey[from + 4 * pairs];
+      }
+    }
+    this.area = {x, y, width, height};
+    this.window = planes;
+  }
+
+  get windowCanvas() {
+    this.drawnWindow ??= this.window && canvasOf(this.window.width, this.window.height, this.window.picture());
+    return this.drawnWindow;
+  }
+
+  /// The reduced picture's samples, made of its colours.
+  get reduced() {
+    if (this.reducedPlanes || !this.picture) return this.reducedPlanes || null;
+    const [width, height] = [this.picture.naturalWidth, this.picture.naturalHeight];
+    const context = canvasOf(width, height).getContext('2d', {willReadFrequently: true});
+    context.drawImage(this.picture, 0, 0);
+    const rgb = context.getImageData(0, 0, width, height).data;
+    const planes = new Planes(width, height, false);
+    const [luma, u, v] = planes.samples;
+    for (let at = 0; at < luma.length; at += 1) {
+      const [r, g, b] = [rgb[4 * at], rgb[4 * at + 1], rgb[4 * at + 2]];
+      const grey = RULE.kr * r + RULE.kg * g + RULE.kb * b;
+      luma[at] = byte(RULE.zero + grey * RULE.luma / 255);
+      u[at] = byte(128 + (b - grey) / (2 * (1 - RULE.kb)) * RULE.chroma / 255);
+      v[at] = byte(128 + (r - grey) / (2 * (1 - RULE.kr)) * RULE.chroma / 255);
+    }
+    this.reducedPlanes = planes;
+    return planes;
+  }
+
+  /// Whether the file has the sample of each plane at a pixel.
+  held(x, y) {
+    const held = this.frame.image?.held;
+    if (!held) return [false, false, false];
+    const chroma = (y >> 1) * ((this.width + 1) >> 1) + (x >> 1);
+    return [y * this.width + x < held[0], chroma < held[1], chroma < held[2]];
+  }
+
+  inWindow(x, y) {
+    const area = this.area;
+    return Boolean(area) && x >= area.x && y >= area.y && x < area.x + area.width && y < area.y + area.height;
+  }
+
+  /// {values: [y, u, v], exact} at a pixel, null for a sample that the file lacks; null without any picture.
+  valueAt(x, y) {
+    const held = this.held(x, y);
+    const exact = this.inWindow(x, y);
+    const planes = exact ? this.window : this.reduced;
+    if (!planes) return null;
+    const [luma, chroma] = exact ? planes.place(x - this.area.x, y - this.area.y)
+      : planes.place(Math.min(planes.width - 1, Math.floor(x * planes.width / this.width)),
+        Math.min(planes.height - 1, Math.floor(y * planes.height / this.height)));
+    return {exact, values: planes.samples.map((plane, i) => held[i] ? plane[i ? chroma : luma] : null)};
+  }
+
+  /// Of a rectangle's samples {count, mean, deviation, least, most} for each plane, and whether all of them
+  /// are exact. Samples that the file lacks do not count.
+  statistics({x, y, width, height}) {
+    const exact = this.inWindow(x, y) && this.inWindow(x + width - 1, y + height - 1);
+    const planes = exact ? this.window : this.reduced;
+    if (!planes) return null;
+    const scale = exact ? [1, 1] : [planes.width / this.width, planes.height / this.height];
+    const from = exact ? [x - this.area.x, y - this.area.y] : [Math.floor(x * scale[0]), Math.floor(y * scale[1])];
+    const to = exact ? [from[0] + width, from[1] + height]
+      : [Math.max(from[0] + 1, Math.ceil((x + width) * scale[0])), Math.max(from[1] + 1, Math.ceil((y + height) * scale[1]))];
+    const sums = planes.samples.map(() => ({count: 0, sum: 0, squares: 0, least: 255, most: 0}));
+    for (let row = from[1]; row < Math.min(to[1], planes.height); row += 1) {
+      for (let column = from[0]; column < Math.min(to[0], planes.width); column += 1) {
+        const [atX, atY] = exact ? [column + this.area.x, row + this.area.y]
+          : [Math.floor(column / scale[0]), Math.floor(row / scale[1])];
+        const held = this.held(atX, atY);
+        const [luma, chroma] = planes.place(column, row);
+        // A chroma sample counts once, at the first of its pixels in the rectangle.
+        const first = !planes.half || ((column === from[0] || column % 2 === 0) && (row === from[1] || row % 2 === 0));
+        for (let i = 0; i < 3; i += 1) {
+          if (!held[i] || (i > 0 && !first)) continue;
+          const value = planes.samples[i][i ? chroma : luma];
+          const s = sums[i];
+          s.count += 1;
+          s.sum += value;
+          s.squares += value * value;
+          s.least = Math.min(s.least, value);
+          s.most = Math.max(s.most, value);
+        }
+      }
+    }
+    return {exact, planes: sums.map(({count, sum, squares, least, most}) => count ? {count, least, most, mean: sum / count,
+      deviation: Math.sqrt(Math.max(0, squares / count - (sum / count) ** 2))} : null)};
+  }
+}
+
+// Images of the frames that were looked at last; a 12-megapixel image without loss takes 70 MB.
+const rasters = new Map();
+
+function rasterOf(frame) {
+  if (!frame || !frame.image) return null;
+  let raster = rasters.get(frame);
+  rasters.delete(frame);
+  raster ??= new Raster(frame);
+  rasters.set(frame, raster);
+  for (const old of rasters.keys()) {
+    if (rasters.size <= 6) break;
+    rasters.delete(old);
+  }
+  return raster;
+}

@@ -1,0 +1,206 @@
+// The frames of a task as a strip of thumbnails, the filter, and what is told of the tree as a whole.
+
+const cells = new Map();
+
+/// Pictures are decoded when their cell comes near the window and let go when it is far away.
+const near = new IntersectionObserver(changes => {
+  for (const {target, isIntersecting} of changes) {
+    const img = target.querySelector('img');
+    if (!img || isIntersecting === img.hasAttribute('src')) continue;
+    if (isIntersecting) img.src = pictures.address(Number(target.dataset.line), Number(target.dataset.large));
+    else img.removeAttribute('src');
+  }
+}, {rootMargin: '800px', scrollMargin: '800px'});
+
+const captionMeasure = () => data.measures.find(m => m.key === state.caption) || data.measures[0];
+
+function captionOf(entry) {
+  if (entry.metrics?.problem && captionMeasure().pair) return 'not whole';
+  const value = valueOf(captionMeasure(), entry);
+  return Number.isNaN(value) ? '' : withUnit(value, captionMeasure().unit);
+}
+
+/// How a frame stands to the other tree: a sign and words.
+function sideOf(entry) {
+  if (data.against === null) return ['', ''];
+  if (!entry.a) return ['∈B', 'only in B'];
+  if (!entry.b) return ['∅', 'not in B'];
+  return entry.differs ? ['≠', 'differs'] : ['', ''];
+}
+
+/// What lies between the frame and the one before it, where that is more than usual.
+function gapOf(entry) {
+  const words = [];
+  if (entry.lost) words.push(`${entry.lost} sof${entry.lost > 1 ? 's' : ''} lost`);
+  if (entry.pause) words.push(`${withTime(entry.pause)} later`);
+  return words.join(', ');
+}
+
+/// What a cell says beside the frame's number, sign and value, which stand in it.
+function wordsOf(entry) {
+  const request = entry.main.request === null ? '' : `request ${entry.main.request}`;
+  return [request, captionMeasure().label, ...entry.findings.map(nameOf), sideOf(entry)[1]].filter(Boolean).map(shown).join(', ');
+}
+
+/// Shares of the picture's height that the file has: of luma, and of luma with colour.
+function heldShares(frame) {
+  if (!frame.image || !frame.image.lacking) return [1, 1];
+  const [luma, u, v] = frame.image.held;
+  const chroma = ((frame.width + 1) >> 1) * ((frame.height + 1) >> 1);
+  const whole = Math.min(1, luma / (frame.width * frame.height));
+  return [whole, Math.min(whole, Math.min(u, v) / chroma)];
+}
+
+function thumbnail(entry) {
+  const frame = entry.main;
+  const pic = make('div', {className: 'pic'});
+  if (!pictures.has(frame.line)) {
+    pic.classList.add('none');
+    pic.append(make('span', {textContent: frame.image ? 'picture left out ' : 'no picture '}));
+    return pic;
+  }
+  const img = make('img', {alt: ''});
+  pic.append(img);
+  const [luma, coloured] = heldShares(frame);
+  const [width, height] = [frame.width, frame.height];
+  const inner = make('div', {className: 'inner'}, img);
+  inner.style.aspectRatio = `${width} / ${height}`;
+  inner.classList.toggle('tall', width / height < state.box);
+  for (const [from, to, kind] of [[coloured, luma, 'sparse'], [luma, 1, 'dense']]) {
+    if (from >= to) continue;
+    const lack = make('div', {className: 'lack ' + kind});
+    Object.assign(lack.style, {top: from * 100 + '%', height: (to - from) * 100 + '%'});
+    inner.append(lack);
+  }
+  pic.replaceChildren(inner);
+  return pic;
+}
+
+function cellOf(entry) {
+  const [sign] = sideOf(entry);
+  const gap = gapOf(entry);
+  const cell = make('div', {className: 'cell', role: 'option', id: 'cell' + entry.label, 'aria-selected': 'false'},
+    thumbnail(entry), make('div', {className: 'cap'}, make('b', {textContent: entry.label}), ...worstFirst(entry.findings).map(mark),
+      make('span', {className: 'differs', textContent: sign}), make('span', {className: 'value'}), make('span', {className: 'unseen words'})));
+  if (gap) {
+    cell.classList.add('gap');
+    cell.append(make('div', {className: 'gapText', textContent: '⇤ ' + gap}));
+  }
+  cell.dataset.line = pictures.has(entry.main.line) ? entry.main.line : '';
+  cell.onclick = () => { select(entry); openDetail(); };
+  cell.ondblclick = () => setFull(true);
+  return cell;
+}
+
+function showCaptions() {
+  for (const [entry, cell] of cells) {
+    cell.querySelector('.value').textContent = captionOf(entry);
+    cell.querySelector('.words').textContent = ', ' + wordsOf(entry);
+    cell.title = [shown(entry.main.name), ...entry.findings.map(nameOf), gapOf(entry)].filter(Boolean).join('\n');
+  }
+}
+
+/// One box for all thumbnails: of the shape that most frames have.
+function showCells() {
+  const shapes = new Map();
+  for (const {main} of state.task.frames) {
+    if (!(main.width > 0 && main.height > 0)) continue;
+    const shape = Math.min(3, Math.max(0.5, main.width / main.height));
+    shapes.set(shape, (shapes.get(shape) || 0) + 1);
+  }
+  state.box = [...shapes].sort((x, y) => y[1] - x[1]).map(([shape]) => shape)[0] || 4 / 3;
+  $('strip').style.setProperty('--box', state.box);
+  for (const cell of cells.values()) near.unobserve(cell);
+  cells.clear();
+  for (const entry of state.task.frames) cells.set(entry, cellOf(entry));
+  showCaptions();
+  fitCells();
+  $('strip').replaceChildren(...cells.values());
+  for (const cell of cells.values()) near.observe(cell);
+}
+
+/// The fewer frames there are, the larger they are shown; beyond the thumbnail's own size with the large
+/// picture.
+function fitCells() {
+  const strip = $('strip');
+  const count = Math.max(1, state.seen.length || state.task.frames.length);
+  const each = Math.floor(Math.sqrt(strip.clientWidth * strip.clientHeight * state.box / count) * 0.8);
+  const fit = Math.min(count > 60 ? 256 : 640, Math.max(96, each));
+  strip.style.setProperty('--fit', fit + 'px');
+  const large = Number(fit > 280);
+  for (const cell of cells.values()) {
+    if (cell.dataset.large === String(large)) continue;
+    cell.dataset.large = large;
+    const img = cell.querySelector('img[src]');
+    if (img) img.src = pictures.address(Number(cell.dataset.line), large);
+  }
+}
+
+function showGeneral() {
+  const findings = [...data.general, ...state.task.findings];
+  $('general').hidden = !findings.length;
+  $('general').querySelector('summary').replaceChildren(...worstFirst(findings).flatMap(s => [mark(s), ' ']),
+    `${findings.length} finding${findings.length > 1 ? 's' : ''} of the tree${data.against !== null ? 's' : ''} and the task`);
+  $('general').querySelector('ul').replaceChildren(...findings.map(finding => findingItem(finding)));
+}
+
+/// "error: image-short", and whose it is where that is not the first tree.
+const nameOf = finding => `${finding.severity}: ${shown(finding.rule)}${finding.other ? ' in B' : ''}`;
+
+/// A finding in words; beside its frame, paths begin in the frame's folder.
+function findingItem(finding, entry) {
+  const folder = entry && (finding.other ? entry.b : entry.a)?.name;
+  const path = folder ? finding.path.split(folder + '/').pop() : finding.path;
+  const found = [finding.expected && 'expected ' + shown(finding.expected), finding.found && 'found ' + shown(finding.found)];
+  const about = [shown(path), found.filter(Boolean).join(', '), shown(finding.reason || ''), shown(finding.hint)].filter(Boolean);
+  return make('li', {}, mark(severityOf(finding)), make('span', {},
+    make('b', {textContent: nameOf(finding)}), ' ',
+    make('span', {className: 'quiet', textContent: about.join(' · ')})));
+}
+
+// ---- The filter
+
+function showMarks() {
+  const entries = state.task.frames;
+  refill($('marks'), ...SEVERITIES.map(severity => {
+    const count = entries.reduce((sum, entry) => sum + entry.findings.filter(f => severityOf(f) === severity).length, 0);
+    const toggle = button('', () => {
+      if (!state.only.delete(severity)) state.only.add(severity);
+      showFiltered();
+    }, {hidden: !count, 'aria-pressed': state.only.has(severity), 'data-key': severity,
+      'aria-label': `only frames with findings: ${count} ${severity}${count > 1 ? 's' : ''}`, title: `only frames with findings: ${severity}`});
+    toggle.append(mark(severity), String(count));
+    return toggle;
+  }));
+}
+
+function countText() {
+  const total = state.task.frames.filter(entry => entry.a).length;
+  const others = state.task.frames.length - total;
+  const every = data.every > 1 ? ` of ${grouped(String(state.task.count))}, every ${data.every}` : '';
+  const drawn = data.pictures.every > 1 ? `, every ${data.pictures.every}th with a picture` : '';
+  return (state.seen.length < state.task.frames.length ? `${grouped(String(state.seen.length))} of ` : '')
+    + `${grouped(String(total))} frame${total === 1 ? '' : 's'}${every}` + (others ? ` and ${others} only in B` : '') + drawn;
+}
+
+/// Shows the frames that the filter leaves. The frame that one was at stays, or is returned to once the
+/// filter leaves it again.
+function showFiltered() {
+  const {test, unknown} = filterOf(data, state.task.frames, $('filter').value);
+  const only = state.only;
+  state.seen = state.task.frames.filter(entry => test(entry)
+    && (!only.size || entry.findings.some(f => only.has(severityOf(f)))));
+  const seen = new Set(state.seen);
+  for (const [entry, cell] of cells) cell.hidden = !seen.has(entry);
+  $('count').textContent = countText();
+  $('unknown').textContent = unknown.length ? `unknown: ${unknown.map(shown).join(' ')}` : '';
+  $('empty').hidden = state.seen.length > 0;
+  $('empty').textContent = state.task.frames.length ? 'No frame matches.' : 'No frames.';
+  showMarks();
+  fitCells();
+  if (!$('table').hidden) showTable();
+  const home = state.home && seen.has(state.home) ? state.home
+    : state.seen.find(entry => state.home && entry.index >= state.home.index) || state.seen[state.seen.length - 1];
+  if (home && home !== state.entry) show(home);
+  writeAddress(true);
+}

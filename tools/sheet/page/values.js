@@ -1,0 +1,150 @@
+// The numbers of a frame: measures that have a lane, a column and a word of the filter, and the rows of
+// parameters and of the scene record.
+
+const PLANES = ['Y', 'U', 'V'];
+
+/// A measure's value. Some say how the two frames of an entry compare; the others are of either frame.
+function valueOf(measure, entry, side = 'main') {
+  if (measure.pair) return number(measure.pair(entry));
+  const frame = entry[side];
+  return frame ? number(measure.of(frame)) : NaN;
+}
+
+/// How the two images of an entry compare on a plane: [psnr, largest, mean, pixels].
+const compared = (entry, plane) => entry.metrics?.planes?.[plane];
+
+/// The lower, the worse: the luma's PSNR; what could not be compared as a whole is worse than all.
+function rankOf(entry) {
+  if (!entry.a || !entry.b || entry.metrics?.problem) return -Infinity;
+  const luma = compared(entry, 0);
+  return luma ? luma[0] ?? Infinity : Infinity;
+}
+
+function pairMeasures(plane) {
+  const end = plane ? '.' + PLANES[plane].toLowerCase() : '';
+  const of = PLANES[plane];
+  return [
+    {key: 'psnr' + end, name: 'psnr' + end, label: `PSNR ${of}`, unit: 'dB',
+      pair: entry => compared(entry, plane) ? compared(entry, plane)[0] ?? Infinity : null},
+    {key: 'diff.mean' + end, name: 'diff.mean' + end, label: `mean difference ${of}`, unit: 'level',
+      pair: entry => compared(entry, plane)?.[2]},
+    {key: 'diff.max' + end, name: 'diff.max' + end, label: `largest difference ${of}`, unit: 'level',
+      pair: entry => compared(entry, plane)?.[1]}];
+}
+
+/// All measures of the document, those of pairs only where there are pairs.
+function measuresOf(data) {
+  const figures = (name, unit, label, of) => ({key: name, name, unit, label, of: frame => frame.image && of(frame.image)});
+  return [
+    ...data.plots.map((plot, i) => ({key: 'plot' + i, name: plot.name, label: plot.label, unit: plot.unit, of: frame => frame.plots[i]})),
+    ...(data.against === null ? [] : [0, 1, 2].flatMap(pairMeasures)),
+    figures('luma', 'level', 'luma', image => image.planes[0].mean),
+    figures('clipped.low', '%', 'luma at 0', image => image.planes[0].at0),
+    figures('clipped.high', '%', 'luma at 255', image => image.planes[0].at255),
+    figures('u', 'level', 'mean U', image => image.planes[1].mean),
+    figures('v', 'level', 'mean V', image => image.planes[2].mean)];
+}
+
+const cut = value => Array.isArray(value) && value[0] > value.length - 1;
+
+/// Columns in which so many numbers are a matrix.
+const MATRICES = {9: 3, 12: 4, 16: 4};
+
+/// A field's value as text; numbers of a matrix stand in rows.
+function listed(value, format = figure) {
+  if (value === null || value === undefined) return '–';
+  if (!Array.isArray(value)) return format(value);
+  const columns = MATRICES[value[0]];
+  const texts = value.slice(1).map(format);
+  if (columns && !cut(value)) {
+    return texts.map((text, i) => text + (i + 1 === texts.length ? '' : (i + 1) % columns ? '  ' : '\n')).join('');
+  }
+  return texts.join(' ') + (cut(value) ? ` … (${value[0]})` : '');
+}
+
+const exact = value => listed(value, shown);
+
+function sceneUnit(name) {
+  return {exp_time: 'ns', total_gain: 'gain', cur_ev: 'EV', ev0: 'EV', ev1: 'EV', ev2: 'EV'}[name] || '';
+}
+
+/// Names that stand alone; those that occur twice have as many parents in front as tell them apart.
+function leafNames(paths) {
+  return paths.map(path => {
+    const parts = path.split('/');
+    for (let count = 1; count < parts.length; count += 1) {
+      const name = parts.slice(-count).join('/');
+      if (paths.filter(other => ('/' + other).endsWith('/' + name)).length === 1) return name;
+    }
+    return path;
+  });
+}
+
+/// The values of a frame, one row each: {key, name, of, a, b, before, same, measure}. `a` and `b` are the
+/// two trees' values and `before` is that of the frame before; `same` says that it is as before. A row
+/// without `of` is a tag.
+function parameterRows(data, entry, before) {
+  const rows = [];
+  const tags = new Set([...(entry.a?.parameters.keys() || []), ...(entry.b?.parameters.keys() || [])]);
+  for (const index of [...tags].sort((x, y) => x - y)) {
+    const tag = data.tags[index];
+    const [a, b] = [entry.a, entry.b].map(frame => frame?.parameters.get(index));
+    const main = entry.main.parameters.get(index);
+    const old = before?.main.parameters.get(index);
+    const same = !before || Boolean(old && main && old.crc === main.crc && old.size === main.size);
+    const crc = value => /^[0-9a-f]{8}$/.test(value?.crc) ? 'crc ' + value.crc : value?.crc || 'not there';
+    rows.push({key: 't' + index, head: true, name: tag.name, a: a?.size, b: b?.size, bytes: true, same,
+      differs: Boolean(data.against !== null && entry.a && entry.b && (a?.crc !== b?.crc || a?.size !== b?.size)),
+      note: `${tag.kind} · id ${tag.id ?? '–'} · type ${tag.pipe} · cam ${tag.camera} · ${crc(main)}`});
+    if (!tag.fields.length) {
+      for (const [side, value] of [['A', a], ['B', b]]) {
+        if (value?.content) rows.push({key: `t${index}x${side}`, name: '', hex: value.content, side, same});
+      }
+      continue;
+    }
+    tag.fields.forEach((name, i) => {
+      const value = parameter => parameter?.content?.[i];
+      rows.push({key: `t${index}.${i}`, name, of: tag.name, a: value(a), b: value(b), before: value(old),
+        same: same || (JSON.stringify(value(old)) === JSON.stringify(value(main)) && !cut(value(main))),
+        measure: Number.isNaN(number(value(main))) ? null
+          : {key: `t${index}.${i}`, name: `${tag.name}.${name}`, label: name, unit: '', of: frame => value(frame.parameters.get(index))}});
+    });
+  }
+  return rows;
+}
+
+function sceneRows(data, entry, before) {
+  if (!entry.a?.scene && !entry.b?.scene) return [];
+  const names = leafNames(data.scene);
+  return data.scene.map((path, i) => {
+    const unit = sceneUnit(path.slice(path.lastIndexOf('/') + 1));
+    const value = frame => frame?.scene?.[i];
+    return {key: 's' + i, name: names[i], of: path, unit, a: value(entry.a), b: value(entry.b), before: value(before?.main),
+      same: !before || value(before.main) === value(entry.main),
+      measure: {key: 's' + i, name: path, label: names[i], unit, of: frame => value(frame)}};
+  });
+}
+
+/// A measure by its name, in any case: one of the document's, a word for one of those, a scene field by its
+/// end, or TAG.field; null when there is none of that name.
+function measureNamed(data, name) {
+  const wanted = name.toLowerCase();
+  const alias = {exposure: 'exp_time', gain: 'total_gain', ev: 'cur_ev'}[wanted] || wanted;
+  const measure = data.measures.find(m => m.name.toLowerCase() === alias || m.key === alias);
+  if (measure) return measure;
+  if (['frame', 'request', 'sof', 'camera', 'bytes', 'files', 'width', 'height'].includes(wanted)) {
+    return {key: wanted, name: wanted, label: wanted, unit: '', of: frame => frame[wanted]};
+  }
+  const scene = data.scene.findIndex(path => ('/' + path.toLowerCase()).endsWith('/' + alias));
+  if (scene >= 0) {
+    const leaf = data.scene[scene].split('/').pop();
+    return {key: 's' + scene, name: data.scene[scene], label: leaf, unit: sceneUnit(leaf), of: frame => frame.scene?.[scene]};
+  }
+  for (const [index, tag] of data.tags.entries()) {
+    const field = tag.fields.findIndex(f => `${tag.name}.${f}`.toLowerCase() === wanted);
+    if (field < 0) continue;
+    return {key: `t${index}.${field}`, name: `${tag.name}.${tag.fields[field]}`, label: tag.fields[field], unit: '',
+      of: frame => frame.parameters.get(index)?.content?.[field]};
+  }
+  return null;
+}
