@@ -86,6 +86,12 @@ Rows suggestionRows() {
             {"PartInCapitals", "GAINS", {"nearest: KELV_TAG_WB_GAINS"}},
             {"LettersMissing", "KELV_TAG_GAMACURVE", {"nearest: KELV_TAG_GAMMA_CURVE\n"}},
             {"NothingNear", "nothing_like_it", {"`tyksim show` lists", "!nearest"}},
+            {"Measure", "image.meen", {"nearest: image.mean"}},
+            {"MeasureOfARegion", "'image[0,0,9,9].u.nosie'", {"nearest: image[0,0,9,9].u.noise"}},
+            {"RegionWithoutAHeight",
+             "'image[0,0,9].std'",
+             {"expected image[X,Y,W,H] with four whole numbers, W and H from 1, found "
+              "\"image[0,0,"}},
             {"FieldUnknown", "KELV_TAG_WB_GAINS.r", {"no such field; it has gains, red, blue"}},
             {"ElementOutOfRange",
              "'KELV_TAG_WB_GAINS.gains[4]'",

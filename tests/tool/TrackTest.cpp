@@ -28,6 +28,31 @@ Rows trackRows() {
          "tyksim copy r -o p --set total_gain=5; tyksim track p total_gain --changes | tail -n +2; "
          "echo end",
          {"1        1             5\nend\n"}},
+        {"RowsOfSeveralTrees",
+         R"sh(cp -r r s
+              tyksim track r s -n total_gain KELV_TAG_WB_GAINS.gains -n image.flicker \
+                  KELV_TAG_WB_GAINS --rows --frames 1 |
+                  sed 's/"20[0-9-]*T[0-9:]*\.[0-9]*"/TIME/; s/crc32 [0-9a-f]*,/CRC/')sh",
+         {R"({"path":"r","pipe":1,"task":1,"frame":1,"request":1,"sof":1,"time":TIME,)"
+          R"("total_gain":1024,"KELV_TAG_WB_GAINS.gains":[1.748,1.0,1.0,1.552],)"
+          R"("image.flicker":null,"KELV_TAG_WB_GAINS":"CRC 16 bytes"})"
+          "\n"
+          R"({"path":"s",)"}},
+        {"RowsOfATreeThatIsGone",
+         "fails 1 tyksim track gone r -n total_gain --rows",
+         {"'gone': ", "\"total_gain\":2048}\n"}},
+        {"CsvOfSeveralTrees",
+         "cp -r r s; tyksim track r s -n total_gain --csv",
+         {"path,pipe,task,frame,request,sof,total_gain\nr,1,1,1,1,1,1024\n",
+          "\ns,1,1,3,3,3,2048\n"}},
+        {"EveryField", "tyksim track r --all --csv", {"sof,ev0,ev1,", "KELV_TAG_WB_GAINS.red"}},
+        {"EveryFieldOfTreesWithOtherTables",
+         "cp -r r s; rm s/tags.xml; fails 1 tyksim track r s --all --csv",
+         {"s: expected the fields of the tree before, found others; --rows takes"}},
+        {"ChartOfSeveralTrees",
+         "fails 2 tyksim track r r -n ev1 --svg p",
+         {"--svg draws one tree, found 2"}},
+        {"NoName", "fails 2 tyksim track r", {"expected NAME, found none"}},
         {"ChangesOfAnyColumn",
          R"sh(tyksim copy r -o p --set total_gain=5
               tyksim track p total_gain exp_time --changes --csv)sh",

@@ -1,6 +1,7 @@
 #include "tools/picture/MeasureName.h"
 
 #include "tags/NearestNames.h"
+#include "tags/Words.h"
 
 #include <array>
 #include <charconv>
@@ -66,10 +67,6 @@ std::optional<MeasureName> measureIn(std::string_view rest) {
     return std::nullopt;
 }
 
-std::string quoted(std::string_view name) {
-    return "\"" + std::string(name) + "\"";
-}
-
 /// What `name` may have been meant for: `head`, which is right, and a measure.
 std::string adviceFor(std::string_view head, std::string_view rest) {
     std::vector<std::string> nearest =
@@ -102,7 +99,7 @@ tyktags::Result<MeasureName> parseMeasureName(std::string_view name) {
         if (close != std::string_view::npos) region = regionIn(rest.substr(1, close - 1));
         if (!region) {
             return tyktags::Problem{"", "image[X,Y,W,H] with four whole numbers, W and H from 1",
-                                    quoted(name)};
+                                    tyktags::quoted(name)};
         }
         rest.remove_prefix(close + 1);
     }
@@ -110,7 +107,7 @@ tyktags::Result<MeasureName> parseMeasureName(std::string_view name) {
     if (!result) {
         const std::string_view head = name.substr(0, name.size() - rest.size());
         return tyktags::Problem{"", "", "", "no measure of this name; " + adviceFor(head, rest),
-                                quoted(name)};
+                                tyktags::quoted(name)};
     }
     result->region = region;
     return *result;

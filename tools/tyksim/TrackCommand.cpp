@@ -22,16 +22,16 @@ using tyktree::FrameRef;
 constexpr const char* kFooter = R"(
 NAME is TAG, TAG.field, TAG.field[2], a field of the scene record (total_gain, exp_time, cur_ev,
 sx, cap_info/normal_num ...) or a measure of the image (image.mean, image.u.std, image.noise,
-image[X,Y,W,H].clipped.high, image.flicker ...; docs/measures.md has them all). With -n or --all every
-argument is a tree; without, the first one is the tree and the others are the names.
+image[X,Y,W,H].clipped.high, image.flicker ...; docs/measures.md lists them). With -n or --all every
+argument is a tree. Without them, the first argument is the tree and the others are names.
 
---rows prints a JSON object per frame, one a line: path, pipe, task, frame, request, sof, time, then
-the names, null where a frame has no value. --all adds every scene field and every field of the tag
-table to the names.
+--all adds every scene field and every field of the tag table to the names. --rows prints one JSON
+object per frame and line: path, pipe, task, frame, request, sof and time, then the names, null
+where a frame has no value.
 
-Of a tag without known fields the CRC-32 and the size are shown. A
-scene field is what a folder replay brings: what iSceneInfo.xml says or leaves to the raw blocks.
-Where there is no iSceneInfo.xml, it is what the parameter file holds.
+Of a tag without known fields the CRC-32 and the size are shown. A scene field is what a folder
+replay brings: what iSceneInfo.xml says or leaves to the raw blocks. Where there is no
+iSceneInfo.xml, it is what the parameter file holds.
 
 Exit status: 0 all was read, 1 the tree cannot be read, 2 wrong usage, 3 a value could not be read
 (said on standard error; its place stays empty).
@@ -67,7 +67,7 @@ void takeNames(TrackOptions& options) {
         options.names.assign(words.begin() + 1, words.end());
         words.resize(1);
         if (options.names.empty()) {
-            throw WrongUsage("expected NAME, found none (`tyksim track --help` says more)");
+            throw WrongUsage("expected NAME, found none (see `tyksim track --help`)");
         }
     }
     if (options.svg == kStandardOutput) {
@@ -184,7 +184,7 @@ Action defineTrack(VerbOptions& verb) {
     verb.existing("TREE").description(
         "Trees, or parts of trees; without -n and --all a tree and the names to follow");
     verb.option("-n,--name", options->names, "What to follow").valueName("NAME");
-    verb.flag("--all", options->all, "Follow every scene field and every field of the tag table");
+    verb.flag("--all", options->all, "Follow all scene fields and all fields of the tag table");
     addAssumedPicture(verb, options->reading.tree.assumed);
     const Option jsonFlag = verb.existing("--json");
     const Option csvFlag =

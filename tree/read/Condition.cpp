@@ -2,6 +2,7 @@
 
 #include "tags/FieldCodec.h"
 #include "tags/NearestNames.h"
+#include "tags/Words.h"
 
 #include <algorithm>
 #include <array>
@@ -79,7 +80,7 @@ std::string wordsOf(const Token& token) {
     if (token.kind == Token::Kind::kEnd) return "the end";
     const bool isOpenQuote = token.kind == Token::Kind::kStray && token.text.front() != '!';
     if (isOpenQuote) return "a quotation mark without its other one";
-    return "\"" + std::string(token.text) + "\"";
+    return tyktags::quoted(token.text);
 }
 
 /// Recursive descent. The first problem ends it.
@@ -204,20 +205,19 @@ tyktags::Result<Value> numberOf(const tyktags::TagEnum& values, const std::strin
     for (const tyktags::EnumValue& value : values.values()) names.push_back(value.name);
     std::vector<std::string> nearest = tyktags::nearestNames(word, names);
     if (nearest.empty() && names.size() <= kShownNames) nearest = names;
-    std::string advice;
-    for (const std::string& name : nearest) advice += (advice.empty() ? "" : ", ") + name;
+    const std::string advice = tyktags::commaSeparated(nearest);
     return tyktags::Problem{"",
                             "a name or a number of the enum " + values.name() +
                                 (advice.empty() ? "" : ", such as " + advice),
-                            "\"" + word + "\""};
+                            tyktags::quoted(word)};
 }
 
 /// Why the name's values cannot be compared; "" where they can.
 std::string refusal(const ValueName& name) {
     if (name.scene || name.source) return "";
-    if (!name.field) return "\"" + name.name + "\" is a whole tag: name a field of it";
+    if (!name.field) return tyktags::quoted(name.name) + " is a whole tag: name a field of it";
     if (tyktags::isSingle(*name.field)) return "";
-    return "\"" + name.name + "\" has " + std::to_string(name.field->values()) +
+    return tyktags::quoted(name.name) + " has " + std::to_string(name.field->values()) +
            " values: name one of them, such as " +
            tyktags::elementName(name.name, name.field->shape(), 0);
 }

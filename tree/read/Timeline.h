@@ -19,8 +19,8 @@ std::string isoTime(const Stamp& stamp);
 /// without a year may be on 29 February.
 std::string impossiblePart(const Stamp& stamp);
 
-/// When a frame was recorded, with the year. The name of a frame has no year; the year comes from its
-/// task's name, which is that of the recording's start. None if a name has no stamp.
+/// The time of a frame, with the year. A frame's name has no year; it comes from the task's name,
+/// which has the time of the first frame. None if one of the names has no stamp.
 std::optional<Stamp> stampOf(const TaskEntry& task, const FrameEntry& frame);
 
 /// The time from `a` to `b` in milliseconds. Two stamps without a year belong to the same year,
