@@ -36,7 +36,8 @@ and without a network; its address names the frame that is looked at. Press ? fo
 
 --against puts a second tree beside it, frame by frame as 'tyksim diff' matches them, with what that
 says of each pair and with the findings of both trees.
-NAME in --plot is TAG, TAG.field, TAG.field[2] or a field of the scene record.
+NAME in --plot is any NAME of 'tyksim track', such as TAG.field, a field of the scene record or a
+measure of the image: image.sharpness.
 --order, --stride, --matrix and --range say how images are stored, as for 'tyksim export'.
 
 Pictures are as large as --size leaves room for, the same for all frames and packed alike. Up to 200
