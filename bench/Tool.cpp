@@ -173,7 +173,10 @@ std::vector<Fixture> allFixtures() {
         {"pictures",
          {24, 2, 45000000, 5},
          kPictures,
-         {{"export of JPEG, bare", exportJpeg, bareJpeg, 1 / 0.9},
+         {{"track of 3 measures",
+           command("tyksim track pictures image.mean image.sharpness image.noise"),
+           command("cat all.yuv"), 1.5},
+          {"export of JPEG, bare", exportJpeg, bareJpeg, 1 / 0.9},
           {"export of JPEG, ffmpeg", exportJpeg,
            command("mkdir out\n"
                    "ffmpeg -loglevel error -f rawvideo -pixel_format nv21 -video_size 4000x3000 "
