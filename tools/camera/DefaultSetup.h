@@ -3,10 +3,19 @@
 
 #include "tags/TagTable.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace tyksim {
+
+// Parts of the simulated blocks. A block is never shorter than its parts; noise follows them.
+constexpr uint32_t kShadingRows = 12;
+constexpr uint32_t kShadingColumns = 16;
+constexpr uint32_t kHistogramBins = 256;
+constexpr uint32_t kZoneRows = 24;
+constexpr uint32_t kZoneColumns = 32;
+constexpr uint32_t kGyroSamples = 190;
 
 /// A table of tags as a camera has them: values of a few bytes up to 4 KiB, blocks up to 128 KiB,
 /// and the tags that the library treats by themselves; with the fields of all that record gives a

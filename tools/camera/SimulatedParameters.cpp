@@ -1,6 +1,7 @@
 #include "tools/camera/SimulatedParameters.h"
 
 #include "core/Limits.h"
+#include "core/Unaligned.h"
 #include "records/MfnrTuning.h"
 #include "tags/FieldCodec.h"
 #include "tools/camera/DefaultSetup.h"
@@ -85,13 +86,13 @@ Bytes noiseProfile(const SimulatedFrame& frame) {
     return bytes;
 }
 
-/// A face that wanders to the right, and none now and then.
+/// A face that wanders to the right, found by the accurate detector, and none now and then.
 Bytes faceRegions(const SimulatedFrame& frame) {
     const int step = frame.number % 8;
     if (step == 7) return packed(0);
     const int left = frame.width * step / 16;
     const int top = frame.height / 4;
-    return packed(1, 0, 0, 0, left, top, left + frame.width / 4, top + frame.height / 3);
+    return packed(1, 1, 0, 0, left, top, left + frame.width / 4, top + frame.height / 3);
 }
 
 Bytes streamSize(const SimulatedFrame& frame) {
@@ -194,6 +195,81 @@ Bytes fixedValue(const TagEntry& tag, const SimulatedFrame& frame) {
     return noise(tag.id, frame.number, static_cast<size_t>(tag.size));
 }
 
+/// Stores `value` at `at`, where a block holds a number of that size, and moves behind it.
+template <typename Number>
+void put(Bytes& block, size_t& at, Number value) {
+    storeNumber(block.data() + at, value);
+    at += sizeof(Number);
+}
+
+/// Gains that rise towards the corners, of each of the four channels.
+void makeShading(const SimulatedFrame& frame, Bytes& block) {
+    size_t at = 0;
+    for (uint32_t channel = 0; channel < 4; ++channel) {
+        for (uint32_t row = 0; row < kShadingRows; ++row) {
+            for (uint32_t column = 0; column < kShadingColumns; ++column) {
+                const auto y = static_cast<int>(2 * row) - static_cast<int>(kShadingRows);
+                const auto x = static_cast<int>(2 * column) - static_cast<int>(kShadingColumns);
+                const int gain = 1024 + (x * x + y * y) * 2 + static_cast<int>(channel) * 16;
+                put(block, at, static_cast<uint16_t>(gain + frame.number % 8));
+            }
+        }
+    }
+}
+
+/// Histograms with a peak that wanders, and the brightness of zones.
+void makeStatistics(const SimulatedFrame& frame, Bytes& block) {
+    size_t at = 0;
+    const int peak = 96 + frame.number % 64;
+    for (int channel = 0; channel < 4; ++channel) {
+        for (int bin = 0; bin < static_cast<int>(kHistogramBins); ++bin) {
+            const int distance = bin - peak - 4 * channel;
+            put(block, at, static_cast<uint32_t>(1000000 / (16 + distance * distance)));
+        }
+    }
+    for (uint32_t zone = 0; zone < kZoneRows * kZoneColumns; ++zone) {
+        put(block, at, static_cast<uint16_t>((zone / kZoneColumns + zone % kZoneColumns) * 8));
+    }
+}
+
+/// A hand that trembles a little.
+void makeGyro(const SimulatedFrame& frame, Bytes& block) {
+    constexpr uint64_t kPeriod = 175000;  // of a frame at 30 Hz there are 190
+    size_t at = 0;
+    put(block, at, kGyroSamples);
+    put(block, at, 0U);
+    put(block, at, static_cast<uint64_t>(frame.number) * kPeriod * kGyroSamples);
+    put(block, at, kPeriod);
+    for (int sample = 0; sample < static_cast<int>(kGyroSamples); ++sample) {
+        for (int axis = 0; axis < 3; ++axis) {
+            const int phase = (sample + 7 * axis + frame.number) % 32 - 16;
+            put(block, at, static_cast<float>(phase) / 1000.0F);
+        }
+    }
+}
+
+/// What begins the blocks of the tags that the tool knows; the rest, and all others, are noise.
+struct BlockMaker {
+    const char* tagName;
+    int32_t size;  ///< of the tag
+    void (*make)(const SimulatedFrame&, Bytes&);
+};
+
+constexpr BlockMaker kBlockMakers[] = {
+    {"KELV_TAG_LENS_SHADING_MAP", 64 * 1024, makeShading},
+    {"KELV_TAG_EXPOSURE_STATISTICS", 128 * 1024, makeStatistics},
+    {"KELV_TAG_GYRO_SAMPLES", 4096, makeGyro},
+};
+
+/// Fills a block of the right size. A table of one's own may give a tag another size: then the
+/// parts would not fit, and all of the block is noise.
+void fillBlock(const TagEntry& tag, const SimulatedFrame& frame, Bytes& block) {
+    fillWithNoise(tag.id, frame.number, block);
+    for (const BlockMaker& maker : kBlockMakers) {
+        if (tag.name == maker.tagName && tag.size == maker.size) maker.make(frame, block);
+    }
+}
+
 /// Blocks shrink by a sixteenth per frame to a little over half, and start again.
 size_t blockSize(const TagEntry& tag, int number) {
     const auto usual = static_cast<size_t>(tag.size);
@@ -229,7 +305,7 @@ void SimulatedParameters::set(const SimulatedFrame& frame, const GivenValues* gi
         if (tag.kind == TagKind::block) {
             Bytes& block = blocks_[tag.id];
             block.resize(isGiven ? static_cast<size_t>(tag.size) : blockSize(tag, frame.number));
-            fillWithNoise(tag.id, frame.number, block);
+            fillBlock(tag, frame, block);
             if (isGiven) given->set(tag.id, block);
             setBlock(tag, block);
             continue;

@@ -57,4 +57,8 @@ std::vector<std::pair<int64_t, int64_t>> rangesOf(const std::vector<int64_t>& so
     return ranges;
 }
 
+std::string withUnit(const std::string& value, const std::string& unit) {
+    return value.empty() || unit.empty() ? value : value + " " + unit;
+}
+
 }  // namespace tyksim

@@ -25,6 +25,9 @@ std::string rangesText(const std::vector<std::pair<int64_t, int64_t>>& ranges, s
 /// Joins sorted numbers to ranges.
 std::vector<std::pair<int64_t, int64_t>> rangesOf(const std::vector<int64_t>& sorted);
 
+/// "8 ns" of a value in words and its unit; either may be "".
+std::string withUnit(const std::string& value, const std::string& unit);
+
 using tyktags::counted;
 
 }  // namespace tyksim

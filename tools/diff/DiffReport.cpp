@@ -33,6 +33,7 @@ Json valuesJson(const std::vector<ValueDifference>& values) {
         addText(item, "name", value.name);
         addValue(item, "a", value.a);
         addValue(item, "b", value.b);
+        item["unit"] = value.unit.empty() ? Json() : Json(tyktree::toUtf8(value.unit));
         list.push_back(std::move(item));
     }
     return list;
@@ -103,8 +104,9 @@ Json imageItem(const ImageDifference& image) {
 
 void printValues(const std::vector<ValueDifference>& values, const std::string& indent) {
     for (size_t i = 0; i < values.size() && i < kShownFields; ++i) {
-        printResult(fmt::format("{}{}: {} -> {}", indent, tyktree::escaped(values[i].name),
-                                valueText(values[i].a), valueText(values[i].b)));
+        printResult(fmt::format(
+            "{}{}: {} -> {}", indent, tyktree::escaped(values[i].name), valueText(values[i].a),
+            withUnit(valueText(values[i].b), tyktree::escaped(values[i].unit))));
     }
     if (values.size() > kShownFields) {
         printResult(fmt::format("{}and {} more", indent, values.size() - kShownFields));

@@ -109,16 +109,15 @@ void blank(std::vector<uint8_t>& bytes, const std::vector<ByteRange>& ranges) {
 }
 
 /// Adds the different elements of a field, under its name or its elements' names.
-void addElements(const std::string& name, const std::vector<uint32_t>& shape,
-                 const std::vector<tyktags::Value>& a, const std::vector<tyktags::Value>& b,
-                 std::vector<ValueDifference>& out) {
+void addElements(const tyktags::TagField& field, const std::vector<tyktags::Value>& a,
+                 const std::vector<tyktags::Value>& b, std::vector<ValueDifference>& out) {
     const size_t count = std::max(a.size(), b.size());
     for (size_t i = 0; i < count; ++i) {
         const tyktags::Value inA = i < a.size() ? a[i] : tyktags::Value();
         const tyktags::Value inB = i < b.size() ? b[i] : tyktags::Value();
         // Compares texts, so that NaN equals itself.
         if (tyktags::toText(inA) == tyktags::toText(inB)) continue;
-        out.push_back({tyktags::elementName(name, shape, i), inA, inB});
+        out.push_back({tyktags::elementName(field.name, field.shape(), i), inA, inB, field.unit});
     }
 }
 
@@ -126,7 +125,7 @@ void addScene(const tyktree::SceneRecord& a, const tyktree::SceneRecord& b, cons
               std::vector<ValueDifference>& out) {
     for (const ::SceneField& field : kSceneFields) {
         if (rules.ignoresScene(field)) continue;
-        addElements(field.path, {}, {sceneValue(field, a)}, {sceneValue(field, b)}, out);
+        addElements({field.path}, {sceneValue(field, a)}, {sceneValue(field, b)}, out);
     }
 }
 
@@ -288,8 +287,7 @@ void FrameComparer::addFields(const tyktree::Parameter& a, const tyktree::Parame
                 return one.tagName == tag.name && one.field && one.field->name == name;
             });
         if (!ignored)
-            addElements(name, fieldsA[i].field->shape(), fieldsA[i].values, fieldsB[i].values,
-                        tag.fields);
+            addElements(*fieldsA[i].field, fieldsA[i].values, fieldsB[i].values, tag.fields);
     }
 }
 

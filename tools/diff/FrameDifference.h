@@ -24,6 +24,7 @@ struct ValueDifference {
     std::string name;
     tyktags::Value a;
     tyktags::Value b;
+    std::string unit = {};  ///< of both; "" where none is known
 };
 
 /// A parameter file, or another file, that differs or that only one frame has.

@@ -82,7 +82,8 @@ public:
                             fields.empty() ? summary(parameter) : ""});
         for (const DecodedField& field : fields) {
             parameters_.addRow({"  " + tyktree::escaped(field.field->name), "", "", "", "", "",
-                                shortened(tyktree::escaped(tyktags::toText(field.values))) +
+                                withUnit(shortened(tyktree::escaped(toText(field.values))),
+                                         tyktree::escaped(field.field->unit)) +
                                     (field.problem.empty() ? "" : " (cut off)")});
         }
     }
@@ -183,8 +184,14 @@ public:
         item["size"] = parameter.file->bytes;
         item["crc32"] = fmt::format("{:08x}", parameter.crc32);
         Json members = Json::object();
-        for (const DecodedField& field : fields) addField(members, field);
+        Json units = Json::object();
+        for (const DecodedField& field : fields) {
+            addField(members, field);
+            if (field.field->unit.empty()) continue;
+            units[keyOf(field.field->name)] = tyktree::toUtf8(field.field->unit);
+        }
         item["fields"] = std::move(members);
+        item["units"] = std::move(units);
         json_.item(item);
     }
 
