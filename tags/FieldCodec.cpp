@@ -314,6 +314,19 @@ std::optional<float> parseFloat(std::string_view text) {
     return parse<float>(text);
 }
 
+bool holds(const TagField& field, const WholeNumber& number) {
+    const std::string text = toText(number);
+    return visitType(field.type, [&](auto zero) {
+        using Element = decltype(zero);
+        if constexpr (std::is_integral_v<Element> && !std::is_same_v<Element, char>) {
+            const std::optional<Element> parsed = parse<Element>(text);
+            return parsed && fitsBits(field, *parsed);
+        } else {
+            return false;
+        }
+    });
+}
+
 std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size_t size) {
     std::vector<Value> values;
     if (field.offset >= size) return values;

@@ -56,6 +56,9 @@ std::optional<Value> parseNumber(std::string_view text);
 /// number or one beyond the type. The text is read as the thread's locale has it.
 std::optional<float> parseFloat(std::string_view text);
 
+/// Whether a field of whole numbers has room for a number.
+bool holds(const TagField& field, const WholeNumber& number);
+
 /// The values of a field in a value's bytes, row by row; fewer where the bytes end before, which
 /// shortfall() tells.
 std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size_t size);

@@ -21,15 +21,18 @@ bool hasOneOf(std::string_view text, std::string_view characters) {
     return text.find_first_of(characters) != std::string_view::npos;
 }
 
+using Kind = TableProblem::Kind;
+
 // Problems of one part of the table, at its place.
 class Complaints {
 public:
-    Complaints(const std::string& place, std::vector<Problem>& problems)
+    Complaints(const std::string& place, std::vector<TableProblem>& problems)
         : place_(place), problems_(problems) {}
 
     // Whether `fits`; a problem where it does not.
-    bool require(bool fits, const std::string& expected, const std::string& found) {
-        if (!fits) problems_.push_back({"", expected, found, "", place_});
+    bool require(bool fits, const std::string& expected, const std::string& found,
+                 Kind kind = Kind::form) {
+        if (!fits) problems_.push_back({{"", expected, found, "", place_}, kind});
         return fits;
     }
 
@@ -38,12 +41,12 @@ public:
     void requireOwn(std::map<Key, std::string>& places, const Key& key, const char* expected,
                     const std::string& shown) {
         const auto [found, isNew] = places.emplace(key, place_);
-        require(isNew, expected, shown + ", which " + found->second + " has");
+        require(isNew, expected, shown + ", which " + found->second + " has", Kind::repeated);
     }
 
 private:
     const std::string& place_;
-    std::vector<Problem>& problems_;
+    std::vector<TableProblem>& problems_;
 };
 
 // The size of a record that the library itself makes.
@@ -93,7 +96,7 @@ void checkField(const TagEntry& tag, const TagField& field, Complaints& complain
     const std::string within = "the field " + quoted(field.name) + " within the tag's " +
                                std::to_string(tag.size) + " bytes";
     complaints.require(end <= static_cast<uint64_t>(tag.size), within,
-                       std::to_string(field.offset) + " to " + std::to_string(end));
+                       std::to_string(field.offset) + " to " + std::to_string(end), Kind::beyond);
 }
 
 void checkFields(const TagEntry& tag, Complaints& complaints) {
@@ -101,7 +104,7 @@ void checkFields(const TagEntry& tag, Complaints& complaints) {
     for (const TagField& field : tag.fields) {
         checkField(tag, field, complaints);
         complaints.require(names.insert(field.name).second, "fields with names of their own",
-                           quoted(field.name) + " twice");
+                           quoted(field.name) + " twice", Kind::repeated);
     }
 }
 
@@ -124,7 +127,7 @@ bool isEnumValueName(std::string_view name) {
 }  // namespace
 
 void TableRules::check(const TagEntry& tag, const std::string& place,
-                       std::vector<Problem>& problems) {
+                       std::vector<TableProblem>& problems) {
     Complaints complaints(place, problems);
     complaints.require(tag.id != 0, "an id from 1 to 4294967295", "0");
     complaints.require(!tag.name.empty() && !hasOneOf(tag.name, std::string_view("/.\0", 3)),
@@ -139,7 +142,7 @@ void TableRules::check(const TagEntry& tag, const std::string& place,
 }
 
 void TableRules::check(const TagEnum& names, const std::string& place,
-                       std::vector<Problem>& problems) {
+                       std::vector<TableProblem>& problems) {
     Complaints complaints(place, problems);
     complaints.require(!names.name().empty(), "an enum's name", "\"\"");
     complaints.requireOwn(enumPlaces_, names.name(), "an enum with a name of its own",
@@ -150,7 +153,8 @@ void TableRules::check(const TagEnum& names, const std::string& place,
                            "a name without ',', '=' and NUL that does not begin as a number does",
                            quoted(value.name));
         complaints.require(taken.insert(value.name).second, "values with names of their own",
-                           quoted(value.name) + " twice in the enum " + quoted(names.name()));
+                           quoted(value.name) + " twice in the enum " + quoted(names.name()),
+                           Kind::repeated);
     }
 }
 

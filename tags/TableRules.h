@@ -15,10 +15,10 @@ namespace tyktags {
 class TableRules {
 public:
     /// Adds what is wrong with the tag to `problems`. `place` says where it stands.
-    void check(const TagEntry& tag, const std::string& place, std::vector<Problem>& problems);
+    void check(const TagEntry& tag, const std::string& place, std::vector<TableProblem>& problems);
 
     /// The same of an enum.
-    void check(const TagEnum& names, const std::string& place, std::vector<Problem>& problems);
+    void check(const TagEnum& names, const std::string& place, std::vector<TableProblem>& problems);
 
 private:
     std::map<uint32_t, std::string> idPlaces_;

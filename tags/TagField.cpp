@@ -196,6 +196,22 @@ bool isSingle(const TagField& field) {
     return field.dimensions.size() <= (field.type == FieldType::text ? 1U : 0U);
 }
 
+uint64_t coveredBytes(const std::vector<TagField>& fields, uint64_t size) {
+    std::vector<std::pair<uint64_t, uint64_t>> ranges;
+    for (const TagField& field : fields) {
+        ranges.emplace_back(field.offset, std::min(size, field.offset + field.bytes()));
+    }
+    std::sort(ranges.begin(), ranges.end());
+    uint64_t covered = 0;
+    uint64_t reached = 0;
+    for (const auto& [begin, end] : ranges) {
+        if (end <= reached) continue;
+        covered += end - std::max(begin, reached);
+        reached = end;
+    }
+    return covered;
+}
+
 std::string elementName(const std::string& name, const std::vector<uint32_t>& shape,
                         uint64_t index) {
     std::string indices;

@@ -103,6 +103,9 @@ struct TagField {
 /// Whether a field is one number or one text, and not an array.
 bool isSingle(const TagField& field);
 
+/// How many of the first `size` bytes of a value lie in some field.
+uint64_t coveredBytes(const std::vector<TagField>& fields, uint64_t size);
+
 /// The name of one of a field's values, counted row by row: "matrix[1][2]"; `name` itself where the
 /// field has no dimensions.
 std::string elementName(const std::string& name, const std::vector<uint32_t>& shape,

@@ -243,7 +243,7 @@ std::string TableFile::lineAt(std::ptrdiff_t offset) const {
 }
 
 void TableFile::complain(const pugi::xml_node& node, Problem problem) {
-    table_.problems.push_back(atPlace(lineOf(node), std::move(problem)));
+    table_.problems.push_back({atPlace(lineOf(node), std::move(problem))});
 }
 
 // Says what of a later version is passed over, each thing once.
@@ -383,7 +383,7 @@ void TableFile::parse(const std::string& text) {
         document.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
     if (!result) {
         table_.problems.push_back(
-            atPlace(lineAt(result.offset), flaw("XML", "damage", result.description())));
+            {atPlace(lineAt(result.offset), flaw("XML", "damage", result.description()))});
         return;
     }
     const pugi::xml_node root = document.document_element();
@@ -504,14 +504,14 @@ std::string toXml(const std::vector<TagEntry>& tags, const std::vector<const Tag
 
 TagTable examineTagTable(const std::string& path, TableSource source, size_t most) {
     TagTable table;
-    std::string text;
-    const Status status = readTableText(path, source, text);
+    const Status status = readTableText(path, source, table.text);
+    table.isRead = status.ok();
     if (status.ok()) {
-        TableFile(table, most).parse(text);
+        TableFile(table, most).parse(table.text);
     } else {
-        table.problems.push_back(status.problem());
+        table.problems.push_back({status.problem()});
     }
-    if (table.problems.size() > most) table.problems.resize(most, Problem());
+    if (table.problems.size() > most) table.problems.resize(most);
     for (Problem& problem : table.problems) problem.path = path;
     for (Problem& problem : table.missed) problem.path = path;
     return table;
@@ -519,13 +519,13 @@ TagTable examineTagTable(const std::string& path, TableSource source, size_t mos
 
 Result<std::vector<TagEntry>> readTagTable(const std::string& path, TableSource source) {
     TagTable table = examineTagTable(path, source, 1);
-    if (!table.problems.empty()) return table.problems.front();
+    if (!table.problems.empty()) return Problem(table.problems.front());
     return std::move(table.tags);
 }
 
 Status writeTagTable(const std::string& path, const std::vector<TagEntry>& tags) {
     TableRules rules;
-    std::vector<Problem> problems;
+    std::vector<TableProblem> problems;
     const std::vector<const TagEnum*> enums = enumsOf(tags);
     for (const TagEnum* const names : enums) {
         rules.check(*names, "enum " + quoted(names->name()), problems);

@@ -41,13 +41,25 @@ enum class TableSource {
 /// 2 has enums, units, fields of bits, of several dimensions, and in parts of a tag.
 constexpr uint32_t kTableVersion = 2;
 
+/// Why a table is refused.
+struct TableProblem : Problem {
+    enum class Kind {
+        form,      ///< what stands there is not what a table has
+        beyond,    ///< a field ends behind its tag
+        repeated,  ///< a name or an id that is there already
+    };
+    Kind kind = Kind::form;
+};
+
 /// What a file says, right or wrong.
 struct TagTable {
+    bool isRead = false;  ///< the file could be read
+    std::string text;     ///< of the file
     uint32_t version = 1;
     std::vector<TagEntry> tags;  ///< in the file's order, also those with problems
     std::vector<std::shared_ptr<const TagEnum>> enums;
     /// Why readTagTable() refuses the file; empty where it does not.
-    std::vector<Problem> problems;
+    std::vector<TableProblem> problems;
     /// What a file of a later version has and this reader passes over.
     std::vector<Problem> missed;
 };

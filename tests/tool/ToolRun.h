@@ -79,5 +79,6 @@ Rows diffRows();
 Rows selectionRows();
 Rows processorRows();
 Rows processorEndRows();
+Rows tagsRows();
 
 }  // namespace tooltest

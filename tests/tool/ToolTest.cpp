@@ -51,6 +51,7 @@ INSTANTIATE_TEST_SUITE_P(Diff, Tool, testing::ValuesIn(diffRows()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Selection, Tool, testing::ValuesIn(selectionRows()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Processor, Tool, testing::ValuesIn(processorRows()), nameOf);
 INSTANTIATE_TEST_SUITE_P(ProcessorEnds, Tool, testing::ValuesIn(processorEndRows()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Tags, Tool, testing::ValuesIn(tagsRows()), nameOf);
 
 }  // namespace
 }  // namespace tooltest

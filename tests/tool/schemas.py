@@ -71,6 +71,10 @@ with tempfile.TemporaryDirectory() as work:
     assert several[0]["path"].endswith("/whole") and not several[1]["ok"], several
     run(0, "diff", "whole", "whole", "--json")
     run(3, "diff", "whole", "damaged", "--json")
+    run(0, "tags", "show", "whole", "--json")
+    run(2, "tags", "show", "whole", "nonsense", "--json")
+    run(3, "tags", "check", "whole/tags.xml", "--json")
+    run(1, "tags", "check", "nowhere", "--json")
     run(1, "diff", "whole", "nowhere", "--json")
     run(3, "export", "damaged", "-o", "pictures", "--json")
     run(1, "export", "nowhere", "-o", "more", "--json")

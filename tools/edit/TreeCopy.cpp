@@ -156,19 +156,9 @@ std::vector<std::string> TreeCopy::prepare(const tyktree::TreeIndex& index,
         }
         if (!pipe.configPath.empty()) orSay([&] { copyConfiguration(pipe); });
     }
-    if (!catalog.path().empty()) orSay([&] { copyTable(catalog); });
+    if (!catalog.path().empty())
+        orSay([&] { writeFile(tyktree::tagTablePath(root_), catalog.text()); });
     return problems;
-}
-
-/// Writes a table that was read from a pipe again.
-void TreeCopy::copyTable(const tyktree::TagCatalog& catalog) const {
-    const std::string target = tyktree::tagTablePath(root_);
-    std::error_code ignored;
-    if (std::filesystem::is_regular_file(catalog.path(), ignored)) {
-        cloneFile(catalog.path(), target);
-        return;
-    }
-    orFail(tyktags::writeTagTable(target, catalog.tags()));
 }
 
 /// Copies a configuration without the omitted tags, so that it describes the frames of the copy.

@@ -65,7 +65,6 @@ public:
 
 private:
     std::string taskFolder(const tyktree::FrameRef& frame) const;
-    void copyTable(const tyktree::TagCatalog& catalog) const;
     void copyConfiguration(const tyktree::PipeEntry& pipe) const;
     void copyFile(const tyktree::FrameListing& listing, const tyktree::FileEntry& file,
                   const std::string& folder, FrameCopy& copy) const;

@@ -217,9 +217,7 @@ void ProcessedRecording::enterTask(const tyktree::TaskEntry& task) {
 }
 
 void ProcessedRecording::finish() {
-    if (catalog_.source() != tyktree::TagCatalog::Source::kDerived) {
-        orFail(tyktags::writeTagTable(tyktree::tagTablePath(root_), catalog_.tags()));
-    }
+    if (!catalog_.text().empty()) writeFile(tyktree::tagTablePath(root_), catalog_.text());
     const std::string dumpRoot = root_ + kDumpRoot;
     if (!source_.configPath.empty()) {
         cloneFile(source_.configPath, configFilePath(dumpRoot.c_str(), recorder_->pipeId));

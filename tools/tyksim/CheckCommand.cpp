@@ -3,7 +3,6 @@
 #include "tools/console/Failures.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/Jobs.h"
-#include "tools/console/OptionChecks.h"
 #include "tools/tyksim/CheckReport.h"
 #include "tools/tyksim/Reading.h"
 #include "tree/check/TreeCheck.h"
@@ -19,8 +18,6 @@ namespace tyksim {
 
 namespace {
 
-using tyktree::FindingCounts;
-using tyktree::Severity;
 using tyktree::TagCatalog;
 
 constexpr const char* kFooter = R"(
@@ -50,18 +47,7 @@ struct CheckVerbOptions {
     bool deep = false;
     bool rules = false;
     std::string failOn = "note";
-
-    Severity leastSeverity() const {
-        for (const Severity severity : {Severity::kError, Severity::kWarning}) {
-            if (failOn == nameOf(severity)) return severity;
-        }
-        return Severity::kNote;
-    }
 };
-
-ExitStatus statusOf(const FindingCounts& counts, const CheckVerbOptions& options) {
-    return counts.any(options.leastSeverity()) ? ExitStatus::kFindings : ExitStatus::kClean;
-}
 
 /// The check of one tree.
 ExitStatus checkOne(const CheckVerbOptions& options, const OpenedTree& tree, JsonDocument* json) {
@@ -78,7 +64,7 @@ ExitStatus checkOne(const CheckVerbOptions& options, const OpenedTree& tree, Jso
         checkTree(tree.index, tree.selection, tree.catalog, check, *report);
     throwIfInterrupted("checked " + totalsText(totals));
     report->endTree(tree.index.path().given, totals, tree.catalog, options.deep);
-    return statusOf(report->counts(), options);
+    return statusOf(report->counts(), options.failOn);
 }
 
 ExitStatus checkConfiguration(const CheckVerbOptions& options, const std::string& path,
@@ -92,7 +78,7 @@ ExitStatus checkConfiguration(const CheckVerbOptions& options, const std::string
     const std::unique_ptr<CheckReport> report = makeCheckReport(reading.json());
     report->begin(path);
     report->endConfiguration(path, checkConfig(path, catalog, *report), catalog);
-    return statusOf(report->counts(), options);
+    return statusOf(report->counts(), options.failOn);
 }
 
 constexpr const char* kSchema = "tyksim.check";
@@ -143,9 +129,7 @@ Action defineCheck(VerbOptions& verb) {
     verb.existing("TREE").required(false).description(
         "Trees, parts of trees, or dump configurations");
     verb.flag("--deep", options->deep, "Read all files: unreadable ones, images of one value");
-    verb.option("--fail-on", options->failOn, "Least severity that makes the exit status 3")
-        .takes(oneOf({"error", "warning", "note"}))
-        .showDefault();
+    addFailOn(verb, options->failOn);
     verb.flag("--rules", options->rules, "List the rules and end");
     verb.footer(kFooter);
     return [options] { return check(*options); };

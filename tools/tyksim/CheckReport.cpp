@@ -2,11 +2,13 @@
 
 #include "tools/console/Console.h"
 #include "tools/console/FindingPrinter.h"
+#include "tools/console/OptionChecks.h"
 #include "tools/console/Table.h"
 #include "tools/console/Units.h"
 #include "tools/json/TreeJson.h"
 #include "tree/read/Escape.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <set>
 
@@ -37,6 +39,17 @@ std::string tableText(const TagCatalog& catalog) {
     return "tag table " + tyktree::escaped(catalog.path());
 }
 
+/// How much of the parameters the table's fields describe.
+std::string coverageText(const tyktree::CheckTotals& totals) {
+    if (totals.parameterBytes == 0) return "";
+    const double share =
+        100 * static_cast<double>(totals.fieldBytes) / static_cast<double>(totals.parameterBytes);
+    // Nearly all is not all, and a little is not nothing.
+    const bool exact = totals.fieldBytes == 0 || totals.fieldBytes == totals.parameterBytes;
+    return fmt::format(", whose fields cover {:.{}f} % of the parameters' bytes",
+                       exact ? share : std::clamp(share, 0.1, 99.9), exact ? 0 : 1);
+}
+
 std::string costText(const tyktree::ConfigCost& cost) {
     std::string line = fmt::format("one frame: {}, {}", counted(cost.files, "file", "files"),
                                    humanBytes(cost.bytes));
@@ -49,6 +62,12 @@ std::string costText(const tyktree::ConfigCost& cost) {
     return line;
 }
 
+size_t fieldCount(const tyktags::TagTable& table) {
+    size_t count = 0;
+    for (const tyktags::TagEntry& tag : table.tags) count += tag.fields.size();
+    return count;
+}
+
 class TextCheck : public CheckReport {
 public:
     void begin(const std::string& /*path*/) override {}
@@ -58,7 +77,7 @@ public:
         const std::string judged =
             counts().total() == 0 && totals.frames > 0 ? "clean" : countsText(counts());
         printResult(fmt::format("{}: {}: {}; {}; {}", tyktree::escaped(given), judged,
-                                totalsText(totals), tableText(catalog),
+                                totalsText(totals), tableText(catalog) + coverageText(totals),
                                 deep ? "contents read" : "contents not read (use --deep)"));
     }
 
@@ -71,6 +90,14 @@ public:
                                     ? tableText(catalog)
                                     : "without --tags: names, kinds and sizes were not checked"));
         if (hasTable) printResult(costText(cost));
+    }
+
+    void endTable(const std::string& path, const tyktags::TagTable& table) override {
+        printResult(fmt::format("{}: {}: {}, {}, {}", tyktree::escaped(path),
+                                counts().total() == 0 ? "clean" : countsText(counts()),
+                                counted(table.tags.size(), "tag", "tags"),
+                                counted(fieldCount(table), "field", "fields"),
+                                counted(table.enums.size(), "enum", "enums")));
     }
 
 private:
@@ -107,7 +134,9 @@ public:
                                    {"tasks", totals.tasks},
                                    {"frames", totals.frames},
                                    {"files", totals.files},
-                                   {"bytes", totals.bytes}});
+                                   {"bytes", totals.bytes},
+                                   {"parameter_bytes", totals.parameterBytes},
+                                   {"field_bytes", totals.fieldBytes}});
         json_.member("deep", deep);
     }
 
@@ -119,6 +148,13 @@ public:
                               {"blocks", cost.blocks},
                               {"scene", cost.scene},
                               {"tuning", cost.tuning}});
+    }
+
+    void endTable(const std::string& /*path*/, const tyktags::TagTable& table) override {
+        endFindings();
+        json_.member("looked_at", {{"tags", table.tags.size()},
+                                   {"fields", fieldCount(table)},
+                                   {"enums", table.enums.size()}});
     }
 
 private:
@@ -160,6 +196,19 @@ void reportRulesAsText() {
 std::unique_ptr<CheckReport> makeCheckReport(JsonDocument* json) {
     if (json) return std::make_unique<JsonCheck>(*json);
     return std::make_unique<TextCheck>();
+}
+
+ExitStatus statusOf(const tyktree::FindingCounts& counts, const std::string& severity) {
+    for (const Severity least : {Severity::kError, Severity::kWarning, Severity::kNote}) {
+        if (severity == nameOf(least) && counts.any(least)) return ExitStatus::kFindings;
+    }
+    return ExitStatus::kClean;
+}
+
+void addFailOn(VerbOptions& verb, std::string& severity) {
+    verb.option("--fail-on", severity, "Least severity that makes the exit status 3")
+        .takes(oneOf({"error", "warning", "note"}))
+        .showDefault();
 }
 
 std::string totalsText(const tyktree::CheckTotals& totals) {

@@ -22,6 +22,7 @@ Action defineTrack(VerbOptions& verb);
 Action defineCopy(VerbOptions& verb);
 Action defineExport(VerbOptions& verb);
 Action defineDiff(VerbOptions& verb);
+Action defineTags(VerbOptions& verb);
 
 /// Adds --log-level to a verb that runs the library: the level up to which its log lines are shown.
 /// `level` has the default, receives the value, and must exist until the options are parsed.

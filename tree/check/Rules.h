@@ -84,6 +84,17 @@ enum class RuleId : uint8_t {
     kConfigRepeated,
     kConfigTooLarge,
     kConfigMissing,
+    // tag table
+    kTagOpaque,
+    kTableForm,
+    kTableFieldBeyond,
+    kTableRepeated,
+    kTableVersion,
+    kTableShadowed,
+    kTableOverlap,
+    kTableGap,
+    kTableEnumRange,
+    kTableEnumUnused,
     // a replay or a recording
     kReplayAbandoned,
     kReplayFailure,

@@ -1,6 +1,7 @@
 #include "tree/check/TreeCheck.h"
 
 #include "tags/KnownTags.h"
+#include "tree/check/TableCheck.h"
 #include "tree/check/TaskCheck.h"
 #include "tree/read/FolderReader.h"
 
@@ -40,6 +41,8 @@ private:
     void takeFrame(TaskSummary& summary, const FrameEntry& frame, const FrameJob& job,
                    std::map<int, Geometry>& geometries);
     void noteTuning(const TaskStatistics& statistics);
+    void noteFields(const TaskStatistics& statistics);
+    void giveOpaqueTags();
     void checkTuningCopy(const std::string& path, std::optional<int> pipe, bool regular,
                          uint64_t bytes);
     void checkTuningCopies();
@@ -51,6 +54,7 @@ private:
     FindingSink& sink_;
     CheckTotals totals_;
     uint64_t frameCount_ = 0;
+    std::map<std::string, const tyktags::TagEntry*> opaque_;  ///< tags without fields, by name
     bool tuningDumped_ = false;   ///< a frame has the table of tuning files
     bool tuningChecked_ = false;  ///< the copies were checked
     bool stopped_ = false;
@@ -138,6 +142,7 @@ void TreeChecker::checkFrames(const PipeEntry& pipe, const TaskEntry& task,
     totals_.files += statistics.files();
     totals_.bytes += statistics.bytes();
     noteTuning(statistics);
+    noteFields(statistics);
     if (stopped_) return;
     if (whole) summary.last = &last;
     checkTask(summary, sink_);
@@ -177,6 +182,27 @@ void TreeChecker::noteTuning(const TaskStatistics& statistics) {
     }
 }
 
+/// Adds up how many bytes lie in fields. The fields of the scene record need no table.
+void TreeChecker::noteFields(const TaskStatistics& statistics) {
+    for (const Column& column : statistics.columns()) {
+        const tyktags::TagEntry* const tag = catalog_.byName(column.tagName);
+        if (!tag) continue;
+        const std::vector<tyktags::TagField> fields = fieldsOf(*tag);
+        if (fields.empty()) opaque_.emplace(tag->name, tag);
+        for (const auto& [size, files] : column.sizes) {
+            totals_.parameterBytes += size * files;
+            totals_.fieldBytes += coveredBytes(fields, size) * files;
+        }
+    }
+}
+
+void TreeChecker::giveOpaqueTags() {
+    for (const auto& [name, tag] : opaque_) {
+        add(RuleId::kTagOpaque, catalog_.path(), std::nullopt, "fields of " + name,
+            "none for its " + std::to_string(tag->size) + " bytes");
+    }
+}
+
 /// Checks the tuning copy. All pipes share one, in the folder of a pipe that need not have frames.
 void TreeChecker::checkTuningCopies() {
     const TreePath& path = index_.path();
@@ -208,6 +234,7 @@ CheckTotals TreeChecker::check() {
         if (!stopped_) checkPipe(pipe);
     }
     if (!stopped_) checkTuningCopies();
+    if (!stopped_) giveOpaqueTags();
     return totals_;
 }
 

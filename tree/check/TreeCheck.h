@@ -28,6 +28,8 @@ struct CheckTotals {
     uint64_t frames = 0;
     uint64_t files = 0;
     uint64_t bytes = 0;
+    uint64_t parameterBytes = 0;  ///< of the files of tags that the table has
+    uint64_t fieldBytes = 0;      ///< of these, those that lie in some field
 };
 
 /// Checks the selected part of a tree. Reports the index's own findings first, then task by task

@@ -28,8 +28,10 @@ TagCatalog::TagCatalog(std::vector<TagEntry> tags, Source source, std::string pa
 Result<TagCatalog> TagCatalog::read(const std::string& path, tyktags::TableSource allowed,
                                     Source source) {
     tyktags::TagTable table = tyktags::examineTagTable(path, allowed, 1);
-    if (!table.problems.empty()) return table.problems.front();
+    if (!table.problems.empty()) return Problem(table.problems.front());
     TagCatalog catalog(std::move(table.tags), source, path);
+    catalog.text_ = std::move(table.text);
+    catalog.enums_ = std::move(table.enums);
     catalog.missed_ = std::move(table.missed);
     return catalog;
 }

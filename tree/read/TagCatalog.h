@@ -43,6 +43,10 @@ public:
     Source source() const { return source_; }
     const std::string& path() const { return path_; }  ///< of the table; "" if there is none
 
+    /// The file as it was read, comments and all; "" if the tags came from no file.
+    const std::string& text() const { return text_; }
+    const std::vector<std::shared_ptr<const tyktags::TagEnum>>& enums() const { return enums_; }
+
     /// The parts of the table that only later versions of this program know.
     const std::vector<tyktags::Problem>& missed() const { return missed_; }
 
@@ -58,6 +62,8 @@ private:
     std::map<std::string, size_t, std::less<>> byName_;
     Source source_ = Source::kNone;
     std::string path_;
+    std::string text_;
+    std::vector<std::shared_ptr<const tyktags::TagEnum>> enums_;
     std::vector<tyktags::Problem> missed_;
 };
 
