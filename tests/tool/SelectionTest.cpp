@@ -43,7 +43,7 @@ each() {
                   fails 2 tyksim info r r --where 'image.meen>1')sh",
              {"tyksim: --where: column 14: expected and, or or the end, found \"und\"\n"
               "  total_gain>1 und image.mean>3\n               ^\n",
-              "tyksim: --where: column 7: expected =", "  \\x1b\u00e9 x>1\n        ^\n",
+              "tyksim: --where: column 7: expected =", "  \\x1B\u00e9 x>1\n        ^\n",
               "tyksim: r: --where: column 1: \"image.meen\": no measure of this name; nearest"}},
             {"WhereOfAValueThatCannotBeRead",
              "truncate -s 9 $F2/FCWH*; fails 3 tyksim track r ev1 --where 'image.mean>0' --csv",

@@ -53,7 +53,7 @@ Examples:
   tyksim sheet /tmp/phone -o phone.html
   tyksim sheet pulled/tykdump -o night.html --tags tags.xml --plot KELV_TAG_WB_GAINS.gains[1]
   tyksim sheet before -o change.html --against after
-  tyksim sheet before -o change.html --against after --size 60 --full 12,40
+  tyksim sheet before -o tuning.html --against after --size 60 --full 12,40
 )";
 
 constexpr size_t kMeasured = 6;        ///< frames that pictures' sizes are measured on
