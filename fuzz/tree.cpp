@@ -95,7 +95,8 @@ public:
         "</dumpconfig>";
     const std::string tagsText =
         "<tags><tag id='7' name='FIXED' size='8' kind='fixed'><field name='gain' offset='0' "
-        "type='f32'/></tag><tag id='9' name='BLOCK' size='16' kind='block'/></tags>";
+        "type='f32'/></tag><tag id='9' name='BLOCK' size='16' kind='block'>"
+        "<field name='count' offset='0' type='u32'/></tag></tags>";
 
 private:
     static std::string temporaryFolder() {
