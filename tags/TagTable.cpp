@@ -4,6 +4,7 @@
 #include "tags/NearestNames.h"
 #include "tags/TableRules.h"
 #include "tags/TableText.h"
+#include "tags/TableXml.h"
 #include "tags/Words.h"
 
 #include <pugixml.hpp>
@@ -403,63 +404,6 @@ void TableFile::parse(const std::string& text) {
     }
 }
 
-// Takes the document's text. No stream of the standard library: pugixml may be built with another.
-struct TextWriter final : pugi::xml_writer {
-    void write(const void* data, size_t size) override {
-        text.append(static_cast<const char*>(data), size);
-    }
-    std::string text;
-};
-
-// How a field's dimensions are written: an attribute and its value, "" where there is none.
-std::pair<const char*, std::string> writtenDimensions(const TagField& field) {
-    const std::vector<uint32_t>& dimensions = field.dimensions;
-    if (dimensions.empty()) return {"", ""};
-    if (dimensions.size() == 1 && dimensions[0] != 1) {
-        return {"count", std::to_string(dimensions[0])};
-    }
-    std::string text;
-    for (const uint32_t length : dimensions) {
-        text += (text.empty() ? "" : "x") + std::to_string(length);
-    }
-    return {"dims", text};
-}
-
-void appendField(pugi::xml_node& tag, const TagField& field) {
-    pugi::xml_node node = tag.append_child("field");
-    const auto add = [&node](const char* name, const std::string& value) {
-        if (!value.empty()) node.append_attribute(name).set_value(value.c_str());
-    };
-    add("name", field.name);
-    add("offset", std::to_string(field.offset));
-    add("type", std::string(nameOf(field.type)));
-    const auto [attribute, dimensions] = writtenDimensions(field);
-    add(attribute, dimensions);
-    if (field.bits.width > 0) {
-        add("bits", std::to_string(field.bits.offset) + ":" + std::to_string(field.bits.width));
-    }
-    add("unit", field.unit);
-    if (field.enumeration) add("enum", field.enumeration->name());
-}
-
-void appendEnum(pugi::xml_node& root, const TagEnum& names) {
-    pugi::xml_node node = root.append_child("enum");
-    node.append_attribute("name").set_value(names.name().c_str());
-    for (const EnumValue& one : names.values()) {
-        pugi::xml_node value = node.append_child("value");
-        value.append_attribute("name").set_value(one.name.c_str());
-        value.append_attribute("number").set_value(toText(one.number).c_str());
-    }
-}
-
-// The version whose readers understand a field.
-uint32_t versionOf(const TagField& field) {
-    const bool first = field.bits.width == 0 && field.unit.empty() && !field.enumeration &&
-                       std::string_view(writtenDimensions(field).first) != "dims" &&
-                       field.name.find_first_of(".[") == std::string::npos;
-    return first ? 1 : kTableVersion;
-}
-
 uint32_t versionOf(const std::vector<TagEntry>& tags) {
     uint32_t version = 1;
     for (const TagEntry& tag : tags) {
@@ -495,9 +439,7 @@ std::string toXml(const std::vector<TagEntry>& tags, const std::vector<const Tag
         node.append_attribute("kind").set_value(tag.kind == TagKind::fixed ? "fixed" : "block");
         for (const TagField& field : tag.fields) appendField(node, field);
     }
-    TextWriter writer;
-    document.save(writer, "  ", pugi::format_default, pugi::encoding_utf8);
-    return std::move(writer.text);
+    return savedText(document, pugi::format_default);
 }
 
 }  // namespace

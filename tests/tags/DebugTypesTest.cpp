@@ -4,14 +4,21 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <dlfcn.h>
+#include <fstream>
+#include <iterator>
 #include <map>
+#include <random>
 #include <regex>
 #include <string>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
 
+using tyktags::DebugType;
 using tyktags::DebugTypes;
 using tyktags::TypeLayout;
 
@@ -104,6 +111,52 @@ TEST_P(DebugTypesTest, ReadsWhatTheProgramWrote) {
 INSTANTIATE_TEST_SUITE_P(Ways, DebugTypesTest,
                          testing::Values("gdwarf-2", "gdwarf-4", "gdwarf-5", "gz",
                                          "fdebug-types-section"));
+
+/// Bytes of debug information that are something else, one way after the other.
+class Damage {
+public:
+    explicit Damage(std::string bytes) : bytes_(std::move(bytes)) {}
+
+    std::string next() {
+        std::string damaged = bytes_;
+        for (int i = std::uniform_int_distribution<int>(1, 6)(random_); i > 0; --i) {
+            const std::string kBytes("\0\1\x7f\x80\xff", 5);
+            damaged[at(damaged.size())] = kBytes[at(kBytes.size())];
+        }
+        if (at(20) == 0) damaged.resize(at(damaged.size()));
+        return damaged;
+    }
+
+private:
+    size_t at(size_t size) { return std::uniform_int_distribution<size_t>(0, size - 1)(random_); }
+
+    const std::string bytes_;
+    std::mt19937 random_{1};
+};
+
+TEST_P(DebugTypesTest, SurvivesDamage) {
+    alarm(120);  // a hang ends the test
+    std::ifstream file(libraryOf(GetParam()), std::ios::binary);
+    Damage damage(std::string(std::istreambuf_iterator<char>(file), {}));
+    const std::string path = testing::TempDir() + "damaged_" + GetParam() + ".so";
+    size_t read = 0;
+    for (int i = 0; i < 300; ++i) {
+        std::ofstream(path, std::ios::binary) << damage.next();
+        const auto types = DebugTypes::open(path);
+        if (!types.ok()) continue;
+        const auto all = types.value().list([](const DebugType&) { return true; });
+        const auto layouts = types.value().layouts({"Params"});
+        if (!layouts.ok()) continue;
+        const TypeLayout& layout = layouts.value()[0];
+        for (const tyktags::TagField& field : layout.fields) {
+            EXPECT_LE(field.offset + field.bytes(), layout.type.size);
+        }
+        ++read;
+    }
+    EXPECT_GT(read, 10U);  // damage that is noticed at once tells nothing
+    std::remove(path.c_str());
+    alarm(0);
+}
 
 struct NameRow {
     const char* given;

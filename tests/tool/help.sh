@@ -43,6 +43,8 @@ photos=(photos/*.jpg)
 cp "${photos[0]}" photo1.jpg
 cp "${photos[1]}" photo2.jpg
 cp "$processors/denoise.so" libdenoise.so
+echo 'struct WbParams { float gains[4]; } params;' |
+    "${CXX:-g++}" -g -shared -fPIC -x c++ -o libparams.so -
 tyksim export phone --frames 1 --y4m clip.y4m
 tyksim track phone total_gain --csv --frames 1 >gains.csv
 head -c 3110400 /dev/zero >pictures.nv12

@@ -75,6 +75,7 @@ with tempfile.TemporaryDirectory() as work:
     run(2, "tags", "show", "whole", "nonsense", "--json")
     run(3, "tags", "check", "whole/tags.xml", "--json")
     run(1, "tags", "check", "nowhere", "--json")
+    run(1, "tags", "types", "--elf", "whole/tags.xml", "--json")
     run(1, "diff", "whole", "nowhere", "--json")
     run(3, "export", "damaged", "-o", "pictures", "--json")
     run(1, "export", "nowhere", "-o", "more", "--json")

@@ -5,13 +5,16 @@
 #include "tools/tyksim/CheckReport.h"
 #include "tools/tyksim/Reading.h"
 #include "tools/tyksim/TagsReport.h"
+#include "tools/tyksim/TypeImport.h"
 #include "tree/check/TableCheck.h"
 #include "tree/read/Escape.h"
 
 #include <fmt/format.h>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <vector>
 
@@ -29,13 +32,29 @@ check tests tables; WHAT are the files. It reports everything for which other ve
 what may be a mistake: fields that share bytes, bytes in no field, tags without fields, enums that no
 field uses or whose numbers do not fit. `tyksim check --rules` lists the rules.
 
-Exit status: 0 nothing found that --fail-on counts, 1 a file could not be read, 2 wrong usage or no such
-tag, 3 findings, or parts of a table that a later version of tyksim knows.
+import writes the fields of tags into a table, from the debug information of the library LIB. WHAT are
+pairs TAG=TYPE, and trees: a type must have the size of its tag, and that of the tag's files in a tree,
+or nothing is written. TYPE may lack namespaces in front; TYPE@FILE is the one that FILE declares or that
+is compiled into it. What the table has is changed only with --replace: fields that are not as the type
+has them stay, and so do comments. Parts of a type that no field can stand for, such as pointers, are
+listed. Units and notes are yours.
+
+types lists the types of LIB. WHAT is a pattern for their names, such as 'Ae*'; --size lists those that a
+tag of this size may have.
+
+The debug information is that of LIB, or else of the file with its build id or of its debug link: in the
+library's folder, in .debug there, or in /usr/lib/debug.
+
+Exit status: 0 nothing found that --fail-on counts, 1 a file could not be read or does not fit, 2 wrong
+usage or no such tag, 3 findings, parts of a table that a later version of tyksim knows, or fields that
+import left as they were and that the type has in another form.
 
 Examples:
   tyksim tags show /tmp/phone
   tyksim tags show KELV_TAG_WB_GAINS --tags /tmp/phone/tags.xml --json
   tyksim tags check /tmp/phone/tags.xml --fail-on warning
+  tyksim tags types --elf libparams.so --size 16
+  tyksim tags import --elf libparams.so KELV_TAG_WB_GAINS=WbParams /tmp/phone --into tags.xml
 )";
 
 constexpr size_t kMostProblems = 1000;  ///< of one table
@@ -46,6 +65,7 @@ struct TagsOptions {
     std::string tagsFile;
     std::string failOn = "note";
     bool json = false;
+    TypeOptions types;
 };
 
 bool isFolder(const std::string& path) {
@@ -127,18 +147,72 @@ ExitStatus check(const TagsOptions& options) {
     return status;
 }
 
+TypeOptions typesOf(const TagsOptions& options) {
+    TypeOptions types = options.types;
+    types.words = options.words;
+    types.json = options.json;
+    return types;
+}
+
+ExitStatus importFields(const TagsOptions& options) {
+    return importTypes(typesOf(options));
+}
+
+ExitStatus types(const TagsOptions& options) {
+    return listTypes(typesOf(options));
+}
+
 struct TagsAction {
     const char* name;
     ExitStatus (*run)(const TagsOptions& options);
 };
 
-constexpr TagsAction kActions[] = {{"show", show}, {"check", check}};
+constexpr TagsAction kActions[] = {
+    {"show", show}, {"check", check}, {"import", importFields}, {"types", types}};
+
+/// Refuses options that another action has.
+void checkAction(const TagsOptions& options) {
+    const struct {
+        const char* name;
+        bool given;
+        std::string_view actions;
+    } kOptions[] = {{"--tags", !options.tagsFile.empty(), "show"},
+                    {"--elf", !options.types.library.empty(), "import or types"},
+                    {"--debug", !options.types.debugFile.empty(), "import or types"},
+                    {"--map", !options.types.map.empty(), "import"},
+                    {"--into", !options.types.table.empty(), "import"},
+                    {"--replace", options.types.replace, "import"},
+                    {"--size", options.types.size.has_value(), "types"},
+                    {"--json", options.json, "show, check or types"}};
+    for (const auto& option : kOptions) {
+        if (!option.given || option.actions.find(options.action) != std::string_view::npos)
+            continue;
+        throw WrongUsage(fmt::format("{}: expected with tags {}, found with tags {}", option.name,
+                                     option.actions, options.action));
+    }
+}
 
 ExitStatus run(const TagsOptions& options) {
+    checkAction(options);
     for (const TagsAction& action : kActions) {
         if (options.action == action.name) return action.run(options);
     }
     return ExitStatus::kWrongUsage;
+}
+
+void addTypeOptions(VerbOptions& verb, TypeOptions& types) {
+    verb.option("--elf", types.library, "The library that has the types").valueName("FILE");
+    verb.option("--debug", types.debugFile,
+                "The library's debug information, or a folder with .build-id in it")
+        .valueName("FILE");
+    verb.option("--into", types.table, "The tag table to import into").valueName("FILE");
+    verb.option("--map", types.map, "Import the pairs in FILE too, TAG = TYPE a line")
+        .valueName("FILE");
+    verb.flag("--replace", types.replace,
+              "Import fields as the type has them, and remove those that it lacks");
+    verb.option("--size", types.size, "List the types of N bytes")
+        .valueName("N")
+        .takes(wholeNumber(0, std::numeric_limits<int32_t>::max()));
 }
 
 }  // namespace
@@ -147,12 +221,13 @@ Action defineTags(VerbOptions& verb) {
     const auto options = std::make_shared<TagsOptions>();
     std::vector<std::string> actions;
     for (const TagsAction& action : kActions) actions.emplace_back(action.name);
-    verb.option("ACTION", options->action, "What to do: show or check")
+    verb.option("ACTION", options->action, "What to do: show, check, import or types")
         .required()
         .takes(oneOf(actions));
-    verb.option("WHAT", options->words, "A tag, a tree or tag tables, as below");
+    verb.option("WHAT", options->words, "Tags, trees, tables, types, as below");
     verb.option("--tags", options->tagsFile, "The table to show").valueName("FILE");
     addFailOn(verb, options->failOn);
+    addTypeOptions(verb, options->types);
     verb.flag("--json", options->json, "One JSON document per table, on one line");
     verb.footer(kFooter);
     return [options] { return run(*options); };

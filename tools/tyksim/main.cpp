@@ -49,7 +49,7 @@ constexpr Verb kVerbs[] = {
     {"diff", "Report the differences between two frames, tasks or trees", tyksim::defineDiff},
     {"copy", "Copy part of a tree, with values changed", tyksim::defineCopy},
     {"sheet", "Make a page to look at a tree", tyksim::defineSheet},
-    {"tags", "Show or check a tag table", tyksim::defineTags},
+    {"tags", "Show and check tag tables, and fill them from a build", tyksim::defineTags},
 };
 
 constexpr const char* kFooter = R"(

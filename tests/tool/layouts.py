@@ -1,0 +1,313 @@
+#!/usr/bin/env python3
+"""Holds what `tyksim tags import` makes of structures against what compilers make of them: of
+structures at random each field's offset and value, for every compiler and architecture at hand; then
+what it says of libraries and names that it cannot take.
+
+  layouts.py TYKSIM [WORD...]     WORDs before TYKSIM's own arguments, such as an emulator
+  SEED=7 layouts.py TYKSIM        other structures
+"""
+import json
+import os
+import pathlib
+import random
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+tyksim = [os.path.abspath(sys.argv[1])] if len(sys.argv) == 2 else sys.argv[1:]
+seed = int(os.environ.get("SEED", "1"))
+COUNT = 24  # structures of a compiler
+COMPILERS = [["gcc"], ["gcc", "-gdwarf-4"], ["clang"], ["clang", "-gdwarf-4"], ["gcc", "-gz"],
+             ["aarch64-linux-gnu-gcc"], ["clang", "--target=aarch64-linux-gnu"],
+             ["clang", "--target=armv7a-linux-gnueabihf"], ["clang", "--target=i686-linux-gnu"],
+             ["clang", "--target=riscv64-linux-gnu"]]
+
+NUMBERS = {"signed char": 7, "unsigned char": 8, "short": 15, "unsigned short": 16, "int": 31,
+           "unsigned int": 32, "long long": 63, "unsigned long long": 64, "long": 31,
+           "_Bool": 1, "float": 0, "double": 0}
+# Not as wide as the type: of such a bit-field clang 14 says that it begins at a whole byte, also where
+# it does not.
+BITS = {"unsigned char": 7, "signed char": 7, "unsigned short": 15, "int": 31,
+        "unsigned int": 31, "long long": 57, "unsigned long long": 57, "_Bool": 1}
+
+
+class Maker:
+    """Structures at random: their source, an initializer for each part, and what must be read."""
+
+    def __init__(self, rng):
+        self.rng = rng
+        self.names = 0
+        self.source = []
+        self.enums = []
+
+    def name(self, letter):
+        self.names += 1
+        return f"{letter}{self.names}"
+
+    def enum(self):
+        name = self.name("E")
+        least = self.rng.choice([0, 0, -40000, -3])
+        numbers = [least, least + 1, self.rng.choice([5, 100, 200, 70000, 2**31 - 1])]
+        packed = " __attribute__((packed))" if self.rng.random() < .3 else ""
+        values = {self.name("V"): number for number in numbers}
+        self.source.append(f"enum{packed} {name} {{ " +
+                           ", ".join(f"{key} = {value}" for key, value in values.items()) + " };")
+        self.enums.append((name, values))
+        return self.enums[-1]
+
+    def dims(self):
+        return [self.rng.randint(1, 3) for _ in range(self.rng.choice([0, 0, 0, 1, 1, 2, 3]))]
+
+    def number(self, kind):
+        if kind in ("float", "double"):
+            return self.rng.randint(-4000, 4000) / 4
+        if kind == "_Bool":
+            return self.rng.randint(0, 1)
+        top = 2 ** NUMBERS[kind]
+        return self.rng.randrange(0 if kind.startswith("unsigned") else -top, top)
+
+    def bits(self, kind, width):
+        if kind == "_Bool" or kind.startswith("unsigned"):
+            return self.rng.randrange(2 ** width)
+        return self.rng.randrange(-2 ** (width - 1), 2 ** (width - 1))
+
+    def filled(self, dims, value):
+        return value() if not dims else [self.filled(dims[1:], value) for _ in range(dims[0])]
+
+    def structure(self, depth):
+        """(source of its members, its parts); a part is (path, value, has an address)."""
+        lines, parts = [], []
+        for _ in range(self.rng.randint(1, 7)):
+            self.member(depth, lines, parts)
+        return lines, parts
+
+    def member(self, depth, lines, parts):
+        kind = self.rng.choice(["number"] * 4 + ["bits"] * 4 + ["text", "enum", "pointer", "pad"] +
+                               ["structure"] * 3 + ["union"] if depth < 3 else ["number", "bits"])
+        name = self.name("m")
+        dims = self.dims()
+        index = "".join(f"[{length}]" for length in dims)
+        if kind == "number":
+            what = self.rng.choice(list(NUMBERS))
+            aligned = " __attribute__((aligned(16)))" if self.rng.random() < .1 else ""
+            lines.append(f"{what} {name}{index}{aligned};")
+            parts.append((name, self.filled(dims, lambda: self.number(what)), True))
+        elif kind == "bits":
+            what = self.rng.choice(list(BITS))
+            width = self.rng.randint(1, BITS[what])
+            lines.append(f"{what} {name} : {width};")
+            parts.append((name, self.bits(what, width), False))
+        elif kind == "pad":
+            lines.append(f"unsigned int : {self.rng.choice([0, 3, 9])};")
+        elif kind == "text":
+            length = self.rng.randint(1, 9)
+            text = "".join(self.rng.choices("abcdefgh", k=self.rng.randint(0, length - 1)))
+            lines.append(f"char {name}{index}[{length}];")
+            parts.append((name, self.filled(dims, lambda: text), True))
+        elif kind == "enum":
+            enum, values = self.enum()
+            lines.append(f"enum {enum} {name}{index};")
+            pick = lambda: (lambda key: {"number": values[key], "name": key})(
+                self.rng.choice(list(values)))
+            parts.append((name, self.filled(dims, pick), True))
+        elif kind == "pointer":
+            lines.append(f"void* {name}{index};")
+        elif kind == "structure":
+            inner_lines, inner_parts = self.structure(depth + 1)
+            packed = " __attribute__((packed))" if self.rng.random() < .3 else ""
+            body = "struct" + packed + " { " + " ".join(inner_lines) + " }"
+            if self.rng.random() < .3:  # without a name, its members are the outer one's
+                lines.append(f"{body};")
+                parts += inner_parts
+                return
+            lines.append(f"{body} {name}{index};")
+            for place in self.places(dims):
+                parts += [(f"{name}{place}.{path}", value, addressed)
+                          for path, value, addressed in inner_parts]
+        elif kind == "union":
+            inner_lines, inner_parts = self.structure(depth + 1)
+            first = self.rng.choice(["int", "double", "unsigned char"])
+            lines.append(f"union {{ {first} {name}; struct {{ {' '.join(inner_lines)} }}; }};")
+            parts.append((name, None, True))
+            # Only the second member of the union is given.
+            parts += inner_parts
+
+    def places(self, dims):
+        if not dims:
+            return [""]
+        return [f"[{i}]{rest}" for i in range(dims[0]) for rest in self.places(dims[1:])]
+
+
+def initializers(path, value):
+    if value is None:
+        return []
+    if isinstance(value, list):
+        return [one for i, item in enumerate(value) for one in initializers(f"{path}[{i}]", item)]
+    if isinstance(value, dict):
+        value = value["number"]
+        return [f".{path} = {value}"]
+    if isinstance(value, str):
+        return [f'.{path} = "{value}"']
+    if value == -2 ** 63:
+        return [f".{path} = -{2 ** 63 - 1}LL - 1"]
+    return [f".{path} = {value}{'' if isinstance(value, float) or abs(value) < 2**31 else 'ULL' if value >= 2**63 else 'LL'}"]
+
+
+def make(rng):
+    """The source of COUNT structures, and their parts."""
+    maker = Maker(rng)
+    structures = []
+    for number in range(COUNT):
+        lines, parts = maker.structure(0)
+        attribute = rng.choice(["", "", " __attribute__((packed))", " __attribute__((aligned(32)))"])
+        # The first member makes sure that there is one with a name.
+        lines.insert(0, "unsigned char first;")
+        parts.insert(0, ("first", number, True))
+        maker.source.append(f"typedef struct{attribute} {{ {' '.join(lines)} }} S{number};")
+        values = ", ".join(one for path, value, _ in parts for one in initializers(path, value))
+        addresses = ", ".join(f"__builtin_offsetof(S{number}, {path})"
+                              for path, _, addressed in parts if addressed)
+        maker.source.append(f'const S{number} v{number} __attribute__((section("values{number}"), '
+                            f"used, aligned(1))) = {{ {values} }};")
+        maker.source.append(f'const unsigned o{number}[] __attribute__((section("offsets{number}"), '
+                            f"used)) = {{ sizeof(S{number}), {addresses} }};")
+        structures.append(parts)
+    return "\n".join(maker.source) + "\n", structures
+
+
+def sections(path):
+    """The bytes of an ELF file's sections by name."""
+    data = pathlib.Path(path).read_bytes()
+    wide = data[4] == 2
+    offset, = struct.unpack_from("<Q" if wide else "<I", data, 40 if wide else 32)
+    size, count, names = struct.unpack_from("<HHH", data, 58 if wide else 46)
+    headers = [struct.unpack_from("<IIQQQQ" if wide else "<IIIIII", data, offset + i * size)
+               for i in range(count)]
+    text = data[headers[names][4]:]
+    return {text[h[0]:text.index(b"\0", h[0])].decode(): data[h[4]:h[4] + h[5]] for h in headers}
+
+
+def run(status, *words):
+    done = subprocess.run([*tyksim, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          text=True, check=False)
+    assert done.returncode == status, (words, done.returncode, done.stdout, done.stderr)
+    return done.stdout + done.stderr
+
+
+def build(source, out, compiler, *flags):
+    subprocess.run([*compiler, "-w", "-Wno-psabi",
+                    "-Wno-packed-bitfield-compat", "-g", *flags, "-o", out, source], check=True)
+
+
+def check(compiler, number):
+    """Structures at random of one compiler."""
+    source, structures = make(random.Random(seed * 1000 + number))
+    pathlib.Path("s.c").write_text(source)
+    build("s.c", "s.o", compiler, "-c")
+    found = sections("s.o")
+    tags, pairs = [], []
+    for i in range(COUNT):
+        tags.append(f'<tag id="{70000 + i}" name="T{i}" size="{len(found[f"values{i}"])}" '
+                    'kind="fixed"/>')
+        pairs.append(f"T{i} = S{i}  ")
+        (frame / f"FCPDT_1_0_1_0_T{i}.bin").write_bytes(found[f"values{i}"])
+    pathlib.Path("t.xml").write_text("<tags>\n" + "\n".join(tags) + "\n</tags>\n")
+    pathlib.Path("map").write_text("# of all tags\n\n" + "\n".join(pairs))
+    run(0, "tags", "import", "--elf", "s.o", "--map", "map", "r", "--into", "t.xml")
+    shown = json.loads(run(0, "show", "r", "--tags", "t.xml", "--json"))
+    values = {one["tag"]: one["fields"] for one in shown["parameters"] if one["tag"][0] == "T"}
+    table = json.loads(run(0, "tags", "show", "--tags", "t.xml", "--json"))
+    tables = {tag["name"]: tag["fields"] for tag in table["tags"]}
+    compared = 0
+    for i, parts in enumerate(structures):
+        line = next(one for one in source.splitlines() if one.endswith(f"}} S{i};"))
+        fields = {one["name"]: one for one in tables[f"T{i}"]}
+        offsets = iter(struct.unpack(f"<{len(found[f'offsets{i}']) // 4}I", found[f"offsets{i}"]))
+        assert next(offsets) == len(found[f"values{i}"])
+        assert set(fields) == {path for path, _, _ in parts}, (compiler, i, fields.keys(), parts)
+        for path, value, addressed in parts:
+            if addressed:
+                assert fields[path]["offset"] == next(offsets), (compiler, i, path, line)
+            if value is not None:
+                assert values[f"T{i}"][path] == value, (compiler, i, path, value,
+                                                        values[f"T{i}"][path], line)
+            compared += 1
+    return compared
+
+
+def check_random():
+    compared, missing = 0, []
+    for number, compiler in enumerate(COMPILERS):
+        if shutil.which(compiler[0]) is None:
+            missing.append(" ".join(compiler))
+            continue
+        compared += check(compiler, number)
+    assert compared > 0, "no compiler is here"
+    print(f"{compared} fields compared, seed {seed}")
+    if missing:
+        print("not here, and so not compared:", ", ".join(missing))
+
+
+WRONG = '''
+namespace a { struct Twice { int x; }; }
+namespace b { struct Twice { int x, y; }; }
+struct Absent;
+struct Params { int gain; float rate; } params;
+a::Twice first;
+b::Twice second;
+Absent* absent;
+'''
+
+# How the library is made, the type, the status, and what must be said.
+WRONG_CALLS = [
+    ("true", "Params", 0, ["added: T.gain", "added: T.rate"]),
+    ("strip -g p.so", "Params", 1, ["expected debug information, found none"]),
+    ("cp p.so whole.so; strip -g p.so", "Params --debug whole.so", 0, ["added: T.rate"]),
+    ("objcopy --only-keep-debug p.so p.debug; strip -g p.so; objcopy --add-gnu-debuglink=p.debug p.so",
+     "Params", 0, ["added: T.rate"]),
+    ("objcopy --only-keep-debug p.so p.debug; strip -g p.so; id=$(readelf -n p.so | sed -n "
+     "'s/.*Build ID: //p'); mkdir -p d/.build-id/${id%${id#??}}; "
+     "mv p.debug d/.build-id/${id%${id#??}}/${id#??}.debug", "Params --debug d", 0,
+     ["added: T.rate"]),
+    ("g++ -g -shared -DX -Wl,--build-id=0x0011223344556677 p.cpp -o whole.so; strip -g p.so",
+     "Params --debug whole.so", 1, ["whole.so: expected the build id ", "found the build id 0011223344556677"]),
+    ("g++ -g -gsplit-dwarf -fPIC -shared p.cpp -o p.so; rm *.dwo", "Params", 1,
+     ["names of .dwo files", "is not there"]),
+    ("head -c 1000 p.so >cut; mv cut p.so", "Params", 1, ["p.so: expected"]),
+    ("cp p.cpp p.so", "Params", 1, ["p.so: expected an ELF file, found a file of another kind"]),
+    (r"printf '\002' | dd of=p.so bs=1 seek=5 conv=notrunc status=none", "Params", 1,
+     ["expected an ELF file of a little-endian architecture"]),
+    ("true", "Parms", 1, ["expected a type Parms, found none; did you mean Params?"]),
+    ("true", "Twice", 1, ["expected one type Twice, found a::Twice of 4 bytes in ",
+                          "b::Twice of 8 bytes in "]),
+    ("true", "b::Twice", 0, ["added: T.y"]),
+    ("true", "a::Twice", 1, ["expected 8 bytes, the size of T, found 4 bytes of a::Twice"]),
+    ("true", "Absent", 1, ["expected the definition of Absent, found only a declaration"]),
+]
+
+
+def check_wrong():
+    """What import says of libraries and types; a table that it refuses to change stays as it was."""
+    table = pathlib.Path("one.xml")
+    before = '<tags>\n  <!-- mine -->\n  <tag id="9" name="T" size="8" kind="fixed"/>\n</tags>\n'
+    pathlib.Path("p.cpp").write_text(WRONG)
+    for prepare, words, status, expected in WRONG_CALLS:
+        build("p.cpp", "p.so", ["g++"], "-shared", "-fPIC", "-Wl,--build-id")
+        subprocess.run(prepare, shell=True, check=True)
+        table.write_text(before)
+        said = run(status, "tags", "import", "--elf", "p.so", f"T={words.split()[0]}",
+                   *words.split()[1:], "--into", "one.xml")
+        for words_of_it in expected:
+            assert words_of_it in said, (prepare, words, said)
+        assert status == 0 or table.read_text() == before, (prepare, words, table.read_text())
+        assert "<!-- mine -->" in table.read_text()
+
+
+with tempfile.TemporaryDirectory() as work:
+    os.chdir(work)
+    run(0, "record", "r", "--frames", "1", "--size", "16x8")
+    frame, = pathlib.Path("r/data/vendor/cameraserver/tykdump/pipe_1").glob("*/*")
+    check_random()
+    check_wrong()

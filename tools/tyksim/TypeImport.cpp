@@ -1,0 +1,334 @@
+#include "tools/tyksim/TypeImport.h"
+
+#include "tags/TableMerge.h"
+#include "tags/TagTable.h"
+#include "tags/dwarf/DebugTypes.h"
+#include "tools/console/Failures.h"
+#include "tools/console/Table.h"
+#include "tools/console/Units.h"
+#include "tools/files/Files.h"
+#include "tools/files/OutputPath.h"
+#include "tools/tyksim/Reading.h"
+#include "tree/read/Escape.h"
+#include "tree/read/FrameListing.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fmt/format.h>
+#include <fnmatch.h>
+#include <map>
+#include <string_view>
+#include <sys/stat.h>
+#include <utility>
+
+namespace tyksim {
+
+namespace {
+
+using tyktags::DebugType;
+using tyktags::DebugTypes;
+using tyktags::MergedTable;
+using tyktags::TableChange;
+using tyktags::TagLayout;
+using tyktags::TypeLayout;
+using tyktree::escaped;
+
+constexpr uint64_t kMostMapBytes = uint64_t{1} << 20;
+constexpr const char* kOtherBuild = "the type is another one, or of another build";
+
+/// A tag and the type that it is of.
+struct Pair {
+    std::string tag;
+    std::string type;
+};
+
+/// What an import is about.
+struct Wanted {
+    std::vector<Pair> pairs;
+    std::vector<std::string> trees;
+};
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r";
+    const size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+    text.remove_prefix(begin);
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+std::optional<Pair> pairOf(std::string_view text) {
+    const size_t equals = text.find('=');
+    if (equals == std::string_view::npos) return std::nullopt;
+    const std::string_view tag = trimmed(text.substr(0, equals));
+    const std::string_view type = trimmed(text.substr(equals + 1));
+    if (tag.empty() || type.empty() || tag.find('/') != std::string_view::npos) return std::nullopt;
+    return Pair{std::string(tag), std::string(type)};
+}
+
+/// The pairs of a file: "TAG = Type" a line, with empty lines and lines of notes behind a '#'.
+std::vector<Pair> readMap(const std::string& path) {
+    const std::vector<uint8_t> bytes = readFile(path, kMostMapBytes);
+    std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    std::vector<Pair> pairs;
+    for (size_t number = 1; !text.empty(); ++number) {
+        const size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view line = trimmed(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+        if (line.empty() || line[0] == '#') continue;
+        const std::optional<Pair> pair = pairOf(line);
+        if (!pair) {
+            throw Failure(fmt::format("{}: line {}: expected TAG = TYPE, found {}", escaped(path),
+                                      number, escaped(line)));
+        }
+        pairs.push_back(*pair);
+    }
+    return pairs;
+}
+
+Wanted wantedOf(const TypeOptions& options) {
+    Wanted wanted;
+    if (!options.map.empty()) wanted.pairs = readMap(options.map);
+    for (const std::string& word : options.words) {
+        if (const std::optional<Pair> pair = pairOf(word)) {
+            wanted.pairs.push_back(*pair);
+        } else if (isFolder(word)) {
+            wanted.trees.push_back(word);
+        } else {
+            throw WrongUsage("tags import: expected TAG=TYPE or a tree, found " + escaped(word));
+        }
+    }
+    if (wanted.pairs.empty()) {
+        throw WrongUsage("tags import: expected TAG=TYPE or --map FILE, found neither");
+    }
+    std::map<std::string, std::string> types;
+    for (const Pair& pair : wanted.pairs) {
+        if (types.emplace(pair.tag, pair.type).second) continue;
+        throw WrongUsage(fmt::format("tags import: expected one type of {}, found {} and {}",
+                                     escaped(pair.tag), escaped(types[pair.tag]),
+                                     escaped(pair.type)));
+    }
+    return wanted;
+}
+
+std::string placeOf(const DebugType& type) {
+    if (type.file.empty()) return escaped(type.unit);
+    return fmt::format("{}:{}", escaped(type.file), type.line);
+}
+
+std::vector<TypeLayout> typesOf(const std::vector<Pair>& pairs, const DebugTypes& types) {
+    std::vector<std::string> names;
+    names.reserve(pairs.size());
+    for (const Pair& pair : pairs) names.push_back(pair.type);
+    return orFail(types.layouts(names));
+}
+
+std::vector<TagLayout> layoutsOf(const std::vector<Pair>& pairs,
+                                 const std::vector<TypeLayout>& types) {
+    std::vector<TagLayout> layouts;
+    for (size_t i = 0; i < pairs.size(); ++i) {
+        layouts.push_back({pairs[i].tag, types[i].type.name, types[i].type.size, types[i].fields});
+    }
+    return layouts;
+}
+
+void printImported(const Pair& pair, const TypeLayout& layout) {
+    printResult(fmt::format("{}: {}, {} bytes, {}", escaped(pair.tag), escaped(layout.type.name),
+                            layout.type.size, placeOf(layout.type)));
+    for (const tyktags::LeftOut& part : layout.leftOut) {
+        printResult(fmt::format("  left out: {}, {}", escaped(part.name), escaped(part.what)));
+    }
+}
+
+/// The sizes of the files that a tree has of a tag.
+struct FileSizes {
+    size_t files = 0;
+    size_t others = 0;       ///< whose size is not the type's
+    std::string other = {};  ///< the first of these
+    uint64_t otherSize = 0;
+};
+
+FileSizes sizesIn(const OpenedTree& tree, const TagLayout& layout) {
+    FileSizes sizes;
+    tyktree::FrameListing listing;
+    for (const tyktree::FrameRef& frame : tree.frames) {
+        if (!listing.read(frame.path())) {
+            throw Failure(fmt::format("{}: cannot be listed: {}", escaped(frame.path()),
+                                      systemReason(listing.error())));
+        }
+        for (const tyktree::FileEntry& file : listing.files()) {
+            if (file.kind != tyktree::FileEntry::Kind::kParameter || !file.regular() ||
+                file.parameter.tagName != layout.tag) {
+                continue;
+            }
+            ++sizes.files;
+            if (file.bytes == layout.size || sizes.others++ > 0) continue;
+            sizes.other = frame.path() + "/" + std::string(file.name);
+            sizes.otherSize = file.bytes;
+        }
+    }
+    return sizes;
+}
+
+/// Holds the sizes of the types against the files of a tree.
+void checkFiles(const std::string& path, const std::vector<TagLayout>& layouts) {
+    static_cast<void>(runReading(nullptr, [&](Reading& reading) {
+        const OpenedTree tree(reading, path, TreeOptions());
+        for (const TagLayout& layout : layouts) {
+            const FileSizes sizes = sizesIn(tree, layout);
+            if (sizes.others > 0) {
+                throw Failure(fmt::format(
+                    "{}: expected {} bytes, the size of {}, found {} ({} of {} files): {}",
+                    escaped(sizes.other), layout.size, escaped(layout.type), sizes.otherSize,
+                    sizes.others, sizes.files, kOtherBuild));
+            }
+            printResult(fmt::format("{}: {} of {} {} this size", escaped(path),
+                                    counted(sizes.files, "file", "files"), escaped(layout.tag),
+                                    sizes.files == 1 ? "has" : "have"));
+        }
+        return ExitStatus::kClean;
+    }));
+}
+
+std::string changeText(const TableChange& change) {
+    const std::string what = escaped(change.what);
+    const std::string before = escaped(change.before);
+    const std::string after = escaped(change.after);
+    switch (change.kind) {
+        case TableChange::Kind::added:
+            return fmt::format("added: {}: {}", what, after);
+        case TableChange::Kind::replaced:
+            return fmt::format("replaced: {}: {} by {}", what, before, after);
+        case TableChange::Kind::removed:
+            return fmt::format("removed: {}: {}", what, before);
+        case TableChange::Kind::kept:
+            break;
+    }
+    if (after.empty()) return fmt::format("kept: {}: {}, which the type lacks", what, before);
+    return fmt::format("kept: {}: {}; the type has {} (--replace takes it)", what, before, after);
+}
+
+/// Prints the changes, and whether the table says something else than the types.
+ExitStatus report(const MergedTable& merged) {
+    ExitStatus status = ExitStatus::kClean;
+    for (const TableChange& change : merged.changes) {
+        printResult(changeText(change));
+        if (change.kind == TableChange::Kind::kept && !change.after.empty()) {
+            status = ExitStatus::kFindings;
+        }
+    }
+    return status;
+}
+
+/// Replaces the table in one step, once what is written reads as a table. A link stays one.
+void writeTable(const std::string& path, const std::string& text) {
+    const std::string target = std::filesystem::canonical(path).string();
+    ResultFile file = ResultFile::replacing(target);
+    struct stat status {};
+    if (::stat(target.c_str(), &status) == 0) {
+        static_cast<void>(::fchmod(file.descriptor(), status.st_mode & 07777));
+    }
+    file.write(text);
+    const auto tags = tyktags::readTagTable(file.temporary());
+    if (!tags.ok()) {
+        tyktags::Problem problem = tags.problem();
+        problem.path = path;
+        fail(problem);
+    }
+    file.commit();
+}
+
+bool matches(const std::string& pattern, const std::string& name) {
+    if (pattern.empty()) return true;
+    const size_t last = name.rfind("::", name.find('<'));
+    return ::fnmatch(pattern.c_str(), name.c_str(), 0) == 0 ||
+           (last != std::string::npos &&
+            ::fnmatch(pattern.c_str(), name.c_str() + last + 2, 0) == 0);
+}
+
+Json jsonOf(const DebugType& type) {
+    Json object = Json::object();
+    addText(object, "name", type.name);
+    object["kind"] = type.keyword;
+    object["size"] = type.size;
+    if (type.file.empty()) {
+        object["file"] = nullptr;
+    } else {
+        addText(object, "file", type.file);
+    }
+    object["line"] = type.line > 0 ? Json(type.line) : Json();
+    return object;
+}
+
+void printTypes(const std::string& path, const std::vector<DebugType>& types, JsonDocument* json) {
+    if (json) {
+        Json members = Json::object();
+        addText(members, "path", path);
+        json->members(members);
+        json->beginList("types");
+        for (const DebugType& type : types) json->item(jsonOf(type));
+        json->endList();
+        return;
+    }
+    Table table{{"bytes", Align::kRight}, {"kind"}, {"type"}, {"file"}};
+    for (const DebugType& type : types) {
+        table.addRow({fmt::to_string(type.size), type.keyword, escaped(type.name), placeOf(type)});
+    }
+    table.print();
+}
+
+DebugTypes open(const TypeOptions& options, const char* action) {
+    if (options.library.empty()) {
+        throw WrongUsage(fmt::format("tags {}: expected --elf FILE, found none", action));
+    }
+    return orFail(DebugTypes::open(options.library, options.debugFile));
+}
+
+}  // namespace
+
+ExitStatus importTypes(const TypeOptions& options) {
+    if (options.table.empty()) {
+        throw WrongUsage("tags import: expected --into FILE, found none");
+    }
+    const Wanted wanted = wantedOf(options);
+    const std::vector<TypeLayout> types = typesOf(wanted.pairs, open(options, "import"));
+    const std::vector<TagLayout> layouts = layoutsOf(wanted.pairs, types);
+    const tyktags::TagTable table =
+        tyktags::examineTagTable(options.table, tyktags::TableSource::file, 1);
+    const tyktags::Result<MergedTable> merged = mergeLayouts(table, layouts, options.replace);
+    if (!merged.ok()) {
+        tyktags::Problem problem = merged.problem();
+        problem.path = options.table;
+        fail(problem);
+    }
+    for (const std::string& tree : wanted.trees) checkFiles(tree, layouts);
+    const bool changed = merged.value().text != table.text;
+    if (changed) writeTable(options.table, merged.value().text);
+    for (size_t i = 0; i < types.size(); ++i) printImported(wanted.pairs[i], types[i]);
+    const ExitStatus status = report(merged.value());
+    if (!changed) printResult(fmt::format("{}: nothing changes", escaped(options.table)));
+    return status;
+}
+
+ExitStatus listTypes(const TypeOptions& options) {
+    if (options.words.size() > 1) {
+        throw WrongUsage("tags types: expected one PATTERN, found " + escaped(options.words[1]) +
+                         " as well");
+    }
+    const std::string pattern = options.words.empty() ? "" : options.words[0];
+    return runReading(options.json ? "tyksim.tags.types" : nullptr, [&](Reading& reading) {
+        const DebugTypes types = open(options, "types");
+        const std::vector<DebugType> list = orFail(types.list([&](const DebugType& type) {
+            return (!options.size || type.size == *options.size) && matches(pattern, type.name);
+        }));
+        if (list.empty()) {
+            const std::string size =
+                options.size ? fmt::format(" of {} bytes", *options.size) : std::string();
+            throw WrongUsage(
+                fmt::format("{}: expected a type{}{}, found none", escaped(types.path()), size,
+                            pattern.empty() ? "" : " whose name fits " + shellWord(pattern)));
+        }
+        printTypes(types.path(), list, reading.json());
+        return ExitStatus::kClean;
+    });
+}
+
+}  // namespace tyksim
