@@ -1,0 +1,261 @@
+#include "python/src/Frames.h"
+
+#include "python/src/Errors.h"
+#include "python/src/Text.h"
+#include "tools/picture/Measures.h"
+#include "tree/read/FileBytes.h"
+#include "tree/read/FrameListing.h"
+#include "tree/read/TagNames.h"
+#include "tree/read/Timeline.h"
+
+#include <climits>
+
+#include <limits>
+#include <pybind11/stl.h>
+#include <utility>
+
+namespace py = pybind11;
+
+namespace tykpython {
+
+namespace {
+
+using tyktree::FileEntry;
+using tyktree::FrameRef;
+
+/// The ranges of an argument; `least` is the smallest number that makes sense.
+tyktree::NumberRanges rangesOf(const char* argument, const std::string& text, int64_t least) {
+    if (text.empty()) return {};
+    auto ranges = tyktree::NumberRanges::parse(text, least);
+    if (ranges.ok()) return std::move(ranges.value());
+    throw py::value_error(std::string(argument) + ": " + toLine(ranges.problem()));
+}
+
+const char* nameOf(tyktree::TreePath::Kind kind) {
+    using Kind = tyktree::TreePath::Kind;
+    switch (kind) {
+        case Kind::kDeviceRoot:
+            return "device";
+        case Kind::kDumpRoot:
+            return "dump";
+        case Kind::kPipe:
+            return "pipe";
+        case Kind::kTask:
+            return "task";
+        case Kind::kFrame:
+            break;
+    }
+    return "frame";
+}
+
+/// Pipe, task, position, request and sof id, path, name and time; None for what the names do not
+/// say.
+py::tuple placeOf(const Frames& frames, size_t index) {
+    const FrameRef& frame = frames.at(index);
+    const tyktree::FrameEntry& entry = *frame.frame;
+    const auto ifNamed = [&entry](int number) {
+        return entry.wellNamed ? py::object(py::int_(number)) : py::object(py::none());
+    };
+    return py::make_tuple(frame.pipe->id, frame.task->position, entry.position,
+                          ifNamed(entry.parsed.requestId), ifNamed(entry.parsed.sofId),
+                          pythonText(frame.path()), pythonText(entry.name),
+                          entry.wellNamed ? py::object(pythonText(isoTime(entry.parsed.stamp)))
+                                          : py::object(py::none()));
+}
+
+/// Task by task: pipe, position, path, name, time, and the range of its frames among all.
+py::list tasksOf(const Frames& frames) {
+    py::list tasks;
+    const std::vector<FrameRef>& refs = frames.refs();
+    for (size_t first = 0; first < refs.size();) {
+        size_t last = first;
+        while (last < refs.size() && refs[last].task == refs[first].task) ++last;
+        const tyktree::TaskEntry& task = *refs[first].task;
+        tasks.append(py::make_tuple(
+            refs[first].pipe->id, task.position, pythonText(task.path), pythonText(task.name),
+            task.parsed ? py::object(pythonText(isoTime(task.parsed->stamp)))
+                        : py::object(py::none()),
+            first, last));
+        first = last;
+    }
+    return tasks;
+}
+
+/// Lists a frame's folder. Damaged where that does not work.
+void list(const FrameRef& frame, tyktree::FrameListing& listing) {
+    const py::gil_scoped_release unlocked;
+    if (listing.read(frame.path())) return;
+    throw Damaged(
+        {frame.path(), "a folder that can be listed", "", tyktags::systemReason(listing.error())});
+}
+
+py::list parametersOf(const Frames& frames, size_t index) {
+    tyktree::FrameListing listing;
+    list(frames.at(index), listing);
+    py::list parameters;
+    for (const FileEntry& file : listing.files()) {
+        if (file.kind != FileEntry::Kind::kParameter) continue;
+        const ParamFileName& name = file.parameter;
+        const tyktags::TagEntry* const tag = frames.tree().table.catalog().byName(name.tagName);
+        parameters.append(py::make_tuple(
+            pythonText(name.tagName), tag ? py::object(py::int_(tag->id)) : py::object(py::none()),
+            name.camId, name.pipe, name.sofId, name.dumpType == kFixedSizeDump ? "fixed" : "block",
+            pythonText(listing.path() + "/" + std::string(file.name)), file.bytes));
+    }
+    return parameters;
+}
+
+/// Path, camera, sof id, width, height and bytes of a frame's image; None where it has none.
+py::object imageOf(const Frames& frames, size_t index) {
+    tyktree::FrameListing listing;
+    list(frames.at(index), listing);
+    const FileEntry* const image = listing.image();
+    if (!image) return py::none();
+    return py::make_tuple(pythonText(listing.path() + "/" + std::string(image->name)),
+                          image->image.camId, image->image.sofId, image->image.width,
+                          image->image.height, image->bytes);
+}
+
+/// The camera of a frame's first file; None where no file says one.
+py::object cameraOf(const Frames& frames, size_t index) {
+    tyktree::FrameListing listing;
+    list(frames.at(index), listing);
+    for (const FileEntry& file : listing.files()) {
+        if (file.kind == FileEntry::Kind::kParameter) return py::int_(file.parameter.camId);
+        if (file.kind == FileEntry::Kind::kImage) return py::int_(file.image.camId);
+    }
+    return py::none();
+}
+
+/// The value of a name in one frame. KeyError where the frame has none, Damaged where it cannot be
+/// read. A tag without a field is its bytes.
+py::object valueOf(const Frames& frames, size_t index, const std::string& name) {
+    const std::string path = frames.at(index).path();
+    const std::vector<tyktree::ValueName> names = frames.resolve({name});
+    tyktree::FrameValue value;
+    {
+        const py::gil_scoped_release unlocked;
+        value = tyktree::FrameValueReader(names).read(frames.at(index)).front();
+    }
+    if (!value.problem.empty()) throw Damaged({path, "", "", value.problem, name});
+    if (value.absent()) {
+        const py::str line = pythonText(path + ": the frame has no " + name);
+        PyErr_SetObject(PyExc_KeyError, line.ptr());
+        throw py::error_already_set();
+    }
+    return pythonValue(value.values, shapeOf(names.front()));
+}
+
+/// All bytes of a file of a tree.
+py::bytes bytesIn(const std::string& path) {
+    std::vector<uint8_t> bytes;
+    {
+        const py::gil_scoped_release unlocked;
+        const uint64_t size = orDamaged(tyktree::readFileBytes(path, INT_MAX, bytes));
+        if (size != bytes.size()) {
+            throw Damaged({path, std::to_string(size) + " bytes", std::to_string(bytes.size())});
+        }
+    }
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace
+
+Frames Frames::open(const std::string& path, const std::string& tags, std::optional<int> pipe,
+                    const tyksim::AssumedPicture& assumed) {
+    tyktree::FrameSelection selection;
+    selection.pipe = pipe;
+    auto read = tyktree::TreeIndex::read(orDamaged(tyktree::resolveTree(path)), pipe);
+    if (!read.ok()) throw py::value_error(toLine(read.problem()));
+    tyktree::TreeIndex index = std::move(read.value());
+    auto catalog =
+        std::make_shared<tyktree::TagCatalog>(orDamaged(tyktree::TagCatalog::find(index, tags)));
+    const auto measures = std::make_shared<tyksim::ImageMeasures>(assumed);
+    return {
+        std::make_shared<OpenTree>(OpenTree{std::move(index), Table(std::move(catalog), measures)}),
+        std::move(selection)};
+}
+
+Frames::Frames(std::shared_ptr<const OpenTree> tree, tyktree::FrameSelection selection)
+    : tree_(std::move(tree)),
+      selection_(std::move(selection)),
+      refs_(tyktree::select(tree_->index, selection_)) {}
+
+Frames Frames::select(const Picked& picked) const {
+    constexpr int64_t kFirstPosition = 1;
+    constexpr int64_t kAnyNumber = std::numeric_limits<int64_t>::min();
+    tyktree::FrameSelection selection;
+    selection.pipe = picked.pipe;
+    selection.task = picked.task;
+    selection.frames = rangesOf("frames", picked.frames, kFirstPosition);
+    selection.requests = rangesOf("requests", picked.requests, kAnyNumber);
+    selection.sofs = rangesOf("sofs", picked.sofs, kAnyNumber);
+    return {tree_, std::move(selection)};
+}
+
+const FrameRef& Frames::at(size_t index) const {
+    if (index >= refs_.size()) throw py::index_error("no such frame");
+    return refs_[index];
+}
+
+const std::vector<std::string>& Frames::tagNames() const {
+    std::call_once(names_->read, [this] { names_->list = tyktree::tagNamesIn(refs_); });
+    return names_->list;
+}
+
+std::vector<tyktree::ValueName> Frames::resolve(const std::vector<std::string>& names) const {
+    const std::vector<std::string>* tagNames = nullptr;
+    {
+        const py::gil_scoped_release unlocked;  // another thread may be reading them
+        tagNames = &this->tagNames();
+    }
+    std::vector<tyktree::ValueName> resolved;
+    resolved.reserve(names.size());
+    for (const std::string& name : names) resolved.push_back(tree_->table.resolve(name, *tagNames));
+    return resolved;
+}
+
+void bindFrames(py::class_<Frames>& frames) {
+    frames
+        .def_static("open",
+                    [](const py::str& path, const py::str& tags, std::optional<int> pipe,
+                       bool uFirst, int stride) {
+                        const std::string pathBytes = bytesOf(path);
+                        const std::string tagsBytes = bytesOf(tags);
+                        tyksim::AssumedPicture assumed;
+                        if (uFirst) assumed.order = tyksim::ChromaOrder::kNv12;
+                        assumed.stride = stride;
+                        const py::gil_scoped_release unlocked;
+                        return Frames::open(pathBytes, tagsBytes, pipe, assumed);
+                    })
+        .def("select",
+             [](const Frames& self, std::optional<int> pipe, std::optional<uint32_t> task,
+                const std::string& picked, const std::string& requests, const std::string& sofs) {
+                 return self.select({pipe, task, picked, requests, sofs});
+             })
+        .def("__len__", [](const Frames& self) { return self.refs().size(); })
+        .def_property_readonly(
+            "kind", [](const Frames& self) { return nameOf(self.tree().index.path().kind); })
+        .def_property_readonly(
+            "path", [](const Frames& self) { return pythonText(self.tree().index.path().path); })
+        .def_property_readonly("table", [](const Frames& self) { return self.tree().table; })
+        .def("is_same_tree",
+             [](const Frames& self, const Frames& other) { return &self.tree() == &other.tree(); })
+        .def("tag_names",
+             [](const Frames& self) {
+                 py::list names;
+                 for (const std::string& name : self.tagNames()) names.append(pythonText(name));
+                 return names;
+             })
+        .def("place", &placeOf)
+        .def("tasks", &tasksOf)
+        .def("parameters", &parametersOf)
+        .def("image", &imageOf)
+        .def("camera", &cameraOf)
+        .def("value", [](const Frames& self, size_t index, const py::str& name) {
+            return valueOf(self, index, bytesOf(name));
+        });
+    frames.def_static("read_file", [](const py::str& path) { return bytesIn(bytesOf(path)); });
+}
+
+}  // namespace tykpython

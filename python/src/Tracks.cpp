@@ -1,0 +1,212 @@
+// Values over many frames as columns.
+#include "python/src/Errors.h"
+#include "python/src/Frames.h"
+#include "python/src/Text.h"
+#include "python/src/Waiting.h"
+#include "tree/read/FileBytes.h"
+#include "tree/read/FrameListing.h"
+
+#include <cstring>
+#include <optional>
+#include <pybind11/stl.h>
+#include <utility>
+
+namespace py = pybind11;
+
+namespace tykpython {
+
+namespace {
+
+using tyktree::FileEntry;
+using tyktree::FrameRef;
+using tyktree::FrameValue;
+using tyktree::ValueName;
+
+py::ssize_t lengthOf(size_t count) {
+    return static_cast<py::ssize_t>(count);
+}
+
+py::array zeros(const py::dtype& type, const std::vector<py::ssize_t>& shape) {
+    py::array array(type, shape);
+    std::memset(array.mutable_data(), 0, static_cast<size_t>(array.nbytes()));
+    return array;
+}
+
+/// One value over the frames. Made with the interpreter's lock, filled without it.
+class TrackColumn {
+public:
+    TrackColumn(const ValueName& name, size_t rows)
+        : shape_(shapeOf(name)), count_(shape_.count()) {
+        mask_ = py::array(py::dtype("?"), std::vector<py::ssize_t>{lengthOf(rows)});
+        missing_ = static_cast<bool*>(mask_.mutable_data());
+        std::fill(missing_, missing_ + rows, true);
+        if (shape_.isText()) {
+            texts_.resize(rows * count_);
+            return;
+        }
+        std::vector<py::ssize_t> sides{lengthOf(rows)};
+        sides.insert(sides.end(), shape_.sides.begin(), shape_.sides.end());
+        data_ = zeros(elementType(shape_), sides);
+        out_ = static_cast<uint8_t*>(data_.mutable_data());
+        size_ = static_cast<size_t>(data_.itemsize());
+    }
+
+    void set(size_t row, const FrameValue& value) {
+        if (value.absent() || !value.problem.empty()) return;
+        missing_[row] = false;
+        if (value.isBlob) {
+            std::memcpy(out_ + row * size_, &value.crc32, sizeof(value.crc32));
+        } else if (shape_.isText()) {
+            for (size_t i = 0; i < value.values.size(); ++i) {
+                texts_[row * count_ + i] = tyktags::toText(value.values[i]);
+            }
+        } else {
+            uint8_t* at = out_ + row * size_ * count_;
+            for (const tyktags::Value& element : value.values) {
+                storeElement(element, shape_.type, at);
+                at += size_;
+            }
+        }
+    }
+
+    /// The values, where they are missing, and of texts, which come as a list, the sides of a
+    /// frame's array.
+    py::tuple result() const {
+        if (!shape_.isText()) return py::make_tuple(data_, mask_, py::none());
+        py::list texts;
+        for (const std::string& text : texts_) texts.append(pythonText(text));
+        return py::make_tuple(texts, mask_, py::cast(shape_.sides));
+    }
+
+private:
+    ValueShape shape_;
+    size_t count_;
+    py::array mask_;
+    py::array data_;
+    std::vector<std::string> texts_;
+    bool* missing_ = nullptr;
+    uint8_t* out_ = nullptr;
+    size_t size_ = 0;
+};
+
+/// Columns in the order of the names, and what could not be read where `masked`; else that is
+/// thrown.
+py::tuple track(const Frames& frames, const std::vector<std::string>& given, bool masked, int jobs,
+                const py::object& progress) {
+    const std::vector<ValueName> names = frames.resolve(given);
+    const std::vector<FrameRef>& refs = frames.refs();
+    std::vector<TrackColumn> columns;
+    columns.reserve(names.size());
+    for (const ValueName& name : names) columns.emplace_back(name, refs.size());
+    std::vector<std::string> problems;
+    Waiting waiting(jobs, progress);
+    const auto take = [&](const std::vector<FrameValue>& row, size_t index) {
+        for (size_t i = 0; i < row.size(); ++i) {
+            columns[i].set(index, row[i]);
+            if (row[i].problem.empty()) continue;
+            tyktags::Problem problem{refs[index].path(), "", "", row[i].problem, names[i].name};
+            if (!masked) throw Damaged(std::move(problem));
+            problems.push_back(toLine(problem));
+        }
+        waiting.count(index + 1, refs.size());
+    };
+    waiting.run([&] {
+        tyktree::forEachInOrder<std::vector<FrameValue>>(
+            refs.size(), waiting.execution(), [&] { return tyktree::FrameValueReader(names); },
+            [&](tyktree::FrameValueReader& reader, std::vector<FrameValue>& row, size_t index) {
+                row = reader.read(refs[index]);
+            },
+            take);
+    });
+    py::list results;
+    for (const TrackColumn& column : columns) results.append(column.result());
+    py::list lines;
+    for (const std::string& problem : problems) lines.append(pythonText(problem));
+    return py::make_tuple(results, lines);
+}
+
+/// Where the frames stand: pipe, task, frame, request and sof id as arrays, and where the last two
+/// and the pipe are not known.
+py::tuple places(const Frames& frames) {
+    const size_t rows = frames.refs().size();
+    std::vector<py::array_t<int64_t>> numbers;
+    for (int i = 0; i < 5; ++i) numbers.emplace_back(lengthOf(rows));
+    py::array_t<bool> unnamed(lengthOf(rows));
+    py::array_t<bool> noPipe(lengthOf(rows));
+    for (size_t row = 0; row < rows; ++row) {
+        const FrameRef& frame = frames.refs()[row];
+        const auto at = lengthOf(row);
+        numbers[0].mutable_at(at) = frame.pipe->id.value_or(0);
+        numbers[1].mutable_at(at) = frame.task->position;
+        numbers[2].mutable_at(at) = frame.frame->position;
+        numbers[3].mutable_at(at) = frame.frame->parsed.requestId;
+        numbers[4].mutable_at(at) = frame.frame->parsed.sofId;
+        unnamed.mutable_at(at) = !frame.frame->wellNamed;
+        noPipe.mutable_at(at) = !frame.pipe->id;
+    }
+    return py::make_tuple(numbers[0], numbers[1], numbers[2], numbers[3], numbers[4], noPipe,
+                          unnamed);
+}
+
+/// A frame's value of a fixed-size tag; none where it has no file of the tag.
+std::optional<std::vector<uint8_t>> recordOf(const FrameRef& frame, const std::string& tag,
+                                             size_t size, tyktree::FrameListing& listing) {
+    if (!listing.read(frame.path())) {
+        throw Damaged({frame.path(), "a folder that can be listed", "",
+                       tyktags::systemReason(listing.error())});
+    }
+    for (const FileEntry& file : listing.files()) {
+        if (file.kind != FileEntry::Kind::kParameter || file.parameter.tagName != tag) continue;
+        const std::string path = listing.path() + "/" + std::string(file.name);
+        std::vector<uint8_t> bytes;
+        const uint64_t found = orDamaged(tyktree::readFileBytes(path, size, bytes));
+        if (found == size && bytes.size() == size) return bytes;
+        throw Damaged({path, std::to_string(size) + " bytes", std::to_string(found)});
+    }
+    return std::nullopt;
+}
+
+/// The values of a tag as records, and where they are missing.
+py::tuple records(const Frames& frames, const std::string& tag, int jobs,
+                  const py::object& progress) {
+    using Record = std::optional<std::vector<uint8_t>>;
+    const py::dtype type = frames.tree().table.recordType(tag);
+    const auto size = static_cast<size_t>(type.itemsize());
+    const std::vector<FrameRef>& refs = frames.refs();
+    py::array data = zeros(type, {lengthOf(refs.size())});
+    py::array_t<bool> mask(lengthOf(refs.size()));
+    auto* const out = static_cast<uint8_t*>(data.mutable_data());
+    bool* const missing = mask.mutable_data();
+    Waiting waiting(jobs, progress);
+    waiting.run([&] {
+        tyktree::forEachInOrder<Record>(
+            refs.size(), waiting.execution(), [] { return tyktree::FrameListing(); },
+            [&](tyktree::FrameListing& listing, Record& record, size_t index) {
+                record = recordOf(refs[index], tag, size, listing);
+            },
+            [&](const Record& record, size_t index) {
+                missing[index] = !record;
+                if (record && size > 0) std::memcpy(out + index * size, record->data(), size);
+                waiting.count(index + 1, refs.size());
+            });
+    });
+    return py::make_tuple(data, mask);
+}
+
+}  // namespace
+
+void bindTracks(py::class_<Frames>& frames) {
+    frames.def("track", [](const Frames& self, const std::vector<py::str>& names, bool masked,
+                           int jobs, const py::object& progress) {
+        std::vector<std::string> given;
+        for (const py::str& name : names) given.push_back(bytesOf(name));
+        return track(self, given, masked, jobs, progress);
+    });
+    frames.def("places", &places);
+    frames.def("records",
+               [](const Frames& self, const py::str& tag, int jobs, const py::object& progress) {
+                   return records(self, bytesOf(tag), jobs, progress);
+               });
+}
+
+}  // namespace tykpython

@@ -1,0 +1,120 @@
+#include "python/src/TreeWriter.h"
+
+#include "core/TreeNames.h"
+#include "python/src/Errors.h"
+#include "python/src/Text.h"
+#include "tools/edit/TreeCopy.h"
+#include "tools/files/CloneFile.h"
+#include "tree/read/FrameListing.h"
+
+#include <fmt/format.h>
+#include <pybind11/stl.h>
+#include <utility>
+
+namespace py = pybind11;
+
+namespace tykpython {
+
+namespace {
+
+using tyktree::FileEntry;
+using tyktree::FrameRef;
+
+/// Which camera and sof id an image of the frame bears: its image's, or else its files'.
+ImageFileName imageNameOf(const FrameRef& frame) {
+    tyktree::FrameListing listing;
+    static_cast<void>(listing.read(frame.path()));  // copying the frame says why not
+    if (const FileEntry* const image = listing.image()) return image->image;
+    for (const FileEntry& file : listing.files()) {
+        if (file.kind != FileEntry::Kind::kParameter) continue;
+        return {file.parameter.sofId, file.parameter.camId, 0, 0};
+    }
+    return {frame.frame->parsed.sofId, 0, 0, 0};
+}
+
+}  // namespace
+
+TreeWriter::TreeWriter(const std::string& out, Frames like)
+    : like_(std::move(like)),
+      folder_(std::in_place,
+              tyksim::OutputRequest{out, tyktree::foldersOf(like_.tree().index), false}) {}
+
+tyksim::OutputFolder& TreeWriter::folder() {
+    if (folder_ && !failed_) return *folder_;
+    throw py::value_error("the writer is closed, or a frame could not be added");
+}
+
+void TreeWriter::add(size_t index, const std::optional<NewImage>& image,
+                     const std::vector<std::string>& settings) {
+    folder();
+    const FrameRef& frame = like_.at(index);
+    if (known_.count(frame.frame) != 0) {
+        throw py::value_error(frame.path() + ": was added before");
+    }
+    for (const std::string& setting : settings) {
+        static_cast<void>(like_.resolve({setting.substr(0, setting.find('='))}));
+    }
+    failed_ = true;
+    {
+        const py::gil_scoped_release unlocked;
+        copy(frame, image, settings);
+    }
+    failed_ = false;
+    known_.insert(frame.frame);
+    added_.push_back(frame);
+}
+
+void TreeWriter::copy(const FrameRef& frame, const std::optional<NewImage>& image,
+                      const std::vector<std::string>& settings) {
+    tyksim::CopyOptions options;
+    options.images = !image;
+    const tyksim::Edits edits(settings, like_.tree().table.catalog(), like_.tagNames());
+    edits.requireFiles({frame}, [](const FileEntry&) { return true; });
+    const tyksim::TreeCopy copy(folder_->path(), options, edits);
+    const tyksim::FrameCopy copied = copy.copyFrame(frame, {});
+    if (!copied.problems.empty()) throw Damaged({frame.path(), "", "", copied.problems.front()});
+    if (!image) return;
+    const ImageFileName name = imageNameOf(frame);
+    const std::string path =
+        imageFilePath(copy.folderOf(frame), name.sofId, name.camId, image->width, image->height);
+    tyksim::writeNewFile(path, image->bytes);
+}
+
+void TreeWriter::commit() {
+    tyksim::OutputFolder& out = folder();
+    if (added_.empty()) throw py::value_error("expected at least one frame, none was added");
+    const py::gil_scoped_release unlocked;
+    const tyksim::Edits none;
+    const tyksim::CopyOptions options;
+    tyksim::TreeCopy copy(out.path(), options, none);
+    const tyktree::TreeIndex& index = like_.tree().index;
+    const std::vector<std::string> problems =
+        copy.prepare(index, added_, like_.tree().table.catalog());
+    if (!problems.empty()) throw Damaged({index.path().path, "", "", problems.front()});
+    out.commit();
+    folder_.reset();
+}
+
+void bindWriter(py::module_& module) {
+    py::class_<TreeWriter>(module, "TreeWriter")
+        .def(py::init([](const py::str& out, const Frames& like) {
+            return std::make_unique<TreeWriter>(bytesOf(out), like);
+        }))
+        .def("add",
+             [](TreeWriter& self, size_t index, const py::object& image,
+                const std::vector<py::str>& settings) {
+                 std::optional<NewImage> given;
+                 if (!image.is_none()) {
+                     const auto [width, height, bytes] =
+                         image.cast<std::tuple<int, int, py::bytes>>();
+                     given = NewImage{width, height, bytes};
+                 }
+                 std::vector<std::string> words;
+                 for (const py::str& setting : settings) words.push_back(bytesOf(setting));
+                 self.add(index, given, words);
+             })
+        .def("commit", &TreeWriter::commit)
+        .def("close", &TreeWriter::close);
+}
+
+}  // namespace tykpython

@@ -1,0 +1,274 @@
+"""Findings and differences as values."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass, field
+from typing import TYPE_CHECKING, Any, Optional, Sequence, Union
+
+from . import _core
+from ._progress import Progress, shown
+
+if TYPE_CHECKING:
+    from ._trees import Frame, Task, Tree
+
+    Side = Union[Tree, Task, Frame]
+
+
+@dataclass(frozen=True)
+class Finding:
+    """One thing that is not as it should be.
+
+    Attributes:
+        rule: stable name, such as "image-short"; docs/check.md has them all.
+        severity: "error", "warning" or "note".
+        path: of the file or folder.
+        expected, found: what should be there and what is.
+        reason: the system's words; "" where there are none.
+        hint: what to do about it.
+        pipe, task, frame: where it is; None for what it does not belong to.
+    """
+
+    rule: str
+    severity: str
+    path: str
+    expected: str
+    found: str
+    reason: str
+    hint: str
+    pipe: Optional[int]
+    task: Optional[int]
+    frame: Optional[int]
+
+    def __str__(self) -> str:
+        parts = [f"expected {self.expected}" if self.expected else "",
+                 f"found {self.found}" if self.found else ""]
+        said = ", ".join(part for part in parts if part)
+        return ": ".join(part for part in (self.rule, self.path, said, self.reason) if part)
+
+
+class Findings(list[Finding]):
+    """Findings in the order in which they were made."""
+
+    def __init__(self, entries: Sequence[tuple[Any, ...]] = ()) -> None:
+        super().__init__(Finding(*entry) for entry in entries)
+
+    def of(self, severity: str) -> list[Finding]:
+        """Those of one severity."""
+        return [finding for finding in self if finding.severity == severity]
+
+    @property
+    def ok(self) -> bool:
+        """Whether there is no error and no warning."""
+        return all(finding.severity == "note" for finding in self)
+
+    def __repr__(self) -> str:
+        if not self:
+            return "<tyksim.Findings: none>"
+        return "\n".join(f"{finding.severity}: {finding}" for finding in self)
+
+    def _repr_html_(self) -> str:
+        from ._notebook import findings_html
+
+        return findings_html(self)
+
+
+@dataclass(frozen=True)
+class ValueDifference:
+    """A value that is not the same: its name, and what A and B have."""
+
+    name: str
+    a: Any
+    b: Any
+
+
+@dataclass(frozen=True)
+class ContentDifference:
+    """A parameter or another file that is not the same.
+
+    Attributes:
+        name: of the tag or the file.
+        in_a, in_b: which sides have it.
+        size_a, size_b: bytes.
+        different: bytes that differ or that one side alone has.
+        fields: the fields that differ, where they are known.
+    """
+
+    name: str
+    in_a: bool
+    in_b: bool
+    size_a: int
+    size_b: int
+    different: int
+    fields: list[ValueDifference] = field(default_factory=list)
+
+
+@dataclass(frozen=True)
+class PlaneDifference:
+    """How far samples of one kind are apart.
+
+    Attributes:
+        psnr: in dB; infinite where all samples are equal.
+        max: largest difference.
+        mean: difference without its sign.
+        pixels: samples further apart than the tolerance.
+    """
+
+    psnr: float
+    max: int
+    mean: float
+    pixels: int
+
+
+@dataclass(frozen=True)
+class ImageDifference:
+    """Images that are not the same; a plane is None where nothing of it was compared."""
+
+    in_a: bool
+    in_b: bool
+    size_a: tuple[int, int]
+    size_b: tuple[int, int]
+    camera: int
+    y: Optional[PlaneDifference]
+    u: Optional[PlaneDifference]
+    v: Optional[PlaneDifference]
+
+
+@dataclass(frozen=True)
+class FrameDifference:
+    """Two frames that belong together and are not the same, or one without its counterpart.
+
+    Attributes:
+        a, b: the frames; None where a side has none.
+        tags: parameters that differ.
+        scene: values of the scene record that differ.
+        images: images that differ.
+        files: other files that differ.
+        names: pairs of names of files that belong together and are not the same.
+        moved: it stands in another order.
+        problems: what could not be read.
+    """
+
+    a: Optional[Frame]
+    b: Optional[Frame]
+    tags: list[ContentDifference]
+    scene: list[ValueDifference]
+    images: list[ImageDifference]
+    files: list[ContentDifference]
+    names: list[tuple[str, str]]
+    moved: bool
+    problems: list[str]
+
+    @property
+    def image(self) -> Optional[ImageDifference]:
+        """The first image that differs; None where none does."""
+        return self.images[0] if self.images else None
+
+
+@dataclass(frozen=True)
+class Diff:
+    """What ``tyksim diff`` says of two trees, tasks or frames.
+
+    Attributes:
+        same: all frames of both sides were matched, read, and are the same.
+        matched: frames that both sides have.
+        frames: the pairs that are not the same, in order.
+        tuning: tuning copies that are not the same.
+    """
+
+    matched: int
+    frames: list[FrameDifference]
+    tuning: list[ContentDifference]
+
+    @property
+    def same(self) -> bool:
+        return self.matched > 0 and not self.frames and not self.tuning
+
+    def __bool__(self) -> bool:
+        """Whether there is a difference."""
+        return not self.same
+
+    def __repr__(self) -> str:
+        if self.same:
+            return f"<tyksim.Diff: {self.matched} frames, the same>"
+        return f"<tyksim.Diff: {self.matched} frames matched, {len(self.frames)} not the same>"
+
+    def _repr_html_(self) -> str:
+        from ._notebook import diff_html
+
+        return diff_html(self)
+
+
+def _values(entries: list[tuple[Any, ...]]) -> list[ValueDifference]:
+    return [ValueDifference(*entry) for entry in entries]
+
+
+def _contents(entries: list[tuple[Any, ...]]) -> list[ContentDifference]:
+    return [
+        ContentDifference(name, in_a, in_b, size_a, size_b, different, _values(fields))
+        for name, in_a, in_b, size_a, size_b, different, fields in entries
+    ]
+
+
+def _plane(entry: Optional[tuple[Any, ...]]) -> Optional[PlaneDifference]:
+    return None if entry is None else PlaneDifference(*entry)
+
+
+def _image(entry: tuple[Any, ...]) -> ImageDifference:
+    in_a, in_b, size_a, size_b, camera, planes = entry
+    y, u, v = planes or (None, None, None)
+    return ImageDifference(in_a, in_b, size_a, size_b, camera, _plane(y), _plane(u), _plane(v))
+
+
+def _tree(side: Side) -> Tree:
+    """The tree of a side: a task or a frame is the tree that its folder is."""
+    from ._trees import Tree
+
+    if isinstance(side, Tree):
+        return side
+    _, tags, _, order, stride = side._tree._options
+    table = tags or side._tree.tags_path or ""
+    return Tree(side.path, table, None, order, stride)
+
+
+def diff(
+    a: Side,
+    b: Side,
+    *,
+    match: str = "request",
+    tolerance: int = 0,
+    ignore: Sequence[str] = (),
+    jobs: int = 0,
+    progress: Progress = False,
+) -> Diff:
+    """How two trees, tasks or frames differ.
+
+    Args:
+        match: how frames belong together: by "request" id or by "order".
+        tolerance: samples that differ by at most so much count as the same, 0 to 255.
+        ignore: names of what is left out: TAG, TAG.field, a field of the scene record, "image", or
+            "sof" for the sof ids in names of files.
+        jobs: threads; 0 takes one per core.
+        progress: True writes a line to standard error; a function gets (done, of).
+    """
+    from ._trees import Frame
+
+    if match not in ("request", "order"):
+        raise ValueError(f"match: expected 'request' or 'order', found {match!r}")
+    if not 0 <= tolerance <= 255:
+        raise ValueError(f"tolerance: expected 0 to 255, found {tolerance}")
+    one, other = _tree(a), _tree(b)
+    order, stride = one._options[3:5]
+    matched, pairs, tuning = _core.diff(
+        one._frames, other._frames, match == "order", tolerance, list(ignore), stride,
+        order == "nv12", jobs, shown(progress, "compared"),
+    )
+    frames = [
+        FrameDifference(
+            None if first is None else Frame(one, first),
+            None if second is None else Frame(other, second),
+            _contents(tags), _values(scene), [_image(image) for image in images], _contents(files),
+            names, moved, problems,
+        )
+        for first, second, tags, scene, images, files, names, moved, problems in pairs
+    ]
+    return Diff(matched, frames, _contents(tuning))

@@ -1,0 +1,80 @@
+"""The program tyksim, for what it alone does."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Iterable
+from typing import TYPE_CHECKING
+
+from ._errors import Error
+
+if TYPE_CHECKING:
+    from ._trees import Tree
+
+_FINISHED = (0, 3)  # clean, and finished with findings
+
+
+def program() -> str:
+    """The program: $TYKSIM, else the tyksim in $PATH. Error where there is none."""
+    import shutil
+
+    named = os.environ.get("TYKSIM") or "tyksim"
+    found = shutil.which(named)
+    if found is None:
+        raise Error(
+            f"{named}: no such program; install the package tyksim, or name it by the "
+            "environment's variable TYKSIM"
+        )
+    return found
+
+
+def run(words: list[str]) -> None:
+    """Runs a verb. Error, with what it says, where it does not finish."""
+    import subprocess
+
+    result = subprocess.run([program(), *words], capture_output=True, text=True, errors="replace")
+    if result.returncode not in _FINISHED:
+        said = result.stderr.strip() or f"ended with status {result.returncode}"
+        raise Error(said)
+
+
+def feed(words: list[str], pieces: Iterable[bytes]) -> None:
+    """Runs a verb that reads ``pieces`` from its standard input, as run() does."""
+    import subprocess
+    import tempfile
+
+    with tempfile.TemporaryFile() as said:
+        process = subprocess.Popen(
+            [program(), *words], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=said
+        )
+        assert process.stdin is not None
+        try:
+            with process.stdin:
+                for piece in pieces:
+                    process.stdin.write(piece)
+        except BrokenPipeError:
+            pass  # it says why
+        except BaseException:
+            process.terminate()
+            process.wait()
+            raise
+        if process.wait() in _FINISHED:
+            return
+        said.seek(0)
+        text = said.read().decode("utf-8", "replace").strip()
+        raise Error(text or f"ended with status {process.returncode}")
+
+
+def selection_options(tree: Tree) -> list[str]:
+    """A tree as words of a command line: its path and what picks its frames."""
+    path, tags, pipe, order, stride = tree._options
+    options = {"tags": tags or None, "pipe": pipe, **tree._picked}
+    words = [path]
+    for name, value in options.items():
+        if value is not None:
+            words += [f"--{name}", str(value)]
+    if order != "nv21":
+        words += ["--order", order]
+    if stride:
+        words += ["--stride", str(stride)]
+    return words

@@ -1,0 +1,138 @@
+"""Values over many frames as columns."""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING, Any, Iterator, Mapping, Optional
+
+import numpy as np
+
+if TYPE_CHECKING:
+    import pandas
+
+    from ._trees import Tree
+
+    Column = np.ma.MaskedArray[Any, Any]
+
+_ma: Any = np.ma  # numpy has no types for it yet
+
+
+def _masked(data: Any, mask: Any, sides: Optional[list[int]] = None) -> Column:
+    """A column; texts come as a list, and the sides of a frame's array of them."""
+    values = data
+    if sides is not None:
+        values = np.array(data, dtype=np.str_).reshape(len(mask), *sides)
+    column: Column = _ma.MaskedArray(values, _mask_of(values, mask))
+    return column
+
+
+def _mask_of(values: Any, mask: Any) -> Any:
+    """The mask of each value, for all of its elements and fields."""
+    if values.dtype.names is not None:
+        whole = np.zeros(values.shape, dtype=_ma.make_mask_descr(values.dtype))
+        for name in values.dtype.names:
+            field = whole[name]
+            field[...] = mask.reshape(mask.shape + (1,) * (field.ndim - 1))
+        return whole
+    shape = mask.shape + (1,) * (values.ndim - 1)
+    return np.broadcast_to(mask.reshape(shape), values.shape).copy()
+
+
+class Track(Mapping[str, "Column"]):
+    """Values from frame to frame, indexed by name.
+
+    A column is a masked array with one value a frame: shape (N,), or (N, ...) for a field that is
+    an array. A value that its frame does not have is masked. Whole numbers keep their type, floats
+    are float64 with the numbers that ``tyksim track`` prints, texts are str; of a tag without
+    fields it is the CRC-32.
+
+    Attributes:
+        pipes, tasks, frames, requests, sofs: where each row's frame stands and its ids, int64;
+            masked where a folder's name does not say.
+        units: the unit of each name; "" where the tag table has none.
+        labels: of each name what its numbers are called, as the tag table's enum has it.
+        problems: what could not be read, where track() was told to mask that.
+    """
+
+    def __init__(
+        self, tree: Tree, names: tuple[str, ...], result: tuple[list[Any], list[str]]
+    ) -> None:
+        columns, self.problems = result
+        self._tree = tree
+        self._columns = {name: _masked(*column) for name, column in zip(names, columns)}
+        described = tree._frames.table.describe(list(names), tree._frames.tag_names())
+        self.units = {name: unit for name, (unit, _) in zip(names, described)}
+        self.labels = {name: labels for name, (_, labels) in zip(names, described)}
+        pipes, tasks, frames, requests, sofs, no_pipe, unnamed = tree._frames.places()
+        self.pipes: Column = _ma.MaskedArray(pipes, no_pipe)
+        self.tasks: Column = _ma.MaskedArray(tasks)
+        self.frames: Column = _ma.MaskedArray(frames)
+        self.requests: Column = _ma.MaskedArray(requests, unnamed)
+        self.sofs: Column = _ma.MaskedArray(sofs, unnamed)
+
+    @property
+    def names(self) -> tuple[str, ...]:
+        """The names, in the order in which they were asked for."""
+        return tuple(self._columns)
+
+    def __getitem__(self, name: str) -> Column:
+        try:
+            return self._columns[name]
+        except KeyError:
+            raise KeyError(f"{name}: not tracked; there is {', '.join(self.names)}") from None
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._columns)
+
+    def __len__(self) -> int:
+        return len(self._columns)
+
+    def to_pandas(self) -> pandas.DataFrame:
+        """A DataFrame with a row a frame; needs pandas.
+
+        The index has the levels pipe, task and frame; request and sof are levels, too. An
+        array becomes a column an element, ``name[0]`` and so on. A column with missing
+        values has one of pandas' types that allow them.
+        """
+        import pandas
+
+        levels = {
+            "pipe": self.pipes,
+            "task": self.tasks,
+            "frame": self.frames,
+            "request": self.requests,
+            "sof": self.sofs,
+        }
+        index = pandas.MultiIndex.from_arrays(
+            [_series(level) for level in levels.values()], names=list(levels)
+        )
+        columns = {}
+        for name, column in self._columns.items():
+            if column.ndim == 1:
+                columns[name] = _series(column)
+                continue
+            for place in np.ndindex(column.shape[1:]):
+                indices = "".join(f"[{index}]" for index in place)
+                columns[name + indices] = _series(column[(slice(None), *place)])
+        return pandas.DataFrame(columns, index=index)
+
+    def __repr__(self) -> str:
+        return f"<tyksim.Track of {', '.join(self.names)} over {len(self.frames)} frames>"
+
+    def _repr_html_(self) -> str:
+        from ._notebook import track_html
+
+        return track_html(self)
+
+
+def _series(column: Column) -> Any:
+    """A column as pandas takes it."""
+    import pandas
+
+    if not _ma.is_masked(column):
+        return column.data
+    mask = _ma.getmaskarray(column)
+    if column.dtype.kind in "iu":
+        return pandas.arrays.IntegerArray(column.data.copy(), mask)
+    values = column.data.astype(object if column.dtype.kind == "U" else float)
+    values[mask] = None if column.dtype.kind == "U" else np.nan
+    return values

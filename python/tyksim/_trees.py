@@ -1,0 +1,562 @@
+"""Trees, tasks, frames and parameters."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Iterator, Mapping, Sequence
+from datetime import datetime
+from typing import TYPE_CHECKING, Any, Optional, Union, overload
+
+from . import _core
+from ._images import Image, _Stored
+from ._progress import Progress, shown
+
+if TYPE_CHECKING:
+    import numpy as np
+
+    from ._findings import Diff, Findings
+    from ._tracks import Column, Track
+
+    Path = Union[str, os.PathLike[str]]
+    Ranges = Union[str, int, None]
+
+_ORDERS = ("nv21", "nv12")
+
+
+def open(
+    path: Path,
+    *,
+    tags: Optional[Path] = None,
+    pipe: Optional[int] = None,
+    order: str = "nv21",
+    stride: int = 0,
+) -> Tree:
+    """Opens a tree, or any part of one.
+
+    Args:
+        path: a device root, dump root, pipe, task or frame folder.
+        tags: a tag table; otherwise the tags.xml beside the tree counts, where there is one.
+        pipe: only this pipe, by its id.
+        order: "nv21" or "nv12", how chroma is stored in image files.
+        stride: bytes from one row of an image file to the next; 0 means no gaps.
+
+    Raises:
+        FileNotFoundError: nothing stands at ``path`` or ``tags``.
+        DamagedError: it is no part of a tree, or the tag table cannot be read.
+        ValueError: the tree has no such pipe.
+
+    Folders are listed, no file of a frame is opened.
+    """
+    if order not in _ORDERS:
+        raise ValueError(f"order: expected {' or '.join(_ORDERS)}, found {order!r}")
+    table = "" if tags is None else os.fspath(tags)
+    return Tree(os.fspath(path), table, pipe, order, stride)
+
+
+def _text(ranges: Ranges) -> str:
+    return "" if ranges is None else str(ranges)
+
+
+class Tree:
+    """A dump tree, or part of one; made by open() and select().
+
+    Immutable; any number of threads may use one. Pickling keeps the path and the options: the tree
+    is opened again where it is unpickled.
+    """
+
+    __slots__ = ("_frames", "_options", "_picked", "_tasks")
+
+    def __init__(
+        self,
+        path: str,
+        tags: str,
+        pipe: Optional[int],
+        order: str,
+        stride: int,
+        picked: Optional[dict[str, Any]] = None,
+        opened: Optional[_core.Frames] = None,
+    ) -> None:
+        self._options = (os.path.abspath(path), tags and os.path.abspath(tags), pipe, order, stride)
+        self._picked = {} if picked is None else picked
+        if opened is None:
+            for given in (path, tags):
+                if given:
+                    os.stat(given)  # a FileNotFoundError, where nothing stands there
+            opened = _core.Frames.open(path, tags, pipe, order == "nv12", stride)
+        if self._picked:
+            opened = opened.select(
+                self._picked.get("pipe", pipe),
+                self._picked.get("task"),
+                *(_text(self._picked.get(name)) for name in ("frames", "requests", "sofs")),
+            )
+        self._frames = opened
+        self._tasks = [Task(self, *entry) for entry in opened.tasks()]
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return Tree, (*self._options, self._picked)
+
+    @property
+    def path(self) -> str:
+        """The folder that was opened, absolute."""
+        return self._frames.path
+
+    @property
+    def kind(self) -> str:
+        """What the folder is: "device", "dump", "pipe", "task" or "frame"."""
+        return self._frames.kind
+
+    @property
+    def tags_path(self) -> Optional[str]:
+        """The tag table; None where there is none."""
+        return self._frames.table.path or None
+
+    @property
+    def frames(self) -> Frames:
+        """The frames, in order."""
+        return Frames(self, 0, len(self._frames))
+
+    @property
+    def tasks(self) -> list[Task]:
+        """The tasks that have frames, in order."""
+        return list(self._tasks)
+
+    def select(
+        self,
+        frames: Ranges = None,
+        requests: Ranges = None,
+        sofs: Ranges = None,
+        *,
+        pipe: Optional[int] = None,
+        task: Optional[int] = None,
+    ) -> Tree:
+        """The tree with some of its frames alone.
+
+        Args:
+            frames: positions within a task, from 1, such as "3..9,12".
+            requests: request ids, in the same way.
+            sofs: sof ids, in the same way.
+            pipe: a pipe, by its id.
+            task: a task, by its position in its pipe, from 1.
+
+        Raises:
+            ValueError: what is given are no ranges, or the tree was selected by the same kind of
+                number before.
+        """
+        given = {
+            "frames": frames, "requests": requests, "sofs": sofs, "pipe": pipe, "task": task,
+        }
+        picked = dict(self._picked)
+        for name, value in given.items():
+            if value is None:
+                continue
+            if name in picked:
+                raise ValueError(f"{name}: an earlier select() picked by it")
+            picked[name] = value
+        return Tree(*self._options, picked, self._frames)
+
+    def track(
+        self,
+        *names: str,
+        damaged: str = "raise",
+        jobs: int = 0,
+        progress: Progress = False,
+    ) -> Track:
+        """Values over the frames, as columns.
+
+        Args:
+            names: TAG.field, TAG.field[2], TAG, a field of the scene record, or a measure such as
+                image.mean.
+            damaged: "raise" a DamagedError at the first value that cannot be read, or "mask" such
+                values and list them in ``problems``.
+            jobs: threads; 0 takes one per core.
+            progress: True writes a line to standard error; a function gets (done, of).
+
+        Raises:
+            KeyError: a name stands for nothing; the text has the nearest.
+        """
+        from ._tracks import Track
+
+        if damaged not in ("raise", "mask"):
+            raise ValueError(f"damaged: expected 'raise' or 'mask', found {damaged!r}")
+        result = self._frames.track(
+            list(names), damaged == "mask", jobs, shown(progress, "read")
+        )
+        return Track(self, names, result)
+
+    def array(self, tag: str, *, jobs: int = 0, progress: Progress = False) -> Column:
+        """The values of a fixed-size tag as a masked structured array of shape (N,).
+
+        The type comes from the tag table: fields by name, little-endian, at their places. A frame
+        without the tag is masked.
+
+        Raises:
+            KeyError: the tag table does not have the tag.
+            ValueError: the tag is a block, or nothing is known of its fields.
+            DamagedError: a file has another size than the tag.
+        """
+        from ._tracks import _masked
+
+        return _masked(*self._frames.records(tag, jobs, shown(progress, "read")))
+
+    def check(self, *, deep: bool = False, jobs: int = 0, progress: Progress = False) -> Findings:
+        """What ``tyksim check`` finds.
+
+        Args:
+            deep: read contents, too.
+            jobs, progress: as of track().
+        """
+        from ._findings import Findings
+
+        return Findings(self._frames.check(deep, jobs, shown(progress, "checked")))
+
+    def diff(self, other: Union[Tree, Task, Frame], **options: Any) -> Diff:
+        """How the tree differs from another; see tyksim.diff()."""
+        from ._findings import diff
+
+        return diff(self, other, **options)
+
+    def sheet(
+        self, path: Path, *, against: Union[Tree, Path, None] = None, force: bool = False
+    ) -> Findings:
+        """Makes the page of ``tyksim sheet`` at ``path`` and returns what check() finds.
+
+        Args:
+            against: a second tree to put beside this one.
+            force: replace an earlier page.
+
+        Runs the program tyksim. Raises tyksim.Error, with what it says, where it fails.
+        """
+        from ._program import selection_options, run
+
+        words = ["sheet", *selection_options(self), "-o", os.fspath(path)]
+        if against is not None:
+            words += ["--against", against.path if isinstance(against, Tree) else os.fspath(against)]
+        if force:
+            words.append("--force")
+        run(words)
+        return self.check()
+
+    def __len__(self) -> int:
+        """Number of frames."""
+        return len(self._frames)
+
+    def __repr__(self) -> str:
+        picked = "".join(f" {name}={value}" for name, value in self._picked.items())
+        return f"<tyksim.Tree {self.path} {self.kind}{picked}: {len(self)} frames>"
+
+    def _repr_html_(self) -> str:
+        from ._notebook import tree_html
+
+        return tree_html(self)
+
+
+class Task:
+    """A task's frames.
+
+    Attributes:
+        pipe: id of its pipe; None in a folder of no pipe.
+        position: within the pipe, from 1.
+        path: of its folder.
+        name: of its folder.
+        time: when it was recorded, local time of the device; None where the name does not say.
+    """
+
+    __slots__ = ("_first", "_last", "_tree", "name", "path", "pipe", "position", "time")
+
+    def __init__(
+        self,
+        tree: Tree,
+        pipe: Optional[int],
+        position: int,
+        path: str,
+        name: str,
+        time: Optional[str],
+        first: int,
+        last: int,
+    ) -> None:
+        self._tree = tree
+        self.pipe = pipe
+        self.position = position
+        self.path = path
+        self.name = name
+        self.time = _time(time)
+        self._first = first
+        self._last = last
+
+    @property
+    def frames(self) -> Frames:
+        """The frames, in order."""
+        return Frames(self._tree, self._first, self._last)
+
+    def __len__(self) -> int:
+        """Number of frames."""
+        return self._last - self._first
+
+    def __repr__(self) -> str:
+        return f"<tyksim.Task {self.position} {self.name}: {len(self)} frames>"
+
+
+def _time(text: Optional[str], year: Optional[int] = None) -> Optional[datetime]:
+    """The time that a folder's name says; None where it says none that a calendar has."""
+    if text is None:
+        return None
+    if text[4:5] != "-":
+        text = f"{year or 1900:04}-{text}"
+    try:
+        return datetime.fromisoformat(text)
+    except ValueError:
+        return None
+
+
+class Frames(Sequence["Frame"]):
+    """Frames in order; made one by one as they are asked for."""
+
+    __slots__ = ("_indices", "_tree")
+
+    def __init__(self, tree: Tree, first: int, last: int) -> None:
+        self._tree = tree
+        self._indices = range(first, last)
+
+    @classmethod
+    def _of(cls, tree: Tree, indices: range) -> Frames:
+        frames = cls(tree, 0, 0)
+        frames._indices = indices
+        return frames
+
+    @overload
+    def __getitem__(self, index: int) -> Frame: ...
+
+    @overload
+    def __getitem__(self, index: slice) -> Frames: ...
+
+    def __getitem__(self, index: Union[int, slice]) -> Union[Frame, Frames]:
+        if isinstance(index, slice):
+            return Frames._of(self._tree, self._indices[index])
+        try:
+            return Frame(self._tree, self._indices[index])
+        except IndexError:
+            raise IndexError(f"there are {len(self)} frames, found index {index}") from None
+
+    def __len__(self) -> int:
+        return len(self._indices)
+
+    def __repr__(self) -> str:
+        return f"<tyksim.Frames: {len(self)}>"
+
+
+class Frame:
+    """One frame. Its files are read as they are asked for.
+
+    ``frame[NAME]`` is the value of a field (TAG.field, TAG.field[2]) or of a field of the scene
+    record: a number, a text, or a numpy array for a field of several elements. A measure such as
+    image.mean is a number, too. ``frame[TAG]`` is a
+    Parameter. KeyError names the nearest for a name that stands for nothing.
+
+    Attributes:
+        pipe: id of its pipe; None in a folder of no pipe.
+        task: position of its task within the pipe, from 1.
+        position: within the task, from 1.
+        request: request id; None where the folder's name does not say.
+        sof: sof id, likewise.
+        path: of its folder.
+        name: of its folder.
+    """
+
+    __slots__ = (
+        "_image", "_index", "_parameters", "_stamp", "_tree", "name", "path", "pipe", "position",
+        "request", "sof", "task",
+    )
+
+    def __init__(self, tree: Tree, index: int) -> None:
+        self._tree = tree
+        self._index = index
+        self._image: Optional[Image] = None
+        self._parameters: Optional[Parameters] = None
+        (
+            self.pipe, self.task, self.position, self.request, self.sof, self.path, self.name,
+            self._stamp,
+        ) = tree._frames.place(index)
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return Frame, (self._tree, self._index)
+
+    @property
+    def tree(self) -> Tree:
+        """The tree that the frame is of."""
+        return self._tree
+
+    @property
+    def time(self) -> Optional[datetime]:
+        """When it was captured, local time of the device; None where the name does not say.
+
+        The folder's name has no year: it is the task's, or 1900 where that says none.
+        """
+        began = next(
+            (task.time for task in self._tree._tasks if task._first <= self._index < task._last),
+            None,
+        )
+        time = _time(self._stamp, began.year if began else None)
+        if time and began and time.month < began.month:
+            time = _time(self._stamp, began.year + 1)  # it ran over the turn of the year
+        return time
+
+    @property
+    def camera(self) -> Optional[int]:
+        """The camera that its first file names; None where no file does."""
+        return self._tree._frames.camera(self._index)
+
+    @property
+    def parameters(self) -> Parameters:
+        """The parameter files, by tag name."""
+        if self._parameters is None:
+            frames = self._tree._frames
+            table = frames.table
+            self._parameters = Parameters(
+                self.path,
+                [Parameter(table, *entry) for entry in frames.parameters(self._index)],
+            )
+        return self._parameters
+
+    @property
+    def image(self) -> Image:
+        """The first image. DamagedError where the frame has none."""
+        if self._image is None:
+            entry = self._tree._frames.image(self._index)
+            if entry is None:
+                from ._errors import DamagedError
+
+                raise DamagedError(self.path, "an image", "none")
+            order, stride = self._tree._options[3:5]
+            self._image = Image._of(_Stored(entry, stride, order))
+        return self._image
+
+    @property
+    def has_image(self) -> bool:
+        """Whether there is an image."""
+        return self._tree._frames.image(self._index) is not None
+
+    def __getitem__(self, name: str) -> Any:
+        value = self._tree._frames.value(self._index, name)
+        return self.parameters[name] if value is None else value
+
+    def get(self, name: str, default: Any = None) -> Any:
+        """The value of a name, or ``default`` where the frame has none."""
+        try:
+            return self[name]
+        except KeyError:
+            return default
+
+    def __contains__(self, name: str) -> bool:
+        return self.get(name) is not None
+
+    def __repr__(self) -> str:
+        return (
+            f"<tyksim.Frame {self.position} of task {self.task}, request {self.request}, "
+            f"sof {self.sof}>"
+        )
+
+    def _repr_html_(self) -> str:
+        from ._notebook import frame_html
+
+        return frame_html(self)
+
+
+class Parameter:
+    """One parameter file.
+
+    Attributes:
+        tag: name of the tag.
+        id: of the tag; None where no tag table has it.
+        camera, pipe_type, sof: what the file's name says.
+        kind: "fixed" or "block".
+        path: of the file.
+        size: bytes.
+    """
+
+    __slots__ = ("_bytes", "_table", "camera", "id", "kind", "path", "pipe_type", "size", "sof",
+                 "tag")
+
+    def __init__(
+        self,
+        table: _core.Table,
+        tag: str,
+        id: Optional[int],
+        camera: int,
+        pipe_type: int,
+        sof: int,
+        kind: str,
+        path: str,
+        size: int,
+    ) -> None:
+        self._table = table
+        self._bytes: Optional[bytes] = None
+        self.tag = tag
+        self.id = id
+        self.camera = camera
+        self.pipe_type = pipe_type
+        self.sof = sof
+        self.kind = kind
+        self.path = path
+        self.size = size
+
+    @property
+    def bytes(self) -> bytes:
+        """The value. DamagedError where the file cannot be read."""
+        if self._bytes is None:
+            self._bytes = _core.Frames.read_file(self.path)
+        return self._bytes
+
+    @property
+    def fields(self) -> dict[str, Any]:
+        """The values of the fields that the tag table has, by name; empty where it has none.
+
+        DamagedError where the file is too short for one.
+        """
+        return self._table.fields(self.tag, self.bytes, self.path)
+
+    def __getitem__(self, field: str) -> Any:
+        return self._table.decode(f"{self.tag}.{field}", self.bytes, [self.tag])
+
+    def __len__(self) -> int:
+        return self.size
+
+    def __repr__(self) -> str:
+        return f"<tyksim.Parameter {self.tag}: {self.size} bytes, camera {self.camera}>"
+
+
+class Parameters(Mapping[str, Parameter]):
+    """The parameter files of a frame by tag name.
+
+    Where a frame has several files of one tag (cameras, pipe types), a name stands for the first;
+    all() gives each.
+    """
+
+    __slots__ = ("_first", "_list", "_path")
+
+    def __init__(self, path: str, parameters: list[Parameter]) -> None:
+        self._path = path
+        self._list = parameters
+        self._first: dict[str, Parameter] = {}
+        for parameter in parameters:
+            self._first.setdefault(parameter.tag, parameter)
+
+    def all(self, tag: Optional[str] = None) -> list[Parameter]:
+        """Every file, or every file of a tag."""
+        return [parameter for parameter in self._list if tag in (None, parameter.tag)]
+
+    def __getitem__(self, tag: str) -> Parameter:
+        try:
+            return self._first[tag]
+        except KeyError:
+            nearest = _core.nearest(tag, list(self._first))
+            advice = f"; nearest: {', '.join(nearest)}" if nearest else ""
+            raise KeyError(f"{self._path}: no parameter {tag}{advice}") from None
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._first)
+
+    def __len__(self) -> int:
+        return len(self._first)
+
+    def __repr__(self) -> str:
+        return f"<tyksim.Parameters {', '.join(self._first)}>"

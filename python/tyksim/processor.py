@@ -1,0 +1,584 @@
+"""Processors in Python: the process that ``tyksim replay --with FILE.py`` runs.
+
+A processor is a Python file with a function ``process(frame)``, and where they are of use
+``open(...)`` and ``close()``. docs/python.md describes them. This module is run by tyksim, as
+``python3 -m tyksim.processor SOCKET GIVEN MADE``, and speaks with it through a socket and two files
+of shared memory; nothing in it is called by a processor but the methods of Frame.
+"""
+
+from __future__ import annotations
+
+import mmap
+import os
+import struct
+import sys
+from typing import TYPE_CHECKING, Any, Callable, Iterator, Mapping, NamedTuple, Optional
+
+import numpy as np
+
+from . import _core
+from ._images import Image
+from ._writing import text_of
+
+if TYPE_CHECKING:
+    import ast
+    import socket
+    from types import ModuleType, TracebackType
+
+    from ._images import ImageLike, Samples
+
+# The messages and the layouts of tools/processor/Protocol.h.
+_LOAD, _OPEN, _FRAME, _CLOSE = 1, 2, 3, 4
+_DONE, _FAILED, _REFUSED = 100, 101, 102
+_MESSAGE = struct.Struct("=IIQ")
+_PIECE = struct.Struct("=QQ")
+_FRAME_GIVEN = struct.Struct("=iiiiII iiQQ QQ")
+_PARAMETER = struct.Struct("=IIiIII QQ QQ")
+_FRAME_MADE = struct.Struct("=iiQQ II QQ")
+_VALUE = struct.Struct("=II QQ")
+_ALIGNMENT = 64
+_GROWTH = 1 << 16
+
+_PROCESSOR_NAME = "__tyksim_processor__"
+_RETURNED_NAME = "__tyksim_returned__"
+_DROPPED = object()
+
+
+class Refused(Exception):
+    """The user's options are wrong."""
+
+
+class Failed(Exception):
+    """A request failed; the text is the reason."""
+
+
+class _SharedMemory:
+    """One of the files that both processes have mapped. It grows and never shrinks."""
+
+    def __init__(self, descriptor: int) -> None:
+        self._descriptor = descriptor
+        self._map: Optional[mmap.mmap] = None
+        self._used = 0
+
+    def view(self) -> mmap.mmap:
+        """All of the file, mapped again where the other process made it longer."""
+        size = os.fstat(self._descriptor).st_size
+        if self._map is None or len(self._map) < size:
+            # Arrays of earlier frames keep the mapping that they are made of.
+            self._map = mmap.mmap(self._descriptor, size)
+        return self._map
+
+    def clear(self) -> None:
+        """Forgets what was added."""
+        self._used = 0
+
+    @property
+    def used(self) -> int:
+        """Bytes to the end of what was added last."""
+        return self._used
+
+    def add(self, data: Any) -> tuple[int, int]:
+        """Writes a piece behind the others and returns where it lies and its length."""
+        piece = memoryview(data).cast("B")
+        at = -(-self._used // _ALIGNMENT) * _ALIGNMENT
+        end = at + len(piece)
+        size = os.fstat(self._descriptor).st_size
+        if end > size:
+            os.ftruncate(self._descriptor, -(-max(end, 2 * size) // _GROWTH) * _GROWTH)
+        if end > at:
+            self.view()[at:end] = piece
+        self._used = end
+        return at, len(piece)
+
+
+class _Arrived(NamedTuple):
+    """A parameter as it lies in the shared memory."""
+
+    tag: int
+    camera: int
+    pipe_type: int
+    sof: int
+    is_block: bool
+    name: str
+    at: int
+    size: int
+
+
+class Value:
+    """A parameter's value.
+
+    Attributes:
+        tag: name of the tag.
+        id: of the tag.
+        camera, pipe_type, sof: as the parameter arrived.
+        kind: "fixed" or "block".
+        bytes: the value.
+    """
+
+    __slots__ = ("_table", "bytes", "camera", "id", "kind", "pipe_type", "sof", "tag")
+
+    def __init__(self, table: _core.Table, arrived: _Arrived, value: bytes) -> None:
+        self._table = table
+        self.tag = arrived.name
+        self.id = arrived.tag
+        self.camera = arrived.camera
+        self.pipe_type = arrived.pipe_type
+        self.sof = arrived.sof
+        self.kind = "block" if arrived.is_block else "fixed"
+        self.bytes = value
+
+    @property
+    def fields(self) -> dict[str, Any]:
+        """The values of the fields that the tag table has, by name."""
+        return self._table.fields(self.tag, self.bytes, self.tag)
+
+    def __getitem__(self, field: str) -> Any:
+        return self._table.decode(f"{self.tag}.{field}", self.bytes, [self.tag])
+
+    def __len__(self) -> int:
+        return len(self.bytes)
+
+    def __repr__(self) -> str:
+        return f"<tyksim.processor.Value {self.tag}: {len(self.bytes)} bytes>"
+
+
+class Values(Mapping[str, Value]):
+    """The parameters of a frame by tag name; a name stands for the first of several."""
+
+    def __init__(self, values: list[Value]) -> None:
+        self._list = values
+        self._first: dict[str, Value] = {}
+        for value in values:
+            self._first.setdefault(value.tag, value)
+
+    def all(self, tag: Optional[str] = None) -> list[Value]:
+        """Every parameter, or every one of a tag."""
+        return [value for value in self._list if tag in (None, value.tag)]
+
+    def __getitem__(self, tag: str) -> Value:
+        try:
+            return self._first[tag]
+        except KeyError:
+            nearest = _core.nearest(tag, list(self._first))
+            advice = f"; nearest: {', '.join(nearest)}" if nearest else ""
+            raise KeyError(f"the frame has no parameter {tag}{advice}") from None
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._first)
+
+    def __len__(self) -> int:
+        return len(self._first)
+
+
+class Frame:
+    """A frame that is processed.
+
+    ``frame[NAME]`` reads a value and ``frame[NAME] = value`` sets it, of every parameter of its
+    tag: TAG.field, a field of the scene record, or TAG for all bytes. ``y`` and ``vu`` are the
+    picture itself in memory that tyksim shares: what is written into them is recorded. They are
+    valid until process() returns; copy what is to be kept.
+
+    Attributes:
+        request, sof, camera, pipe: ids.
+        task: position of the task, from 1.
+        position: of the frame within its task, from 1.
+    """
+
+    def __init__(self, given: mmap.mmap, table: _core.Table) -> None:
+        (
+            self.request, self.sof, self.camera, self.pipe, self.task, self.position,
+            self._width, self._height, self._pixels, self._bytes, self._list, self._list_bytes,
+        ) = _FRAME_GIVEN.unpack_from(given)
+        self._given = given
+        self._table = table
+        self._values: Optional[Values] = None
+        self._set: dict[str, bytes] = {}
+        self._image: Optional[Image] = None
+        self._dropped = False
+
+    @property
+    def has_image(self) -> bool:
+        """Whether the frame has a picture."""
+        return self.width > 0
+
+    @property
+    def width(self) -> int:
+        """Pixels in a row; 0 where there is no picture."""
+        return int(self._width)
+
+    @property
+    def height(self) -> int:
+        """Rows of pixels; 0 where there is no picture."""
+        return int(self._height)
+
+    @property
+    def nv21(self) -> Samples:
+        """The (W * H * 3) / 2 bytes that the image file has, writable; shape (N,), uint8."""
+        if not self.has_image:
+            raise ValueError("the frame has no image")
+        return np.frombuffer(self._given, np.uint8, self._bytes, self._pixels)
+
+    @property
+    def y(self) -> Samples:
+        """Luma, shape (H, W), uint8, writable."""
+        return self.nv21[: self.width * self.height].reshape(self.height, self.width)
+
+    @y.setter
+    def y(self, samples: Samples) -> None:
+        self.y[:] = samples
+
+    @property
+    def vu(self) -> Samples:
+        """Chroma, shape (H/2, W/2, 2), uint8, writable: V, then U.
+
+        ValueError for a picture with an odd side, whose last chroma samples no image file has.
+        """
+        if self.width % 2 or self.height % 2:
+            raise ValueError(
+                f"{self.width}x{self.height}: an image file of an odd size lacks its last chroma "
+                "samples; nv21 has those that there are"
+            )
+        chroma = self.nv21[self.width * self.height :]
+        return chroma.reshape(self.height // 2, self.width // 2, 2)
+
+    @vu.setter
+    def vu(self, samples: Samples) -> None:
+        self.vu[:] = samples
+
+    @property
+    def image(self) -> Image:
+        """The picture. Assign an Image, a pair (y, vu) or an NV21 array of any size."""
+        return self._image or Image(self.y.copy(), self.vu.copy())
+
+    @image.setter
+    def image(self, image: ImageLike) -> None:
+        self._image = Image._from(image)
+
+    @property
+    def parameters(self) -> Values:
+        """The parameters as they arrived, by tag name."""
+        if self._values is None:
+            self._values = Values([
+                Value(self._table, arrived, self._given[arrived.at : arrived.at + arrived.size])
+                for arrived in self._arrived()
+            ])
+        return self._values
+
+    def _arrived(self) -> Iterator[_Arrived]:
+        for at in range(self._list, self._list + self._list_bytes, _PARAMETER.size):
+            tag, camera, pipe_type, sof, is_block, _, name_at, name_size, data, size = (
+                _PARAMETER.unpack_from(self._given, at)
+            )
+            name = self._given[name_at : name_at + name_size].decode("utf-8", "surrogateescape")
+            yield _Arrived(tag, camera, pipe_type, sof, bool(is_block), name, data, size)
+
+    def drop(self) -> None:
+        """Leaves the frame out of the recording."""
+        self._dropped = True
+
+    def __getitem__(self, name: str) -> Any:
+        names = list(self.parameters)
+        tag = self._table.tag_of(name, names)
+        value = self.parameters[tag]
+        if name == tag:
+            return value
+        return self._table.decode(name, self._set.get(tag, value.bytes), names)
+
+    def __setitem__(self, name: str, value: Any) -> None:
+        names = list(self.parameters)
+        tag = self._table.tag_of(name, names)
+        of_tag = self.parameters.all(tag)
+        first = self.parameters[tag]
+        if name == tag:
+            new = bytes(value)
+        else:
+            if tag not in self._set and any(other.bytes != first.bytes for other in of_tag):
+                raise ValueError(
+                    f"{name}: the frame has several values of {tag}, which are not the same; "
+                    f"set all of it as frame[{tag!r}] = bytes"
+                )
+            new = self._table.encode(name, text_of(value), self._set.get(tag, first.bytes), names)
+        for other in of_tag:
+            problem = _core.value_problem(other.id, other.kind == "block", len(other), len(new))
+            if problem:
+                raise ValueError(problem)
+        self._set[tag] = new
+
+    def __repr__(self) -> str:
+        return (
+            f"<tyksim.processor.Frame {self.position} of task {self.task}, "
+            f"request {self.request}>"
+        )
+
+    def _give_back(self, made: _SharedMemory) -> None:
+        """Writes what the processor made of the frame."""
+        made.add(bytes(_FRAME_MADE.size))
+        picture = (0, 0, 0, 0)
+        is_given = 0
+        if self._dropped:
+            pass
+        elif self._image is not None:
+            image = self._image
+            picture = (image.width, image.height, *made.add(image._file_bytes()))
+        else:
+            is_given = int(self.has_image)
+        values = b""
+        for tag, value in self._set.items():
+            values += _VALUE.pack(self.parameters[tag].id, 0, *made.add(value))
+        listed = made.add(values)
+        _FRAME_MADE.pack_into(made.view(), 0, *picture, is_given, 0, *listed)
+
+
+def _mark_returns(tree: ast.Module) -> None:
+    """Makes a ``return`` of None in process() tell from reaching its end.
+
+    A function that works on the frame in place ends without a return statement; one that returns
+    None says that there is to be no frame.
+    """
+    import ast
+
+    class Returns(ast.NodeTransformer):
+        def visit_FunctionDef(self, node: ast.FunctionDef) -> ast.AST:
+            return node  # an inner function's returns are its own
+
+        def visit_AsyncFunctionDef(self, node: ast.AsyncFunctionDef) -> ast.AST:
+            return node
+
+        def visit_ClassDef(self, node: ast.ClassDef) -> ast.AST:
+            return node
+
+        def visit_Lambda(self, node: ast.Lambda) -> ast.AST:
+            return node
+
+        def visit_Return(self, node: ast.Return) -> ast.AST:
+            call = ast.Call(
+                func=ast.Name(id=_RETURNED_NAME, ctx=ast.Load()),
+                args=[node.value or ast.Constant(value=None)],
+                keywords=[],
+            )
+            return ast.fix_missing_locations(ast.copy_location(ast.Return(value=call), node))
+
+    for statement in tree.body:
+        if isinstance(statement, ast.FunctionDef) and statement.name == "process":
+            statement.body = [Returns().visit(line) for line in statement.body]
+
+
+def _returned(value: Any) -> Any:
+    return _DROPPED if value is None else value
+
+
+def _load(path: str) -> ModuleType:
+    """The processor at ``path`` as a module."""
+    import ast
+    from types import ModuleType
+
+    with open(path, "rb") as file:
+        tree = ast.parse(file.read(), path)
+    _mark_returns(tree)
+    module = ModuleType(_PROCESSOR_NAME)
+    module.__file__ = path
+    setattr(module, _RETURNED_NAME, _returned)
+    sys.modules[_PROCESSOR_NAME] = module
+    sys.path.insert(0, os.path.dirname(path))  # for what lies beside it, as of a script
+    exec(compile(tree, path, "exec"), module.__dict__)
+    if not callable(getattr(module, "process", None)):
+        raise Failed("expected a function process(frame), found none")
+    return module
+
+
+_BOOLS = {"1": True, "true": True, "yes": True, "on": True,
+          "0": False, "false": False, "no": False, "off": False}
+
+
+def _bool(text: str) -> bool:
+    if text.lower() not in _BOOLS:
+        raise ValueError(text)
+    return _BOOLS[text.lower()]
+
+
+def _converter(annotation: Any, default: Any) -> tuple[Callable[[str], Any], str]:
+    """What makes an option's value of its text, and what that is called."""
+    import inspect
+    import typing
+
+    if annotation is inspect.Parameter.empty:
+        known = default is not None and default is not inspect.Parameter.empty
+        annotation = type(default) if known else str
+    choices = [choice for choice in typing.get_args(annotation) if choice is not type(None)]
+    if typing.get_origin(annotation) is typing.Literal:
+        words = {str(choice): choice for choice in choices}
+
+        def choose(text: str) -> Any:
+            if text not in words:
+                raise ValueError(text)
+            return words[text]
+
+        return choose, "one of " + ", ".join(words)
+    if len(choices) == 1:  # Optional[T]
+        annotation = choices[0]
+    if annotation is bool:
+        return _bool, "true or false"
+    if not isinstance(annotation, type):
+        return str, "a text"
+    return annotation, {int: "a whole number", float: "a number"}.get(
+        annotation, annotation.__name__
+    )
+
+
+def _options(function: Callable[..., Any], given: list[str]) -> dict[str, Any]:
+    """The options as the arguments of open(), by name. Refused where they are not."""
+    import inspect
+    import typing
+
+    parameters = inspect.signature(function).parameters
+    try:
+        hints = typing.get_type_hints(function)
+    except Exception:  # an annotation that is no type says nothing
+        hints = {}
+    values: dict[str, Any] = {}
+    for option in given:
+        name, equals, text = option.partition("=")
+        if not equals:
+            raise Refused(f"--option {option}: expected NAME=VALUE")
+        if name not in parameters:
+            nearest = _core.nearest(name, list(parameters)) or list(parameters)
+            there = f"; there is {', '.join(nearest)}" if nearest else "; it takes none"
+            raise Refused(f"--option {option}: no option {name}{there}")
+        parameter = parameters[name]
+        convert, what = _converter(hints.get(name, parameter.annotation), parameter.default)
+        try:
+            values[name] = convert(text)
+        except (ValueError, TypeError):
+            raise Refused(f"--option {option}: expected {what}, found {text!r}") from None
+    for name, parameter in parameters.items():
+        if name not in values and parameter.default is inspect.Parameter.empty:
+            raise Refused(f"expected --option {name}=VALUE, found none")
+    return values
+
+
+def _own_part(traceback: Optional[TracebackType]) -> Optional[TracebackType]:
+    """The traceback without this module's calls."""
+    while traceback is not None and traceback.tb_frame.f_code.co_filename == __file__:
+        traceback = traceback.tb_next
+    return traceback
+
+
+class _Server:
+    """Answers the requests one after the other."""
+
+    def __init__(self, given: _SharedMemory, made: _SharedMemory) -> None:
+        self._given = given
+        self._made = made
+        self._module: Optional[ModuleType] = None
+        self._table: Optional[_core.Table] = None
+        self._where = ""
+
+    def answer(self, kind: int, size: int) -> tuple[int, int]:
+        """The kind of the answer, and the bytes that the shared memory holds for it."""
+        self._made.clear()
+        self._where = ""
+        try:
+            self._serve(kind, size)
+            return _DONE, self._made.used
+        except Refused as refused:
+            return self._reason(_REFUSED, str(refused))
+        except Failed as failed:
+            return self._reason(_FAILED, str(failed))
+        except Exception as error:
+            self._show(error)
+            said = f"{type(error).__name__}: {error}"
+            return self._reason(_FAILED, said)
+
+    def _reason(self, kind: int, reason: str) -> tuple[int, int]:
+        self._made.clear()
+        self._made.add(reason.encode("utf-8", "replace"))
+        return kind, self._made.used
+
+    def _show(self, error: Exception) -> None:
+        """The exception as Python shows it, with the frame that it is about."""
+        import traceback
+
+        if self._where:
+            print(f"tyksim: {self._where}:", file=sys.stderr)
+        traceback.print_exception(type(error), error, _own_part(error.__traceback__))
+
+    def _texts(self, size: int) -> list[str]:
+        texts = self._given.view()[:size].split(b"\0")[:-1] if size else []
+        return [text.decode("utf-8", "surrogateescape") for text in texts]
+
+    def _serve(self, kind: int, size: int) -> None:
+        if kind == _LOAD:
+            path, table = self._texts(size)
+            self._table = _core.Table(table)
+            self._module = _load(path)
+        elif kind == _OPEN:
+            function = getattr(self._module, "open", None)
+            options = self._texts(size)
+            if function is not None:
+                function(**_options(function, options))
+            elif options:
+                raise Refused(f"--option {options[0]}: the processor has no function open()")
+        elif kind == _FRAME:
+            self._process()
+        elif kind == _CLOSE:
+            function = getattr(self._module, "close", None)
+            if function is not None:
+                function()
+        else:
+            raise Failed(f"expected a request, found {kind}")
+
+    def _process(self) -> None:
+        assert self._table is not None and self._module is not None
+        frame = Frame(self._given.view(), self._table)
+        self._where = (
+            f"frame {frame.position} of task {frame.task}, request {frame.request}"
+        )
+        returned = self._module.process(frame)
+        if returned is _DROPPED:
+            frame.drop()
+        elif isinstance(returned, (Image, tuple, np.ndarray)):
+            picture: Any = returned
+            frame.image = Image._from(picture)
+        elif returned is not None and returned is not frame and returned is not True:
+            raise Failed(
+                "process() returned a " + type(returned).__name__ + "; expected nothing, the "
+                "frame, an Image, a pair (y, vu), an NV21 array, or None to drop the frame"
+            )
+        frame._give_back(self._made)
+
+
+def _serve(connection: socket.socket, given: _SharedMemory, made: _SharedMemory) -> None:
+    server = _Server(given, made)
+    while True:
+        request = connection.recv(_MESSAGE.size)
+        if len(request) != _MESSAGE.size:
+            return
+        kind, _, size = _MESSAGE.unpack(request)
+        answer, used = server.answer(kind, size)
+        # What the processor printed stands before what tyksim prints of the frame.
+        sys.stdout.flush()
+        sys.stderr.flush()
+        connection.send(_MESSAGE.pack(answer, 0, used))
+        if kind == _CLOSE:
+            return
+
+
+def main(words: list[str]) -> None:
+    """Serves tyksim: its end of the socket, and the two files, are descriptors of the process."""
+    import signal
+    import socket
+
+    if len(words) != 3:
+        sys.exit("usage: this module is run by 'tyksim replay --with FILE.py'")
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE):
+        # tyksim gets them, too, and ends this process; a program that it starts has the default.
+        signal.signal(number, lambda *_: None)
+    descriptors = [int(word) for word in words]
+    for descriptor in descriptors:
+        os.set_inheritable(descriptor, False)
+    connection = socket.socket(fileno=descriptors[0])
+    _serve(connection, _SharedMemory(descriptors[1]), _SharedMemory(descriptors[2]))
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])

@@ -1,0 +1,68 @@
+"""Tests of one's own over a folder of trees, for pytest.
+
+``pytest --tyk-trees DIR`` runs each test that takes the fixture ``tyktree`` once for every tree in
+DIR: a folder that is a tree, or that holds trees. Where the package is not installed, ``-p
+tyksim.pytest_plugin`` loads the plugin.
+
+    def test_gain(tyktree):
+        for frame in tyktree.frames:
+            assert frame["total_gain"] < 8000
+"""
+
+from __future__ import annotations
+
+import os
+from typing import TYPE_CHECKING
+
+import pytest
+
+import tyksim
+
+if TYPE_CHECKING:
+    from tyksim import Tree
+
+_OPTION = "--tyk-trees"
+_DEEP = 4  # folders below DIR that are looked at
+
+
+def pytest_addoption(parser: pytest.Parser) -> None:
+    group = parser.getgroup("tyksim", "dump trees")
+    group.addoption(
+        _OPTION, metavar="DIR", help="Folder of trees for tests that take the fixture tyktree"
+    )
+    group.addoption("--tyk-tags", metavar="FILE", help="Tag table of the trees")
+
+
+def _trees(folder: str, deep: int = _DEEP) -> list[str]:
+    """The trees at or below a folder, in order of their paths."""
+    try:
+        kind = tyksim.open(folder).kind
+    except tyksim.Error:
+        kind = ""
+    if kind:
+        return [folder]
+    if deep == 0:
+        return []
+    below = sorted(entry.path for entry in os.scandir(folder) if entry.is_dir())
+    return [tree for path in below for tree in _trees(path, deep - 1)]
+
+
+def pytest_generate_tests(metafunc: pytest.Metafunc) -> None:
+    if "tyktree" not in metafunc.fixturenames:
+        return
+    folder = metafunc.config.getoption(_OPTION)
+    if folder is None:
+        raise pytest.UsageError(f"tests take the fixture tyktree; name a folder of trees by {_OPTION}")
+    if not os.path.isdir(folder):
+        raise pytest.UsageError(f"{_OPTION} {folder}: expected a folder")
+    trees = _trees(folder)
+    if not trees:
+        raise pytest.UsageError(f"{_OPTION} {folder}: expected trees, found none")
+    names = [os.path.relpath(path, folder) for path in trees]
+    metafunc.parametrize("tyktree", trees, ids=names, indirect=True, scope="session")
+
+
+@pytest.fixture(scope="session")
+def tyktree(request: pytest.FixtureRequest) -> Tree:
+    """One tree after the other."""
+    return tyksim.open(request.param, tags=request.config.getoption("--tyk-tags"))

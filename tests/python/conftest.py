@@ -1,0 +1,62 @@
+"""Trees to test on, recorded by the program that is built beside the package."""
+
+import json
+import os
+import shutil
+import subprocess
+
+import pytest
+
+PROGRAM = os.environ["TYKSIM"]
+
+TAGS = """<tags version="2">
+  <enum name="Mode"><value name="AUTO" number="1"/><value name="OFF" number="0"/></enum>
+  <tag id="2118" name="KELV_TAG_ISCENE_INFO" size="8512" kind="fixed"/>
+  <tag id="9001" name="TEST_TAG" size="40" kind="fixed">
+    <field name="gain" offset="0" type="f32" unit="x"/>
+    <field name="weights" offset="4" type="u16" dims="3"/>
+    <field name="matrix" offset="12" type="i16" dims="2x2"/>
+    <field name="mode" offset="20" type="u32" enum="Mode"/>
+    <field name="label" offset="24" type="char" count="8"/>
+    <field name="wide" offset="32" type="u64"/>
+    <field name="flags" offset="10" type="u16" bits="3:2"/>
+  </tag>
+</tags>
+"""
+
+
+def tyksim(*words, status=0):
+    """Runs the program and returns what it prints."""
+    result = subprocess.run([PROGRAM, *map(str, words)], capture_output=True, text=True)
+    assert result.returncode == status, result.stderr
+    return result.stdout
+
+
+def document(*words, status=0):
+    """The JSON document of a verb."""
+    return json.loads(tyksim(*words, "--json", status=status))
+
+
+@pytest.fixture(scope="session")
+def recorded(tmp_path_factory):
+    """A tree of six frames of 64 x 48; nobody changes it."""
+    root = tmp_path_factory.mktemp("trees") / "phone"
+    tyksim("record", root, "--frames", 6, "--size", "64x48")
+    return root
+
+
+@pytest.fixture
+def tree_folder(recorded, tmp_path):
+    """A copy of the tree for a test of its own."""
+    copy = tmp_path / "phone"
+    shutil.copytree(recorded, copy)
+    return copy
+
+
+def frame_folders(root):
+    """The frame folders of a tree, in order."""
+    return sorted(path for path in root.rglob("*reqID*") if path.is_dir())
+
+
+def image_file(folder):
+    return next(folder.glob("FCWH_*.yuv"))

@@ -1,0 +1,171 @@
+"""Processors in Python, and tests of one's own over trees."""
+
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import time
+
+import numpy as np
+import pytest
+import tyksim
+from conftest import PROGRAM, tyksim as run
+
+PACKAGE = str(pathlib.Path(tyksim.__file__).parents[1])
+ENVIRONMENT = {**os.environ, "PYTHONPATH": PACKAGE}
+
+
+def process(tree, tmp_path, source, *words, status=0, python=sys.executable):
+    """Replays a tree with a processor and returns its output's folder and what was said."""
+    file = tmp_path / "odd name.py"
+    file.write_text(source)
+    out = tmp_path / "out"
+    result = subprocess.run(
+        [PROGRAM, "replay", str(tree), "--with", str(file), "-o", str(out), "--python",
+         python, *words],
+        capture_output=True, text=True, env=ENVIRONMENT,
+    )
+    assert result.returncode == status, result.stdout + result.stderr
+    assert out.exists() == (status in (0, 3) and "recorded: nothing" not in result.stdout)
+    return out, result.stdout + result.stderr
+
+
+def test_pictures_and_values_are_what_was_set(recorded, tmp_path):
+    out, _ = process(recorded, tmp_path, """
+import numpy as np
+factor = None
+def open(strength: float = 0.5, times: int = 1, name: str = ""):
+    global factor
+    factor = strength * times
+def process(frame):
+    assert len(frame.parameters["KELV_TAG_ISCENE_INFO"].bytes) == 8512
+    frame.y[:] = frame.y * factor
+    frame.vu[..., 0] = 9
+    frame["total_gain"] = 77
+    frame["exp_time"] = frame["exp_time"] + 1
+    width = frame["KELV_TAG_STREAM_SIZE.width"]
+    frame["KELV_TAG_STREAM_SIZE.width"] = width + 2
+""", "--option", "strength=0.25", "--option", "times=2")
+    before, after = tyksim.open(recorded), tyksim.open(out)
+    assert len(after) == len(before) and after.check().ok
+    for one, other in zip(before.frames, after.frames):
+        assert np.array_equal(other.image.y, (one.image.y * 0.5).astype(np.uint8))
+        assert np.array_equal(other.image.vu[..., 1], one.image.vu[..., 1])
+        assert (other.image.vu[..., 0] == 9).all()
+        assert other["total_gain"] == 77 and other["exp_time"] == one["exp_time"] + 1
+        assert other["KELV_TAG_STREAM_SIZE.width"] == one["KELV_TAG_STREAM_SIZE.width"] + 2
+
+
+def test_nothing_done_changes_nothing(recorded, tmp_path):
+    out, _ = process(recorded, tmp_path, "def process(frame):\n    pass\n")
+    assert tyksim.diff(tyksim.open(recorded), tyksim.open(out)).same
+
+
+def test_frames_are_dropped(recorded, tmp_path):
+    out, said = process(recorded, tmp_path, """
+def process(frame):
+    def inner():
+        return None
+    inner()
+    if frame.position == 1:
+        return None
+    if frame.position == 2:
+        return
+    if frame.position == 3:
+        frame.drop()
+    if frame.position == 4:
+        return frame
+    if frame.position == 5:
+        return frame.y[:24, :32], frame.vu[:12, :16]
+""")
+    kept = tyksim.open(out)
+    assert [frame.request for frame in kept.frames] == [4, 5, 6]
+    assert [frame.image.shape for frame in kept.frames] == [(48, 64), (24, 32), (48, 64)]
+    assert said.count("returned no picture") == 3
+
+
+@pytest.mark.parametrize(
+    "source, status, words",
+    [
+        ("def process(frame):\n    if frame.position == 2: 1 / 0", 3,
+         ["frame 2 of task 1, request 2", "line 2, in process", "ZeroDivisionError", "_reqID_2_"]),
+        ("def process(frame):\n    frame['total_gian'] = 1", 3, ["total_gain"]),
+        ("def process(frame):\n    frame['total_gain'] = 'much'", 3, ["total_gain", "much"]),
+        ("def process(frame):\n    frame['KELV_TAG_STREAM_SIZE'] = b'12'", 3, ["8", "2"]),
+        ("def process(frame):\n    return 'x'", 3, ["returned a str"]),
+        ("def process(frame:\n", 1, ["SyntaxError", "line 1"]),
+        ("x = 1", 1, ["expected a function process(frame), found none"]),
+        ("import no_such_thing\ndef process(frame): pass", 1, ["No module named 'no_such_thing'"]),
+        ("def open(): raise ValueError('no')\ndef process(frame): pass", 1, ["ValueError: no"]),
+        ("import os\ndef process(frame): os._exit(5)", 1, ["status 5", "frame 1 of task 1"]),
+        ("import os\ndef process(frame): os.abort()", 1, ["SIGABRT"]),
+    ],
+)
+def test_what_goes_wrong_is_said(recorded, tmp_path, source, status, words):
+    _, said = process(recorded, tmp_path, source, status=status)
+    for word in words:
+        assert word in said
+    assert "in _serve" not in said  # the user's lines come first
+
+
+@pytest.mark.parametrize(
+    "option, word",
+    [
+        ("strenght=1", "strength"),
+        ("strength=much", "a number"),
+        ("on=maybe", "true or false"),
+        ("strength", "NAME=VALUE"),
+    ],
+)
+def test_wrong_options_are_wrong_usage(recorded, tmp_path, option, word):
+    source = "def open(strength: float = 1, on: bool = False): pass\ndef process(frame): pass"
+    _, said = process(recorded, tmp_path, source, "--option", option, status=2)
+    assert option in said and word in said
+
+
+def test_options_that_lack_and_interpreters_that_are_not_there(recorded, tmp_path):
+    source = "def open(strength): pass\ndef process(frame): pass"
+    assert "--option strength=VALUE" in process(recorded, tmp_path, source, status=2)[1]
+    _, said = process(recorded, tmp_path, source, status=1, python="no-such-python")
+    assert "no-such-python: cannot be run" in said
+
+
+def test_a_signal_ends_the_run(recorded, tmp_path):
+    file = tmp_path / "slow.py"
+    mark = tmp_path / "began"
+    file.write_text(f"import time\ndef process(frame):\n    open({str(mark)!r}, 'w')\n    time.sleep(60)")
+    running = subprocess.Popen(
+        [PROGRAM, "replay", str(recorded), "--with", str(file), "-o", str(tmp_path / "out"),
+         "--python", sys.executable],
+        env=ENVIRONMENT, stderr=subprocess.PIPE,
+    )
+    while not mark.exists() and running.poll() is None:
+        time.sleep(0.01)
+    running.send_signal(signal.SIGINT)
+    running.communicate(timeout=20)
+    assert running.returncode == -signal.SIGINT
+    assert not (tmp_path / "out").exists()
+
+
+def test_a_test_runs_once_a_tree(recorded, tmp_path):
+    trees = tmp_path / "trees"
+    trees.mkdir()
+    (trees / "good").symlink_to(recorded)
+    run("copy", recorded, "-o", trees / "bad", "--set", "total_gain=9000")
+    (tmp_path / "test_rules.py").write_text(
+        "def test_gain(tyktree):\n"
+        "    for frame in tyktree.frames:\n"
+        "        assert frame['total_gain'] < 8000\n"
+    )
+    command = [sys.executable, "-m", "pytest", "-p", "tyksim.pytest_plugin", "-q", "-p",
+               "no:cacheprovider", str(tmp_path / "test_rules.py")]
+    result = subprocess.run(
+        [*command, "--tyk-trees", str(trees), "--junitxml", str(tmp_path / "report.xml")],
+        capture_output=True, text=True, env=ENVIRONMENT, cwd=tmp_path,
+    )
+    assert result.returncode == 1 and "1 failed, 1 passed" in result.stdout
+    assert 'name="test_gain[bad]"' in (tmp_path / "report.xml").read_text()
+    for words in ([], ["--tyk-trees", str(tmp_path / "none")]):
+        result = subprocess.run([*command, *words], capture_output=True, text=True, env=ENVIRONMENT)
+        assert "--tyk-trees" in result.stdout + result.stderr and result.returncode != 0

@@ -1,0 +1,140 @@
+"""Findings, differences, and trees that are written."""
+
+import os
+import shutil
+
+import numpy as np
+import pytest
+import tyksim
+from conftest import document, frame_folders, image_file, tyksim as run
+
+
+def test_findings_are_those_of_check(tree_folder):
+    folders = frame_folders(tree_folder)
+    os.truncate(image_file(folders[1]), 100)
+    (folders[2] / "iSceneInfo.xml").write_text("<broken")
+    said = document("check", tree_folder, status=3)["findings"]
+    found = tyksim.open(tree_folder).check()
+    assert len(found) == len(said) > 1 and not found.ok
+    for finding, entry in zip(found, said):
+        for name in ("rule", "severity", "path", "expected", "found", "hint", "frame"):
+            assert getattr(finding, name) == entry[name]
+    assert len(found.of("error")) == sum(entry["severity"] == "error" for entry in said)
+    picked = tyksim.open(tree_folder).select(frames="2").check()
+    assert {finding.frame for finding in picked} == {2}
+
+
+def test_differences_are_those_of_diff(recorded, tree_folder):
+    folders = frame_folders(tree_folder)
+    image = image_file(folders[0])
+    samples = np.fromfile(image, np.uint8)
+    samples[5] ^= 3
+    image.write_bytes(samples.tobytes())
+    run("copy", tree_folder, "-o", tree_folder.parent / "b", "--set", "total_gain=4711",
+        "--frames", "2..6")
+    a, b = tyksim.open(recorded), tyksim.open(tree_folder)
+    assert tyksim.diff(a, a).same and not tyksim.diff(a, a)
+    diff = tyksim.diff(a, b)
+    said = document("diff", recorded, tree_folder, status=3)
+    assert not diff.same and len(diff.frames) == len(said["frames"]) == 1
+    plane = diff.frames[0].image.y
+    entry = said["frames"][0]["image"]["y"]
+    assert (plane.psnr, plane.max, plane.pixels) == (
+        pytest.approx(entry["psnr"]), entry["max"], entry["pixels"],
+    )
+    assert tyksim.diff(a, b, tolerance=3).same and tyksim.diff(a, b, ignore=["image"]).same
+    other = a.diff(tyksim.open(tree_folder.parent / "b"))
+    assert len(other.frames) == 6 and other.frames[0].b is None
+    assert {value.name.split("/")[-1] for value in other.frames[1].scene} == {"total_gain"}
+    assert not tyksim.diff(a.frames[0], b.frames[0]).same
+    assert tyksim.diff(a.frames[0], b.frames[0]).matched == 1
+    assert tyksim.diff(a.tasks[0], b.tasks[0], tolerance=3).same
+    with pytest.raises(KeyError):
+        tyksim.diff(a, b, ignore=["no_such_name"])
+    assert "1 not the same" in diff._repr_html_()
+
+
+def test_a_tree_is_written(recorded, tmp_path):
+    tree = tyksim.open(recorded)
+    out = tmp_path / "out"
+    with tyksim.Writer(out, like=tree) as writer:
+        for frame in tree.frames:
+            dark = tyksim.Image(frame.image.y // 2, frame.image.vu)
+            writer.add(frame, image=dark, set={"total_gain": 100 + frame.position})
+        assert not out.exists()
+    run("replay", out, "--verify")
+    written = tyksim.open(out)
+    assert written.check().ok
+    for before, after in zip(tree.frames, written.frames):
+        assert np.array_equal(after.image.y, before.image.y // 2)
+        assert after["total_gain"] == 100 + before.position
+        changed = {value.name.split("/")[-1] for value in tyksim.diff(before, after).frames[0].scene}
+        assert changed == {"total_gain"}
+
+
+def test_what_is_not_given_stays(recorded, tmp_path):
+    tree = tyksim.open(recorded)
+    with tyksim.Writer(tmp_path / "same", like=tree) as writer:
+        for frame in tree.frames:
+            writer.add(frame)
+    assert tyksim.diff(tree, tmp_path_tree(tmp_path / "same")).same
+    with tyksim.Writer(tmp_path / "small", like=tree) as writer:
+        y, vu = np.zeros((10, 20), np.uint8), np.full((5, 10, 2), 128, np.uint8)
+        writer.add(tree.frames[0], image=(y, vu))
+        writer.add(tree.frames[1], image=np.full((15, 20), 7, np.uint8))
+        writer.add(tree.frames[2], set={"KELV_TAG_ISCENE_INFO": bytes(8512)})
+    small = tyksim.open(tmp_path / "small")
+    assert [frame.image.shape for frame in small.frames] == [(10, 20), (10, 20), (48, 64)]
+    assert (small.frames[1].image.vu == 7).all()
+
+
+def tmp_path_tree(path):
+    return tyksim.open(path)
+
+
+def test_nothing_stands_after_an_exception(recorded, tmp_path):
+    tree = tyksim.open(recorded)
+    out = tmp_path / "out"
+    with pytest.raises(RuntimeError), tyksim.Writer(out, like=tree) as writer:
+        writer.add(tree.frames[0])
+        raise RuntimeError("stop")
+    cases = [
+        (KeyError, "total_gain", {"set": {"total_gian": 1}}),
+        (ValueError, "total_gain", {"set": {"total_gain": -1}}),
+        (ValueError, "y", {"image": (np.zeros((0, 4), np.uint8), np.zeros((0, 2, 2), np.uint8))}),
+        (TypeError, "", {"set": {"total_gain": object()}}),
+    ]
+    for error, match, arguments in cases:
+        with pytest.raises(error, match=match), tyksim.Writer(out, like=tree) as writer:
+            writer.add(tree.frames[0], **arguments)
+    with pytest.raises(ValueError, match="before"), tyksim.Writer(out, like=tree) as writer:
+        writer.add(tree.frames[0])
+        writer.add(tree.frames[0])
+    with pytest.raises(ValueError, match="at least one"), tyksim.Writer(out, like=tree):
+        pass
+    assert list(tmp_path.iterdir()) == []
+    out.mkdir()
+    with pytest.raises(FileExistsError):
+        tyksim.Writer(out, like=tree)
+    with pytest.raises(ValueError):
+        tyksim.Writer(recorded / "inside", like=tree)
+
+
+def test_a_damaged_frame_is_not_written(tree_folder, tmp_path):
+    tree = tyksim.open(tree_folder)
+    file = image_file(frame_folders(tree_folder)[1])
+    file.unlink()
+    file.mkdir()
+    with pytest.raises(tyksim.DamagedError), tyksim.Writer(tmp_path / "out", like=tree) as writer:
+        for frame in tree.frames:
+            writer.add(frame)
+    assert not (tmp_path / "out").exists()
+    shutil.rmtree(file)
+
+
+def test_a_sheet_is_made(recorded, tmp_path):
+    page = tmp_path / "x.html"
+    tyksim.open(recorded).select(frames="1..3").sheet(page, against=recorded)
+    assert page.read_text().startswith("<!")
+    with pytest.raises(tyksim.Error, match="x.html"):
+        tyksim.open(recorded).sheet(page)
