@@ -44,7 +44,7 @@ endforeach()
 install(FILES README.md CONTRIBUTING.md CHANGELOG.md RELEASING.md SECURITY.md
         DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        PATTERN "Doxyfile" EXCLUDE PATTERN ".clang-tidy" EXCLUDE PATTERN "*.py" EXCLUDE
+        PATTERN "Doxyfile" EXCLUDE PATTERN ".clang-tidy" EXCLUDE PATTERN "make.py" EXCLUDE
         PATTERN "__pycache__" EXCLUDE)
 
 if(TYK_BUILD_TOOL)

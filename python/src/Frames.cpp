@@ -239,8 +239,6 @@ void bindFrames(py::class_<Frames>& frames) {
         .def_property_readonly(
             "path", [](const Frames& self) { return pythonText(self.tree().index.path().path); })
         .def_property_readonly("table", [](const Frames& self) { return self.tree().table; })
-        .def("is_same_tree",
-             [](const Frames& self, const Frames& other) { return &self.tree() == &other.tree(); })
         .def("tag_names",
              [](const Frames& self) {
                  py::list names;

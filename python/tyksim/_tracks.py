@@ -86,26 +86,24 @@ class Track(Mapping[str, "Column"]):
     def __len__(self) -> int:
         return len(self._columns)
 
-    def to_pandas(self) -> pandas.DataFrame:
+    def to_pandas(self, places: bool = False) -> pandas.DataFrame:
         """A DataFrame with a row a frame; needs pandas.
 
-        The index has the levels pipe, task and frame; request and sof are levels, too. An
-        array becomes a column an element, ``name[0]`` and so on. A column with missing
-        values has one of pandas' types that allow them.
+        Args:
+            places: put pipe, task, frame, request and sof in front, as columns. Otherwise the
+                index says which frame a row is of: its position, with the levels pipe and task
+                before it where the tree has several tasks.
+
+        An array becomes a column an element, ``name[0]`` and so on. A column with missing values
+        has one of pandas' types that allow them.
         """
         import pandas
 
-        levels = {
-            "pipe": self.pipes,
-            "task": self.tasks,
-            "frame": self.frames,
-            "request": self.requests,
-            "sof": self.sofs,
-        }
-        index = pandas.MultiIndex.from_arrays(
-            [_series(level) for level in levels.values()], names=list(levels)
-        )
+        levels = {"pipe": self.pipes, "task": self.tasks, "frame": self.frames}
         columns = {}
+        if places:
+            for name, level in {**levels, "request": self.requests, "sof": self.sofs}.items():
+                columns[name] = _series(level)
         for name, column in self._columns.items():
             if column.ndim == 1:
                 columns[name] = _series(column)
@@ -113,6 +111,13 @@ class Track(Mapping[str, "Column"]):
             for place in np.ndindex(column.shape[1:]):
                 indices = "".join(f"[{index}]" for index in place)
                 columns[name + indices] = _series(column[(slice(None), *place)])
+        index = None
+        if not places and len(self._tree.tasks) > 1:
+            index = pandas.MultiIndex.from_arrays(
+                [_series(level) for level in levels.values()], names=list(levels)
+            )
+        elif not places:
+            index = pandas.Index(self.frames.data, name="frame")
         return pandas.DataFrame(columns, index=index)
 
     def __repr__(self) -> str:

@@ -138,3 +138,35 @@ def test_a_sheet_is_made(recorded, tmp_path):
     assert page.read_text().startswith("<!")
     with pytest.raises(tyksim.Error, match="x.html"):
         tyksim.open(recorded).sheet(page)
+
+
+def test_a_tree_is_recorded_from_arrays(tmp_path):
+    random = np.random.default_rng(1)
+    images = [random.integers(0, 256, (72, 64), np.uint8) for _ in range(4)]
+    values = {"total_gain": [100, 200, 300, 400], "cur_ev": np.linspace(-1, 1, 4, dtype=np.float32)}
+    tree = tyksim.record(tmp_path / "made", iter(images), values=values, fps=25, first_request=7)
+    assert [frame.request for frame in tree.frames] == [7, 8, 9, 10]
+    for frame, image in zip(tree.frames, images):
+        assert np.array_equal(frame.image.nv21().reshape(72, 64), image)
+    assert tree.track("total_gain")["total_gain"].tolist() == values["total_gain"]
+    assert np.allclose(tree.track("cur_ev")["cur_ev"], values["cur_ev"])
+    gaps = np.diff([frame.time.timestamp() for frame in tree.frames])
+    assert np.allclose(gaps, 0.04, atol=0.0011)
+    rows = [{"total_gain": 5}, {}, {"total_gain": None}, {"total_gain": 8}]
+    again = tyksim.record(tmp_path / "rows", images, values=rows)
+    assert (again.frames[0]["total_gain"], again.frames[3]["total_gain"]) == (5, 8)
+
+
+def test_a_recording_that_fails_leaves_nothing(tmp_path):
+    image = np.zeros((3, 2), np.uint8)
+    cases = [
+        (tyksim.Error, "no_such_name", [image], {"values": {"no_such_name": [1]}}),
+        (ValueError, "frame 2", [image, np.zeros((6, 4), np.uint8)], {}),
+        (ValueError, "at least one", [], {}),
+    ]
+    for error, match, frames, arguments in cases:
+        with pytest.raises(error, match=match):
+            tyksim.record(tmp_path / "out", frames, **arguments)
+    assert list(tmp_path.iterdir()) == []
+    with pytest.raises(FileExistsError):
+        tyksim.record(tmp_path, [image])

@@ -144,6 +144,9 @@ def test_pandas(tagged):
     assert frame["TEST_TAG.wide"].isna().tolist() == [False, False, False, True, False, False]
     assert frame.index.get_level_values("frame").tolist() == [1, 2, 3, 4, 5, 6]
     assert isinstance(frame, pandas.DataFrame)
+    placed = tagged.track("total_gain").to_pandas(places=True)
+    assert list(placed.columns) == ["pipe", "task", "frame", "request", "sof", "total_gain"]
+    assert placed["request"].tolist() == [1, 2, 3, 4, 5, 6]
 
 
 def test_records(tagged):

@@ -2,11 +2,13 @@
 """Runs the commands of the README in their order in one empty folder, with an installed copy of the
 build, and compares their output with that in the README.
 
-  readme.py README BUILD
+  readme.py README BUILD [PYTHON]
 
 After a command with "$ " before it the block has its standard output, in which "..." matches any text of
 a line, or any lines if it is alone on a line. In a block without "$ " every line is a command. A command
-must end with status 0, or with 3 for findings.
+must end with status 0, or with 3 for findings. A block in Python whose first line is "# FILE.py" is that
+file. PYTHON is the interpreter that the build's package is for; without it, commands with a .py file are
+not run.
 """
 import os
 import pathlib
@@ -37,6 +39,11 @@ def blocks(text):
             yield block[1].splitlines()
 
 
+def files(text):
+    """Name and content of each block that is a file in Python."""
+    return re.findall(r"^```python\n# (\S+\.py)\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)
+
+
 def commands(block):
     """Pairs of a command and its output lines; None if the README does not show them."""
     prompts = block[0].startswith("$ ")
@@ -63,12 +70,14 @@ def pattern(lines):
     return "".join(r"(.*\n)*" if word == r".*\n" else word for word in words)
 
 
-def run(listed, folder, environment):
+def run(listed, scripts, folder, environment):
     """Runs all commands in one shell, as a reader does; returns status, output and errors of each."""
     logs = folder / "logs"
     work = folder / "work"
     logs.mkdir()
     work.mkdir()
+    for name, content in scripts:
+        (work / name).write_text(content)
     script = "set -o pipefail\n" + "".join(
         f"{{ {command}\n}} >{logs}/{number}.out 2>{logs}/{number}.err\necho $? >{logs}/{number}.status\n"
         for number, (command, _) in enumerate(listed))
@@ -87,7 +96,8 @@ def install(build, prefix):
     return {**os.environ, "PATH": f"{prefix}/bin:{os.environ['PATH']}", "PKG_CONFIG_PATH": str(pkgconfig)}
 
 
-readme, build = (pathlib.Path(word).resolve() for word in sys.argv[1:])
+readme, build = (pathlib.Path(word).resolve() for word in sys.argv[1:3])
+python = sys.argv[3] if len(sys.argv) > 3 else None
 found = list(blocks(readme.read_text()))
 failed = False
 for first in SKIPPED:
@@ -97,10 +107,19 @@ for first in SKIPPED:
         failed = True
 
 listed = [pair for block in found if block[0] not in SKIPPED for pair in commands(block)]
+scripts = files(readme.read_text())
+if not python:
+    names = {word for name, _ in scripts for word in (name, name[:-len(".py")])}
+    left = [pair for pair in listed if names & set(pair[0].split())]
+    listed = [pair for pair in listed if pair not in left]
+    print(f"not run: {len(left)} commands that need the Python package")
 with tempfile.TemporaryDirectory(dir=os.environ.get("TEST_TMPDIR")) as name:
     folder = pathlib.Path(name)
     environment = install(build, folder / "prefix")
-    for (command, lines), (status, out, err) in zip(listed, run(listed, folder, environment)):
+    if python:
+        (folder / "prefix/bin/python3").symlink_to(python)
+        environment["PYTHONPATH"] = str(build / "python")
+    for (command, lines), (status, out, err) in zip(listed, run(listed, scripts, folder, environment)):
         if status in ("0", "3") and (lines is None or re.fullmatch(pattern(lines), out + "\n" * bool(out))):
             continue
         failed = True

@@ -1,0 +1,124 @@
+#!/usr/bin/env python3
+"""What Python costs: the package's figures against the program's and others', each at most so much.
+
+    python.py TYKSIM [PROCESSOR.so]
+
+PYTHONPATH names the package. Each row runs both sides in turn, several rounds, and compares the
+shortest times; PROCESSOR.so is a processor in C that does nothing.
+"""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+ROUNDS = int(os.environ.get("ROUNDS", "5"))
+
+
+def seconds(action):
+    began = time.perf_counter()
+    action()
+    return time.perf_counter() - began
+
+
+def compare(name, limit, ours, theirs, what):
+    """Runs both in turn and prints the ratio of their shortest times."""
+    best = [float("inf"), float("inf")]
+    for _ in range(ROUNDS):
+        for side, action in enumerate((ours, theirs)):
+            best[side] = min(best[side], seconds(action))
+    ratio = best[0] / best[1]
+    verdict = "" if ratio <= limit else "  over"
+    print(f"{name:44} {what:32} {best[0] * 1e3:9.2f} {best[1] * 1e3:9.2f} ms "
+          f"{ratio:6.2f} (limit {limit}){verdict}", flush=True)
+    return ratio <= limit
+
+
+def shell(*words):
+    return lambda: subprocess.run([str(word) for word in words], check=True,
+                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def many_frames(work, tyksim, count):
+    """A tree whose frames share their files."""
+    root = work / "many"
+    shell(tyksim, "record", root, "--frames", 1, "--size", "16x16")()
+    task = next(root.rglob("*_task_*"))
+    first = next(task.iterdir())
+    for number in range(2, count + 1):
+        folder = task / f"{1000000000000 + number}_reqID_{number}_sofID_{number}"
+        folder.mkdir()
+        for file in first.iterdir():
+            os.link(file, folder / file.name)
+    return root
+
+
+def do_import(work):
+    script = "import {}"
+    python = [sys.executable, "-c"]
+    return compare("import tyksim (with numpy)", 1e9, shell(*python, script.format("tyksim")),
+                   shell(*python, script.format("numpy")), "import numpy")
+
+
+def main(tyksim, processor=None):
+    import numpy as np
+    import tyksim as package
+
+    fine = True
+    with tempfile.TemporaryDirectory(dir="/dev/shm") as folder:
+        work = pathlib.Path(folder)
+        do_import(work)
+        root = many_frames(work, tyksim, 10000)
+        fine &= compare("open(), 10,000 frames", 1.2, lambda: package.open(root),
+                        shell(tyksim, "info", root), "tyksim info")
+        names = ["total_gain", "exp_time", "cur_ev", "sx"]
+        tree = package.open(root)
+        fine &= compare("track() of four names", 1.3, lambda: tree.track(*names),
+                        shell(tyksim, "track", root, *names), "tyksim track")
+        shutil.rmtree(root)
+        shell(tyksim, "record", work / "large", "--frames", 1, "--size", "4000x3000")()
+        frame = package.open(work / "large").frames[0]
+        luma = 4000 * 3000
+
+        def read():
+            image = package.open(frame.path).frames[0].image
+            image.path  # the listing is not the reading
+            return image
+
+        images = [read() for _ in range(ROUNDS)]
+        fine &= compare("image.y, 12 megapixels", 1.1, lambda: images.pop().y,
+                        lambda: np.fromfile(frame.image.path, np.uint8, luma), "numpy.fromfile")
+        y, vu = frame.image.y, frame.image.vu
+        try:
+            import cv2
+        except ImportError:
+            print("rgb(): left out, no OpenCV")
+        else:
+            cv2.setNumThreads(1)
+            flat = frame.image.nv21().reshape(4500, 4000)
+            image = package.Image(y, vu)
+            fine &= compare("image.rgb(), 12 megapixels", 1.0, image.rgb,
+                            lambda: cv2.cvtColor(flat, cv2.COLOR_YUV2RGB_NV21), "cv2.cvtColor")
+        shutil.rmtree(work / "large")
+        if processor:
+            nothing = work / "nothing.py"
+            nothing.write_text("def process(frame):\n    pass\n")
+            shell(tyksim, "record", work / "run", "--frames", 200, "--size", "1920x1080")()
+
+            def run(path):
+                def replay():
+                    shutil.rmtree(work / "out", ignore_errors=True)
+                    shell(tyksim, "replay", work / "run", "--with", path, "-o", work / "out",
+                          "--python", sys.executable)()
+                return replay
+
+            fine &= compare("a processor that does nothing, 200 frames", 1.3, run(nothing),
+                            run(processor), "the same in C")
+    sys.exit(0 if fine else 1)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

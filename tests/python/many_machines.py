@@ -1,0 +1,257 @@
+#!/usr/bin/env python3
+"""Runs the scripts of examples/lab on real processes of this machine, and ends some of them.
+
+    many_machines.py dask|ssh|slurm TYKSIM
+
+Ends with 77 where the machine lacks the programs, and says which.
+"""
+
+import json
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+SCRIPTS = pathlib.Path(__file__).resolve().parents[2] / "examples" / "lab"
+LACKS = 77
+FRAMES, DAMAGED = 3, 7
+
+
+def lacks(*programs):
+    missing = [program for program in programs if shutil.which(program) is None]
+    if missing:
+        print(f"left out: this machine has no {', '.join(missing)}")
+        sys.exit(LACKS)
+
+
+def record(work, program, count):
+    """So many small trees, one of them without an image."""
+    lab = work / "lab"
+    lab.mkdir()
+    first = lab / "tree000"
+    subprocess.run([program, "record", first, "--frames", str(FRAMES), "--size", "8x8"],
+                   check=True, capture_output=True)
+    for number in range(1, count):
+        shutil.copytree(first, lab / f"tree{number:03}")
+    next((lab / f"tree{DAMAGED:03}").rglob("FCWH*")).unlink()
+    return lab
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def wait_until(what, happened, seconds=60):
+    end = time.monotonic() + seconds
+    while not happened():
+        if time.monotonic() > end:
+            sys.exit(f"expected {what} within {seconds} s")
+        time.sleep(0.05)
+
+
+def answers(port):
+    with socket.socket() as probe:
+        return probe.connect_ex(("127.0.0.1", port)) == 0
+
+
+def require_every_tree(lab, documents):
+    """Each tree once, and the damaged one with its finding."""
+    found = sorted(pathlib.Path(document["path"]).name for document in documents)
+    expected = sorted(path.name for path in lab.iterdir())
+    if found != expected:
+        sys.exit(f"expected {len(expected)} trees once each, found {len(found)}, "
+                 f"{len(set(found))} of them different")
+    findings = [(pathlib.Path(document["path"]).name, finding["rule"])
+                for document in documents for finding in document["findings"]]
+    if findings != [(f"tree{DAMAGED:03}", "image-missing")]:
+        sys.exit(f"expected that one tree lacks an image, found {findings}")
+
+
+def dask(work, lab, processes):
+    import pandas
+    from distributed import Client
+
+    os.environ["DASK_LOGGING__DISTRIBUTED"] = "warning"
+
+    port = free_port()
+    python = [sys.executable, "-m"]
+    processes.append(subprocess.Popen([*python, "distributed.cli.dask_scheduler", "--host",
+                                       "127.0.0.1", "--port", str(port), "--no-dashboard"]))
+    wait_until("a scheduler", lambda: answers(port))
+    address = f"tcp://127.0.0.1:{port}"
+    for _ in range(2):
+        # No nanny: the process that is killed is the worker, and nobody starts it again.
+        processes.append(subprocess.Popen([*python, "distributed.cli.dask_worker", address,
+                                           "--nthreads", "1", "--no-nanny", "--no-dashboard",
+                                           "--local-directory", str(work)]))
+    out = work / "table.csv"
+    run = subprocess.Popen([sys.executable, SCRIPTS / "track_dask.py", address, lab, out,
+                            "total_gain", "exp_time"])
+    with Client(address) as watch:
+        wait_until("results", lambda: any(watch.has_what().values()))
+        if run.poll() is not None:
+            sys.exit("a worker was to be killed in the middle; the run was too short")
+        processes[1].kill()
+    if run.wait(timeout=120) != 0:
+        sys.exit("the run failed")
+    table = pandas.read_csv(out)
+    frames = FRAMES * len(list(lab.iterdir()))
+    if len(table) != frames or len(table[["tree", "frame"]].drop_duplicates()) != len(table):
+        sys.exit(f"expected {frames} frames once each, found {len(table)}")
+    if table.groupby("tree")["findings"].first().sum() != 1:
+        sys.exit("expected one finding")
+
+
+def sshd(work, number, processes):
+    """A server on a port of its own, for the test's own key alone."""
+    folder = work / f"sshd{number}"
+    folder.mkdir()
+    subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", folder / "host"], check=True)
+    port = free_port()
+    config = folder / "config"
+    config.write_text(
+        f"Port {port}\nListenAddress 127.0.0.1\nHostKey {folder}/host\nPidFile {folder}/pid\n"
+        f"AuthorizedKeysFile {work}/key.pub\nStrictModes no\nUsePAM no\nMaxStartups 100\n"
+        f"PasswordAuthentication no\nSetEnv PATH={os.environ['PATH']}\n"
+    )
+    server = shutil.which("sshd") or "/usr/sbin/sshd"
+    processes.append(subprocess.Popen([server, "-D", "-e", "-f", config], stderr=subprocess.DEVNULL,
+                                      start_new_session=True))
+    wait_until("an sshd", lambda: answers(port))
+    return port
+
+
+def ssh(work, lab, processes):
+    subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", work / "key"], check=True)
+    pathlib.Path("/run/sshd").mkdir(exist_ok=True)
+    ports = [sshd(work, number, processes) for number in (1, 2)]
+    client = work / "ssh"
+    user = subprocess.run(["id", "-un"], check=True, capture_output=True, text=True).stdout.strip()
+    client.write_text(
+        f"#!/bin/sh\nexec ssh -F none -i {work}/key -o StrictHostKeyChecking=no "
+        f"-o UserKnownHostsFile=/dev/null -o LogLevel=ERROR \"$@\"\n"
+    )
+    client.chmod(0o755)
+    logins = ",".join(f"2/{client} -p {port} {user}@127.0.0.1" for port in ports)
+    log = work / "jobs"
+    environment = {**os.environ, "JOBLOG": str(log)}
+    out = work / "check.jsonl"
+    with out.open("w") as file:
+        run = subprocess.Popen(["sh", SCRIPTS / "check_ssh.sh", logins, lab], stdout=file,
+                               env=environment)
+        wait_until("some jobs", lambda: run.poll() is not None or
+                   (log.exists() and len(log.read_text().splitlines()) > 20))
+        if run.poll() is not None:
+            sys.exit("the server was to be stopped in the middle; the run was too short")
+        os.killpg(processes[0].pid, signal.SIGKILL)
+        processes[0].wait()
+        if run.wait(timeout=300) != 0:
+            sys.exit("the run failed")
+    require_every_tree(lab, [json.loads(line) for line in out.read_text().splitlines()])
+
+
+def slurm(work, lab, processes):
+    """A cluster of two nodes that are this machine."""
+    host = socket.gethostname()
+    controller, first = free_port(), free_port()
+    second = free_port()
+    key = work / "munge.key"
+    key.write_bytes(os.urandom(128))
+    key.chmod(0o400)
+    # Its folders may not be below one that others write to.
+    state = pathlib.Path(tempfile.mkdtemp(prefix="slurm", dir="/run"))
+    state.chmod(0o755)
+    shutil.copy(key, state / "munge.key")
+    (state / "munge.key").chmod(0o400)
+    processes.append(subprocess.Popen([
+        "munged", "-F", "--force", f"--key-file={state}/munge.key", f"--socket={state}/munge",
+        f"--pid-file={state}/pid", f"--log-file={state}/log", f"--seed-file={state}/seed",
+    ], stderr=subprocess.DEVNULL))
+    wait_until("munged", lambda: (state / "munge").exists())
+    memory = 512
+    config = state / "slurm.conf"
+    config.write_text(
+        f"ClusterName=test\nSlurmctldHost={host}(127.0.0.1)\nSlurmctldPort={controller}\n"
+        f"AuthType=auth/munge\nAuthInfo=socket={state}/munge\nSlurmUser=root\n"
+        f"StateSaveLocation={state}/state\nSlurmdSpoolDir={state}/spool-%n\n"
+        f"SlurmctldPidFile={state}/ctld.pid\nSlurmdPidFile={state}/d-%n.pid\n"
+        f"SlurmctldLogFile={state}/ctld.log\nSlurmdLogFile={state}/d-%n.log\n"
+        "ProctrackType=proctrack/linuxproc\nTaskPlugin=task/none\nSelectType=select/cons_tres\n"
+        "SelectTypeParameters=CR_CPU\nReturnToService=2\nMpiDefault=none\nJobCompType=jobcomp/none\n"
+        "AccountingStorageType=accounting_storage/none\nSwitchType=switch/none\n"
+        f"NodeName=n1 NodeHostname={host} NodeAddr=127.0.0.1 Port={first} CPUs=1 RealMemory={memory}\n"
+        f"NodeName=n2 NodeHostname={host} NodeAddr=127.0.0.1 Port={second} CPUs=1 RealMemory={memory}\n"
+        "PartitionName=all Nodes=ALL Default=YES State=UP\n"
+    )
+    (state / "state").mkdir()
+    environment = {**os.environ, "SLURM_CONF": str(config)}
+    processes.append(subprocess.Popen(["slurmctld", "-D", "-f", config], env=environment,
+                                      stderr=subprocess.DEVNULL))
+    for node in ("n1", "n2"):
+        (state / f"spool-{node}").mkdir()
+        processes.append(subprocess.Popen(["slurmd", "-D", "-N", node, "-f", config],
+                                          env=environment, stderr=subprocess.DEVNULL))
+
+    def said(*words):
+        result = subprocess.run(words, env=environment, capture_output=True, text=True)
+        return result.stdout if result.returncode == 0 else ""
+
+    try:
+        wait_until("two idle nodes", lambda: said("sinfo", "-h", "-o", "%T %D").split() == ["idle", "2"])
+        results = work / "results"
+        parts = 8
+        subprocess.run(["sbatch", f"--array=0-{parts - 1}", SCRIPTS / "check_slurm.sh", lab, results],
+                       env={**environment, "PARTS": str(parts)}, check=True, cwd=work)
+        wait_until("all parts", lambda: len(list(results.glob("*.jsonl"))) == parts, 120)
+        lines = [line for part in results.glob("*.jsonl") for line in part.read_text().splitlines()]
+        require_every_tree(lab, [json.loads(line) for line in lines])
+    except SystemExit:
+        for log in state.glob("*.log"):
+            print(log.name, log.read_text()[-1500:], file=sys.stderr)
+        raise
+    finally:
+        for process in reversed(processes):
+            process.terminate()
+            process.wait()
+        shutil.rmtree(state, ignore_errors=True)
+
+
+def main(what, program):
+    os.environ["PATH"] = f"{pathlib.Path(program).resolve().parent}:/usr/sbin:{os.environ['PATH']}"
+    if what == "ssh":
+        lacks("ssh", "sshd", "parallel")
+    elif what == "slurm":
+        lacks("slurmctld", "slurmd", "munged")
+        if os.geteuid() != 0:
+            print("left out: slurmd needs root's rights")
+            sys.exit(LACKS)
+    else:
+        try:
+            import distributed  # noqa: F401
+            import pandas  # noqa: F401
+        except ImportError as error:
+            print(f"left out: {error}")
+            sys.exit(LACKS)
+    processes = []
+    with tempfile.TemporaryDirectory() as folder:
+        work = pathlib.Path(folder)
+        try:
+            run, count = {"dask": (dask, 200), "ssh": (ssh, 60), "slurm": (slurm, 60)}[what]
+            run(work, record(work, program, count), processes)
+        finally:
+            for process in processes:
+                if process.poll() is None:
+                    process.kill()
+                process.wait()
+    print(f"{what}: {count} trees, each once")
+
+
+if __name__ == "__main__":
+    main(sys.argv[1], sys.argv[2])
