@@ -64,7 +64,10 @@ function laneParts(lane) {
       draw('path', {class: 'theirs', d: pathOf(state.task.frames, lane.theirs, lane.scale)}),
       draw('path', {class: state.task.frames.length === 1 ? 'dot' : '', d: pathOf(state.task.frames, lane.mine, lane.scale)})), cursor);
     const ends = low === high ? [low] : [high, low];
-    range.append(...ends.map(v => make('span', {textContent: withUnit(v, measure.unit)})));
+    const texts = ends.map(v => withUnit(v, measure.unit));
+    // Limits that are alike when rounded are told exactly.
+    const format = texts[0] === texts[1] ? figure : v => withUnit(v, measure.unit);
+    range.append(...ends.map(v => make('span', {textContent: format(v)})));
     if (lane.logarithmic) range.insertBefore(make('span', {textContent: 'log'}), range.lastChild);
   }
   if (low === high) range.classList.add('one');

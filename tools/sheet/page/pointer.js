@@ -178,9 +178,10 @@ function setCorner() {
 const texts = values => values.map((value, i) => `${PLANES[i]} ${value === null || value === undefined ? '–' : value}`).join(' ');
 const signedText = value => value === null ? '–' : (value > 0 ? '+' : value < 0 ? '−' : '') + Math.abs(value);
 
-/// The line under the cursor: place, values of both images, their difference, and whether they are exact.
+/// The line under the cursor, which is announced as keys move it: place, values of both images, their difference, and whether they are exact.
 function showUnder() {
   const at = pointer.at;
+  $('under').setAttribute('aria-live', pointer.byKeys ? 'polite' : 'off');
   if (!at || !imageSize()) {
     $('under').textContent = '';
     return;
