@@ -67,7 +67,7 @@ void FramePictureMaker::read(FrameImage& image, bool drawn) {
         PictureFile file(image.path, image.layout);
         file.requireSamples();
         const int width = std::max({plan_.sizes.largeWidth, plan_.sizes.thumbWidth, 1});
-        const ReducedPicture& reduced = reader_.read(file, width, plan_.counting);
+        const ReducedPicture& reduced = reader_.read(file, width, plan_.effort);
         const uint64_t whole = image.layout.dumpedBytes();
         result.lacking = whole - std::min(whole, file.bytes());
         result.held = file.samples();
@@ -83,7 +83,7 @@ void FramePictureMaker::draw(const ReducedPicture& reduced, FramePicture& result
     if (plan_.sizes.largeWidth > 0 && reduced.picture.width() > plan_.sizes.thumbWidth) {
         result.large = jpeg(reduced.picture);
     }
-    result.thumb = jpeg(reader_.reduced(reduced.picture, plan_.sizes.thumbWidth));
+    result.thumb = jpeg(reader_.reduced(reduced.picture, plan_.sizes.thumbWidth, plan_.effort));
     std::string roots;
     addRoots(reduced.counts.y, result.planes[0].peak, roots);
     addRoots(reduced.counts.u, result.planes[1].peak, roots);
@@ -130,9 +130,10 @@ std::optional<MeasuredPicture> FramePictureMaker::measure(const FrameImage& imag
         file.requireSamples();
         MeasuredPicture result;
         const int widest = MeasuredPicture::kWidths.back();
-        const Picture wide = reader_.read(file, widest, Counting::kSomeRows).picture;
+        const Picture wide = reader_.read(file, widest, Effort::kFull).picture;
         for (size_t i = 0; i < result.jpegs.size(); ++i) {
-            const Picture picture = reader_.reduced(wide, MeasuredPicture::kWidths[i]);
+            const Picture picture =
+                reader_.reduced(wide, MeasuredPicture::kWidths[i], Effort::kFull);
             result.jpegs[i].width = picture.width();
             result.jpegs[i].bytes = static_cast<double>(jpeg(picture).size());
         }

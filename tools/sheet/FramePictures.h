@@ -21,7 +21,7 @@ namespace tyksim {
 struct PicturePlan {
     PictureSizes sizes;
     AssumedPicture assumed;
-    Counting counting = Counting::kAll;
+    Effort effort = Effort::kFull;
     std::optional<PixelArea> window;  ///< where windows are, instead of the best place
     tyktree::NumberRanges whole;      ///< frames of which the window is the whole image
 };

@@ -6,37 +6,56 @@ namespace tyksim {
 
 namespace {
 
-/// Calls `take(old, share)` for what the new sample `index` of `to` covers of `from` old ones. An
-/// old sample has `to` shares, a new one covers `from` of them.
-template <typename Take>
-void forCovered(int64_t index, int64_t from, int64_t to, Take take) {
-    const int64_t begin = index * from;
-    const int64_t end = begin + from;
-    for (int64_t old = begin / to; old * to < end; ++old) {
-        take(static_cast<size_t>(old), std::min(end, (old + 1) * to) - std::max(begin, old * to));
+/// The old samples that new ones cover, along one side. An old sample has as many shares as there
+/// are new ones, and a new one covers as many shares as there are old ones.
+std::vector<CoveredSamples> coveredBy(int from, int to) {
+    std::vector<CoveredSamples> result;
+    for (int64_t begin = 0; begin < int64_t{from} * to; begin += from) {
+        const int64_t end = begin + from;
+        CoveredSamples covered;
+        covered.first = static_cast<int>(begin / to);
+        covered.last = static_cast<int>((end - 1) / to);
+        covered.ofFirst =
+            static_cast<uint32_t>(std::min(end, (covered.first + int64_t{1}) * to) - begin);
+        covered.ofLast = static_cast<uint32_t>(end - int64_t{covered.last} * to);
+        result.push_back(covered);
     }
+    return result;
+}
+
+/// The shares of the old sample `index`.
+uint32_t shareOf(const CoveredSamples& covered, int index, int to) {
+    if (index == covered.first) return covered.ofFirst;
+    return index == covered.last ? covered.ofLast : static_cast<uint32_t>(to);
 }
 
 }  // namespace
 
 void PlaneResizer::resize(const Plane& plane, int width, int height, uint8_t* out) {
-    const auto stride = static_cast<size_t>(plane.stride);
-    const uint64_t whole = static_cast<uint64_t>(plane.width) * static_cast<uint64_t>(plane.height);
-    for (int y = 0; y < height; ++y) {
+    const std::vector<CoveredSamples> across = coveredBy(plane.width, width);
+    const std::vector<CoveredSamples> down = coveredBy(plane.height, height);
+    const double whole = static_cast<double>(plane.width) * plane.height;
+    for (const CoveredSamples& rows : down) {
         columns_.assign(static_cast<size_t>(plane.width), 0);
-        forCovered(y, plane.height, height, [&](size_t row, int64_t share) {
-            const uint8_t* const samples = plane.samples + row * stride;
-            const auto weight = static_cast<uint32_t>(share);
-            for (size_t x = 0; x < columns_.size(); ++x) columns_[x] += weight * samples[x];
-        });
-        for (int x = 0; x < width; ++x) {
-            uint64_t sum = whole / 2;
-            forCovered(x, plane.width, width, [&](size_t column, int64_t share) {
-                sum += static_cast<uint64_t>(share) * columns_[column];
-            });
-            *out++ = static_cast<uint8_t>(sum / whole);
+        for (int row = rows.first; row <= rows.last; ++row) {
+            addRow(plane, row, shareOf(rows, row, height));
+        }
+        for (const CoveredSamples& part : across) {
+            uint64_t sum = 0;
+            for (int column = part.first; column <= part.last; ++column) {
+                sum +=
+                    uint64_t{shareOf(part, column, width)} * columns_[static_cast<size_t>(column)];
+            }
+            *out++ = static_cast<uint8_t>(static_cast<double>(sum) / whole + 0.5);
         }
     }
+}
+
+void PlaneResizer::addRow(const Plane& plane, int row, uint32_t share) {
+    const uint8_t* const samples =
+        plane.samples + static_cast<size_t>(row) * static_cast<size_t>(plane.stride);
+    uint32_t* const sums = columns_.data();
+    for (int x = 0; x < plane.width; ++x) sums[x] += share * samples[x];
 }
 
 }  // namespace tyksim

@@ -8,6 +8,15 @@
 
 namespace tyksim {
 
+/// The old samples that a new one covers, along one side: the first and the last one with their
+/// shares, those between as a whole.
+struct CoveredSamples {
+    int first = 0;
+    int last = 0;
+    uint32_t ofFirst = 0;
+    uint32_t ofLast = 0;
+};
+
 /// Resizes planes one after the other and keeps its memory. One object serves one thread.
 class PlaneResizer {
 public:
@@ -17,6 +26,8 @@ public:
     void resize(const Plane& plane, int width, int height, uint8_t* out);
 
 private:
+    void addRow(const Plane& plane, int row, uint32_t share);
+
     std::vector<uint32_t> columns_;
 };
 

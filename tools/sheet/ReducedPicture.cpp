@@ -34,12 +34,23 @@ int stripRows(const PictureLayout& layout, int divisor) {
     return block * static_cast<int>(std::max<size_t>(1, kStripBytes / blockBytes));
 }
 
+/// By how much a picture becomes smaller.
+double factorOf(const PixelSize& size, int width) {
+    return std::max({1.0, size.width / static_cast<double>(width), size.height / (2.0 * width)});
+}
+
+/// The whole number by which a picture is made smaller first; the last step if it is to be quick.
+int divisorOf(const PixelSize& size, int width, Effort effort) {
+    const double factor = factorOf(size, width);
+    return static_cast<int>(effort == Effort::kQuick ? std::ceil(factor) : std::floor(factor));
+}
+
 /// Counts the samples of strips as they come: all, or those of rows evenly spread.
 class RowCounter {
 public:
-    RowCounter(const PictureFile& file, Counting counting, PlaneHistograms& counts)
+    RowCounter(const PictureFile& file, Effort effort, PlaneHistograms& counts)
         : counts_(counts), held_(file.samples()) {
-        if (counting == Counting::kAll) return;
+        if (effort == Effort::kFull) return;
         const PictureLayout& layout = file.layout();
         every_ = 1 + static_cast<int>(product(layout.width, layout.height) / kCountedSamples);
     }
@@ -64,24 +75,26 @@ private:
 
 }  // namespace
 
-PixelSize reducedSize(const PixelSize& size, int width) {
-    const double factor =
-        std::max({1.0, size.width / static_cast<double>(width), size.height / (2.0 * width)});
+PixelSize reducedSize(const PixelSize& size, int width, Effort effort) {
+    if (effort == Effort::kQuick) {
+        const int divisor = divisorOf(size, width, effort);
+        return {shrunkLength(size.width, divisor), shrunkLength(size.height, divisor)};
+    }
+    const double factor = factorOf(size, width);
     const auto reduced = [factor](int length) {
         return std::max(1, static_cast<int>(std::lround(length / factor)));
     };
     return {reduced(size.width), reduced(size.height)};
 }
 
-const ReducedPicture& ReducedPictureReader::read(PictureFile& file, int width, Counting counting) {
+const ReducedPicture& ReducedPictureReader::read(PictureFile& file, int width, Effort effort) {
     const PictureSource source = file.source();
-    const PixelSize size = reducedSize({source.width, source.height}, width);
-    const int divisor =
-        std::max(1, std::min(source.width / size.width, source.height / size.height));
+    const PixelSize whole{source.width, source.height};
+    const int divisor = divisorOf(whole, width, effort);
     const NewPicture made(samples_, shrunkLength(source.width, divisor),
                           shrunkLength(source.height, divisor));
     result_.counts = {};
-    RowCounter counter(file, counting, result_.counts);
+    RowCounter counter(file, effort, result_.counts);
     const int rows = stripRows(file.layout(), divisor);
     for (int row = 0; row < source.height; row += rows) {
         const Picture strip = source.rows(row, std::min(rows, source.height - row));
@@ -92,12 +105,20 @@ const ReducedPicture& ReducedPictureReader::read(PictureFile& file, int width, C
         shrink(strip.u, divisor, made.u + product(blocks / 2, to.u.stride), to.u.stride);
         shrink(strip.v, divisor, made.v + product(blocks / 2, to.v.stride), to.v.stride);
     }
-    result_.picture = resized(made.picture, size, resized_);
+    result_.picture = resized(made.picture, reducedSize(whole, width, effort), resized_);
     return result_;
 }
 
-Picture ReducedPictureReader::reduced(const Picture& picture, int width) {
-    return resized(picture, reducedSize({picture.width(), picture.height()}, width), again_);
+Picture ReducedPictureReader::reduced(const Picture& picture, int width, Effort effort) {
+    const PixelSize whole{picture.width(), picture.height()};
+    const PixelSize size = reducedSize(whole, width, effort);
+    if (effort == Effort::kFull) return resized(picture, size, again_);
+    const int divisor = divisorOf(whole, width, effort);
+    const NewPicture made(again_, size.width, size.height);
+    shrink(picture.y, divisor, made.y, made.picture.y.stride);
+    shrink(picture.u, divisor, made.u, made.picture.u.stride);
+    shrink(picture.v, divisor, made.v, made.picture.v.stride);
+    return made.picture;
 }
 
 Picture ReducedPictureReader::resized(const Picture& picture, const PixelSize& size,

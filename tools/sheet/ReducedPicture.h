@@ -14,9 +14,13 @@ struct PixelSize {
     int height = 0;
 };
 
+/// How much time a picture may take. Quick: the histograms count some rows, and sides become
+/// smaller by whole numbers, which leaves the picture as wide as asked for or less.
+enum class Effort { kFull, kQuick };
+
 /// The size of a picture made so small that it is at most `width` wide and twice as high; its own
 /// where it is smaller.
-PixelSize reducedSize(const PixelSize& size, int width);
+PixelSize reducedSize(const PixelSize& size, int width, Effort effort);
 
 /// A picture made small.
 struct ReducedPicture {
@@ -24,18 +28,15 @@ struct ReducedPicture {
     PlaneHistograms counts;  ///< of samples that the file has
 };
 
-/// Which samples the histograms count.
-enum class Counting { kAll, kSomeRows };
-
 /// Reads pictures one after the other and keeps its memory. One object serves one thread.
 class ReducedPictureReader {
 public:
     /// The file's picture, reduced to reducedSize(): each pixel is the mean of those that it
     /// covers. Throws NoPicture when the file cannot be read, std::bad_alloc.
-    const ReducedPicture& read(PictureFile& file, int width, Counting counting);
+    const ReducedPicture& read(PictureFile& file, int width, Effort effort);
 
     /// A picture made smaller in the same way. Valid until this is called again.
-    Picture reduced(const Picture& picture, int width);
+    Picture reduced(const Picture& picture, int width, Effort effort);
 
 private:
     void shrink(const Plane& plane, int divisor, uint8_t* out, int stride);

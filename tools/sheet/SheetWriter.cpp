@@ -46,7 +46,7 @@ std::string recordedAt(const tyktree::TaskEntry& task) {
 Json pictureJson(const PicturePlan& plan) {
     const ColourRule& rule = plan.assumed.rule;
     return {{"every", plan.sizes.thumbWidth > 0 ? plan.sizes.every : 0},
-            {"sampled", plan.counting == Counting::kSomeRows},
+            {"sampled", plan.effort == Effort::kQuick},
             {"bt709", rule.matrix == ColourMatrix::kBt709},
             {"limited", rule.range == SampleRange::kLimited},
             {"nv12", plan.assumed.order == ChromaOrder::kNv12},

@@ -56,8 +56,8 @@ Examples:
   tyksim sheet before -o tuning.html --against after --size 60 --full 12,40
 )";
 
-constexpr size_t kMeasured = 6;        ///< frames that pictures' sizes are measured on
-constexpr size_t kCountedWhole = 400;  ///< pictures of which every sample is counted
+constexpr size_t kMeasured = 6;          ///< frames that pictures' sizes are measured on
+constexpr size_t kMostWithEffort = 400;  ///< pictures that may take their time
 
 struct SheetOptions {
     std::string tree;
@@ -187,7 +187,7 @@ private:
         measure(needs);
         planned_ = true;
         plan_.sizes = planSizes(needs);
-        plan_.counting = needs.pictures > kCountedWhole ? Counting::kSomeRows : Counting::kAll;
+        plan_.effort = needs.pictures > kMostWithEffort ? Effort::kQuick : Effort::kFull;
     }
 
     void measure(PageNeeds& needs) {
