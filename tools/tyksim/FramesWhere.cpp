@@ -78,6 +78,7 @@ private:
     static std::vector<ValueName> namesAt(const Condition& condition,
                                           const std::vector<size_t>& places) {
         std::vector<ValueName> names;
+        names.reserve(places.size());
         for (const size_t place : places) names.push_back(condition.names()[place]);
         return names;
     }

@@ -199,6 +199,7 @@ void OpenedTree::keepWhere(const std::string& expression, const tyktree::Conditi
                                        counted(looked, "frame", "frames")));
     }
     std::vector<const tyktree::FrameEntry*> entries;
+    entries.reserve(frames.size());
     for (const tyktree::FrameRef& frame : frames) entries.push_back(frame.frame);
     selection.keepOnly(std::move(entries));
 }
