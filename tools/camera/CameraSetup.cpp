@@ -29,14 +29,14 @@ std::string readText(const std::string& path) {
     return {bytes.begin(), bytes.end()};
 }
 
-/// Writes a table by the table's own writer.
+/// Writes a table with the library of tags.
 void writeTags(const std::string& path, const std::vector<TagEntry>& tags) {
     ResultFile file = ResultFile::replacing(path);
     orFail(tyktags::writeTagTable(file.temporary(), tags));
     file.commit();
 }
 
-/// Says what a configuration does otherwise than it seems to say.
+/// Reports the parts of a configuration that do not have their apparent effect.
 class ConfigNotes : public tyktree::FindingSink {
 public:
     void add(const tyktree::Finding& finding) override {
@@ -81,7 +81,7 @@ void CameraSetup::readTags() {
         printNote(tyktree::escaped(toLine(missed)));
     }
     tags_ = std::move(table.tags);
-    // A pipe gives its content once.
+    // A pipe can be read only once.
     if (std::filesystem::is_regular_file(tagTable_.source)) {
         tagTable_.content = readText(tagTable_.source);
     }

@@ -8,34 +8,35 @@
 
 namespace tyksim {
 
-/// What a simulated camera below a device root works with. What the user brings replaces what is
-/// there, what is there is kept, and where there is nothing a default is used.
+/// The set-up of a simulated camera below a device root. A user's file replaces an existing one;
+/// otherwise an existing file is kept, or a default is used. One thread at a time uses an object.
 class CameraSetup {
 public:
-    /// Reads and checks everything and writes nothing. `tagsFile` and `configFile` are the user's,
-    /// or "". Says what in the configuration will not do what it seems to say. Failure when one of
-    /// them is not what it should be, or an entry's dump type is not that of its tag's kind: the
-    /// library would take the bytes of the value for the address of a block.
+    /// Reads and checks everything and writes nothing. `tagsFile` and `configFile` are the user's
+    /// files, or "". Reports the parts of the configuration that do not have their apparent effect.
+    /// Throws Failure when a file is not valid, or when an entry's dump type does not fit its tag's
+    /// kind: the library would take the bytes of a value for the address of a block.
     CameraSetup(const std::string& root, int pipe, const std::string& tagsFile,
                 const std::string& configFile);
 
     const std::vector<tyktags::TagEntry>& tags() const { return tags_; }
 
-    /// Makes the root's folders and files, and says which table and configuration are used.
+    /// Makes the root's folders and files, and reports which table and configuration are used.
+    /// Throws Failure.
     void install() const;
 
-    /// Makes what the copy of a tuning file needs: the files to copy, unless they are there, and
-    /// the folder to copy to.
+    /// Makes the tuning files, as far as they do not exist, and the folder for their copies. Throws
+    /// Failure.
     void installTuningFiles() const;
 
 private:
     enum class Origin { user, kept, builtIn };
     struct Part {
-        std::string path;  ///< where it belongs
+        std::string path;  ///< its place in the root
         Origin origin;
         std::string source;   ///< the user's file
-        std::string content;  ///< to be written, unless it is kept; of a table that came through
-                              ///< a pipe "": it is written anew
+        std::string content;  ///< content to write, unless the file is kept; "" for a table from a
+                              ///< pipe, which is written from the entries
     };
     static Part choose(const std::string& path, const std::string& userFile);
     void readTags();

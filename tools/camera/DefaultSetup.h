@@ -1,4 +1,4 @@
-// What a simulated camera uses when its user brings nothing.
+// The default set-up of a simulated camera. Threads: any.
 #pragma once
 
 #include "tags/TagTable.h"
@@ -32,7 +32,7 @@ struct TuningFile {
     const char* text;
 };
 
-/// One tuning file for each MFNR version that there is.
+/// One tuning file for each MFNR version.
 const std::vector<TuningFile>& tuningFiles();
 
 }  // namespace tyksim

@@ -37,8 +37,9 @@ std::optional<uint64_t> fileSize(const std::string& path) {
     return static_cast<uint64_t>(info.st_size);
 }
 
-/// errno of adding `lacking` bytes to the file at `path`, which may not be there, as far as asking
-/// tells; else 0. It is another recorder's as well, perhaps, and is left alone.
+/// The errno that writing `lacking` more bytes to the file at `path` would give, as far as the
+/// system tells without writing; else 0. The file need not exist. Another recorder may use it too,
+/// so it is not changed.
 int expectedError(const std::string& path, uint64_t lacking) {
     const Descriptor file(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.isOpen() && errno != ENOENT) return errno;
@@ -52,7 +53,7 @@ int expectedError(const std::string& path, uint64_t lacking) {
     return limited && fileSize(path).value_or(0) + lacking > largest.rlim_cur ? EFBIG : 0;
 }
 
-/// Name of the tuning file's copy for the MFNR version that the device runs.
+/// The name of the tuning copy for the device's MFNR version.
 std::string tuningCopyName() {
     char value[kPropertyValueSize] = {};
     property_get(kMfnrVersionProperty, value, kMfnrDefaultVersion);
@@ -66,7 +67,7 @@ std::string tuningCopyName() {
 }  // namespace
 
 std::string reasonFor(const std::string& path, uint64_t lacking) {
-    // A folder that is missing as well was to be made in the first one that is there.
+    // If folders of the path are missing too, the first existing one counts.
     std::string missing = path;
     std::string folder = std::filesystem::path(path).parent_path().string();
     while (!isThere(folder) && folder != missing) {
@@ -98,7 +99,7 @@ void DumpCheck::checkFrame(const PipelineSimulation::imageInfo& frame, uint32_t 
 }
 
 void DumpCheck::checkParameters(const PipelineSimulation::imageInfo& frame) {
-    std::set<std::string> checked;  // a tag that is listed twice is dumped into the same file
+    std::set<std::string> checked;  // a tag listed twice is dumped to the same file
     bool scene = false, tuning = false;
     for (const auto& [name, info] : simulation_.dumpTagList) {
         const int sof = info.sofId == kOfTheFrame ? frame.sofId : static_cast<int>(info.sofId);
@@ -121,7 +122,7 @@ void DumpCheck::checkScene() {
         checkFile(simulation_.currentFramePath + "/" + block.fileName,
                   static_cast<uint64_t>(block.bytes));
     }
-    // Its length depends on its numbers, so its end must tell.
+    // Its length depends on its numbers, so its end shows whether it is complete.
     constexpr uint64_t kMost = 65536;
     const std::string path = tykhost::hostPath(simulation_.currentFramePath + "/" + kSceneXmlName);
     const std::string end = fmt::format("</{}>", kSceneRootName);
@@ -139,8 +140,8 @@ void DumpCheck::checkScene() {
 void DumpCheck::checkTuning() {
     const std::string path =
         tykhost::hostPath(pipeFolderPath(kDumpRoot, kMfnrCopyPipe) + "/" + tuningCopyName());
-    // Every frame rewrites it, so it is not counted; those of other pipes do, too, and each time it
-    // is empty for a moment.
+    // Every frame of every pipe rewrites it, so it is not counted, and it may be empty for a
+    // moment.
     std::optional<uint64_t> found;
     for (int looks = tuningLacks_ ? 1 : 20; looks > 0; --looks) {
         found = fileSize(path);

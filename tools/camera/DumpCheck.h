@@ -1,7 +1,7 @@
-// Whether a frame was dumped completely.
+// Checks whether a frame was dumped completely.
 //
-// The library tells nobody about a write that failed, so that a full disk never holds up the
-// camera; who needs the files must look at them.
+// The library does not report a failed write, so that a full disk does not delay the camera.
+// Programs that need the files must check them.
 #pragma once
 
 #include "core/PipelineSimulation.h"
@@ -14,20 +14,21 @@
 
 namespace tyksim {
 
-/// Bytes of the value that an entry of the dump list finds in the parameter-set service; none for
-/// one that the library does not carry.
+/// The size in bytes of the value for an entry of the dump list; none if the library does not dump
+/// it.
 using DumpedSize = std::function<std::optional<uint64_t>(const PipelineSimulation::tagInfo& entry)>;
 
-/// Looks after each frame whether the files that the dump list promises are there.
+/// Checks after each frame whether the files of the dump list exist. One thread at a time uses an
+/// object.
 class DumpCheck {
 public:
-    /// The references must outlive the object, and so must what `sizeOf` refers to.
+    /// The references, and the objects to which `sizeOf` refers, must outlive the object.
     DumpCheck(PipelineSimulation& simulation, DumpedSize sizeOf, tyktree::FindingSink& findings);
 
-    /// Leaves out the tuning copy, for a recording that sees to it itself.
+    /// Does not check the tuning copy, for a recording that handles it itself.
     void leaveTuningOut() { tuningIsChecked_ = false; }
 
-    /// Checks the frame that was dumped last; what is missing or short becomes a finding with the
+    /// Checks the frame that was dumped last; a missing or short file becomes a finding with the
     /// system's reason. `position` counts frames from 1.
     void checkFrame(const PipelineSimulation::imageInfo& frame, uint32_t position);
 
@@ -48,13 +49,13 @@ private:
     tyktree::FindingSink& findings_;
     uint32_t position_ = 0;
     bool tuningIsChecked_ = true;
-    bool tuningLacks_ = false;  ///< the copy of the tuning file was missing once
+    bool tuningLacks_ = false;  ///< the tuning copy was missing once
     uint64_t files_ = 0;
     uint64_t bytes_ = 0;
 };
 
-/// Why a file or folder of a recording is not there, or lacks `lacking` bytes: in the system's
-/// words, as far as room, permissions and limits tell. Nothing is written for it.
+/// The system's reason why a file or folder of a recording is missing, or is `lacking` bytes too
+/// short, as far as free space, permissions and limits tell. Writes nothing.
 std::string reasonFor(const std::string& path, uint64_t lacking);
 
 }  // namespace tyksim

@@ -9,7 +9,7 @@ namespace tyksim {
 
 namespace {
 
-// The block of facts stands among the first segments of a file, each of at most 64 KiB.
+// EXIF data are among the first segments of a file, each of at most 64 KiB.
 constexpr size_t kSearchedBytes = size_t{1024} * 1024;
 
 struct ExifRelease {
@@ -17,7 +17,8 @@ struct ExifRelease {
 };
 using Exif = std::unique_ptr<ExifData, ExifRelease>;
 
-/// The entry of `tag` when it has values of `format`, at least one, all within its data.
+/// The entry of `tag` if it has at least one value of `format` and its data hold all of them; else
+/// null.
 const ExifEntry* findEntry(const ExifData& exif, ExifTag tag, ExifFormat format) {
     for (const ExifIfd ifd : {EXIF_IFD_EXIF, EXIF_IFD_0}) {
         const ExifEntry* const entry = exif_content_get_entry(exif.ifd[ifd], tag);
@@ -27,7 +28,7 @@ const ExifEntry* findEntry(const ExifData& exif, ExifTag tag, ExifFormat format)
     return nullptr;
 }
 
-/// A whole number in either of the two widths that cameras write; 0 where there is none.
+/// A whole number in either of the two widths that cameras use; 0 if there is none.
 uint32_t number(const ExifData& exif, ExifTag tag, ExifByteOrder order) {
     if (const ExifEntry* const entry = findEntry(exif, tag, EXIF_FORMAT_SHORT)) {
         return exif_get_short(entry->data, order);
@@ -44,7 +45,7 @@ std::optional<uint64_t> exposureNs(const ExifData& exif, ExifByteOrder order) {
     return uint64_t{seconds.numerator} * 1000000000U / seconds.denominator;
 }
 
-/// What the first number cannot hold stands in one of three others.
+/// A sensitivity too large for the first number is in one of three others.
 std::optional<uint32_t> iso(const ExifData& exif, ExifByteOrder order) {
     constexpr uint32_t kBeyond = 65535;
     const uint32_t value = number(exif, EXIF_TAG_ISO_SPEED_RATINGS, order);
@@ -73,8 +74,7 @@ ExifFacts readExifFacts(const std::vector<uint8_t>& jpeg) {
     const auto searched = static_cast<unsigned int>(std::min(jpeg.size(), kSearchedBytes));
     const Exif exif(exif_data_new());
     if (!exif) return {};
-    // Brought to the form that the standard asks for, numbers would be cut to the width that it
-    // gives them.
+    // Conversion to the standard's form would cut numbers to its width.
     exif_data_unset_option(exif.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);
     exif_data_load_data(exif.get(), jpeg.data(), searched);
     const ExifByteOrder order = exif_data_get_byte_order(exif.get());

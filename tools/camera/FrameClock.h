@@ -9,11 +9,11 @@
 
 namespace tyksim {
 
-/// A frame folder's name has milliseconds, and a replay follows the names: frames of one
-/// millisecond, which no camera makes, would come in the order of their numbers as texts. Frames
-/// with a rate are taken at the start plus their number divided by the rate, whatever time it is
-/// then: the clock that names folders is set. Frames without a rate are taken as they come, and
-/// wait for a millisecond of their own. One object at a time.
+/// A frame folder's name has milliseconds, and a replay follows the names. Frames of the same
+/// millisecond, which no camera makes, would be sorted by the digits of their ids. Frames with a
+/// rate are taken at the start plus their number divided by the rate, whatever time it is then: the
+/// clock that names folders is set. Frames without a rate are taken as they come, and wait for a
+/// millisecond of their own. One object at a time.
 class FrameClock {
 public:
     explicit FrameClock(const std::optional<FrameRate>& rate = std::nullopt);
@@ -25,7 +25,7 @@ public:
     /// To be called before each frame is dumped.
     void beginFrame();
 
-    /// Notes that the frame's folder is made.
+    /// Call this when the frame's folder exists.
     void endFrame();
 
 private:

@@ -9,7 +9,7 @@ namespace tyksim {
 
 namespace {
 
-/// Pictures that are kept decoded; a burst of usual size fits.
+/// Limit for decoded pictures in memory; a usual burst fits.
 constexpr size_t kKeptBytes = size_t{256} * 1024 * 1024;
 constexpr int kPatternFrames = 5;
 

@@ -1,4 +1,4 @@
-// Where a simulated camera's pictures come from.
+// The pictures of a simulated camera. One thread at a time uses an object.
 #pragma once
 
 #include "tags/Problem.h"

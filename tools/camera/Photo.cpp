@@ -55,8 +55,7 @@ Header readHeader(const Decoder& decoder, const std::vector<uint8_t>& jpeg,
                             &header.subsampling, &header.colourSpace) != 0) {
         throw Failure(reasonOf(decoder, path));
     }
-    // Of a file that ends before the picture's own facts, the decoder gives tables and no
-    // complaint.
+    // For a file that ends before the picture's header, the decoder returns tables and no error.
     if (header.width < 1 || header.height < 1) {
         throw Failure(
             fmt::format("{}: expected a complete JPEG photograph, found a header that breaks off",
@@ -75,8 +74,8 @@ Header readHeader(const Decoder& decoder, const std::vector<uint8_t>& jpeg,
     return header;
 }
 
-/// Decodes the components as they are, without a detour over RGB. A warning counts as an error:
-/// the decoder fills up what a damaged file lacks, and nobody wants to tune on that.
+/// Decodes the components without conversion to RGB. A warning counts as an error, because the
+/// decoder makes up the missing part of a damaged file, which is useless for tuning.
 std::array<Plane, 3> decodePlanes(const Decoder& decoder, const std::vector<uint8_t>& jpeg,
                                   const Header& header, const std::string& path) {
     std::array<Plane, 3> planes;
@@ -99,8 +98,8 @@ std::array<Plane, 3> decodePlanes(const Decoder& decoder, const std::vector<uint
     return planes;
 }
 
-/// Brings one chroma component to one sample per 2 x 2 pixels: the mean of what the file has for
-/// each of the four. Of a 4:2:0 file that is the sample itself.
+/// Converts a chroma component to one sample per 2 x 2 pixels: the mean of the four pixels'
+/// samples. For a 4:2:0 file that is the sample itself.
 void placeChroma(const Plane& plane, int subsampling, int offset, Nv21Image& image) {
     const int across = tjMCUWidth[subsampling] / 8;
     const int down = tjMCUHeight[subsampling] / 8;

@@ -22,7 +22,7 @@ PipeLock::PipeLock(const std::string& folder)
                       ": another recorder is at work on this pipe; wait for its end or take "
                       "another --pipe");
     }
-    // Some network file systems lock no folders.
+    // Some network file systems cannot lock folders.
     printNote(fmt::format("{}: cannot be locked: {}; do not record into it twice at a time", folder,
                           systemReason(errno)));
 }

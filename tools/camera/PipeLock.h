@@ -1,4 +1,4 @@
-// One recorder at a time in a pipe's folder.
+// Allows only one recorder at a time in a pipe's folder.
 #pragma once
 
 #include "core/File.h"
@@ -7,11 +7,11 @@
 
 namespace tyksim {
 
-/// Holds a pipe's folder for this process. The system lets go of it when the process ends, however
-/// it ends; nothing is left in the folder.
+/// Locks a pipe's folder for this process. The system releases the lock when the process ends in
+/// any way; no file remains in the folder. One thread at a time uses an object.
 class PipeLock {
 public:
-    /// `folder` must be there. Failure when another recorder holds it.
+    /// `folder` must exist. Throws Failure when another recorder has the lock.
     explicit PipeLock(const std::string& folder);
 
 private:

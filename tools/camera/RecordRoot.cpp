@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 /// A part of a tree.
 struct Part {
     const char* what;
-    std::string deviceRoot;  ///< "" where none is known
+    std::string deviceRoot;  ///< "" if unknown
     std::optional<int> pipe;
 };
 
@@ -45,7 +45,7 @@ bool isPicture(const std::string& path) {
     return isNamedAsPicture(path) && !isFolder(path);
 }
 
-/// The command with what was given in its right places.
+/// The command with the given words in the right order.
 std::string command(const std::string& root, const std::vector<std::string>& images,
                     std::optional<int> pipe = std::nullopt) {
     std::string line = "tyksim record " + root;
@@ -69,7 +69,7 @@ std::string command(const std::string& root, const std::vector<std::string>& ima
                     tyktree::escaped(given), command(root, pictures)));
 }
 
-/// What the name of a folder says it is in a tree; null for another name.
+/// The kind of a tree's folder by its name; null for any other name.
 const char* kindByName(std::string_view name) {
     if (tyktree::isPipeName(name)) return "the folder of a pipe";
     if (tyktree::isTaskName(name)) return "the folder of a task";
@@ -77,7 +77,7 @@ const char* kindByName(std::string_view name) {
     return tyktree::isFrameName(name) ? "the folder of a frame" : nullptr;
 }
 
-/// Whether one of the two paths begins with the folders of the other.
+/// Whether one path is the other or is below it.
 bool onOneWay(const std::string& a, const std::string& b) {
     const bool longer = a.size() > b.size();
     const std::string whole = (longer ? a : b) + "/";
@@ -85,10 +85,11 @@ bool onOneWay(const std::string& a, const std::string& b) {
     return whole.compare(0, start.size(), start) == 0;
 }
 
-/// The part of a tree that `path`, which need not be there, is or lies in.
+/// The part of a tree that is `path` or contains it; `path` need not exist.
 std::optional<Part> partOfTree(const std::string& path) {
     Part part{nullptr, "", std::nullopt};
-    // From the folder itself upwards; it may be a device root, those above it may be a tree's.
+    // Goes from the folder upwards. The folder itself may be a device root; folders above it may
+    // belong to a tree.
     for (fs::path at = path; at.has_relative_path(); at = at.parent_path()) {
         const std::string name = at.filename().string();
         int pipe = 0;

@@ -1,4 +1,4 @@
-// Which folders a recording takes as the root of a device.
+// Checks the device root of a recording. Threads: any.
 #pragma once
 
 #include <string>
@@ -6,10 +6,10 @@
 
 namespace tyksim {
 
-/// `given` from the file system's root, its links resolved, without a slash at its end: "" is the
-/// root itself. WrongUsage, with the command that was probably meant, where it is a photograph or
-/// another file (`images` are the photographs that follow it), or part of a tree: the new tree
-/// would lie inside that one.
+/// The absolute form of `given`, with links resolved and without a trailing slash ("" is the root
+/// of the file system). Throws WrongUsage, with the command that was probably meant, if it is a
+/// photograph or another file (`images` are the photographs after it), or part of a tree: the new
+/// tree would be inside that one.
 std::string recordRoot(const std::string& given, const std::vector<std::string>& images);
 
 }  // namespace tyksim

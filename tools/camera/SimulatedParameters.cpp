@@ -25,7 +25,7 @@ using tyktags::TagEntry;
 using tyktags::TagKind;
 using Bytes = std::vector<uint8_t>;
 
-/// Fills `bytes` with what looks like data and is the same for the same tag and frame at every run.
+/// Fills `bytes` with pseudo-random data that depend only on the tag and the frame.
 void fillWithNoise(uint32_t tag, int number, Bytes& bytes) {
     uint32_t state = (tag * 2654435761U) ^ (static_cast<uint32_t>(number) * 40503U) ^ 0x9e3779b9U;
     for (uint8_t& byte : bytes) {
@@ -40,7 +40,7 @@ Bytes noise(uint32_t tag, int number, size_t size) {
     return bytes;
 }
 
-/// A ratio that swings around 1 as the frames go by.
+/// A ratio that oscillates around 1 over the frames.
 float swing(int number, int phase) {
     return 1.0F + static_cast<float>((number + phase) % 16 - 8) / 100.0F;
 }
@@ -75,7 +75,8 @@ Bytes blackLevel(const SimulatedFrame&) {
     return packed(64U, 64U, 64U, 64U);
 }
 
-/// Variance per unit of signal and without one, of each of the four channels; both grow with gain.
+/// For each of the four channels the variance per unit of signal and the constant variance; both
+/// grow with gain.
 Bytes noiseProfile(const SimulatedFrame& frame) {
     const auto gain = static_cast<float>(frame.iso) / 100.0F;
     Bytes bytes;
@@ -103,7 +104,7 @@ Bytes streamQuality(const SimulatedFrame& frame) {
     return packed(static_cast<uint8_t>(90 + frame.number % 8));
 }
 
-/// Rises along a power of two as steep as the frame's number says.
+/// A power curve whose exponent depends on the frame's number.
 Bytes curve(const SimulatedFrame& frame, size_t size) {
     Bytes bytes(size);
     const size_t points = size / 2;
@@ -122,7 +123,7 @@ Bytes toneCurve(const SimulatedFrame& frame) {
     return curve(frame, 4096);
 }
 
-/// The scene record: what has no name is noise, as its content is the camera's own affair.
+/// The scene record: named fields have values, the other bytes are noise.
 Bytes sceneRecord(const SimulatedFrame& frame) {
     tyktree::SceneRecord record;
     const Bytes rest = noise(kSceneTag, frame.number, record.bytes.size());
@@ -134,7 +135,7 @@ Bytes sceneRecord(const SimulatedFrame& frame) {
         } else {
             number = fmt::to_string(value);
         }
-        // Exposure values are finite and gains are clamped: the record takes each of them.
+        // This cannot fail: exposure values are finite and gains are clamped.
         static_cast<void>(setSceneField(*tyktree::findSceneField(path), number, record));
     };
     const int normal = 3 + frame.number % 3;
@@ -147,7 +148,7 @@ Bytes sceneRecord(const SimulatedFrame& frame) {
     set("cap_info/detect_out/hdr_detect_out/ev1", frame.biasEv - 2.0F);
     set("cap_info/detect_out/hdr_detect_out/ev2", frame.biasEv + 1.5F);
     set("threeA_info/ae_info/cur_ev", frame.biasEv);
-    // A gain of 1 is 1024 and belongs to ISO 100.
+    // A gain of 1 is 1024 and corresponds to ISO 100.
     set("threeA_info/ae_info/total_gain",
         std::min<uint64_t>(uint64_t{frame.iso} * 1024 / 100, INT_MAX));
     set("threeA_info/ae_info/exp_time", frame.exposureNs);
@@ -170,7 +171,7 @@ Bytes tuningNames(const SimulatedFrame&) {
     return table;
 }
 
-/// How the values of the tags that the tool knows come to be; all others are noise.
+/// The functions that make the values of known tags; all other values are noise.
 struct Maker {
     const char* tagName;
     Bytes (*make)(const SimulatedFrame&);
@@ -316,7 +317,7 @@ void SimulatedParameters::set(const SimulatedFrame& frame, const GivenValues* gi
             value.resize(static_cast<size_t>(tag.size));
             given->set(tag.id, value);
         }
-        // The service pads a fixed-size value, or cuts it, to the size of its tag.
+        // The service pads or cuts a fixed-size value to the size of its tag.
         sizes_[tag.id] = static_cast<uint64_t>(tag.size);
         for (const uint32_t camera : cameras_) {
             if (tykhost::setLiveValue(camera, tag.id, value.data(), value.size())) continue;
@@ -328,7 +329,7 @@ void SimulatedParameters::set(const SimulatedFrame& frame, const GivenValues* gi
 
 void SimulatedParameters::setBlock(const TagEntry& tag, const Bytes& block) {
     sizes_[tag.id] = block.size();
-    // The library reads a block, and the descriptor says nothing of that.
+    // The library only reads a block, but the descriptor has no const.
     const BlockParamDesc descriptor{const_cast<uint8_t*>(block.data()),
                                     static_cast<uint32_t>(block.size())};
     for (const uint32_t camera : cameras_) {

@@ -1,4 +1,4 @@
-// The parameters that a simulated camera reports, frame by frame.
+// The parameters of a simulated camera, frame by frame.
 #pragma once
 
 #include "host/LiveValues.h"
@@ -13,7 +13,7 @@
 
 namespace tyksim {
 
-/// The values that one frame's parameters are made from.
+/// The values from which one frame's parameters are made.
 struct SimulatedFrame {
     int number;  ///< from 0
     int width;   ///< pixels
@@ -23,27 +23,28 @@ struct SimulatedFrame {
     float biasEv;
 };
 
-/// Lays what is given by hand over what a photograph says.
+/// The facts of a photograph, replaced by those in `given`. Threads: any.
 ExifFacts overlaid(const ExifFacts& given, const ExifFacts& photo);
 
-/// Frame `number`. A simulated exposure control makes up what `given` lacks.
+/// Frame `number`. A simulated exposure control chooses the values that `given` does not have.
+/// Threads: any.
 SimulatedFrame makeSimulatedFrame(int number, int width, int height, const ExifFacts& given);
 
-/// Sets the parameter-set service's live values; each tag's value changes from frame to frame, a
-/// block's size too. One object at a time.
+/// Sets the parameter-set service's live values. Each tag's value, and the size of a block, change
+/// from frame to frame. Only one object may exist at a time, and one thread at a time uses it.
 class SimulatedParameters {
 public:
-    /// `tags` are those that are dumped; `cameras` are those whose values are asked for.
+    /// `tags` are the dumped tags, `cameras` the cameras of the dumped values.
     SimulatedParameters(std::vector<tyktags::TagEntry> tags, std::set<uint32_t> cameras);
 
     /// Sets the values of one frame. What the chosen row of `given`, where that is not null, gives
     /// replaces what is made up; a block of which it gives something has its tag's size. The
-    /// service keeps the addresses of blocks; they are valid until the next call or the end of the
-    /// object. Throws Failure when the service refuses a value.
+    /// service keeps the addresses of blocks, which are valid until the next call or the
+    /// destruction of the object. Throws Failure when the service refuses a value.
     void set(const SimulatedFrame& frame, const GivenValues* given);
 
-    /// Size in bytes of the value that set() gave `tag` last. None for a tag without a value, such
-    /// as one that the library does not carry.
+    /// The size in bytes of the value that set() last gave `tag`. None for a tag without a value,
+    /// such as one that is too large for the library.
     std::optional<uint64_t> size(uint32_t tag) const;
 
 private:

@@ -16,7 +16,7 @@ constexpr Colour kBars[] = {{255, 128, 128}, {226, 1, 149}, {179, 171, 1},  {150
 constexpr int kBarCount = 8;
 constexpr int kFramesPerRound = 64;
 
-/// The picture's column that shows at `x` in frame `number`.
+/// The picture's column at `x` in frame `number`.
 int wander(int x, int width, int number) {
     const int64_t shift = int64_t{number % kFramesPerRound} * width / kFramesPerRound;
     return static_cast<int>((x + shift) % width);

@@ -1,4 +1,4 @@
-// tyksim record: a simulated camera that drives the library the way a pipeline does.
+// tyksim record: a simulated camera that uses the library like a pipeline.
 #include "dump/DumpProperty.h"
 #include "tools/camera/RecordRoot.h"
 #include "tools/camera/Recording.h"

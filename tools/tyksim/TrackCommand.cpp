@@ -1,4 +1,4 @@
-// tyksim track: values from frame to frame.
+// tyksim track: shows values from frame to frame.
 #include "tools/console/Jobs.h"
 #include "tools/files/OutputPath.h"
 #include "tools/picture/Plot.h"

@@ -19,7 +19,7 @@ using tyktree::FrameRef;
 using tyktree::FrameValue;
 using tyktree::ValueName;
 
-/// A field of a comma-separated file, for a terminal too: control characters are escaped.
+/// A field of a comma-separated file. Control characters are escaped for terminals.
 std::string csvField(const std::string& given) {
     std::string text = tyktree::escaped(given);
     if (text.find_first_of(",\"") == std::string::npos) return text;
@@ -28,7 +28,7 @@ std::string csvField(const std::string& given) {
     return quoted + "\"";
 }
 
-/// Pipe, task, frame, request and sof; "" for what the names do not say.
+/// Pipe, task, frame, request and sof; "" for ids that the names do not have.
 std::array<std::string, 5> placeOf(const FrameRef& frame) {
     const tyktree::FrameEntry& entry = *frame.frame;
     return {frame.pipe->id ? fmt::to_string(*frame.pipe->id) : "",
@@ -51,7 +51,7 @@ public:
         printResult(heading);
     }
 
-    /// A value that moved since the frame before is marked.
+    /// Marks values that changed since the frame before.
     void addRow(const FrameRef& frame, const FrameRow& row, const FrameRow* before) override {
         const auto place = placeOf(frame);
         std::string line = fmt::format("{:>4}  {:>4}  {:>5}  {:>7}  {:>7}", place[0], place[1],
@@ -66,8 +66,7 @@ public:
     }
 
 private:
-    /// Columns are as wide as their headings and most numbers are, so that rows can be shown as
-    /// they are read.
+    /// A column is as wide as its heading and most numbers, so that rows can be printed at once.
     static size_t widthOf(const ValueName& name) {
         constexpr size_t kValueWidth = 12;
         return std::max(kValueWidth, name.name.size());

@@ -29,7 +29,7 @@ public:
     virtual ~TrackReport() = default;
     /// `tree` must last until end(). Throws Failure if the form has no place for the tree's names.
     virtual void begin(const TrackedTree& tree) = 0;
-    /// `before` is the row of the task's frame before, and null for its first.
+    /// `before` is the row of the frame before in the task, or null for the first.
     virtual void addRow(const tyktree::FrameRef& frame, const FrameRow& row,
                         const FrameRow* before) = 0;
     virtual void end() {}
