@@ -1,4 +1,4 @@
-// The words that messages of the desktop's rooms have in common.
+// Common parts of messages.
 //
 // Threads: each function from any.
 #pragma once

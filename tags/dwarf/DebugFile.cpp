@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kSystemFolder = "/usr/lib/debug";
-constexpr size_t kLeastId = 3;  // hexadecimal digits that a path can be made of
+constexpr size_t kLeastId = 3;  // fewest hexadecimal digits for a path
 
 std::string pathOfId(const std::string& id) {
     return ".build-id/" + id.substr(0, 2) + "/" + id.substr(2) + ".debug";
@@ -32,7 +32,7 @@ bool isThere(const std::string& path) {
     return fs::is_regular_file(path, error);
 }
 
-// Where the debug file of a library may lie, the likeliest place first.
+// The possible places of a library's debug file, the most likely first.
 std::vector<std::string> placesOf(const ElfFile& library, const std::string& folder) {
     std::error_code error;
     const fs::path beside = fs::absolute(library.path(), error).parent_path();
@@ -48,13 +48,13 @@ std::vector<std::string> placesOf(const ElfFile& library, const std::string& fol
     return places;
 }
 
-// The sum that a debug link gives of its file.
+// The checksum of a file, in the form of a debug link.
 std::optional<uint32_t> sumOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     uLong sum = crc32(0, nullptr, 0);
     std::array<char, 65536> part{};
     while (file.read(part.data(), part.size()) || file.gcount() > 0) {
-        // zlib takes bytes; these are the same.
+        // The same bytes, in zlib's type.
         sum = crc32(sum, reinterpret_cast<const Bytef*>(part.data()),
                     static_cast<uInt>(file.gcount()));
     }
@@ -119,7 +119,7 @@ Result<ElfFile> findDebugInformation(const std::string& path, const std::string&
     return openFound(library.value(), "");
 }
 
-// "" where the unit has all of its debug information at hand.
+// The missing file of a unit's debug information; "" if nothing is missing.
 std::string absentFile(Dwarf_Die& unit, const Dwarf_Die& split) {
     if (split.addr) return "";
     for (const unsigned attribute : {DW_AT_dwo_name, DW_AT_GNU_dwo_name}) {
@@ -170,7 +170,7 @@ Status DebugFile::openDwarf() {
     return findParts(main);
 }
 
-// What refers to other sections of an object file that was not linked is made good by a session.
+// libdwfl relocates references between the sections of an object file that was not linked.
 Result<Dwarf*> DebugFile::openRelocated() {
     static const Dwfl_Callbacks kCallbacks{dwfl_build_id_find_elf, findNothing,
                                            dwfl_offline_section_address, nullptr};

@@ -1,4 +1,4 @@
-// The file that holds a library's debug information: found, checked and opened.
+// Finds, checks and opens the file with a library's debug information.
 #pragma once
 
 #include "tags/Problem.h"
@@ -12,7 +12,7 @@
 
 namespace tyktags {
 
-/// Open debug information. Its parts stay where they are when it moves.
+/// Open debug information. A move keeps the addresses of its parts.
 class DebugFile {
 public:
     /// See DebugTypes::open().
@@ -20,7 +20,7 @@ public:
 
     const std::string& path() const { return elf_.path(); }
 
-    /// All there is: the file's, and those of the .dwo files that its units name.
+    /// All parts: the file's, and those of the .dwo files that its units name.
     const std::vector<Dwarf*>& parts() const { return parts_; }
 
 private:

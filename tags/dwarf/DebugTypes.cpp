@@ -20,11 +20,11 @@ namespace {
 constexpr uint64_t kMostBytes = std::numeric_limits<int32_t>::max();
 constexpr size_t kMostShown = 20;  // types that a problem lists
 
-// What a user asks for.
+// A type that a user asks for.
 struct Request {
     std::string given;
     std::string name;  // plain
-    std::string file;  // "" where it is not told
+    std::string file;  // "" if not given
 };
 
 Request requestOf(const std::string& given) {
@@ -33,7 +33,7 @@ Request requestOf(const std::string& given) {
     return {given, plainName(std::string_view(given).substr(0, at)), file};
 }
 
-// Whether `end` is the last parts of the path.
+// Whether the path ends in the components `end`.
 bool endsPath(std::string_view path, std::string_view end) {
     if (end.size() > path.size() || path.substr(path.size() - end.size()) != end) return false;
     return end.size() == path.size() || path[path.size() - end.size() - 1] == '/';
@@ -58,8 +58,9 @@ const char* keywordOf(int tag) {
     }
 }
 
-// The file that declares the type. dwarf_decl_file() ends the process where a unit has no files,
-// and it knows none of the number 0, which the compiled file has from version 5 on.
+// The file that declares the type. dwarf_decl_file() is not usable: it ends the process if a unit
+// has no files, and it does not support the number 0, which the compiled file has from version 5
+// on.
 std::string fileOf(const NamedType& named) {
     const std::optional<uint64_t> number = naturalOf(named.die, DW_AT_decl_file);
     Die unit = named.unit;
@@ -98,7 +99,7 @@ bool isIn(const NamedType& named, const std::string& file) {
     return endsPath(fileOf(named), file) || endsPath(nameOf(named.unit), file);
 }
 
-// Whether a list of types lists it.
+// Whether a list of types includes the type.
 bool mayBeTag(const Die& type) {
     const int tag = tagOf(type);
     if (isSet(type, DW_AT_declaration) || !sizeOf(type)) return false;
@@ -157,7 +158,7 @@ struct DebugTypes::State {
     Problem several(const Request& request, const std::vector<TypeLayout>& layouts) const;
 
     DebugFile file;
-    std::unordered_map<std::string, Die> definitions;  // by whole name
+    std::unordered_map<std::string, Die> definitions;  // by full name
     bool definitionsRead = false;
 };
 
@@ -234,7 +235,7 @@ Result<TypeLayout> DebugTypes::State::layoutOf(const NamedType& named, EnumNames
     return wrong;
 }
 
-// Each layout once.
+// Reads each layout once.
 Result<std::vector<TypeLayout>> DebugTypes::State::read(const std::vector<NamedType>& named) {
     std::vector<TypeLayout> layouts;
     for (const NamedType& type : named) {

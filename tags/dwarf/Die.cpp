@@ -87,7 +87,7 @@ std::optional<Die> referred(const Die& die, unsigned attribute) {
 
 std::optional<Die> typeOf(const Die& die) {
     std::optional<Die> type = referred(die, DW_AT_type);
-    // What stands in another unit under a signature of its own.
+    // The type is in another unit, under its signature.
     if (type && has(*type, DW_AT_signature)) {
         if (std::optional<Die> whole = referred(*type, DW_AT_signature)) return whole;
     }
@@ -129,7 +129,7 @@ std::optional<uint64_t> lengthOf(const Die& subrange) {
     if (const std::optional<uint64_t> count = naturalOf(subrange, DW_AT_count)) return count;
     const std::optional<uint64_t> last = naturalOf(subrange, DW_AT_upper_bound);
     if (!last) return std::nullopt;
-    // The last of no elements is the one before the first.
+    // For an empty array the last element is the one before the first.
     return *last + 1 - naturalOf(subrange, DW_AT_lower_bound).value_or(0);
 }
 

@@ -1,6 +1,5 @@
-// Entries of debug information, as the readers of types need them. elfutils takes entries that are
-// not constant; none of these operations changes one. What a damaged file says is a value that is
-// missing.
+// Access to entries of debug information. The operations do not change entries, although elfutils
+// takes them as not constant. For damaged data they return no value. Threads: one at a time.
 #pragma once
 
 #include "tags/Problem.h"
@@ -16,17 +15,17 @@ namespace tyktags {
 
 using Die = Dwarf_Die;
 
-/// Chains of references and nested parts end after so many; only damage makes longer ones.
+/// The limit of chains of references and of nesting; only damaged files exceed it.
 constexpr int kDeepest = 64;
 
-/// What is wrong with the debug information at `path`, in elfutils' words.
+/// The problem of the debug information at `path`, with elfutils' message.
 Problem dwarfDamage(const std::string& path);
 
-/// What remains of the work that one call may do; damage can ask for any amount.
+/// Limits the work of one call, because a damaged file can cause any amount.
 class Budget {
 public:
     explicit Budget(uint64_t steps) : left_(steps) {}
-    /// Whether there was a step left.
+    /// Takes one step; returns false if none is left.
     bool take() { return left_ > 0 && left_-- > 0; }
 
 private:
@@ -35,40 +34,39 @@ private:
 
 int tagOf(const Die& die);
 
-/// "" where it has none.
+/// The name of an entry; "" if it has none.
 std::string_view nameOf(const Die& die);
 
 bool has(const Die& die, unsigned attribute);
 bool isSet(const Die& die, unsigned attribute);
 
-/// A number that is not negative.
+/// An attribute that is a number and not negative.
 std::optional<uint64_t> naturalOf(const Die& die, unsigned attribute);
 std::optional<int64_t> integerOf(const Die& die, unsigned attribute);
 
 /// The entry that an attribute refers to.
 std::optional<Die> referred(const Die& die, unsigned attribute);
 
-/// The type of a member, a typedef, an array, ..., as it is declared.
+/// The declared type of a member, a typedef, an array and so on.
 std::optional<Die> typeOf(const Die& die);
 
-/// Whether the type is another one with a name or a qualifier of its own.
+/// Whether the entry is a typedef or a qualifier of another type.
 bool isWrapper(int tag);
 
 /// Whether the type has members.
 bool hasMembers(int tag);
 
-/// What is behind typedefs and qualifiers; none where that is no type ("void").
+/// The type without typedefs and qualifiers; none for "void".
 std::optional<Die> strippedOf(Die type);
 
-/// How many elements an array has in one dimension, which may be none; none where that is not
-/// fixed.
+/// The number of an array's elements in one dimension, which may be 0; none if it is not fixed.
 std::optional<uint64_t> lengthOf(const Die& subrange);
 
-/// Bytes of a value of the type; none where that is not known.
+/// The size of a value of the type in bytes; none if unknown.
 std::optional<uint64_t> sizeOf(const Die& type, int depth = 0);
 
-/// Calls `visit`, which returns whether to go on, for the entries in `parent` that have the tag of
-/// their own; false where the information is damaged.
+/// Calls `visit`, which returns whether to go on, for the direct children of `parent`. Returns
+/// false if the information is damaged.
 template <typename Visit>
 bool forEachIn(const Die& parent, Visit visit) {
     Die copy = parent;

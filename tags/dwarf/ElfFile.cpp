@@ -15,7 +15,7 @@ namespace tyktags {
 namespace {
 
 constexpr uint64_t kMostDecompressed = uint64_t{2} << 30;
-constexpr unsigned kZstd = 2;  // ELFCOMPRESS_ZSTD, which older headers lack
+constexpr unsigned kZstd = 2;  // ELFCOMPRESS_ZSTD, which older headers do not have
 
 std::string hexadecimal(const uint8_t* bytes, size_t count) {
     constexpr char kDigits[] = "0123456789abcdef";
@@ -31,7 +31,7 @@ bool startsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
 }
 
-// Bytes of a compressed section once it is decompressed; 0 of one that is not compressed.
+// The size of a compressed section after decompression; 0 for a section that is not compressed.
 uint64_t decompressedSize(Elf_Scn* section, const GElf_Shdr& header, const std::string& name) {
     if ((header.sh_flags & SHF_COMPRESSED) != 0) {
         GElf_Chdr compressed{};
@@ -42,7 +42,7 @@ uint64_t decompressedSize(Elf_Scn* section, const GElf_Shdr& header, const std::
     return size > 0 ? static_cast<uint64_t>(size) : 0;
 }
 
-// What keeps elfutils from decompressing a section.
+// Why elfutils cannot decompress a section.
 std::string decompressionError(Elf_Scn* section) {
     std::string error = elf_errmsg(-1);
     GElf_Chdr compressed{};
@@ -82,7 +82,7 @@ Result<ElfFile> ElfFile::open(const std::string& path) {
 }
 
 Status ElfFile::openFile() {
-    // Without waiting for whoever serves a FIFO.
+    // Does not wait for the writer of a FIFO.
     descriptor_ = Descriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
     if (descriptor_.number() < 0 || ::fstat(descriptor_.number(), &status) != 0) {
@@ -154,7 +154,7 @@ Status ElfFile::readSection(Elf_Scn* section, const std::string& name) {
                         " bytes of decompressed debug information",
                     "more");
     }
-    // A section that cannot be decompressed would be passed over later, with all names in it.
+    // Decompresses now, because a later failure would silently lose all names in the section.
     if ((compressed ? elf_compress(section, 0, 0) : elf_compress_gnu(section, 0, 0)) < 0) {
         Problem problem = flaw("compressed bytes", "damage", decompressionError(section));
         problem.where = "section " + name;

@@ -1,5 +1,4 @@
-// An ELF file: whether it is one that can be read, what build it is of, and whether it holds debug
-// information.
+// Opens an ELF file and reads its build id and its kinds of debug information.
 #pragma once
 
 #include "tags/Problem.h"
@@ -12,7 +11,7 @@
 
 namespace tyktags {
 
-/// A descriptor that is closed with the object.
+/// Owns a file descriptor and closes it.
 class Descriptor {
 public:
     explicit Descriptor(int number = -1) : number_(number) {}
@@ -26,28 +25,28 @@ private:
     int number_;
 };
 
-/// An open ELF file of a little-endian architecture. Its bytes are read and not mapped, so that a
-/// file which becomes shorter is an error and nothing worse.
+/// An open ELF file of a little-endian architecture. It is read and not mapped, so that a file that
+/// becomes shorter gives an error and not a signal.
 class ElfFile {
 public:
-    /// Opens a regular file and reads its sections' table. Decompresses the sections of debug
-    /// information, which together have at most 2 GiB.
+    /// Opens a regular file and reads its table of sections. Decompresses the sections of debug
+    /// information, up to 2 GiB in total.
     static Result<ElfFile> open(const std::string& path);
 
     const std::string& path() const { return path_; }
     Elf* elf() const { return elf_.get(); }
     const GElf_Ehdr& header() const { return header_; }
 
-    /// In hexadecimal; "" where it has none.
+    /// The build id in hexadecimal; "" if the file has none.
     const std::string& buildId() const { return buildId_; }
 
-    /// The name of the file that its debug information was moved to, and the sum of that file's
-    /// bytes; "" where it has none.
+    /// The name of the separate file with its debug information, and that file's checksum; "" if it
+    /// has none.
     const std::string& debugLink() const { return debugLink_; }
     uint32_t debugLinkSum() const { return debugLinkSum_; }
 
     bool hasDebugInformation() const { return !sections_.empty(); }
-    /// Whether it is a .dwo file, which has the debug information of one source file.
+    /// Whether it is a .dwo file, with the debug information of one source file.
     bool isSplitPart() const { return isSplitPart_; }
 
 private:
@@ -70,7 +69,7 @@ private:
     std::string buildId_;
     std::string debugLink_;
     uint32_t debugLinkSum_ = 0;
-    std::set<std::string> sections_;  ///< kinds of debug information that it has
+    std::set<std::string> sections_;  ///< kinds of debug information in the file
     uint64_t decompressed_ = 0;
     bool isSplitPart_ = false;
 };

@@ -17,7 +17,7 @@ std::string joined(const std::string& scope, std::string_view name) {
     return scope.empty() ? std::string(name) : scope + "." + std::string(name);
 }
 
-// Whether compilers make such names of members.
+// Whether a member can have this name.
 bool isIdentifier(std::string_view name) {
     return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
         return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
@@ -25,7 +25,7 @@ bool isIdentifier(std::string_view name) {
     });
 }
 
-// "roi[].x" of "roi[12].x": what holds for every element.
+// Turns "roi[12].x" into "roi[].x", which means every element.
 std::string withoutIndices(std::string_view name) {
     std::string result;
     bool index = false;
@@ -37,7 +37,7 @@ std::string withoutIndices(std::string_view name) {
     return result;
 }
 
-// "[1][2]" of the element number 5 of three rows of three.
+// The indices of an element: "[1][2]" for element 5 of three rows of three.
 std::string indicesOf(uint64_t element, const std::vector<uint32_t>& dimensions) {
     std::string text;
     for (size_t i = dimensions.size(); i-- > 0;) {
@@ -64,7 +64,7 @@ const char* kindOf(int tag) {
     }
 }
 
-// Bytes from the start of what the member or base is in; none where that is computed.
+// The offset in bytes of a member or base in its parent; none if it is computed.
 std::optional<uint64_t> memberOffset(const Die& die) {
     if (!has(die, DW_AT_data_member_location)) {
         return naturalOf(die, DW_AT_data_bit_offset).value_or(0) / 8;
@@ -82,14 +82,14 @@ std::optional<uint64_t> memberOffset(const Die& die) {
     return steps[0].number;
 }
 
-// The first bit of a bit-field, from the start of what it is in.
+// The first bit of a bit-field, from the start of its parent.
 std::optional<uint64_t> firstBit(const Die& die, const Die& type, uint64_t width) {
     if (const auto bit = naturalOf(die, DW_AT_data_bit_offset)) return bit;
     const std::optional<uint64_t> offset = memberOffset(die);
     if (!offset || *offset > kMostElements) return std::nullopt;
     const std::optional<int64_t> fromTop = integerOf(die, DW_AT_bit_offset);
     if (!fromTop) return *offset * 8;
-    // Before the version 4, bits count from the most significant one of a storage unit.
+    // Before version 4, bits count from the most significant bit of a storage unit.
     std::optional<uint64_t> unit = naturalOf(die, DW_AT_byte_size);
     if (!unit) unit = sizeOf(type);
     const int64_t top =
@@ -132,13 +132,13 @@ std::optional<FieldType> typeOfEncoding(uint64_t encoding, uint64_t bytes) {
     }
 }
 
-// The number of an enumerator, as its form says it.
+// The number of an enumerator, by its form.
 std::optional<WholeNumber> enumerator(const Die& die) {
     Die copy = die;
     Dwarf_Attribute value{};
     if (!dwarf_attr(&copy, DW_AT_const_value, &value)) return std::nullopt;
     const unsigned form = dwarf_whatform(&value);
-    // The other forms are used for numbers that are not negative, whatever their highest bit is.
+    // The other forms are for numbers that are not negative, whatever their highest bit is.
     if (form == DW_FORM_sdata || form == DW_FORM_implicit_const) {
         Dwarf_Sword number = 0;
         if (dwarf_formsdata(&value, &number) != 0) return std::nullopt;
@@ -149,7 +149,7 @@ std::optional<WholeNumber> enumerator(const Die& die) {
     return WholeNumber::of(uint64_t{number});
 }
 
-// The number that a field of the type has for it: its lowest bits.
+// The number in a field of the type: its lowest bits.
 WholeNumber asElement(const WholeNumber& number, FieldType type) {
     const uint64_t bits = number.negative ? 0 - number.magnitude : number.magnitude;
     return visitType(type, [bits](auto zero) {
@@ -181,7 +181,7 @@ bool hasNegative(const Die& enumeration) {
     });
 }
 
-// The type of an enum's numbers, which compilers say in different ways.
+// The type of an enum's numbers, which compilers describe in different ways.
 std::optional<FieldType> typeOfEnum(const Die& enumeration) {
     const std::optional<Die> declared = typeOf(enumeration);
     const std::optional<Die> number = declared ? strippedOf(*declared) : std::nullopt;
@@ -192,7 +192,7 @@ std::optional<FieldType> typeOfEnum(const Die& enumeration) {
     return typeOfEncoding(*encoding, *bytes);
 }
 
-// Adds the lengths of an array; why it has none, or null.
+// Adds the lengths of an array; returns the reason if it has none, else null.
 const char* addLengths(const Die& array, std::vector<uint32_t>& dimensions) {
     if (has(array, DW_AT_byte_stride) || has(array, DW_AT_bit_stride)) return "an array with gaps";
     const char* why = nullptr;
@@ -273,7 +273,7 @@ void LayoutReader::members(const Die& type, Scope scope) {
     });
 }
 
-// Names of members, also of those in unnamed unions and structures.
+// Collects the names of members, including those in unnamed unions and structures.
 void LayoutReader::collectNames(const Die& type, Bases bases, int depth, Names& names) {
     if (depth > kDeepest) tooLarge_ = true;
     visit(type, [&](const Die& child) {
@@ -313,7 +313,7 @@ void LayoutReader::base(const Die& die, Scope& scope) {
 }
 
 void LayoutReader::member(const Die& die, const Scope& scope) {
-    // Static members lie elsewhere.
+    // Static members are not part of the value.
     if (isSet(die, DW_AT_external) || isSet(die, DW_AT_declaration)) return;
     const std::string_view own = nameOf(die);
     const std::string name = joined(
@@ -382,7 +382,7 @@ void LayoutReader::number(const Elements& elements, const Place& place) {
     field.dimensions = elements.dimensions;
     if (!typeOfNumber(elements.type, place.name, field)) return;
     const std::optional<Die> type = strippedOf(elements.type);
-    // Text is told from numbers by the name that the language gives its characters.
+    // The name "char" distinguishes text from numbers.
     if (!elements.dimensions.empty() && nameOf(*type) == "char") field.type = FieldType::text;
     add(std::move(field), place.offset);
 }
@@ -419,7 +419,7 @@ void LayoutReader::bitField(const Die& die, const Die& type, const Place& scope,
     if (!first || !isWhole(field.type) || width > typeBits) {
         return leaveOut(name, "a bit-field of a kind that no field has");
     }
-    // In the storage unit that a compiler reads, where it lies in one.
+    // Uses the storage unit of its type if it lies in one.
     uint64_t start = *first / typeBits * typeBits;
     if (*first - start + width > typeBits) start = *first / 8 * 8;
     const uint64_t bit = *first - start;
@@ -474,7 +474,7 @@ std::string LayoutReader::enumName(const Die& declared, const Die& enumeration,
                                    const std::string& member) const {
     const bool whole = enumNames_ == EnumNames::kWhole;
     std::string name = whole ? wholeNameOf(enumeration) : std::string(nameOf(enumeration));
-    // One without a name of its own is called by a typedef, or by the first member that has it.
+    // An unnamed enum has the name of its typedef, or of the first member of that type.
     if (name.empty() && tagOf(declared) == DW_TAG_typedef) name = nameOf(declared);
     if (name.empty()) name = layout_->type.name + "::" + withoutIndices(member);
     return name;

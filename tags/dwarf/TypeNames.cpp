@@ -16,7 +16,7 @@ bool isNamed(int tag) {
            tag == DW_TAG_template_alias;
 }
 
-// Whether names of types in it begin with its own.
+// Whether the names of types in it begin with its name.
 bool isScope(int tag) {
     return hasMembers(tag) || tag == DW_TAG_namespace || tag == DW_TAG_module;
 }
@@ -67,14 +67,14 @@ private:
         const std::string_view last = nameOf(die);
         if (last.empty()) return;
         const bool declared = isSet(die, DW_AT_declaration);
-        // What is declared in a class or a namespace may be defined outside of it.
+        // A type declared in a class or a namespace may be defined outside.
         if (declared && !scope.empty()) scopes_[offsetOf(die)] = scope;
-        // Its definition is a unit of its own.
+        // Its definition is in a unit of its own.
         if (declared && has(die, DW_AT_signature)) return;
         if (wanted_(last)) visit_({die, unit_, joined(scopeOf(die, scope), last), declared});
     }
 
-    // Where the type belongs that stands in `scope`.
+    // The scope of a type that was found in `scope`.
     std::string scopeOf(const Die& die, const std::string& scope) const {
         if (!has(die, DW_AT_specification)) return scope;
         const std::optional<Die> declaration = referred(die, DW_AT_specification);
@@ -144,7 +144,7 @@ std::string wholeNameOf(const Die& type) {
     const std::unique_ptr<Die, Free> scopes(found);
     std::string name(nameOf(type));
     if (name.empty()) return name;
-    // The type itself comes first, the unit last.
+    // From the type itself to the unit.
     for (int i = 1; i < count; ++i) {
         if (!isScope(tagOf(found[i]))) continue;
         const std::string_view outer = scopeName(found[i]);

@@ -27,8 +27,8 @@ timeval later(const timeval& time, int64_t microseconds) {
 FrameClock::FrameClock(const std::optional<FrameRate>& rate) : rate_(rate) {
     if (!rate_) return;
     gettimeofday(&start_, nullptr);
-    // Names have whole milliseconds. Times that are rounded down to them keep their distances best
-    // from a start that is one.
+    // Names have whole milliseconds. A start at a whole millisecond gives the best intervals after
+    // rounding down.
     start_.tv_usec -= start_.tv_usec % 1000;
     tykhost::setClock(start_);
 }

@@ -1,4 +1,4 @@
-// From planes in memory to the frames of a simulated camera.
+// Converts planes in memory to the frames of a simulated camera.
 #pragma once
 
 #include "tools/picture/Nv21.h"
@@ -6,16 +6,16 @@
 
 namespace tyksim {
 
-/// Converts pictures whose samples follow a rule to NV21 in the camera's own colours: BT.601 in
-/// full range. Samples of that rule come out as they are; others are scaled, rounded to the nearest
-/// and clamped to 0..255. Chroma samples keep their places.
+/// Converts pictures of any colour rule to NV21 by BT.601 in full range. Samples of that rule stay
+/// unchanged; others are scaled, rounded to the nearest and clamped to 0..255. Chroma samples keep
+/// their positions. One thread at a time uses an object.
 class FrameConverter {
 public:
     explicit FrameConverter(const ColourRule& rule);
     FrameConverter(const FrameConverter&) = delete;
     FrameConverter& operator=(const FrameConverter&) = delete;
 
-    /// Stores `picture` in `frame`, which gets its size.
+    /// Converts `picture` and stores it in `frame`, with its size.
     void convert(const Picture& picture, Nv21Image& frame);
 
 private:

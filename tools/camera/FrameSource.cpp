@@ -1,4 +1,4 @@
-// The sources of pictures that do not end: the test pattern, and photographs over and over.
+// The endless sources of pictures: the test pattern and repeated photographs.
 #include "tools/camera/FrameSource.h"
 
 #include "tools/camera/TestPattern.h"
@@ -53,7 +53,7 @@ public:
 
 private:
     const std::vector<std::string> paths_;
-    std::vector<Photo> kept_;  ///< the first of paths_, as far as memory is meant for it
+    std::vector<Photo> kept_;  ///< the first of paths_, within the memory limit
     size_t next_ = 0;
     Photo current_;
 };

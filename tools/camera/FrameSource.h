@@ -13,8 +13,8 @@
 
 namespace tyksim {
 
-/// Pictures one after the other. Memory does not grow with their number. One object serves one
-/// thread.
+/// A sequence of pictures. Memory does not grow with their number. One thread at a time uses an
+/// object.
 class FrameSource {
 public:
     FrameSource() = default;
@@ -22,22 +22,21 @@ public:
     FrameSource(const FrameSource&) = delete;
     FrameSource& operator=(const FrameSource&) = delete;
 
-    /// The next picture, valid until the next call. Null when there is none any more, and when the
-    /// run is interrupted. Throws Failure when a photograph that was read before can no longer be
-    /// read.
+    /// The next picture, valid until the next call. Null after the last one, and when the run is
+    /// interrupted. Throws Failure when a photograph can no longer be read.
     virtual const Photo* next() = 0;
 
-    /// Frames to record where the user names no number; none: as many as come.
+    /// The default number of frames; none: all pictures.
     virtual std::optional<int> usualCount() const { return std::nullopt; }
 
-    /// How many frames a second there are; none where nothing says that.
+    /// The frame rate; none if unknown.
     virtual std::optional<FrameRate> rate() const { return std::nullopt; }
 
-    /// What the samples are taken for, in a line; "" where there is nothing to say.
+    /// The assumed meaning of samples, in a line; may be "".
     virtual std::string description() const { return ""; }
 
-    /// What could not be read since the last call: frames that are cut short, and input that
-    /// cannot be read any further.
+    /// The problems since the last call: incomplete frames, and input that cannot be read any
+    /// further.
     std::vector<tyktags::Problem> takeProblems() { return std::exchange(problems_, {}); }
 
 protected:
@@ -47,13 +46,13 @@ private:
     std::vector<tyktags::Problem> problems_;
 };
 
-/// What the user says of samples; what is not said is the input's or usual.
+/// The user's options for samples; without them the input or the defaults count.
 struct GivenSamples {
     ColourMatrix matrix = ColourMatrix::kBt601;
     std::optional<SampleRange> range;
 };
 
-/// How bare pictures lie in a file, one behind the other.
+/// The layout of bare pictures in a file, one after the other.
 struct RawFormat {
     enum class Planes { kNv21, kNv12, kI420 };
     Planes planes = Planes::kNv21;
@@ -63,18 +62,19 @@ struct RawFormat {
                      ///< rows of NV21 and NV12 have the same, those of I420 half of it, rounded up
 };
 
-/// The moving test pattern; it does not end.
+/// Makes the endless moving test pattern.
 std::unique_ptr<FrameSource> makeTestPatternSource(int width, int height);
 
-/// Photographs, over and over. Every one is read before this returns, so that a damaged one is
-/// known before anything is recorded. Throws as readPhoto() does.
+/// Makes a source of repeated photographs. Reads all of them, so that a damaged one is reported
+/// before recording begins. Throws like readPhoto().
 std::unique_ptr<FrameSource> makePhotoSource(std::vector<std::string> paths);
 
-/// A video in the YUV4MPEG2 format, `-` being standard input. Throws Failure when its header cannot
-/// be read or is that of a video of another kind.
+/// Makes a source from a video in the YUV4MPEG2 format; `-` is standard input. Throws Failure when
+/// its header cannot be read or its kind is not supported.
 std::unique_ptr<FrameSource> makeY4mSource(const std::string& path, const GivenSamples& given);
 
-/// Bare pictures; `-` is standard input. Throws Failure when a file cannot be opened.
+/// Makes a source of bare pictures; `-` is standard input. Throws Failure when a file cannot be
+/// opened.
 std::unique_ptr<FrameSource> makeRawSource(std::vector<std::string> paths, const RawFormat& format,
                                            const GivenSamples& given);
 

@@ -19,7 +19,7 @@ using tyktree::ValueName;
 
 constexpr size_t kMaxTableBytes = size_t{1} << 30;
 
-/// The columns of `tyksim track` that say which frame a row is of.
+/// The columns of `tyksim track` that identify the frame.
 constexpr std::string_view kIdentity[] = {"path",    "pipe", "task", "frame",
                                           "request", "sof",  "time"};
 
@@ -82,7 +82,7 @@ void GivenValues::resolveColumns() {
     }
 }
 
-/// Refuses a value that cannot be set before anything is recorded.
+/// Refuses an invalid value before recording begins.
 void GivenValues::tryRows() {
     std::map<uint32_t, std::vector<uint8_t>> values;
     for (const auto& [tag, columns] : columns_) {
@@ -126,7 +126,7 @@ void GivenValues::set(uint32_t tag, std::vector<uint8_t>& bytes) const {
     if (found == columns_.end()) return;
     for (const Column& column : found->second) {
         const TableCell& cell = cellOf(column);
-        // tryRows() has set every value once.
+        // This cannot fail: tryRows() has set every value once.
         if (cell) static_cast<void>(setValue(column.name, *cell, bytes));
     }
 }

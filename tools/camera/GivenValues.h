@@ -1,4 +1,5 @@
-// Values that a user's table gives the frames of a recording, a row a frame.
+// A user's table of values for the frames of a recording, one row per frame. One thread at a time
+// uses an object.
 #pragma once
 
 #include "tools/camera/TextTable.h"
@@ -12,14 +13,14 @@
 
 namespace tyksim {
 
-/// A table whose columns are fields of the scene record (total_gain) and of tags (TAG.field), as
-/// `tyksim track` prints it. The columns that say which frame a row is of are passed over. What a
-/// cell does not say is left as it is.
+/// A table with columns for fields of the scene record (total_gain) and of tags (TAG.field), as
+/// `tyksim track` prints it. Ignores the columns that identify the frame. An empty cell leaves the
+/// value unchanged.
 class GivenValues {
 public:
-    /// Reads the table at `path`, `-` being standard input, and tries every value. Throws Failure,
-    /// with the line and the column, for a name that stands for nothing, with the nearest, and for
-    /// a value that its field does not take, with the range. `tags` are the tags that there are.
+    /// Reads the table at `path` (`-` is standard input) and tries every value. Throws Failure,
+    /// with the line and the column, for an unknown name, with similar ones, and for an invalid
+    /// value, with the range. `tags` are the known tags.
     GivenValues(const std::string& path, std::vector<tyktags::TagEntry> tags);
     GivenValues(const GivenValues&) = delete;
     GivenValues& operator=(const GivenValues&) = delete;
@@ -27,20 +28,19 @@ public:
     const std::string& path() const { return path_; }
     size_t rowCount() const { return table_.rowCount(); }
 
-    /// Names of the columns that are passed over because they stand for the whole value of a tag.
+    /// The names of ignored columns with whole values of tags.
     const std::vector<std::string>& passedOver() const { return passedOver_; }
 
-    /// The ids of the tags that columns give values of, with the columns' names.
+    /// The ids of the tags that have columns, with the columns' names.
     std::map<uint32_t, std::vector<std::string>> tags() const;
 
-    /// Makes row `index` the one that set() takes its values from.
+    /// Selects row `index` for set().
     void choose(size_t index) { row_ = table_.row(index); }
 
-    /// Whether the chosen row gives a value of a tag.
+    /// Whether the selected row has a value for a tag.
     bool gives(uint32_t tag) const;
 
-    /// Sets what the chosen row gives of a tag in the bytes of its value, which is as long as the
-    /// tag's size.
+    /// Sets the selected row's values of a tag in `bytes`, which must have the tag's size.
     void set(uint32_t tag, std::vector<uint8_t>& bytes) const;
 
 private:

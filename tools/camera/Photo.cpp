@@ -130,7 +130,7 @@ Nv21Image interleave(const std::array<Plane, 3>& planes, const Header& header) {
     return image;
 }
 
-/// Refuses what is no photograph, with the option or the command for it.
+/// Refuses a file that is not a photograph, with the option or the command for it.
 void requireJpeg(const std::vector<uint8_t>& file, const std::string& path) {
     constexpr std::string_view kJpeg = "\xff\xd8";
     constexpr std::string_view kVideo = "YUV4MPEG2";

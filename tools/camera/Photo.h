@@ -1,4 +1,4 @@
-// JPEG and PNG photographs as frames.
+// Reads JPEG and PNG photographs as frames. Threads: any.
 #pragma once
 
 #include "tools/camera/ExifFacts.h"
@@ -13,10 +13,10 @@ struct Photo {
     ExifFacts facts;
 };
 
-/// Decodes the file at `path`: PNG as readPng() does, JPEG whatever its chroma subsampling,
-/// grayscale included; it is not rotated. Failure when it cannot be read, is damaged or cut off, is
-/// neither, is larger than kMaxWidth x kMaxHeight, or, of JPEG, is not stored as luma and chroma
-/// (CMYK, RGB).
+/// Decodes the file at `path`: PNG like readPng(), JPEG with any chroma subsampling, including
+/// greyscale, without rotation. Throws Failure when the file cannot be read, is damaged or cut off,
+/// is neither JPEG nor PNG, is larger than kMaxWidth x kMaxHeight, or is a JPEG file that is not
+/// stored as luma and chroma (CMYK, RGB).
 Photo readPhoto(const std::string& path);
 
 }  // namespace tyksim

@@ -19,10 +19,10 @@ namespace {
 constexpr size_t kSignatureBytes = 8;
 constexpr std::string_view kExifPrefix{"Exif\0\0", 6};
 constexpr size_t kRgb = 3;   ///< bytes of a pixel
-constexpr size_t kRgba = 4;  ///< with its opacity
+constexpr size_t kRgba = 4;  ///< with opacity
 
-/// A file being decoded. libpng leaves its functions by a jump: nothing that has a destructor may
-/// be made between two of its calls, so everything lies here.
+/// The data for decoding a file. libpng leaves its functions by a jump, so no object with a
+/// destructor may be made between two of its calls; all objects are here.
 struct Job {
     const std::vector<uint8_t>* file = nullptr;
     size_t taken = 0;
@@ -59,7 +59,7 @@ Job& jobOf(png_structp png) {
     png_longjmp(png, 1);
 }
 
-/// Warnings concern what is not used: times, profiles and texts.
+/// Ignores warnings: they concern unused times, profiles and texts.
 void onWarning(png_structp /*png*/, png_const_charp /*message*/) {}
 
 void onRead(png_structp png, png_bytep out, size_t size) {
@@ -74,7 +74,7 @@ Decoder::Decoder(Job& job)
     if (png) info = png_create_info_struct(png);
 }
 
-/// Whatever the file has becomes 8 bits of red, green and blue, and of opacity where it has that.
+/// Converts all pixels to 8 bits of red, green and blue, and of opacity if the file has it.
 void askForPixels(png_structp png, png_infop info) {
     png_set_expand(png);
     png_set_scale_16(png);
@@ -99,9 +99,9 @@ void makeRoom(Job& job) {
     }
 }
 
-/// False when it failed.
+/// Returns false on failure.
 bool decode(Job& job, png_structp png, png_infop info) {
-    if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT(cert-err52-cpp): libpng's own way
+    if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT(cert-err52-cpp): libpng requires it
     png_set_user_limits(png, kMaxWidth, kMaxHeight);
     png_set_read_fn(png, &job, onRead);
     png_read_info(png, info);
@@ -116,7 +116,7 @@ bool decode(Job& job, png_structp png, png_infop info) {
     return true;
 }
 
-/// Takes the opacity out of the pixels; false where a pixel is not opaque.
+/// Removes the opacity from the pixels; returns false if a pixel is not opaque.
 bool dropOpacity(Job& job) {
     if (job.pixelBytes == kRgb) return true;
     const size_t count = job.pixels.size() / kRgba;

@@ -1,4 +1,4 @@
-// Bare pictures as frames.
+// Reads bare pictures as frames.
 #include "tools/camera/FrameConverter.h"
 #include "tools/camera/FrameSource.h"
 #include "tools/console/Interruption.h"
@@ -19,7 +19,7 @@ size_t product(int a, int b) {
     return static_cast<size_t>(a) * static_cast<size_t>(b);
 }
 
-/// Where the samples of a bare picture lie.
+/// The layout of the samples of a bare picture.
 class RawLayout {
 public:
     explicit RawLayout(const RawFormat& format)
@@ -28,18 +28,18 @@ public:
         chromaStride_ = isI420() ? chromaLength(stride_) : std::max(stride_, 2 * pairs_);
     }
 
-    /// Of all rows with their gaps.
+    /// Bytes of all rows with their gaps.
     size_t bytes() const {
         return product(stride_, format_.height) +
                product(chromaStride_, rows_) * (isI420() ? 2 : 1);
     }
 
-    /// Up to the last sample: without the gap behind the last row.
+    /// Bytes up to the last sample, without the gap after the last row.
     size_t usedBytes() const {
         return bytes() - static_cast<size_t>(chromaStride_ - (isI420() ? pairs_ : 2 * pairs_));
     }
 
-    /// The planes of the picture at `bytes`. `buffer` gets chroma that lies in pairs.
+    /// The planes of the picture at `bytes`. `buffer` receives separated chroma.
     Picture planesOf(const uint8_t* bytes, SampleBuffer& buffer) const {
         const uint8_t* const chroma = bytes + product(stride_, format_.height);
         const Plane y{bytes, stride_, format_.width, format_.height};
@@ -61,8 +61,8 @@ private:
     bool isI420() const { return format_.planes == RawFormat::Planes::kI420; }
 
     RawFormat format_;
-    int pairs_;  ///< chroma samples of a kind in a row
-    int rows_;   ///< of chroma
+    int pairs_;  ///< chroma samples of one kind in a row
+    int rows_;   ///< chroma rows
     int stride_ = 0;
     int chromaStride_ = 0;
 };
@@ -85,8 +85,8 @@ public:
           layout_(format),
           converter_(rule_),
           bytes_(layout_.bytes()) {
-        // A later file that cannot be opened is known before anything is recorded. A FIFO is left
-        // alone: its writer would lose its reader.
+        // Opens later files too, so that a failure is reported before recording begins; but not a
+        // FIFO, whose writer would lose its reader.
         for (const std::string& path : paths_) {
             if (std::filesystem::is_fifo(path)) continue;
             const InputStream probe(path);
@@ -116,7 +116,7 @@ public:
     }
 
 private:
-    /// False at the end of the file.
+    /// Returns false at the end of the file.
     bool takeFrame() {
         const size_t count = input_->read(bytes_.data(), bytes_.size());
         if (interruption() != 0) return false;
@@ -144,11 +144,11 @@ private:
     const ColourRule rule_;
     const RawLayout layout_;
     FrameConverter converter_;
-    std::vector<uint8_t> bytes_;  ///< a picture as it lies in its file
+    std::vector<uint8_t> bytes_;  ///< a picture as stored in its file
     SampleBuffer chroma_;
     std::unique_ptr<InputStream> input_;
-    size_t file_ = 0;  ///< of paths_, that input_ reads
-    int number_ = 0;   ///< pictures read of it so far
+    size_t file_ = 0;  ///< index in paths_ of the file of input_
+    int number_ = 0;   ///< pictures read from it so far
     bool isAllEmpty_ = true;
     Photo photo_;
 };

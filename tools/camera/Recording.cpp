@@ -40,7 +40,7 @@ using tyktags::TagEntry;
 
 constexpr int kDumpMode = 0;
 
-/// Sets the user's properties, and the one that switches dumping on unless something else did.
+/// Sets the user's properties, and switches dumping on unless a property sets it.
 void setProperties(const std::vector<std::string>& properties) {
     char value[kPropertyValueSize] = {};
     property_get(kDumpProperty, value, "");
@@ -91,7 +91,7 @@ public:
 private:
     using DumpEntry = std::pair<std::string, PipelineSimulation::tagInfo>;
 
-    /// Decides how many frames are recorded at most.
+    /// Sets the largest number of frames to record.
     void settleCount() {
         wanted_ = request_.frames;
         if (values_) {
@@ -111,12 +111,12 @@ private:
                         counted(static_cast<uint64_t>(wanted_.value_or(1)), "frame", "frames")));
     }
 
-    /// The most frames whose ids are numbers that the library has.
+    /// The largest number of frames whose ids fit the library's numbers.
     int limit() const {
         return wanted_.value_or(INT_MAX - std::max(request_.firstRequest, request_.firstSof));
     }
 
-    /// Reads the first picture: where there is none, nothing is recorded.
+    /// Reads the first picture; without one nothing is recorded.
     void requireFirstFrame() {
         picture_ = source_.next();
         if (picture_) return;
@@ -126,7 +126,7 @@ private:
         throw Failure("the input has no picture");
     }
 
-    /// Prepares what the library is to dump.
+    /// Prepares the library's dump list.
     void prepareDumpList() {
         if (simulation_->dumpTagList.empty()) {
             printNote(simulation_->configPath + ": configures no tag; only images are recorded");
@@ -139,7 +139,7 @@ private:
         }
     }
 
-    /// Names the columns of the values that come into no file.
+    /// Reports columns whose values are not dumped.
     void sayWhatIsNotDumped() const {
         if (!values_) return;
         const std::set<uint32_t> dumped = dumpedIds();
@@ -159,7 +159,7 @@ private:
         }
     }
 
-    /// The library only logs that it could not make the task's folder.
+    /// Begins the task and checks for its folder, because the library only logs a failure.
     void begin() {
         const std::string description = source_.description();
         if (!description.empty()) printNote(description);
@@ -176,7 +176,7 @@ private:
         return ids;
     }
 
-    /// The tags that are dumped: others' values would be made for nobody.
+    /// The tags to dump; the values of other tags are not needed.
     std::vector<TagEntry> dumpedTags() const {
         const std::set<uint32_t> ids = dumpedIds();
         std::vector<TagEntry> tags;
@@ -186,7 +186,7 @@ private:
         return tags;
     }
 
-    /// The cameras whose values are dumped: the frames' own and those that the configuration names.
+    /// The cameras whose values are dumped: that of the frames and those in the configuration.
     std::set<uint32_t> cameras() const {
         std::set<uint32_t> cameras{static_cast<uint32_t>(request_.camera)};
         for (const DumpEntry& entry : simulation_->dumpTagList) {
@@ -224,7 +224,7 @@ private:
 
     void recordFrame(const Photo& photo, FrameClock& clock, SimulatedParameters& parameters,
                      DumpCheck& check) {
-        // The interface takes the pixels as writable, and only reads them.
+        // The interface takes a pointer to writable pixels but only reads them.
         PipelineSimulation::imageInfo frame{const_cast<uint8_t*>(photo.image.bytes.data()),
                                             request_.firstRequest + taken_,
                                             request_.firstSof + taken_,
@@ -237,7 +237,7 @@ private:
         const ExifFacts facts = overlaid(request_.given, photo.facts);
         if (values_) values_->choose(static_cast<size_t>(taken_));
         parameters.set(makeSimulatedFrame(taken_, frame.width, frame.height, facts), values_.get());
-        // A frame that is dumped gets a folder, and there is no other sign of it.
+        // Only its folder shows that a frame was dumped.
         simulation_->currentFramePath.clear();
         clock.beginFrame();
         PipelineSimulation::dumpIfneed(frame);
@@ -257,7 +257,7 @@ private:
         check.checkFrame(frame, position);
     }
 
-    /// Once in a recording.
+    /// Reports an odd width or height, once per recording.
     void sayOddSide(const Nv21Image& image) {
         const PictureLayout layout{image.width, image.height};
         const size_t left = layout.bytes() - layout.dumpedBytes();
@@ -281,7 +281,7 @@ private:
         const int total = interrupted ? wanted_.value_or(taken_) : taken_;
         printResult(fmt::format("frames: {} dumped of {}", recorded_, total));
         printResult(fmt::format("files: {} complete, {} bytes", files_, bytes_));
-        // Nothing but the folder that start() made is there to see.
+        // Without frames there is only the folder that start() made.
         if (recorded_ == 0) rmdir(task_.c_str());
         throwIfInterrupted(fmt::format("recorded {}{} in {}", counted(recorded_, "frame", "frames"),
                                        wanted_ ? fmt::format(" of {}", *wanted_) : "",
@@ -338,9 +338,9 @@ private:
     FindingSummary findings_;
     PipelineSimulation* simulation_ = nullptr;
     std::string task_;
-    std::optional<int> wanted_;       ///< frames to record; none: as many as there are pictures
+    std::optional<int> wanted_;       ///< frames to record; none: all pictures
     const Photo* picture_ = nullptr;  ///< of the next frame
-    int taken_ = 0;                   ///< pictures that were handed to the library
+    int taken_ = 0;                   ///< pictures passed to the library
     bool saidOddSide_ = false;
     uint64_t recorded_ = 0;
     uint64_t simulatedExposure_ = 0;

@@ -1,4 +1,4 @@
-// A recording: a simulated camera that drives the library the way a pipeline does.
+// Makes a recording: a simulated camera that uses the library like a pipeline. Threads: one.
 #pragma once
 
 #include "tools/camera/ExifFacts.h"
@@ -13,25 +13,25 @@
 
 namespace tyksim {
 
-/// What is recorded, and how.
+/// The options of a recording.
 struct RecordingRequest {
-    std::string root;  ///< of the device, as recordRoot() gives it
+    std::string root;  ///< device root, from recordRoot()
     int pipe = 1;
     int camera = 0;
     int firstRequest = 1;
     int firstSof = 1;
-    std::optional<int> frames;      ///< none: a row each of `values`, or what the pictures have
-    std::optional<FrameRate> rate;  ///< none: the pictures' own
-    ExifFacts given;                ///< by hand
-    std::string values;             ///< path of a table of values; "" for none
-    std::string tagsFile;           ///< "" for none
-    std::string configFile;         ///< "" for none
+    std::optional<int> frames;            ///< none: one per row of `values`, or all pictures
+    std::optional<FrameRate> rate;        ///< none: the pictures' own
+    ExifFacts given;                      ///< from options
+    std::string values;                   ///< path of a table of values; "" for none
+    std::string tagsFile;                 ///< "" for none
+    std::string configFile;               ///< "" for none
     std::vector<std::string> properties;  ///< NAME=VALUE
     int logLevel = 0;
 };
 
-/// Records what `source` gives. Everything that the user brings is read and checked before anything
-/// is written. Throws Failure, WrongUsage and Interrupted as the verb does.
+/// Records the pictures of `source`. Reads and checks all inputs before it writes anything. Throws
+/// Failure, WrongUsage and Interrupted.
 ExitStatus record(const RecordingRequest& request, FrameSource& source);
 
 }  // namespace tyksim

@@ -37,10 +37,10 @@ public:
     /// `tags` are the dumped tags, `cameras` the cameras of the dumped values.
     SimulatedParameters(std::vector<tyktags::TagEntry> tags, std::set<uint32_t> cameras);
 
-    /// Sets the values of one frame. What the chosen row of `given`, where that is not null, gives
-    /// replaces what is made up; a block of which it gives something has its tag's size. The
-    /// service keeps the addresses of blocks, which are valid until the next call or the
-    /// destruction of the object. Throws Failure when the service refuses a value.
+    /// Sets the values of one frame. Values in the selected row of `given`, which may be null,
+    /// replace simulated ones; a block with such a value has its tag's size. The service keeps the
+    /// addresses of blocks, which are valid until the next call or the destruction of the object.
+    /// Throws Failure when the service refuses a value.
     void set(const SimulatedFrame& frame, const GivenValues* given);
 
     /// The size in bytes of the value that set() last gave `tag`. None for a tag without a value,

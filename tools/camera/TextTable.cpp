@@ -36,7 +36,7 @@ public:
     size_t offset() const { return offset_; }
     size_t line() const { return line_; }
 
-    /// Passes over empty lines. False at the end of the text.
+    /// Skips empty lines; returns false at the end of the text.
     bool hasRow() {
         while (offset_ < text_.size() && takeNewline()) {
         }
@@ -72,7 +72,7 @@ private:
         return true;
     }
 
-    /// False where the closing quote is missing.
+    /// Returns false if the closing quote is missing.
     bool takeQuoted(std::string& cell) {
         for (++offset_; offset_ < text_.size(); ++offset_) {
             const char c = text_[offset_];
@@ -94,7 +94,7 @@ private:
     size_t line_;
 };
 
-/// Takes the next line off `text` from `offset` on, without its end.
+/// Returns the line at `offset` without its end, and moves `offset` to the next.
 std::string_view takeLine(std::string_view text, size_t& offset) {
     const size_t end = std::min(text.find('\n', offset), text.size());
     const std::string_view line = text.substr(offset, end - offset);
@@ -106,7 +106,7 @@ bool isBlank(std::string_view line) {
     return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
-/// Appends a value's elements to `text`; false where it is none that a cell has.
+/// Appends a value's elements to `text`; returns false if a cell cannot have such a value.
 bool appendJson(const Json& value, std::string& text) {
     const auto append = [&text](const std::string& piece) {
         text += (text.empty() ? "" : ",") + piece;

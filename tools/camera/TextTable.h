@@ -1,4 +1,4 @@
-// Tables that people have as text: a row a line, columns with names.
+// Reads tables from text, with named columns. Threads: several may read one object at once.
 #pragma once
 
 #include "tags/Problem.h"
@@ -13,36 +13,34 @@
 
 namespace tyksim {
 
-/// A cell's text; none where the cell is empty or says null. A list's elements have commas between
-/// them.
+/// A cell's text; none if the cell is empty or null. Commas separate the elements of a list.
 using TableCell = std::optional<std::string>;
 
 /// A row, with a cell for each of the table's columns.
 struct TableRow {
-    size_t line = 0;  ///< where it begins, from 1
+    size_t line = 0;  ///< its first line, from 1
     std::vector<TableCell> cells;
 };
 
-/// A table whose first row is its heading, with commas between the cells (CSV), or one whose rows
-/// are JSON objects, each on a line of its own (JSON lines). A table that begins with a brace is of
-/// the second kind.
+/// A table in one of two formats: CSV, with the columns' names in the first row, or JSON lines,
+/// with an object per line. A table that begins with a brace is of the second kind.
 ///
 /// CSV: a cell in double quotes may hold commas, newlines and doubled quotes; a line ends with a
 /// newline, or with a carriage return and a newline; every row has as many cells as the heading.
 /// JSON lines: a member is a number, a text, true (1), false (0), null, or a list of those, in
-/// which there may be lists; an object with a member "number" stands for that number. Empty lines
-/// are passed over.
+/// which there may be lists; an object with a member "number" means that number. Empty lines are
+/// passed over.
 class TextTable {
 public:
-    /// Takes the table's text and reads all rows once. A problem names the line, but no path.
+    /// Takes the table's text and reads all rows once. The problem has the line but no path.
     static tyktags::Result<TextTable> parse(std::string text);
 
-    /// Names, each once, in the order in which they occur.
+    /// The names, each once, in order of appearance.
     const std::vector<std::string>& columns() const { return columns_; }
 
     size_t rowCount() const { return rows_.size(); }
 
-    /// The row `index`, less than rowCount().
+    /// Row `index`, which must be less than rowCount().
     TableRow row(size_t index) const;
 
 private:

@@ -19,10 +19,10 @@ constexpr uint32_t kMaxRateNumber = 1000000;
 constexpr const char* kConvertPixels = "convert it with ffmpeg -pix_fmt yuv420p";
 constexpr const char* kConvertFields = "convert it with ffmpeg -vf yadif";
 
-/// The samplings that frames may have.
+/// The supported chroma samplings.
 struct Chroma {
     std::string_view name;     ///< in C
-    std::string_view oldName;  ///< in XYSCSS, which says it where there is no C
+    std::string_view oldName;  ///< in XYSCSS, which counts if there is no C
     const char* siting;
 };
 
@@ -33,7 +33,7 @@ constexpr Chroma kChromas[] = {
     {"420", "420", ""},
 };
 
-/// Takes the next piece up to a space off `line`.
+/// Removes the next piece, up to a space, from `line` and returns it.
 std::string_view takePiece(std::string_view& line) {
     const size_t end = std::min(line.find(' '), line.size());
     const std::string_view piece = line.substr(0, end);
@@ -41,7 +41,7 @@ std::string_view takePiece(std::string_view& line) {
     return piece;
 }
 
-/// A whole number from `least` to `most` that is all of `digits`.
+/// Parses all of `digits` as a whole number from `least` to `most`.
 std::optional<uint32_t> wholeOf(std::string_view digits, uint32_t least, uint32_t most) {
     uint32_t number = 0;
     const char* const end = digits.data() + digits.size();

@@ -1,4 +1,4 @@
-// A video in the YUV4MPEG2 format as frames.
+// Reads a video in the YUV4MPEG2 format as frames.
 #include "tools/camera/FrameConverter.h"
 #include "tools/camera/FrameSource.h"
 #include "tools/camera/Y4mHeader.h"
@@ -105,7 +105,7 @@ private:
         addProblem(std::move(problem));
     }
 
-    /// False at the end of the video.
+    /// Returns false at the end of the video.
     bool takeFrameLine() {
         bool complete = false;
         const std::string line = input_.readLine(kMaxY4mLine, complete);
@@ -127,7 +127,7 @@ private:
         return false;
     }
 
-    /// False after an error, which is reported, and when the run is interrupted.
+    /// Returns false after an error, which is reported, and when the run is interrupted.
     bool goesOn() {
         if (!input_.status().ok()) report(input_.status().problem());
         return input_.status().ok() && interruption() == 0;

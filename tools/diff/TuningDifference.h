@@ -1,4 +1,4 @@
-// How the tuning copies of two trees differ.
+// Compares the tuning copies of two trees.
 #pragma once
 
 #include "tools/diff/FrameDifference.h"
@@ -8,9 +8,8 @@
 
 namespace tyksim {
 
-/// The tuning copies that differ, that cannot be compared, or that one side alone has, of the pipes
-/// that both sides have. Empty where a side is a task or a frame: those have no copies of their
-/// own.
+/// The tuning copies, of pipes on both sides, that differ, cannot be compared, or exist on one side
+/// only. Empty if a side is a task or a frame, which has no copies of its own.
 std::vector<ContentDifference> differentTuning(const tyktree::TreeIndex& a,
                                                const tyktree::TreeIndex& b);
 

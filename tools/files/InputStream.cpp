@@ -20,8 +20,8 @@ namespace {
 
 constexpr size_t kAheadBytes = size_t{64} * 1024;
 
-/// Waits until the descriptor has bytes, is at its end, or has failed. False when the run is
-/// interrupted. The wait is short because a signal may arrive just before it.
+/// Waits until the descriptor has bytes, is at its end, or has failed. Returns false when the run
+/// is interrupted. Each wait is short, because a signal may arrive just before it.
 bool waitForInput(int descriptor) {
     constexpr int kMilliseconds = 200;
     while (interruption() == 0) {
@@ -44,7 +44,7 @@ InputStream::InputStream(const std::string& path) : name_(inputName(path)) {
         if (!opened_.isOpen()) fail({path, "", "", "cannot be opened: " + systemReason(errno)});
         descriptor_ = opened_.number();
     }
-    // holdStandardDescriptors() puts such a descriptor in the place of a closed one.
+    // holdStandardDescriptors() opens such a descriptor in place of a closed one.
     if ((::fcntl(descriptor_, F_GETFL) & O_PATH) != 0) fail({name_, "", "", "is closed"});
     struct stat status {};
     if (::fstat(descriptor_, &status) == 0 && S_ISDIR(status.st_mode)) {

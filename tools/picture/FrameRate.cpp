@@ -12,7 +12,7 @@ namespace {
 
 constexpr uint32_t kMostRate = 1000000;
 
-/// Reads digits from the front of `text`; false where there are none or too many.
+/// Reads digits from the front of `text`; returns false if there are none or too many.
 bool takeNumber(std::string_view& text, uint32_t& number) {
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || number > kMostRate) return false;
@@ -20,7 +20,7 @@ bool takeNumber(std::string_view& text, uint32_t& number) {
     return true;
 }
 
-/// Digits behind the point: "97" of 29 makes 2997 of 100.
+/// Adds decimals to a rate: after 29, "97" gives 2997 of 100.
 bool takeDecimals(std::string_view& text, FrameRate& rate) {
     const size_t digits = text.size();
     uint32_t decimals = 0;

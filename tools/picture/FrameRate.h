@@ -1,4 +1,4 @@
-// How many frames come in a second.
+// Frame rates. Threads: any.
 #pragma once
 
 #include <cstdint>
@@ -12,15 +12,15 @@ struct FrameRate {
     uint32_t seconds = 1;
 };
 
-/// "30", "29.97" or "30000/1001". Throws WrongUsage for another.
+/// Parses "30", "29.97" or "30000/1001". Throws WrongUsage for any other text.
 FrameRate rateOf(const std::string& given);
 
-/// Whether no two frames share a millisecond, which is what the name of a frame's folder tells.
+/// Whether all frames have different milliseconds, the precision of folder names.
 constexpr bool isOneAMillisecond(const FrameRate& rate) {
     return uint64_t{rate.frames} <= uint64_t{1000} * rate.seconds;
 }
 
-/// When frame `number` (from 0) comes, in microseconds after the first, rounded down.
+/// The time of frame `number` (from 0) after the first, in microseconds, rounded down.
 constexpr int64_t frameMicroseconds(const FrameRate& rate, int number) {
     constexpr uint64_t kMicroseconds = 1000000;
     const uint64_t scaled = static_cast<uint64_t>(number) * rate.seconds;

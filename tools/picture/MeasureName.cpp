@@ -31,15 +31,15 @@ constexpr MeasureText kMeasures[] = {
 };
 
 struct PlaneText {
-    const char* text;  ///< as it stands between "image" and the measure
+    const char* text;  ///< between "image" and the measure
     PlaneId plane;
 };
 
-// Luma may be named or not.
+// The name of luma is optional.
 constexpr PlaneText kPlanes[] = {
     {".", PlaneId::kY}, {".y.", PlaneId::kY}, {".u.", PlaneId::kU}, {".v.", PlaneId::kV}};
 
-/// "X,Y,W,H" as a region.
+/// Parses "X,Y,W,H" as a region.
 std::optional<Region> regionIn(std::string_view text) {
     std::array<int, 4> numbers{};
     for (size_t i = 0; i < numbers.size(); ++i) {
@@ -55,7 +55,7 @@ std::optional<Region> regionIn(std::string_view text) {
     return Region{x, y, width, height};
 }
 
-/// The measure and its plane that `rest`, which follows "image" and a region, names.
+/// Parses the measure and its plane from `rest`, the text after "image" and a region.
 std::optional<MeasureName> measureIn(std::string_view rest) {
     for (const PlaneText& plane : kPlanes) {
         for (const MeasureText& measure : kMeasures) {
@@ -67,7 +67,7 @@ std::optional<MeasureName> measureIn(std::string_view rest) {
     return std::nullopt;
 }
 
-/// What `name` may have been meant for: `head`, which is right, and a measure.
+/// Suggests similar names: `head`, which is right, with a measure.
 std::string adviceFor(std::string_view head, std::string_view rest) {
     std::vector<std::string> nearest =
         tyktags::nearestNames(std::string(kImage).append(rest), measureNames());

@@ -12,7 +12,7 @@
 
 namespace tyksim {
 
-/// What is measured; docs/measures.md has the formulas.
+/// The measures; docs/measures.md has the formulas.
 enum class Measure {
     kMean,
     kStd,
@@ -48,13 +48,14 @@ struct MeasureName {
     std::optional<Region> region;  ///< none: the whole picture
 };
 
-/// Whether a name is meant for a measure: it is "image", or begins like one.
+/// Whether a name is that of a measure: it is "image" or begins like one.
 bool claimsMeasure(std::string_view name);
 
-/// Parses a name that claimsMeasure(). The problem has no path and says what is nearest.
+/// Parses a name for which claimsMeasure() is true. The problem has no path and suggests similar
+/// names.
 tyktags::Result<MeasureName> parseMeasureName(std::string_view name);
 
-/// All names but those with a region.
+/// All names without a region.
 std::vector<std::string> measureNames();
 
 }  // namespace tyksim

@@ -24,11 +24,11 @@ using tyktree::FrameValue;
 
 constexpr int kRowsAtOnce = 64;
 
-/// Part of a plane that some of the names ask about.
+/// A part of a plane with its measures.
 struct Area {
     struct Asked {
         Measure measure;
-        size_t place;  ///< among the names
+        size_t place;  ///< index of the name
     };
 
     PlaneId plane;
@@ -75,7 +75,7 @@ uint64_t countOf(const SampleCounts& counts, PlaneId id) {
     return id == PlaneId::kV ? counts.v : counts.y;
 }
 
-/// The number with as many digits as a measure is good for.
+/// The number, rounded to the precision of a measure.
 double rounded(double number) {
     constexpr int kDigits = 9;
     std::array<char, 32> text{};
@@ -85,7 +85,7 @@ double rounded(double number) {
     return number;
 }
 
-/// Measures one area of one picture while its strips go by.
+/// Measures one area of one picture, strip by strip.
 class AreaRun {
 public:
     AreaRun(const Area& area, const PictureFile& file, const PictureFile* before)
@@ -99,7 +99,8 @@ public:
         heldBefore_ = countOf(before->samples(), area.plane);
     }
 
-    /// Takes its part of a strip that begins at row `pixelRow` of the picture, which is even.
+    /// Adds the area's part of a strip that begins at row `pixelRow` of the picture, which must be
+    /// even.
     void add(const Picture& strip, const Picture* before, int pixelRow) {
         const Plane& plane = planeOf(strip, area_.plane);
         const int first = area_.plane == PlaneId::kY ? pixelRow : pixelRow / 2;
@@ -116,7 +117,7 @@ public:
         }
     }
 
-    /// Puts the measures in their places.
+    /// Stores the measures in `values`.
     void take(const PictureFile& file, std::vector<FrameValue>& values) {
         const auto all =
             static_cast<uint64_t>(samples_.width) * static_cast<uint64_t>(samples_.height);
@@ -147,7 +148,7 @@ private:
                samples_.x;
     }
 
-    /// Samples of the area's row that are among the first `held` of the plane.
+    /// The number of samples of the area's row among the first `held` samples of the plane.
     size_t heldOf(uint64_t held, const Plane& plane, int row) const {
         const uint64_t before = static_cast<uint64_t>(row) * static_cast<uint64_t>(plane.width) +
                                 static_cast<uint64_t>(samples_.x);
@@ -204,8 +205,8 @@ private:
         return file;
     }
 
-    /// The image of the frame before, where it is needed and has the same size. What keeps it from
-    /// being read is a problem of the values that need it.
+    /// Opens the image of the frame before if it is needed and has the same size. A failure is a
+    /// problem of the values that need it.
     std::unique_ptr<PictureFile> openBefore(const PictureFile& file, const std::string& before,
                                             std::vector<FrameValue>& values) {
         if (!comparesNeighbours_ || before.empty()) return nullptr;
@@ -252,7 +253,7 @@ private:
         for (AreaRun& run : runs) run.take(file, values);
     }
 
-    /// Whether the area lies in the picture; a problem of its values where it does not.
+    /// Whether the area lies in the picture; else sets a problem of its values.
     static bool liesIn(const Area& area, const PictureLayout& layout,
                        std::vector<FrameValue>& values) {
         if (!area.region) return true;

@@ -1,4 +1,4 @@
-// Measures of the images of frames, as values under names of their own: image.mean and others.
+// Measures images of frames, as values with names such as image.mean.
 #pragma once
 
 #include "tools/picture/PictureOptions.h"
@@ -11,12 +11,13 @@
 
 namespace tyksim {
 
-/// Brings the measures of a frame's first image. All that are asked of one frame come out of one
-/// pass over its image, strip by strip; those that compare neighbours read the image of the frame
-/// before as well. Readers throw WrongUsage when the stride is smaller than a row.
+/// The measures of a frame's first image. One pass over the image, strip by strip, gives all
+/// measures; comparisons also read the image of the frame before. Readers throw WrongUsage when the
+/// stride is smaller than a row. Threads: several may make readers at once; one thread at a time
+/// uses a reader.
 class ImageMeasures : public tyktree::ValueSource {
 public:
-    /// `assumed` says how images lie in their files.
+    /// `assumed` is the format of image files.
     explicit ImageMeasures(const AssumedPicture& assumed) : assumed_(assumed) {}
 
     bool claims(std::string_view name) const override;

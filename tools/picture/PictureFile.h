@@ -67,16 +67,16 @@ public:
     /// NoPicture when the file cannot be read.
     PictureSource source();
 
-    /// One strip, with the conditions of PictureSource. Planes that are not wanted are not read and
-    /// have no rows. Throws NoPicture when the file cannot be read.
+    /// One strip, with the conditions of PictureSource. Unwanted planes are not read and have no
+    /// rows. Throws NoPicture when the file cannot be read.
     Picture rows(int first, int rows, WantedPlanes wanted = {});
 
     /// The whole picture. Throws NoPicture when the file cannot be read.
     Picture whole();
 
     /// Rows `first` to `first + rows - 1`, with the conditions of PictureSource, without splitting
-    /// chroma into planes. Planes that are not wanted have no bytes. Throws NoPicture when the file
-    /// cannot be read.
+    /// chroma into planes. Unwanted planes have no bytes. Throws NoPicture when the file cannot be
+    /// read.
     StoredRows storedRows(int first, int rows, WantedPlanes wanted = {});
 
     /// Reads up to `size` bytes from `offset` on and returns their number. Throws NoPicture when

@@ -59,7 +59,7 @@ Option addChoice(VerbOptions& verb, const char* name, const char* help,
         .takes(oneOf(std::move(allowed)));
 }
 
-/// As above, with the value as it stands as the default.
+/// The same, with the present value as the default.
 template <typename Value, size_t kCount>
 Option addWords(VerbOptions& verb, const char* name, const char* help,
                 const std::array<Word<Value>, kCount>& words, Value& value) {

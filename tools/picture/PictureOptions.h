@@ -34,7 +34,7 @@ struct AssumedPicture {
 /// values and must exist until the command line is parsed.
 void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed);
 
-/// Adds --matrix and --range to a verb whose input may say the range itself. `matrix` and `range`
+/// Adds --matrix and --range to a verb whose input may define the range. `matrix` and `range`
 /// receive the values and must exist until the command line is parsed; without the option `range`
 /// stays empty.
 void addGivenSamples(VerbOptions& verb, ColourMatrix& matrix, std::optional<SampleRange>& range);

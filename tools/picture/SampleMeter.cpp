@@ -10,13 +10,13 @@ namespace tyksim {
 
 namespace {
 
-constexpr size_t kBlock = 16;           ///< side of the blocks in which neighbours are compared
+constexpr size_t kBlock = 16;           ///< side of the blocks for comparing neighbours
 constexpr size_t kMostUncounted = 255;  ///< rows that a column's 8-bit counter holds
 constexpr uint8_t kLow = 0;
 constexpr uint8_t kHigh = 255;
 
-// The loops over samples below are plain ones over arrays, which the compiler turns into vector
-// instructions; the types are the narrowest that hold the values.
+// The loops over samples are plain, so that the compiler vectorises them; the types are the
+// narrowest that hold the values.
 
 void countInColumns(const uint8_t* __restrict row, size_t count, uint8_t* __restrict low,
                     uint8_t* __restrict high) {
@@ -34,7 +34,7 @@ void bendDown(const uint8_t* __restrict above, const uint8_t* __restrict middle,
     }
 }
 
-/// Sum of the second difference's amount along a row of second differences down the columns.
+/// The sum of the absolute second differences along a row of second differences down the columns.
 int32_t noiseOf(const int16_t* bend, size_t count) {
     int32_t sum = 0;
     for (size_t i = 0; i < count; ++i) {
@@ -49,7 +49,8 @@ struct LaplacianSums {
     int32_t squares;
 };
 
-constexpr size_t kLaplacianCount = 1024;  ///< whose squares, up to 1020 x 1020 each, 31 bits hold
+constexpr size_t kLaplacianCount =
+    1024;  ///< the sum of so many squares, each up to 1020 x 1020, fits in 31 bits
 
 LaplacianSums laplacianOf(const uint8_t* middle, const int16_t* bend, size_t count) {
     int32_t sum = 0;
@@ -82,8 +83,8 @@ double ratio(int64_t a, uint64_t b) {
     return static_cast<double>(a) / static_cast<double>(b);
 }
 
-/// Variance of `count` whole numbers of a known sum and sum of squares. They are taken from a
-/// number near their mean, so that equal ones come to exactly 0.
+/// The variance of `count` whole numbers, from their sum and sum of squares. Both are relative to a
+/// number near the mean, so that equal numbers give exactly 0.
 double varianceOf(int64_t sum, uint64_t squares, uint64_t count) {
     const auto n = static_cast<int64_t>(count);
     const int64_t near = sum / n;
@@ -132,8 +133,8 @@ void SampleMeter::addRow(const uint8_t* row, size_t held) {
     if ((laplacian_ || noise_) && held == width_) addFiltered(row);
 }
 
-/// libyuv sums squares of differences and no samples: of the squares of x and of 255 - x, the sum
-/// of x follows.
+/// libyuv sums only squares of differences. The sum of x follows from the squares of x and of 255 -
+/// x.
 void SampleMeter::addSums(const uint8_t* row, size_t held) {
     const auto count = static_cast<int>(held);
     const uint64_t squares = libyuv::ComputeSumSquareError(row, zeros_.data(), count);
@@ -191,8 +192,8 @@ std::optional<double> SampleMeter::value(Measure measure) const {
         case Measure::kSharpness:
             return varianceOf(laplacianSum_, laplacianSquares_, filtered_);
         case Measure::kNoise: {
-            // The mask's coefficients have the root of their squares' sum 6, and the mean amount of
-            // a normal distribution is its deviation times the root of 2 / pi.
+            // The root of the sum of the mask's squared coefficients is 6, and the mean absolute
+            // value of a normal distribution is its deviation times the root of 2 / pi.
             const double rootOfHalfPi = std::sqrt(std::acos(-1.0) / 2);
             return rootOfHalfPi / 6 * ratio(static_cast<int64_t>(noiseSum_), filtered_);
         }

@@ -1,4 +1,4 @@
-// What the samples of an area of a plane measure, row by row.
+// Measures the samples of an area of a plane, row by row.
 #pragma once
 
 #include "tools/picture/MeasureName.h"
@@ -11,20 +11,20 @@
 
 namespace tyksim {
 
-/// Measures one area of one picture. Rows come from the top down. One object serves one thread.
+/// Measures one area of one picture, from the top row down. One thread at a time uses an object.
 class SampleMeter {
 public:
-    /// `wanted` are measures that do not compare neighbours.
+    /// `wanted` must be measures that do not compare neighbours.
     SampleMeter(size_t width, const std::vector<Measure>& wanted);
 
-    /// The next row, of which the first `held` samples count; below the width only at the end of
-    /// what a file has.
+    /// Adds the next row, whose first `held` samples count; fewer than the width only at the end of
+    /// a short file.
     void addRow(const uint8_t* row, size_t held);
 
-    /// Samples that counted.
+    /// The number of counted samples.
     uint64_t samples() const { return samples_; }
 
-    /// One of the wanted measures; none where there are too few samples for it.
+    /// One of the wanted measures; none if there are too few samples.
     std::optional<double> value(Measure measure) const;
 
 private:
@@ -45,31 +45,30 @@ private:
     std::vector<uint8_t> zeros_;
     std::vector<uint8_t> ones_;  ///< all bits set
 
-    std::vector<uint8_t> lowInColumn_;  ///< of rows that are not counted yet
+    std::vector<uint8_t> lowInColumn_;  ///< of rows not added to the totals yet
     std::vector<uint8_t> highInColumn_;
-    size_t uncounted_ = 0;  ///< rows in the two above
+    size_t uncounted_ = 0;  ///< number of these rows
     uint64_t low_ = 0;
     uint64_t high_ = 0;
 
     std::array<std::vector<uint8_t>, 3> rows_;  ///< the last three, in turn
     std::vector<int16_t> bend_;                 ///< second difference down the columns
-    uint64_t rowCount_ = 0;                     ///< whole rows
-    uint64_t filtered_ = 0;                     ///< samples that have eight neighbours
+    uint64_t rowCount_ = 0;                     ///< number of complete rows
+    uint64_t filtered_ = 0;                     ///< number of samples with eight neighbours
     int64_t laplacianSum_ = 0;
     uint64_t laplacianSquares_ = 0;
     uint64_t noiseSum_ = 0;
 };
 
-/// Compares an area of a picture with the same area of the picture before it.
+/// Compares an area of a picture with that of the picture before.
 class NeighbourMeter {
 public:
     NeighbourMeter(size_t width, size_t height);
 
-    /// The next row of both.
+    /// Adds the next row of both.
     void addRow(const uint8_t* row, const uint8_t* before);
 
-    /// A measure that compares neighbours, after the last row; none where there are too few rows
-    /// for it.
+    /// A measure that compares neighbours, after the last row; none if there are too few rows.
     std::optional<double> value(Measure measure);
 
 private:
@@ -79,12 +78,12 @@ private:
 
     const size_t blockWidth_;
     const size_t blockHeight_;
-    std::vector<int16_t> sums_;  ///< of differences by column, in the blocks that are being filled
+    std::vector<int16_t> sums_;  ///< of differences by column, in incomplete blocks
     std::vector<uint32_t> squares_;
     size_t blockRows_ = 0;
     uint64_t samples_ = 0;
     int64_t total_ = 0;                  ///< of all differences
-    std::vector<int64_t> blockSums_;     ///< of whole blocks
+    std::vector<int64_t> blockSums_;     ///< of complete blocks
     std::vector<int64_t> blockSpreads_;  ///< variance, times the square of a block's samples
 };
 

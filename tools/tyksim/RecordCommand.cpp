@@ -19,32 +19,31 @@ namespace tyksim {
 namespace {
 
 constexpr const char* kFooter = R"(
-The tree is made at ROOT/data/vendor/cameraserver/tykdump; ROOT stands for the root of a device's
-file system. The tag table is kept as ROOT/tags.xml, the dump configuration as pipe<N>_dumpConfig.xml
-in the tree; both are written when they are missing and kept when they are there. One recorder at a
-time works on a pipe; different pipes may be recorded at once.
+The tree is made at ROOT/data/vendor/cameraserver/tykdump; ROOT represents the root of a device's
+file system. The tag table is ROOT/tags.xml, the dump configuration pipe<N>_dumpConfig.xml in the
+tree; missing ones are written, existing ones are kept. Only one recorder at a time may work on a
+pipe; different pipes may be recorded at once.
 
-A burst of photographs starts over when it has ended. A photograph's exposure time, ISO and exposure
-bias go into the parameters, unless --exposure, --iso or --ev give them; it is not rotated. What
-neither says, and all of a test pattern's, is simulated, and so are all other parameters; how many
-frames that concerns is said at the end.
+A burst of photographs repeats from its beginning. A photograph's exposure time, ISO and exposure
+bias go into the parameters, unless --exposure, --iso or --ev are given; it is not rotated. Other
+exposure values, those of a test pattern and all other parameters are simulated; the number of these
+frames is printed at the end.
 
-A video (--y4m) has progressive frames of 4:2:0 with 8 bits; ffmpeg makes one of every other video.
-Limited range, which a video has unless its header says XCOLORRANGE=FULL, is brought to full. Bare
+A video (--y4m) must have progressive frames of 4:2:0 with 8 bits; ffmpeg converts any other video.
+Limited range, the default without XCOLORRANGE=FULL in the video's header, is converted to full. Bare
 pictures (--raw) follow each other without anything between them. A video and bare pictures do not
-start over. With a rate, a frame's time is the start plus its number divided by the rate.
+repeat. With a rate, a frame's time is the start plus its number divided by the rate.
 
-The columns of TABLE (--values) are named like what `tyksim track` shows: total_gain, TAG.field. Its
---csv is such a table. Columns that say which frame a row is of are passed over, and an empty cell
-leaves the value simulated.
+The columns of TABLE (--values) have the names of `tyksim track`: total_gain, TAG.field; its --csv
+prints such a table. Columns that identify the frame are ignored, and an empty cell leaves the value
+simulated.
 
-Images are NV21 with rows tightly packed. Of an odd size the chroma rows have 2 x ceil(width / 2)
-bytes, and the first (width x height x 3) / 2 bytes of the image are dumped.
+Images are NV21 with rows tightly packed. If the width or height is odd, the chroma rows have
+2 x ceil(width / 2) bytes, and the first (width x height x 3) / 2 bytes of the image are dumped.
 
-What the library reports as a failure, and files that are not complete, are findings: the first of
-each kind is shown with the system's reason, the others are counted. Ctrl-C ends the recording after
-the frame at hand; what was recorded stays. A picture that is cut short is a finding, too, and is not
-recorded.
+Failures that the library reports, and incomplete files, are findings: the first of each kind is
+shown with the system's reason, the others are counted. Ctrl-C ends the recording after the current
+frame; recorded frames stay. An incomplete picture is a finding too and is not recorded.
 
 Exit status: 0 recorded, 1 failed, 2 wrong usage, 3 recorded with findings.
 

@@ -24,7 +24,7 @@ constexpr PlanesWord kPlanes[] = {{"nv21", RawFormat::Planes::kNv21},
                                   {"nv12", RawFormat::Planes::kNv12},
                                   {"i420", RawFormat::Planes::kI420}};
 
-/// One part of WxH; 0 when it is no number from 1 to `limit`.
+/// One part of WxH; 0 if it is not a number from 1 to `limit`.
 int sizePart(const std::string& digits, int limit) {
     if (digits.empty() || digits.size() > 5) return 0;
     if (digits.find_first_not_of("0123456789") != std::string::npos) return 0;
@@ -53,7 +53,7 @@ RawFormat rawFormat(const RecordInput& input) {
     return {word->planes, width, height, input.stride};
 }
 
-/// Refuses standard input that would have to be read twice.
+/// Refuses standard input as the source of two inputs.
 void requireOneReader(const RecordInput& input) {
     const auto readers = std::count(input.images.begin(), input.images.end(), kStandardInput) +
                          (input.video == kStandardInput ? 1 : 0) +
@@ -61,7 +61,7 @@ void requireOneReader(const RecordInput& input) {
     if (readers > 1) throw WrongUsage("-: standard input can be read once only");
 }
 
-/// Refuses options that would do nothing.
+/// Refuses options without effect.
 void requireUse(const RecordInput& input) {
     const bool isVideo = !input.video.empty();
     const bool isRaw = !input.raw.empty();

@@ -1,4 +1,4 @@
-// The options of `tyksim record` that say where pictures come from.
+// The options of `tyksim record` for the source of pictures.
 #pragma once
 
 #include "tools/camera/FrameSource.h"
@@ -11,7 +11,7 @@
 
 namespace tyksim {
 
-/// The options' values, as given.
+/// The values of the options.
 struct RecordInput {
     std::vector<std::string> images;  ///< photographs, or files of bare pictures
     std::string video;                ///< path of a YUV4MPEG2 video; "" for none
@@ -23,15 +23,15 @@ struct RecordInput {
     std::string values;  ///< path of a table of values; "" for none
 };
 
-/// Adds the options. `input` takes the values and must outlive the reading of the options.
+/// Adds the options. `input` receives the values and must exist until the command line is parsed.
 void addRecordInput(VerbOptions& verb, RecordInput& input);
 
-/// The rate that --fps gives; none where it does not. Throws WrongUsage for one that frame folders
-/// have no names for.
+/// The rate of --fps; none without the option. Throws WrongUsage for a rate that the names of frame
+/// folders cannot represent.
 std::optional<FrameRate> givenRate(const RecordInput& input);
 
-/// The pictures that the options name. Throws WrongUsage for options that do not go together, and
-/// what the makers of the sources throw.
+/// Makes the source of pictures. Throws WrongUsage for options that exclude each other, and the
+/// exceptions of the sources.
 std::unique_ptr<FrameSource> makeSource(const RecordInput& input);
 
 }  // namespace tyksim

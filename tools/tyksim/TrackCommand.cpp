@@ -29,12 +29,12 @@ argument is a tree. Without them, the first argument is the tree and the others 
 object per frame and line: path, pipe, task, frame, request, sof and time, then the names, null
 where a frame has no value.
 
-Of a tag without known fields the CRC-32 and the size are shown. A scene field is what a folder
-replay brings: what iSceneInfo.xml says or leaves to the raw blocks. Where there is no
-iSceneInfo.xml, it is what the parameter file holds.
+For a tag without known fields the CRC-32 and the size are shown. A scene field has the value that a
+folder replay publishes: that of iSceneInfo.xml, or of the raw blocks if the XML leaves it to them.
+Without iSceneInfo.xml it has the value of the parameter file.
 
-Exit status: 0 all was read, 1 the tree cannot be read, 2 wrong usage, 3 a value could not be read
-(said on standard error; its place stays empty).
+Exit status: 0 everything was read, 1 the tree cannot be read, 2 wrong usage, 3 a value could not be
+read (see standard error; its cell stays empty).
 
 Examples:
   tyksim track /tmp/phone total_gain exp_time
@@ -60,7 +60,7 @@ TrackForm formOf(const TrackOptions& options) {
     return options.csv ? TrackForm::kCsv : TrackForm::kText;
 }
 
-/// Tells names from trees among the arguments that stand for themselves.
+/// Separates names from trees among the positional arguments.
 void takeNames(TrackOptions& options) {
     std::vector<std::string>& words = options.reading.trees;
     if (options.names.empty() && !options.all) {

@@ -133,7 +133,7 @@ private:
     const TrackedTree* tree_ = nullptr;
 };
 
-/// One flat object a line, as databases and data frames read it.
+/// One flat object per line, for databases and data frames.
 class RowsTrack : public TrackReport {
 public:
     void begin(const TrackedTree& tree) override {
@@ -152,7 +152,7 @@ public:
     }
 
 private:
-    /// A value must not take the place of what says which frame it is.
+    /// A value must not replace a member that identifies the frame.
     static void refuseIdentity(const std::string& name) {
         for (const char* const member :
              {"path", "path_base64", "pipe", "task", "frame", "request", "sof", "time"}) {
@@ -170,7 +170,7 @@ private:
         return isTime ? Json(tyktree::isoTime(*stamp)) : Json();
     }
 
-    /// A tag without fields and a number that has a name are texts, as they are in CSV.
+    /// A tag without fields, and a number with a name, become texts, as in CSV.
     static void addFlat(Json& line, const std::string& name, const FrameValue& value) {
         if (value.isBlob) {
             line[keyOf(name)] = tyktree::toText(value);

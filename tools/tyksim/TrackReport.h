@@ -15,19 +15,19 @@ class JsonDocument;
 /// The values of one frame, in the order of the names.
 using FrameRow = std::vector<tyktree::FrameValue>;
 
-/// A tree whose rows follow.
+/// The tree of the next rows.
 struct TrackedTree {
-    std::string named;                             ///< as the user named it
+    std::string named;                             ///< the user's text
     std::string path;                              ///< of its folder
-    const std::vector<tyktree::ValueName>& names;  ///< what the rows hold
+    const std::vector<tyktree::ValueName>& names;  ///< names of the values in the rows
     JsonDocument* json;                            ///< its document, of the form that has one
 };
 
-/// Takes the rows of one tree after the other, each in its order. Called from one thread.
+/// Takes the rows of one tree after the other, in order. One thread uses an object.
 class TrackReport {
 public:
     virtual ~TrackReport() = default;
-    /// `tree` must last until end(). Throws Failure if the form has no place for the tree's names.
+    /// `tree` must exist until end(). Throws Failure if the form has no place for the tree's names.
     virtual void begin(const TrackedTree& tree) = 0;
     /// `before` is the row of the frame before in the task, or null for the first.
     virtual void addRow(const tyktree::FrameRef& frame, const FrameRow& row,
@@ -37,7 +37,7 @@ public:
 
 enum class TrackForm { kText, kCsv, kDocument, kRows };
 
-/// `several` says that rows of more than one tree come.
+/// `several`: there are rows of more than one tree.
 std::unique_ptr<TrackReport> makeTrackReport(TrackForm form, bool several);
 
 }  // namespace tyksim

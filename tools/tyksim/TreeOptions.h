@@ -22,7 +22,7 @@ struct TreeOptions {
     std::optional<std::string> where;
     std::string tagsFile;
     int jobs = 1;
-    AssumedPicture assumed;  ///< of a verb that lets the user say how images are stored
+    AssumedPicture assumed;  ///< of a verb with the options for the format of images
 
     /// The selection from the options. Throws WrongUsage.
     tyktree::FrameSelection selection() const;
