@@ -153,13 +153,18 @@ def values():
     run(f"t record {fresh('w')} {made} --values table && t diff v w", status=0, texts=["all the same"])
     run(f"cat table | t record {fresh('w')} {made} --frames 3 --values - && t diff v w --frames ..3", status=0,
         texts=["3 frames matched", "but for the values that standard input gives"])
+    run(f"t track v --rows --all | t record {fresh('w')} {made} --values - && t diff v w", texts=["all the same"])
+    run("t track v -n total_gain KELV_TAG_GYRO_SAMPLES image.mean --rows >rows; "
+        f"t record {fresh('w')} {made} --values rows && t track w total_gain --csv | cut -d, -f6 >a; "
+        "t track v total_gain --csv | cut -d, -f6 | cmp - a", texts=["name no fields: KELV_TAG_GYRO_SAMPLES, image.mean"])
+    run("sed -i s/image.mean/image.men/ rows; t record w --values rows", status=1, texts=['column "image.men"', "nearest"])
     table = ('{"path":"x","total_gain":7,"cur_ev":null}\n\n'
              '{"cur_ev":-0.1,"KELV_TAG_WB_GAINS.gains":[1,2,[3,4.5]],"time":"T"}\n{"total_gain":{"number":1,"name":"A"}}\n')
     run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain cur_ev KELV_TAG_WB_GAINS.gains --csv",
         table.encode(), 0, [",1,1,7,-1,", ',2,2,1536,-0.1,"1,2,3,4.5"', ",3,3,1,0,"])
     run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain KELV_TAG_WB_GAINS.gains[1] --csv",
         b'\xef\xbb\xbftotal_gain,"KELV_TAG_WB_GAINS.gains[1]",KELV_TAG_GYRO_SAMPLES\r\n1,2.5,x\r\n,"3",\r\n', 0,
-        ["whole tags and no fields: KELV_TAG_GYRO_SAMPLES", ",1,1,1,2.5", ",2,2,1536,3"])
+        ["name no fields: KELV_TAG_GYRO_SAMPLES", ",1,1,1,2.5", ",2,2,1536,3"])
     video = y4m("W2 H2", [planes(2, 2, 0)] * 3)
     pathlib.Path("table").write_text("total_gain\n" + "5\n" * 2)
     run(f"t record {fresh('w')} --y4m - --values table", video, 0, ["frames: 2 dumped of 2"])

@@ -4,6 +4,7 @@
 #include "tags/FieldCodec.h"
 #include "tools/console/Failures.h"
 #include "tools/files/InputStream.h"
+#include "tools/picture/MeasureName.h"
 #include "tree/read/SceneRecord.h"
 
 #include <algorithm>
@@ -62,18 +63,25 @@ GivenValues::GivenValues(const std::string& path, std::vector<tyktags::TagEntry>
     tryRows();
 }
 
+template <typename Name>
+Name GivenValues::resolved(tyktags::Result<Name> name) const {
+    if (name.ok()) return std::move(name.value());
+    tyktags::Problem problem = name.problem();
+    problem.path = path_;
+    problem.where = problem.where.empty() ? "heading" : "column " + problem.where;
+    fail(problem);
+}
+
 void GivenValues::resolveColumns() {
     const std::vector<std::string>& columns = table_.columns();
     for (size_t i = 0; i < columns.size(); ++i) {
         if (isIdentity(columns[i])) continue;
-        const auto name = tyktree::resolveName(columns[i], catalog_);
-        if (!name.ok()) {
-            tyktags::Problem problem = name.problem();
-            problem.path = path_;
-            problem.where = "column " + problem.where;
-            fail(problem);
+        if (claimsMeasure(columns[i])) {
+            static_cast<void>(resolved(parseMeasureName(columns[i])));
+            passedOver_.push_back(columns[i]);
+            continue;
         }
-        const ValueName& found = name.value();
+        const ValueName found = resolved(tyktree::resolveName(columns[i], catalog_));
         if (!found.scene && !found.field) {
             passedOver_.push_back(columns[i]);
         } else {

@@ -28,7 +28,7 @@ public:
     const std::string& path() const { return path_; }
     size_t rowCount() const { return table_.rowCount(); }
 
-    /// The names of ignored columns with whole values of tags.
+    /// The names of ignored columns: those with whole values of tags or with measures of images.
     const std::vector<std::string>& passedOver() const { return passedOver_; }
 
     /// The ids of the tags that have columns, with the columns' names.
@@ -51,6 +51,9 @@ private:
 
     static TextTable readTable(const std::string& path);
     void resolveColumns();
+    /// The name of a column; throws Failure where it stands for nothing.
+    template <typename Name>
+    Name resolved(tyktags::Result<Name> name) const;
     void tryRows();
     const TableCell& cellOf(const Column& column) const { return row_.cells[column.place]; }
 

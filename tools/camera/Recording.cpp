@@ -154,7 +154,7 @@ private:
                             values_->path(), fmt::join(left, ", ")));
         }
         if (!values_->passedOver().empty()) {
-            printNote(fmt::format("{}: passed over, because they name whole tags and no fields: {}",
+            printNote(fmt::format("{}: passed over, because they name no fields: {}",
                                   values_->path(), fmt::join(values_->passedOver(), ", ")));
         }
     }

@@ -34,9 +34,9 @@ Limited range, the default without XCOLORRANGE=FULL in the video's header, is co
 pictures (--raw) follow each other without anything between them. A video and bare pictures do not
 repeat. With a rate, a frame's time is the start plus its number divided by the rate.
 
-The columns of TABLE (--values) have the names of `tyksim track`: total_gain, TAG.field; its --csv
-prints such a table. Columns that identify the frame are ignored, and an empty cell leaves the value
-simulated.
+The columns of TABLE (--values) have the names of `tyksim track`: total_gain, TAG.field; its --csv and
+its --rows print such tables. Columns that identify the frame are ignored, and an empty cell leaves
+the value simulated.
 
 Images are NV21 with rows tightly packed. If the width or height is odd, the chroma rows have
 2 x ceil(width / 2) bytes, and the first (width x height x 3) / 2 bytes of the image are dumped.
