@@ -44,6 +44,7 @@ Rows partsOfTables() {
               fails 3 tyksim diff p q --json)sh",
          {"AUTO (1)\n", "1,2,3,4,5,6 mV\n", R"("mode":{"number":1,"name":"AUTO"})",
           R"("grid":[[1,2,3],[4,5,6]])", R"("units":{"grid":"mV"})", " AUTO (1)  ", "  4,5,6  ",
+          "KELV_TAG_WB_GAINS.grid[1] (mV)", R"("units":{"KELV_TAG_WB_GAINS.grid":"mV"},"rows")",
           "mode: AUTO (1) -> 7\n", "grid[1][1]: 5 -> 9 mV\n",
           R"("b":{"number":7,"name":null},"unit":null)"}},
         {"SetByName",

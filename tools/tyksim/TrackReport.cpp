@@ -37,6 +37,26 @@ std::array<std::string, 5> placeOf(const FrameRef& frame) {
             entry.wellNamed ? fmt::to_string(entry.parsed.sofId) : ""};
 }
 
+std::string unitOf(const ValueName& name) {
+    return name.field ? name.field->unit : "";
+}
+
+/// "KELV_TAG_AE.exposure (ns)".
+std::string headingOf(const ValueName& name) {
+    const std::string unit = unitOf(name);
+    return tyktree::escaped(unit.empty() ? name.name : name.name + " (" + unit + ")");
+}
+
+/// The units of the values that have one, by name.
+Json unitsOf(const std::vector<ValueName>& names) {
+    Json units = Json::object();
+    for (const ValueName& name : names) {
+        const std::string unit = unitOf(name);
+        if (!unit.empty()) units[keyOf(name.name)] = tyktree::toUtf8(unit);
+    }
+    return units;
+}
+
 class TextTrack : public TrackReport {
 public:
     explicit TextTrack(bool several) : several_(several) {}
@@ -46,7 +66,7 @@ public:
         if (several_) printResult(tyktree::escaped(tree.path));
         std::string heading = "pipe  task  frame  request      sof";
         for (const ValueName& name : tree.names) {
-            heading += fmt::format("  {:>{}}", tyktree::escaped(name.name), widthOf(name));
+            heading += fmt::format("  {:>{}}", headingOf(name), widthOf(name));
         }
         printResult(heading);
     }
@@ -69,7 +89,7 @@ private:
     /// A column is as wide as its heading and most numbers, so that rows can be printed at once.
     static size_t widthOf(const ValueName& name) {
         constexpr size_t kValueWidth = 12;
-        return std::max(kValueWidth, name.name.size());
+        return std::max(kValueWidth, headingOf(name).size());
     }
 
     const bool several_;
@@ -113,6 +133,7 @@ public:
         tree_ = &tree;
         Json members = Json::object();
         addText(members, "path", tree.path);
+        members["units"] = unitsOf(tree.names);
         tree.json->members(members);
         tree.json->beginList("rows");
     }
