@@ -9,7 +9,7 @@ namespace tyksim {
 
 namespace {
 
-// All pictures of all pages: what is compared was packed alike.
+// The same quality for all pictures of all pages, so that compared pictures were compressed alike.
 constexpr int kQuality = 82;
 
 PlaneFigures figuresOf(const Histogram& counts) {
@@ -30,8 +30,8 @@ PlaneFigures figuresOf(const Histogram& counts) {
     return figures;
 }
 
-/// Square roots of the counts in relation to the largest from 1 to 254, as bytes: small counts stay
-/// visible. Larger ones at 0 and 255 are cut.
+/// Adds square roots of the counts relative to the largest from 1 to 254, as bytes, so that small
+/// counts stay visible. Larger counts at 0 and 255 are cut.
 void addRoots(const Histogram& counts, double peak, std::string& roots) {
     const double scale = std::max(1.0, peak * static_cast<double>(counts.total()));
     for (size_t value = 0; value < Histogram::kValues; ++value) {

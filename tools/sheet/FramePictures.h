@@ -1,5 +1,5 @@
-// A frame's pictures as the page holds them: a thumbnail, a larger one, a window without loss, and
-// the histograms of its planes.
+// Makes a frame's pictures for the page: a thumbnail, a larger one, a window without loss, and the
+// histograms of the planes.
 #pragma once
 
 #include "tools/picture/Encoders.h"
@@ -17,7 +17,7 @@
 
 namespace tyksim {
 
-/// What pictures the page gets, and of which images.
+/// The pictures of the page, and the assumed format of images.
 struct PicturePlan {
     PictureSizes sizes;
     AssumedPicture assumed;
@@ -26,7 +26,7 @@ struct PicturePlan {
     tyktree::NumberRanges whole;      ///< frames of which the window is the whole image
 };
 
-/// What the counts of a plane say.
+/// Statistics of a plane.
 struct PlaneFigures {
     bool any = false;  ///< there are samples
     int least = 0;
@@ -37,23 +37,23 @@ struct PlaneFigures {
     double peak = 0;        ///< the largest share of samples at one value from 1 to 254
 };
 
-/// One line of the page's pictures, and what the samples' counts say.
+/// One line of the page's pictures, and statistics of the samples.
 struct FramePicture {
-    std::string problem;  ///< why there is no picture; "" where there is one
-    /// Bytes that a dump of the picture has and the file has not. What they would hold counts
-    /// nowhere.
+    std::string problem;  ///< why there is no picture; else ""
+    /// The number of bytes that a dump of the picture has but the file does not. Missing samples
+    /// are not counted.
     uint64_t lacking = 0;
-    SampleCounts held;                   ///< samples that the file has
+    SampleCounts held;                   ///< samples in the file
     std::array<PlaneFigures, 3> planes;  ///< y, u, v
-    PixelArea window;                    ///< empty: there is none
+    PixelArea window;                    ///< empty: no window
 
-    // In Base64; "" for what is not there.
+    // In Base64; "" if missing.
     std::string thumb;
     std::string large;
     std::string histograms;
     std::string pixels;  ///< the window
 
-    /// As the page has it, without a newline.
+    /// The line in the page's form, without a newline.
     std::string line() const;
 };
 
@@ -64,21 +64,21 @@ struct FrameImage {
     FramePicture picture;
 };
 
-/// Makes them one after the other. One object serves one thread.
+/// Makes pictures one after the other. One thread at a time uses an object.
 class FramePictureMaker {
 public:
     /// `plan` must outlive the object.
     explicit FramePictureMaker(const PicturePlan& plan);
 
-    /// Reads the image into its picture, which only has figures unless pictures are `drawn`. A file
-    /// that cannot be read gives a problem.
+    /// Reads the image and makes its picture; without `drawn` only its statistics. A file that
+    /// cannot be read gives a problem.
     void read(FrameImage& image, bool drawn);
 
     /// Adds the windows of two frames that are compared, or of one alone (`b` is null). `whole`:
     /// the whole image. Where a file cannot be read there is no window.
     void addWindows(FrameImage& a, FrameImage* b, bool whole);
 
-    /// What the image's pictures cost on a page; none where the image cannot be read.
+    /// The sizes of the image's pictures on a page; none if the image cannot be read.
     std::optional<MeasuredPicture> measure(const FrameImage& image);
 
 private:

@@ -1,5 +1,6 @@
-// The page without its data, as the build embeds it: the document is the start, lines of pictures,
-// the middle, values as JSON, and the end. model.js says what is in the two.
+// The page without its data, embedded by the build. The document consists of the start, lines of
+// pictures, the middle, values as JSON, and the end. page/data.js describes the pictures and
+// values.
 #pragma once
 
 #include <string_view>

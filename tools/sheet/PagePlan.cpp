@@ -10,22 +10,22 @@ namespace tyksim {
 namespace {
 
 constexpr double kPageItself = 150'000;
-// Pictures that were not measured may be larger than those that were.
+// Leaves room because pictures that were not measured may be larger.
 constexpr double kShareOfBytes = 0.92;
 
 constexpr int kMostThumb = 256;
-constexpr int kLeastThumb = 96;  ///< with less nothing is to be seen
+constexpr int kLeastThumb = 96;  ///< smaller pictures show nothing
 constexpr int kMostLarge = 1920;
-constexpr double kLargeOverThumb = 1.25;  ///< a larger picture that is hardly larger is none
+constexpr double kLargeOverThumb = 1.25;  ///< a larger picture must be this much larger
 
-// Finding a window's place and packing it takes longer than all else that is done with a frame.
+// Finding the place of a window and compressing it takes longer than all other work for a frame.
 constexpr size_t kMostWindows = 400;
 constexpr int kWindowSides[] = {16384, 4096, 3072, 2048, 1536, 1024, 768, 512, 384, 256, 192, 128};
 constexpr int kUsualWindow = 256;
 constexpr double kUsualWindowShare = 0.6;
 constexpr double kLargerWindowShare = 0.35;
 
-/// What pictures cost on average, by their size.
+/// The average bytes of pictures by their size.
 class Costs {
 public:
     explicit Costs(const std::vector<MeasuredPicture>& measured) {
@@ -46,7 +46,7 @@ public:
         if (mean.windowArea > 0) perPixel_ = mean.windowBytes / mean.windowArea;
     }
 
-    /// Between measured widths the size grows by a power of the width. No JPEG is wider than the
+    /// Between measured widths the bytes grow with a power of the width. No JPEG is wider than the
     /// image.
     double jpeg(double width) const {
         const Jpeg& widest = jpegs_.back();
@@ -62,7 +62,8 @@ public:
         return from.bytes * std::pow(width / from.width, exponent);
     }
 
-    /// The largest width up to `most` of a JPEG of so many bytes; `least` where that is too large.
+    /// The largest width up to `most` of a JPEG of this many bytes; `least` if even that is too
+    /// large.
     int widthFor(double bytes, int least, int most) const {
         while (least < most) {
             const int middle = (least + most + 1) / 2;
@@ -82,7 +83,7 @@ public:
 private:
     using Jpeg = MeasuredPicture::Jpeg;
 
-    // What photographs cost, where nothing was measured.
+    // Typical photographs, if nothing was measured.
     std::array<Jpeg, MeasuredPicture::kWidths.size()> jpegs_ = {
         {{128, 6'000}, {256, 17'000}, {512, 50'000}, {1024, 150'000}}};
     double perPixel_ = 2;

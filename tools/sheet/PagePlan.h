@@ -1,4 +1,5 @@
-// How large a page's pictures are, so that the page keeps to a number of bytes.
+// Chooses the sizes of a page's pictures, so that the page stays below a number of bytes. Threads:
+// any.
 #pragma once
 
 #include <array>
@@ -8,15 +9,15 @@
 
 namespace tyksim {
 
-/// Sizes of what the page holds of an image.
+/// The sizes of an image's pictures on the page.
 struct PictureSizes {
     int thumbWidth = 256;  ///< 0: no picture fits
-    int largeWidth = 0;    ///< 0: there is none
-    int windowSide = 0;    ///< of the part without loss, pixels; 0: there is none
+    int largeWidth = 0;    ///< 0: no larger picture
+    int windowSide = 0;    ///< of the part without loss, pixels; 0: no such part
     uint32_t every = 1;    ///< N: only every Nth frame has pictures
 };
 
-/// What pictures of one image cost in Base64.
+/// The bytes of one image's pictures in Base64.
 struct MeasuredPicture {
     static constexpr std::array<int, 4> kWidths = {128, 256, 512, 1024};
     static constexpr int kWindowSide = 256;
@@ -26,27 +27,27 @@ struct MeasuredPicture {
         double width = 0;
         double bytes = 0;
     };
-    std::array<Jpeg, kWidths.size()> jpegs;  ///< at kWidths, or as wide as the image
+    std::array<Jpeg, kWidths.size()> jpegs;  ///< at kWidths, or at the image's width
     double pixels = 0;                       ///< of the image
     double windowArea = 0;                   ///< pixels of a window
     double windowBytes = 0;
 };
 
-/// What a page is to hold.
+/// The content of a page.
 struct PageNeeds {
-    uint64_t bytes = 20'000'000;  ///< that it may have
+    uint64_t bytes = 20'000'000;  ///< limit of the page's size
     size_t frames = 0;
-    size_t pictures = 0;                    ///< of all frames, of both trees
-    double rowBytes = 0;                    ///< a frame's values
-    int thumbWidth = 0;                     ///< kept whatever the page comes to; 0: what fits
-    bool windows = true;                    ///< parts without loss are wanted
-    std::vector<MeasuredPicture> measured;  ///< of frames that stand for all; may be empty
+    size_t pictures = 0;  ///< of all frames of both trees
+    double rowBytes = 0;  ///< for a frame's values
+    int thumbWidth = 0;   ///< kept whatever the size of the page; 0: the largest that fits
+    bool windows = true;  ///< whether to include parts without loss
+    std::vector<MeasuredPicture> measured;  ///< of representative frames; may be empty
 };
 
 /// Bytes of a picture's histograms on the page.
 constexpr size_t kHistogramBytes = 1100;
 
-/// The largest sizes with which the page probably keeps to its bytes.
+/// The largest sizes with which the page probably stays below its limit.
 PictureSizes planSizes(const PageNeeds& needs);
 
 }  // namespace tyksim

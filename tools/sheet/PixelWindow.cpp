@@ -15,7 +15,7 @@ size_t blocksOf(int length) {
     return static_cast<size_t>((length + kBlock - 1) / kBlock);
 }
 
-/// Rows of the strip that the file has to their end.
+/// The number of complete rows of the strip in the file.
 int wholeRows(const StoredRows& rows, const PictureLayout& layout, int asked) {
     const size_t stride = layout.lumaStride();
     const size_t gap = stride - static_cast<size_t>(layout.width);
@@ -66,7 +66,7 @@ PixelArea PixelWindows::place(PictureFile& a, PictureFile* b, int side) {
     return areaWithin(best, layout);
 }
 
-/// False where all sums are zero.
+/// Returns false if all sums are zero.
 bool PixelWindows::sumBlocks(PictureFile& a, PictureFile* b) {
     const PictureLayout& layout = a.layout();
     columns_ = blocksOf(layout.width);

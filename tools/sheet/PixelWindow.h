@@ -1,4 +1,4 @@
-// A part of an image with every sample as it is in the file.
+// Cuts parts of images with every sample as in the file.
 #pragma once
 
 #include "tools/picture/Encoders.h"
@@ -20,24 +20,24 @@ struct PixelArea {
     bool empty() const { return width <= 0 || height <= 0; }
 };
 
-/// The part of `area` that lies in a picture of this layout, with its corner on even numbers, where
-/// chroma begins. Empty where the two have nothing in common.
+/// The part of `area` in a picture of this layout, with its corner at even numbers, where chroma
+/// begins. Empty if they do not overlap.
 PixelArea areaWithin(const PixelArea& area, const PictureLayout& layout);
 
-/// Finds and cuts windows; keeps its memory. One object serves one thread. Every operation throws
-/// NoPicture when a file cannot be read, std::bad_alloc.
+/// Finds and cuts windows; reuses its memory. One thread at a time uses an object. Every operation
+/// throws NoPicture when a file cannot be read, and std::bad_alloc.
 class PixelWindows {
 public:
-    /// The square of `side` pixels, or as much of it as the picture has, in which the lumas of `a`
-    /// and `b` have the largest squared difference. Without `b`, or where both are equal, the one
-    /// with most detail: with the largest squared difference between neighbours. Found in steps of
-    /// 32 pixels. The two files have one layout but for their lengths.
+    /// The square of `side` pixels, cut to the picture, in which the lumas of `a` and `b` have the
+    /// largest squared difference. Without `b`, or if both are equal, the square with most detail:
+    /// with the largest squared difference between neighbours. Searches in steps of 32 pixels. Both
+    /// files must have the same layout; their lengths may differ.
     PixelArea place(PictureFile& a, PictureFile* b, int side);
 
     /// The area's samples as a grey PNG file: rows of luma, and below them rows of U in the left
-    /// half and of V in the right one. A row is twice as long as a row of U; luma of an odd width
-    /// has one sample more, of no meaning. Valid until it is called again. The area is one that
-    /// areaWithin() gives.
+    /// half and of V in the right half. A row is twice as long as a row of U; luma of an odd width
+    /// has an additional sample without meaning. Valid until the next call. The area must come from
+    /// areaWithin().
     std::string_view png(PictureFile& file, const PixelArea& area);
 
 private:
@@ -46,10 +46,10 @@ private:
 
     SampleBuffer samples_;
     PngEncoder encoder_;
-    size_t columns_ = 0;  ///< of blocks
+    size_t columns_ = 0;  ///< number of columns of blocks
     size_t rows_ = 0;
-    /// What all blocks to the left of a corner and above it add up to, for (columns_ + 1) x (rows_
-    /// + 1) corners.
+    /// The sums of all blocks to the left of and above each of (columns_ + 1) x (rows_ + 1)
+    /// corners.
     std::vector<uint64_t> sums_;
 };
 

@@ -1,4 +1,4 @@
-// Planes brought to any smaller size.
+// Reduces planes to any smaller size.
 #pragma once
 
 #include "tools/picture/Picture.h"
@@ -20,9 +20,9 @@ struct CoveredSamples {
 /// Resizes planes one after the other and keeps its memory. One object serves one thread.
 class PlaneResizer {
 public:
-    /// Makes the plane `width` x `height` samples, neither larger than the plane's. Each is the
-    /// mean of the area that it covers, in which a sample that is covered in part counts in part;
-    /// rounded to the nearest. `out` takes rows without gaps. Throws std::bad_alloc.
+    /// Reduces the plane to `width` x `height` samples, which must not exceed the plane's. Each is
+    /// the rounded mean of the area that it covers; a sample covered in part counts in part. Stores
+    /// rows without gaps in `out`. Throws std::bad_alloc.
     void resize(const Plane& plane, int width, int height, uint8_t* out);
 
 private:

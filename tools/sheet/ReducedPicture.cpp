@@ -8,14 +8,14 @@ namespace tyksim {
 
 namespace {
 
-// A strip stays in the processor's cache until it is made small.
+// Small enough for a strip to stay in the processor's cache until it is reduced.
 constexpr size_t kStripBytes = size_t{192} * 1024;
 
-// So many samples of luma tell its distribution.
+// So many samples of luma represent its distribution.
 constexpr size_t kCountedSamples = size_t{128} * 1024;
 
-// libyuv shrinks several times as fast as the exact mean. Up to this divisor its mean is at most 1
-// off; with larger ones it gets darker. It cannot shrink blocks that are narrower than others.
+// libyuv is several times as fast as the exact mean. Up to this divisor its mean is wrong by at
+// most 1; with larger ones it becomes darker. It cannot shrink blocks of different widths.
 constexpr int kMostQuickly = 16;
 
 size_t product(int a, int b) {
@@ -26,7 +26,7 @@ Plane rowsOf(const Plane& plane, int first, int rows) {
     return {plane.samples + product(first, plane.stride), plane.stride, plane.width, rows};
 }
 
-/// Rows of a strip: whole blocks of `divisor` rows, of luma and of chroma.
+/// The number of rows in a strip: whole blocks of `divisor` rows of luma and of chroma.
 int stripRows(const PictureLayout& layout, int divisor) {
     const int block = 2 * divisor;
     const size_t blockBytes = static_cast<size_t>(block) * layout.lumaStride() +
@@ -55,7 +55,7 @@ public:
         every_ = 1 + static_cast<int>(product(layout.width, layout.height) / kCountedSamples);
     }
 
-    /// The strip begins at `row` of the picture.
+    /// Adds a strip that begins at `row` of the picture.
     void add(const Picture& strip, int row) {
         add(strip.y, row, held_.y, counts_.y);
         add(strip.u, row / 2, held_.u, counts_.u);

@@ -1,5 +1,5 @@
-// Image files of a tree made small while they are read, a strip of rows at a time: the large
-// picture is never in memory.
+// Reduces image files while it reads them, a strip of rows at a time, so that the whole picture is
+// never in memory.
 #pragma once
 
 #include "tools/picture/Histogram.h"
@@ -8,7 +8,7 @@
 
 namespace tyksim {
 
-/// Pixels of a picture.
+/// The size of a picture in pixels.
 struct PixelSize {
     int width = 0;
     int height = 0;
@@ -22,10 +22,10 @@ enum class Effort { kFull, kQuick };
 /// where it is smaller.
 PixelSize reducedSize(const PixelSize& size, int width, Effort effort);
 
-/// A picture made small.
+/// A reduced picture.
 struct ReducedPicture {
-    Picture picture;         ///< valid until its reader is used again
-    PlaneHistograms counts;  ///< of samples that the file has
+    Picture picture;         ///< valid until the next call of its reader
+    PlaneHistograms counts;  ///< of the samples in the file
 };
 
 /// Reads pictures one after the other and keeps its memory. One object serves one thread.

@@ -21,14 +21,14 @@ using tyktree::FileEntry;
 using tyktree::ValueName;
 
 constexpr size_t kSceneFieldCount = std::size(kSceneFields);
-constexpr size_t kElements = 16;  ///< of a field that the page shows
-constexpr size_t kHexBytes = 24;  ///< of a value whose fields are not known
+constexpr size_t kElements = 16;  ///< shown elements of a field
+constexpr size_t kHexBytes = 24;  ///< shown bytes of a value without known fields
 constexpr size_t kPieceBytes = size_t{1} << 20;
 
-// A script's numbers hold integers up to here exactly.
+// A script's numbers are exact for integers up to here.
 constexpr int64_t kExact = int64_t{1} << 53;
 
-/// Numbers come without their names, which stand once in the page.
+/// Numbers have no names, which are stored once in the page.
 Json pageValue(const Value& given) {
     const Value value = withoutName(given);
     if (const auto* text = std::get_if<std::string>(&value)) return tyktree::escaped(*text);
@@ -39,7 +39,7 @@ Json pageValue(const Value& given) {
     return inexact ? Json(tyktags::toText(value)) : toJson(value);
 }
 
-/// One element as it is, more of them as their number and the first ones.
+/// A single element as such, several as their number and the first ones.
 Json pageValues(const std::vector<Value>& values, bool single) {
     if (values.empty()) return nullptr;
     if (single) return pageValue(values.front());

@@ -1,5 +1,4 @@
-// One frame as the sheet takes it out of a tree: facts, parameters, scene record, plotted values
-// and pictures.
+// Reads one frame for the sheet: facts, parameters, scene record, plotted values and pictures.
 #pragma once
 
 #include "tools/json/Json.h"
@@ -24,14 +23,13 @@ struct SheetParameter {
     int dumpType = 0;
     uint64_t size = 0;
     std::string crc;  ///< hexadecimal, or why the file cannot be read
-    Json content;     ///< as the page takes it; see model.js
+    Json content;     ///< in the page's form; see page/data.js
 };
 
-/// A frame, read.
+/// The data of a frame.
 struct SheetFrame {
     const tyktree::FrameEntry* entry = nullptr;
-    std::set<std::string>
-        problems;  ///< what of it cannot be read, each a line with path and reason
+    std::set<std::string> problems;  ///< unreadable files, each a line with path and reason
     std::optional<int> camera;
     uint64_t files = 0;
     uint64_t bytes = 0;
@@ -41,17 +39,17 @@ struct SheetFrame {
     FrameImage image;
 };
 
-/// Reads frames. One object serves one thread.
+/// Reads frames. One thread at a time uses an object.
 class SheetFrameReader {
 public:
-    /// `plots` are the names that are plotted; the catalog and the plan must outlive the object.
+    /// `plots` are the plotted names; the catalog and the plan must outlive the object.
     SheetFrameReader(const tyktree::TagCatalog& catalog,
                      const std::vector<tyktree::ValueName>& plots, const PicturePlan& pictures);
 
-    /// Pictures are made of the image if they are `drawn`; else it only gives figures.
+    /// With `drawn` makes pictures of the image, else only its statistics.
     SheetFrame read(const tyktree::FrameRef& frame, bool drawn);
 
-    /// The frame without a look into its image, of which path and layout are known.
+    /// Reads the frame without its image, of which it sets path and layout.
     SheetFrame readValues(const tyktree::FrameRef& frame);
 
     FramePictureMaker& pictures() { return pictures_; }
@@ -63,7 +61,7 @@ private:
 
     const tyktree::TagCatalog& catalog_;
     tyktree::FrameListing listing_;
-    tyktree::FrameValueReader values_;  ///< the scene record's fields, then what is plotted
+    tyktree::FrameValueReader values_;  ///< the scene record's fields, then the plotted values
     const AssumedPicture& assumed_;
     FramePictureMaker pictures_;
 };

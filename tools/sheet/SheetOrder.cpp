@@ -8,7 +8,7 @@ namespace {
 
 using tyktree::TaskEntry;
 
-/// The pairs of one task: those with a frame of A, then those without.
+/// The pairs of one task: first those with a frame of A, then the others.
 struct Group {
     const TaskEntry* a = nullptr;
     const TaskEntry* b = nullptr;
@@ -43,7 +43,7 @@ void thin(std::vector<FramePair>& pairs, uint32_t every) {
     pairs.resize(kept);
 }
 
-/// Both lists as one.
+/// Merges both lists.
 std::vector<FramePair> merged(const Group& group) {
     std::vector<FramePair> result;
     auto only = group.onlyB.begin();

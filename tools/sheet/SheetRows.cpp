@@ -14,7 +14,7 @@ namespace tyksim {
 
 namespace {
 
-constexpr size_t kShownValues = 16;  ///< of a field or record that the page shows
+constexpr size_t kShownValues = 16;  ///< shown values of a field or record
 constexpr const char* kBothCut = "both images are cut";
 
 std::string timeOf(const tyktree::FrameEntry& entry) {
@@ -91,7 +91,7 @@ Json metricsOf(const SheetPair& pair) {
     return Json::array({planesOf(same), mine.picture.lacking > 0 ? Json(kBothCut) : Json()});
 }
 
-/// [what, how, planes, values, more], as model.js reads it.
+/// [what, how, planes, values, more], see page/data.js.
 Json entryOf(const DifferenceText& text) {
     Json values = Json::array();
     const size_t count = text.values ? text.values->size() : 0;

@@ -1,4 +1,4 @@
-// Rows of the sheet's values, as model.js reads them.
+// Rows of the sheet's values, in the form of page/data.js. One thread at a time uses an object.
 #pragma once
 
 #include "tools/diff/FrameDifference.h"
@@ -17,15 +17,15 @@ namespace tyksim {
 struct SheetPair {
     std::optional<SheetFrame> mine;
     std::optional<SheetFrame> other;
-    FrameDifference difference;  ///< of the two
+    FrameDifference difference;  ///< between the two
 };
 
-/// The page's table of tags, made as they come; rows have numbers in their place.
+/// The page's table of tags, filled in order of appearance; rows have the tags' indices.
 class SheetTags {
 public:
     size_t numberOf(const SheetParameter& parameter);
 
-    /// The table; the catalog says what is in a tag.
+    /// The table, with the fields of tags from the catalog.
     Json table(const tyktree::TagCatalog& catalog) const;
 
 private:
@@ -33,7 +33,7 @@ private:
     std::map<Key, size_t> numbers_;
 };
 
-/// Rows of one tree's frames in order: what is as in the row before is left out.
+/// Rows of one tree's frames in order, without values that are equal to those of the row before.
 class SheetRows {
 public:
     explicit SheetRows(SheetTags& tags) : tags_(tags) {}
@@ -51,7 +51,7 @@ private:
 /// What the page says of how the two frames of a pair differ; null where one is missing.
 Json differencesOf(const SheetPair& pair);
 
-/// JSON that may stand in a script element: no character in it can end one.
+/// JSON for a script element: no character in it can end the element.
 std::string elementText(const Json& value);
 
 }  // namespace tyksim

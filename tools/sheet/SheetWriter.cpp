@@ -13,7 +13,7 @@ namespace tyksim {
 
 namespace {
 
-/// What is plotted under a name and in a unit of its own.
+/// A plot with a name and unit of its own.
 struct KnownPlot {
     std::string_view path;
     const char* label;

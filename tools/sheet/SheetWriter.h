@@ -1,5 +1,5 @@
-// The sheet's file: pictures are written as they come; values, which stand behind them in the
-// document, wait in a temporary file, so that memory does not grow with the frames.
+// Writes the sheet's file. Pictures are written at once; values, which follow them in the document,
+// are collected in a temporary file, so that memory does not grow with the frames.
 #pragma once
 
 #include "tools/files/OutputPath.h"
@@ -21,20 +21,21 @@
 
 namespace tyksim {
 
-/// What the sheet as a whole is about.
+/// The data of the sheet as a whole.
 struct SheetHead {
-    std::string tree;                    ///< as it was named
+    std::string tree;                    ///< the user's text
     std::optional<std::string> against;  ///< the second tree
     uint64_t onlyOther = 0;              ///< frames that only the second tree has
     uint32_t every = 1;                  ///< N: only every Nth frame is shown
     PicturePlan pictures;
-    std::vector<tyktree::ValueName> plots;  ///< what SheetFrame::plots holds
+    std::vector<tyktree::ValueName> plots;  ///< names of the values in SheetFrame::plots
 };
 
-/// Whose finding it is.
+/// The tree of a finding.
 enum class Side { kMine, kOther };
 
-/// Writes one sheet: frames, then findings, then commit(). Errors are a Failure.
+/// Writes one sheet: frames, then findings, then commit(). Throws Failure. One thread at a time
+/// uses an object.
 class SheetWriter {
 public:
     /// `output` is the page's place; throws as ResultFile does. `catalog` must outlive the object.
@@ -46,7 +47,7 @@ public:
     /// After the last frame.
     void endFrames();
 
-    /// A finding in the tree at `root`, from where its path is shown.
+    /// Adds a finding in the tree at `root`; its path is shown relative to `root`.
     void addFinding(const tyktree::Finding& finding, Side side, const std::string& root);
 
     /// Ends the document and gives the file its name.
@@ -76,10 +77,10 @@ private:
     SheetTags tags_;
     std::optional<SheetRows> mine_;
     std::optional<SheetRows> other_;
-    std::optional<size_t> task_;  ///< whose frames come
+    std::optional<size_t> task_;  ///< task of the current frames
     uint64_t bytes_ = 0;
-    std::map<TaskKey, size_t> tasks_;       ///< their number on the page
-    std::map<TaskKey, size_t> otherTasks_;  ///< that of the task which they stand beside
+    std::map<TaskKey, size_t> tasks_;       ///< indices on the page
+    std::map<TaskKey, size_t> otherTasks_;  ///< indices of their counterparts' tasks
     bool firstLine_ = true;
     bool firstFinding_ = true;
 };

@@ -1,4 +1,4 @@
-// tyksim sheet: a page to look at a tree with.
+// tyksim sheet: makes a page to look at a tree.
 #include "tools/console/FindingPrinter.h"
 #include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
@@ -30,24 +30,24 @@ using tyktree::FrameRef;
 
 constexpr const char* kFooter = R"(
 Writes one page with everything in it: frames as thumbnails, exposure, gain and EV over the frames,
-what 'tyksim check' finds beside the frame it belongs to, and of each frame a larger picture, its
+the findings of 'tyksim check' beside their frames, and for each frame a larger picture, its
 parameters, its scene record and the histogram of its luma. It opens in a browser without a server
-and without a network; its address names the frame that is looked at. Press ? for its keys.
+and without a network; its address names the current frame. Press ? for its keys.
 
---against puts a second tree beside it, frame by frame as 'tyksim diff' matches them, with what that
-says of each pair and with the findings of both trees.
+--against adds a second tree, frame by frame as 'tyksim diff' matches them, with the differences of
+each pair and with the findings of both trees.
 NAME in --plot is any NAME of 'tyksim track', such as TAG.field, a field of the scene record or a
 measure of the image: image.sharpness.
---order, --stride, --matrix and --range say how images are stored, as for 'tyksim export'.
+--order, --stride, --matrix and --range tell how images are stored, as for 'tyksim export'.
 
-Pictures are as large as --size leaves room for, the same for all frames and packed alike. Up to 200
-frames of two trees, or 400 of one, carry a window: a part of the image with every sample as it is
-in the file. It lies where the two images differ most, or where one has most detail; --window says
-another place, and --full brings whole images of some frames. Where not even thumbnails fit, every
-Nth frame has its picture. --thumb-width, --window and --full are kept whatever the page comes to.
+Pictures are as large as --size allows, with the same size and quality for all frames. Up to 200
+frames of two trees, or 400 of one, have a window: a part of the image with every sample as in the
+file. It is where the two images differ most, or where a single image has most detail; --window sets
+another place, and --full includes whole images of some frames. If not even thumbnails fit, every
+Nth frame has its picture. --thumb-width, --window and --full are kept whatever the size of the page.
 
-Exit status: 0 clean, 1 failed, 2 wrong usage, 3 the page was written and shows errors or warnings,
-or not all could be read, which standard error says.
+Exit status: 0 clean, 1 failed, 2 wrong usage, 3 the page was written with errors or warnings, or
+not everything could be read (see standard error).
 
 Examples:
   tyksim sheet /tmp/phone -o phone.html
@@ -93,7 +93,7 @@ tyktree::NumberRanges parseFrames(const char* option, const std::string& words) 
     throw WrongUsage(fmt::format("{}: {}", option, toLine(ranges.problem())));
 }
 
-/// Takes the findings of one tree into the page and counts them.
+/// Adds the findings of one tree to the page and counts them.
 class PageSink : public tyktree::FindingSink {
 public:
     PageSink(SheetWriter& page, Side side, std::string root)
@@ -152,7 +152,7 @@ private:
         FrameComparer comparer;
     };
 
-    /// The page has one for both trees.
+    /// The tag table for both trees.
     const tyktree::TagCatalog& table() const {
         return other_ ? commonTable(tree_.catalog, other_->catalog) : tree_.catalog;
     }
@@ -254,7 +254,7 @@ private:
         return pair;
     }
 
-    /// Says what the page cannot show or compare.
+    /// Reports items that the page cannot show or compare.
     void reportUnread(const SheetPair& pair) {
         std::set<std::string> lines;
         if (pair.mine) lines = pair.mine->problems;
@@ -325,7 +325,7 @@ private:
         return clean ? ExitStatus::kClean : ExitStatus::kFindings;
     }
 
-    /// What the comparison of the frames came to.
+    /// The result of comparing the frames.
     std::string comparedText() const {
         if (compared_ == 0) return "no frame matches";
         return fmt::format("{} of {}{}", different_, counted(compared_, "frame", "frames"),
@@ -344,9 +344,9 @@ private:
     std::set<std::string> measuredProblems_;
     uint64_t shown_ = 0;      ///< frames of the first tree
     uint64_t onlyOther_ = 0;  ///< frames that only the second tree has
-    uint64_t compared_ = 0;   ///< frames that have a counterpart
-    uint64_t different_ = 0;  ///< of those
-    DiffRules everything_;    ///< by which the two trees' frames are compared
+    uint64_t compared_ = 0;   ///< frames with a counterpart
+    uint64_t different_ = 0;  ///< those of them that differ
+    DiffRules everything_;    ///< rules for comparing frames: nothing is ignored
     Progress progress_;
 };
 
