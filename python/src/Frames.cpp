@@ -2,6 +2,7 @@
 
 #include "python/src/Errors.h"
 #include "python/src/Text.h"
+#include "python/src/Where.h"
 #include "tools/picture/Measures.h"
 #include "tree/read/FileBytes.h"
 #include "tree/read/FrameListing.h"
@@ -190,7 +191,17 @@ Frames Frames::select(const Picked& picked) const {
     selection.frames = rangesOf("frames", picked.frames, kFirstPosition);
     selection.requests = rangesOf("requests", picked.requests, kAnyNumber);
     selection.sofs = rangesOf("sofs", picked.sofs, kAnyNumber);
-    return {tree_, std::move(selection)};
+    Frames frames(tree_, std::move(selection));
+    if (!picked.where.empty()) frames.keepWhere(picked.where);
+    return frames;
+}
+
+void Frames::keepWhere(const std::string& expression) {
+    refs_ = framesWhere(tree_->table, tagNames(), refs_, expression);
+    std::vector<const tyktree::FrameEntry*> entries;
+    entries.reserve(refs_.size());
+    for (const FrameRef& frame : refs_) entries.push_back(frame.frame);
+    selection_.keepOnly(std::move(entries));
 }
 
 const FrameRef& Frames::at(size_t index) const {
@@ -230,8 +241,9 @@ void bindFrames(py::class_<Frames>& frames) {
                     })
         .def("select",
              [](const Frames& self, std::optional<int> pipe, std::optional<uint32_t> task,
-                const std::string& picked, const std::string& requests, const std::string& sofs) {
-                 return self.select({pipe, task, picked, requests, sofs});
+                const std::string& picked, const std::string& requests, const std::string& sofs,
+                const py::str& where) {
+                 return self.select({pipe, task, picked, requests, sofs, bytesOf(where)});
              })
         .def("__len__", [](const Frames& self) { return self.refs().size(); })
         .def_property_readonly(

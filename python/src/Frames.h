@@ -29,6 +29,7 @@ struct Picked {
     std::string frames;
     std::string requests;
     std::string sofs;
+    std::string where;  ///< a condition on values
 };
 
 /// The frames of a tree that are picked, in order. Immutable; any number of threads may use it.
@@ -40,7 +41,9 @@ public:
     static Frames open(const std::string& path, const std::string& tags, std::optional<int> pipe,
                        const tyksim::AssumedPicture& assumed);
 
-    /// The frames of the whole tree that are picked so. ValueError for what are no ranges.
+    /// The frames of the whole tree that are picked so. ValueError for what are no ranges and for
+    /// what is no condition, KeyError for its names that stand for nothing, Damaged for its values
+    /// that cannot be read.
     Frames select(const Picked& picked) const;
 
     const OpenTree& tree() const { return *tree_; }
@@ -61,6 +64,7 @@ private:
     };
 
     Frames(std::shared_ptr<const OpenTree> tree, tyktree::FrameSelection selection);
+    void keepWhere(const std::string& expression);
 
     std::shared_ptr<const OpenTree> tree_;
     tyktree::FrameSelection selection_;

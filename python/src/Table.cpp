@@ -145,7 +145,7 @@ Table Table::read(const std::string& path) {
 }
 
 ValueName Table::resolve(const std::string& name, const std::vector<std::string>& tagNames) const {
-    const auto resolved = resolveName(name, *catalog_, tagNames, further_.get());
+    const auto resolved = tryResolve(name, tagNames);
     if (!resolved.ok()) raiseKeyError(resolved.problem());
     return resolved.value();
 }

@@ -52,6 +52,12 @@ public:
 
     const tyktree::TagCatalog& catalog() const { return *catalog_; }
 
+    /// The name's meaning, or why it has none.
+    tyktags::Result<tyktree::ValueName> tryResolve(std::string_view name,
+                                                   const std::vector<std::string>& tagNames) const {
+        return resolveName(name, *catalog_, tagNames, further_.get());
+    }
+
     /// The name's meaning; KeyError, with the nearest, where it has none.
     tyktree::ValueName resolve(const std::string& name,
                                const std::vector<std::string>& tagNames) const;

@@ -28,7 +28,13 @@ class Frames:
     @staticmethod
     def read_file(arg0: str) -> bytes: ...
     def select(
-        self, arg0: Optional[int], arg1: Optional[int], arg2: str, arg3: str, arg4: str
+        self,
+        arg0: Optional[int],
+        arg1: Optional[int],
+        arg2: str,
+        arg3: str,
+        arg4: str,
+        arg5: str,
     ) -> Frames: ...
     def __len__(self) -> int: ...
     @property

@@ -87,7 +87,7 @@ class Tree:
             opened = opened.select(
                 self._picked.get("pipe", pipe),
                 self._picked.get("task"),
-                *(_text(self._picked.get(name)) for name in ("frames", "requests", "sofs")),
+                *(_text(self._picked.get(name)) for name in ("frames", "requests", "sofs", "where")),
             )
         self._frames = opened
         self._tasks = [Task(self, *entry) for entry in opened.tasks()]
@@ -125,6 +125,7 @@ class Tree:
         frames: Ranges = None,
         requests: Ranges = None,
         sofs: Ranges = None,
+        where: Optional[str] = None,
         *,
         pipe: Optional[int] = None,
         task: Optional[int] = None,
@@ -135,15 +136,20 @@ class Tree:
             frames: positions within a task, from 1, such as "3..9,12".
             requests: request ids, in the same way.
             sofs: sof ids, in the same way.
+            where: a condition on values, such as "total_gain>4000 and not image.mean<20"
+                (docs/measures.md); reads the values that it names.
             pipe: a pipe, by its id.
             task: a task, by its position in its pipe, from 1.
 
         Raises:
-            ValueError: what is given are no ranges, or the tree was selected by the same kind of
+            KeyError: a name of the condition stands for nothing; the text has the nearest.
+            DamagedError: a value of the condition cannot be read.
+            ValueError: what is given are no ranges or no condition, or the tree was selected by the same kind of
                 number before.
         """
         given = {
-            "frames": frames, "requests": requests, "sofs": sofs, "pipe": pipe, "task": task,
+            "frames": frames, "requests": requests, "sofs": sofs, "where": where, "pipe": pipe,
+            "task": task,
         }
         picked = dict(self._picked)
         for name, value in given.items():

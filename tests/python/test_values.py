@@ -222,6 +222,15 @@ def test_selections(recorded):
     assert [frame.position for frame in picked.frames] == [2, 3, 4]
     assert [frame.sof for frame in tree.select(sofs=3, task=1).frames] == [3]
     assert len(tree.select(pipe=7)) == 0
+    gains = _gains(tree)
+    bright = tree.select(where="total_gain>2000 and image.mean>=0", frames="..5")
+    assert _gains(bright) == [gain for gain in gains[:5] if gain > 2000] != []
+    assert {finding.frame for finding in bright.check()} <= {frame.position for frame in bright.frames}
+    assert _gains(pickle.loads(pickle.dumps(bright))) == _gains(bright)
+    with pytest.raises(KeyError, match="total_gain"):
+        tree.select(where="total_gian>1")
+    with pytest.raises(ValueError, match="column 12"):
+        tree.select(where="total_gain>")
     for wrong in ("x", "4..2", "0"):
         with pytest.raises(ValueError, match="frames"):
             tree.select(frames=wrong)
