@@ -179,7 +179,11 @@ Result<Dwarf*> DebugFile::openRelocated() {
         session_ ? dwfl_report_offline(session_.get(), "", path().c_str(), -1) : nullptr;
     Dwarf_Addr bias = 0;
     Dwarf* const dwarf = module ? dwfl_module_getdwarf(module, &bias) : nullptr;
-    if (!dwarf) return Problem{path(), "debug information", "damage", dwfl_errmsg(-1)};
+    if (!dwarf) {
+        // It has no words for every failure.
+        const char* const reason = dwfl_errmsg(-1);
+        return Problem{path(), "debug information", "damage", reason ? reason : ""};
+    }
     return dwarf;
 }
 
