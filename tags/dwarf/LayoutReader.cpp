@@ -437,6 +437,8 @@ void LayoutReader::add(TagField field, uint64_t offset) {
         return leaveOut(field.name,
                         "beyond the " + std::to_string(size) + " bytes of " + layout_->type.name);
     }
+    // Damage may take the name of a base, which is a part of the field's.
+    if (!isFieldName(field.name)) return leaveOut(field.name, "of a name that no field has");
     if (!names_.insert(field.name).second) return leaveOut(field.name, "of a name that is taken");
     field.offset = static_cast<uint32_t>(offset);
     layout_->fields.push_back(std::move(field));
