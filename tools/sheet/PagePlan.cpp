@@ -12,6 +12,8 @@ namespace {
 constexpr double kPageItself = 150'000;
 // Leaves room because pictures that were not measured may be larger.
 constexpr double kShareOfBytes = 0.92;
+// Many pictures are reduced by whole numbers, which leaves them sharper than those measured.
+constexpr double kShareOfBytesOfMany = 0.74;
 
 constexpr int kMostThumb = 256;
 constexpr int kLeastThumb = 96;  ///< smaller pictures show nothing
@@ -103,7 +105,8 @@ int windowSide(const Costs& costs, double each) {
 PictureSizes planSizes(const PageNeeds& needs) {
     const Costs costs(needs.measured);
     PictureSizes sizes;
-    double left = static_cast<double>(needs.bytes) * kShareOfBytes - kPageItself -
+    const double share = needs.pictures > kMostWindows ? kShareOfBytesOfMany : kShareOfBytes;
+    double left = static_cast<double>(needs.bytes) * share - kPageItself -
                   needs.rowBytes * static_cast<double>(needs.frames);
     left = std::max(0.0, left);
     const auto pictures = static_cast<double>(std::max<size_t>(1, needs.pictures));
