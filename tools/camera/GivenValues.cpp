@@ -129,14 +129,19 @@ bool GivenValues::gives(uint32_t tag) const {
                        [this](const Column& column) { return cellOf(column).has_value(); });
 }
 
-void GivenValues::set(uint32_t tag, std::vector<uint8_t>& bytes) const {
+size_t GivenValues::set(uint32_t tag, std::vector<uint8_t>& bytes) const {
     const auto found = columns_.find(tag);
-    if (found == columns_.end()) return;
+    if (found == columns_.end()) return 0;
+    size_t end = 0;
     for (const Column& column : found->second) {
         const TableCell& cell = cellOf(column);
         // This cannot fail: tryRows() has set every value once.
-        if (cell) static_cast<void>(setValue(column.name, *cell, bytes));
+        if (!cell) continue;
+        static_cast<void>(setValue(column.name, *cell, bytes));
+        const std::optional<tyktags::TagField>& field = column.name.field;
+        if (field) end = std::max(end, static_cast<size_t>(field->offset + field->bytes()));
     }
+    return end;
 }
 
 }  // namespace tyksim

@@ -40,8 +40,9 @@ public:
     /// Whether the selected row has a value for a tag.
     bool gives(uint32_t tag) const;
 
-    /// Sets the selected row's values of a tag in `bytes`, which must have the tag's size.
-    void set(uint32_t tag, std::vector<uint8_t>& bytes) const;
+    /// Sets the selected row's values of a tag in `bytes`, which must have the tag's size. Returns
+    /// the number of bytes up to the end of the last one.
+    size_t set(uint32_t tag, std::vector<uint8_t>& bytes) const;
 
 private:
     struct Column {

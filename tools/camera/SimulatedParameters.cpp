@@ -305,9 +305,12 @@ void SimulatedParameters::set(const SimulatedFrame& frame, const GivenValues* gi
         const bool isGiven = given && given->gives(tag.id);
         if (tag.kind == TagKind::block) {
             Bytes& block = blocks_[tag.id];
-            block.resize(isGiven ? static_cast<size_t>(tag.size) : blockSize(tag, frame.number));
+            block.resize(static_cast<size_t>(tag.size));
             fillBlock(tag, frame, block);
-            if (isGiven) given->set(tag.id, block);
+            // A table of values says nothing of a block's length: it is the simulated one, or more
+            // if a given value needs more.
+            const size_t end = isGiven ? given->set(tag.id, block) : 0;
+            block.resize(std::max(blockSize(tag, frame.number), end));
             setBlock(tag, block);
             continue;
         }
