@@ -16,7 +16,7 @@ sys.dont_write_bytecode = True
 from browser import Browser
 
 TYKSIM = sys.argv.pop(1) if len(sys.argv) > 1 else "build/release/tools/tyksim"
-AXE = pathlib.Path(os.environ.get("TYK_AXE", "build/axe/node_modules/axe-core/axe.min.js")).read_text()
+AXE = pathlib.Path(os.environ.get("TYK_AXE", "build/axe/node_modules/axe-core/axe.min.js"))
 MARKUP = "<img src=x onerror=document.title='hit'>"
 SCRIPT = "</script><script>document.title='hit'</script>"
 TABLE = """<tags>
@@ -499,7 +499,9 @@ class Page(unittest.TestCase):
         finally:
             self.browser.devtools("Emulation.setScriptExecutionDisabled", value=False)
 
+    @unittest.skipUnless(AXE.exists(), "axe-core is not installed: accessibility was not checked")
     def test_axe_finds_nothing(self):
+        axe = AXE.read_text()
         against = self.against()
         for page, place in ((self.page, "#pipe=1&task=1&frame=7"), (against, "#pipe=1&task=1&frame=2&mode=difference&full=1"),
                             (against, "#pipe=1&task=1&frame=2&mode=split&tab=differences"), (against, "#table=1&tab=scene")):
@@ -507,7 +509,7 @@ class Page(unittest.TestCase):
                 with self.subTest(page=page.name, place=place, theme=theme):
                     self.open_picture(page, place, theme=theme)
                     self.run_script("document.getElementById('laneMenu').open = true")
-                    self.run_script(AXE)
+                    self.run_script(axe)
                     found = self.run_async("const done = arguments[arguments.length - 1]; axe.run(document).then(r => done("
                                            "r.violations.map(v => [v.id, v.nodes.map(n => n.html).slice(0, 3)])))")
                     self.assertEqual(found, [])
