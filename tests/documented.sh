@@ -1,6 +1,7 @@
 #!/bin/sh
 # Fails when a document names a test that ctest does not have, or none names one that it has.
 # Usage: documented.sh <ctest> <build folder> <document>...
+# LEFT_OUT has the names of tests that this build cannot have.
 set -eu
 ctest=$1
 folder=$2
@@ -12,7 +13,8 @@ named=$(grep -ohE '`[A-Z][a-z][A-Za-z]*`|-R [A-Z][a-z][A-Za-z]*' "$@" | grep -oE
 [ -n "$named" ]
 status=0
 for name in $named; do
-    printf '%s\n' "$known" | grep -qx "$name" || { echo "no test is called $name"; status=1; }
+    # shellcheck disable=SC2086
+    printf '%s\n' "$known" ${LEFT_OUT:-} | grep -qx "$name" || { echo "no test is called $name"; status=1; }
 done
 for name in $(printf '%s\n' "$known" | sort -u); do
     printf '%s\n' "$named" | grep -qx "$name" || { echo "no document says when to run $name"; status=1; }

@@ -31,7 +31,7 @@ ValueShape shapeOf(const tyktree::ValueName& name);
 pybind11::dtype elementType(const ValueShape& shape);
 
 /// Stores a number as an element of elementType().
-void storeElement(const tyktags::Value& value, tyktags::FieldType type, void* out);
+void storeElement(const tyktags::Value& given, tyktags::FieldType type, void* out);
 
 /// One number or text; None for nothing. A number that an enum names is a tyksim.NamedNumber.
 pybind11::object pythonScalar(const tyktags::Value& value);

@@ -6,6 +6,7 @@
 #include "tree/read/FileBytes.h"
 #include "tree/read/FrameListing.h"
 
+#include <array>
 #include <cstring>
 #include <optional>
 #include <pybind11/stl.h>
@@ -129,8 +130,10 @@ py::tuple track(const Frames& frames, const std::vector<std::string>& given, boo
 /// and the pipe are not known.
 py::tuple places(const Frames& frames) {
     const size_t rows = frames.refs().size();
-    std::vector<py::array_t<int64_t>> numbers;
-    for (int i = 0; i < 5; ++i) numbers.emplace_back(lengthOf(rows));
+    std::array<py::array_t<int64_t>, 5> numbers;
+    for (py::array_t<int64_t>& column : numbers) {
+        column = py::array_t<int64_t>(lengthOf(rows));
+    }
     py::array_t<bool> unnamed(lengthOf(rows));
     py::array_t<bool> noPipe(lengthOf(rows));
     for (size_t row = 0; row < rows; ++row) {
@@ -199,6 +202,7 @@ void bindTracks(py::class_<Frames>& frames) {
     frames.def("track", [](const Frames& self, const std::vector<py::str>& names, bool masked,
                            int jobs, const py::object& progress) {
         std::vector<std::string> given;
+        given.reserve(names.size());
         for (const py::str& name : names) given.push_back(bytesOf(name));
         return track(self, given, masked, jobs, progress);
     });

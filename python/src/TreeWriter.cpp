@@ -110,6 +110,7 @@ void bindWriter(py::module_& module) {
                      given = NewImage{width, height, bytes};
                  }
                  std::vector<std::string> words;
+                 words.reserve(settings.size());
                  for (const py::str& setting : settings) words.push_back(bytesOf(setting));
                  self.add(index, given, words);
              })

@@ -6,6 +6,11 @@ import shutil
 import subprocess
 
 import pytest
+from hypothesis import settings
+
+# Nothing is kept from one run to the next: every run tries the same values.
+settings.register_profile("tests", database=None, derandomize=True)
+settings.load_profile("tests")
 
 PROGRAM = os.environ["TYKSIM"]
 

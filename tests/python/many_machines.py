@@ -38,7 +38,7 @@ def record(work, program, count):
                    check=True, capture_output=True)
     for number in range(1, count):
         shutil.copytree(first, lab / f"tree{number:03}")
-    next((lab / f"tree{DAMAGED:03}").rglob("FCWH*")).unlink()
+    sorted((lab / f"tree{DAMAGED:03}").rglob("FCWH*"))[0].unlink()
     return lab
 
 
