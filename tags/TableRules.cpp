@@ -85,7 +85,7 @@ bool checkBits(const TagField& field, Complaints& complaints) {
 void checkField(const TagEntry& tag, const TagField& field, Complaints& complaints) {
     const bool named = complaints.require(
         isFieldName(field.name),
-        "a field's name such as \"gain\" or \"roi[1].x\", of words without '.', '[', ']' and NUL",
+        R"(a field's name such as "gain" or "roi[1].x", of words without '.', '[', ']' and NUL)",
         quoted(field.name));
     if (!named || !checkDimensions(field, complaints) || !checkBits(field, complaints)) return;
     complaints.require(!field.enumeration || isWhole(field.type),

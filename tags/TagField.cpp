@@ -104,6 +104,7 @@ std::string noSuchField(const std::vector<TagField>& fields, std::string_view na
     if (fields.empty()) return "the tag table gives " + owner + " no fields";
     constexpr size_t kFew = 24;
     std::vector<std::string> names;
+    names.reserve(fields.size());
     for (const TagField& field : fields) names.push_back(field.name);
     if (names.size() <= kFew) return owner + " has no such field; it has " + commaSeparated(names);
     const std::vector<std::string> nearest = nearestNames(name, names);
@@ -198,6 +199,7 @@ bool isSingle(const TagField& field) {
 
 uint64_t coveredBytes(const std::vector<TagField>& fields, uint64_t size) {
     std::vector<std::pair<uint64_t, uint64_t>> ranges;
+    ranges.reserve(fields.size());
     for (const TagField& field : fields) {
         ranges.emplace_back(field.offset, std::min(size, field.offset + field.bytes()));
     }

@@ -342,6 +342,7 @@ Result<std::vector<DebugType>> DebugTypes::list(const WantedType& wanted) const 
 
 Result<std::vector<TypeLayout>> DebugTypes::layouts(const std::vector<std::string>& names) const {
     std::vector<Request> requests;
+    requests.reserve(names.size());
     for (const std::string& name : names) requests.push_back(requestOf(name));
     const Result<std::vector<std::vector<NamedType>>> found = state_->find(requests);
     if (!found.ok()) return found.problem();

@@ -131,7 +131,7 @@ private:
     size_t at(size_t size) { return std::uniform_int_distribution<size_t>(0, size - 1)(random_); }
 
     const std::string bytes_;
-    std::mt19937 random_{1};
+    std::mt19937 random_{1};  // NOLINT(cert-msc51-cpp): the same damage in every run
 };
 
 TEST_P(DebugTypesTest, SurvivesDamage) {

@@ -2,6 +2,8 @@
 // member. DebugTypesTest holds the debug information against them.
 #include <cstdint>
 
+// A typedef names a type without a name as an alias does not. NOLINTBEGIN(modernize-use-using)
+
 namespace camera {
 
 enum class Mode : uint8_t { OFF, AUTO, MANUAL = 200 };
@@ -155,3 +157,5 @@ extern "C" const void* describedParams(uint64_t* size) {
     *size = sizeof(params);
     return &params;
 }
+
+// NOLINTEND(modernize-use-using)

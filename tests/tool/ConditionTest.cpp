@@ -62,7 +62,7 @@ std::string parse(const std::string& text, Condition& condition) {
 /// of values() has been read.
 std::string judge(const std::string& text) {
     Condition condition;
-    const std::string problem = parse(text, condition);
+    std::string problem = parse(text, condition);
     if (!problem.empty()) return problem;
     std::vector<FrameValue> read(condition.names().size());
     const std::optional<bool> held = condition.holds([&](size_t place) -> const FrameValue* {
