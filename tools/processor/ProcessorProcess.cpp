@@ -151,7 +151,7 @@ std::string ProcessorProcess::ask(MessageKind request, const std::string& when) 
     const bool known = kind == MessageKind::kDone || (isReason && reason);
     if (bytes != sizeof(answer) || !known) throwNonsense(when);
     if (kind == MessageKind::kDone) return "";
-    const std::string words(reinterpret_cast<const char*>(reason), answer.bytes);
+    std::string words(reinterpret_cast<const char*>(reason), answer.bytes);
     if (kind == MessageKind::kRefused) throw WrongUsage(words);
     return words;
 }
