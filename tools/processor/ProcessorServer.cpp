@@ -176,10 +176,10 @@ private:
 
     std::string takeValue(uint32_t tag, const void* data, size_t size) {
         std::string problem = valueProblem(frame_, tag, size);
-        if (problem.empty() && !data && size > 0) {
-            problem = fmt::format("returned a null pointer as the value of tag {}", tag);
-        }
         if (!problem.empty()) return problem;
+        if (!data && size > 0) {
+            return fmt::format("returned a null pointer as the value of tag {}", tag);
+        }
         auto value = std::find_if(values_.begin(), values_.end(),
                                   [tag](const SharedValue& known) { return known.tag == tag; });
         if (value == values_.end()) value = values_.insert(value, SharedValue{tag, 0, {}});

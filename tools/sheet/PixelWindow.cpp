@@ -111,7 +111,7 @@ std::string_view PixelWindows::png(PictureFile& file, const PixelArea& area) {
     const int pairs = chromaLength(area.width);
     const int chromaRows = chromaLength(area.height);
     const int lumaWidth = std::min(2 * pairs, file.layout().width - area.x);
-    const auto stride = static_cast<size_t>(2 * pairs);
+    const size_t stride = 2 * static_cast<size_t>(pairs);
     const size_t bytes = stride * static_cast<size_t>(area.height + chromaRows);
     uint8_t* const luma = samples_.reserve(bytes);
     if (lumaWidth < 2 * pairs) std::fill(luma, luma + bytes, uint8_t{0});

@@ -35,18 +35,19 @@ void PlaneResizer::resize(const Plane& plane, int width, int height, uint8_t* ou
     const std::vector<CoveredSamples> across = coveredBy(plane.width, width);
     const std::vector<CoveredSamples> down = coveredBy(plane.height, height);
     const double whole = static_cast<double>(plane.width) * plane.height;
+    const auto half = static_cast<uint64_t>(whole / 2);
     for (const CoveredSamples& rows : down) {
         columns_.assign(static_cast<size_t>(plane.width), 0);
         for (int row = rows.first; row <= rows.last; ++row) {
             addRow(plane, row, shareOf(rows, row, height));
         }
         for (const CoveredSamples& part : across) {
-            uint64_t sum = 0;
+            uint64_t sum = half;
             for (int column = part.first; column <= part.last; ++column) {
                 sum +=
                     uint64_t{shareOf(part, column, width)} * columns_[static_cast<size_t>(column)];
             }
-            *out++ = static_cast<uint8_t>(static_cast<double>(sum) / whole + 0.5);
+            *out++ = static_cast<uint8_t>(static_cast<double>(sum) / whole);
         }
     }
 }

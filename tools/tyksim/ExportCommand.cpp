@@ -26,7 +26,6 @@ namespace tyksim {
 namespace {
 
 using tyktree::FileEntry;
-using tyktree::Finding;
 using tyktree::FrameRef;
 using tyktree::RuleId;
 

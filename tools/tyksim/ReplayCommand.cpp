@@ -200,7 +200,7 @@ private:
     /// there is no table.
     std::string writtenTable(const std::string& root) const {
         if (catalog_.source() == tyktree::TagCatalog::Source::kDerived) return "";
-        const std::string path = tyktree::tagTablePath(root);
+        std::string path = tyktree::tagTablePath(root);
         orFail(tyktags::writeTagTable(path, catalog_.tags()));
         return path;
     }

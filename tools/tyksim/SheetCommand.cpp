@@ -12,13 +12,15 @@
 #include "tree/read/Escape.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
 #include <fmt/format.h>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -76,12 +78,21 @@ struct SheetOptions {
 /// "256x256+1024+512": width, height, and the place of the left upper corner.
 PixelArea parseArea(const char* option, const std::string& words) {
     PixelArea area;
-    int end = 0;
-    const int read = std::sscanf(words.c_str(), "%5dx%5d+%5d+%5d%n", &area.width, &area.height,
-                                 &area.x, &area.y, &end);
-    const bool whole = read == 4 && static_cast<size_t>(end) == words.size();
-    const bool digits = words.find_first_not_of("0123456789x+") == std::string::npos;
-    if (whole && digits && !area.empty()) return area;
+    const std::pair<int*, std::string_view> parts[] = {
+        {&area.width, "x"}, {&area.height, "+"}, {&area.x, "+"}, {&area.y, ""}};
+    const char* at = words.data();
+    const char* const end = at + words.size();
+    constexpr int kMost = 1 << 20;  // more than any image has; sums of two fit an int
+    bool valid = true;
+    for (const auto& [number, separator] : parts) {
+        const auto [stop, error] = std::from_chars(at, end, *number);
+        const std::string_view rest(stop, static_cast<size_t>(end - stop));
+        valid = valid && error == std::errc() && *number >= 0 && *number <= kMost &&
+                rest.substr(0, separator.size()) == separator;
+        if (!valid) break;
+        at = stop + separator.size();
+    }
+    if (valid && at == end && !area.empty()) return area;
     throw WrongUsage(
         fmt::format("{}: expected WxH+X+Y in pixels such as 256x256+1024+512, found {}", option,
                     shellWord(words)));
