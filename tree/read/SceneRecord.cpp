@@ -117,8 +117,9 @@ bool isSameField(const Field& field, const SceneRecord& a, const SceneRecord& b)
 std::optional<int> firstDifference(const ::SceneBlock& block, const SceneRecord& a,
                                    const SceneRecord& b) {
     for (int i = 0; i < block.bytes; ++i) {
-        const auto at = static_cast<size_t>(block.offset + i);
-        if (a.bytes[at] != b.bytes[at] && !isOfField(block.offset + i)) return i;
+        const int place = block.offset + i;
+        const auto at = static_cast<size_t>(place);
+        if (a.bytes[at] != b.bytes[at] && !isOfField(place)) return i;
     }
     return std::nullopt;
 }
