@@ -193,7 +193,7 @@ const NameRow kNames[] = {
     {"video::Point", "video::Point 4 z"},
     {"Point@described_types.cpp",
      "expected one type Point of the file described_types.cpp, found camera::Point of 6 bytes in "
-     "described_types.cpp:11; video::Point of 4 bytes in described_types.cpp:92: a whole name "
+     "described_types.cpp:13; video::Point of 4 bytes in described_types.cpp:94: a whole name "
      "chooses one, and so does a file: Point@FILE"},
     {"Parms",
      "expected a type Parms, found none; did you mean camera::Params or camera::Params::Inner?"},
