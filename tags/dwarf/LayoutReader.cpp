@@ -348,6 +348,11 @@ void LayoutReader::array(const Die& type, const Place& place) {
         const char* const why =
             i < kDeepest ? addLengths(*inner, elements.dimensions) : "an array of arrays";
         if (why) return leaveOut(place.name, why);
+        // Compilers pad a vector to a power of two, so the vectors of an array may lie apart.
+        const uint32_t last = elements.dimensions.back();
+        if (i > 0 && has(*inner, DW_AT_GNU_vector) && (last & (last - 1)) != 0) {
+            return leaveOut(place.name, "an array of vectors with gaps");
+        }
         const std::optional<Die> next = typeOf(*inner);
         if (!next) return leaveOut(place.name, "of no type");
         elements.type = *next;

@@ -9,9 +9,15 @@ namespace tyksim {
 
 namespace {
 
-/// A field's name without the number of its element.
+/// A field's name without the numbers of its element: "gains" of "gains[2]", all of "roi[1].x".
 std::string fieldOf(const std::string& name) {
-    return name.substr(0, name.find('['));
+    size_t end = name.size();
+    while (end > 0 && name[end - 1] == ']') {
+        const size_t open = name.rfind('[', end);
+        if (open == std::string::npos) break;
+        end = open;
+    }
+    return name.substr(0, end);
 }
 
 void addContents(const std::vector<ContentDifference>& contents,
