@@ -86,6 +86,9 @@ std::optional<Rank> rankOf(const std::string& name, const std::string& other) {
 
 std::vector<std::string> nearestNames(std::string_view name, const std::vector<std::string>& among,
                                       size_t count) {
+    // Nobody means a known name by such a text, and comparing it would take long.
+    constexpr size_t kMostLetters = 256;
+    if (name.size() > kMostLetters) return {};
     const std::string given = lower(name);
     std::set<std::pair<Rank, std::string>> ranked;
     for (const std::string& other : among) {

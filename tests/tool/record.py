@@ -165,6 +165,8 @@ def values():
     run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain KELV_TAG_WB_GAINS.gains[1] --csv",
         b'\xef\xbb\xbftotal_gain,"KELV_TAG_WB_GAINS.gains[1]",KELV_TAG_GYRO_SAMPLES\r\n1,2.5,x\r\n,"3",\r\n', 0,
         ["name no fields: KELV_TAG_GYRO_SAMPLES", ",1,1,1,2.5", ",2,2,1536,3"])
+    run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain --csv", b"total_gain\n7\n\n9\n", 0,
+        [",1,1,7\n", ",2,2,1536\n", ",3,3,9\n"])
     video = y4m("W2 H2", [planes(2, 2, 0)] * 3)
     pathlib.Path("table").write_text("total_gain\n" + "5\n" * 2)
     run(f"t record {fresh('w')} --y4m - --values table", video, 0, ["frames: 2 dumped of 2"])
@@ -223,6 +225,8 @@ def refusals():
               ('total_gain,"a\n1,1', "line 1: expected a quote at the end"), ("total_gain,cur_ev\n1\n", "line 2: expected 2 cells"),
               ("total_gain,total_gain\n1,1\n", '"total_gain" twice'), ("", "a heading"), ("pipe\n1\n", "a column that names a field"),
               ("total_gain\n", "a row for each frame, found none"), ('{"total_gain":{}}\n', "line 1: expected a number"),
+              ('{"total_gain":' + "[" * 60000 + "]" * 60000 + "}\n", "line 1: expected a number"),
+              ("x" * 100000 + "\n1\n", "no tag, field or scene field"),
               ('{"total_gain":1}\n{"total_gain":1\n', "line 2: expected a JSON object"),
               ("KELV_TAG_WB_GAINS.gains\n1\n", "column KELV_TAG_WB_GAINS.gains: expected 4 numbers, found 1")]
     for table, text in tables:

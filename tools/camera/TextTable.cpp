@@ -37,8 +37,9 @@ public:
     size_t line() const { return line_; }
 
     /// Skips empty lines; returns false at the end of the text.
-    bool hasRow() {
-        while (offset_ < text_.size() && takeNewline()) {
+    /// Skips empty lines, unless they are rows: those with the one, empty cell of a single column.
+    bool hasRow(bool emptyLinesAreRows = false) {
+        while (!emptyLinesAreRows && offset_ < text_.size() && takeNewline()) {
         }
         return offset_ < text_.size();
     }
@@ -106,8 +107,11 @@ bool isBlank(std::string_view line) {
     return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
-/// Appends a value's elements to `text`; returns false if a cell cannot have such a value.
-bool appendJson(const Json& value, std::string& text) {
+constexpr int kDeepestList = 32;  ///< lists in lists; a field has fewer dimensions
+
+/// Appends a value's elements to `text`; returns false if a cell cannot have such a value. `depth`
+/// is the number of lists around the value.
+bool appendJson(const Json& value, std::string& text, int depth = 0) {
     const auto append = [&text](const std::string& piece) {
         text += (text.empty() ? "" : ",") + piece;
         return true;
@@ -117,10 +121,14 @@ bool appendJson(const Json& value, std::string& text) {
     if (value.is_number_unsigned()) return append(std::to_string(value.get<uint64_t>()));
     if (value.is_number_integer()) return append(std::to_string(value.get<int64_t>()));
     if (value.is_number()) return append(tyktags::toText(tyktags::Value(value.get<double>())));
-    if (value.is_object() && value.contains("number")) return appendJson(value["number"], text);
+    if (depth == kDeepestList) return false;
+    if (value.is_object() && value.contains("number")) {
+        return appendJson(value["number"], text, depth + 1);
+    }
     if (!value.is_array()) return false;
-    return std::all_of(value.begin(), value.end(),
-                       [&text](const Json& element) { return appendJson(element, text); });
+    return std::all_of(value.begin(), value.end(), [&text, depth](const Json& element) {
+        return appendJson(element, text, depth + 1);
+    });
 }
 
 }  // namespace
@@ -155,7 +163,7 @@ Status TextTable::findCsvRows() {
         Status status = addColumn(name, headingLine);
         if (!status.ok()) return status;
     }
-    while (reader.hasRow()) {
+    while (reader.hasRow(columns_.size() == 1)) {
         rows_.push_back({reader.offset(), reader.line()});
         const auto cells = reader.readRow();
         if (!cells.ok()) return cells.problem();

@@ -7,9 +7,11 @@
 #include "tree/read/Escape.h"
 #include "tree/read/FrameValues.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -122,6 +124,11 @@ private:
         if (options.all) {
             const std::vector<std::string> all = tyktree::fieldNames(tree.catalog);
             names.insert(names.end(), all.begin(), all.end());
+            std::set<std::string> known;
+            const auto again = [&known](const std::string& name) {
+                return !known.insert(name).second;
+            };
+            names.erase(std::remove_if(names.begin(), names.end(), again), names.end());
         }
         return resolveNames(tree, tree.catalog, names);
     }
