@@ -13,7 +13,7 @@ namespace {
 std::string fieldOf(const std::string& name) {
     size_t end = name.size();
     while (end > 0 && name[end - 1] == ']') {
-        const size_t open = name.rfind('[', end);
+        const size_t open = name.rfind('[', end - 1);
         if (open == std::string::npos) break;
         end = open;
     }
