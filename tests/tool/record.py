@@ -212,7 +212,7 @@ def refusals():
     headers = [("", "something else"), ("W4", "a height (H)"), ("H4", "a width (W)"), ("W0 H4", "expected W1 to W16384"),
                ("W4 H12289", "expected H1 to H12288, found H12289"), ("W4 W4 H4", "expected once, found W4"),
                ("W4 H4 F25", "expected F<frames>:<seconds>"), ("W4 H4 F1001:1", "at most 1000 frames a second"),
-               ("W4 H4 It", "ffmpeg -vf yadif"), ("W4 H4 C420p10", yuv420p), ("W4 H4 C422", yuv420p),
+               ("W4 H4 F1:86401", "one frame a day"), ("W4 H4 It", "ffmpeg -vf yadif"), ("W4 H4 C420p10", yuv420p), ("W4 H4 C422", yuv420p),
                ("W4 H4 C444", yuv420p), ("W4 H4 Cmono", yuv420p), ("W4 H4 XYSCSS=422", yuv420p), ("W4 H4 A1", "of a pixel"),
                ("W4 H4 XCOLORRANGE=WIDE", "XCOLORRANGE=FULL or"), ("W4 H4 Q1", "the parameters W, H"),
                ("W4 H4 X" + "x" * 5000, "a newline in the first 4096 bytes")]

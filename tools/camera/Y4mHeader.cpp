@@ -120,6 +120,9 @@ private:
                           piece);
         }
         header_.rate = FrameRate{ratio->first, ratio->second};
+        if (ratio->second > uint64_t{kLongestFrame} * ratio->first) {
+            return refuse("at least one frame a day", piece);
+        }
         if (isOneAMillisecond(*header_.rate)) return {};
         return refuse("at most 1000 frames a second, because a folder's name tells milliseconds",
                       piece, "drop frames with ffmpeg -r 1000, or give the rate with --fps");

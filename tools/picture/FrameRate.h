@@ -20,6 +20,9 @@ constexpr bool isOneAMillisecond(const FrameRate& rate) {
     return uint64_t{rate.frames} <= uint64_t{1000} * rate.seconds;
 }
 
+/// The longest time of a frame, in seconds: a day. Times of 100,000,000 such frames fit 64 bits.
+constexpr uint32_t kLongestFrame = 86400;
+
 /// The time of frame `number` (from 0) after the first, in microseconds, rounded down.
 constexpr int64_t frameMicroseconds(const FrameRate& rate, int number) {
     constexpr uint64_t kMicroseconds = 1000000;
