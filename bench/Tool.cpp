@@ -117,7 +117,8 @@ constexpr const char* kManyFrames = R"sh(
     {
         echo '<tags><tag id="2118" name="KELV_TAG_ISCENE_INFO" size="8512" kind="fixed"/>'
         for i in $(seq 63); do
-            echo "<tag id=\"$((8300 + i))\" name=\"BENCH_$i\" size=\"24\" kind=\"fixed\"/>"
+            echo "<tag id=\"$((8300 + i))\" name=\"BENCH_$i\" size=\"24\" kind=\"fixed\">"
+            echo '<field name="values" offset="0" type="u32" count="6"/></tag>'
         done
         echo '</tags>'
     } >tags.xml
