@@ -92,10 +92,6 @@ std::string numberRange(const TagField& field) {
     }
 }
 
-Status flaw(std::string expected, std::string found) {
-    return Problem{"", std::move(expected), std::move(found)};
-}
-
 // The names that somebody may have meant, or else some that there are.
 std::string adviceFor(const TagEnum& names, std::string_view text) {
     constexpr size_t kShown = 8;

@@ -21,6 +21,11 @@ struct Problem {
     std::string where = {};   ///< the place in the file, such as "line 3"; "": all of it
 };
 
+/// A problem whose path the caller adds, if it has one.
+inline Problem flaw(std::string expected, std::string found, std::string reason = "") {
+    return {"", std::move(expected), std::move(found), std::move(reason)};
+}
+
 /// "<path>: <where>: expected <expected>, found <found>: <reason>", without the parts that are "".
 std::string toLine(const Problem& problem);
 

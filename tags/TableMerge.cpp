@@ -19,10 +19,6 @@ namespace {
 
 using Kind = TableChange::Kind;
 
-Problem flaw(std::string expected, std::string found, std::string reason = "") {
-    return {"", std::move(expected), std::move(found), std::move(reason)};
-}
-
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }

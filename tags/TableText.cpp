@@ -18,10 +18,6 @@ constexpr size_t kMaxFileBytes = size_t{16} << 20;
 constexpr int kPipePatience = 10000;  // milliseconds
 
 // A problem whose path the caller knows.
-Problem flaw(std::string expected, std::string found, std::string reason = "") {
-    return {"", std::move(expected), std::move(found), std::move(reason)};
-}
-
 // A file open for reading, without waiting for whoever serves it.
 class Source {
 public:

@@ -125,10 +125,6 @@ bool isWhole(FieldType type) {
     });
 }
 
-bool isSigned(FieldType type) {
-    return visitType(type, [](auto zero) { return std::is_signed_v<decltype(zero)>; });
-}
-
 WholeNumber WholeNumber::of(int64_t number) {
     // Negated as an unsigned number, which the smallest one survives.
     const auto bits = static_cast<uint64_t>(number);

@@ -23,9 +23,6 @@ std::string_view nameOf(FieldType type);
 /// Whether elements of the type are whole numbers.
 bool isWhole(FieldType type);
 
-/// Whether elements of the type may be negative.
-bool isSigned(FieldType type);
-
 /// A whole number from -2^63 to 2^64 - 1, which every whole type fits in.
 struct WholeNumber {
     uint64_t magnitude = 0;

@@ -24,10 +24,6 @@ constexpr FieldType kTypes[] = {FieldType::u8,  FieldType::i8,  FieldType::u16, 
                                 FieldType::f32, FieldType::f64, FieldType::text};
 
 // A problem whose path and place in the file the caller knows.
-Problem flaw(std::string expected, std::string found, std::string reason = "") {
-    return {"", std::move(expected), std::move(found), std::move(reason)};
-}
-
 // The problem with the place that it belongs to.
 Problem atPlace(const std::string& where, Problem problem) {
     problem.where = where;

@@ -16,21 +16,6 @@ size_t behind(std::string_view text, size_t at, std::string_view end) {
     return found == std::string_view::npos ? text.size() : found + end.size();
 }
 
-// Behind the tag that begins at `at`; values in quotes may hold a '>'.
-size_t endOfTag(std::string_view text, size_t at) {
-    char quote = '\0';
-    for (; at < text.size(); ++at) {
-        const char c = text[at];
-        if (quote == '\0' && c == '>') return at + 1;
-        if (quote == '\0' && (c == '"' || c == '\'')) {
-            quote = c;
-        } else if (c == quote) {
-            quote = '\0';
-        }
-    }
-    return text.size();
-}
-
 bool closesItself(std::string_view text, size_t tagEnd) {
     return tagEnd >= 2 && text[tagEnd - 2] == '/';
 }
@@ -61,6 +46,20 @@ size_t endOfContent(std::string_view text, size_t at) {
 }
 
 }  // namespace
+
+size_t endOfTag(std::string_view text, size_t at) {
+    char quote = '\0';
+    for (; at < text.size(); ++at) {
+        const char c = text[at];
+        if (quote == '\0' && c == '>') return at + 1;
+        if (quote == '\0' && (c == '"' || c == '\'')) {
+            quote = c;
+        } else if (c == quote) {
+            quote = '\0';
+        }
+    }
+    return text.size();
+}
 
 ElementText elementAt(std::string_view text, size_t nameAt) {
     ElementText element;

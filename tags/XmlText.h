@@ -19,6 +19,10 @@ struct ElementText {
     bool isEmpty = false;     ///< "<name/>"
 };
 
+/// Behind the tag that begins at `at`, or the end of the text where it has no end. Values in quotes
+/// may contain a '>'.
+size_t endOfTag(std::string_view text, size_t at);
+
 /// The element whose name stands at `nameAt`. The text is well-formed.
 ElementText elementAt(std::string_view text, size_t nameAt);
 

@@ -101,7 +101,7 @@ py::list parametersOf(const Frames& frames, size_t index) {
         parameters.append(py::make_tuple(
             pythonText(name.tagName), tag ? py::object(py::int_(tag->id)) : py::object(py::none()),
             name.camId, name.pipe, name.sofId, name.dumpType == kFixedSizeDump ? "fixed" : "block",
-            pythonText(listing.path() + "/" + std::string(file.name)), file.bytes));
+            pythonText(listing.pathOf(file)), file.bytes));
     }
     return parameters;
 }
@@ -112,9 +112,9 @@ py::object imageOf(const Frames& frames, size_t index) {
     list(frames.at(index), listing);
     const FileEntry* const image = listing.image();
     if (!image) return py::none();
-    return py::make_tuple(pythonText(listing.path() + "/" + std::string(image->name)),
-                          image->image.camId, image->image.sofId, image->image.width,
-                          image->image.height, image->bytes);
+    return py::make_tuple(pythonText(listing.pathOf(*image)), image->image.camId,
+                          image->image.sofId, image->image.width, image->image.height,
+                          image->bytes);
 }
 
 /// The camera of a frame's first file; None where no file says one.

@@ -160,7 +160,7 @@ std::optional<std::vector<uint8_t>> recordOf(const FrameRef& frame, const std::s
     }
     for (const FileEntry& file : listing.files()) {
         if (file.kind != FileEntry::Kind::kParameter || file.parameter.tagName != tag) continue;
-        const std::string path = listing.path() + "/" + std::string(file.name);
+        const std::string path = listing.pathOf(file);
         std::vector<uint8_t> bytes;
         const uint64_t found = orDamaged(tyktree::readFileBytes(path, size, bytes));
         if (found == size && bytes.size() == size) return bytes;

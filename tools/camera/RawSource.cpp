@@ -15,10 +15,6 @@ namespace tyksim {
 
 namespace {
 
-size_t product(int a, int b) {
-    return static_cast<size_t>(a) * static_cast<size_t>(b);
-}
-
 /// The layout of the samples of a bare picture.
 class RawLayout {
 public:

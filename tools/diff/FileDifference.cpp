@@ -20,7 +20,8 @@ FileDifference unreadable(const tyktags::Problem& problem) {
     return result;
 }
 
-/// Clears the bits of `range` in the piece at `offset`.
+}  // namespace
+
 void blank(std::vector<uint8_t>& piece, uint64_t offset, size_t bytes, const ByteRange& range) {
     const uint64_t from = std::max(range.offset, offset);
     const uint64_t to = std::min(range.offset + range.bytes, offset + bytes);
@@ -28,8 +29,6 @@ void blank(std::vector<uint8_t>& piece, uint64_t offset, size_t bytes, const Byt
         piece[static_cast<size_t>(at - offset)] &= static_cast<uint8_t>(~range.bits);
     }
 }
-
-}  // namespace
 
 FileDifference FileComparer::compare(const std::string& pathA, const std::string& pathB,
                                      const std::vector<ByteRange>& ignored) {

@@ -16,6 +16,9 @@ struct ByteRange {
     uint8_t bits = 0xff;  ///< the ignored bits of each byte
 };
 
+/// Clears the ignored bits of `bytes` bytes of a file, from its byte `offset` on.
+void blank(std::vector<uint8_t>& piece, uint64_t offset, size_t bytes, const ByteRange& range);
+
 struct FileDifference {
     uint64_t bytesA = 0;  ///< lengths
     uint64_t bytesB = 0;

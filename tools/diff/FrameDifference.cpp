@@ -21,10 +21,6 @@ using tyktree::FileEntry;
 using tyktree::FrameListing;
 using Kind = FileEntry::Kind;
 
-std::string pathOf(const FrameListing& listing, const FileEntry& file) {
-    return listing.path() + "/" + std::string(file.name);
-}
-
 /// A file of one frame or of both.
 struct FilePair {
     const FileEntry* a = nullptr;
@@ -96,16 +92,6 @@ bool differInSofAlone(std::string_view a, std::string_view b) {
 bool isPicture(const FileEntry& file) {
     return file.kind == Kind::kImage && file.regular() &&
            sizeProblem(file.image.width, file.image.height).empty();
-}
-
-/// Clears the ignored bits.
-void blank(std::vector<uint8_t>& bytes, const std::vector<ByteRange>& ranges) {
-    for (const ByteRange& range : ranges) {
-        const uint64_t end = std::min<uint64_t>(range.offset + range.bytes, bytes.size());
-        for (uint64_t at = range.offset; at < end; ++at) {
-            bytes[static_cast<size_t>(at)] &= static_cast<uint8_t>(~range.bits);
-        }
-    }
 }
 
 /// Adds the different elements of a field, under its name or its elements' names.
@@ -251,8 +237,8 @@ void FrameComparer::compareTag(const FileEntry& a, const FileEntry& b) {
     tag.name = std::string(a.parameter.tagName);
     tag.pipe = a.parameter.pipe;
     tag.camera = a.parameter.camId;
-    const std::string pathA = pathOf(a_, a);
-    const std::string pathB = pathOf(b_, b);
+    const std::string pathA = a_.pathOf(a);
+    const std::string pathB = b_.pathOf(b);
     const std::vector<ByteRange> ignored = rules_.ignoredBytes(tag.name);
     tag.bytes = files_.compare(pathA, pathB, ignored);
     if (tag.bytes.same()) return;
@@ -261,8 +247,10 @@ void FrameComparer::compareTag(const FileEntry& a, const FileEntry& b) {
     } else {
         tyktree::Parameter inA = readParameter(a_, a, catalog_);
         tyktree::Parameter inB = readParameter(b_, b, catalog_);
-        blank(inA.bytes, ignored);
-        blank(inB.bytes, ignored);
+        for (const ByteRange& range : ignored) {
+            blank(inA.bytes, 0, inA.bytes.size(), range);
+            blank(inB.bytes, 0, inB.bytes.size(), range);
+        }
         addFields(inA, inB, tag);
     }
     result_.tags.push_back(std::move(tag));
@@ -319,12 +307,12 @@ void FrameComparer::compareImages() {
         if (pair.a) {
             image.sizeA = {pair.a->image.width, pair.a->image.height};
             image.bytesA = pair.a->bytes;
-            image.pathA = pathOf(a_, *pair.a);
+            image.pathA = a_.pathOf(*pair.a);
         }
         if (pair.b) {
             image.sizeB = {pair.b->image.width, pair.b->image.height};
             image.bytesB = pair.b->bytes;
-            image.pathB = pathOf(b_, *pair.b);
+            image.pathB = b_.pathOf(*pair.b);
         }
         if (pair.a && pair.b) {
             compareNames(*pair.a, *pair.b);
@@ -363,7 +351,7 @@ void FrameComparer::compareFiles() {
                     ignored = rules_.ignoredScene(block.offset, block.bytes);
                 }
             }
-            file.bytes = files_.compare(pathOf(a_, *pair.a), pathOf(b_, *pair.b), ignored);
+            file.bytes = files_.compare(a_.pathOf(*pair.a), b_.pathOf(*pair.b), ignored);
             if (file.bytes.same()) continue;
             if (!file.bytes.problem.empty()) result_.problems.push_back(file.bytes.problem);
         } else {

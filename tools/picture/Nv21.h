@@ -17,11 +17,15 @@ constexpr int chromaLength(int length) {
     return (length + 1) / 2;
 }
 
+/// The product of two numbers that are not negative, without overflow.
+constexpr size_t product(int a, int b) {
+    return static_cast<size_t>(a) * static_cast<size_t>(b);
+}
+
 /// Bytes of a picture in NV21 without gaps, including all its chroma. The sides must not be
 /// negative.
 constexpr size_t nv21FullBytes(int width, int height) {
-    return static_cast<size_t>(width) * static_cast<size_t>(height) +
-           2 * static_cast<size_t>(chromaLength(width)) * static_cast<size_t>(chromaLength(height));
+    return product(width, height) + 2 * product(chromaLength(width), chromaLength(height));
 }
 
 /// Luma rows of `width` bytes, then chroma rows of V,U pairs, all without gaps. If a side is odd,
@@ -32,7 +36,7 @@ struct Nv21Image {
     Nv21Image(int imageWidth, int imageHeight)
         : width(imageWidth), height(imageHeight), bytes(nv21FullBytes(imageWidth, imageHeight)) {}
 
-    size_t lumaBytes() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
+    size_t lumaBytes() const { return product(width, height); }
     size_t chromaRowBytes() const { return static_cast<size_t>(chromaLength(width)) * 2; }
     size_t chromaRows() const { return static_cast<size_t>(chromaLength(height)); }
 

@@ -7,14 +7,6 @@
 
 namespace tyksim {
 
-namespace {
-
-size_t product(int a, int b) {
-    return static_cast<size_t>(a) * static_cast<size_t>(b);
-}
-
-}  // namespace
-
 uint8_t* SampleBuffer::reserve(size_t bytes) {
     if (bytes > bytes_) {
         memory_.reset();

@@ -18,10 +18,6 @@ constexpr size_t kCountedSamples = size_t{128} * 1024;
 // most 1; with larger ones it becomes darker. It cannot shrink blocks of different widths.
 constexpr int kMostQuickly = 16;
 
-size_t product(int a, int b) {
-    return static_cast<size_t>(a) * static_cast<size_t>(b);
-}
-
 Plane rowsOf(const Plane& plane, int first, int rows) {
     return {plane.samples + product(first, plane.stride), plane.stride, plane.width, rows};
 }

@@ -113,7 +113,7 @@ SheetFrame SheetFrameReader::readValues(const tyktree::FrameRef& frame) {
     addValues(result, frame.pathBefore());
     if (const FileEntry* const image = listing_.image()) {
         if (!result.camera) result.camera = image->image.camId;
-        result.image.path = pathOf(*image);
+        result.image.path = listing_.pathOf(*image);
         result.image.layout = assumed_.layoutOf(image->image);
     }
     return result;
@@ -148,8 +148,8 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file, SheetFrame
         tyktree::readParameter(listing_, file, catalog_, kPieceBytes);
     if (!parameter.status.ok()) {
         result.crc = parameter.status.problem().reason;
-        frame.problems.insert(
-            fmt::format("{}: cannot be read: {}", tyktree::escaped(pathOf(file)), result.crc));
+        frame.problems.insert(fmt::format("{}: cannot be read: {}",
+                                          tyktree::escaped(listing_.pathOf(file)), result.crc));
         return result;
     }
     result.crc = fmt::format("{:08x}", parameter.crc32);
@@ -162,10 +162,6 @@ SheetParameter SheetFrameReader::readParameter(const FileEntry& file, SheetFrame
         result.content.push_back(pageValues(field.values, isSingle(*field.field)));
     }
     return result;
-}
-
-std::string SheetFrameReader::pathOf(const FileEntry& file) const {
-    return listing_.path() + "/" + std::string(file.name);
 }
 
 }  // namespace tyksim

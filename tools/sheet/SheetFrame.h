@@ -57,7 +57,6 @@ public:
 private:
     void addValues(SheetFrame& frame, const std::string& before);
     SheetParameter readParameter(const tyktree::FileEntry& file, SheetFrame& frame) const;
-    std::string pathOf(const tyktree::FileEntry& file) const;
 
     const tyktree::TagCatalog& catalog_;
     tyktree::FrameListing listing_;

@@ -89,14 +89,10 @@ public:
     }
 
 private:
-    std::string pathOf(const FileEntry& file) const {
-        return listing_.path() + "/" + std::string(file.name);
-    }
-
     void addNameFinding(const FrameRef& frame, const FileEntry& file, FrameResult& result) const {
         result.findings.push_back(
             makeFinding(RuleId::kImageName, frame.place(),
-                        {pathOf(file), "FCWH_<sof>_<camera>_<width>_<height>_nv21.yuv",
+                        {listing_.pathOf(file), "FCWH_<sof>_<camera>_<width>_<height>_nv21.yuv",
                          std::string(file.name)}));
     }
 
@@ -104,7 +100,8 @@ private:
                      FrameResult& result) {
         if (!tyktree::namesNv21(file.name)) addNameFinding(frame, file, result);
         try {
-            PictureFile picture(pathOf(file), options_.reading.tree.assumed.layoutOf(file.image));
+            PictureFile picture(listing_.pathOf(file),
+                                options_.reading.tree.assumed.layoutOf(file.image));
             picture.requireSamples();
             addSizeFindings(frame, file, picture, result);
             Exported image;
@@ -122,9 +119,9 @@ private:
             }
             result.images.push_back(std::move(image));
         } catch (const NoPicture& problem) {
-            result.findings.push_back(
-                makeFinding(file.regular() ? RuleId::kFileUnreadable : RuleId::kFileKind,
-                            frame.place(), {pathOf(file), "an image", "none", problem.reason()}));
+            result.findings.push_back(makeFinding(
+                file.regular() ? RuleId::kFileUnreadable : RuleId::kFileKind, frame.place(),
+                {listing_.pathOf(file), "an image", "none", problem.reason()}));
         }
     }
 
@@ -138,9 +135,10 @@ private:
     void addSizeFindings(const FrameRef& frame, const FileEntry& file, const PictureFile& picture,
                          FrameResult& result) const {
         const auto add = [&](RuleId rule, uint64_t expected, uint64_t found) {
-            result.findings.push_back(makeFinding(
-                rule, frame.place(),
-                {pathOf(file), fmt::format("{} bytes", expected), fmt::format("{}", found)}));
+            result.findings.push_back(
+                makeFinding(rule, frame.place(),
+                            {listing_.pathOf(file), fmt::format("{} bytes", expected),
+                             fmt::format("{}", found)}));
         };
         const PictureLayout& layout = picture.layout();
         if (picture.isShort()) add(RuleId::kImageShort, layout.dumpedBytes(), picture.bytes());

@@ -2,6 +2,7 @@
 #include "tags/TagTable.h"
 #include "tools/console/Failures.h"
 #include "tools/console/OptionChecks.h"
+#include "tools/files/Files.h"
 #include "tools/tyksim/CheckReport.h"
 #include "tools/tyksim/Reading.h"
 #include "tools/tyksim/TagsReport.h"
@@ -15,7 +16,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <sys/stat.h>
 #include <vector>
 
 namespace tyksim {
@@ -67,11 +67,6 @@ struct TagsOptions {
     bool json = false;
     TypeOptions types;
 };
-
-bool isFolder(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
 
 /// What `show` is asked for.
 struct Shown {

@@ -36,10 +36,6 @@ private:
             rule, place_,
             {std::move(path), std::move(expected), std::move(found), std::move(reason)}));
     }
-    std::string pathOf(const FileEntry& file) const {
-        return job_.listing.path() + "/" + std::string(file.name);
-    }
-
     bool list();
     void checkFile(const FileEntry& file);
     bool checkType(const FileEntry& file);
@@ -88,19 +84,19 @@ void FrameChecker::check() {
 void FrameChecker::checkFile(const FileEntry& file) {
     switch (file.kind) {
         case Kind::kBadParameter:
-            add(RuleId::kParameterName, pathOf(file), "a parameter file's name",
+            add(RuleId::kParameterName, job_.listing.pathOf(file), "a parameter file's name",
                 "a name without all its pieces");
             break;
         case Kind::kBadImage:
-            add(RuleId::kImageName, pathOf(file), "an image file's name",
+            add(RuleId::kImageName, job_.listing.pathOf(file), "an image file's name",
                 "a name without all its pieces");
             break;
         case Kind::kForeign:
             if (file.type == EntryType::kFolder && !file.link) {
-                add(RuleId::kForeignFolder, pathOf(file), "files", "a folder");
+                add(RuleId::kForeignFolder, job_.listing.pathOf(file), "files", "a folder");
             } else {
-                add(RuleId::kForeignFile, pathOf(file), "parameter, image and scene files",
-                    nameOf(file.type));
+                add(RuleId::kForeignFile, job_.listing.pathOf(file),
+                    "parameter, image and scene files", nameOf(file.type));
             }
             return;
         default:
@@ -116,13 +112,14 @@ bool FrameChecker::checkType(const FileEntry& file) {
     if (!file.regular()) {
         const bool gone = file.type == EntryType::kUnknown;
         if (gone && job_.listing.error() != 0) return false;  // reported for the folder
-        add(gone ? RuleId::kTreeChanged : RuleId::kFileKind, pathOf(file), "a file",
+        add(gone ? RuleId::kTreeChanged : RuleId::kFileKind, job_.listing.pathOf(file), "a file",
             nameOf(file.type));
         return false;
     }
-    if (file.link) add(RuleId::kFileLinked, pathOf(file), "a file", "a symbolic link to a file");
+    if (file.link)
+        add(RuleId::kFileLinked, job_.listing.pathOf(file), "a file", "a symbolic link to a file");
     if (!file.readable) {
-        add(RuleId::kFileUnreadable, pathOf(file), "a file that can be read", "none",
+        add(RuleId::kFileUnreadable, job_.listing.pathOf(file), "a file that can be read", "none",
             tyktags::systemReason(EACCES));
     }
     return true;
@@ -134,7 +131,7 @@ void FrameChecker::checkParameter(const FileEntry& file) {
     ParamFilePath made;
     makeParamFilePath(made, "", name.sofId, name.camId, name.pipe, name.dumpType, name.tagName);
     if (file.name != made.data() + 1) {
-        add(RuleId::kParameterName, pathOf(file), std::string(made.data() + 1),
+        add(RuleId::kParameterName, job_.listing.pathOf(file), std::string(made.data() + 1),
             std::string(file.name));
     }
     checkParameterSize(file);
@@ -142,7 +139,7 @@ void FrameChecker::checkParameter(const FileEntry& file) {
 
 void FrameChecker::checkParameterSize(const FileEntry& file) {
     if (file.bytes == 0) {
-        add(RuleId::kParameterEmpty, pathOf(file), "bytes", "none");
+        add(RuleId::kParameterEmpty, job_.listing.pathOf(file), "bytes", "none");
         return;
     }
     const bool fixed = file.parameter.dumpType == kFixedSizeDump;
@@ -151,7 +148,7 @@ void FrameChecker::checkParameterSize(const FileEntry& file) {
     const std::string taken =
         file.bytes > INT_MAX ? ", which the library takes for " + std::to_string(file.librarySize())
                              : "";
-    add(RuleId::kParameterTooLarge, pathOf(file),
+    add(RuleId::kParameterTooLarge, job_.listing.pathOf(file),
         "at most " + tyktags::counted(most, "byte", "bytes"), std::to_string(file.bytes) + taken);
 }
 
@@ -160,17 +157,18 @@ void FrameChecker::checkImage(const FileEntry& file) {
     const std::string pixels = std::to_string(name.width) + "x" + std::to_string(name.height);
     const uint64_t expected = imageBytes(name);
     if (expected == 0) {
-        add(RuleId::kImageName, pathOf(file), "a width and height that make an image", pixels);
+        add(RuleId::kImageName, job_.listing.pathOf(file), "a width and height that make an image",
+            pixels);
         return;
     }
     const std::string made(
         lastName(imageFilePath("", name.sofId, name.camId, name.width, name.height)));
     if (file.name != made) {
-        add(RuleId::kImageName, pathOf(file), made, std::string(file.name),
+        add(RuleId::kImageName, job_.listing.pathOf(file), made, std::string(file.name),
             "it is replayed as NV21 of " + pixels);
     }
     if (file.bytes == expected) return;
-    add(file.bytes < expected ? RuleId::kImageShort : RuleId::kImageLong, pathOf(file),
+    add(file.bytes < expected ? RuleId::kImageShort : RuleId::kImageLong, job_.listing.pathOf(file),
         tyktags::counted(expected, "byte", "bytes") + " for " + pixels, std::to_string(file.bytes));
 }
 
@@ -190,8 +188,9 @@ void FrameChecker::checkRepeated() {
     });
     for (size_t i = 1; i < parameters.size(); ++i) {
         if (key(parameters[i - 1]) != key(parameters[i])) continue;
-        add(RuleId::kParameterRepeated, pathOf(*parameters[i]), "one file of this parameter",
-            "another one beside it", std::string(parameters[i - 1]->name));
+        add(RuleId::kParameterRepeated, job_.listing.pathOf(*parameters[i]),
+            "one file of this parameter", "another one beside it",
+            std::string(parameters[i - 1]->name));
     }
 }
 
@@ -270,7 +269,7 @@ private:
 };
 
 void FrameChecker::readContent(Folder& folder, const FileEntry& file) {
-    RegularFile input(pathOf(file), &folder);
+    RegularFile input(job_.listing.pathOf(file), &folder);
     const bool image = file.kind == Kind::kImage && imageBytes(file.image) == file.bytes;
     UniformImage picture(file.image);
     uint64_t done = 0;
@@ -281,13 +280,15 @@ void FrameChecker::readContent(Folder& folder, const FileEntry& file) {
         if (count < job_.buffer.size()) break;
     }
     if (!input.status().ok()) {
-        add(RuleId::kFileUnreadable, pathOf(file), tyktags::counted(file.bytes, "byte", "bytes"),
-            std::to_string(done), input.status().problem().reason);
+        add(RuleId::kFileUnreadable, job_.listing.pathOf(file),
+            tyktags::counted(file.bytes, "byte", "bytes"), std::to_string(done),
+            input.status().problem().reason);
     } else if (done != file.bytes) {
-        add(RuleId::kTreeChanged, pathOf(file), tyktags::counted(file.bytes, "byte", "bytes"),
-            std::to_string(done));
+        add(RuleId::kTreeChanged, job_.listing.pathOf(file),
+            tyktags::counted(file.bytes, "byte", "bytes"), std::to_string(done));
     } else if (image && picture.uniform()) {
-        add(RuleId::kImageUniform, pathOf(file), "pixels that differ", "one single value");
+        add(RuleId::kImageUniform, job_.listing.pathOf(file), "pixels that differ",
+            "one single value");
     }
 }
 

@@ -164,9 +164,9 @@ void TreeChecker::takeFrame(TaskSummary& summary, const FrameEntry& frame, const
     const auto text = [](const Geometry& geometry) {
         return std::to_string(geometry.width) + "x" + std::to_string(geometry.height);
     };
-    sink_.add(makeFinding(RuleId::kImageSizeVaries, summary.context.placeOf(frame),
-                          {listing.path() + "/" + std::string(image->name),
-                           text(last->second) + " as in the frame before", text(size)}));
+    sink_.add(makeFinding(
+        RuleId::kImageSizeVaries, summary.context.placeOf(frame),
+        {listing.pathOf(*image), text(last->second) + " as in the frame before", text(size)}));
     last->second = size;
 }
 

@@ -70,6 +70,8 @@ public:
     const std::vector<FileEntry>& files() const { return files_; }
 
     const std::string& path() const { return path_; }
+    /// The path of one of the entries.
+    std::string pathOf(const FileEntry& file) const { return path_ + "/" + std::string(file.name); }
     int error() const { return error_; }  ///< errno of a failed read(), else 0
     uint64_t bytes() const;               ///< sum over all regular files
 

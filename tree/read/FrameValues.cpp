@@ -143,7 +143,7 @@ void FrameValueReader::readTags(const FrameListing& listing, std::vector<FrameVa
             values[i].size = heldBytes;
         } else {
             held = nullptr;
-            if (!readTag(listing.path() + "/" + std::string(file->name), i, values[i])) continue;
+            if (!readTag(listing.pathOf(*file), i, values[i])) continue;
         }
         if (!name.field) continue;
         held = file;

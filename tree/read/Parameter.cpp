@@ -17,7 +17,7 @@ Parameter readParameter(const FrameListing& listing, const FileEntry& file,
     Parameter parameter;
     parameter.file = &file;
     parameter.tag = catalog.byName(file.parameter.tagName);
-    const std::string path = listing.path() + "/" + std::string(file.name);
+    const std::string path = listing.pathOf(file);
     const auto size = readSummedFile(path, limit, parameter.bytes, parameter.crc32);
     if (size.ok()) {
         parameter.size = size.value();

@@ -32,15 +32,11 @@ const FileEntry* findParameter(const FrameListing& listing) {
     return nullptr;
 }
 
-std::string pathOf(const FrameListing& listing, const FileEntry& file) {
-    return listing.path() + "/" + std::string(file.name);
-}
-
 /// Reads the part's file to `to` if it has `size` bytes.
 void readPart(const FrameListing& listing, int size, uint8_t* to, ScenePart& part) {
     const auto wanted = static_cast<uint64_t>(size);
     std::vector<uint8_t> bytes;
-    const auto result = readFileBytes(pathOf(listing, *part.file), wanted, bytes);
+    const auto result = readFileBytes(listing.pathOf(*part.file), wanted, bytes);
     if (!result.ok()) part.status = result.problem();
     part.isRead = result.ok() && bytes.size() == wanted;
     if (part.isRead) std::copy(bytes.begin(), bytes.end(), to);
@@ -73,7 +69,7 @@ void readXml(const FrameListing& listing, SceneReading& reading) {
             reading.xml->regular() ? tyktags::systemReason(EACCES) : "not a regular file";
         return;
     }
-    const std::string path = pathOf(listing, *reading.xml);
+    const std::string path = listing.pathOf(*reading.xml);
     const pugi::xml_parse_result result = parseXmlFile(reading.document, path.c_str());
     if (!result) {
         sources.problem = result.description();

@@ -1,5 +1,7 @@
 #include "tree/read/SceneText.h"
 
+#include "tags/XmlText.h"
+
 #include <pugixml.hpp>
 
 #include <algorithm>
@@ -51,28 +53,11 @@ Change replaced(std::string_view text, pugi::xml_node node, std::string content)
     return {begin, end, std::move(content)};
 }
 
-/// The position of the ">" of an element's start tag.
-size_t endOfTag(std::string_view text, pugi::xml_node node) {
-    char quote = '\0';
-    size_t at = offsetOf(node);
-    for (; at < text.size(); ++at) {
-        const char c = text[at];
-        if (quote != '\0') {
-            if (c == quote) quote = '\0';
-        } else if (c == '"' || c == '\'') {
-            quote = c;
-        } else if (c == '>') {
-            break;
-        }
-    }
-    return at;
-}
-
 /// Inserts `content` before the content of an element. It gets a line of its own if the elements
 /// after it have one.
 Change inserted(std::string_view text, pugi::xml_node node, const std::string& content,
                 bool isElement) {
-    const size_t end = endOfTag(text, node);
+    const size_t end = tyktags::endOfTag(text, offsetOf(node)) - 1;  // of the ">"
     if (text[end - 1] == '/') {
         return {end - 1, end + 1, ">" + content + "</" + node.name() + ">"};
     }
