@@ -39,8 +39,8 @@ public:
 
     /// Sets the values of one frame. Values in the selected row of `given`, which may be null,
     /// replace simulated ones; a block keeps its simulated size, or grows to hold such a value. The
-    /// service keeps the addresses of blocks, which are valid until the next call or the destruction
-    /// of the object. Throws Failure when the service refuses a value.
+    /// service keeps the addresses of blocks, which are valid until the next call or the
+    /// destruction of the object. Throws Failure when the service refuses a value.
     void set(const SimulatedFrame& frame, const GivenValues* given);
 
     /// The size in bytes of the value that set() last gave `tag`. None for a tag without a value,
