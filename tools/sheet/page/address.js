@@ -1,4 +1,4 @@
-// The address: the frame and how it is looked at. What is as usual is left out.
+// The page's address. It has the selected frame and every setting of the view that differs from its default.
 
 const address = {tokens: 40, filled: 0, timer: 0};
 
@@ -26,7 +26,8 @@ function addressNow() {
   return `#pipe=${task.pipe}&task=${task.task}&frame=${state.entry ? state.entry.label : ''}${rest ? '&' + rest : ''}`;
 }
 
-/// Writes the address. What comes many times a second (`often`), and more than browsers take, waits.
+/// Writes the address. Browsers limit how often a page may do so: a call with `often`, for changes that come
+/// many times a second, and a call beyond the limit are delayed.
 function writeAddress(often) {
   if (!state.task || !state.ready) return;
   clearTimeout(address.timer);
@@ -43,7 +44,7 @@ function writeAddress(often) {
   history.replaceState(null, '', place);
 }
 
-/// Takes the address over; what it does not name becomes as usual.
+/// Applies the address. A setting that it does not name gets its default.
 function readAddress() {
   const place = new URLSearchParams(location.hash.slice(1));
   const task = data.tasks.find(t => String(t.pipe) === place.get('pipe') && String(t.task) === place.get('task')) || data.tasks[0];

@@ -1,4 +1,4 @@
-// What the page shows, as the tool wrote it, and how it is read.
+// The data that the tool writes into the page, and its reader.
 //
 // Element "data" holds one JSON document:
 //
@@ -8,44 +8,45 @@
 //   pictures        {every, sampled, bt709, limited, nv12, stride}: every Nth frame has its pictures
 //                   (0: none has); whether figures are of some rows only; how images are stored
 //   scene           names of the scene record's fields
-//   plots           [{name, label, unit}]: what is plotted, in order; unit "ns", "gain", "EV" or ""
+//   plots           [{name, label, unit}]: the plotted values, in order; unit "ns", "gain", "EV" or ""
 //   tasks           [{pipe, task, path, otherPath, recorded, frames, rows: [ENTRY...]}]: `otherPath` is the
 //                   second tree's folder, null where there is none
 //   tags            [{name, id, pipe, camera, kind, fields: [name...]}]; rows refer to it by index
-//   findings        [{other, at, frame, rule, severity, path, expected, found, reason, hint}]; `other` says
-//                   that it is the second tree's; `at` is an index into tasks, null for the tree; `frame`
-//                   is null for the task
+//   findings        [{other, at, frame, rule, severity, path, expected, found, reason, hint}]; `other` is
+//                   true for the second tree; `at` is an index into tasks, null for the tree; `frame` is
+//                   null for the task
 //
-// An ENTRY is a ROW; with a second tree [ROW, its ROW, DIFFERENCES], null for what is not there. A ROW is
-// one frame, as an array, for a thousand of them stand here:
+// An ENTRY is a ROW; with a second tree it is [ROW, the second tree's ROW, DIFFERENCES], with null for what
+// is missing. A ROW is one frame; it is an array without names because a page has thousands of them:
 //
 //   [frame, request, sof, name, time, camera, width, height, files, bytes,
 //    [value of each plot, or null],
-//    [parameter...]     [tag, size, crc, content], or the number of a tag alone: as in the row before;
-//                       content is one value a field, or hex text of the first bytes without fields;
-//                       a field of many numbers is [count, first numbers...]
-//    [scene value...],  null without a record, 0 as in the row before
-//    IMAGE]             null without an image, a text that says why where it cannot be shown, else
-//                       [lacking, [samples of y, u, v], WINDOW, FIGURES of y, of u, of v]: the file lacks
-//                       so many bytes of the picture and has so many samples
+//    [parameter...],    [tag, size, crc, content], or the tag's index alone if the parameter equals that of
+//                       the row before; content has a value for each field, or the first bytes as
+//                       hexadecimal text if the tag has no fields; a field of many numbers is
+//                       [count, first numbers...]
+//    [scene value...],  null without a record, 0 if all equal those of the row before
+//    IMAGE]             null without an image, a text with the reason if it cannot be shown, else
+//                       [lacking, [samples of y, u, v], WINDOW, FIGURES of y, of u, of v]: the number of
+//                       bytes that the file lacks, and the numbers of samples that it has
 //
-// WINDOW is null or [x, y, width, height], the part of the image that is there without loss. FIGURES are
-// [least, largest, mean, share at 0, share at 255, peak], the peak being the largest share of samples with
-// one value from 1 to 254; null without any sample.
+// WINDOW is null or [x, y, width, height], the part of the image that the page has without loss. FIGURES are
+// [least, largest, mean, share at 0, share at 255, peak], or null without samples. The peak is the largest
+// share of samples with one value from 1 to 254.
 //
-// DIFFERENCES are [METRICS, what differs]. METRICS are null without an image in either frame, else
-// [planes, problem]: `planes` null where nothing was compared, else of y, u and v [psnr, largest, mean,
-// pixels], psnr null where they are equal, or null; `problem` says why the images were not compared as a
-// whole. What differs is said in the words of `tyksim diff`, an array for each thing: [what, how, planes,
-// values, more]. `values` are [name, A's, B's]; there are `more` of them.
+// DIFFERENCES are [METRICS, what differs]. METRICS are null if a frame has no image, else [planes, problem].
+// `planes` is null if nothing was compared; else it has [psnr, largest, mean, pixels] for each of y, u and v,
+// or null for a plane that was not compared. psnr is null for equal planes. `problem` is the reason why the
+// images were not compared as a whole. Each difference is an array in the words of `tyksim diff`: [what, how,
+// planes, values, more]. `values` are [name, value in A, value in B]; `more` counts those that are left out.
 //
 // Element "pictures" holds a line for each row, with a second tree two lines: "THUMBNAIL LARGE
-// HISTOGRAMS WINDOW" in Base64, "-" for what is not there. The first two are JPEG files. Histograms are 256
+// HISTOGRAMS WINDOW" in Base64, "-" for what is missing. The first two are JPEG files. Histograms are 256
 // bytes for each plane, square roots of the shares in relation to the peak. The window is a grey PNG file:
-// rows of luma, and below them rows of U in the left half and of V in the right one. Nothing is decoded
-// before it comes into view.
+// rows of luma, and below them rows of U in the left half and of V in the right one. The page decodes a
+// picture when it comes into view.
 
-/// The lines of the pictures' block, found once and cut out when asked for.
+/// The lines of the element "pictures". Their starts are found once; a line is cut out on request.
 class Pictures {
   constructor(text) {
     this.text = text;
@@ -59,19 +60,20 @@ class Pictures {
     return this.text.slice(this.starts[line], end).split(' ').map(piece => piece === '-' ? '' : piece);
   }
 
-  /// Whether there is a picture.
+  /// Whether the line has a picture.
   has(line) {
     return line < this.starts.length && this.text[this.starts[line]] !== '-';
   }
 
-  /// The address of a picture (1 the large one where there is one, else the thumbnail), or ''.
+  /// The data URL of a picture, or ''. 0 is the thumbnail; 1 is the large picture, or the thumbnail if the
+  /// line has no large one.
   address(line, which) {
     const pieces = this.pieces(line);
     const piece = pieces[which] || pieces[0];
     return piece ? 'data:image/jpeg;base64,' + piece : '';
   }
 
-  /// The bytes of one of the pieces, null where it is not there.
+  /// The bytes of one piece of a line, or null if it is missing.
   bytes(line, which) {
     const piece = this.pieces(line)[which];
     return piece ? Uint8Array.from(atob(piece), c => c.charCodeAt(0)) : null;
@@ -94,7 +96,7 @@ function imageOf(image) {
     planes: planes.map(plane => Object.fromEntries((plane || []).map((value, i) => [FIGURES[i], value])))};
 }
 
-/// Rows as objects. A parameter or record that is as before is the same object as before.
+/// Turns rows into objects. Rows share the object of a parameter or record that did not change.
 class Rows {
   constructor() {
     this.parameters = new Map();
@@ -121,7 +123,7 @@ class Rows {
   }
 }
 
-/// An entry of the page: a frame of A, of B, or of both. `main` is A's, or B's where A has none.
+/// An entry of the page: a frame of A, of B, or of both. `main` is the frame of A, or of B if A has none.
 function entryOf(a, b, differences, index) {
   const [metrics, found] = differences || [null, []];
   return {index, a, b, main: a || b, label: a ? String(a.frame) : 'B' + b.frame, findings: [],
@@ -129,7 +131,7 @@ function entryOf(a, b, differences, index) {
     differs: Boolean(a && b && found.length)};
 }
 
-/// The document, with entries as objects: tasks[].frames.
+/// Returns the document with entries as objects in tasks[].frames, which replace tasks[].rows.
 function readDocument(data) {
   let line = 0;
   for (const task of data.tasks) {
@@ -156,8 +158,8 @@ function readDocument(data) {
   return data;
 }
 
-/// When frames were taken, in milliseconds since the first, what lies between each and the one before it,
-/// and where that is more than usual.
+/// Sets of each entry `at`, its time in milliseconds since the first one; `interval` and `sofs`, the distance
+/// to the entry before; `lost` and `pause`, non-zero if that distance is unusually large.
 function markTimes(entries) {
   let before = null;
   let days = 0;

@@ -1,9 +1,9 @@
-// The frame that is looked at: facts, findings, values and differences.
+// The detail of the selected frame: facts, findings, values and differences.
 
-/// Whether the detail covers the frames; page.css has the same width.
+/// Whether the detail covers the frames. page.css has the same width.
 const narrow = () => matchMedia('(max-width: 760px)').matches;
 
-/// What is covered is not to be reached by keyboard either.
+/// Takes covered parts of the page out of the order of the Tab key.
 function coverFrames() {
   const covered = view.full || (narrow() && !$('detail').hidden);
   document.querySelector('main').inert = covered;
@@ -40,7 +40,7 @@ function showDetail() {
   showValues();
 }
 
-/// How the images compare, in short.
+/// A few words on how the two images compare.
 function lookText(entry) {
   if (entry.metrics?.problem) return shown(entry.metrics.problem);
   const luma = compared(entry, 0);
@@ -66,7 +66,7 @@ function factRows(entry) {
 const textOf = (row, value) => value === null || value === undefined ? '–'
   : row.format ? row.format(value) : row.unit ? withUnit(value, row.unit) : figure(value);
 
-/// The step of a fact. Ids have none.
+/// The step of a fact from A to B, as text. Ids have no step.
 function factStep(row, a, b) {
   if (row.id) return '';
   if (!row.format) return stepText(a, b, row.unit);
@@ -161,7 +161,7 @@ function valueRow(row) {
     if (changed && state.entry.a) a.append(make('span', {className: 'unit', textContent: 'before: ' + rowText(row, row.before)}));
     const step = row.head ? (row.differs ? '≠' : '') : stepOf(row);
     const same = row.a !== undefined && JSON.stringify(row.a) === JSON.stringify(row.b);
-    // What both trees have stands once, over both columns.
+    // A value that both trees have stands once, over both columns.
     if (same) Object.assign(a, {colSpan: 2, className: a.className + ' both'});
     cells.push(a, ...(same ? [] : [valueCell(row, row.b)]), make('td', {className: 'step', textContent: step}));
   } else {
@@ -170,12 +170,12 @@ function valueRow(row) {
   const add = make('td', {className: 'add'});
   if (row.measure) {
     add.append(button('∿', () => toggleLane(row.measure), {'aria-pressed': hasLane(row.measure), 'data-key': 'lane' + row.key,
-      'aria-label': `lane of ${shown(row.measure.name)}`, title: 'a lane of it'}));
+      'aria-label': `lane of ${shown(row.measure.name)}`, title: 'show it as a lane'}));
   }
   return make('tr', {className: row.head ? 'head' : 'field', 'data-key': row.key}, name, ...cells, add);
 }
 
-/// The step between the two trees' values; of lists, whether there is one.
+/// The step between the two trees' values, as text. Lists that differ have the sign alone.
 function stepOf(row) {
   if (row.a === undefined || row.b === undefined || row.a === null || row.b === null) return '';
   if (Array.isArray(row.a) || Array.isArray(row.b)) return JSON.stringify(row.a) === JSON.stringify(row.b) ? '' : '≠';
@@ -183,7 +183,7 @@ function stepOf(row) {
   return step === '0' ? '' : step || (row.a === row.b ? '' : '≠');
 }
 
-/// What `tyksim diff` says of the frame and its other.
+/// Shows what `tyksim diff` says of the two frames.
 function showDifferences(entry) {
   const found = entry.differences;
   const parts = [];
@@ -214,11 +214,11 @@ function planesTable(planes) {
     make('tbody', {}, ...planes.map(row)));
 }
 
-// ---- Out of the page
+// ---- Text to copy
 
 const quoted = word => /^[\w@%+=:,./-]+$/.test(word) ? word : `'${word.replace(/'/g, "'\\''")}'`;
 
-/// The options that say how images are stored, as the page was made with them.
+/// The options for the storage of images with which the page was made.
 function storedOptions() {
   const {bt709, limited, nv12, stride} = data.pictures;
   return [nv12 && '--order nv12', stride && `--stride ${stride}`, bt709 && '--matrix bt709', limited && '--range limited'].filter(Boolean);

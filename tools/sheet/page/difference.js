@@ -1,8 +1,8 @@
-// The difference of two images as a picture: B minus A.
+// The difference of two images, B minus A, as a picture.
 
 const GAINS = [1, 2, 4, 8, 16, 32, 64];
 
-/// The difference at a place of two Planes: of one plane, or of all the one that is largest.
+/// The difference of two Planes at one place: of `plane`, or the largest of the three planes if it is -1.
 function differenceAt(a, b, plane, luma, chroma) {
   if (plane >= 0) {
     const at = plane ? chroma : luma;
@@ -17,7 +17,7 @@ function differenceAt(a, b, plane, luma, chroma) {
   return most;
 }
 
-/// The difference as greys, of Planes of one size. Signed: grey is zero, white is more in B.
+/// The difference of Planes of one size as greys. If `signed`, mid grey is zero, and lighter means more in B.
 function differencePicture(a, b, {plane, gain, signed}) {
   const image = new ImageData(a.width, a.height);
   const out = new Uint32Array(image.data.buffer);
@@ -34,7 +34,7 @@ function differencePicture(a, b, {plane, gain, signed}) {
   return image;
 }
 
-/// The difference that 99 of 100 samples do not exceed, looked up at up to 200,000 pixels.
+/// The difference that 99 of 100 samples do not exceed, taken from about 200,000 pixels of a larger picture.
 function usualDifference(a, b, plane) {
   const counts = new Uint32Array(256);
   const every = Math.max(1, Math.floor(a.width * a.height / 200000));
@@ -53,8 +53,9 @@ function usualDifference(a, b, plane) {
   return 255;
 }
 
-/// Two images that can be compared: of one size, both with the same kind of picture. `exact` are the
-/// windows, `reduced` the reduced pictures; either may be null.
+/// The pictures by which two images can be compared, or null if the images differ in size. `exact` are the
+/// two windows if they lie at the same place, `reduced` the two reduced pictures if they have one size;
+/// either may be null.
 function comparable(a, b) {
   if (!a || !b || a.width !== b.width || a.height !== b.height) return null;
   const [p, q] = [a.area, b.area];
@@ -63,7 +64,7 @@ function comparable(a, b) {
   return {exact: sameArea ? [a.window, b.window] : null, reduced: sameSize ? [a.reduced, b.reduced] : null};
 }
 
-/// The largest gain at which the usual difference is not cut off, and that difference.
+/// The usual difference, and the largest gain that does not cut it off.
 function usualGain(pair, plane, signed) {
   const [a, b] = pair.exact || pair.reduced || [];
   if (!a) return {gain: 1, usual: 0};
@@ -72,7 +73,7 @@ function usualGain(pair, plane, signed) {
   return {usual, gain: GAINS.filter(gain => gain * Math.max(1, usual) <= room).pop() || 1};
 }
 
-/// Clipped luma over a picture that is seen: at 0 blue, at 255 red, nothing elsewhere.
+/// A transparent picture that marks clipped luma: blue at 0, red at 255.
 function clippingPicture(planes) {
   const image = new ImageData(planes.width, planes.height);
   const out = new Uint32Array(image.data.buffer);

@@ -1,5 +1,5 @@
 'use strict';
-// Elements, and text as it is shown. Text from the data enters the document by textContent alone.
+// Elements and their text. Text of the data enters the document only through textContent.
 
 const $ = id => document.getElementById(id);
 const SVG = 'http://www.w3.org/2000/svg';
@@ -26,26 +26,26 @@ function button(text, onclick, properties = {}) {
   return make('button', {type: 'button', textContent: text, onclick, ...properties});
 }
 
-/// Text as it is shown: what would move a cursor, hide or turn the text round is escaped.
+/// The text with escapes for control characters and for those that hide text or change its direction.
 function shown(text) {
   return String(text).replace(/[\u0000-\u001f\u007f-\u009f\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff]/g,
       c => c === '\n' ? '\\n' : c === '\t' ? '\\t'
           : '\\u' + c.charCodeAt(0).toString(16).padStart(4, '0'));
 }
 
-/// A text that is too long, without its middle.
+/// The text, without its middle if it is longer than `most` characters.
 function shortened(text, most) {
   if (text.length <= most) return text;
   const half = (most - 1) / 2;
   return text.slice(0, Math.ceil(half)) + '…' + text.slice(text.length - Math.floor(half));
 }
 
-/// Has a screen reader say it.
+/// Lets a screen reader say the text.
 function say(text) {
   $('said').textContent = text;
 }
 
-/// Replaces an element's children and keeps the focus where it was, on what has the same data-key.
+/// Replaces an element's children. A focused child passes the focus to the new child with its data-key.
 function refill(element, ...children) {
   const key = element.contains(document.activeElement) ? document.activeElement.dataset.key : undefined;
   element.replaceChildren(...children);

@@ -1,4 +1,4 @@
-// The filter: words of which a frame must satisfy all.
+// The filter. A frame must satisfy all of its words.
 
 const COMPARISONS = {'<': (n, limit) => n < limit, '>': (n, limit) => n > limit, '<=': (n, limit) => n <= limit,
   '>=': (n, limit) => n >= limit, '=': (n, limit) => n === limit, '!=': (n, limit) => n !== limit};
@@ -6,8 +6,8 @@ const COMPARISONS = {'<': (n, limit) => n < limit, '>': (n, limit) => n > limit,
 const FLAGS = {differs: entry => entry.differs, same: entry => Boolean(entry.a && entry.b) && !entry.differs,
   'only-here': entry => Boolean(entry.a) && !entry.b, 'only-other': entry => !entry.a};
 
-/// A limit as it is typed, in the measure's own unit: 1/60 and 20ms are exposure times, 2 and 2x are
-/// gains, 5% is a share. NaN where it is no number.
+/// A typed limit in the measure's own unit: 1/60 and 20ms are exposure times, 2 and 2x are gains, 5% is a
+/// share. NaN if it is not a number.
 function limitOf(text, unit) {
   const parts = /^(-?[\d.]+(?:e-?\d+)?)(?:\/([\d.]+))?(ns|us|ms|s|x|×|db|ev|%)?$/.exec(text);
   if (!parts) return NaN;
@@ -21,8 +21,8 @@ function limitOf(text, unit) {
   return parts[2] || value < 1000 ? value * 1e9 : value;
 }
 
-/// What is wrong with a text of the filter, and a function that tells whether an entry satisfies it.
-/// Words that say nothing are left out.
+/// Returns {unknown, test}: the words that the page does not know or that no frame has, and a function that
+/// tells whether an entry satisfies the text. A comparison that the page does not understand is not tested.
 function filterOf(data, entries, text) {
   const unknown = [];
   const tests = [];

@@ -1,14 +1,14 @@
-// Numbers as people read them.
+// Numbers as text, with the units that people use.
 
 const number = value => typeof value === 'number' ? value
   : typeof value === 'string' && value.trim() !== '' ? Number(value) : NaN;
 
-/// Digits in groups of three, after the sign and before the point.
+/// Groups the digits before the point by three.
 function grouped(text) {
   return text.replace(/^(-?)(\d{4,})/, (_, sign, digits) => sign + digits.replace(/\B(?=(\d{3})+$)/g, ','));
 }
 
-/// A number with at most six significant digits; whole numbers keep all of theirs.
+/// A number with at most six significant digits. Whole numbers keep all digits.
 function figure(value) {
   const n = number(value);
   if (Number.isNaN(n) || !Number.isFinite(n)) return shown(value);
@@ -39,8 +39,8 @@ function withUnit(value, unit) {
   return figure(value);
 }
 
-/// From one value to another: "+12 (+5 %)", without the share where it is to be `brief`; "" where there is
-/// no step. Exposure and gain have steps in stops.
+/// The step from one value to another: "+12 (+5 %)", without the share if `brief`; "0" for equal values and
+/// "" if one is not a number. Steps of exposure and gain are in stops.
 function stepText(from, to, unit, brief) {
   const [a, b] = [number(from), number(to)];
   if (!Number.isFinite(a) || !Number.isFinite(b)) return '';

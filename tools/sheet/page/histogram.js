@@ -1,6 +1,6 @@
-// Histograms of the three planes, both trees on one scale.
+// Histograms of the three planes. Both trees have the same scale.
 
-/// Shares of samples for each value of each plane, or null.
+/// The share of samples of each value, for each plane; null if the page has no histograms of the frame.
 function sharesOf(frame) {
   const roots = frame?.image && pictures.bytes(frame.line, 2);
   if (!roots) return null;
@@ -8,7 +8,7 @@ function sharesOf(frame) {
     root => (root / 255) ** 2 * (frame.image.planes[plane].peak || 0)));
 }
 
-/// Heights from 0 to 1. Shares are linear or logarithmic over four decades.
+/// The heights of shares, from 0 to 1: linear, or logarithmic over four decades.
 function heights(shares, peak) {
   return shares.map(share => {
     const part = peak > 0 ? Math.min(1, share / peak) : 0;

@@ -1,11 +1,11 @@
-// What keys do.
+// The keys and their actions.
 
 const pointing = () => pointer.byKeys && document.activeElement === $('screen');
 const inTable = () => !$('table').hidden && $('table').contains(document.activeElement);
 const STEP = 80;  // pixels of the screen
 
-/// An arrow: moves the cursor in the picture, the picture where it is larger than the window, else the
-/// selection.
+/// An arrow key moves the cursor on the picture; without a cursor, a picture that is larger than the full
+/// window; else the selection.
 function arrow(x, y, event) {
   if (pointing()) return point(x * (event.shiftKey ? 16 : 1), y * (event.shiftKey ? 16 : 1));
   if (view.full && isLarger()) return moveBy(x * STEP, y * STEP);
@@ -26,16 +26,16 @@ const compare = action => () => {
 };
 
 const KEYS = [
-  ['← → ↑ ↓', 'frame before, next, row of frames; in a larger picture, its part', {
+  ['← → ↑ ↓', 'frame before, next frame, row above, row below; move a zoomed picture in the full window', {
     ArrowLeft: event => arrow(-1, 0, event), ArrowRight: event => arrow(1, 0, event),
     ArrowUp: event => arrow(0, -1, event), ArrowDown: event => arrow(0, 1, event)}],
-  [', .', 'frame before, next frame, wherever one is', {',': () => step(-1), '.': () => step(1)}],
+  [', .', 'frame before, next frame, in every view', {',': () => step(-1), '.': () => step(1)}],
   ['Home End', 'first, last frame', {Home: () => step(-Infinity), End: () => step(Infinity)}],
-  ['w W', 'worst frame, next worst: by the PSNR of the luma', {w: () => stepWorst(0), W: () => stepWorst(1)}],
+  ['w W', 'worst frame, next worst frame, by the PSNR of luma', {w: () => stepWorst(0), W: () => stepWorst(1)}],
   ['f', 'next finding', {f: nextFinding}],
-  ['z', 'the picture in the full window, and back', {z: () => setFull(!view.full)}],
+  ['z', 'picture in the full window, and back', {z: () => setFull(!view.full)}],
   ['+ − 1 0', 'zoom in, out, 1:1, fit', {'+': () => zoomBy(1.5), '=': () => zoomBy(1.5), '-': () => zoomBy(1 / 1.5), 1: () => zoomTo(1), 0: () => zoomTo(0)}],
-  ['e', 'to the part without loss', {e: goToWindow}],
+  ['e', 'go to the part without loss', {e: goToWindow}],
   ['a', 'A alone, B alone', {a: compare(() => setMode(view.mode === 'a' ? 'b' : 'a'))}],
   ['b', 'hold: the other picture', {b: compare(() => holdOther(true))}],
   ['s', 'two side by side', {s: compare(() => toggleMode('two'))}],
@@ -43,9 +43,9 @@ const KEYS = [
   ['d', 'difference B − A', {d: compare(() => toggleMode('difference'))}],
   ['g G', 'more, less gain of the difference', {g: () => stepGain(1), G: () => stepGain(-1)}],
   ['c', 'clipped luma', {c: () => { openDetail(); toggleClipping(); }}],
-  ['p', 'cursor on the picture: arrows move it, Shift by 16; Enter sets corners of a rectangle', {p: () => { openDetail(); startPointing(); }}],
+  ['p', 'cursor on the picture; arrows move it by 1 pixel, with Shift by 16; Enter sets the corners of a rectangle', {p: () => { openDetail(); startPointing(); }}],
   ['t', 'table of all frames', {t: () => toggleTable()}],
-  ['o', 'only values that changed', {o: () => { $('changed').checked = !$('changed').checked; openDetail(); showValues(); }}],
+  ['o', 'only changed values', {o: () => { $('changed').checked = !$('changed').checked; openDetail(); showValues(); }}],
   ['x', 'plots by time, by frame', {x: toggleTime}],
   ['/', 'filter', {'/': () => {
     if (view.full) setFull(false);
@@ -72,7 +72,7 @@ function enter(event) {
   $('frame').focus();
 }
 
-/// Leaves one level: the cursor, the rectangle, the full window, the table, the detail.
+/// Leaves one level: blinking, the cursor, the rectangle, the full window, the table, the detail.
 function back() {
   if (view.blink) {
     stopBlink();

@@ -1,12 +1,12 @@
-// Selection, and the start.
+// The selection of frames and tasks, and the start of the page.
 
-/// Goes to a frame because the user wants it: the filter returns there.
+/// Goes to a frame that the user chose. The page returns to it when the filter leaves it again.
 function select(entry, loud) {
   state.home = entry;
   show(entry, loud);
 }
 
-/// Goes to a frame.
+/// Goes to a frame. `loud` announces it even if the strip has the focus.
 function show(entry, loud) {
   cells.get(state.entry)?.setAttribute('aria-selected', 'false');
   state.entry = entry;
@@ -39,7 +39,8 @@ function nextFinding() {
   else say('No frame shown has a finding.');
 }
 
-/// The worst frame shown, or with 1 the one after the selected one, from the worst to the best.
+/// Goes to the worst frame in view; if `by` is 1, to the one after the selected frame in the order from the
+/// worst to the best.
 function stepWorst(by) {
   if (data.against === null) return say('There is no second tree.');
   const order = [...state.seen].sort((x, y) => rankOf(x) - rankOf(y) || x.index - y.index);
@@ -48,7 +49,7 @@ function stepWorst(by) {
   else say('There is no worse frame left.');
 }
 
-// ---- Places: pipe and task
+// ---- Pipe and task
 
 function chooser(label, items, current, name, pick) {
   if (items.length < 2) return make('span', {className: 'choice'}, items.length ? name(items[0]) : '');
@@ -97,10 +98,10 @@ function setTheme(theme) {
   $('theme').title = $('theme').getAttribute('aria-label');
 }
 
-/// The theme that was chosen on the last page; a browser may keep nothing.
+/// The theme that the user chose on an earlier page. A browser may refuse to store it.
 const kept = {
   get() { try { return localStorage.getItem('tyksim theme') || ''; } catch { return ''; } },
-  set(theme) { try { localStorage.setItem('tyksim theme', theme); } catch { /* it is forgotten */ } },
+  set(theme) { try { localStorage.setItem('tyksim theme', theme); } catch { /* The theme lasts as long as the page. */ } },
 };
 
 function nameTrees() {
@@ -136,7 +137,7 @@ function connect() {
   window.onhashchange = () => goTo(readAddress());
 }
 
-/// Goes to what an address says.
+/// Goes to the place that readAddress() returned.
 function goTo(place) {
   state.ready = false;
   if (place.task !== state.task) openTask(place.task, place.entry);

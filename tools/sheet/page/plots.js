@@ -1,8 +1,8 @@
-// Values over the frames, a lane for each measure, by frame or by time.
+// Values over the frames, by frame or by time. Each measure has a lane.
 
 const MARGIN = 0.5;
 
-/// Where a frame lies in the lanes, from 0 to 1.
+/// The horizontal place of a frame in the lanes, from 0 to 1.
 function alongOf(entry) {
   const frames = state.task.frames;
   const last = frames[frames.length - 1];
@@ -11,7 +11,7 @@ function alongOf(entry) {
   return edge + (1 - 2 * edge) * (Number.isNaN(entry.at) ? 0 : entry.at / last.at);
 }
 
-/// The points of a value as a path in a box of 1 x 1; a lone point is a dot.
+/// The values as an SVG path in a box of 1 x 1. A value without neighbours is a dot.
 function pathOf(entries, values, scale) {
   let path = '';
   let pen = false;
@@ -27,13 +27,14 @@ function pathOf(entries, values, scale) {
 /// The measures that have a lane.
 const lanesShown = () => [...data.measures.filter(m => state.lanes.has(m.key)), ...state.added];
 
-/// The lanes that a page begins with.
+/// The keys of the lanes that a page shows at first.
 function usualLanes() {
   const first = data.measures.filter(m => m.key.startsWith('plot')).map(m => m.key);
   return new Set([...(data.against === null ? [] : ['psnr']), ...first, 'luma']);
 }
 
-/// What a lane draws: values of one tree or both, their limits, and how a value becomes a height.
+/// The content of a lane: the values of one tree or both, their limits, and `scale`, which gives a value's
+/// place from 0 at the top to 1.
 function laneOf(measure) {
   const entries = state.task.frames;
   const mine = entries.map(entry => valueOf(measure, entry, measure.pair || data.against !== null ? 'a' : 'main'));
@@ -65,7 +66,7 @@ function laneParts(lane) {
       draw('path', {class: state.task.frames.length === 1 ? 'dot' : '', d: pathOf(state.task.frames, lane.mine, lane.scale)})), cursor);
     const ends = low === high ? [low] : [high, low];
     const texts = ends.map(v => withUnit(v, measure.unit));
-    // Limits that are alike when rounded are told exactly.
+    // Limits that rounding makes equal keep all digits.
     const format = texts[0] === texts[1] ? figure : v => withUnit(v, measure.unit);
     range.append(...ends.map(v => make('span', {textContent: format(v)})));
     if (lane.logarithmic) range.insertBefore(make('span', {textContent: 'log'}), range.lastChild);
@@ -107,7 +108,7 @@ function nearest(along) {
     Math.abs(alongOf(entry) - along) < Math.abs(alongOf(best) - along) ? entry : best);
 }
 
-/// Numbers of frames, or times, below the lanes.
+/// The axis below the lanes, with numbers of frames or with times.
 function axis() {
   const entries = state.task.frames;
   const count = Math.min(entries.length, 6);
@@ -134,7 +135,7 @@ function showCursor() {
   }
 }
 
-/// The value at a frame: this one, the other one, and the step between them.
+/// A measure's value at a frame as text; with two trees both values and the step between them.
 function readingOf(measure, entry) {
   const read = side => measure.pair ? valueOf(measure, entry) : measure.of(entry[side] || {plots: [], parameters: new Map()});
   if (measure.pair) return entry.metrics?.problem && !entry.metrics.planes ? 'not compared' : withUnit(read(), measure.unit);

@@ -1,8 +1,9 @@
-// The mouse, fingers and the cursor that keys move over the picture: the values there, and of a rectangle.
+// Mouse, fingers and the cursor that keys move over the picture. They tell the values of a pixel and of a
+// rectangle.
 
 const pointer = {at: null, byKeys: false, tool: false, box: null, from: null, down: new Map(), drag: null};
 
-/// A place of an event in the canvas, with the pane it lies in.
+/// The place of an event in pixels of the canvas, with the pane around it.
 function placeOf(event) {
   const canvas = $('screen');
   const box = canvas.getBoundingClientRect();
@@ -12,7 +13,7 @@ function placeOf(event) {
   return {x, y, pane: pane || view.panes[0]};
 }
 
-/// The image's pixel at a place, or null outside; `near` takes the next one inside.
+/// The image's pixel at a place. Outside the image it is null, or with `near` the nearest pixel.
 function pixelAt(place, near) {
   if (!place.pane || !imageSize()) return null;
   const origin = originOf(place.pane);
@@ -117,7 +118,7 @@ function clearBox() {
   paint();
 }
 
-/// The rectangle between two pixels, both included.
+/// Sets the rectangle from one pixel to the other, both included.
 function setBox(from, to) {
   const [x, y] = [Math.min(from[0], to[0]), Math.min(from[1], to[1])];
   pointer.box = {x, y, width: Math.abs(from[0] - to[0]) + 1, height: Math.abs(from[1] - to[1]) + 1};
@@ -125,9 +126,9 @@ function setBox(from, to) {
   showBox();
 }
 
-// ---- By keys
+// ---- The cursor that keys move
 
-/// Takes the cursor to the picture: arrows move it by a pixel, with Shift by 16.
+/// Puts the cursor on the picture. Arrows move it by a pixel, with Shift by 16.
 function startPointing() {
   const size = imageSize();
   if (!size) return;
@@ -154,7 +155,7 @@ function point(x, y) {
   showUnder();
 }
 
-/// Brings the cursor into view.
+/// Scrolls the picture until the cursor is in view.
 function followPoint() {
   const pane = view.panes[0];
   const origin = originOf(pane);
@@ -164,7 +165,7 @@ function followPoint() {
   if (step[0] || step[1]) moveBy(...step);
 }
 
-/// The first call sets a corner of the rectangle, the second one the other.
+/// The first call sets one corner of the rectangle, the second call the opposite one.
 function setCorner() {
   if (pointer.from) pointer.from = null;
   else {
@@ -173,12 +174,13 @@ function setCorner() {
   }
 }
 
-// ---- What is said of it
+// ---- Values
 
 const texts = values => values.map((value, i) => `${PLANES[i]} ${value === null || value === undefined ? '–' : value}`).join(' ');
 const signedText = value => value === null ? '–' : (value > 0 ? '+' : value < 0 ? '−' : '') + Math.abs(value);
 
-/// The line under the cursor, which is announced as keys move it: place, values of both images, their difference, and whether they are exact.
+/// Fills the line below the picture: the pixel, the samples of both images, their difference, and whether they
+/// are exact. Screen readers announce it while keys move the cursor.
 function showUnder() {
   const at = pointer.at;
   $('under').setAttribute('aria-live', pointer.byKeys ? 'polite' : 'off');
@@ -199,7 +201,7 @@ function showUnder() {
   $('under').textContent = words.join(' · ');
 }
 
-/// Mean, standard deviation, least and largest of the rectangle, of each plane and side.
+/// Shows mean, standard deviation, least and largest sample of the rectangle, for each plane of each tree.
 function showBox() {
   $('box').hidden = !pointer.box;
   if (!pointer.box) return;

@@ -1,4 +1,4 @@
-// Images as samples: the reduced picture, and the window that is there without loss.
+// Images as samples: the reduced picture, and the window, the part without loss.
 
 const RULE = {kr: data.pictures.bt709 ? 0.2126 : 0.299, kb: data.pictures.bt709 ? 0.0722 : 0.114,
   zero: data.pictures.limited ? 16 : 0, luma: data.pictures.limited ? 219 : 255, chroma: data.pictures.limited ? 224 : 255};
@@ -6,7 +6,8 @@ RULE.kg = 1 - RULE.kr - RULE.kb;
 
 const byte = value => value < 0 ? 0 : value > 255 ? 255 : Math.round(value);
 
-/// Planes of samples, width x height of luma; chroma has a sample for 2 x 2 pixels where `half`.
+/// Planes of samples; luma has width x height of them. If `half`, chroma has a sample for 2 x 2 pixels, else
+/// one for each pixel.
 class Planes {
   constructor(width, height, half) {
     Object.assign(this, {width, height, half});
@@ -15,12 +16,12 @@ class Planes {
     this.samples = [new Uint8Array(width * height), new Uint8Array(chroma), new Uint8Array(chroma)];
   }
 
-  /// Where the samples of the pixel are: of luma, and of chroma.
+  /// The indices of the pixel's samples: [luma, chroma].
   place(x, y) {
     return this.half ? [y * this.width + x, (y >> 1) * this.chromaWidth + (x >> 1)] : [y * this.width + x, y * this.width + x];
   }
 
-  /// Red, green, blue of all pixels.
+  /// The planes in RGB, as ImageData.
   picture() {
     const image = new ImageData(this.width, this.height);
     const out = new Uint32Array(image.data.buffer);
@@ -54,7 +55,7 @@ function canvasOf(width, height, image) {
   return canvas;
 }
 
-/// The image of one frame. load() brings what can be shown of it.
+/// The image of one frame. load() decodes its reduced picture and its window.
 class Raster {
   constructor(frame) {
     this.frame = frame;
@@ -125,7 +126,7 @@ class Raster {
     return this.drawnWindow;
   }
 
-  /// The reduced picture's samples, made of its colours.
+  /// The samples of the reduced picture, computed from its colours.
   get reduced() {
     if (this.reducedPlanes || !this.picture) return this.reducedPlanes || null;
     const [width, height] = [this.picture.naturalWidth, this.picture.naturalHeight];
@@ -145,7 +146,7 @@ class Raster {
     return planes;
   }
 
-  /// Whether the file has the sample of each plane at a pixel.
+  /// For each plane, whether the file has its sample at the pixel.
   held(x, y) {
     const held = this.frame.image?.held;
     if (!held) return [false, false, false];
@@ -158,7 +159,7 @@ class Raster {
     return Boolean(area) && x >= area.x && y >= area.y && x < area.x + area.width && y < area.y + area.height;
   }
 
-  /// {values: [y, u, v], exact} at a pixel, null for a sample that the file lacks; null without any picture.
+  /// {values: [y, u, v], exact} at a pixel, with null for a sample that the file lacks; null without a picture.
   valueAt(x, y) {
     const held = this.held(x, y);
     const exact = this.inWindow(x, y);
@@ -170,8 +171,8 @@ class Raster {
     return {exact, values: planes.samples.map((plane, i) => held[i] ? plane[i ? chroma : luma] : null)};
   }
 
-  /// Of a rectangle's samples {count, mean, deviation, least, most} for each plane, and whether all of them
-  /// are exact. Samples that the file lacks do not count.
+  /// {exact, planes}: {count, mean, deviation, least, most} of the rectangle's samples for each plane, and
+  /// whether all of them are exact. Samples that the file lacks do not count.
   statistics({x, y, width, height}) {
     const exact = this.inWindow(x, y) && this.inWindow(x + width - 1, y + height - 1);
     const planes = exact ? this.window : this.reduced;
@@ -206,7 +207,7 @@ class Raster {
   }
 }
 
-// Images of the frames that were looked at last; a 12-megapixel image without loss takes 70 MB.
+// The images of the last frames in view. Only a few are kept: a 12-megapixel image without loss takes 70 MB.
 const rasters = new Map();
 
 function rasterOf(frame) {

@@ -1,4 +1,4 @@
-// The document, and what the user chose.
+// The document, and the user's choices.
 
 const data = readDocument(JSON.parse($('data').textContent));
 data.measures = measuresOf(data);

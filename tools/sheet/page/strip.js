@@ -1,8 +1,8 @@
-// The frames of a task as a strip of thumbnails, the filter, and what is told of the tree as a whole.
+// The strip of thumbnails of a task's frames, the filter, and the findings of the tree and the task.
 
 const cells = new Map();
 
-/// Pictures are decoded when their cell comes near the window and let go when it is far away.
+/// Decodes the picture of a cell that comes near the visible part, and drops it when the cell is far away.
 const near = new IntersectionObserver(changes => {
   for (const {target, isIntersecting} of changes) {
     const img = target.querySelector('img');
@@ -20,7 +20,7 @@ function captionOf(entry) {
   return Number.isNaN(value) ? '' : withUnit(value, captionMeasure().unit);
 }
 
-/// How a frame stands to the other tree: a sign and words.
+/// A sign and words for the frame's relation to the other tree.
 function sideOf(entry) {
   if (data.against === null) return ['', ''];
   if (!entry.a) return ['∈B', 'only in B'];
@@ -28,7 +28,7 @@ function sideOf(entry) {
   return entry.differs ? ['≠', 'differs'] : ['', ''];
 }
 
-/// What lies between the frame and the one before it, where that is more than usual.
+/// The gap between the frame and the one before it in words, or '' if it is not larger than usual.
 function gapOf(entry) {
   const words = [];
   if (entry.lost) words.push(`${entry.lost} sof${entry.lost > 1 ? 's' : ''} lost`);
@@ -36,13 +36,13 @@ function gapOf(entry) {
   return words.join(', ');
 }
 
-/// What a cell says beside the frame's number, sign and value, which stand in it.
+/// The words that a screen reader says of a cell beside its visible text.
 function wordsOf(entry) {
   const request = entry.main.request === null ? '' : `request ${entry.main.request}`;
   return [request, captionMeasure().label, ...entry.findings.map(nameOf), sideOf(entry)[1]].filter(Boolean).map(shown).join(', ');
 }
 
-/// Shares of the picture's height that the file has: of luma, and of luma with colour.
+/// The shares of the picture's height that the file has: [luma, luma with colour].
 function heldShares(frame) {
   if (!frame.image || !frame.image.lacking) return [1, 1];
   const [luma, u, v] = frame.image.held;
@@ -100,7 +100,7 @@ function showCaptions() {
   }
 }
 
-/// One box for all thumbnails: of the shape that most frames have.
+/// Makes the cells. All thumbnails have a box of the same shape: that of most frames.
 function showCells() {
   const shapes = new Map();
   for (const {main} of state.task.frames) {
@@ -119,8 +119,8 @@ function showCells() {
   for (const cell of cells.values()) near.observe(cell);
 }
 
-/// The fewer frames there are, the larger they are shown; beyond the thumbnail's own size with the large
-/// picture.
+/// Sets the size of the cells: the fewer frames, the larger the cells. A cell that is wider than a thumbnail
+/// gets the large picture.
 function fitCells() {
   const strip = $('strip');
   const count = Math.max(1, state.seen.length || state.task.frames.length);
@@ -144,10 +144,10 @@ function showGeneral() {
   $('general').querySelector('ul').replaceChildren(...findings.map(finding => findingItem(finding)));
 }
 
-/// "error: image-short", and whose it is where that is not the first tree.
+/// "error: image-short"; a finding of the second tree adds "in B".
 const nameOf = finding => `${finding.severity}: ${shown(finding.rule)}${finding.other ? ' in B' : ''}`;
 
-/// A finding in words; beside its frame, paths begin in the frame's folder.
+/// A finding as a list item. If its frame is given, the path begins in the frame's folder.
 function findingItem(finding, entry) {
   const folder = entry && (finding.other ? entry.b : entry.a)?.name;
   const path = folder ? finding.path.split(folder + '/').pop() : finding.path;
@@ -183,8 +183,8 @@ function countText() {
     + `${grouped(String(total))} frame${total === 1 ? '' : 's'}${every}` + (others ? ` and ${others} only in B` : '') + drawn;
 }
 
-/// Shows the frames that the filter leaves. The frame that one was at stays, or is returned to once the
-/// filter leaves it again.
+/// Shows the frames that the filter leaves. The frame that the user chose stays selected; while the filter
+/// hides it, another one is selected.
 function showFiltered() {
   const {test, unknown} = filterOf(data, state.task.frames, $('filter').value);
   const only = state.only;

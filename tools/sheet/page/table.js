@@ -1,4 +1,4 @@
-// All frames as a table: sorted by any column, copied as CSV.
+// The table of all frames. Users sort it by any column and copy it as CSV.
 
 const MOST_ROWS = 2000;
 
@@ -10,7 +10,7 @@ const IDENTITY = [
   {key: 'time', label: 'time', text: entry => shown(entry.main.time), sort: entry => entry.at},
   {key: 'findings', label: 'findings', text: entry => entry.findings.map(nameOf).join('; '), sort: entry => entry.findings.length}];
 
-/// The columns: what a frame is, then the measures, of both trees where there are two.
+/// The columns: the frame's identity, then the measures, with two trees those of both.
 function columnsNow() {
   const columns = [...IDENTITY];
   if (data.against !== null) {
@@ -84,7 +84,7 @@ function showTableSelection() {
   }
 }
 
-/// Leaves the table for the frame.
+/// Closes the table and opens the frame.
 function openEntry(entry) {
   select(entry);
   toggleTable(false);
@@ -108,7 +108,7 @@ function toggleTable(on = $('table').hidden) {
   writeAddress();
 }
 
-/// The row below or above, which becomes the selected one.
+/// Selects the row that lies `by` rows below.
 function stepTable(by) {
   const rows = [...$('frames').querySelectorAll('tbody tr')];
   const at = rows.findIndex(row => row.entry === state.entry);

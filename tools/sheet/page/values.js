@@ -1,19 +1,21 @@
-// The numbers of a frame: measures that have a lane, a column and a word of the filter, and the rows of
-// parameters and of the scene record.
+// The numbers of a frame: the measures, each of which can be a lane, a column and a word of the filter, and the
+// rows of parameters and of the scene record.
 
 const PLANES = ['Y', 'U', 'V'];
 
-/// A measure's value. Some say how the two frames of an entry compare; the others are of either frame.
+/// The value of a measure, or NaN. A measure with `pair` compares the two frames of an entry; the others
+/// describe one frame, that of `side`.
 function valueOf(measure, entry, side = 'main') {
   if (measure.pair) return number(measure.pair(entry));
   const frame = entry[side];
   return frame ? number(measure.of(frame)) : NaN;
 }
 
-/// How the two images of an entry compare on a plane: [psnr, largest, mean, pixels].
+/// The comparison of the entry's two images on a plane: [psnr, largest, mean, pixels].
 const compared = (entry, plane) => entry.metrics?.planes?.[plane];
 
-/// The lower, the worse: the luma's PSNR; what could not be compared as a whole is worse than all.
+/// The rank of an entry; the worst has the lowest. It is the luma's PSNR, or -Infinity for images that were
+/// not compared as a whole.
 function rankOf(entry) {
   if (!entry.a || !entry.b || entry.metrics?.problem) return -Infinity;
   const luma = compared(entry, 0);
@@ -32,7 +34,7 @@ function pairMeasures(plane) {
       pair: entry => compared(entry, plane)?.[1]}];
 }
 
-/// All measures of the document, those of pairs only where there are pairs.
+/// All measures of the document; those of pairs only if the page has two trees.
 function measuresOf(data) {
   const figures = (name, unit, label, of) => ({key: name, name, unit, label, of: frame => frame.image && of(frame.image)});
   return [
@@ -47,10 +49,10 @@ function measuresOf(data) {
 
 const cut = value => Array.isArray(value) && value[0] > value.length - 1;
 
-/// Columns in which so many numbers are a matrix.
+/// The number of columns of a matrix, by its number of elements.
 const MATRICES = {9: 3, 12: 4, 16: 4};
 
-/// A field's value as text; numbers of a matrix stand in rows.
+/// A field's value as text. A matrix has a line for each row.
 function listed(value, format = figure) {
   if (value === null || value === undefined) return '–';
   if (!Array.isArray(value)) return format(value);
@@ -68,7 +70,7 @@ function sceneUnit(name) {
   return {exp_time: 'ns', total_gain: 'gain', cur_ev: 'EV', ev0: 'EV', ev1: 'EV', ev2: 'EV'}[name] || '';
 }
 
-/// Names that stand alone; those that occur twice have as many parents in front as tell them apart.
+/// The last parts of paths, each with as many parents in front as it needs to be unique.
 function leafNames(paths) {
   return paths.map(path => {
     const parts = path.split('/');
@@ -80,8 +82,8 @@ function leafNames(paths) {
   });
 }
 
-/// The values of a frame, one row each: {key, name, of, a, b, before, same, measure}. `a` and `b` are the
-/// two trees' values and `before` is that of the frame before; `same` says that it is as before. A row
+/// The rows of a frame's values: {key, name, of, a, b, before, same, measure}. `a` and `b` are the values of
+/// the two trees, `before` is that of the frame before, and `same` tells whether it is unchanged. A row
 /// without `of` is a tag.
 function parameterRows(data, entry, before) {
   const rows = [];
@@ -125,8 +127,8 @@ function sceneRows(data, entry, before) {
   });
 }
 
-/// A measure by its name, in any case: one of the document's, a word for one of those, a scene field by its
-/// end, or TAG.field; null when there is none of that name.
+/// The measure of a name in any case, or null. The name is that of a measure of the document or its short
+/// form, the end of a scene field's path, or TAG.field.
 function measureNamed(data, name) {
   const wanted = name.toLowerCase();
   const alias = {exposure: 'exp_time', gain: 'total_gain', ev: 'cur_ev'}[wanted] || wanted;

@@ -1,23 +1,23 @@
-// The picture that is looked at: one, two side by side, under a slider, or their difference; zoomed and
-// moved alike in both.
+// The picture of the selected frame: one image, two side by side or under a slider, or their difference. Both
+// images have the same zoom and place.
 
 const MODES = [['a', 'A'], ['b', 'B'], ['two', 'two'], ['split', 'slider'], ['difference', 'difference']];
 const view = {mode: 'a', zoom: 0, x: 0, y: 0, full: false, clip: false, split: 0.5, gain: 0, signed: true, plane: 0,
   held: false, blink: 0, a: null, b: null, drawn: new Map(), painted: 0, panes: []};
 
-/// Pixels of the image, those of A or where it has none of B.
+/// Has the width and height of the image in A, or in B if A has none.
 const imageSize = () => view.a || view.b;
 const bothThere = () => Boolean(view.a && view.b);
 const sameSize = () => bothThere() && view.a.width === view.b.width && view.a.height === view.b.height;
 
-/// The mode as far as the frame's images allow it.
+/// The mode, or the nearest one that the frame's images allow.
 function modeNow() {
   if (view.held) return view.mode === 'b' ? 'a' : 'b';
   if (!bothThere()) return view.a ? 'a' : 'b';
   return ['split', 'difference'].includes(view.mode) && !sameSize() ? 'two' : view.mode;
 }
 
-/// Shows the images of the entry that is selected; the last ones stay until these are decoded.
+/// Shows the images of the selected entry. The images before stay until these are decoded.
 function showImages() {
   const entry = state.entry;
   const [a, b] = [rasterOf(entry?.a), rasterOf(entry?.b)];
@@ -31,9 +31,9 @@ function showImages() {
   Promise.all([a?.load(), b?.load()]).then(done);
 }
 
-// ---- What is drawn
+// ---- Drawing
 
-/// A canvas that is made once for what is shown now.
+/// Returns what makeIt() made for the key; it is made once for the images in view.
 function drawnOnce(key, makeIt) {
   if (!view.drawn.has(key)) view.drawn.set(key, makeIt());
   return view.drawn.get(key);
@@ -41,7 +41,7 @@ function drawnOnce(key, makeIt) {
 
 const canvasFrom = image => canvasOf(image.width, image.height, image);
 
-/// The layers of one image: the reduced picture, over it the window.
+/// The layers of one image: the reduced picture, and the window above it.
 function imageLayers(raster) {
   const whole = {x: 0, y: 0, width: raster.width, height: raster.height};
   const layers = [];
@@ -54,7 +54,7 @@ function imageLayers(raster) {
   return layers;
 }
 
-/// How the difference is shown: the gain, and where it was chosen why.
+/// The settings of the difference. `gain` is the user's or the usual one; `usual` has the reason of the latter.
 function differenceStyle() {
   const pair = drawnOnce('pair', () => comparable(view.a, view.b));
   const usual = drawnOnce(`usual${view.plane}${view.signed}`, () => usualGain(pair || {}, view.plane, view.signed));
@@ -72,7 +72,7 @@ function differenceLayers() {
   return layers;
 }
 
-/// Where the panes of the mode lie in the canvas and what each shows.
+/// The panes of the mode: their place in the canvas, and `shows`.
 function panesOf(width, height) {
   const mode = modeNow();
   const whole = {left: 0, top: 0, width, height};
@@ -90,10 +90,10 @@ function fitZoom(pane) {
   return Math.min(pane.width / size.width, pane.height / size.height);
 }
 
-/// Screen pixels that one pixel of the image takes.
+/// The number of screen pixels per pixel of the image.
 const zoomOf = pane => view.zoom || fitZoom(pane);
 
-/// Where the image's pixel 0, 0 lies in the pane. An image that is smaller than the pane is centred.
+/// The place of the image's pixel 0, 0 in the canvas. An image that is smaller than the pane is centred.
 function originOf(pane) {
   const zoom = zoomOf(pane);
   const size = imageSize();
@@ -151,7 +151,7 @@ function paintPane(context, pane) {
 }
 
 function paintImage(context, {x, y, zoom}, raster, layers) {
-  // One pixel of the image is a square from 1:1 on.
+  // At 1:1 and above, each pixel of the image is a square.
   context.imageSmoothingEnabled = zoom < 1;
   context.imageSmoothingQuality = 'high';
   for (const layer of layers) {
@@ -182,7 +182,7 @@ function hatch(context, dense) {
   return context.createPattern(hatch[key], 'repeat');
 }
 
-/// Hatches what the file lacks: luma densely, colour alone with lines.
+/// Hatches the rows that the file lacks: densely without luma, with thin lines without chroma.
 function paintHatch(context, {x, y, zoom}, raster) {
   const held = raster.frame.image?.held;
   if (!held) return;
@@ -194,12 +194,12 @@ function paintHatch(context, {x, y, zoom}, raster) {
   const chromaWidth = (raster.width + 1) >> 1;
   const whole = Math.floor(held[0] / raster.width);
   const coloured = Math.min(whole, 2 * Math.floor(Math.min(held[1], held[2]) / chromaWidth));
-  // The dump of a picture with odd sides leaves out the last chroma.
+  // A dump of an image with odd sides lacks its last chroma samples, which is not damage.
   if (raster.frame.image.lacking) fill(coloured, whole, false);
   fill(whole, raster.height, true);
 }
 
-/// The window's edge, the rectangle and the cursor.
+/// Draws the window's edge, the rectangle and the cursor.
 function paintMarks(context, {x, y, zoom}) {
   const frame = (area, colour, dash) => {
     context.setLineDash(dash);
@@ -227,7 +227,7 @@ function paintSlider(context, pane) {
   }
 }
 
-/// Where the corner map lies in a pane.
+/// The place of the map in the corner of a pane.
 function mapOf(pane) {
   const size = imageSize();
   const most = Math.min(180 * devicePixelRatio, pane.width / 4, pane.height / 3);
@@ -256,15 +256,16 @@ function paintMap(context, pane) {
   context.restore();
 }
 
-/// Whether some of the image lies outside its pane.
+/// Whether a part of the image lies outside its pane.
 function isLarger() {
   const pane = view.panes[0];
   return Boolean(pane && imageSize()) && zoomOf(pane) > fitZoom(pane) * 1.001;
 }
 
-// ---- What the user does
+// ---- Actions
 
-/// Zooms so that the image's pixel under a place of the canvas stays there; without one, that in the middle.
+/// Zooms around a place of the canvas, by default around the middle of the pane: the image's pixel there stays.
+/// Zoom 0 fits the image into the pane.
 function zoomTo(zoom, place) {
   const pane = place?.pane || view.panes[0];
   if (!pane) return;
@@ -273,7 +274,7 @@ function zoomTo(zoom, place) {
   const origin = originOf(pane);
   const at = place ? [place.x, place.y] : [pane.left + pane.width / 2, pane.top + pane.height / 2];
   const pixel = [(at[0] - origin.x) / origin.zoom, (at[1] - origin.y) / origin.zoom];
-  // An image that is smaller than the window is not made smaller than it is.
+  // An image that is smaller than the pane is never shown below 1:1.
   if (!zoom) view.zoom = 0;
   else if (fit > 1) view.zoom = Math.max(1, next);
   else view.zoom = next <= fit * 1.001 && next !== 1 ? 0 : next;
@@ -301,7 +302,7 @@ function zoomBy(factor, place) {
   if (pane) zoomTo(zoomOf(pane) * factor, place);
 }
 
-/// Moves by pixels of the screen.
+/// Moves the picture by pixels of the screen.
 function moveBy(x, y) {
   const pane = view.panes[0];
   if (!pane) return;
@@ -312,7 +313,7 @@ function moveBy(x, y) {
   writeAddress(true);
 }
 
-/// Goes to the window without loss, at least 1:1.
+/// Goes to the part without loss, at 1:1 or larger.
 function goToWindow() {
   const area = (view.a || view.b)?.area;
   if (!area) return say('This frame has no part without loss.');
@@ -342,7 +343,7 @@ function stopBlink() {
   view.held = false;
 }
 
-/// The other picture as long as it is held.
+/// Shows the other picture while the key is held.
 function holdOther(held) {
   if (view.held === held || view.blink) return;
   view.held = held;
@@ -350,7 +351,8 @@ function holdOther(held) {
   paint();
 }
 
-/// Two pictures a second, which is slow enough for everybody's eyes; one a click where motion is unwanted.
+/// Starts or ends blinking. Two changes a second are slow enough for photosensitive users; if the user prefers
+/// reduced motion, each click changes the picture.
 function toggleBlink() {
   if (matchMedia('(prefers-reduced-motion: reduce)').matches) return setMode(view.mode === 'b' ? 'a' : 'b');
   if (view.blink) {
@@ -383,13 +385,13 @@ const pressed = (id, on) => $(id).setAttribute('aria-pressed', on);
 
 function makeControls() {
   $('modes').append(...MODES.map(([id, label]) => button(label, () => setMode(id), {id: 'mode-' + id})),
-    button('blink', toggleBlink, {id: 'blink', title: 'A and B in turn; hold b to look at the other one'}));
+    button('blink', toggleBlink, {id: 'blink', title: 'show A and B in turn; hold b to see the other one'}));
   $('zooms').append(button('−', () => zoomBy(1 / 1.5), {'aria-label': 'Zoom out'}), button('+', () => zoomBy(1.5), {'aria-label': 'Zoom in'}),
     button('1:1', () => zoomTo(1), {id: 'one'}), button('fit', () => zoomTo(0), {id: 'fit'}),
-    button('exact', goToWindow, {id: 'toWindow', title: 'the part without loss'}),
+    button('exact', goToWindow, {id: 'toWindow', title: 'go to the part without loss'}),
     button('clipping', toggleClipping, {id: 'clipping'}), button('rectangle', toggleTool, {id: 'tool'}),
     button('full window', () => setFull(!view.full), {id: 'full'}));
-  $('gain').append(...[0, ...GAINS].map(gain => make('option', {value: gain, textContent: gain ? '× ' + gain : 'gain: by itself'})));
+  $('gain').append(...[0, ...GAINS].map(gain => make('option', {value: gain, textContent: gain ? '× ' + gain : 'gain: automatic'})));
   $('plane').append(...[[0, 'Y'], [1, 'U'], [2, 'V'], [-1, 'all']].map(([value, textContent]) => make('option', {value, textContent})));
   $('gain').onchange = () => setDifference({gain: Number($('gain').value)});
   $('plane').onchange = () => setDifference({plane: Number($('plane').value)});
@@ -420,7 +422,7 @@ function toggleClipping() {
   writeAddress();
 }
 
-/// The controls as the mode has them.
+/// Sets the state of the controls.
 function showModes() {
   const mode = modeNow();
   $('modes').hidden = !bothThere();
@@ -439,7 +441,7 @@ function showModes() {
   $('toWindow').disabled = !(view.a || view.b)?.area;
 }
 
-/// What the picture is, in words: sides, size, zoom, the legend of the difference and of clipping.
+/// Sets the text around the picture: sides, size, zoom, the legends of difference and clipping.
 function showState() {
   const mode = modeNow();
   const raster = mode === 'b' ? view.b : view.a || view.b;
