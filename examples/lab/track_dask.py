@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Values and findings of many trees, on a Dask cluster, as one table.
+"""Writes values and findings of many trees into one table, by a Dask cluster.
 
     track_dask.py SCHEDULER FOLDER OUT.csv NAME...
 
-SCHEDULER is an address such as tcp://lab1:8786. FOLDER holds the trees, under the same path on every
-machine that runs a worker. OUT.csv gets a row a frame: its tree, its place, the values, and the number
-of errors and warnings that were found in its tree.
+SCHEDULER is an address such as tcp://lab1:8786. FOLDER has the trees; it has the same path on every
+machine that runs a worker. OUT.csv has a row for each frame: its tree, its place, the values, and the
+number of errors and warnings in its tree.
 
-A tree is a task of its own, so a worker that is lost costs the trees that it was at: the scheduler
-gives those to another worker. A task's result is a function of its tree alone and is taken once.
+Each tree is a task, so the scheduler gives the unfinished trees of a lost worker to other workers. The
+result of a task depends on its tree alone and is taken once.
 """
 
 import pathlib
