@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""What Python costs: the package's figures against the program's and others', each at most so much.
+"""Compares the times of the Python package with those of the program and of other packages.
 
     python.py TYKSIM [PROCESSOR.so]
 
-PYTHONPATH names the package. Each row runs both sides in turn, several rounds, and compares the
-shortest times; PROCESSOR.so is a processor in C that does nothing.
+PYTHONPATH has the package; PROCESSOR.so is a processor in C that does nothing. Each row runs both
+sides in turn for several rounds and divides their shortest times. The exit status is 1 if a ratio
+exceeds its limit.
 """
 
 import os
@@ -85,7 +86,7 @@ def main(tyksim, processor=None):
 
         def read():
             image = package.open(frame.path).frames[0].image
-            image.path  # the listing is not the reading
+            image.path  # lists the folder, which the row does not measure
             return image
 
         images = [read() for _ in range(ROUNDS)]

@@ -1,4 +1,4 @@
-// What is wrong with a tree, and how two trees differ, as values.
+// The findings of a tree, and the differences of two trees, as Python's values.
 #include "python/src/Errors.h"
 #include "python/src/Frames.h"
 #include "python/src/Text.h"
@@ -43,7 +43,7 @@ py::tuple pythonFinding(const Finding& finding) {
         positionOf(finding.place.task), positionOf(finding.place.frame));
 }
 
-/// Keeps the findings, which come one by one.
+/// Collects findings.
 class FindingList : public tyktree::FindingSink {
 public:
     void add(const Finding& finding) override { list.push_back(finding); }
@@ -66,7 +66,7 @@ py::list check(const Frames& frames, bool deep, int jobs, const py::object& prog
     return list;
 }
 
-/// What diff() compares by.
+/// The options of diff().
 struct DiffArguments {
     bool byOrder;
     int tolerance;
@@ -104,7 +104,8 @@ py::list pythonValues(const std::vector<tyksim::ValueDifference>& values) {
     return list;
 }
 
-/// Name, whether A and B have it, the bytes of both and how many differ, and the fields.
+/// The name, whether A and B have it, the bytes of both, the number of different bytes, and the
+/// fields.
 py::list pythonContents(const std::vector<ContentDifference>& contents) {
     py::list list;
     for (const ContentDifference& content : contents) {
@@ -115,7 +116,8 @@ py::list pythonContents(const std::vector<ContentDifference>& contents) {
     return list;
 }
 
-/// PSNR, largest and mean difference, and samples that differ; None where none was compared.
+/// PSNR, largest and mean difference, and the number of different samples; None if none was
+/// compared.
 py::object pythonPlane(const tyksim::PlaneDifference& plane) {
     if (plane.samples == 0) return py::none();
     return py::make_tuple(plane.psnr(), plane.largest, plane.mean(), plane.different);
@@ -136,7 +138,7 @@ py::list pythonImages(const std::vector<tyksim::ImageDifference>& images) {
     return list;
 }
 
-/// The place of a frame among those of its side; None where the side has none.
+/// The index of a frame on its side; None if the side does not have it.
 py::object indexOf(const Frames& frames, const std::optional<FrameRef>& frame) {
     if (!frame) return py::none();
     for (size_t i = 0; i < frames.refs().size(); ++i) {
@@ -145,7 +147,7 @@ py::object indexOf(const Frames& frames, const std::optional<FrameRef>& frame) {
     return py::none();
 }
 
-/// A pair that is not the same.
+/// A pair of frames that differ.
 py::tuple pythonPair(const Frames& a, const Frames& b, const FramePair& pair,
                      const FrameDifference& difference) {
     py::list names, problems;
@@ -159,7 +161,7 @@ py::tuple pythonPair(const Frames& a, const Frames& b, const FramePair& pair,
                           problems);
 }
 
-/// The pairs that both sides have, those that are not the same, and the tuning copies that differ.
+/// The number of matched pairs, the pairs that differ, and the tuning copies that differ.
 py::tuple diff(const Frames& a, const Frames& b, const DiffArguments& arguments, int jobs,
                const py::object& progress) {
     const tyksim::DiffRules rules = rulesOf(a, b, arguments);

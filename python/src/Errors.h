@@ -1,4 +1,4 @@
-// What goes wrong below the module, as Python's exceptions.
+// Turns C++ exceptions into Python's.
 #pragma once
 
 #include "tags/Problem.h"
@@ -9,8 +9,8 @@
 
 namespace tykpython {
 
-/// Becomes a tyksim.DamagedError: something of a tree cannot be had. Needs no interpreter, so that
-/// work on other threads may throw it.
+/// Becomes a tyksim.DamagedError: a part of a tree cannot be read. Does not need the interpreter,
+/// so work on other threads may throw it.
 class Damaged : public std::exception {
 public:
     explicit Damaged(tyktags::Problem problem)
@@ -23,14 +23,14 @@ private:
     std::string line_;
 };
 
-/// The operation's value; throws Damaged if there is none.
+/// Returns the operation's value; throws Damaged if it has none.
 template <typename Value>
 Value orDamaged(tyktags::Result<Value> result) {
     if (!result.ok()) throw Damaged(result.problem());
     return std::move(result.value());
 }
 
-/// From now on Damaged, and what the tool's rooms throw, come out as Python's exceptions.
+/// Registers the translation of Damaged and of the tool's exceptions. Call it once.
 void translateErrors();
 
 }  // namespace tykpython

@@ -24,7 +24,7 @@ namespace {
 using tyktree::FileEntry;
 using tyktree::FrameRef;
 
-/// The ranges of an argument; `least` is the smallest number that makes sense.
+/// The ranges of an argument; `least` is the smallest valid number.
 tyktree::NumberRanges rangesOf(const char* argument, const std::string& text, int64_t least) {
     if (text.empty()) return {};
     auto ranges = tyktree::NumberRanges::parse(text, least);
@@ -49,8 +49,7 @@ const char* nameOf(tyktree::TreePath::Kind kind) {
     return "frame";
 }
 
-/// Pipe, task, position, request and sof id, path, name and time; None for what the names do not
-/// say.
+/// Pipe, task, position, request and sof id, path, name and time; None for ids that the names lack.
 py::tuple placeOf(const Frames& frames, size_t index) {
     const FrameRef& frame = frames.at(index);
     const tyktree::FrameEntry& entry = *frame.frame;
@@ -64,7 +63,7 @@ py::tuple placeOf(const Frames& frames, size_t index) {
                                           : py::object(py::none()));
 }
 
-/// Task by task: pipe, position, path, name, time, and the range of its frames among all.
+/// For each task: pipe, position, path, name, time, and the range of its frames among all.
 py::list tasksOf(const Frames& frames) {
     py::list tasks;
     const std::vector<FrameRef>& refs = frames.refs();
@@ -82,7 +81,7 @@ py::list tasksOf(const Frames& frames) {
     return tasks;
 }
 
-/// Lists a frame's folder. Damaged where that does not work.
+/// Lists a frame's folder. Throws Damaged on failure.
 void list(const FrameRef& frame, tyktree::FrameListing& listing) {
     const py::gil_scoped_release unlocked;
     if (listing.read(frame.path())) return;
@@ -106,7 +105,7 @@ py::list parametersOf(const Frames& frames, size_t index) {
     return parameters;
 }
 
-/// Path, camera, sof id, width, height and bytes of a frame's image; None where it has none.
+/// Path, camera, sof id, width, height and bytes of a frame's image; None if it has none.
 py::object imageOf(const Frames& frames, size_t index) {
     tyktree::FrameListing listing;
     list(frames.at(index), listing);
@@ -117,7 +116,7 @@ py::object imageOf(const Frames& frames, size_t index) {
                           image->bytes);
 }
 
-/// The camera of a frame's first file; None where no file says one.
+/// The camera of a frame's first file; None if no file has one.
 py::object cameraOf(const Frames& frames, size_t index) {
     tyktree::FrameListing listing;
     list(frames.at(index), listing);
@@ -128,8 +127,8 @@ py::object cameraOf(const Frames& frames, size_t index) {
     return py::none();
 }
 
-/// The value of a name in one frame. KeyError where the frame has none, Damaged where it cannot be
-/// read. A tag without a field is its bytes.
+/// The value of a name in one frame. Raises KeyError if the frame has none, throws Damaged if it
+/// cannot be read. Returns None for a whole tag.
 py::object valueOf(const Frames& frames, size_t index, const std::string& name) {
     const std::string path = frames.at(index).path();
     const std::vector<tyktree::ValueName> names = frames.resolve({name});

@@ -1,4 +1,4 @@
-// A tree that was opened, and some of its frames.
+// An open tree, and a selection of its frames.
 #pragma once
 
 #include "python/src/Table.h"
@@ -16,13 +16,13 @@
 
 namespace tykpython {
 
-/// What a tree's folders and its tag table say. Immutable; any number of threads may use it.
+/// A tree's folders and its tag table. Immutable; any number of threads may use it.
 struct OpenTree {
     tyktree::TreeIndex index;
     Table table;
 };
 
-/// How frames are picked; what is "" picks all.
+/// A selection of frames. Members that are "" or none select all.
 struct Picked {
     std::optional<int> pipe;
     std::optional<uint32_t> task;
@@ -32,18 +32,18 @@ struct Picked {
     std::string where;  ///< a condition on values
 };
 
-/// The frames of a tree that are picked, in order. Immutable; any number of threads may use it.
+/// The selected frames of a tree, in order. Immutable; any number of threads may use it.
 class Frames {
 public:
-    /// Opens a tree. `tags` is a tag table, "" where the tree's own counts. Damaged where there is
-    /// no tree or its table cannot be read.
-    /// `assumed` says how images lie in their files.
+    /// Opens a tree. `tags` is the path of a tag table, or "" for the tree's own. `assumed` is the
+    /// storage of images in their files. Throws Damaged if there is no tree or its table cannot be
+    /// read.
     static Frames open(const std::string& path, const std::string& tags, std::optional<int> pipe,
                        const tyksim::AssumedPicture& assumed);
 
-    /// The frames of the whole tree that are picked so. ValueError for what are no ranges and for
-    /// what is no condition, KeyError for its names that stand for nothing, Damaged for its values
-    /// that cannot be read.
+    /// Selects frames of the whole tree. Raises ValueError for invalid ranges and conditions, and
+    /// KeyError for an unknown name in a condition; throws Damaged if a value of the condition
+    /// cannot be read.
     Frames select(const Picked& picked) const;
 
     const OpenTree& tree() const { return *tree_; }
@@ -51,10 +51,10 @@ public:
     const std::vector<tyktree::FrameRef>& refs() const { return refs_; }
     const tyktree::FrameRef& at(size_t index) const;
 
-    /// The names of the tags that the first frames have, for names that stand in no tag table.
+    /// The names of the first frames' tags, which the tag table may lack. Reads folders once.
     const std::vector<std::string>& tagNames() const;
 
-    /// What the names stand for; KeyError for one that stands for nothing.
+    /// Resolves names. Raises KeyError for an unknown one.
     std::vector<tyktree::ValueName> resolve(const std::vector<std::string>& names) const;
 
 private:
@@ -72,7 +72,7 @@ private:
     std::shared_ptr<Names> names_ = std::make_shared<Names>();
 };
 
-/// Binds Frames with all that reads values, and returns the class for others to add to.
+/// These add the operations of Frames to its Python class.
 void bindFrames(pybind11::class_<Frames>& frames);
 void bindTracks(pybind11::class_<Frames>& frames);
 void bindChecks(pybind11::module_& module, pybind11::class_<Frames>& frames);

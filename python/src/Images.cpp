@@ -27,7 +27,7 @@ using Samples = py::array_t<uint8_t, py::array::c_style>;
 
 constexpr int kRowsAtOnce = 64;
 
-/// How an image lies in its file, as Python has it.
+/// The layout of an image in its file.
 struct StoredImage {
     std::string path;
     PictureLayout layout;
@@ -51,13 +51,13 @@ struct StoredPlane {
     size_t apart;
     size_t wide;
     size_t rows;
-    uint8_t otherwise;  ///< what stands for samples that the file lacks
+    uint8_t otherwise;  ///< the value for samples that the file lacks
 
     uint64_t end() const { return offset + apart * (rows - 1) + wide; }
 };
 
-/// Reads a plane into `out`, which has no gaps. Damaged where the file ends before it and nothing
-/// is filled in.
+/// Reads a plane into `out`, which has no gaps. If the file ends early, fills in the other samples
+/// or throws Damaged.
 void readPlane(const StoredImage& image, const StoredPlane& plane, uint8_t* out) {
     const PictureFile file(image.path, image.layout);
     if (!image.filled && file.bytes() < plane.end()) {
@@ -89,7 +89,7 @@ Samples readLuma(const StoredImage& image) {
     return samples;
 }
 
-/// Pairs of V and U, whatever order they are stored in.
+/// Pairs of V and U; the file may have the other order.
 Samples readChroma(const StoredImage& image) {
     constexpr uint8_t kNoColour = 128;
     const auto pairs = static_cast<size_t>(tyksim::chromaLength(std::max(image.layout.width, 1)));
@@ -106,7 +106,7 @@ Samples readChroma(const StoredImage& image) {
     return samples;
 }
 
-/// Strips of a picture whose samples lie in arrays, which must outlive it.
+/// Strips of a picture in arrays, which must outlive the object.
 PictureSource sourceOf(const Samples& luma, const Samples& chroma, tyksim::SampleBuffer& buffer) {
     const auto height = static_cast<int>(luma.shape(0));
     const auto width = static_cast<int>(luma.shape(1));

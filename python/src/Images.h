@@ -1,4 +1,4 @@
-// Image files as arrays, and arrays as pictures.
+// Reads image files into arrays, and makes pictures of arrays.
 #pragma once
 
 #include <pybind11/pybind11.h>

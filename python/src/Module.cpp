@@ -1,4 +1,4 @@
-// The module tyksim._core: what Python gets of trees without any convenience.
+// The module tyksim._core, on which the Python files of the package are built.
 #include "python/src/Errors.h"
 #include "python/src/Frames.h"
 #include "python/src/Images.h"
@@ -14,7 +14,7 @@ namespace py = pybind11;
 
 namespace {
 
-/// Why a parameter of `size` bytes cannot take a value of `bytes` bytes; "" where it can.
+/// The reason why a parameter of `size` bytes cannot have a value of `bytes` bytes; "" if it can.
 std::string valueProblem(uint32_t tag, bool isBlock, size_t size, uint64_t bytes) {
     tyksim_parameter parameter{};
     parameter.tag = tag;

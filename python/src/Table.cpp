@@ -21,7 +21,7 @@ using tyktags::FieldType;
 using tyktags::Value;
 using tyktree::ValueName;
 
-/// How the type is stored, in numpy's letters; texts have their length behind it.
+/// The type in numpy's letters; the length of a text follows.
 std::string storedAs(FieldType type) {
     return visitType(type, [](auto element) {
         using Element = decltype(element);

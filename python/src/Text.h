@@ -1,4 +1,4 @@
-// Names and texts of trees, which are bytes, as Python's strings and back.
+// Converts names and texts of trees, which are bytes, to Python's strings and back.
 #pragma once
 
 #include <pybind11/pybind11.h>
@@ -7,7 +7,7 @@
 
 namespace tykpython {
 
-/// Decoded as file names are: what is no UTF-8 comes back exactly through os.fsencode().
+/// Decodes bytes like Python's file names: os.fsencode() restores bytes that are not UTF-8.
 inline pybind11::str pythonText(std::string_view bytes) {
     PyObject* const text = PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()),
                                                 "surrogateescape");
@@ -15,7 +15,7 @@ inline pybind11::str pythonText(std::string_view bytes) {
     return pybind11::reinterpret_steal<pybind11::str>(text);
 }
 
-/// The bytes that pythonText() made `text` of.
+/// The inverse of pythonText().
 inline std::string bytesOf(const pybind11::str& text) {
     PyObject* const bytes = PyUnicode_AsEncodedString(text.ptr(), "utf-8", "surrogateescape");
     if (!bytes) throw pybind11::error_already_set();

@@ -33,7 +33,8 @@ py::array zeros(const py::dtype& type, const std::vector<py::ssize_t>& shape) {
     return array;
 }
 
-/// One value over the frames. Made with the interpreter's lock, filled without it.
+/// One value over the frames. The constructor needs the interpreter's lock; threads fill the column
+/// without it.
 class TrackColumn {
 public:
     TrackColumn(const ValueName& name, size_t rows)
@@ -70,8 +71,8 @@ public:
         }
     }
 
-    /// The values, where they are missing, and of texts, which come as a list, the sides of a
-    /// frame's array.
+    /// The values and the mask of missing ones. Texts are a list, with the sides of a frame's array
+    /// as third element.
     py::tuple result() const {
         if (!shape_.isText()) return py::make_tuple(data_, mask_, py::none());
         py::list texts;
@@ -90,8 +91,8 @@ private:
     size_t size_ = 0;
 };
 
-/// Columns in the order of the names, and what could not be read where `masked`; else that is
-/// thrown.
+/// The columns in the order of the names, and the problems of values that could not be read. Unless
+/// `masked`, throws the first such problem.
 py::tuple track(const Frames& frames, const std::vector<std::string>& given, bool masked, int jobs,
                 const py::object& progress) {
     const std::vector<ValueName> names = frames.resolve(given);
@@ -126,8 +127,8 @@ py::tuple track(const Frames& frames, const std::vector<std::string>& given, boo
     return py::make_tuple(results, lines);
 }
 
-/// Where the frames stand: pipe, task, frame, request and sof id as arrays, and where the last two
-/// and the pipe are not known.
+/// Pipe, task, frame, request and sof id of the frames as arrays, the mask of unknown pipes, and
+/// that of unknown request and sof ids.
 py::tuple places(const Frames& frames) {
     const size_t rows = frames.refs().size();
     std::array<py::array_t<int64_t>, 5> numbers;
@@ -151,7 +152,7 @@ py::tuple places(const Frames& frames) {
                           unnamed);
 }
 
-/// A frame's value of a fixed-size tag; none where it has no file of the tag.
+/// A frame's value of a fixed-size tag; none if it has no file of the tag.
 std::optional<std::vector<uint8_t>> recordOf(const FrameRef& frame, const std::string& tag,
                                              size_t size, tyktree::FrameListing& listing) {
     if (!listing.read(frame.path())) {
@@ -169,7 +170,7 @@ std::optional<std::vector<uint8_t>> recordOf(const FrameRef& frame, const std::s
     return std::nullopt;
 }
 
-/// The values of a tag as records, and where they are missing.
+/// The values of a tag as records, and the mask of frames without one.
 py::tuple records(const Frames& frames, const std::string& tag, int jobs,
                   const py::object& progress) {
     using Record = std::optional<std::vector<uint8_t>>;

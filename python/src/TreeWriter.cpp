@@ -20,7 +20,7 @@ namespace {
 using tyktree::FileEntry;
 using tyktree::FrameRef;
 
-/// Which camera and sof id an image of the frame bears: its image's, or else its files'.
+/// The camera and sof id for an image of the frame: those of its image, or else of its other files.
 ImageFileName imageNameOf(const FrameRef& frame) {
     tyktree::FrameListing listing;
     static_cast<void>(listing.read(frame.path()));  // copying the frame says why not

@@ -1,4 +1,4 @@
-// A tree that is made from frames of another one.
+// Makes a tree from frames of another one.
 #pragma once
 
 #include "python/src/Frames.h"
@@ -12,30 +12,31 @@
 
 namespace tykpython {
 
-/// An image to be written: the bytes that an image file has.
+/// An image to write, with the bytes of its file.
 struct NewImage {
     int width;
     int height;
     std::string bytes;
 };
 
-/// Makes a tree that appears at its place as a whole, or not at all. One thread at a time.
+/// Makes a tree, which appears at its place completely or not at all. One thread at a time uses an
+/// object.
 class TreeWriter {
 public:
-    /// `out` must not be there. ValueError for a place that no output may have.
+    /// `out` must not exist. Raises ValueError for a place where no output may be.
     TreeWriter(const std::string& out, Frames like);
 
-    /// Copies a frame with values set, and with `image` in place of its images. ValueError for a
-    /// frame that was added before and for values that do not fit, KeyError for a name that the
-    /// frame has no file for, Damaged where a file cannot be copied; then nothing can be added any
-    /// more.
+    /// Copies a frame, sets values, and replaces its images by `image`. Raises ValueError for a
+    /// frame that was added before and for values that do not fit, and KeyError for a name without
+    /// a file in the frame. Throws Damaged if a file cannot be copied; after that no frame can be
+    /// added.
     void add(size_t index, const std::optional<NewImage>& image,
              const std::vector<std::string>& settings);
 
-    /// Gives the tree its place. ValueError where it has no frame.
+    /// Moves the tree to its place. Raises ValueError if it has no frame.
     void commit();
 
-    /// Removes what was made, unless it was committed.
+    /// Removes an uncommitted tree.
     void close() { folder_.reset(); }
 
 private:

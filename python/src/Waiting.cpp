@@ -8,7 +8,7 @@ namespace tykpython {
 
 namespace {
 
-/// Often enough for whoever presses Ctrl-C or watches, too rare to cost anything.
+/// The user does not notice the delay, and the calls cost no measurable time.
 constexpr std::chrono::milliseconds kBetweenLooks{50};
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Work on many frames while other threads of the interpreter run.
+// Runs long work while other threads of the interpreter continue.
 #pragma once
 
 #include "tree/read/OrderedWork.h"
@@ -11,23 +11,24 @@
 
 namespace tykpython {
 
-/// One piece of work that a caller of the module waits for. It is made, and run() is called, with
-/// the interpreter's lock held.
+/// One piece of work that a caller of the module waits for. The constructor and run() need the
+/// interpreter's lock.
 class Waiting {
 public:
-    /// On `jobs` threads; 0: one per core. `progress` is None or is called with what is done and
-    /// the whole, now and then and at the end.
+    /// `jobs` is the number of threads; 0 means one per core. `progress` is None, or a function
+    /// that is called from time to time, and at the end, with the numbers of finished and of all
+    /// items.
     Waiting(int jobs, pybind11::object progress);
 
-    /// Asks for Ctrl-C and calls `progress`. Python's own calls for it are made on the thread that
-    /// called the module.
+    /// The threads for the work. It stops after Ctrl-C and calls `progress`, both on the thread
+    /// that called the module.
     const tyktree::Execution& execution() const { return execution_; }
 
-    /// To be called after each item, without the interpreter's lock.
+    /// Call this after each item, without the interpreter's lock.
     void count(uint64_t done, uint64_t of);
 
-    /// Runs `work()` without the interpreter's lock and returns what it returns. What Ctrl-C or
-    /// `progress` raised meanwhile comes out.
+    /// Runs `work()` without the interpreter's lock. Raises the exception of Ctrl-C or of
+    /// `progress`, if there was one.
     template <typename Work>
     void run(Work work) {
         {

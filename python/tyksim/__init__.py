@@ -1,11 +1,11 @@
-"""Dump trees of camera pipelines: read, look, check, process, write.
+"""Reads, shows, checks, processes and writes dump trees of camera pipelines.
 
 >>> import tyksim
 >>> tree = tyksim.open("phone")
 >>> tree.track("total_gain").to_pandas().plot()
 >>> tree.frames[2].image.rgb(scale=4)
 
-Everything is read with the code of the program ``tyksim``, so that both say the same.
+The package has the code of the program ``tyksim``, so both give the same values.
 """
 
 from ._core import __version__

@@ -4,18 +4,18 @@ from __future__ import annotations
 
 
 class Error(Exception):
-    """Something could not be done; the text says what, where and why."""
+    """An operation failed; the text says what, where and why."""
 
 
 class DamagedError(Error):
-    """Something of a tree cannot be had: a file is missing, short, or cannot be read.
+    """A part of a tree cannot be read: a file is missing, too short or unreadable.
 
     Attributes:
-        path: of the file or folder; "" where it concerns none.
-        expected: what belongs there; "" where there is nothing to expect.
-        found: what is there instead; "" where the reason says it all.
-        reason: the system's words; "" where there are none.
-        where: the place in the file, such as the name of a value; "" for all of it.
+        path: of the file or folder; "" if the error concerns none.
+        expected: the expected content; "" if there is no expectation.
+        found: the content instead; "" if the reason is sufficient.
+        reason: the system's message; "" if there is none.
+        where: the place in the file, such as the name of a value; "" for the whole file.
     """
 
     def __init__(

@@ -16,16 +16,16 @@ if TYPE_CHECKING:
 
 @dataclass(frozen=True)
 class Finding:
-    """One thing that is not as it should be.
+    """A part of a tree that breaks a rule.
 
     Attributes:
-        rule: stable name, such as "image-short"; docs/check.md has them all.
+        rule: stable name of the rule, such as "image-short"; docs/check.md lists all rules.
         severity: "error", "warning" or "note".
         path: of the file or folder.
-        expected, found: what should be there and what is.
-        reason: the system's words; "" where there are none.
+        expected, found: the expected content and the actual one.
+        reason: the system's message; "" if there is none.
         hint: what to do about it.
-        pipe, task, frame: where it is; None for what it does not belong to.
+        pipe, task, frame: place of the finding; None for each that does not apply.
     """
 
     rule: str
@@ -47,18 +47,18 @@ class Finding:
 
 
 class Findings(list[Finding]):
-    """Findings in the order in which they were made."""
+    """A list of findings, in the order of ``tyksim check``."""
 
     def __init__(self, entries: Sequence[tuple[Any, ...]] = ()) -> None:
         super().__init__(Finding(*entry) for entry in entries)
 
     def of(self, severity: str) -> list[Finding]:
-        """Those of one severity."""
+        """The findings of one severity."""
         return [finding for finding in self if finding.severity == severity]
 
     @property
     def ok(self) -> bool:
-        """Whether there is no error and no warning."""
+        """Whether there are neither errors nor warnings."""
         return all(finding.severity == "note" for finding in self)
 
     def __repr__(self) -> str:
@@ -74,7 +74,7 @@ class Findings(list[Finding]):
 
 @dataclass(frozen=True)
 class ValueDifference:
-    """A value that is not the same: its name, and what A and B have."""
+    """A value that differs: its name, and its values in A and B."""
 
     name: str
     a: Any
@@ -83,14 +83,14 @@ class ValueDifference:
 
 @dataclass(frozen=True)
 class ContentDifference:
-    """A parameter or another file that is not the same.
+    """A parameter or another file that differs.
 
     Attributes:
         name: of the tag or the file.
-        in_a, in_b: which sides have it.
+        in_a, in_b: whether the side has it.
         size_a, size_b: bytes.
-        different: bytes that differ or that one side alone has.
-        fields: the fields that differ, where they are known.
+        different: number of bytes that differ or that only one side has.
+        fields: the fields that differ, if the tag table has fields.
     """
 
     name: str
@@ -104,13 +104,13 @@ class ContentDifference:
 
 @dataclass(frozen=True)
 class PlaneDifference:
-    """How far samples of one kind are apart.
+    """The difference between the samples of one plane.
 
     Attributes:
-        psnr: in dB; infinite where all samples are equal.
-        max: largest difference.
-        mean: difference without its sign.
-        pixels: samples further apart than the tolerance.
+        psnr: in dB; infinite if all samples are equal.
+        max: largest absolute difference.
+        mean: mean absolute difference.
+        pixels: number of samples that differ by more than the tolerance.
     """
 
     psnr: float
@@ -121,7 +121,7 @@ class PlaneDifference:
 
 @dataclass(frozen=True)
 class ImageDifference:
-    """Images that are not the same; a plane is None where nothing of it was compared."""
+    """Images that differ; a plane is None if none of its samples were compared."""
 
     in_a: bool
     in_b: bool
@@ -135,17 +135,17 @@ class ImageDifference:
 
 @dataclass(frozen=True)
 class FrameDifference:
-    """Two frames that belong together and are not the same, or one without its counterpart.
+    """Two matched frames that differ, or a frame without a match.
 
     Attributes:
-        a, b: the frames; None where a side has none.
+        a, b: the frames; None if the side has none.
         tags: parameters that differ.
         scene: values of the scene record that differ.
         images: images that differ.
         files: other files that differ.
-        names: pairs of names of files that belong together and are not the same.
-        moved: it stands in another order.
-        problems: what could not be read.
+        names: pairs of different names of matched files.
+        moved: whether the frames have different places in the order of frames.
+        problems: messages about data that could not be read.
     """
 
     a: Optional[Frame]
@@ -160,19 +160,19 @@ class FrameDifference:
 
     @property
     def image(self) -> Optional[ImageDifference]:
-        """The first image that differs; None where none does."""
+        """The first image that differs; None if no image differs."""
         return self.images[0] if self.images else None
 
 
 @dataclass(frozen=True)
 class Diff:
-    """What ``tyksim diff`` says of two trees, tasks or frames.
+    """The differences that ``tyksim diff`` reports between two trees, tasks or frames.
 
     Attributes:
-        same: all frames of both sides were matched, read, and are the same.
-        matched: frames that both sides have.
-        frames: the pairs that are not the same, in order.
-        tuning: tuning copies that are not the same.
+        same: whether all frames of both sides have a match, were read, and are equal.
+        matched: number of frames that both sides have.
+        frames: the pairs that differ, in order.
+        tuning: tuning copies that differ.
     """
 
     matched: int
@@ -220,7 +220,7 @@ def _image(entry: tuple[Any, ...]) -> ImageDifference:
 
 
 def _tree(side: Side) -> Tree:
-    """The tree of a side: a task or a frame is the tree that its folder is."""
+    """The tree of a side; a task or a frame is a tree too."""
     from ._trees import Tree
 
     if isinstance(side, Tree):
@@ -240,14 +240,14 @@ def diff(
     jobs: int = 0,
     progress: Progress = False,
 ) -> Diff:
-    """How two trees, tasks or frames differ.
+    """Compares two trees, tasks or frames.
 
     Args:
-        match: how frames belong together: by "request" id or by "order".
-        tolerance: samples that differ by at most so much count as the same, 0 to 255.
-        ignore: names of what is left out: TAG, TAG.field, a field of the scene record, "image", or
-            "sof" for the sof ids in names of files.
-        jobs: threads; 0 takes one per core.
+        match: how frames are matched: by "request" id or by "order".
+        tolerance: samples that differ by at most this number count as equal, 0 to 255.
+        ignore: names to leave out of the comparison: TAG, TAG.field, a field of the scene record,
+            "image", or "sof" for the sof ids in names of files.
+        jobs: number of threads; 0 means one per core.
         progress: True writes a line to standard error; a function gets (done, of).
     """
     from ._trees import Frame

@@ -27,7 +27,7 @@ def _choice(name: str, given: str, choices: dict[str, bool]) -> bool:
 
 
 class _Stored:
-    """An image file and how its samples lie in it."""
+    """An image file and the layout of its samples."""
 
     __slots__ = ("bytes", "camera", "filled", "height", "order", "path", "sof", "stride", "width")
 
@@ -61,9 +61,9 @@ class Image:
         y: luma, shape (H, W), uint8.
         vu: pairs of V and U, shape (ceil(H/2), ceil(W/2), 2), uint8.
 
-    An image of a frame reads its file when ``y`` or ``vu`` is asked for, each once, into memory of
-    its own: the arrays stay valid whatever becomes of the tree. An image shows itself in a
-    notebook.
+    An image of a frame reads its file at the first use of ``y`` and of ``vu``. The arrays have
+    memory of their own, so they stay valid without the tree. A notebook displays an image as a
+    picture.
     """
 
     __slots__ = ("_stored", "_vu", "_y")
@@ -87,9 +87,9 @@ class Image:
 
     @classmethod
     def from_nv21(cls, samples: Samples) -> Image:
-        """An image of one array of shape (H * 3 / 2, W): luma rows, then rows of V,U pairs.
+        """Makes an image from one array of shape (H * 3 / 2, W): luma rows, then rows of V,U pairs.
 
-        Both sides are even.
+        H and W must be even.
         """
         if samples.ndim != 2 or samples.shape[0] % 3 or samples.shape[1] % 2:
             raise ValueError(
@@ -101,7 +101,7 @@ class Image:
 
     @classmethod
     def _from(cls, given: ImageLike) -> Image:
-        """What a user gave for an image: one, a pair (y, vu), or one NV21 array."""
+        """Makes an image from an Image, a pair (y, vu), or one NV21 array."""
         if isinstance(given, Image):
             return given
         if isinstance(given, tuple):
@@ -115,7 +115,7 @@ class Image:
 
     @property
     def camera(self) -> Optional[int]:
-        """The camera that the file's name says; None for an image made of arrays."""
+        """The camera id in the file's name; None for an image made of arrays."""
         return self._stored.camera if self._stored else None
 
     @property
@@ -135,7 +135,7 @@ class Image:
 
     @property
     def y(self) -> Samples:
-        """Luma, shape (H, W), uint8. DamagedError where the file lacks some of it."""
+        """Luma, shape (H, W), uint8. Raises DamagedError if the file lacks samples of it."""
         if self._y is None:
             assert self._stored is not None
             self._y = self._stored.luma()
@@ -145,8 +145,8 @@ class Image:
     def vu(self) -> Samples:
         """Chroma, shape (ceil(H/2), ceil(W/2), 2), uint8: V, then U.
 
-        DamagedError where the file lacks some of it, as the image of an odd size that a device
-        wrote does: filled() has all samples.
+        Raises DamagedError if the file lacks samples of it. This includes every image with an odd
+        side that a device wrote; use filled() there.
         """
         if self._vu is None:
             assert self._stored is not None
@@ -154,7 +154,7 @@ class Image:
         return self._vu
 
     def filled(self) -> Image:
-        """The image with what its file lacks filled in: luma black, chroma without colour."""
+        """The image with all samples; those that its file lacks are black and without colour."""
         stored = self._stored
         if stored is None:
             return self
@@ -162,11 +162,11 @@ class Image:
         return Image._of(_Stored(entry, stored.stride, stored.order, True))
 
     def mapped(self) -> Image:
-        """The image with arrays that are the file itself, mapped for reading.
+        """The image with arrays that map the file for reading.
 
-        Nothing is copied, and nothing is read before it is used. A file that becomes shorter
-        meanwhile ends the interpreter, so map only what nobody changes. The file must be whole,
-        NV21, and without gaps between its rows; ValueError otherwise.
+        Copies nothing, and reads samples at their first use. If the file becomes shorter
+        meanwhile, the system ends the interpreter: map only files that nobody changes. Raises
+        ValueError unless the file is a complete NV21 image without gaps between its rows.
         """
         stored = self._stored
         if stored is None:
@@ -175,8 +175,8 @@ class Image:
         luma = stored.width * stored.height
         if stored.stride or stored.order != "nv21" or stored.bytes < luma + 2 * rows * pairs:
             raise ValueError(
-                f"{stored.path}: expected a whole NV21 file without gaps to map; "
-                "y and vu read any"
+                f"{stored.path}: expected a complete NV21 file without gaps between rows; "
+                "y and vu read other files too"
             )
         samples = np.memmap(stored.path, np.uint8, "r")
         image = Image._of(stored)
@@ -188,9 +188,9 @@ class Image:
         """Red, green and blue, shape (H, W, 3), uint8.
 
         Args:
-            matrix: "bt601" or "bt709", by which the samples were made.
-            range: "full" or "limited".
-            scale: one pixel for ``scale`` x ``scale``, their mean; sides are rounded up.
+            matrix: matrix of the samples, "bt601" or "bt709".
+            range: range of the samples, "full" or "limited".
+            scale: each pixel is the mean of ``scale`` x ``scale`` pixels; sides are rounded up.
 
         The pixels are those of ``tyksim export --format rgb --scale 1/scale``.
         """
@@ -205,7 +205,7 @@ class Image:
         return np.concatenate([self.y.reshape(-1), self.vu.reshape(-1)])
 
     def _file_bytes(self) -> bytes:
-        """The bytes that an image file of the picture has."""
+        """The bytes of an image file with the picture."""
         return self.nv21()[: self.width * self.height * 3 // 2].tobytes()
 
     def _repr_png_(self) -> bytes:

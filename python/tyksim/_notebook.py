@@ -1,4 +1,4 @@
-"""How trees and what comes of them look in a notebook."""
+"""The displays of trees, frames and results in a notebook."""
 
 from __future__ import annotations
 
@@ -13,7 +13,7 @@ if TYPE_CHECKING:
 _THUMBNAILS = 8
 _THUMBNAIL_WIDTH = 160
 _ROWS = 20
-_MOST_CHECKED = 1000  # frames, beyond which a look would take too long
+_MOST_CHECKED = 1000  # frames; checking more would delay the display
 
 
 def _table(heads: Iterable[str], rows: Iterable[Iterable[object]]) -> str:
@@ -26,7 +26,7 @@ def _table(heads: Iterable[str], rows: Iterable[Iterable[object]]) -> str:
 
 
 def _said(cell: object) -> str:
-    """A cell's text. What is no UTF-8 in a name shows as such."""
+    """A cell's text, with replacement characters for bytes that are not UTF-8."""
     text = "" if cell is None else str(cell)
     return text.encode("utf-8", "surrogateescape").decode("utf-8", "replace")
 
@@ -36,7 +36,7 @@ def _rest(shown: int, of: int, what: str) -> str:
 
 
 def _thumbnail(frame: Frame) -> Optional[str]:
-    """A picture of the frame as an element; None where it has none that can be read."""
+    """A picture of the frame as an element; None if it has no readable image."""
     from base64 import b64encode
 
     from . import _core
@@ -63,12 +63,12 @@ def _thumbnails(tree: Tree) -> str:
 
 
 def tree_html(tree: Tree) -> str:
-    """Its tasks as a table, some frames as pictures, and its findings."""
+    """The tree's tasks as a table, some frames as pictures, and its findings."""
     rows = [
         (task.pipe, task.position, task.name, task.time, len(task)) for task in tree.tasks[:_ROWS]
     ]
     checked = len(tree) <= _MOST_CHECKED
-    findings = findings_html(tree.check()) if checked else "<p>check() looks at all frames.</p>"
+    findings = findings_html(tree.check()) if checked else "<p>Call check() to see the findings.</p>"
     return (
         f"<p><b>{escape(_said(tree.path))}</b>: {len(tree)} frames</p>"
         + _table(("pipe", "task", "folder", "recorded", "frames"), rows)
@@ -92,7 +92,7 @@ def findings_html(findings: Findings) -> str:
 
 
 def frame_html(frame: Frame) -> str:
-    """Its picture and its parameters."""
+    """The frame's picture and its parameters."""
     rows = [
         (parameter.tag, parameter.id, parameter.camera, parameter.kind, parameter.size)
         for parameter in frame.parameters.all()
@@ -105,7 +105,7 @@ def frame_html(frame: Frame) -> str:
 
 
 def track_html(track: Track) -> str:
-    """Its first rows."""
+    """The first rows of the track."""
     shown = min(len(track.frames), _ROWS)
     places: list[Any] = [track.tasks, track.frames, track.requests]
     columns = [*places, *track.values()]
@@ -124,7 +124,7 @@ def _value(value: Any) -> str:
 
 
 def diff_html(diff: Diff) -> str:
-    """The frames that are not the same."""
+    """The frames that differ."""
     if diff.same:
         return f"<p>{diff.matched} frames, the same.</p>"
     rows = []

@@ -1,4 +1,4 @@
-"""The program tyksim, for what it alone does."""
+"""Runs the program tyksim for operations that the module does not have."""
 
 from __future__ import annotations
 
@@ -15,21 +15,21 @@ _FINISHED = (0, 3)  # clean, and finished with findings
 
 
 def program() -> str:
-    """The program: $TYKSIM, else the tyksim in $PATH. Error where there is none."""
+    """The path of the program: $TYKSIM, else the tyksim in $PATH. Raises Error if there is none."""
     import shutil
 
     named = os.environ.get("TYKSIM") or "tyksim"
     found = shutil.which(named)
     if found is None:
         raise Error(
-            f"{named}: no such program; install the package tyksim, or name it by the "
-            "environment's variable TYKSIM"
+            f"{named}: no such program; install the package tyksim, or set the environment "
+            "variable TYKSIM to its path"
         )
     return found
 
 
 def run(words: list[str]) -> None:
-    """Runs a verb. Error, with what it says, where it does not finish."""
+    """Runs a verb. Raises Error, with the program's message, if it fails."""
     import subprocess
 
     result = subprocess.run([program(), *words], capture_output=True, text=True, errors="replace")
@@ -53,7 +53,7 @@ def feed(words: list[str], pieces: Iterable[bytes]) -> None:
                 for piece in pieces:
                     process.stdin.write(piece)
         except BrokenPipeError:
-            pass  # it says why
+            pass  # the program reports the reason
         except BaseException:
             process.terminate()
             process.wait()
@@ -66,7 +66,7 @@ def feed(words: list[str], pieces: Iterable[bytes]) -> None:
 
 
 def selection_options(tree: Tree) -> list[str]:
-    """A tree as words of a command line: its path and what picks its frames."""
+    """The path and the options of a command line for the tree's selected frames."""
     path, tags, pipe, order, stride = tree._options
     options = {"tags": tags or None, "pipe": pipe, **tree._picked}
     words = [path]

@@ -1,4 +1,4 @@
-"""How long work shows how far it is."""
+"""The progress of long work."""
 
 from __future__ import annotations
 
@@ -8,7 +8,7 @@ Progress = Union[bool, Callable[[int, int], object]]
 
 
 def shown(progress: Progress, what: str) -> Optional[Callable[[int, int], object]]:
-    """The function that the module calls: none, the user's, or one that writes a line."""
+    """The function that the module calls: the user's, one that writes a line, or None."""
     if progress is False:
         return None
     if progress is not True:

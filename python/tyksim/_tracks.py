@@ -17,7 +17,7 @@ _ma: Any = np.ma  # numpy has no types for it yet
 
 
 def _masked(data: Any, mask: Any, sides: Optional[list[int]] = None) -> Column:
-    """A column; texts come as a list, and the sides of a frame's array of them."""
+    """Makes a column; for texts, ``data`` is a list and ``sides`` the shape of a frame's array."""
     values = data
     if sides is not None:
         values = np.array(data, dtype=np.str_).reshape(len(mask), *sides)
@@ -40,17 +40,17 @@ def _mask_of(values: Any, mask: Any) -> Any:
 class Track(Mapping[str, "Column"]):
     """Values from frame to frame, indexed by name.
 
-    A column is a masked array with one value a frame: shape (N,), or (N, ...) for a field that is
-    an array. A value that its frame does not have is masked. Whole numbers keep their type, floats
-    are float64 with the numbers that ``tyksim track`` prints, texts are str; of a tag without
-    fields it is the CRC-32.
+    A column is a masked array with one value per frame: shape (N,), or (N, ...) for a field that is
+    an array. Values that their frames do not have are masked. Whole numbers keep their type, floats
+    are float64 with the numbers that ``tyksim track`` prints, and texts are str. The value of a tag
+    without fields is its CRC-32.
 
     Attributes:
-        pipes, tasks, frames, requests, sofs: where each row's frame stands and its ids, int64;
-            masked where a folder's name does not say.
-        units: the unit of each name; "" where the tag table has none.
-        labels: of each name what its numbers are called, as the tag table's enum has it.
-        problems: what could not be read, where track() was told to mask that.
+        pipes, tasks, frames, requests, sofs: place and ids of each row's frame, int64; masked if
+            the folder's name does not have them.
+        units: the unit of each name; "" if the tag table has none.
+        labels: for each name, a dict with the names of its numbers, from the tag table's enum.
+        problems: messages about values that could not be read and are masked.
     """
 
     def __init__(
@@ -71,7 +71,7 @@ class Track(Mapping[str, "Column"]):
 
     @property
     def names(self) -> tuple[str, ...]:
-        """The names, in the order in which they were asked for."""
+        """The names, in the order of the call."""
         return tuple(self._columns)
 
     def __getitem__(self, name: str) -> Column:
@@ -87,15 +87,15 @@ class Track(Mapping[str, "Column"]):
         return len(self._columns)
 
     def to_pandas(self, places: bool = False) -> pandas.DataFrame:
-        """A DataFrame with a row a frame; needs pandas.
+        """A DataFrame with one row per frame; needs pandas.
 
         Args:
-            places: put pipe, task, frame, request and sof in front, as columns. Otherwise the
-                index says which frame a row is of: its position, with the levels pipe and task
-                before it where the tree has several tasks.
+            places: add pipe, task, frame, request and sof as first columns. Otherwise the index has
+                the frame's position, with the levels pipe and task before it if the tree has
+                several tasks.
 
-        An array becomes a column an element, ``name[0]`` and so on. A column with missing values
-        has one of pandas' types that allow them.
+        An array becomes one column per element, ``name[0]`` and so on. A column with missing values
+        has a type of pandas that allows them.
         """
         import pandas
 
@@ -130,7 +130,7 @@ class Track(Mapping[str, "Column"]):
 
 
 def _series(column: Column) -> Any:
-    """A column as pandas takes it."""
+    """A column in a form for pandas."""
     import pandas
 
     if not _ma.is_masked(column):

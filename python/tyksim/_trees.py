@@ -35,17 +35,17 @@ def open(
 
     Args:
         path: a device root, dump root, pipe, task or frame folder.
-        tags: a tag table; otherwise the tags.xml beside the tree counts, where there is one.
+        tags: a tag table; the default is the tags.xml beside the tree, if there is one.
         pipe: only this pipe, by its id.
-        order: "nv21" or "nv12", how chroma is stored in image files.
+        order: order of the chroma samples in image files, "nv21" or "nv12".
         stride: bytes from one row of an image file to the next; 0 means no gaps.
 
     Raises:
-        FileNotFoundError: nothing stands at ``path`` or ``tags``.
-        DamagedError: it is no part of a tree, or the tag table cannot be read.
+        FileNotFoundError: ``path`` or ``tags`` does not exist.
+        DamagedError: ``path`` is not part of a tree, or the tag table cannot be read.
         ValueError: the tree has no such pipe.
 
-    Folders are listed, no file of a frame is opened.
+    Lists folders and opens no file of a frame.
     """
     if order not in _ORDERS:
         raise ValueError(f"order: expected {' or '.join(_ORDERS)}, found {order!r}")
@@ -60,8 +60,8 @@ def _text(ranges: Ranges) -> str:
 class Tree:
     """A dump tree, or part of one; made by open() and select().
 
-    Immutable; any number of threads may use one. Pickling keeps the path and the options: the tree
-    is opened again where it is unpickled.
+    Immutable; any number of threads may use it at once. Pickling keeps the path and the options;
+    unpickling opens the tree again.
     """
 
     __slots__ = ("_frames", "_options", "_picked", "_tasks")
@@ -81,7 +81,7 @@ class Tree:
         if opened is None:
             for given in (path, tags):
                 if given:
-                    os.stat(given)  # a FileNotFoundError, where nothing stands there
+                    os.stat(given)  # raises FileNotFoundError
             opened = _core.Frames.open(path, tags, pipe, order == "nv12", stride)
         if self._picked:
             opened = opened.select(
@@ -102,12 +102,12 @@ class Tree:
 
     @property
     def kind(self) -> str:
-        """What the folder is: "device", "dump", "pipe", "task" or "frame"."""
+        """The kind of the folder: "device", "dump", "pipe", "task" or "frame"."""
         return self._frames.kind
 
     @property
     def tags_path(self) -> Optional[str]:
-        """The tag table; None where there is none."""
+        """The path of the tag table; None if there is none."""
         return self._frames.table.path or None
 
     @property
@@ -130,7 +130,7 @@ class Tree:
         pipe: Optional[int] = None,
         task: Optional[int] = None,
     ) -> Tree:
-        """The tree with some of its frames alone.
+        """The tree with only some of its frames.
 
         Args:
             frames: positions within a task, from 1, such as "3..9,12".
@@ -142,10 +142,10 @@ class Tree:
             task: a task, by its position in its pipe, from 1.
 
         Raises:
-            KeyError: a name of the condition stands for nothing; the text has the nearest.
+            KeyError: a name of the condition is unknown; the text has the most similar names.
             DamagedError: a value of the condition cannot be read.
-            ValueError: what is given are no ranges or no condition, or the tree was selected by the same kind of
-                number before.
+            ValueError: ranges or the condition are invalid, or an earlier select() had the same
+                argument.
         """
         given = {
             "frames": frames, "requests": requests, "sofs": sofs, "where": where, "pipe": pipe,
@@ -156,7 +156,7 @@ class Tree:
             if value is None:
                 continue
             if name in picked:
-                raise ValueError(f"{name}: an earlier select() picked by it")
+                raise ValueError(f"{name}: an earlier select() has the same argument")
             picked[name] = value
         return Tree(*self._options, picked, self._frames)
 
@@ -172,13 +172,13 @@ class Tree:
         Args:
             names: TAG.field, TAG.field[2], TAG, a field of the scene record, or a measure such as
                 image.mean.
-            damaged: "raise" a DamagedError at the first value that cannot be read, or "mask" such
-                values and list them in ``problems``.
-            jobs: threads; 0 takes one per core.
+            damaged: "raise" raises a DamagedError at the first value that cannot be read; "mask"
+                masks such values and lists them in ``problems``.
+            jobs: number of threads; 0 means one per core.
             progress: True writes a line to standard error; a function gets (done, of).
 
         Raises:
-            KeyError: a name stands for nothing; the text has the nearest.
+            KeyError: a name is unknown; the text has the most similar names.
         """
         from ._tracks import Track
 
@@ -192,31 +192,31 @@ class Tree:
     def array(self, tag: str, *, jobs: int = 0, progress: Progress = False) -> Column:
         """The values of a fixed-size tag as a masked structured array of shape (N,).
 
-        The type comes from the tag table: fields by name, little-endian, at their places. A frame
-        without the tag is masked.
+        The type comes from the tag table: fields by name, little-endian, at their offsets. Frames
+        without the tag are masked.
 
         Raises:
             KeyError: the tag table does not have the tag.
-            ValueError: the tag is a block, or nothing is known of its fields.
-            DamagedError: a file has another size than the tag.
+            ValueError: the tag is a block or has no fields in the tag table.
+            DamagedError: the size of a file is not that of the tag.
         """
         from ._tracks import _masked
 
         return _masked(*self._frames.records(tag, jobs, shown(progress, "read")))
 
     def check(self, *, deep: bool = False, jobs: int = 0, progress: Progress = False) -> Findings:
-        """What ``tyksim check`` finds.
+        """The findings of ``tyksim check``.
 
         Args:
-            deep: read contents, too.
-            jobs, progress: as of track().
+            deep: read the contents of all files, too.
+            jobs, progress: as for track().
         """
         from ._findings import Findings
 
         return Findings(self._frames.check(deep, jobs, shown(progress, "checked")))
 
     def diff(self, other: Union[Tree, Task, Frame], **options: Any) -> Diff:
-        """How the tree differs from another; see tyksim.diff()."""
+        """Compares the tree with another one; see tyksim.diff()."""
         from ._findings import diff
 
         return diff(self, other, **options)
@@ -224,13 +224,13 @@ class Tree:
     def sheet(
         self, path: Path, *, against: Union[Tree, Path, None] = None, force: bool = False
     ) -> Findings:
-        """Makes the page of ``tyksim sheet`` at ``path`` and returns what check() finds.
+        """Makes the page of ``tyksim sheet`` at ``path`` and returns the findings of check().
 
         Args:
-            against: a second tree to put beside this one.
+            against: a second tree to compare with this one.
             force: replace an earlier page.
 
-        Runs the program tyksim. Raises tyksim.Error, with what it says, where it fails.
+        Runs the program tyksim. Raises tyksim.Error, with the program's message, if it fails.
         """
         from ._program import selection_options, run
 
@@ -260,11 +260,11 @@ class Task:
     """A task's frames.
 
     Attributes:
-        pipe: id of its pipe; None in a folder of no pipe.
+        pipe: id of its pipe; None if the folder is not in a pipe's.
         position: within the pipe, from 1.
         path: of its folder.
         name: of its folder.
-        time: when it was recorded, local time of the device; None where the name does not say.
+        time: when it was recorded, in the device's local time; None if the name has no time.
     """
 
     __slots__ = ("_first", "_last", "_tree", "name", "path", "pipe", "position", "time")
@@ -303,7 +303,7 @@ class Task:
 
 
 def _time(text: Optional[str], year: Optional[int] = None) -> Optional[datetime]:
-    """The time that a folder's name says; None where it says none that a calendar has."""
+    """The time in a folder's name; None if it has none or an impossible one."""
     if text is None:
         return None
     if text[4:5] != "-":
@@ -315,7 +315,7 @@ def _time(text: Optional[str], year: Optional[int] = None) -> Optional[datetime]
 
 
 class Frames(Sequence["Frame"]):
-    """Frames in order; made one by one as they are asked for."""
+    """A sequence of frames. It makes each Frame at its use."""
 
     __slots__ = ("_indices", "_tree")
 
@@ -351,18 +351,18 @@ class Frames(Sequence["Frame"]):
 
 
 class Frame:
-    """One frame. Its files are read as they are asked for.
+    """One frame. It reads its files at their first use.
 
-    ``frame[NAME]`` is the value of a field (TAG.field, TAG.field[2]) or of a field of the scene
-    record: a number, a text, or a numpy array for a field of several elements. A measure such as
-    image.mean is a number, too. ``frame[TAG]`` is a
-    Parameter. KeyError names the nearest for a name that stands for nothing.
+    ``frame[NAME]`` is the value of a field (TAG.field, TAG.field[2]), of a field of the scene
+    record, or of a measure such as image.mean: a number, a text, or a numpy array for a field of
+    several elements. ``frame[TAG]`` is a Parameter. An unknown name raises KeyError with the most
+    similar names.
 
     Attributes:
-        pipe: id of its pipe; None in a folder of no pipe.
+        pipe: id of its pipe; None if the folder is not in a pipe's.
         task: position of its task within the pipe, from 1.
         position: within the task, from 1.
-        request: request id; None where the folder's name does not say.
+        request: request id; None if the folder's name does not have it.
         sof: sof id, likewise.
         path: of its folder.
         name: of its folder.
@@ -388,14 +388,14 @@ class Frame:
 
     @property
     def tree(self) -> Tree:
-        """The tree that the frame is of."""
+        """The tree to which the frame belongs."""
         return self._tree
 
     @property
     def time(self) -> Optional[datetime]:
-        """When it was captured, local time of the device; None where the name does not say.
+        """When it was captured, in the device's local time; None if the name has no time.
 
-        The folder's name has no year: it is the task's, or 1900 where that says none.
+        The folder's name has no year: the year is that of the task, or 1900 if that has none.
         """
         began = next(
             (task.time for task in self._tree._tasks if task._first <= self._index < task._last),
@@ -403,12 +403,12 @@ class Frame:
         )
         time = _time(self._stamp, began.year if began else None)
         if time and began and time.month < began.month:
-            time = _time(self._stamp, began.year + 1)  # it ran over the turn of the year
+            time = _time(self._stamp, began.year + 1)  # the task ran into the next year
         return time
 
     @property
     def camera(self) -> Optional[int]:
-        """The camera that its first file names; None where no file does."""
+        """The camera id in the name of its first file; None if no file has one."""
         return self._tree._frames.camera(self._index)
 
     @property
@@ -425,7 +425,7 @@ class Frame:
 
     @property
     def image(self) -> Image:
-        """The first image. DamagedError where the frame has none."""
+        """The first image. Raises DamagedError if the frame has none."""
         if self._image is None:
             entry = self._tree._frames.image(self._index)
             if entry is None:
@@ -438,7 +438,7 @@ class Frame:
 
     @property
     def has_image(self) -> bool:
-        """Whether there is an image."""
+        """Whether the frame has an image."""
         return self._tree._frames.image(self._index) is not None
 
     def __getitem__(self, name: str) -> Any:
@@ -446,7 +446,7 @@ class Frame:
         return self.parameters[name] if value is None else value
 
     def get(self, name: str, default: Any = None) -> Any:
-        """The value of a name, or ``default`` where the frame has none."""
+        """The value of a name, or ``default`` if the frame does not have it."""
         try:
             return self[name]
         except KeyError:
@@ -472,8 +472,8 @@ class Parameter:
 
     Attributes:
         tag: name of the tag.
-        id: of the tag; None where no tag table has it.
-        camera, pipe_type, sof: what the file's name says.
+        id: of the tag; None if the tag table does not have it.
+        camera, pipe_type, sof: from the file's name.
         kind: "fixed" or "block".
         path: of the file.
         size: bytes.
@@ -507,16 +507,16 @@ class Parameter:
 
     @property
     def bytes(self) -> bytes:
-        """The value. DamagedError where the file cannot be read."""
+        """The value. Raises DamagedError if the file cannot be read."""
         if self._bytes is None:
             self._bytes = _core.Frames.read_file(self.path)
         return self._bytes
 
     @property
     def fields(self) -> dict[str, Any]:
-        """The values of the fields that the tag table has, by name; empty where it has none.
+        """The values of the tag table's fields, by name; empty if it has none.
 
-        DamagedError where the file is too short for one.
+        Raises DamagedError if the file is too short for a field.
         """
         return self._table.fields(self.tag, self.bytes, self.path)
 
@@ -533,8 +533,8 @@ class Parameter:
 class Parameters(Mapping[str, Parameter]):
     """The parameter files of a frame by tag name.
 
-    Where a frame has several files of one tag (cameras, pipe types), a name stands for the first;
-    all() gives each.
+    If a frame has several files of one tag (cameras, pipe types), a name stands for the first one;
+    all() returns each.
     """
 
     __slots__ = ("_first", "_list", "_path")

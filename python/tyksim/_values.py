@@ -1,13 +1,13 @@
-"""Values that are more than a number."""
+"""Numbers with names."""
 
 from __future__ import annotations
 
 
 class NamedNumber(int):
-    """A whole number with the name that the tag table's enum has for it.
+    """A whole number with its name from the tag table's enum.
 
     Attributes:
-        name: "" where the enum has none for the number.
+        name: "" if the enum has none for the number.
     """
 
     name: str

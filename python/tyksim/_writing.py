@@ -1,4 +1,4 @@
-"""Trees that are made."""
+"""Writes trees."""
 
 from __future__ import annotations
 
@@ -26,7 +26,7 @@ def _refuse_existing(path: str) -> None:
 
 
 def text_of(value: Any) -> str:
-    """A value as tag tables and ``--set`` spell it: numbers, texts, and elements with commas."""
+    """A value in the notation of ``--set``: a number, a text, or elements with commas."""
     if isinstance(value, str):
         return value
     if isinstance(value, (bytes, bytearray, memoryview)):
@@ -49,12 +49,12 @@ class Writer:
     ...     for frame in tree.frames:
     ...         writer.add(frame, image=denoise(frame.image), set={"total_gain": 100})
 
-    The tree takes its place when the block ends; after an exception nothing stands there. Folders,
+    The tree appears at ``path`` when the block ends; after an exception there is none. Folders,
     dump configurations, tuning copies and the tag table come from ``like``.
 
     Args:
-        path: the folder to make; FileExistsError where something stands there.
-        like: the tree that the frames come from.
+        path: the folder to make; raises FileExistsError if it exists.
+        like: the tree from which the frames come.
     """
 
     def __init__(self, path: Path, like: Tree) -> None:
@@ -72,13 +72,13 @@ class Writer:
         """Adds a frame.
 
         Args:
-            frame: a frame of ``like``; what is not given comes from its folder, byte for byte.
+            frame: a frame of ``like``; all other data come from its folder, byte for byte.
             image: an Image, a pair (y, vu), or one NV21 array of shape (H * 3 / 2, W), of any size.
             set: values by name: numbers, texts, arrays; bytes for a whole TAG.
 
         Raises:
-            KeyError: a name stands for nothing, with the nearest.
-            ValueError: a value does not fit, the frame was added before or is of another tree.
+            KeyError: a name is unknown; the text has the most similar names.
+            ValueError: a value does not fit, or the frame was added before or is not of ``like``.
             DamagedError: a file of the frame cannot be read.
         """
         picture = None
@@ -89,7 +89,7 @@ class Writer:
         self._writer.add(self._index(frame), picture, settings)
 
     def _index(self, frame: Frame) -> int:
-        """The frame's place in ``like``."""
+        """The index of the frame in ``like``."""
         if frame.tree._frames is self._like._frames:
             return frame._index
         for index in range(len(self._like._frames)):
@@ -98,7 +98,7 @@ class Writer:
         raise ValueError(f"{frame.path}: expected a frame of {self._like.path}")
 
     def close(self) -> None:
-        """Gives the tree its place. ValueError where no frame was added."""
+        """Moves the tree to its place. Raises ValueError if no frame was added."""
         try:
             self._writer.commit()
         finally:
@@ -123,7 +123,7 @@ class Writer:
 
 
 def _rows(values: Values) -> Iterator[dict[str, Any]]:
-    """The values of each frame, of columns or of rows."""
+    """The values of each frame, from columns or rows."""
     if isinstance(values, Mapping):
         names = list(values)
         for row in zip(*values.values()):
@@ -134,7 +134,7 @@ def _rows(values: Values) -> Iterator[dict[str, Any]]:
 
 
 def _plain(value: Any) -> Any:
-    """A value as JSON has it; None where a column is masked."""
+    """A value for JSON; None for a masked element."""
     if value is np.ma.masked:
         return None
     if isinstance(value, (np.ndarray, np.generic)):
@@ -154,20 +154,21 @@ def record(
     first_request: int = 1,
     first_sof: int = 1,
 ) -> Tree:
-    """Makes a tree from pictures, as ``tyksim record`` does, and opens it.
+    """Makes a tree from pictures, like ``tyksim record``, and opens it.
 
     Args:
-        path: the folder to make; FileExistsError where something stands there.
-        frames: pictures of one size: each an Image, a pair (y, vu), or an NV21 array. They are
-            taken one by one.
-        values: by name, as track() has them: columns with a value a frame, or a mapping a frame.
-            What they do not say is simulated.
-        tags: a tag table of one's own, whose tags are recorded.
-        fps: frames a second, which the frames' times follow; otherwise the time they are made.
+        path: the folder to make; raises FileExistsError if it exists.
+        frames: pictures of one size: each is an Image, a pair (y, vu), or an NV21 array. The
+            iterable is read one by one.
+        values: values by the names of track(): columns with one value per frame, or one mapping per
+            frame. All other values are simulated.
+        tags: your own tag table, whose tags are recorded.
+        fps: frames per second, for the times of the frames; by default a frame has the time at
+            which it is recorded.
         camera, pipe, first_request, first_sof: ids.
 
-    Runs the program tyksim. Raises tyksim.Error, with what it says, where it fails; nothing stands
-    at ``path`` then.
+    Runs the program tyksim. Raises tyksim.Error, with the program's message, if it fails; ``path``
+    does not exist then.
     """
     import json
     import shutil
@@ -206,7 +207,7 @@ def record(
 
 
 def _samples(first: Image, others: Iterable[Image]) -> Iterator[bytes]:
-    """The bytes of all pictures. ValueError for one of another size than the first."""
+    """The bytes of all pictures. Raises ValueError if a picture's size is not that of the first."""
     yield first.nv21().tobytes()
     for number, image in enumerate(others, 2):
         if image.shape != first.shape:

@@ -1,9 +1,9 @@
-"""Processors in Python: the process that ``tyksim replay --with FILE.py`` runs.
+"""The process for processors in Python, which ``tyksim replay --with FILE.py`` starts.
 
-A processor is a Python file with a function ``process(frame)``, and where they are of use
-``open(...)`` and ``close()``. docs/python.md describes them. This module is run by tyksim, as
-``python3 -m tyksim.processor SOCKET GIVEN MADE``, and speaks with it through a socket and two files
-of shared memory; nothing in it is called by a processor but the methods of Frame.
+A processor is a Python file with a function ``process(frame)``, and optionally ``open(...)`` and
+``close()``; docs/python.md describes them. tyksim runs this module as
+``python3 -m tyksim.processor SOCKET GIVEN MADE``. The two processes communicate through a socket
+and two files of shared memory. A processor uses only the class Frame.
 """
 
 from __future__ import annotations
@@ -45,7 +45,7 @@ _DROPPED = object()
 
 
 class Refused(Exception):
-    """The user's options are wrong."""
+    """The user's options are wrong; the text is the reason."""
 
 
 class Failed(Exception):
@@ -53,7 +53,7 @@ class Failed(Exception):
 
 
 class _SharedMemory:
-    """One of the files that both processes have mapped. It grows and never shrinks."""
+    """One of the files that both processes map. It grows and never shrinks."""
 
     def __init__(self, descriptor: int) -> None:
         self._descriptor = descriptor
@@ -61,24 +61,24 @@ class _SharedMemory:
         self._used = 0
 
     def view(self) -> mmap.mmap:
-        """All of the file, mapped again where the other process made it longer."""
+        """The whole file; maps it again if it has grown."""
         size = os.fstat(self._descriptor).st_size
         if self._map is None or len(self._map) < size:
-            # Arrays of earlier frames keep the mapping that they are made of.
+            # Arrays of earlier frames keep the old mapping.
             self._map = mmap.mmap(self._descriptor, size)
         return self._map
 
     def clear(self) -> None:
-        """Forgets what was added."""
+        """Removes all pieces."""
         self._used = 0
 
     @property
     def used(self) -> int:
-        """Bytes to the end of what was added last."""
+        """Bytes up to the end of the last piece."""
         return self._used
 
     def add(self, data: Any) -> tuple[int, int]:
-        """Writes a piece behind the others and returns where it lies and its length."""
+        """Writes a piece after the others and returns its offset and its length."""
         piece = memoryview(data).cast("B")
         at = -(-self._used // _ALIGNMENT) * _ALIGNMENT
         end = at + len(piece)
@@ -92,7 +92,7 @@ class _SharedMemory:
 
 
 class _Arrived(NamedTuple):
-    """A parameter as it lies in the shared memory."""
+    """A parameter in the shared memory."""
 
     tag: int
     camera: int
@@ -129,7 +129,7 @@ class Value:
 
     @property
     def fields(self) -> dict[str, Any]:
-        """The values of the fields that the tag table has, by name."""
+        """The values of the tag table's fields, by name."""
         return self._table.fields(self.tag, self.bytes, self.tag)
 
     def __getitem__(self, field: str) -> Any:
@@ -143,7 +143,7 @@ class Value:
 
 
 class Values(Mapping[str, Value]):
-    """The parameters of a frame by tag name; a name stands for the first of several."""
+    """The parameters of a frame by tag name; if a tag has several, its name stands for the first."""
 
     def __init__(self, values: list[Value]) -> None:
         self._list = values
@@ -152,7 +152,7 @@ class Values(Mapping[str, Value]):
             self._first.setdefault(value.tag, value)
 
     def all(self, tag: Optional[str] = None) -> list[Value]:
-        """Every parameter, or every one of a tag."""
+        """Every parameter, or every parameter of a tag."""
         return [value for value in self._list if tag in (None, value.tag)]
 
     def __getitem__(self, tag: str) -> Value:
@@ -171,12 +171,12 @@ class Values(Mapping[str, Value]):
 
 
 class Frame:
-    """A frame that is processed.
+    """The frame to process.
 
-    ``frame[NAME]`` reads a value and ``frame[NAME] = value`` sets it, of every parameter of its
-    tag: TAG.field, a field of the scene record, or TAG for all bytes. ``y`` and ``vu`` are the
-    picture itself in memory that tyksim shares: what is written into them is recorded. They are
-    valid until process() returns; copy what is to be kept.
+    ``frame[NAME]`` gets a value, and ``frame[NAME] = value`` sets it in every parameter of its tag.
+    NAME is TAG.field, a field of the scene record, or TAG for all bytes. ``y`` and ``vu`` are the
+    picture in memory that tyksim shares and records. They are valid until process() returns; copy
+    samples that you keep.
 
     Attributes:
         request, sof, camera, pipe: ids.
@@ -203,17 +203,17 @@ class Frame:
 
     @property
     def width(self) -> int:
-        """Pixels in a row; 0 where there is no picture."""
+        """Pixels in a row; 0 without a picture."""
         return int(self._width)
 
     @property
     def height(self) -> int:
-        """Rows of pixels; 0 where there is no picture."""
+        """Rows of pixels; 0 without a picture."""
         return int(self._height)
 
     @property
     def nv21(self) -> Samples:
-        """The (W * H * 3) / 2 bytes that the image file has, writable; shape (N,), uint8."""
+        """The (W * H * 3) / 2 bytes of the image file, shape (N,), uint8, writable."""
         if not self.has_image:
             raise ValueError("the frame has no image")
         return np.frombuffer(self._given, np.uint8, self._bytes, self._pixels)
@@ -231,12 +231,12 @@ class Frame:
     def vu(self) -> Samples:
         """Chroma, shape (H/2, W/2, 2), uint8, writable: V, then U.
 
-        ValueError for a picture with an odd side, whose last chroma samples no image file has.
+        Raises ValueError for a picture with an odd side: its file lacks the last chroma samples.
         """
         if self.width % 2 or self.height % 2:
             raise ValueError(
-                f"{self.width}x{self.height}: an image file of an odd size lacks its last chroma "
-                "samples; nv21 has those that there are"
+                f"{self.width}x{self.height}: an image file with an odd side lacks its last chroma "
+                "samples; nv21 has the others"
             )
         chroma = self.nv21[self.width * self.height :]
         return chroma.reshape(self.height // 2, self.width // 2, 2)
@@ -311,7 +311,7 @@ class Frame:
         )
 
     def _give_back(self, made: _SharedMemory) -> None:
-        """Writes what the processor made of the frame."""
+        """Writes the processor's result into the shared memory."""
         made.add(bytes(_FRAME_MADE.size))
         picture = (0, 0, 0, 0)
         is_given = 0
@@ -330,16 +330,16 @@ class Frame:
 
 
 def _mark_returns(tree: ast.Module) -> None:
-    """Makes a ``return`` of None in process() tell from reaching its end.
+    """Distinguishes ``return None`` in process() from the end of the function.
 
-    A function that works on the frame in place ends without a return statement; one that returns
-    None says that there is to be no frame.
+    A function that changes the frame in place ends without a return statement and keeps it; one
+    that returns None drops it.
     """
     import ast
 
     class Returns(ast.NodeTransformer):
         def visit_FunctionDef(self, node: ast.FunctionDef) -> ast.AST:
-            return node  # an inner function's returns are its own
+            return node  # the returns of an inner function do not count
 
         def visit_AsyncFunctionDef(self, node: ast.AsyncFunctionDef) -> ast.AST:
             return node
@@ -368,7 +368,7 @@ def _returned(value: Any) -> Any:
 
 
 def _load(path: str) -> ModuleType:
-    """The processor at ``path`` as a module."""
+    """Loads the processor at ``path`` as a module."""
     import ast
     from types import ModuleType
 
@@ -379,7 +379,7 @@ def _load(path: str) -> ModuleType:
     module.__file__ = path
     setattr(module, _RETURNED_NAME, _returned)
     sys.modules[_PROCESSOR_NAME] = module
-    sys.path.insert(0, os.path.dirname(path))  # for what lies beside it, as of a script
+    sys.path.insert(0, os.path.dirname(path))  # as for a script, so that it finds its modules
     exec(compile(tree, path, "exec"), module.__dict__)
     if not callable(getattr(module, "process", None)):
         raise Failed("expected a function process(frame), found none")
@@ -397,7 +397,7 @@ def _bool(text: str) -> bool:
 
 
 def _converter(annotation: Any, default: Any) -> tuple[Callable[[str], Any], str]:
-    """What makes an option's value of its text, and what that is called."""
+    """The function that converts an option's text, and a description of valid texts."""
     import inspect
     import typing
 
@@ -426,14 +426,14 @@ def _converter(annotation: Any, default: Any) -> tuple[Callable[[str], Any], str
 
 
 def _options(function: Callable[..., Any], given: list[str]) -> dict[str, Any]:
-    """The options as the arguments of open(), by name. Refused where they are not."""
+    """The options as arguments of open(), by name. Raises Refused for invalid ones."""
     import inspect
     import typing
 
     parameters = inspect.signature(function).parameters
     try:
         hints = typing.get_type_hints(function)
-    except Exception:  # an annotation that is no type says nothing
+    except Exception:  # an annotation may be anything; one that is not a type is ignored
         hints = {}
     values: dict[str, Any] = {}
     for option in given:
@@ -474,7 +474,7 @@ class _Server:
         self._where = ""
 
     def answer(self, kind: int, size: int) -> tuple[int, int]:
-        """The kind of the answer, and the bytes that the shared memory holds for it."""
+        """Serves a request; returns the kind of the answer and its bytes in the shared memory."""
         self._made.clear()
         self._where = ""
         try:
@@ -495,7 +495,7 @@ class _Server:
         return kind, self._made.used
 
     def _show(self, error: Exception) -> None:
-        """The exception as Python shows it, with the frame that it is about."""
+        """Prints the exception's traceback, with the frame."""
         import traceback
 
         if self._where:
@@ -555,7 +555,7 @@ def _serve(connection: socket.socket, given: _SharedMemory, made: _SharedMemory)
             return
         kind, _, size = _MESSAGE.unpack(request)
         answer, used = server.answer(kind, size)
-        # What the processor printed stands before what tyksim prints of the frame.
+        # The processor's output must appear before tyksim's messages about the frame.
         sys.stdout.flush()
         sys.stderr.flush()
         connection.send(_MESSAGE.pack(answer, 0, used))
@@ -564,14 +564,15 @@ def _serve(connection: socket.socket, given: _SharedMemory, made: _SharedMemory)
 
 
 def main(words: list[str]) -> None:
-    """Serves tyksim: its end of the socket, and the two files, are descriptors of the process."""
+    """Serves tyksim. ``words`` are the descriptors of the socket and of the two files."""
     import signal
     import socket
 
     if len(words) != 3:
         sys.exit("usage: this module is run by 'tyksim replay --with FILE.py'")
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE):
-        # tyksim gets them, too, and ends this process; a program that it starts has the default.
+        # tyksim gets these signals, too, and ends this process. A handler, other than SIG_IGN, does
+        # not pass to programs that the processor starts.
         signal.signal(number, lambda *_: None)
     descriptors = [int(word) for word in words]
     for descriptor in descriptors:

@@ -1,7 +1,7 @@
-"""Tests of one's own over a folder of trees, for pytest.
+"""A plugin for pytest that runs tests on a folder of trees.
 
-``pytest --tyk-trees DIR`` runs each test that takes the fixture ``tyktree`` once for every tree in
-DIR: a folder that is a tree, or that holds trees. Where the package is not installed, ``-p
+``pytest --tyk-trees DIR`` runs each test with the fixture ``tyktree`` once for every tree in DIR,
+which is a tree or a folder with trees. If the package is not installed, ``-p
 tyksim.pytest_plugin`` loads the plugin.
 
     def test_gain(tyktree):
@@ -22,7 +22,7 @@ if TYPE_CHECKING:
     from tyksim import Tree
 
 _OPTION = "--tyk-trees"
-_DEEP = 4  # folders below DIR that are looked at
+_DEEP = 4  # levels of folders below DIR in which trees are found
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
@@ -52,7 +52,9 @@ def pytest_generate_tests(metafunc: pytest.Metafunc) -> None:
         return
     folder = metafunc.config.getoption(_OPTION)
     if folder is None:
-        raise pytest.UsageError(f"tests take the fixture tyktree; name a folder of trees by {_OPTION}")
+        raise pytest.UsageError(
+            f"expected {_OPTION} DIR, a folder of trees for the fixture tyktree, found none"
+        )
     if not os.path.isdir(folder):
         raise pytest.UsageError(f"{_OPTION} {folder}: expected a folder")
     trees = _trees(folder)
@@ -64,5 +66,5 @@ def pytest_generate_tests(metafunc: pytest.Metafunc) -> None:
 
 @pytest.fixture(scope="session")
 def tyktree(request: pytest.FixtureRequest) -> Tree:
-    """One tree after the other."""
+    """A tree of the folder; each test runs once for each."""
     return tyksim.open(request.param, tags=request.config.getoption("--tyk-tags"))

@@ -68,11 +68,11 @@ class Browser:
         return self.call("POST", "/execute/sync", {"script": text, "args": list(arguments)})
 
     def script_later(self, text, *arguments):
-        """The same for a script that hands its result to its last argument."""
+        """Runs a script that passes its result to its last argument, a function."""
         return self.call("POST", "/execute/async", {"script": text, "args": list(arguments)})
 
     def keys(self, *names):
-        """Presses keys, named or characters, one after the other."""
+        """Presses keys, which are names or characters, one after the other."""
         strokes = [{"type": kind, "value": KEYS.get(name, name)}
                    for name in names for kind in ("keyDown", "keyUp")]
         self.call("POST", "/actions", {"actions": [
@@ -84,7 +84,7 @@ class Browser:
             {"type": "keyDown" if down else "keyUp", "value": KEYS.get(key, key)}]}]})
 
     def complaints(self):
-        """What the page wrote to the console since the last call."""
+        """The page's messages on the console since the last call."""
         return [entry["message"] for entry in self.call("POST", "/se/log", {"type": "browser"})]
 
     def settle(self):

@@ -29,8 +29,8 @@ TABLE = """<tags>
 <field name="text" offset="0" type="char" count="64"/></tag>
 </tags>"""
 
-# The lowest contrast of text, and of findings' shapes, with their background; colours of surfaces
-# that are not grey, except selected ones.
+# Returns the lowest contrast of text and of findings' shapes with their background, and the colours of
+# surfaces that are not grey, except selected ones.
 COLOURS = """
 const parts = c => c.match(/[\\d.]+/g).map(Number);
 const luminance = c => parts(c).slice(0, 3).map(v => v / 255)
@@ -231,7 +231,7 @@ class Page(unittest.TestCase):
         self.assertNotIn("KELV_TAG_STREAM_SIZE", names)
 
     def second_tree(self):
-        """A copy of the tree without its last frame, in which images differ in many ways."""
+        """Makes a copy of the tree without its last frame; its images differ in many ways."""
         other = self.folder / "other"
         if other.exists():
             return other
@@ -406,7 +406,7 @@ class Page(unittest.TestCase):
             values = [side(plane, x, y) for x, y in places]
             self.assertEqual(cells, [f"{statistics.fmean(values):.3f}", f"{statistics.pstdev(values):.3f}",
                                      str(min(values)), str(max(values)), str(len(values))], name)
-        # Every sample of the window, and the difference that is drawn.
+        # Compares every sample of the window, and the drawn difference.
         for plane, name in enumerate("YUV"):
             found = self.run_script("return [...view.b.window.samples[arguments[0]]]", plane)
             step = 1 if plane == 0 else 2

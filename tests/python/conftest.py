@@ -1,4 +1,4 @@
-"""Trees to test on, recorded by the program that is built beside the package."""
+"""Trees for the tests. The program of the same build records them."""
 
 import json
 import os
@@ -44,7 +44,7 @@ def document(*words, status=0):
 
 @pytest.fixture(scope="session")
 def recorded(tmp_path_factory):
-    """A tree of six frames of 64 x 48; nobody changes it."""
+    """A tree of six frames of 64 x 48, which tests must not change."""
     root = tmp_path_factory.mktemp("trees") / "phone"
     tyksim("record", root, "--frames", 6, "--size", "64x48")
     return root
@@ -52,7 +52,7 @@ def recorded(tmp_path_factory):
 
 @pytest.fixture
 def tree_folder(recorded, tmp_path):
-    """A copy of the tree for a test of its own."""
+    """A copy of the tree, which a test may change."""
     copy = tmp_path / "phone"
     shutil.copytree(recorded, copy)
     return copy

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Runs the scripts of examples/lab on real processes of this machine, and ends some of them.
+"""Tests the scripts of examples/lab with real processes on this machine, and ends some of them.
 
     many_machines.py dask|ssh|slurm TYKSIM
 
-Ends with 77 where the machine lacks the programs, and says which.
+If the machine lacks programs, prints their names and ends with status 77.
 """
 
 import json
@@ -30,7 +30,7 @@ def lacks(*programs):
 
 
 def record(work, program, count):
-    """So many small trees, one of them without an image."""
+    """Makes small trees, one of them without an image."""
     lab = work / "lab"
     lab.mkdir()
     first = lab / "tree000"
@@ -62,7 +62,7 @@ def answers(port):
 
 
 def require_every_tree(lab, documents):
-    """Each tree once, and the damaged one with its finding."""
+    """Requires each tree once, and the finding of the damaged one."""
     found = sorted(pathlib.Path(document["path"]).name for document in documents)
     expected = sorted(path.name for path in lab.iterdir())
     if found != expected:
@@ -110,7 +110,7 @@ def dask(work, lab, processes):
 
 
 def sshd(work, number, processes):
-    """A server on a port of its own, for the test's own key alone."""
+    """Starts a server on a port of its own that accepts only the test's key."""
     folder = work / f"sshd{number}"
     folder.mkdir()
     subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", folder / "host"], check=True)
@@ -158,7 +158,7 @@ def ssh(work, lab, processes):
 
 
 def slurm(work, lab, processes):
-    """A cluster of two nodes that are this machine."""
+    """Tests the script on a cluster of two nodes, both on this machine."""
     host = socket.gethostname()
     controller, first = free_port(), free_port()
     second = free_port()

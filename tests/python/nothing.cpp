@@ -1,4 +1,4 @@
-// A processor that hands every frame back as it came: what the process itself costs.
+// A processor that returns every frame unchanged. It shows the cost of the process itself.
 #include <tyksim_processor.h>
 
 int tyksim_processor_version() {

@@ -1,4 +1,4 @@
-"""Images against a decoder of the test's own and against the program's pictures."""
+"""Compares images with the test's own decoder and with the program's pictures."""
 
 import gc
 import os

@@ -1,4 +1,4 @@
-"""Processors in Python, and tests of one's own over trees."""
+"""Tests processors in Python, and the plugin for pytest."""
 
 import os
 import pathlib
@@ -17,7 +17,7 @@ ENVIRONMENT = {**os.environ, "PYTHONPATH": PACKAGE}
 
 
 def process(tree, tmp_path, source, *words, status=0, python=sys.executable):
-    """Replays a tree with a processor and returns its output's folder and what was said."""
+    """Replays a tree with a processor; returns the output folder and the messages."""
     file = tmp_path / "odd name.py"
     file.write_text(source)
     out = tmp_path / "out"

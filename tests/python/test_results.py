@@ -1,4 +1,4 @@
-"""Findings, differences, and trees that are written."""
+"""Tests findings, differences, and written trees."""
 
 import os
 import shutil

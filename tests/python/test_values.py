@@ -1,4 +1,4 @@
-"""Trees, frames and values against the program and against a decoder of the test's own."""
+"""Compares trees, frames and values with the program and with the test's own decoder."""
 
 import copy
 import os
@@ -175,7 +175,7 @@ def test_records(tagged):
     cut=st.integers(0, 64),
 )
 def test_any_table_and_value(tree_folder, fields, data, cut):
-    """A record array made by hand says the same, and a short file is damage."""
+    """array() equals a record array that numpy reads; a short file is damage."""
     names = {"u": "u", "i": "i", "f": "f"}
     kept, lines = [], []
     for number, (kind, offset, sides) in enumerate(fields):
@@ -311,7 +311,7 @@ def test_progress_and_exceptions_from_it(recorded):
 
 
 def test_ctrl_c_stops_long_work(tree_folder):
-    """A signal ends a track over many frames long before its end."""
+    """A signal ends a track of many frames early."""
     task = frame_folders(tree_folder)[0].parent
     file = image_file(frame_folders(tree_folder)[0])
     for number in range(3000):
