@@ -26,8 +26,8 @@ std::string shortest(Number number) {
     return {digits.data(), result.ptr};
 }
 
-/// A 32-bit float as the number that its shortest decimal form says: 0.1, not 0.100000001490116. It
-/// narrows to the same float.
+/// The number of a 32-bit float's shortest decimal form: 0.1, not 0.100000001490116. Its conversion
+/// to float gives the same float.
 double toShortestDouble(float number) {
     if (!std::isfinite(number)) return static_cast<double>(number);
     return std::strtod(shortest(number).c_str(), nullptr);
@@ -73,7 +73,7 @@ std::optional<Number> parse(std::string_view text) {
     return number;
 }
 
-// The range of whole numbers of so many bits.
+// The range of whole numbers with this number of bits.
 template <typename Number>
 std::string wholeRange(uint32_t bits) {
     using Limits = std::numeric_limits<Number>;
@@ -92,7 +92,7 @@ std::string numberRange(const TagField& field) {
     }
 }
 
-// The names that somebody may have meant, or else some that there are.
+// Similar names, or else the enum's first names.
 std::string adviceFor(const TagEnum& names, std::string_view text) {
     constexpr size_t kShown = 8;
     std::vector<std::string> all;
@@ -128,7 +128,7 @@ bool fitsBits(const TagField& field, Number number) {
     }
 }
 
-// The number that a name stands for, also where it says the number as toText() does: "AUTO (1)".
+// The number of a name, which may have the form of toText(): "AUTO (1)".
 std::optional<WholeNumber> namedNumber(const TagEnum& names, std::string_view text) {
     const size_t open = text.rfind(" (");
     if (open == std::string_view::npos || text.back() != ')') return names.numberOf(text);
@@ -137,7 +137,7 @@ std::optional<WholeNumber> namedNumber(const TagEnum& names, std::string_view te
     return agrees ? number : names.numberOf(text);
 }
 
-// The number that a text says, by itself or by its name.
+// Parses a number or its name.
 template <typename Number>
 std::optional<Number> numberFrom(const TagField& field, std::string_view text) {
     std::optional<Number> number = parse<Number>(text);
@@ -149,7 +149,7 @@ std::optional<Number> numberFrom(const TagField& field, std::string_view text) {
     return number;
 }
 
-// Bits, lowest first, from the bit `first` of the bytes on.
+// Reads bits, the lowest first, beginning with bit `first` of the bytes.
 uint64_t loadBits(const uint8_t* bytes, uint64_t first, uint32_t width) {
     uint64_t value = 0;
     for (uint32_t i = 0; i < width; ++i) {
@@ -168,7 +168,7 @@ void storeBits(uint8_t* bytes, uint64_t first, uint32_t width, uint64_t value) {
     }
 }
 
-// The number of a field of bits, whose type says whether its highest bit is a sign.
+// The number of a field of bits. Its type decides whether the highest bit is a sign.
 template <typename Number>
 Number loadBitField(const BitRange& bits, const uint8_t* bytes) {
     uint64_t value = loadBits(bytes, bits.offset, bits.width);
@@ -230,7 +230,7 @@ Status encodeValue(const TagField& field, std::string_view text, uint8_t* to) {
     });
 }
 
-// A number under the name that the field's enum has for it.
+// A number with its name in the field's enum.
 Value named(const TagField& field, Value value) {
     if (!field.enumeration) return value;
     WholeNumber number;
@@ -239,7 +239,7 @@ Value named(const TagField& field, Value value) {
     return NamedNumber{number, std::string(field.enumeration->nameOf(number))};
 }
 
-// One value whose `size` bytes may be fewer than it has only where it is a text.
+// Decodes one value. `size` may be less than its bytes only for text.
 Value decodeValue(const TagField& field, const uint8_t* from, size_t size) {
     return visitType(field.type, [&](auto zero) -> Value {
         using Element = decltype(zero);
@@ -275,7 +275,7 @@ Value withoutName(const Value& value) {
     if (!named) return value;
     const WholeNumber& number = named->number;
     if (!number.negative) return number.magnitude;
-    // Negated as an unsigned number, which the smallest one survives.
+    // Negates an unsigned number: negating the smallest signed number would overflow.
     return static_cast<int64_t>(0 - number.magnitude);
 }
 
@@ -333,7 +333,7 @@ std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size
         return values;
     }
     const size_t width = stride(field);
-    // Of a text its beginning is a value too.
+    // An incomplete text is a value too.
     const size_t there = field.type == FieldType::text ? (rest + width - 1) / width : rest / width;
     const size_t count = std::min<uint64_t>(field.values(), there);
     values.reserve(count);

@@ -1,6 +1,6 @@
-// The values of fields: decoded from bytes, said in text, encoded from text.
+// Decodes the values of fields from bytes, and converts them to text and back.
 //
-// Threads: any. Errors: the operations let std::bad_alloc through.
+// Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"
@@ -16,60 +16,57 @@
 
 namespace tyktags {
 
-/// A number that has a name, or that lacks one in a field of named numbers.
+/// A number of a field with an enum.
 struct NamedNumber {
     WholeNumber number;
-    std::string name;  ///< "" where the enum has none for the number
+    std::string name;  ///< "" if the enum has none for the number
 
     bool operator==(const NamedNumber& other) const {
         return number == other.number && name == other.name;
     }
 };
 
-/// A number, a text, or nothing. Integers are kept exactly; a 32-bit float is the number that its
-/// shortest decimal form says.
+/// A number, a text, or nothing. Integers are exact; a 32-bit float is the number of its shortest
+/// decimal form.
 using Value = std::variant<std::monostate, int64_t, uint64_t, double, std::string, NamedNumber>;
 
-/// Integers in decimal, floats in the shortest form that reads back the same, text as it is, a
-/// number with a name as "AUTO (1)". "" for nothing.
+/// Integers in decimal, floats in the shortest form that gives the same float again, text
+/// unchanged, and a number with a name as "AUTO (1)". "" for nothing.
 std::string toText(const Value& value);
 
-/// The number alone where the value is one with a name; else the value.
+/// The number of a value with a name; any other value unchanged.
 Value withoutName(const Value& value);
 
-/// All elements in words, with commas between them.
+/// The texts of all elements, separated by commas.
 std::string toText(const std::vector<Value>& values);
 
-/// The value as a number; none for text, for nothing, and for what is not finite.
+/// The value as a number; none for text, nothing, infinity and NaN.
 std::optional<double> toNumber(const Value& value);
 
-/// The number that all of `text` says in decimal; none where that is no number or one beyond the
-/// type.
+/// Parses all of `text` as a decimal number; none for another text or a number out of range.
 std::optional<int64_t> parseInteger(std::string_view text);
 
-/// The finite number that all of `text` says in decimal, whole numbers exactly as far as 64 bits
-/// hold them; none where that is no number or one beyond a double. The text is read as the thread's
-/// locale has it.
+/// Parses all of `text` as a finite decimal number by the thread's locale. Whole numbers of up to
+/// 64 bits are exact. None for another text or a number beyond the range of a double.
 std::optional<Value> parseNumber(std::string_view text);
 
-/// The number nearest to what all of `text` says, "inf" and "nan" included; none where that is no
-/// number or one beyond the type. The text is read as the thread's locale has it.
+/// Parses all of `text` as the nearest float, including "inf" and "nan", by the thread's locale.
+/// None for another text or a number out of range.
 std::optional<float> parseFloat(std::string_view text);
 
-/// Whether a field of whole numbers has room for a number.
+/// Whether the number is in the range of a field of whole numbers.
 bool holds(const TagField& field, const WholeNumber& number);
 
-/// The values of a field in a value's bytes, row by row; fewer where the bytes end before, which
-/// shortfall() tells.
+/// The values of a field in a value's bytes, row by row; fewer if the bytes end early (see
+/// shortfall()).
 std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size_t size);
 
-/// What a value of `size` bytes lacks of a field, in words; "" where all of it is there.
+/// A text about the part of a field that a value of `size` bytes lacks; "" if it lacks none.
 std::string shortfall(const TagField& field, uint64_t size);
 
-/// Stores `text` (values row by row, separated by commas where the field has several) in the bytes
-/// of a value. A number may be given by its name in the field's enum, and as toText() says it. A
-/// problem says the range and what was found; the values in front of the one at fault are stored
-/// then.
+/// Stores `text` in the bytes of a value: a field's value, or its values row by row, separated by
+/// commas. A number may also be its name in the field's enum, or the form of toText(). The problem
+/// has the range and the invalid text; the values before it are stored nevertheless.
 Status encodeField(const TagField& field, std::string_view text, uint8_t* bytes, size_t size);
 
 }  // namespace tyktags

@@ -1,5 +1,5 @@
-// The tags that the library itself writes or reads by id, under the names that trees without a tag
-// table know them by.
+// The tags that the library itself writes or reads by id, with their names for trees without a tag
+// table.
 #pragma once
 
 #include "records/MfnrTuning.h"

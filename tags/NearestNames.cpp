@@ -11,7 +11,7 @@ namespace tyktags {
 namespace {
 
 constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789";
-constexpr size_t kLeastPart = 3;  ///< letters of a part that tells names apart
+constexpr size_t kLeastPart = 3;  ///< letters of a part; shorter ones are in too many names
 
 std::string lower(std::string_view text) {
     std::string copy(text);
@@ -31,8 +31,8 @@ std::vector<std::string> wordsOf(const std::string& name) {
     return words;
 }
 
-/// How many letters have to be put in, taken out, replaced or swapped with the next to make `b` of
-/// `a`.
+/// The number of insertions, deletions, replacements and swaps of neighbours that turn `a` into
+/// `b`.
 size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<size_t> last, row, next(b.size() + 1);
     std::iota(next.begin(), next.end(), size_t{0});
@@ -50,8 +50,8 @@ size_t editDistance(std::string_view a, std::string_view b) {
     return next.back();
 }
 
-/// Whether a typing mistake or a few lie between the names. Names often begin alike, which makes
-/// them no nearer.
+/// Whether `name` may be a misspelling of `other`. Equal beginnings do not count, because many
+/// names have them.
 bool isNear(size_t distance, const std::string& name, const std::string& other) {
     const auto ends = std::mismatch(name.begin(), name.end(), other.begin(), other.end());
     const auto unlike = static_cast<size_t>(name.end() - ends.first);
@@ -59,13 +59,13 @@ bool isNear(size_t distance, const std::string& name, const std::string& other) 
     return distance * 3 <= letters + 1;
 }
 
-/// Whether the words of `name` stand in `other` one behind the other.
+/// Whether `other` contains the words of `name` in a row.
 bool hasWords(const std::vector<std::string>& name, const std::vector<std::string>& other) {
     return !name.empty() &&
            std::search(other.begin(), other.end(), name.begin(), name.end()) != other.end();
 }
 
-/// How far a name is from what was given: the kind of nearness, then letters. None: not near.
+/// The similarity of a name: its kind, then the edit distance. Lower is more similar.
 using Rank = std::pair<int, size_t>;
 
 std::optional<Rank> rankOf(const std::string& name, const std::string& other) {
@@ -86,7 +86,7 @@ std::optional<Rank> rankOf(const std::string& name, const std::string& other) {
 
 std::vector<std::string> nearestNames(std::string_view name, const std::vector<std::string>& among,
                                       size_t count) {
-    // Nobody means a known name by such a text, and comparing it would take long.
+    // A longer text is not a misspelled name, and comparing it would take long.
     constexpr size_t kMostLetters = 256;
     if (name.size() > kMostLetters) return {};
     const std::string given = lower(name);

@@ -1,4 +1,4 @@
-// What somebody may have meant who gave a name that there is none of.
+// Suggests similar names for an unknown one. Threads: any.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 namespace tyktags {
 
-/// The names among `among` that `name` may have been meant for, best first, at most `count`: those
-/// that have it as a word ("gain": "total_gain"), those that have it in them, those that are a few
-/// letters away from it, as a whole or in one word. Case does not matter; punctuation separates
-/// words. Empty where nothing is near: then a suggestion would mislead.
+/// The names in `among` that are similar to `name`, the most similar first, at most `count`: names
+/// with the same words ("gain": "total_gain"), names that contain it, and names of which it is a
+/// misspelling, as a whole or of one word. Ignores case; punctuation separates words. Empty if no
+/// name is similar, because a suggestion would mislead.
 std::vector<std::string> nearestNames(std::string_view name, const std::vector<std::string>& among,
                                       size_t count = 3);
 

@@ -1,7 +1,7 @@
-// What went wrong, as a value, and results that carry it. The desktop's rooms below the tool report
-// every error in this way and throw nothing but std::bad_alloc.
+// Errors as values, and results with a value or an error. The desktop's rooms below the tool report
+// every error in this way and throw only std::bad_alloc.
 //
-// Threads: a value is used by one thread at a time; the functions from any.
+// Threads: one thread at a time uses a value; any thread may call the functions.
 #pragma once
 
 #include <optional>
@@ -11,14 +11,14 @@
 
 namespace tyktags {
 
-/// One thing that went wrong. Texts hold raw bytes where they quote a name or a file: whoever shows
-/// them on a terminal escapes them.
+/// An error. Quoted names and contents are raw bytes: escape them before you print them on a
+/// terminal.
 struct Problem {
-    std::string path;         ///< of the file or folder; "" where it concerns none
-    std::string expected;     ///< continues "expected "; "" where there is nothing to expect
-    std::string found;        ///< continues "found "; "" where the reason says it all
-    std::string reason = {};  ///< words of the system or of a library; "" where there are none
-    std::string where = {};   ///< the place in the file, such as "line 3"; "": all of it
+    std::string path;         ///< of the file or folder; "" if the error concerns none
+    std::string expected;     ///< continues "expected "; "" if there is no expectation
+    std::string found;        ///< continues "found "; "" if the reason is sufficient
+    std::string reason = {};  ///< the message of the system or of a library; "" if there is none
+    std::string where = {};   ///< the place in the file, such as "line 3"; "": the whole file
 };
 
 /// A problem whose path the caller adds, if it has one.
@@ -29,7 +29,7 @@ inline Problem flaw(std::string expected, std::string found, std::string reason 
 /// "<path>: <where>: expected <expected>, found <found>: <reason>", without the parts that are "".
 std::string toLine(const Problem& problem);
 
-/// The system's words for an errno value.
+/// The system's message for an errno value.
 std::string systemReason(int error);
 
 /// Success, or a problem.
@@ -39,14 +39,14 @@ public:
     Status(Problem problem) : problem_(std::move(problem)) {}
 
     bool ok() const { return !problem_; }
-    /// Only where ok() is false.
+    /// Requires that ok() is false.
     const Problem& problem() const { return *problem_; }
 
 private:
     std::optional<Problem> problem_;
 };
 
-/// A value, or the problem that took its place.
+/// A value, or the problem because of which there is none.
 template <typename Value>
 class [[nodiscard]] Result {
 public:
@@ -54,10 +54,10 @@ public:
     Result(Problem problem) : result_(std::move(problem)) {}
 
     bool ok() const { return result_.index() == 0; }
-    /// Only where ok() is true.
+    /// Requires that ok() is true.
     Value& value() { return *std::get_if<0>(&result_); }
     const Value& value() const { return *std::get_if<0>(&result_); }
-    /// Only where ok() is false.
+    /// Requires that ok() is false.
     const Problem& problem() const { return *std::get_if<1>(&result_); }
 
 private:

@@ -31,8 +31,8 @@ bool sameValues(const TagEnum& a, const TagEnum& b) {
                       same);
 }
 
-// Whether a field of the table is what a layout has. A layout says nothing of units, and it may
-// lack the names that people gave to numbers.
+// Whether a field of the table equals that of a layout. A layout has no units, and it may lack the
+// names that people gave to numbers.
 bool sameField(const TagField& ours, const TagField& theirs) {
     const bool sameEnum =
         !theirs.enumeration ||
@@ -42,7 +42,7 @@ bool sameField(const TagField& ours, const TagField& theirs) {
            ours.bits.width == theirs.bits.width && sameEnum;
 }
 
-// The values of an enum for a line of text.
+// The values of an enum in one line.
 std::string valuesOf(const TagEnum& names) {
     constexpr size_t kShown = 8;
     std::string text;
@@ -90,7 +90,7 @@ private:
     pugi::xml_document document_;
     TextEdits edits_;
     std::vector<TableChange> changes_;
-    // Of the layouts, and those that fields refer to after merging.
+    // The enums of the layouts, and the names of those to which fields refer after merging.
     std::map<std::string, std::shared_ptr<const TagEnum>> enums_;
     std::set<std::string> usedEnums_;
     uint32_t version_ = 1;
@@ -220,14 +220,14 @@ void Merge::addFields(pugi::xml_node tag, const std::vector<const TagField*>& fi
     edits_.insert(at, added + (closes ? "" : newline_ + outer));
 }
 
-// The blanks in front of what stands first on its line.
+// The blanks before `at` if only blanks precede it on its line; else "".
 std::string Merge::indentAt(size_t at) const {
     const size_t line = at == 0 ? 0 : text_.rfind('\n', at - 1) + 1;
     const std::string before = text_.substr(line, at - line);
     return std::all_of(before.begin(), before.end(), isBlank) ? before : "";
 }
 
-// `end` without the blanks in front of it.
+// Moves `end` back over the blanks before it.
 size_t Merge::withoutBlanks(size_t begin, size_t end) const {
     while (end > begin && isBlank(text_[end - 1])) --end;
     return end;
@@ -236,7 +236,7 @@ size_t Merge::withoutBlanks(size_t begin, size_t end) const {
 void Merge::mergeEnums() {
     for (const std::string& name : usedEnums_) {
         const auto theirs = enums_.find(name);
-        if (theirs == enums_.end()) continue;  // the table's own
+        if (theirs == enums_.end()) continue;  // only the table has it
         const auto ours = std::find_if(table_.enums.begin(), table_.enums.end(),
                                        [&name](const auto& one) { return one->name() == name; });
         if (ours == table_.enums.end()) {
@@ -254,7 +254,7 @@ void Merge::mergeEnums() {
     }
 }
 
-// Behind the enums that are there.
+// Adds an enum after the existing ones.
 void Merge::addEnum(const TagEnum& names) {
     const pugi::xml_node root = document_.document_element();
     pugi::xml_node last;
@@ -264,7 +264,7 @@ void Merge::addEnum(const TagEnum& names) {
     edits_.insert(at, line + toXml(names, line));
 }
 
-// Says in the table that it has what only readers of a later version understand.
+// Raises the table's version to the one that has all of its contents.
 void Merge::raiseVersion() {
     if (table_.version >= version_) return;
     const pugi::xml_node root = document_.document_element();

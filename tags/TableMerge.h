@@ -1,7 +1,7 @@
-// Fields of tags merged into the text of a tag table that people write, too: what an import does
-// not concern stays as it is, byte for byte.
+// Merges fields of tags into the text of a tag table. People edit these tables too, so all other
+// text stays unchanged, byte for byte.
 //
-// Threads: any. Errors: the operations let std::bad_alloc through.
+// Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"
@@ -14,7 +14,7 @@
 
 namespace tyktags {
 
-/// What is known of a tag from elsewhere.
+/// The layout of a tag's value from another source, such as debug information.
 struct TagLayout {
     std::string tag;
     std::string type;  ///< the name of the tag's type, for messages
@@ -22,32 +22,32 @@ struct TagLayout {
     std::vector<TagField> fields;
 };
 
-/// What merging does with one field or enum.
+/// The effect of merging on one field or enum.
 struct TableChange {
     enum class Kind {
         added,
         replaced,
         removed,
-        kept,  ///< as the table has it, which is not as the layout has it
+        kept,  ///< unchanged, although the layout differs
     };
     Kind kind;
     std::string what;         ///< "KELV_TAG_AE.gain", "enum AwbMode"
-    std::string before = {};  ///< what the table says of it; "" of what was added
-    std::string after = {};   ///< what the layout says of it; "" where it has no such field
+    std::string before = {};  ///< its text in the table; "" if it was added
+    std::string after = {};   ///< its text by the layout; "" if the layout lacks it
 };
 
-/// A table's new text, and how it differs.
+/// A table's new text, and the changes.
 struct MergedTable {
     std::string text;
     std::vector<TableChange> changes;  ///< tag by tag, in the order of the fields
 };
 
-/// Merges fields into the text of a table that examineTagTable() read. A field or an enum that
-/// the table has in another form stays with its form; with `replace` the layout's takes its place,
-/// and fields of the tags that the layouts lack go. Units stay in any case: layouts have none.
-/// A problem, without a path, where the table has problems or parts of a later version, where the
-/// table lacks a tag, where a tag has another size than its layout, and where two enums of the
-/// layouts have the same name and different values.
+/// Merges fields into the text of a table that examineTagTable() read. A field or an enum of the
+/// table that differs from the layout stays, and so does a field that the layout lacks. With
+/// `replace`, the layout replaces the former and removes the latter. Units always stay, because
+/// layouts have none. These are problems, without a path: a table with problems or with parts of a
+/// later version, a tag that the table lacks, a tag whose size is not that of its layout, and enums
+/// of the layouts with the same name and different values.
 Result<MergedTable> mergeLayouts(const TagTable& table, const std::vector<TagLayout>& layouts,
                                  bool replace);
 

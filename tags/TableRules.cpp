@@ -14,7 +14,7 @@ namespace tyktags {
 
 namespace {
 
-// Deeper nesting is no data's, and whoever shows it nests as deep.
+// No real data nest deeper, and programs that print values nest as deep.
 constexpr size_t kMostDimensions = 16;
 
 bool hasOneOf(std::string_view text, std::string_view characters) {
@@ -23,20 +23,20 @@ bool hasOneOf(std::string_view text, std::string_view characters) {
 
 using Kind = TableProblem::Kind;
 
-// Problems of one part of the table, at its place.
+// Collects the problems of one part of the table, with its place.
 class Complaints {
 public:
     Complaints(const std::string& place, std::vector<TableProblem>& problems)
         : place_(place), problems_(problems) {}
 
-    // Whether `fits`; a problem where it does not.
+    // Adds a problem unless `fits`; returns `fits`.
     bool require(bool fits, const std::string& expected, const std::string& found,
                  Kind kind = Kind::form) {
         if (!fits) problems_.push_back({{"", expected, found, "", place_}, kind});
         return fits;
     }
 
-    // Whether nothing before has the same key.
+    // Adds a problem if an earlier part has the same key.
     template <typename Key>
     void requireOwn(std::map<Key, std::string>& places, const Key& key, const char* expected,
                     const std::string& shown) {
@@ -49,7 +49,7 @@ private:
     std::vector<TableProblem>& problems_;
 };
 
-// The size of a record that the library itself makes.
+// The size of a tag that the library itself writes; none for other tags.
 std::optional<int32_t> ownSize(uint32_t id) {
     static const std::map<uint32_t, int32_t> kSizes{
         {kSceneTag, kSceneRecordBytes},
@@ -118,7 +118,7 @@ void checkSize(const TagEntry& tag, Complaints& complaints) {
         (tag.kind == TagKind::fixed ? "fixed and " : "block and ") + std::to_string(tag.size));
 }
 
-// Whoever gives a name in a number's place must mean the name.
+// A name must not be a valid number or list, because a user may give either in the same place.
 bool isEnumValueName(std::string_view name) {
     if (name.empty() || hasOneOf(name, std::string_view(",=\0", 3))) return false;
     return !hasOneOf(name.substr(0, 1), "0123456789+-. ");

@@ -1,4 +1,4 @@
-// What the tags and enums of a table must keep to, in themselves and beside each other.
+// The rules for the tags and enums of a table.
 #pragma once
 
 #include "tags/Problem.h"
@@ -11,13 +11,13 @@
 
 namespace tyktags {
 
-/// Checks the parts of one table, one after the other.
+/// Checks the parts of one table, one after the other. One thread at a time uses an object.
 class TableRules {
 public:
-    /// Adds what is wrong with the tag to `problems`. `place` says where it stands.
+    /// Adds the tag's problems to `problems`. `place` is its place in the file, for messages.
     void check(const TagEntry& tag, const std::string& place, std::vector<TableProblem>& problems);
 
-    /// The same of an enum.
+    /// Adds an enum's problems likewise.
     void check(const TagEnum& names, const std::string& place, std::vector<TableProblem>& problems);
 
 private:

@@ -17,8 +17,7 @@ namespace {
 constexpr size_t kMaxFileBytes = size_t{16} << 20;
 constexpr int kPipePatience = 10000;  // milliseconds
 
-// A problem whose path the caller knows.
-// A file open for reading, without waiting for whoever serves it.
+// A file open for reading. Opening does not wait for the writer of a pipe.
 class Source {
 public:
     explicit Source(const std::string& path)
@@ -29,9 +28,9 @@ public:
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
-    // Whether the table may be read from it.
+    // Checks the kind of the file.
     Status examine(TableSource allowed) const;
-    // Appends to `text`. Sets `done` at the end.
+    // Appends a piece to `text`. Sets `done` at the end of the file.
     Status readMore(std::string& text, bool& done) const;
 
 private:
@@ -53,8 +52,8 @@ Status Source::examine(TableSource allowed) const {
 Status Source::readMore(std::string& text, bool& done) const {
     pollfd waiting{descriptor_, POLLIN, 0};
     if (::poll(&waiting, 1, kPipePatience) == 0) {
-        return flaw("a tag table", "a pipe that brought nothing for " +
-                                       std::to_string(kPipePatience / 1000) + " seconds");
+        return flaw("a tag table",
+                    "a pipe without data for " + std::to_string(kPipePatience / 1000) + " seconds");
     }
     std::array<char, 16384> part{};
     const ssize_t count = ::read(descriptor_, part.data(), part.size());
@@ -69,7 +68,7 @@ Status Source::readMore(std::string& text, bool& done) const {
 }
 
 struct FileCloser {
-    // Only of a file whose writing failed before: nothing more can be lost.
+    // Called only after a failed write, which has been reported.
     void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
@@ -83,7 +82,7 @@ Status readTableText(const std::string& path, TableSource allowed, std::string& 
     return status;
 }
 
-// Only closing it tells whether all bytes arrived.
+// fclose() reports errors of buffered writes, so its result counts too.
 Status writeTableText(const std::string& path, const std::string& text) {
     File file(std::fopen(path.c_str(), "wbe"));
     if (!file) return flaw("a file to write", "none", systemReason(errno));

@@ -1,4 +1,4 @@
-// The text of a tag table's file. Nothing waits for whoever serves a pipe for longer than told.
+// Reads and writes the text of a tag table's file. Threads: any.
 #pragma once
 
 #include "tags/Problem.h"
@@ -8,7 +8,8 @@
 
 namespace tyktags {
 
-/// Reads the whole file; at most 16 MiB. The problem has no path.
+/// Reads the whole file; at most 16 MiB. A pipe without data for ten seconds is a problem. The
+/// problem has no path.
 Status readTableText(const std::string& path, TableSource allowed, std::string& text);
 
 /// Writes the whole file. The problem has no path.

@@ -9,7 +9,8 @@ namespace tyktags {
 
 namespace {
 
-// Takes the document's text. No stream of the standard library: pugixml may be built with another.
+// Receives the document's text. It is not a standard stream, because pugixml may be built with
+// another standard library.
 struct TextWriter final : pugi::xml_writer {
     void write(const void* data, size_t size) override {
         text.append(static_cast<const char*>(data), size);
@@ -17,7 +18,7 @@ struct TextWriter final : pugi::xml_writer {
     std::string text;
 };
 
-// How a field's dimensions are written: an attribute and its value, "" where there is none.
+// The attribute for a field's dimensions and its value; "" if it needs none.
 std::pair<const char*, std::string> writtenDimensions(const TagField& field) {
     const std::vector<uint32_t>& dimensions = field.dimensions;
     if (dimensions.empty()) return {"", ""};

@@ -1,6 +1,6 @@
-// How the parts of a tag table are written.
+// Writes the parts of a tag table as XML.
 //
-// Threads: any. Errors: the operations let std::bad_alloc through.
+// Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/TagField.h"
@@ -15,17 +15,16 @@ namespace tyktags {
 void appendField(pugi::xml_node tag, const TagField& field);
 void appendEnum(pugi::xml_node root, const TagEnum& names);
 
-/// The document as text, indented by two blanks where `format` indents.
+/// The document as text. If `format` indents, it does so by two blanks.
 std::string savedText(const pugi::xml_document& document, unsigned format);
 
 /// "<field name=.../>".
 std::string toXml(const TagField& field);
 
-/// "<enum>" with a line for each value. `newLine` is the end of a line and what stands in front of
-/// the element in the next one.
+/// "<enum>" with a line for each value. `newLine` is a newline and the indentation of the element.
 std::string toXml(const TagEnum& names, const std::string& newLine);
 
-/// The version of the format whose readers understand the field.
+/// The earliest version of the format that has such a field.
 uint32_t versionOf(const TagField& field);
 
 }  // namespace tyktags

@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view kTypeNames[] = {"u8",  "i8",  "u16", "i16", "u32", "i32",
                                            "u64", "i64", "f32", "f64", "char"};
 
-// No value is as large.
+// More than any value has.
 constexpr uint64_t kVeryMany = uint64_t{1} << 40;
 
 uint64_t product(const std::vector<uint32_t>& factors) {
@@ -36,7 +36,7 @@ bool parseAll(std::string_view text, Number& number) {
     return error == std::errc() && stop == end;
 }
 
-// Takes "[2]" off the end of `name`; none where there is no such index.
+// Removes an index such as "[2]" from the end of `name` and returns it; none if there is no index.
 std::optional<uint32_t> takeIndex(std::string_view& name) {
     const size_t open = name.rfind('[');
     if (open == std::string_view::npos || name.back() != ']') return std::nullopt;
@@ -46,7 +46,7 @@ std::optional<uint32_t> takeIndex(std::string_view& name) {
     return index;
 }
 
-// "[1]" with decimal digits alone, from the front of `rest`.
+// Removes an index of decimal digits such as "[1]" from the front of `rest`.
 bool skipIndex(std::string_view& rest) {
     const size_t digits = rest.find_first_not_of("0123456789", 1);
     if (digits == 1 || digits == std::string_view::npos || rest[digits] != ']') return false;
@@ -59,7 +59,7 @@ struct Indexed {
     std::vector<uint32_t> indices;
 };
 
-// Every way to read a name as another with indices behind it, the longest name first.
+// Every way to split a name into a shorter one and indices, the longest name first.
 std::vector<Indexed> readings(std::string_view name) {
     std::vector<Indexed> result{{name, {}}};
     std::vector<uint32_t> indices;
@@ -70,7 +70,7 @@ std::vector<Indexed> readings(std::string_view name) {
     return result;
 }
 
-// The part of a field that indices pick; none where it has no such part.
+// The part of a field that indices select; none if it has no such part.
 std::optional<TagField> partOf(const TagField& field, const std::vector<uint32_t>& indices,
                                std::string_view name) {
     const std::vector<uint32_t> shape = field.shape();
@@ -126,7 +126,7 @@ bool isWhole(FieldType type) {
 }
 
 WholeNumber WholeNumber::of(int64_t number) {
-    // Negated as an unsigned number, which the smallest one survives.
+    // Negates an unsigned number: negating the smallest signed number would overflow.
     const auto bits = static_cast<uint64_t>(number);
     return number < 0 ? WholeNumber{0 - bits, true} : WholeNumber{bits, false};
 }

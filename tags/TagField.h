@@ -1,6 +1,6 @@
-// The fields of a tag's value: where each lies, what its bytes mean, and by which names it goes.
+// The fields of a tag's value: their places, types and names.
 //
-// Threads: any. Errors: the operations that return strings or fields let std::bad_alloc through.
+// Threads: any. Errors: std::bad_alloc from operations that return strings or fields.
 #pragma once
 
 #include "core/FieldType.h"
@@ -23,15 +23,14 @@ std::string_view nameOf(FieldType type);
 /// Whether elements of the type are whole numbers.
 bool isWhole(FieldType type);
 
-/// A whole number from -2^63 to 2^64 - 1, which every whole type fits in.
+/// A whole number from -2^63 to 2^64 - 1, the range of all whole types.
 struct WholeNumber {
     uint64_t magnitude = 0;
     bool negative = false;  ///< false for 0
 
     static WholeNumber of(int64_t number);
     static WholeNumber of(uint64_t number) { return {number, false}; }
-    /// The number that all of `text` says in decimal; none where that is no number or one beyond
-    /// the range.
+    /// Parses all of `text` as a decimal number; none for another text or a number out of range.
     static std::optional<WholeNumber> parse(std::string_view text);
 
     bool operator==(const WholeNumber& other) const {
@@ -40,7 +39,7 @@ struct WholeNumber {
     bool operator<(const WholeNumber& other) const;
 };
 
-/// In decimal.
+/// The number in decimal.
 std::string toText(const WholeNumber& number);
 
 /// A name for a number.
@@ -49,7 +48,7 @@ struct EnumValue {
     WholeNumber number;
 };
 
-/// Names for the numbers of fields. It does not change once it is made.
+/// Names for the numbers of fields. Immutable.
 class TagEnum {
 public:
     TagEnum(std::string name, std::vector<EnumValue> values);
@@ -57,9 +56,9 @@ public:
     const std::string& name() const { return name_; }
     const std::vector<EnumValue>& values() const { return values_; }
 
-    /// The first name that the number has; "" where it has none.
+    /// The first name of the number; "" if it has none.
     std::string_view nameOf(const WholeNumber& number) const;
-    /// The number of that name.
+    /// The number with the name; none for an unknown name.
     std::optional<WholeNumber> numberOf(std::string_view name) const;
 
 private:
@@ -68,8 +67,8 @@ private:
     std::vector<size_t> byNumber_;  ///< positions in values_
 };
 
-/// Bits of a value. They count from the least significant bit of a field's first byte on; those of
-/// the following bytes follow.
+/// Bits of a value. Their numbers begin at the least significant bit of the field's first byte and
+/// continue in the next bytes.
 struct BitRange {
     uint32_t offset = 0;
     uint32_t width = 0;  ///< 0: the field is whole bytes
@@ -80,42 +79,42 @@ struct TagField {
     std::string name;     ///< "gain", "roi[1].x"
     uint32_t offset = 0;  ///< bytes from the value's start
     FieldType type = FieldType::u8;
-    /// Elements in each dimension, the last one varies fastest; none: a single number or character.
-    /// Of text, the last one counts characters.
+    /// Elements in each dimension; the last dimension varies fastest. Empty: a single number or
+    /// character. For text, the last dimension counts characters.
     std::vector<uint32_t> dimensions = {};
     BitRange bits = {};                               ///< of a single whole number
-    std::string unit = {};                            ///< such as "ns"; "" where none is known
+    std::string unit = {};                            ///< such as "ns"; "" if unknown
     std::shared_ptr<const TagEnum> enumeration = {};  ///< names for its numbers; may be null
 
-    /// All elements, of text characters; very large counts as 2^40 or more.
+    /// The number of elements, for text of characters; 2^40 or more if it is very large.
     uint64_t count() const;
-    /// Bytes from `offset` on that it lies in.
+    /// The number of bytes from `offset` to the end of the field.
     uint64_t bytes() const;
-    /// The dimensions of its values, of which a text is one.
+    /// The dimensions of its values; a text is one value.
     std::vector<uint32_t> shape() const;
-    /// How many values it has.
+    /// The number of its values.
     uint64_t values() const;
 };
 
 /// Whether a field is one number or one text, and not an array.
 bool isSingle(const TagField& field);
 
-/// How many of the first `size` bytes of a value lie in some field.
+/// The number of bytes among the first `size` bytes of a value that lie in a field.
 uint64_t coveredBytes(const std::vector<TagField>& fields, uint64_t size);
 
-/// The name of one of a field's values, counted row by row: "matrix[1][2]"; `name` itself where the
-/// field has no dimensions.
+/// The name of a field's value: "matrix[1][2]", or `name` if the field has no dimensions. `index`
+/// counts values row by row.
 std::string elementName(const std::string& name, const std::vector<uint32_t>& shape,
                         uint64_t index);
 
-/// Whether a field may have this name: words with '.' between them, each with indices in brackets
-/// behind it or without, such as "roi[1].x". Words have no '.', '[', ']' and NUL.
+/// Whether a field may have this name: words separated by '.', which indices in brackets may
+/// follow, such as "roi[1].x". Words have no '.', '[', ']' and NUL.
 bool isFieldName(std::string_view name);
 
-/// The field of that name, or what indices behind a field's name pick of it: an element
-/// ("gains[2]"), or of several dimensions a row ("matrix[1]"). A field whose whole name fits comes
-/// first. The problem's reason says in words what there is instead, with `owner` in front of
-/// names ("KELV_TAG_AE").
+/// The field with the name. Indices after a field's name select a part of it: an element
+/// ("gains[2]"), or a row if it has several dimensions ("matrix[1]"). A field with the whole name
+/// takes precedence. The problem's reason lists what exists instead; `owner` is the name of the tag
+/// in that text ("KELV_TAG_AE").
 Result<TagField> findField(const std::vector<TagField>& fields, std::string_view name,
                            const std::string& owner);
 

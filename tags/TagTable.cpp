@@ -1,4 +1,4 @@
-// Tag tables as XML files.
+// Reads and writes tag tables as XML files.
 #include "tags/TagTable.h"
 
 #include "tags/NearestNames.h"
@@ -23,14 +23,13 @@ constexpr FieldType kTypes[] = {FieldType::u8,  FieldType::i8,  FieldType::u16, 
                                 FieldType::u32, FieldType::i32, FieldType::u64, FieldType::i64,
                                 FieldType::f32, FieldType::f64, FieldType::text};
 
-// A problem whose path and place in the file the caller knows.
-// The problem with the place that it belongs to.
+// Adds the place in the file to the problem.
 Problem atPlace(const std::string& where, Problem problem) {
     problem.where = where;
     return problem;
 }
 
-// The same with the file.
+// Adds the path to the problem.
 Problem inFile(const std::string& path, Problem problem) {
     problem.path = path;
     return problem;
@@ -61,7 +60,7 @@ bool parseType(std::string_view text, FieldType& type) {
     return true;
 }
 
-// "3x4".
+// Parses "3x4".
 bool parseDimensions(std::string_view text, std::vector<uint32_t>& dimensions) {
     while (true) {
         const size_t end = std::min(text.find('x'), text.size());
@@ -71,7 +70,7 @@ bool parseDimensions(std::string_view text, std::vector<uint32_t>& dimensions) {
     }
 }
 
-// A count of 1 is no array: tables of version 1 say so of single numbers.
+// A count of 1 means a single number, as tables of version 1 write it.
 bool parseCount(std::string_view text, std::vector<uint32_t>& dimensions) {
     uint32_t count = 0;
     if (!parseNumber(text, 10, count)) return false;
@@ -80,7 +79,7 @@ bool parseCount(std::string_view text, std::vector<uint32_t>& dimensions) {
     return true;
 }
 
-// "4:3", the lowest bit and how many there are.
+// Parses "4:3", the lowest bit and the number of bits.
 bool parseBits(std::string_view text, BitRange& bits) {
     const size_t colon = std::min(text.find(':'), text.size());
     return colon < text.size() && parseNumber(text.substr(0, colon), 10, bits.offset) &&
@@ -94,7 +93,7 @@ std::string allTypes() {
     return names;
 }
 
-// One attribute of an element, and how its value is taken.
+// One attribute of an element, and the function that parses its value.
 template <typename Part>
 struct Attribute {
     std::string_view name;
@@ -103,7 +102,7 @@ struct Attribute {
     const char* expected;  // of its value
 };
 
-// A field as its attributes say it.
+// A field from its attributes.
 struct FieldPart {
     TagField field;
     std::string enumName;
@@ -138,7 +137,7 @@ constexpr Attribute<FieldPart> kFieldAttributes[] = {
      "an offset from 0 to 4294967295"},
     {"type", true,
      [](std::string_view value, FieldPart& part) { return parseType(value, part.field.type); },
-     nullptr},  // said by allTypes()
+     nullptr},  // allTypes() gives the text
     {"count", false,
      [](std::string_view value, FieldPart& part) {
          return parseCount(value, part.field.dimensions);
@@ -199,12 +198,12 @@ std::string namesOf(const Attribute<Part> (&attributes)[count]) {
            (count == 1 ? ", once" : ", each once");
 }
 
-// The document, and which line its parts stand on.
+// The document, and the lines of its parts.
 class TableFile {
 public:
     TableFile(TagTable& table, size_t most) : table_(table), most_(most) {}
 
-    // Takes the file's text.
+    // Parses the file's text.
     void parse(const std::string& text);
 
 private:
@@ -243,7 +242,7 @@ void TableFile::complain(const pugi::xml_node& node, Problem problem) {
     table_.problems.push_back({atPlace(lineOf(node), std::move(problem))});
 }
 
-// Says what of a later version is passed over, each thing once.
+// Reports each ignored part of a later version once.
 void TableFile::pass(const pugi::xml_node& node, const std::string& what) {
     constexpr size_t kMost = 100;
     if (passed_.size() >= kMost || !passed_.insert(what).second) return;
@@ -252,7 +251,7 @@ void TableFile::pass(const pugi::xml_node& node, const std::string& what) {
          "passed over", lineOf(node)});
 }
 
-// Whether the node is the element of that name; a problem where it is not.
+// Whether the node is the element with the name. Adds a problem if it is not.
 bool TableFile::isElement(const pugi::xml_node& node, std::string_view name, const char* others) {
     const bool element = node.type() == pugi::node_element;
     if (element && node.name() == name) return true;
@@ -279,8 +278,8 @@ bool TableFile::takeValue(const pugi::xml_node& node, const Attribute<Part>& att
     return false;
 }
 
-// Takes a node's attributes. False where one of them is missing or wrong, or has a value that only
-// a later version knows.
+// Parses a node's attributes. Returns false if one is missing or invalid, or has a value of a later
+// version.
 template <typename Part, size_t count>
 bool TableFile::take(const pugi::xml_node& node, const Attribute<Part> (&attributes)[count],
                      Part& part) {
@@ -348,7 +347,7 @@ bool TableFile::findEnum(const pugi::xml_node& node, FieldPart& part) {
     return false;
 }
 
-// Reads one <field>, and checks its form alone.
+// Reads one <field> and checks only its form.
 void TableFile::parseField(const pugi::xml_node& node, std::vector<TagField>& fields) {
     FieldPart part;
     if (!isElement(node, "field") || !take(node, kFieldAttributes, part)) return;
@@ -389,7 +388,7 @@ void TableFile::parse(const std::string& text) {
         return;
     }
     parseVersion(root);
-    // A field may have an enum that stands behind it.
+    // Enums come first, because a field may refer to one that follows in the file.
     for (const pugi::xml_node node : root.children("enum")) {
         if (!full()) parseEnum(node);
     }

@@ -1,7 +1,7 @@
-// The table of tags: which there are, how large their values are, and what is in them. Its file is
-// what a device's tags are described by (docs/dump-tree.md). Nothing here needs the platform.
+// Tag tables: the tags of a device, the sizes of their values, and the fields in the values.
+// docs/dump-tree.md describes the file. Nothing here needs the platform.
 //
-// Threads: any. Errors: the operations let std::bad_alloc through.
+// Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"
@@ -16,7 +16,7 @@
 
 namespace tyktags {
 
-/// How a tag's value travels.
+/// How the parameter-set service passes a tag's value.
 enum class TagKind {
     fixed,  ///< `size` bytes, copied
     block,  ///< a BlockParamDesc; `size` is that of the descriptor's usual block, for information
@@ -28,39 +28,39 @@ struct TagEntry {
     std::string name;
     int32_t size;  ///< bytes
     TagKind kind;
-    std::vector<TagField> fields = {};  ///< what is known of the value; may be empty
+    std::vector<TagField> fields = {};  ///< the known parts of the value; may be empty
 };
 
-/// Where a tag table may be read from.
+/// The kinds of files from which a tag table may be read.
 enum class TableSource {
-    file,        ///< a regular file; anything else is an error and is not read
-    fileOrPipe,  ///< also a FIFO or a character device, read once; ten silent seconds are an error
+    file,        ///< a regular file; any other file is an error and is not read
+    fileOrPipe,  ///< also a FIFO or a character device, read once; 10 s without data are an error
 };
 
-/// The newest version of the format that readTagTable() knows. 1 is what tables have that say none;
-/// 2 has enums, units, fields of bits, of several dimensions, and in parts of a tag.
+/// The newest version of the format that readTagTable() knows. A table without a version has 1.
+/// Version 2 has enums, units, fields of bits, several dimensions, and names of nested parts.
 constexpr uint32_t kTableVersion = 2;
 
-/// Why a table is refused.
+/// The reason why a table is refused.
 struct TableProblem : Problem {
     enum class Kind {
-        form,      ///< what stands there is not what a table has
-        beyond,    ///< a field ends behind its tag
-        repeated,  ///< a name or an id that is there already
+        form,      ///< the format does not allow this text
+        beyond,    ///< a field ends after its tag
+        repeated,  ///< a name or an id that an earlier part has
     };
     Kind kind = Kind::form;
 };
 
-/// What a file says, right or wrong.
+/// The contents of a file, valid or not.
 struct TagTable {
     bool isRead = false;  ///< the file could be read
     std::string text;     ///< of the file
     uint32_t version = 1;
-    std::vector<TagEntry> tags;  ///< in the file's order, also those with problems
+    std::vector<TagEntry> tags;  ///< in the file's order, including those with problems
     std::vector<std::shared_ptr<const TagEnum>> enums;
-    /// Why readTagTable() refuses the file; empty where it does not.
+    /// The reasons why readTagTable() refuses the file; empty if it accepts the file.
     std::vector<TableProblem> problems;
-    /// What a file of a later version has and this reader passes over.
+    /// The ignored parts of a file of a later version.
     std::vector<Problem> missed;
 };
 
@@ -77,25 +77,25 @@ struct TagTable {
 ///     </tag>
 ///   </tags>
 ///
-/// A problem names the path, the line and what was expected and found. Ids must be unique and not
-/// 0, names unique, without '/', '.' or NUL and not empty, sizes not negative; the tags that the
-/// library itself writes must have the sizes it writes (2118: 8512, 65622: 4096, 8208: 8, 8198: 1,
-/// all fixed). A fixed size may exceed 512000 bytes, which the library refuses to carry. Numbers
-/// are decimal; an id may also be "0x" and hexadecimal. A field lies within its tag's size and
-/// bears a name of its own that isFieldName() takes. Elements and attributes of other names are
-/// errors, but in a table of a version after kTableVersion: there they are passed over, and so is a
-/// field whose type is not known. A file of more than 16 MiB is an error.
+/// Ids must be unique and not 0. Names must be unique, not empty, and without '/', '.' and NUL.
+/// Sizes must not be negative; the tags that the library itself writes must have its sizes (2118:
+/// 8512, 65622: 4096, 8208: 8, 8198: 1, all fixed). A fixed size may exceed 512000 bytes, although
+/// the library does not dump such a value. Numbers are decimal; an id may also be "0x" and
+/// hexadecimal. A field lies within its tag's size and has a unique name for which isFieldName() is
+/// true. Elements and attributes with other names are errors. In a table of a version after
+/// kTableVersion they are ignored, and so is a field with an unknown type. A file of more than 16
+/// MiB is an error. A problem has the path, the line, and what was expected and found.
 Result<std::vector<TagEntry>> readTagTable(const std::string& path,
                                            TableSource source = TableSource::file);
 
-/// As above, with all that the file says and all that is wrong with it; of the problems the first
-/// `most`, and then reading ends.
+/// Like readTagTable(), but returns all contents of the file and its problems. Stops after `most`
+/// problems.
 TagTable examineTagTable(const std::string& path, TableSource source = TableSource::file,
                          size_t most = std::numeric_limits<size_t>::max());
 
-/// Writes a tag table that readTagTable() reads back, with the enums that its fields have. It has
-/// no later version than its contents need. A table that readTagTable() would refuse is an error,
-/// and then there is no file.
+/// Writes a tag table for readTagTable(), with the enums of its fields, in the earliest version
+/// that has all of its contents. A table that readTagTable() would refuse is an error; no file
+/// remains then.
 Status writeTagTable(const std::string& path, const std::vector<TagEntry>& tags);
 
 }  // namespace tyktags

@@ -1,6 +1,4 @@
-// Common parts of messages.
-//
-// Threads: each function from any.
+// Common parts of messages. Threads: any.
 #pragma once
 
 #include <cstdint>

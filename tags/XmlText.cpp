@@ -10,7 +10,7 @@ bool startsAt(std::string_view text, size_t at, std::string_view start) {
     return text.substr(at, start.size()) == start;
 }
 
-// Behind the next `end` from `at` on.
+// The position after the next `end` from `at` on; the end of the text if there is none.
 size_t behind(std::string_view text, size_t at, std::string_view end) {
     const size_t found = text.find(end, at);
     return found == std::string_view::npos ? text.size() : found + end.size();
@@ -24,7 +24,7 @@ bool isNamePart(char c) {
     return std::string_view(" \t\r\n='\"").find(c) == std::string_view::npos;
 }
 
-// Of the tag that closes the element whose content begins at `at`.
+// The position of the tag that closes the element whose content begins at `at`.
 size_t endOfContent(std::string_view text, size_t at) {
     size_t depth = 1;
     while ((at = text.find('<', at)) != std::string_view::npos) {
