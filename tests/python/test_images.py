@@ -81,7 +81,7 @@ def test_short_files_are_damage(tree_folder):
         image.vu
     assert (caught.value.path, caught.value.expected) == (str(file), "4608 bytes")
     assert (image.filled().vu[10:] == 128).all()
-    with pytest.raises(ValueError, match="whole"):
+    with pytest.raises(ValueError, match="complete"):
         image.mapped()
     file.unlink()
     with pytest.raises(tyksim.DamagedError, match="an image"):
