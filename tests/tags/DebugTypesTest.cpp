@@ -1,4 +1,4 @@
-// The layouts of types, from debug information that this build's compiler wrote.
+// Tests of the layouts of types, from debug information that this build's compiler wrote.
 #include "tags/FieldCodec.h"
 #include "tags/dwarf/DebugTypes.h"
 
@@ -26,7 +26,8 @@ std::string libraryOf(const std::string& way) {
     return TYK_TYPES_FOLDER "/types_" + way + ".so";
 }
 
-/// Parts of the type by name: as text what the value at `bytes` has there, or why there is none.
+/// Parts of the type by name, with the text of their values in `bytes` or the reason why they have
+/// none.
 std::map<std::string, std::string> partsOf(const TypeLayout& layout, const void* bytes) {
     std::map<std::string, std::string> parts;
     for (const tyktags::TagField& field : layout.fields) {
@@ -112,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(Ways, DebugTypesTest,
                          testing::Values("gdwarf-2", "gdwarf-4", "gdwarf-5", "gz",
                                          "fdebug-types-section"));
 
-/// Bytes of debug information that are something else, one way after the other.
+/// Changes bytes of debug information in several ways.
 class Damage {
 public:
     explicit Damage(std::string bytes) : bytes_(std::move(bytes)) {}
@@ -153,7 +154,7 @@ TEST_P(DebugTypesTest, SurvivesDamage) {
         }
         ++read;
     }
-    EXPECT_GT(read, 10U);  // damage that is noticed at once tells nothing
+    EXPECT_GT(read, 10U);  // enough damage passes the first checks
     std::remove(path.c_str());
     alarm(0);
 }

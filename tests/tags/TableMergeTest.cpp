@@ -1,4 +1,4 @@
-// Layouts merged into the text of tag tables: what changes, and what stays as it was.
+// Tests of merging layouts into the text of tag tables.
 #include "tags/TableMerge.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Tag tables: what their files say, what is refused, and the names of fields.
+// Tests of tag tables: valid and invalid files, and the names of fields.
 #include "tags/TagTable.h"
 
 #include <gtest/gtest.h>

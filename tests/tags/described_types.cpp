@@ -1,5 +1,5 @@
-// Types of every kind that parameters have, and one value of them with a number of its own in every
-// member. DebugTypesTest holds the debug information against them.
+// Types of every kind that parameters have, and a value with a different number in every member.
+// DebugTypesTest compares them with the debug information.
 #include <cstdint>
 
 // A typedef names a type without a name as an alias does not. NOLINTBEGIN(modernize-use-using)
@@ -142,7 +142,7 @@ Params::~Params() = default;
 
 }  // namespace camera
 
-// What is never used is not described.
+// The compiler describes only types that are used.
 camera::Params::Inner inner;
 camera::Ring<double, 2> otherRing;
 video::Point point;
@@ -150,8 +150,8 @@ video::Absent* absent;
 Unnamed unnamed;
 Table table;
 
-/// The bytes of a value whose members have the numbers that DebugTypesTest expects, and how many
-/// there are.
+/// The bytes of a value whose members have the numbers that DebugTypesTest expects, and their
+/// number.
 extern "C" const void* describedParams(uint64_t* size) {
     static const camera::Params params;
     *size = sizeof(params);

@@ -1,4 +1,4 @@
-// The conditions of --where: what holds, what depends on values not read yet, and what is wrong.
+// Tests of the conditions of --where: true, false, open and invalid ones.
 #include "tree/read/Condition.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ const std::map<std::string, Value>& values() {
     return all;
 }
 
-/// The bound condition, or what is wrong with the text as "column: message".
+/// The bound condition, or the problem of the text as "column: message".
 std::string parse(const std::string& text, Condition& condition) {
     static const tyktree::TagCatalog catalog = makeCatalog();
     auto parsed = Condition::parse(text);
@@ -58,8 +58,8 @@ std::string parse(const std::string& text, Condition& condition) {
     return problem ? told(*problem) : "";
 }
 
-/// "holds", "not", or "open" while it depends on a value that has not been read. No name but those
-/// of values() has been read.
+/// "holds", "not", or "open" if it depends on a value that has not been read. Only the names of
+/// values() have been read.
 std::string judge(const std::string& text) {
     Condition condition;
     std::string problem = parse(text, condition);

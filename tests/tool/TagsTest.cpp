@@ -1,4 +1,4 @@
-// Tag tables: their parts in every verb, and what `tyksim tags` and `check` say of them.
+// Tests of tag tables: their parts in every verb, and the output of `tyksim tags` and `check`.
 #include "tests/tool/ToolRun.h"
 
 namespace tooltest {
@@ -17,7 +17,7 @@ sed -i '/<tags/s,$,<enum name="Mode"><value name="OFF" number="0"/><value name="
         <field name="roi[1].x" offset="15" type="u8"/>,' r/tags.xml
 )sh";
 
-/// A table of its own with what stands in the place of something else.
+/// A table, and a change of its text.
 const char* const kTable = R"sh(
 table() {
     cat >t.xml <<END

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Holds the measures of images that tyksim prints against numpy: on pictures with noise, blur, clipping
-and flicker of known amounts, with regions, odd sizes, other layouts, and files that are cut short.
+"""Compares the measures of images that tyksim prints with those of numpy: on pictures with known noise, blur,
+clipping and flicker, with regions, odd sizes, other layouts, and files that are cut short.
 
   measures.py TYKSIM [WORD...]     WORDs before TYKSIM's own arguments, such as an emulator
 """
@@ -32,7 +32,7 @@ def rows(tree, *names, status=0, options=()):
 
 
 def samples(plane):
-    """What a camera would store of a picture of real numbers."""
+    """The samples that a camera stores for a picture of real numbers."""
     return np.clip(np.rint(plane), 0, 255).astype(np.uint8)
 
 
@@ -68,7 +68,7 @@ def measured(plane, before):
 
 
 def make_tree(name, pictures):
-    """Records a tree and puts the pictures (y, u, v) in the place of its images."""
+    """Records a tree and replaces its images by the pictures (y, u, v)."""
     height, width = pictures[0][0].shape
     run(0, "record", name, "--frames", str(len(pictures)), "--size", f"{width}x{height}")
     files = sorted(pathlib.Path(name).glob("data/*/*/*/*/*/*/FCWH*"), key=lambda f: f.parent.name)
@@ -163,7 +163,7 @@ with tempfile.TemporaryDirectory() as work:
     row = rows("brighter", "image.flicker", "image.motion", "image.temporal_noise")[0][1]
     assert [row[k] for k in list(row)[-3:]] == [9, 0, 0], row
 
-    # Whatever else is asked for at the same time, and whichever frames, the number is the same.
+    # A measure does not depend on the other names and the selected frames.
     one = rows("many", "image.noise", options=["--frames", "2..3", "--jobs", "1"])[0]
     all_rows = rows("many", "image.flicker", "image.noise", "image.u.mean", "total_gain")[0]
     assert [r["image.noise"] for r in one] == [r["image.noise"] for r in all_rows[1:3]]
@@ -179,13 +179,13 @@ with tempfile.TemporaryDirectory() as work:
     hold("gaps", [(bytes_[:20, :30], bytes_[20:, 1:30:2], bytes_[20:, 0:30:2])], "image.u",
          options=["--stride", "32"])
 
-    # Files that are cut: what is there counts, and it is said. Regions out of the picture are said.
+    # Files that are cut: the existing samples count, and a message says so. Regions outside the picture.
     y = odd[1][0]
     files = make_tree("cut", odd)
     files[1].write_bytes(y.tobytes()[:37 * 20 + 11])
     found, said = rows("cut", "image.mean", "image.noise", "image[0,0,37,19].std", "image.u.mean",
                        "image.flicker", status=3)
-    expect(found[1]["image.mean"], y.reshape(-1)[:37 * 20 + 11].mean(), "the mean of what is there")
+    expect(found[1]["image.mean"], y.reshape(-1)[:37 * 20 + 11].mean(), "the mean of the existing samples")
     expect(found[1]["image.noise"], measured(y[:20], None)["noise"], "the noise of whole rows")
     expect(found[1]["image[0,0,37,19].std"], y[:19].std(), "a region that is there")
     expect(found[1]["image.u.mean"], None, "chroma that is not there")

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Records videos, bare pictures, PNG files and tables of values with tyksim, compares what is recorded with what
-went in, and runs the commands of docs/record.md.
+"""Records videos, bare pictures, PNG files and tables of values with tyksim, compares the trees with the input,
+and runs the commands of docs/record.md.
 
   record.py DOCUMENT TYKSIM [ARGUMENT...]
 
-Ends with status 77 where ffmpeg is missing and everything else passed.
+Ends with status 77 if ffmpeg is missing and everything else passed.
 """
 import os
 import pathlib
@@ -68,13 +68,13 @@ def y4m(header, pictures, frame_line=b"FRAME\n"):
 
 
 def nv21(width, height, picture):
-    """What a dump has of a picture."""
+    """The bytes of a picture's dump."""
     y, u, v = picture
     return (y + b"".join(bytes(pair) for pair in zip(v, u)))[:width * height * 3 // 2]
 
 
 def scaled(picture):
-    """From limited to full range."""
+    """Converts samples from limited to full range."""
     def brought(samples, black, steps, middle):  # one half occurs: 0.5, of chroma 16, becomes 0
         return bytes(min(255, max(0, (510 * (s - black) + steps - 1) // (2 * steps) + middle)) for s in samples)
     return brought(picture[0], 16, 219, 0), brought(picture[1], 128, 224, 128), brought(picture[2], 128, 224, 128)
@@ -242,7 +242,7 @@ def refusals():
     for options, text in (("--y4m .", "found a folder"), ("--y4m none", "No such file"), ("--y4m -", "found nothing"),
                           ("- --raw nv21 --size 2x2", "picture 1: expected 6 bytes, found 0")):
         run(f"t record p {options}", status=1, texts=[text])
-    expect(not os.path.exists("p"), "what is refused writes nothing")
+    expect(not os.path.exists("p"), "a refused input writes nothing")
 
 
 def broken_input():
@@ -261,7 +261,7 @@ def broken_input():
 
 
 def interruption():
-    """Ctrl-C ends a recording that waits for its input; what was recorded stays."""
+    """Ctrl-C ends a recording that waits for its input; recorded frames stay."""
     video = y4m("W4 H4", [planes(4, 4, 0)])
     for given, text in ((b"", b""), (video, b"frames: 1 dumped of 1")):
         run_it = subprocess.Popen(["bash", "-c", f"exec {tool} record {fresh('v')} --y4m -"], stdin=subprocess.PIPE,

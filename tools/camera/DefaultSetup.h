@@ -17,9 +17,8 @@ constexpr uint32_t kZoneRows = 24;
 constexpr uint32_t kZoneColumns = 32;
 constexpr uint32_t kGyroSamples = 190;
 
-/// A table of tags as a camera has them: values of a few bytes up to 4 KiB, blocks up to 128 KiB,
-/// and the tags that the library treats by themselves; with the fields of all that record gives a
-/// meaning to.
+/// A table of tags like that of a camera: values of a few bytes up to 4 KiB, blocks up to 128 KiB,
+/// and the tags that the library itself knows; with the fields of all simulated values.
 std::vector<tyktags::TagEntry> defaultTags();
 
 /// A dump configuration, as the text of an XML file, that dumps every tag of `tags` on the pipe

@@ -262,8 +262,8 @@ constexpr BlockMaker kBlockMakers[] = {
     {"KELV_TAG_GYRO_SAMPLES", 4096, makeGyro},
 };
 
-/// Fills a block of the right size. A table of one's own may give a tag another size: then the
-/// parts would not fit, and all of the block is noise.
+/// Fills a block of the right size. If the user's table gives the tag another size, the parts do
+/// not fit, and the whole block is noise.
 void fillBlock(const TagEntry& tag, const SimulatedFrame& frame, Bytes& block) {
     fillWithNoise(tag.id, frame.number, block);
     for (const BlockMaker& maker : kBlockMakers) {

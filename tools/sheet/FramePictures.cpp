@@ -112,7 +112,7 @@ void FramePictureMaker::addWindows(FrameImage& a, FrameImage* b, bool whole) {
         b->picture.pixels = base64(windows_.png(*inB, area));
         b->picture.window = area;
     } catch (const NoPicture&) {
-        return;  // what the file lacks was said when it was read
+        return;  // read() has reported the file
     }
 }
 

@@ -22,8 +22,8 @@ struct PicturePlan {
     PictureSizes sizes;
     AssumedPicture assumed;
     Effort effort = Effort::kFull;
-    std::optional<PixelArea> window;  ///< where windows are, instead of the best place
-    tyktree::NumberRanges whole;      ///< frames of which the window is the whole image
+    std::optional<PixelArea> window;  ///< place of the windows; none: the best place of each image
+    tyktree::NumberRanges whole;      ///< frames whose window is the whole image
 };
 
 /// Statistics of a plane.
@@ -70,12 +70,12 @@ public:
     /// `plan` must outlive the object.
     explicit FramePictureMaker(const PicturePlan& plan);
 
-    /// Reads the image and makes its picture; without `drawn` only its statistics. A file that
-    /// cannot be read gives a problem.
+    /// Reads the image and makes its picture; without `drawn` only its statistics. Sets the problem
+    /// of a file that cannot be read.
     void read(FrameImage& image, bool drawn);
 
-    /// Adds the windows of two frames that are compared, or of one alone (`b` is null). `whole`:
-    /// the whole image. Where a file cannot be read there is no window.
+    /// Adds the windows of two compared frames, or of one frame if `b` is null. With `whole`, a
+    /// window is the whole image. A file that cannot be read has no window.
     void addWindows(FrameImage& a, FrameImage* b, bool whole);
 
     /// The sizes of the image's pictures on a page; none if the image cannot be read.

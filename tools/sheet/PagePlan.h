@@ -39,7 +39,7 @@ struct PageNeeds {
     size_t frames = 0;
     size_t pictures = 0;  ///< of all frames of both trees
     double rowBytes = 0;  ///< for a frame's values
-    int thumbWidth = 0;   ///< kept whatever the size of the page; 0: the largest that fits
+    int thumbWidth = 0;   ///< has precedence over `bytes`; 0: the largest that fits
     bool windows = true;  ///< whether to include parts without loss
     std::vector<MeasuredPicture> measured;  ///< of representative frames; may be empty
 };

@@ -6,8 +6,8 @@ namespace tyksim {
 
 namespace {
 
-/// The old samples that new ones cover, along one side. An old sample has as many shares as there
-/// are new ones, and a new one covers as many shares as there are old ones.
+/// The old samples that each new one covers along one side. With n new and m old samples, an old
+/// sample has n shares and a new one covers m shares.
 std::vector<CoveredSamples> coveredBy(int from, int to) {
     std::vector<CoveredSamples> result;
     for (int64_t begin = 0; begin < int64_t{from} * to; begin += from) {

@@ -8,8 +8,8 @@
 
 namespace tyksim {
 
-/// The old samples that a new one covers, along one side: the first and the last one with their
-/// shares, those between as a whole.
+/// The old samples that a new one covers along one side. The first and the last count by their
+/// shares, those between in full.
 struct CoveredSamples {
     int first = 0;
     int last = 0;
@@ -17,7 +17,7 @@ struct CoveredSamples {
     uint32_t ofLast = 0;
 };
 
-/// Resizes planes one after the other and keeps its memory. One object serves one thread.
+/// Resizes planes one after the other and reuses its memory. One thread at a time uses an object.
 class PlaneResizer {
 public:
     /// Reduces the plane to `width` x `height` samples, which must not exceed the plane's. Each is

@@ -8,10 +8,10 @@ namespace tyksim {
 
 namespace {
 
-// Small enough for a strip to stay in the processor's cache until it is reduced.
+// A strip of this size stays in the processor's cache until it is reduced.
 constexpr size_t kStripBytes = size_t{192} * 1024;
 
-// So many samples of luma represent its distribution.
+// This number of luma samples represents their distribution.
 constexpr size_t kCountedSamples = size_t{128} * 1024;
 
 // libyuv is several times as fast as the exact mean. Up to this divisor its mean is wrong by at
@@ -30,18 +30,19 @@ int stripRows(const PictureLayout& layout, int divisor) {
     return block * static_cast<int>(std::max<size_t>(1, kStripBytes / blockBytes));
 }
 
-/// By how much a picture becomes smaller.
+/// The factor by which a picture becomes smaller.
 double factorOf(const PixelSize& size, int width) {
     return std::max({1.0, size.width / static_cast<double>(width), size.height / (2.0 * width)});
 }
 
-/// The whole number by which a picture is made smaller first; the last step if it is to be quick.
+/// The whole number by which the first step reduces a picture. With Effort::kQuick there is no
+/// second step.
 int divisorOf(const PixelSize& size, int width, Effort effort) {
     const double factor = factorOf(size, width);
     return static_cast<int>(effort == Effort::kQuick ? std::ceil(factor) : std::floor(factor));
 }
 
-/// Counts the samples of strips as they come: all, or those of rows evenly spread.
+/// Counts the samples of strips: all of them, or those of evenly spread rows.
 class RowCounter {
 public:
     RowCounter(const PictureFile& file, Effort effort, PlaneHistograms& counts)

@@ -14,12 +14,12 @@ struct PixelSize {
     int height = 0;
 };
 
-/// How much time a picture may take. Quick: the histograms count some rows, and sides become
-/// smaller by whole numbers, which leaves the picture as wide as asked for or less.
+/// The time that a picture may take. kQuick: the histograms count some rows, and the sides become
+/// smaller by a whole number, so the picture may be narrower than the given width.
 enum class Effort { kFull, kQuick };
 
-/// The size of a picture made so small that it is at most `width` wide and twice as high; its own
-/// where it is smaller.
+/// The size of a picture reduced to at most `width` pixels in width and twice as many in height;
+/// its own size if it is smaller.
 PixelSize reducedSize(const PixelSize& size, int width, Effort effort);
 
 /// A reduced picture.
@@ -28,14 +28,14 @@ struct ReducedPicture {
     PlaneHistograms counts;  ///< of the samples in the file
 };
 
-/// Reads pictures one after the other and keeps its memory. One object serves one thread.
+/// Reads pictures one after the other and reuses its memory. One thread at a time uses an object.
 class ReducedPictureReader {
 public:
     /// The file's picture, reduced to reducedSize(): each pixel is the mean of those that it
-    /// covers. Throws NoPicture when the file cannot be read, std::bad_alloc.
+    /// covers. Throws NoPicture when the file cannot be read, and std::bad_alloc.
     const ReducedPicture& read(PictureFile& file, int width, Effort effort);
 
-    /// A picture made smaller in the same way. Valid until this is called again.
+    /// Reduces a picture in the same way. The result is valid until the next call.
     Picture reduced(const Picture& picture, int width, Effort effort);
 
 private:

@@ -49,7 +49,7 @@ public:
     /// With `drawn` makes pictures of the image, else only its statistics.
     SheetFrame read(const tyktree::FrameRef& frame, bool drawn);
 
-    /// Reads the frame without its image, of which it sets path and layout.
+    /// Reads the frame without its image; sets only the image's path and layout.
     SheetFrame readValues(const tyktree::FrameRef& frame);
 
     FramePictureMaker& pictures() { return pictures_; }

@@ -1,4 +1,4 @@
-// In which order the sheet shows the frames of one tree or of two.
+// The order of the frames of one tree or of two on the sheet.
 #pragma once
 
 #include "tools/diff/FrameMatch.h"
@@ -12,12 +12,13 @@ namespace tyksim {
 struct PlacedPair {
     FramePair frames;
     size_t task = 0;         ///< number of the page's task, from 0
-    tyktree::FrameRef home;  ///< a frame of the task that the page names: A's where A has one
-    const tyktree::TaskEntry* other = nullptr;  ///< B's task; null where there is none
+    tyktree::FrameRef home;  ///< a frame of the task that the page shows: A's if A has the task
+    const tyktree::TaskEntry* other = nullptr;  ///< B's task; null if B has none
 };
 
-/// The pairs that matchFrames() gives, with a frame that only B has before the first one that it
-/// precedes in B. Of each task every `every`th frame of A is kept, and of those that only B has.
+/// Sorts the pairs of matchFrames(): a frame that only B has comes before the first frame that it
+/// precedes in B. Keeps, in each task, every `every`th frame of A, and every `every`th of the
+/// frames that only B has. Threads: any.
 std::vector<PlacedPair> inTheirPlaces(const std::vector<FramePair>& pairs, uint32_t every);
 
 }  // namespace tyksim

@@ -66,8 +66,8 @@ const ImageDifference* imageDifference(const SheetPair& pair) {
     return nullptr;
 }
 
-/// How the page's two images compare: [planes, why they are not whole or not compared], null where
-/// neither frame has one.
+/// The comparison of the page's two images: [planes, why they are not whole or not compared]; null
+/// if neither frame has one.
 Json metricsOf(const SheetPair& pair) {
     const FrameImage& mine = pair.mine->image;
     const FrameImage& other = pair.other->image;

@@ -48,7 +48,7 @@ private:
     Json sceneBefore_;
 };
 
-/// What the page says of how the two frames of a pair differ; null where one is missing.
+/// The differences of a pair's frames, for the page; null if one frame is missing.
 Json differencesOf(const SheetPair& pair);
 
 /// JSON for a script element: no character in it can end the element.

@@ -42,7 +42,7 @@ std::string recordedAt(const tyktree::TaskEntry& task) {
     return time;
 }
 
-/// How pictures were made, and the options that say the same to other verbs.
+/// The making of pictures, and the options with which other verbs read images in the same way.
 Json pictureJson(const PicturePlan& plan) {
     const ColourRule& rule = plan.assumed.rule;
     return {{"every", plan.sizes.thumbWidth > 0 ? plan.sizes.every : 0},

@@ -38,19 +38,19 @@ enum class Side { kMine, kOther };
 /// uses an object.
 class SheetWriter {
 public:
-    /// `output` is the page's place; throws as ResultFile does. `catalog` must outlive the object.
+    /// `output` is the page's place; throws like ResultFile. `catalog` must outlive the object.
     SheetWriter(const OutputRequest& output, SheetHead head, const tyktree::TagCatalog& catalog);
 
-    /// Frames of a task stand together. `place` is where the pair's frames come from.
+    /// Adds a pair of frames; the pairs of a task must follow each other. `place` has the task.
     void addFrame(const PlacedPair& place, const SheetPair& pair);
 
-    /// After the last frame.
+    /// Call this after the last frame.
     void endFrames();
 
     /// Adds a finding in the tree at `root`; its path is shown relative to `root`.
     void addFinding(const tyktree::Finding& finding, Side side, const std::string& root);
 
-    /// Ends the document and gives the file its name.
+    /// Ends the document and moves the file to its place.
     void commit();
 
     /// Length of the page so far.

@@ -59,7 +59,7 @@ Examples:
 )";
 
 constexpr size_t kMeasured = 6;          ///< frames that pictures' sizes are measured on
-constexpr size_t kMostWithEffort = 400;  ///< pictures that may take their time
+constexpr size_t kMostWithEffort = 400;  ///< pictures made with Effort::kFull
 
 struct SheetOptions {
     std::string tree;
@@ -293,7 +293,7 @@ private:
         return sink.counts();
     }
 
-    /// Says where the page holds less than a page of few frames does, or is larger than asked for.
+    /// Reports missing pictures, and a page that exceeds its limit.
     void sayWhatIsLess(uint64_t bytes) const {
         const PictureSizes& sizes = plan_.sizes;
         if (sizes.thumbWidth == 0) {

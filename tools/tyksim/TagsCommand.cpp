@@ -68,7 +68,7 @@ struct TagsOptions {
     TypeOptions types;
 };
 
-/// What `show` is asked for.
+/// The arguments of `show`.
 struct Shown {
     std::optional<std::string> tag;
     std::optional<std::string> tree;
@@ -165,7 +165,7 @@ struct TagsAction {
 constexpr TagsAction kActions[] = {
     {"show", show}, {"check", check}, {"import", importFields}, {"types", types}};
 
-/// Refuses options that another action has.
+/// Refuses options that only other actions have.
 void checkAction(const TagsOptions& options) {
     const struct {
         const char* name;

@@ -36,13 +36,13 @@ using tyktree::escaped;
 constexpr uint64_t kMostMapBytes = uint64_t{1} << 20;
 constexpr const char* kOtherBuild = "the type is another one, or of another build";
 
-/// A tag and the type that it is of.
+/// A tag and its type.
 struct Pair {
     std::string tag;
     std::string type;
 };
 
-/// What an import is about.
+/// The arguments of an import.
 struct Wanted {
     std::vector<Pair> pairs;
     std::vector<std::string> trees;
@@ -64,7 +64,8 @@ std::optional<Pair> pairOf(std::string_view text) {
     return Pair{std::string(tag), std::string(type)};
 }
 
-/// The pairs of a file: "TAG = Type" a line, with empty lines and lines of notes behind a '#'.
+/// The pairs of a file: "TAG = Type" in each line. Ignores empty lines and lines that begin with
+/// '#'.
 std::vector<Pair> readMap(const std::string& path) {
     const std::vector<uint8_t> bytes = readFile(path, kMostMapBytes);
     std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
@@ -138,10 +139,10 @@ void printImported(const Pair& pair, const TypeLayout& layout) {
     }
 }
 
-/// The sizes of the files that a tree has of a tag.
+/// The sizes of a tag's files in a tree.
 struct FileSizes {
     size_t files = 0;
-    size_t others = 0;       ///< whose size is not the type's
+    size_t others = 0;       ///< files whose size is not that of the type
     std::string other = {};  ///< the first of these
     uint64_t otherSize = 0;
 };
@@ -168,7 +169,7 @@ FileSizes sizesIn(const OpenedTree& tree, const TagLayout& layout) {
     return sizes;
 }
 
-/// Holds the sizes of the types against the files of a tree.
+/// Compares the sizes of the types with those of the files in a tree.
 void checkFiles(const std::string& path, const std::vector<TagLayout>& layouts) {
     static_cast<void>(runReading(nullptr, [&](Reading& reading) {
         const OpenedTree tree(reading, path, TreeOptions());
@@ -206,7 +207,7 @@ std::string changeText(const TableChange& change) {
     return fmt::format("kept: {}: {}; the type has {} (--replace takes it)", what, before, after);
 }
 
-/// Prints the changes, and whether the table says something else than the types.
+/// Prints the changes. Returns kFindings if the table kept a field that differs from its type.
 ExitStatus report(const MergedTable& merged) {
     ExitStatus status = ExitStatus::kClean;
     for (const TableChange& change : merged.changes) {
@@ -218,7 +219,8 @@ ExitStatus report(const MergedTable& merged) {
     return status;
 }
 
-/// Replaces the table in one step, once what is written reads as a table. A link stays one.
+/// Replaces the table in one step, after a test that readTagTable() accepts the new text. If `path`
+/// is a link, replaces its target.
 void writeTable(const std::string& path, const std::string& text) {
     const std::string target = std::filesystem::canonical(path).string();
     ResultFile file = ResultFile::replacing(target);

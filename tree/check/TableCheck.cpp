@@ -16,9 +16,9 @@ using tyktags::TableProblem;
 using tyktags::TagEntry;
 using tyktags::TagField;
 
-constexpr size_t kListed = 8;  ///< of things of one kind in one finding
+constexpr size_t kListed = 8;  ///< items in one finding
 
-/// Words with commas between them; of many the first ones and how many follow.
+/// A list of words in one line. A long list ends with the number of further words.
 class List {
 public:
     void add(const std::string& word) {
@@ -47,7 +47,7 @@ RuleId ruleOf(TableProblem::Kind kind) {
     return RuleId::kTableForm;
 }
 
-/// Where a field lies, in bits of its tag's value.
+/// The place of a field, in bits of its tag's value.
 struct Extent {
     uint64_t begin;
     uint64_t end;
@@ -69,7 +69,7 @@ std::vector<Extent> extentsOf(const TagEntry& tag) {
     return extents;
 }
 
-/// "4 to 7", of bytes.
+/// A range of bytes: "4 to 7".
 std::string rangeText(uint64_t first, uint64_t end) {
     if (end == first + 1) return std::to_string(first);
     return std::to_string(first) + " to " + std::to_string(end - 1);
@@ -96,7 +96,7 @@ private:
     FindingSink& sink_;
 };
 
-/// A place in the file stands in front of what was found there.
+/// Reports a problem of the file. Its place in the file precedes the found text.
 void TableChecker::giveProblem(RuleId rule, const tyktags::Problem& problem) {
     tyktags::Problem placed = problem;
     if (!problem.where.empty()) placed.found = problem.where + ": " + problem.found;
@@ -105,7 +105,7 @@ void TableChecker::giveProblem(RuleId rule, const tyktags::Problem& problem) {
     sink_.add(makeFinding(rule, {}, std::move(placed)));
 }
 
-/// Names each field that begins inside another one before it.
+/// Reports fields that begin inside an earlier field.
 void TableChecker::checkOverlaps(const TagEntry& tag, const std::vector<Extent>& extents) {
     List overlaps;
     const Extent* widest = nullptr;
@@ -142,7 +142,7 @@ void TableChecker::checkGaps(const TagEntry& tag) {
          "none for " + std::to_string(bytes) + " of them: " + gaps.text());
 }
 
-/// Names that are taken for an element of another field where they do not exist.
+/// Reports names that another field's element has too.
 void TableChecker::checkNames(const TagEntry& tag) {
     for (size_t i = 0; i < tag.fields.size(); ++i) {
         const std::string& name = tag.fields[i].name;

@@ -1,4 +1,4 @@
-// Checks a tag table by itself: what makes the verbs refuse it, and what may be a mistake.
+// Checks a tag table without a tree: problems for which the verbs refuse it, and possible mistakes.
 //
 // Threads: any. Errors: std::bad_alloc, and exceptions of the sink.
 #pragma once
@@ -15,8 +15,7 @@ namespace tyktree {
 /// those of each tag, then those of the enums.
 void checkTable(const tyktags::TagTable& table, const std::string& path, FindingSink& sink);
 
-/// The fields that are known of a tag: those of its table, or for the scene record those that the
-/// library knows.
+/// The known fields of a tag: those of its table, or for the scene record those of the library.
 std::vector<tyktags::TagField> fieldsOf(const tyktags::TagEntry& tag);
 
 }  // namespace tyktree

@@ -18,8 +18,8 @@ using Operand = Condition::Operand;
 using Relation = Condition::Relation;
 using tyktags::Value;
 
-constexpr size_t kShownNames = 8;  ///< of an enum, where no name is near
-constexpr size_t kDeepest = 100;   ///< "not" and parentheses in each other
+constexpr size_t kShownNames = 8;  ///< of an enum, if no name is similar
+constexpr size_t kDeepest = 100;   ///< nesting of "not" and parentheses
 constexpr std::string_view kSpaces = " \t\n";
 constexpr std::string_view kWordEnds = " \t\n()<>=!\"'";
 constexpr const char* kOperandWords = "a name, a number or a text";
@@ -30,7 +30,7 @@ struct RelationText {
     Relation relation;
 };
 
-// A longer one stands in front of what it begins with.
+// A longer relation precedes the one with which it begins.
 constexpr std::array<RelationText, 7> kRelations = {{{"==", Relation::kEqual},
                                                      {"!=", Relation::kUnequal},
                                                      {"<=", Relation::kLessEqual},
@@ -44,7 +44,7 @@ struct Token {
     enum class Kind { kEnd, kOpen, kClose, kRelation, kWord, kQuoted, kStray };
     Kind kind = Kind::kEnd;
     size_t at = 0;
-    std::string_view text;  ///< of a quoted one what is between the marks
+    std::string_view text;  ///< of a quoted text without its quotation marks
     Relation relation = Relation::kEqual;
 
     bool isWord(std::string_view word) const { return kind == Kind::kWord && text == word; }
@@ -79,16 +79,16 @@ size_t endOf(const Token& token) {
 std::string wordsOf(const Token& token) {
     if (token.kind == Token::Kind::kEnd) return "the end";
     const bool isOpenQuote = token.kind == Token::Kind::kStray && token.text.front() != '!';
-    if (isOpenQuote) return "a quotation mark without its other one";
+    if (isOpenQuote) return "a quotation mark without its closing one";
     return tyktags::quoted(token.text);
 }
 
-/// Recursive descent. The first problem ends it.
+/// A parser by recursive descent. It stops at the first problem.
 class Parser {
 public:
     explicit Parser(std::string_view text) : text_(text), token_(tokenAt(text, 0)) {}
 
-    /// The nodes, the whole one last; check problem() first.
+    /// The nodes, the root last. They are valid if problem() is none afterwards.
     std::vector<Node> parse() {
         parseCondition();
         if (!problem_ && token_.kind != Token::Kind::kEnd) expect("and, or or the end");
@@ -188,7 +188,7 @@ bool hasTexts(const ValueName& name) {
     return name.field && name.field->type == FieldType::text;
 }
 
-/// The names of the numbers that the name's values are; null where there are none.
+/// The enum of the name's values; null if they have none.
 const tyktags::TagEnum* enumOf(const ValueName& name) {
     return name.field ? name.field->enumeration.get() : nullptr;
 }
@@ -198,7 +198,7 @@ Value toValue(const tyktags::WholeNumber& number) {
     return static_cast<int64_t>(0 - number.magnitude);
 }
 
-/// The number that a word says beside values of an enum.
+/// The number of the enum's name `word`.
 tyktags::Result<Value> numberOf(const tyktags::TagEnum& values, const std::string& word) {
     if (const auto number = values.numberOf(word)) return toValue(*number);
     std::vector<std::string> names;
@@ -212,7 +212,7 @@ tyktags::Result<Value> numberOf(const tyktags::TagEnum& values, const std::strin
                             tyktags::quoted(word)};
 }
 
-/// Why the name's values cannot be compared; "" where they can.
+/// The reason why the name's values cannot be compared; "" if they can.
 std::string refusal(const ValueName& name) {
     if (name.scene || name.source) return "";
     if (!name.field) return tyktags::quoted(name.name) + " is a whole tag: name a field of it";
@@ -245,7 +245,7 @@ bool relate(Relation relation, const Operands& a, const Operands& b) {
     return a >= b;
 }
 
-/// Wide enough for every integer of 64 bits.
+/// The number, exact for every integer of 64 bits.
 long double wideNumber(const Value& given) {
     const Value value = tyktags::withoutName(given);
     if (const auto* whole = std::get_if<int64_t>(&value)) return static_cast<long double>(*whole);
@@ -268,7 +268,7 @@ bool relateValues(Relation relation, const Value& a, const Value& b) {
     return relate(relation, wideNumber(a), wideNumber(b));
 }
 
-/// What an operand says in a frame; none while it has not been read.
+/// The operand's value in a frame; none while it has not been read.
 std::optional<Value> valueOf(const Operand& operand, const Condition::ValueAt& valueAt) {
     if (!operand.isWord) return operand.constant;
     const FrameValue* const value = valueAt(operand.place);
@@ -372,7 +372,7 @@ std::optional<bool> Condition::holds(const Node& node, const ValueAt& valueAt) c
         const std::optional<bool> inner = holds(nodes_[node.parts.front()], valueAt);
         return inner ? std::optional<bool>(!*inner) : std::nullopt;
     }
-    // One part that does not hold decides "and", one that holds decides "or".
+    // A part that is false decides "and"; a part that is true decides "or".
     const bool decisive = node.kind == Kind::kOr;
     bool isOpen = false;
     for (const size_t part : node.parts) {

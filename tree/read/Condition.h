@@ -6,11 +6,10 @@
 //   comparison = operand ("=" | "==" | "!=" | "<" | "<=" | ">" | ">=") operand
 //   operand    = NAME | number | word | "text" | 'text'
 //
-// One side of a comparison at least is a NAME. A word is what stands for no NAME beside one whose
-// values are texts or numbers of an enum. Names and words end at a space or at one of ( ) < > = ! "
-// '.
+// At least one side of a comparison is a NAME. A word is the text or the name of a number with
+// which a NAME's value is compared. Names and words end at a space or at one of ( ) < > = ! " '.
 //
-// Threads: a value is used by one thread at a time.
+// Threads: one thread at a time uses a value.
 #pragma once
 
 #include "tags/Problem.h"
@@ -27,31 +26,31 @@
 
 namespace tyktree {
 
-/// What is wrong with a condition's text, and where.
+/// A problem in a condition's text, and its place.
 struct ConditionProblem {
     size_t at = 0;        ///< byte of the text, from 0
     std::string message;  ///< "expected a comparison, found the end"
 };
 
-/// A condition. It is parsed once; a copy is bound to each tree that it is asked of.
+/// A condition. Parse it once, and bind a copy of it to each tree.
 class Condition {
 public:
     using Resolve = std::function<tyktags::Result<ValueName>(std::string_view name)>;
-    /// The value of a name by its place in names(); null while it has not been read.
+    /// The value of a name by its index in names(); null while it has not been read.
     using ValueAt = std::function<const FrameValue*(size_t place)>;
 
-    /// Parses `text`; what names stand for is not looked at.
+    /// Parses `text` without resolving its names.
     static std::variant<Condition, ConditionProblem> parse(std::string_view text);
 
-    /// Resolves the names, once. The problem is the resolver's, or says why a value cannot be
-    /// compared.
+    /// Resolves the names. Call it once. The problem is that of the resolver, or the reason why a
+    /// value cannot be compared.
     std::optional<ConditionProblem> bind(const Resolve& resolve);
 
-    /// What a bound condition has to know; each name once.
+    /// The names whose values a bound condition needs, each once.
     const std::vector<ValueName>& names() const { return names_; }
 
     /// Whether the condition holds; none while it depends on values that have not been read. A
-    /// comparison is false where a value is absent.
+    /// comparison with an absent value is false.
     std::optional<bool> holds(const ValueAt& valueAt) const;
 
     enum class Kind { kAnd, kOr, kNot, kComparison };
@@ -61,14 +60,14 @@ public:
     struct Operand {
         size_t at = 0;
         std::string text;
-        tyktags::Value constant;  ///< nothing where the side is a NAME
-        bool isWord = false;      ///< not in quotation marks, no number: a NAME or a word
-        size_t place = 0;         ///< of the NAME, once it is bound
+        tyktags::Value constant;  ///< nothing if the side is a NAME
+        bool isWord = false;      ///< a NAME or a word: neither in quotation marks nor a number
+        size_t place = 0;         ///< index of the NAME in names(), after bind()
     };
 
     struct Node {
         Kind kind = Kind::kComparison;
-        std::vector<size_t> parts;  ///< places among the nodes; a comparison has none
+        std::vector<size_t> parts;  ///< indices of nodes; a comparison has none
         Relation relation = Relation::kEqual;
         Operand left;
         Operand right;
@@ -76,14 +75,14 @@ public:
 
 private:
     std::optional<ConditionProblem> bind(const Resolve& resolve, Node& node);
-    /// Makes a constant of an operand that is a text or a number's name for the values beside it.
+    /// Makes a constant of a word, for comparison with the values of the NAME beside it.
     static std::optional<ConditionProblem> bindWord(const ValueName& beside, Operand& operand,
                                                     std::optional<ValueName>& own);
     std::optional<bool> holds(const Node& node, const ValueAt& valueAt) const;
     std::optional<bool> compares(const Node& node, const ValueAt& valueAt) const;
     size_t placeOf(ValueName name);
 
-    std::vector<Node> nodes_;  ///< the last one is the whole
+    std::vector<Node> nodes_;  ///< the last one is the root
     std::vector<ValueName> names_;
 };
 

@@ -36,7 +36,7 @@ struct FrameSelection {
     NumberRanges requests;         ///< --requests: request ids
     NumberRanges sofs;             ///< --sofs: sof ids
 
-    /// --where: picks none but these frames of an index. The selection must not outlive it.
+    /// --where: picks only these frames of an index, which must outlive the selection.
     void keepOnly(std::vector<const FrameEntry*> entries);
 
     bool picks(const PipeEntry& pipe, const TaskEntry& task) const;
@@ -53,7 +53,7 @@ struct FrameRef {
     const FrameEntry* frame;
 
     std::string path() const { return framePath(*task, *frame); }
-    /// Folder of the frame before it in its task; "" where the index has none.
+    /// Folder of the frame before it in its task; "" if the index has none.
     std::string pathBefore() const {
         return frame == task->frames.data() ? "" : framePath(*task, *(frame - 1));
     }

@@ -40,10 +40,10 @@ public:
     explicit FrameValueReader(std::vector<ValueName> names);
 
     /// The values of the frame folder at `path`, in the order of the names. Scene fields come from
-    /// SceneSources::record(). ValueSource::Reader says what `before` is.
+    /// SceneSources::record(). See ValueSource::Reader for `before`.
     std::vector<FrameValue> read(const std::string& path, const std::string& before = "");
 
-    /// The same of a frame of an index.
+    /// The same for a frame of an index.
     std::vector<FrameValue> read(const FrameRef& frame);
 
     /// The same from an existing listing.
@@ -64,10 +64,10 @@ private:
     void readScene(const std::string& path, const FrameListing* listing,
                    std::vector<FrameValue>& values);
     void readTags(const FrameListing& listing, std::vector<FrameValue>& values);
-    /// Reads the parameter file that the name at `place` needs: bytes for its tag's fields, or its
-    /// checksum. False where it cannot be read.
+    /// Reads the parameter file for the name at `place`: bytes for its tag's fields, or its
+    /// checksum. Returns false if it cannot be read.
     bool readTag(const std::string& path, size_t place, FrameValue& value);
-    /// Takes a field out of the bytes.
+    /// Decodes a field from the bytes.
     void takeField(const ValueName& name, FrameValue& value) const;
 
     std::vector<ValueName> names_;

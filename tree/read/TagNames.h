@@ -1,6 +1,4 @@
-// The names of tags that frames have.
-//
-// Threads: any. Errors: the operation lets std::bad_alloc through.
+// The names of tags that frames have. Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "tree/read/FrameSelection.h"
@@ -11,8 +9,7 @@
 namespace tyktree {
 
 /// The names of the tags in parameter files of `frames`, each once, for a tree without a tag table.
-/// Looks at the first frames only: a tag that later ones alone have can be named once it is in a
-/// table.
+/// Reads the first frames only: a tag that only later frames have needs a tag table.
 std::vector<std::string> tagNamesIn(const std::vector<FrameRef>& frames);
 
 }  // namespace tyktree

@@ -70,8 +70,8 @@ private:
     std::vector<TreeProblem> problems_;
 };
 
-/// What nobody who reads the tree may write to: the folder that was named, the folders from there
-/// to its pipes, wherever links lead them, and all of the dump root that it belongs to.
+/// The folders into which a reader of the tree must not write: the folder that was named, the
+/// folders from there to its pipes, with links resolved, and its dump root.
 std::vector<std::string> foldersOf(const TreeIndex& index);
 
 /// The path of a frame's folder.

@@ -35,8 +35,7 @@ tyktags::Result<ValueName> resolveName(std::string_view name, const TagCatalog& 
                                        const std::vector<std::string>& tagNames = {},
                                        const ValueSource* source = nullptr);
 
-/// The names of all scene fields and of all fields of the catalog's tags, for whoever wants
-/// everything that has one.
+/// The names of all scene fields and of all fields of the catalog's tags.
 std::vector<std::string> fieldNames(const TagCatalog& catalog);
 
 }  // namespace tyktree
