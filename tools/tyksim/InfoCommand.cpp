@@ -21,7 +21,8 @@ using tyktree::FrameRef;
 
 constexpr const char* kFooter = R"(
 TREE is a device root, a dump root, a pipe folder, a task folder or a frame folder. info lists folders
-only and opens no parameter file and no image. Dates are the device's local time.
+and opens no parameter file and no image, except for the values in --where. Dates are the device's
+local time.
 
 Exit status: 0 everything was listed, 1 a tree could not be read, 2 wrong usage, 3 part of a tree
 could not be listed (see standard error).

@@ -31,12 +31,12 @@ frames is printed at the end.
 
 A video (--y4m) must have progressive frames of 4:2:0 with 8 bits; ffmpeg converts any other video.
 Limited range, the default without XCOLORRANGE=FULL in the video's header, is converted to full. Bare
-pictures (--raw) follow each other without anything between them. A video and bare pictures do not
-repeat. With a rate, a frame's time is the start plus its number divided by the rate.
+pictures (--raw) have no headers; one follows the other. A video and bare pictures do not repeat. With
+a rate, a frame's time is the start plus its number divided by the rate.
 
-The columns of TABLE (--values) have the names of `tyksim track`: total_gain, TAG.field; its --csv and
-its --rows print such tables. Columns that identify the frame are ignored, and an empty cell leaves
-the value simulated.
+The columns of TABLE (--values) have the names of `tyksim track`: total_gain, TAG.field. `tyksim track`
+prints such tables with --csv and --rows. Columns that identify the frame are ignored; a value with an
+empty cell stays simulated.
 
 Images are NV21 with rows tightly packed. If the width or height is odd, the chroma rows have
 2 x ceil(width / 2) bytes, and the first (width x height x 3) / 2 bytes of the image are dumped.
@@ -94,7 +94,8 @@ void addFrameOptions(VerbOptions& verb, RecordOptions& options) {
     verb.option("--frames", request.frames, "Frames to record")
         .takes(wholeNumber(1, 100000000))
         .valueName("N")
-        .defaultText("a row each, all of the video, one per image, or 5");
+        .defaultText(
+            "one per row of TABLE, all of a video or of bare pictures, one per photograph, or 5");
     verb.option("--pipe", request.pipe, "Pipe id")
         .takes(wholeNumber(0, INT_MAX))
         .valueName("ID")

@@ -122,7 +122,7 @@ void addRecordInput(VerbOptions& verb, RecordInput& input) {
                     "Video to record, in the YUV4MPEG2 format; - is standard input")
             .valueName("FILE");
     verb.option("--raw", input.raw,
-                "Each IMAGE holds bare pictures, one behind the other; - is standard input")
+                "Each IMAGE has bare pictures, one after the other; - is standard input")
         .takes(oneOf({"nv21", "nv12", "i420"}))
         .excludes(video);
     verb.option("--size", input.size,
@@ -135,11 +135,11 @@ void addRecordInput(VerbOptions& verb, RecordInput& input) {
         .valueName("N")
         .defaultText("the width");
     addGivenSamples(verb, input.samples.matrix, input.samples.range);
-    verb.option("--fps", input.rate, "Frames a second: their times follow it")
+    verb.option("--fps", input.rate, "Frames per second, for the frames' times")
         .valueName("RATE")
-        .defaultText("the video's, or as they are recorded");
+        .defaultText("the video's, else the times of recording");
     verb.option("--values", input.values,
-                "Table of values, a row a frame: CSV or JSON lines; - is standard input")
+                "Table with a row of values per frame: CSV or JSON lines; - is standard input")
         .valueName("TABLE");
 }
 

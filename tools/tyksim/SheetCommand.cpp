@@ -33,8 +33,8 @@ using tyktree::FrameRef;
 constexpr const char* kFooter = R"(
 Writes one page with everything in it: frames as thumbnails, exposure, gain and EV over the frames,
 the findings of 'tyksim check' beside their frames, and for each frame a larger picture, its
-parameters, its scene record and the histogram of its luma. It opens in a browser without a server
-and without a network; its address names the current frame. Press ? for its keys.
+parameters, its scene record and the histograms of its planes. It opens in a browser without a server
+and without a network; its address has the current frame and view. Press ? for its keys.
 
 --against adds a second tree, frame by frame as 'tyksim diff' matches them, with the differences of
 each pair and with the findings of both trees.
@@ -42,11 +42,12 @@ NAME in --plot is any NAME of 'tyksim track', such as TAG.field, a field of the 
 measure of the image: image.sharpness.
 --order, --stride, --matrix and --range tell how images are stored, as for 'tyksim export'.
 
-Pictures are as large as --size allows, with the same size and quality for all frames. Up to 200
-frames of two trees, or 400 of one, have a window: a part of the image with every sample as in the
-file. It is where the two images differ most, or where a single image has most detail; --window sets
-another place, and --full includes whole images of some frames. If not even thumbnails fit, every
-Nth frame has its picture. --thumb-width, --window and --full are kept whatever the size of the page.
+Pictures are as large as --size allows, with the same size and quality for all frames. If the page
+has at most 400 images (200 frames of two trees), each has a window: a part of the image with every
+sample as in the file. It is where the two images differ most, or where a single image has most
+detail; --window sets another place, and --full includes whole images of some frames. If not even
+thumbnails fit, only every Nth frame has its picture. --thumb-width, --window and --full have
+precedence over --size.
 
 Exit status: 0 clean, 1 failed, 2 wrong usage, 3 the page was written with errors or warnings, or
 not everything could be read (see standard error).
@@ -370,8 +371,8 @@ Action defineSheet(VerbOptions& verb) {
     verb.option("-o,--output", options->output, "The page to write; - is standard output")
         .required()
         .valueName("FILE");
-    verb.option("--against", options->against, "A second tree to put beside it").valueName("OTHER");
-    verb.option("--plot", options->plots, "Further values over the frames")
+    verb.option("--against", options->against, "A second tree to compare with").valueName("OTHER");
+    verb.option("--plot", options->plots, "Another value to plot over the frames")
         .valueName("NAME")
         .oneValueEach();
     verb.option("--every", options->every, "Show every Nth frame of a task")
@@ -381,13 +382,13 @@ Action defineSheet(VerbOptions& verb) {
     verb.option("--thumb-width", options->thumbWidth, "Width of the thumbnails, pixels")
         .takes(wholeNumber(16, 2048))
         .valueName("N");
-    verb.option("--size", options->megabytes, "Size that the page keeps to, MB")
+    verb.option("--size", options->megabytes, "Largest size of the page, MB")
         .takes(wholeNumber(1, 10000))
         .valueName("MB")
         .showDefault();
-    verb.option("--window", options->window, "Place of the windows, pixels").valueName("WxH+X+Y");
-    verb.option("--full", options->full, "Frames that bring whole images: 3..9,12")
-        .valueName("FRAMES");
+    verb.option("--window", options->window, "Size and place of the windows, pixels")
+        .valueName("WxH+X+Y");
+    verb.option("--full", options->full, "Frames with whole images: 3..9,12").valueName("FRAMES");
     addAssumedPicture(verb, options->reading.assumed);
     addTreeOptions(verb, options->reading);
     addForce(verb, options->force);

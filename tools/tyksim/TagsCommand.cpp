@@ -1,4 +1,4 @@
-// tyksim tags: tag tables themselves.
+// tyksim tags: shows and checks tag tables, and imports fields into them.
 #include "tags/TagTable.h"
 #include "tools/console/Failures.h"
 #include "tools/console/OptionChecks.h"
@@ -25,29 +25,29 @@ namespace {
 using tyktree::TagCatalog;
 
 constexpr const char* kFooter = R"(
-show lists the tags of a table, or with a TAG one tag with its fields and enums. WHAT is the TAG and a
-tree, in any order; the table is that of --tags, or else the one beside the tree.
+show lists the tags of a table or, with a TAG, one tag with its fields and enums. WHAT is a TAG, a tree
+or both, in any order. The table is that of --tags, else the one beside the tree.
 
-check tests tables; WHAT are the files. It reports everything for which other verbs refuse a table, and
-what may be a mistake: fields that share bytes, bytes in no field, tags without fields, enums that no
-field uses or whose numbers do not fit. `tyksim check --rules` lists the rules.
+check tests tables; each WHAT is a table's file. It reports every reason for which other verbs refuse a
+table, and possible mistakes: fields that share bytes, bytes in no field, tags without fields, enums that
+no field uses or whose numbers do not fit. `tyksim check --rules` lists the rules.
 
-import writes the fields of tags into a table, from the debug information of the library LIB. WHAT are
-pairs TAG=TYPE, and trees: a type must have the size of its tag, and that of the tag's files in a tree,
-or nothing is written. TYPE may lack namespaces in front; TYPE@FILE is the one that FILE declares or that
-is compiled into it. What the table has is changed only with --replace: fields that are not as the type
-has them stay, and so do comments. Parts of a type that no field can stand for, such as pointers, are
-listed. Units and notes are yours.
+import writes the fields of tags into the table of --into, from the debug information of the library of
+--elf. Each WHAT is a pair TAG=TYPE or a tree. A type must have the size of its tag, and of the tag's files
+in each tree; otherwise nothing is written. TYPE may omit leading namespaces. TYPE@FILE is the type that
+FILE declares or that is compiled from FILE. A field of the table that differs from the type stays, and so
+does one that the type lacks; --replace replaces the former and removes the latter. Comments and units
+always stay. import lists parts of a type for which there is no kind of field, such as pointers.
 
-types lists the types of LIB. WHAT is a pattern for their names, such as 'Ae*'; --size lists those that a
-tag of this size may have.
+types lists the types in the library of --elf. WHAT is a pattern for their names, such as 'Ae*'; --size
+lists the types of one size.
 
-The debug information is that of LIB, or else of the file with its build id or of its debug link: in the
-library's folder, in .debug there, or in /usr/lib/debug.
+The debug information is in the library, or in the file with the library's build id or debug link: in the
+library's folder, in its folder .debug, or in /usr/lib/debug.
 
-Exit status: 0 nothing found that --fail-on counts, 1 a file could not be read or does not fit, 2 wrong
-usage or no such tag, 3 findings, parts of a table that a later version of tyksim knows, or fields that
-import left as they were and that the type has in another form.
+Exit status: 0 no finding that --fail-on counts, 1 a file could not be read or a size does not fit, 2 wrong
+usage or no such tag, 3 findings, parts of a table that only later versions of tyksim know, or a field that
+import kept although the type's differs.
 
 Examples:
   tyksim tags show /tmp/phone
@@ -201,10 +201,10 @@ void addTypeOptions(VerbOptions& verb, TypeOptions& types) {
                 "The library's debug information, or a folder with .build-id in it")
         .valueName("FILE");
     verb.option("--into", types.table, "The tag table to import into").valueName("FILE");
-    verb.option("--map", types.map, "Import the pairs in FILE too, TAG = TYPE a line")
+    verb.option("--map", types.map, "Import the pairs in FILE too, one TAG = TYPE per line")
         .valueName("FILE");
     verb.flag("--replace", types.replace,
-              "Import fields as the type has them, and remove those that it lacks");
+              "Replace fields that differ from the type, and remove those that it lacks");
     verb.option("--size", types.size, "List the types of N bytes")
         .valueName("N")
         .takes(wholeNumber(0, std::numeric_limits<int32_t>::max()));
@@ -219,7 +219,7 @@ Action defineTags(VerbOptions& verb) {
     verb.option("ACTION", options->action, "What to do: show, check, import or types")
         .required()
         .takes(oneOf(actions));
-    verb.option("WHAT", options->words, "Tags, trees, tables, types, as below");
+    verb.option("WHAT", options->words, "Tags, trees, tables or types; see below");
     verb.option("--tags", options->tagsFile, "The table to show").valueName("FILE");
     addFailOn(verb, options->failOn);
     addTypeOptions(verb, options->types);
