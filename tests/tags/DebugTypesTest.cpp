@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <dlfcn.h>
 #include <fstream>
@@ -84,6 +86,13 @@ const std::map<std::string, std::string> kParams{
     {"rest", "an array without a fixed length"},
 };
 
+/// A test's name made of a text, in which gtest allows only letters, digits and underscores.
+std::string testName(std::string text) {
+    const auto forbidden = [](unsigned char letter) { return std::isalnum(letter) == 0; };
+    std::replace_if(text.begin(), text.end(), forbidden, '_');
+    return text;
+}
+
 class DebugTypesTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(DebugTypesTest, ReadsWhatTheProgramWrote) {
@@ -111,7 +120,8 @@ TEST_P(DebugTypesTest, ReadsWhatTheProgramWrote) {
 
 INSTANTIATE_TEST_SUITE_P(Ways, DebugTypesTest,
                          testing::Values("gdwarf-2", "gdwarf-4", "gdwarf-5", "gz",
-                                         "fdebug-types-section"));
+                                         "fdebug-types-section"),
+                         [](const auto& way) { return testName(way.param); });
 
 /// Changes bytes of debug information in several ways.
 class Damage {
@@ -162,6 +172,8 @@ TEST_P(DebugTypesTest, SurvivesDamage) {
 struct NameRow {
     const char* given;
     const char* found;  ///< whole name, size and fields, or the problem
+
+    friend void PrintTo(const NameRow& row, std::ostream* out) { *out << row.given; }
 };
 
 class TypeNamesTest : public testing::TestWithParam<NameRow> {};
@@ -203,6 +215,7 @@ const NameRow kNames[] = {
      "described_types.cpp"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, TypeNamesTest, testing::ValuesIn(kNames));
+INSTANTIATE_TEST_SUITE_P(Rows, TypeNamesTest, testing::ValuesIn(kNames),
+                         [](const auto& row) { return testName(row.param.given); });
 
 }  // namespace

@@ -20,6 +20,8 @@ struct Row {
     const char* part;
     const char* text;
     const char* result;  ///< the field as text afterwards, or the problem
+
+    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 std::vector<uint32_t> dimensionsOf(uint32_t count) {

@@ -41,6 +41,8 @@ struct Row {
     bool replace;
     std::string after;    ///< or the problem
     std::string changes;  ///< a letter each: added, replaced, removed (x), kept
+
+    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 /// A table of version 2 with the enum, and with `rest` behind it.

@@ -23,7 +23,8 @@ void spin(size_t index) {
 
 /// The parameter is the number of threads, which may exceed the number of items.
 class OrderedWorkTest : public testing::TestWithParam<int> {};
-INSTANTIATE_TEST_SUITE_P(Threads, OrderedWorkTest, testing::Values(0, 1, 2, 3, 8, 1000));
+INSTANTIATE_TEST_SUITE_P(Threads, OrderedWorkTest, testing::Values(0, 1, 2, 3, 8, 1000),
+                         testing::PrintToStringParamName());
 
 TEST_P(OrderedWorkTest, TakesEachResultOnceAndInOrder) {
     size_t taken = 0;
