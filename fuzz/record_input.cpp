@@ -1,6 +1,6 @@
-// The texts that `tyksim record` takes: the header of a video where the input begins as one, the
-// line in front of a frame where it begins with FRAME, else a table of values. What is read is
-// written in another form and read again, and must be the same.
+// The texts that `tyksim record` reads: the header of a video if the input begins like one, the
+// line before a frame if it begins with FRAME, else a table of values. The target writes what it
+// has read in another form; reading that must give the same.
 #include "fuzz/Target.h"
 #include "tools/camera/TextTable.h"
 #include "tools/camera/Y4mHeader.h"

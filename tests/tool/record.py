@@ -88,8 +88,8 @@ def videos():
         limited = [nv21(width, height, scaled(picture)) for picture in pictures]
         for header, options, expected, text in (
                 ("F25:1 Ip A1:1 C420jpeg XYSCSS=420JPEG XCOLORRANGE=FULL XANY=1", "", full, "full range, as its header"),
-                ("XCOLORRANGE=LIMITED C420mpeg2", "", limited, "at the left of its pixels, and left there"),
-                ("A10:11", "", limited, "does not say (--range does), brought to full"),
+                ("XCOLORRANGE=LIMITED C420mpeg2", "", limited, "at the left of its pixels, not moved"),
+                ("A10:11", "", limited, "by default (--range sets it), converted to full"),
                 ("XYSCSS=420PALDV", "--range full", full, "at the top left of its pixels")):
             run(f"t record {fresh('v')} --y4m - {options}", y4m(f"{size} {header}", pictures), 0, [text])
             expect(images("v") == expected, f"the pictures of a video {size} {header} {options}")

@@ -107,8 +107,8 @@ public:
         return fmt::format(
             "{}: {}x{} {}, {}, {}", inputName(paths_.front()), format_.width, format_.height,
             nameOf(format_.planes),
-            rule_.matrix == ColourMatrix::kBt601 ? "BT.601" : "BT.709 brought to BT.601",
-            rule_.range == SampleRange::kFull ? "full range" : "limited range brought to full");
+            rule_.matrix == ColourMatrix::kBt601 ? "BT.601" : "BT.709 converted to BT.601",
+            rule_.range == SampleRange::kFull ? "full range" : "limited range converted to full");
     }
 
 private:

@@ -74,9 +74,9 @@ public:
         line += header_.rate ? fmt::format(", {} frames a second", rateText(*header_.rate))
                              : ", no frame rate";
         line += ", " + rangeText();
-        if (rule_.matrix == ColourMatrix::kBt709) line += ", BT.709 brought to BT.601";
+        if (rule_.matrix == ColourMatrix::kBt709) line += ", converted from BT.709 to BT.601";
         if (*header_.siting != 0) {
-            line += fmt::format("; chroma sited {}, and left there", header_.siting);
+            line += fmt::format("; chroma samples {}, not moved", header_.siting);
         }
         if (!header_.aspect.empty()) {
             line += fmt::format("; pixels of {}, recorded as square", header_.aspect);
@@ -92,11 +92,11 @@ private:
 
     std::string rangeText() const {
         const bool isFull = rule_.range == SampleRange::kFull;
-        const char* const origin = given_.range    ? "as --range says"
-                                   : header_.range ? "as its header says"
-                                                   : "as its header does not say (--range does)";
-        return fmt::format("{} range, {}{}", isFull ? "full" : "limited", origin,
-                           isFull ? "" : ", brought to full");
+        const char* const origin = given_.range    ? "by --range"
+                                   : header_.range ? "by its header"
+                                                   : "by default (--range sets it)";
+        return fmt::format("{} range {}{}", isFull ? "full" : "limited", origin,
+                           isFull ? "" : ", converted to full");
     }
 
     void report(Problem problem) {

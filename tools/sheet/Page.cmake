@@ -1,7 +1,7 @@
-# Puts the page's parts together and makes a C++ source of them: included by the build, it adds that
-# source to the tool's library; run as a script (cmake -D OUT=FILE -P Page.cmake), it writes it.
+# Joins the page's parts and makes a C++ source of them. The build includes this file, which adds the
+# source to the tool's library; as a script (cmake -D OUT=FILE -P Page.cmake) it writes the source.
 set(page_parts page.html page.css)
-# The script's parts, in the order in which they need each other.
+# The script's parts; each comes after those that it needs at the start.
 foreach(part dom data format values state filter raster difference viewer pointer histogram strip plots
         table detail address keys main)
     list(APPEND page_parts ${part}.js)
@@ -20,7 +20,7 @@ if(NOT CMAKE_SCRIPT_MODE_FILE)
     return()
 endif()
 
-# SHA-256 of `text` as a content security policy names it, in `out`.
+# Sets `out` to the SHA-256 of `text` in the form of a content security policy.
 function(policy_hash text out)
     string(SHA256 hex "${text}")
     set(alphabet ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/)
@@ -33,7 +33,7 @@ function(policy_hash text out)
             string(APPEND base64 ${letter})
         endforeach()
     endforeach()
-    # 32 bytes fill the last group but for one.
+    # 32 bytes have one byte less than eleven groups of three.
     string(SUBSTRING ${base64} 0 43 base64)
     set(${out} "sha256-${base64}=" PARENT_SCOPE)
 endfunction()
