@@ -132,7 +132,7 @@ TEST(ConditionTest, SaysWhatIsWrongAndWhere) {
         {"T.gain!2", "7: expected =, !=, <, <=, > or >=, found \"!\""},
         {"T.name='day",
          "8: expected a name, a number or a text, found a quotation mark without "
-         "its other one"},
+         "its closing one"},
         {"T.gain>and", "8: expected a name, a number or a text, found \"and\""},
         {"1=1", "1: expected a name on one side, found none"},
         {"T.gain>0 and T.gian>1",
