@@ -248,7 +248,7 @@ void TableFile::pass(const pugi::xml_node& node, const std::string& what) {
     if (passed_.size() >= kMost || !passed_.insert(what).second) return;
     table_.missed.push_back(
         {"", "nothing beyond version " + std::to_string(kTableVersion) + " of tag tables", what,
-         "passed over", lineOf(node)});
+         "ignored", lineOf(node)});
 }
 
 // Whether the node is the element with the name. Adds a problem if it is not.

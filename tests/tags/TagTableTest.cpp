@@ -129,7 +129,7 @@ TEST_F(TagTableTest, SkipsPartsOfALaterVersion) {
     EXPECT_EQ(toLine(table.missed[0]),
               path_ +
                   ": line 3: expected nothing beyond version 2 of tag tables, found the attribute "
-                  "\"shared\" of <enum>: passed over");
+                  "\"shared\" of <enum>: ignored");
     std::ofstream(path_) << R"(<tags version="4"><tag id="1" name="A" size="4" kind="fixed">
         <field name="half" offset="0" type="f16"/><field name="rest" offset="2" type="u16"/></tag></tags>)";
     table = tyktags::examineTagTable(path_);

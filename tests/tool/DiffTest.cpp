@@ -100,7 +100,7 @@ G=p${F2#r}; for f in $G/FC*_2_*; do mv $f $G/$(basename $f | sed s/_2_/_7_/); do
                            fails 3 tyksim diff r p)sh",
                       {R"("moved":1,"images)", R"({"a":"FCWH_3_0_64_48_nv21.yuv","b":"FCWH_3_00)",
                        "request 3: A task 1 frame 3, B task 1 frame 1\n",
-                       "  order: behind request 2 in A, "}},
+                       "  order: after request 2 in A, "}},
                  });
 }
 

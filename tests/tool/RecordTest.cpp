@@ -29,13 +29,13 @@ Rows recordRows() {
               tyksim track p $E KELV_TAG_EXPOSURE_BIAS.ev total_gain exp_time --csv)sh",
          {",1,1,20000000,320,-0.5,3276,20000000", ",2,2,11250000,320,-0.5,",
           ",4,4,20000000,102400,-0.5,1048576,", ",5,5,20000000,320,",
-          "simulated: exposure time in 2 frames (--exposure gives it), ISO in 1 frame"}},
+          "simulated: exposure time in 2 frames (--exposure sets it), ISO in 1 frame"}},
         {"ExposureOfTheUser",
          R"sh(tyksim record p b.jpg good.jpg --exposure 1/125 --iso 70000 --ev -1.5
               E="KELV_TAG_EXPOSURE_TIME.nanoseconds KELV_TAG_SENSITIVITY.iso"
               tyksim track p $E KELV_TAG_EXPOSURE_BIAS.ev total_gain exp_time --csv)sh",
          {",1,1,8000000,70000,-1.5,716800,8000000", ",2,2,8000000,70000,-1.5,",
-          "simulated: all parameters but the exposure's"}},
+          "simulated: all parameters except the exposure's"}},
         // The configuration and the tag table.
         {"ConfigurationInTheTreeIsKept",
          R"sh(C=$D/pipe1_dumpConfig.xml

@@ -78,7 +78,7 @@ Rows partsOfTables() {
               fails 3 tyksim track p $W.mode
               fails 3 tyksim tags show r)sh",
          {"expected nothing beyond version 2 of tag tables, found the attribute \"scale\" of "
-          "<field>: passed over",
+          "<field>: ignored",
           "OFF (0)"}},
     };
 }

@@ -152,7 +152,7 @@ def values():
     run(f"t record {fresh('v')} {made} --frames 4 --iso 333 --ev -0.7 --exposure 1/77; t track v {names} --csv >table")
     run(f"t record {fresh('w')} {made} --values table && t diff v w", status=0, texts=["all the same"])
     run(f"cat table | t record {fresh('w')} {made} --frames 3 --values - && t diff v w --frames ..3", status=0,
-        texts=["3 frames matched", "but for the values that standard input gives"])
+        texts=["3 frames matched", "except the values of standard input"])
     run(f"t track v --rows --all | t record {fresh('w')} {made} --values - && t diff v w", texts=["all the same"])
     run("t track v -n total_gain KELV_TAG_GYRO_SAMPLES image.mean --rows >rows; "
         f"t record {fresh('w')} {made} --values rows && t track w total_gain --csv | cut -d, -f6 >a; "

@@ -154,7 +154,7 @@ private:
                             values_->path(), fmt::join(left, ", ")));
         }
         if (!values_->passedOver().empty()) {
-            printNote(fmt::format("{}: passed over, because they name no fields: {}",
+            printNote(fmt::format("{}: ignored, because they are not names of fields: {}",
                                   values_->path(), fmt::join(values_->passedOver(), ", ")));
         }
     }
@@ -318,15 +318,15 @@ private:
         std::string line;
         const auto add = [&line](uint64_t count, const char* what, const char* option) {
             if (count == 0) return;
-            line += fmt::format("{}{} in {} ({} gives it)", line.empty() ? "" : ", ", what,
+            line += fmt::format("{}{} in {} ({} sets it)", line.empty() ? "" : ", ", what,
                                 counted(count, "frame", "frames"), option);
         };
         add(simulatedExposure_, "exposure time", "--exposure");
         add(simulatedIso_, "ISO", "--iso");
         add(simulatedBias_, "exposure bias", "--ev");
-        line = line.empty() ? "all parameters but the exposure's"
+        line = line.empty() ? "all parameters except the exposure's"
                             : line + "; all other parameters in all frames";
-        if (values_) line += fmt::format("; but for the values that {} gives", values_->path());
+        if (values_) line += fmt::format("; except the values of {}", values_->path());
         printResult("simulated: " + line);
     }
 

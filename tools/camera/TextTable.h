@@ -29,7 +29,7 @@ struct TableRow {
 /// newline, or with a carriage return and a newline; every row has as many cells as the heading.
 /// JSON lines: a member is a number, a text, true (1), false (0), null, or a list of those, in
 /// which there may be lists; an object with a member "number" means that number. Empty lines are
-/// passed over.
+/// ignored.
 class TextTable {
 public:
     /// Takes the table's text and reads all rows once. The problem has the line but no path.

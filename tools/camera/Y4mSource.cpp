@@ -114,7 +114,7 @@ private:
         if (!status.ok()) {
             report(status.problem());
         } else if (!complete) {
-            report({"", "a newline behind FRAME", "the end of the video"});
+            report({"", "a newline after FRAME", "the end of the video"});
         }
         return status.ok() && complete;
     }

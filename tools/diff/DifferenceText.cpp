@@ -93,7 +93,7 @@ std::vector<DifferenceText> textsOf(const FrameDifference& difference) {
     }
     addNames(difference.names, texts);
     if (difference.overtaken) {
-        texts.push_back({"order", fmt::format("behind {} in A, before it in B",
+        texts.push_back({"order", fmt::format("after {} in A, before it in B",
                                               frameText(*difference.overtaken))});
     }
     return texts;

@@ -262,9 +262,8 @@ private:
             region.x <= layout.width - region.width && region.y <= layout.height - region.height;
         for (const Area::Asked& asked : area.asked) {
             if (lies) break;
-            values[asked.place].problem =
-                fmt::format("the region reaches out of the image, which has {}x{} pixels",
-                            layout.width, layout.height);
+            values[asked.place].problem = fmt::format(
+                "the region is not within the image of {}x{} pixels", layout.width, layout.height);
         }
         return lies;
     }

@@ -92,7 +92,7 @@ void choosePipe(const std::vector<FrameRef>& frames, const TreeOptions& selectio
         std::string choices;
         for (const int pipe : pipes)
             choices += fmt::format("{}{}", choices.empty() ? "" : ", ", pipe);
-        throw WrongUsage("the tree holds several pipes; pick one with --pipe: " + choices);
+        throw WrongUsage("the tree has several pipes; choose one with --pipe: " + choices);
     }
     session.pipe = pipes.empty() ? selection.pipe.value_or(1) : *pipes.begin();
 }
@@ -105,7 +105,7 @@ tyktree::TagCatalog deriveTags(const std::vector<FrameRef>& frames, Reading& rea
         auto& statistics = tasks.try_emplace(frame.task, frame.task->frames.size()).first->second;
         if (!listing.read(frame.path())) {
             reading.problem(fmt::format(
-                "{}: expected a frame folder that tells tags, found one that cannot be listed: {}",
+                "{}: expected a frame folder with tags, found one that cannot be listed: {}",
                 tyktree::escaped(frame.path()), systemReason(listing.error())));
         }
         statistics.add(frame.frame->position, listing);
@@ -219,7 +219,7 @@ private:
             catalog_ = deriveTags(tree_.frames, reading);
             printNote(
                 fmt::format("tag table: none found; {} tags derived from the files' names and "
-                            "sizes (ids are made up, but for well-known names)",
+                            "sizes (ids are made up, except those of well-known names)",
                             catalog_.tags().size()));
         } else {
             printNote("tag table: " + tyktree::escaped(catalog_.path()));
