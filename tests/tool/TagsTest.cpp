@@ -105,7 +105,7 @@ Rows shownTables() {
          {"r: expected a tag table beside the tree, found none; --tags FILE names one"}},
         {"NoTree",
          "fails 2 tyksim tags show KELV_TAG_WB_GAINS; fails 2 tyksim tags show",
-         {"found KELV_TAG_WB_GAINS, which is no folder", "found neither"}},
+         {"found KELV_TAG_WB_GAINS, which is not a folder", "found neither"}},
         {"NoSuchAction", "fails 2 tyksim tags sho", {"show"}},
     };
 }

@@ -40,7 +40,7 @@ private:
 };
 
 std::string pipeText(const tyktree::PipeEntry& pipe) {
-    return pipe.id ? fmt::format("pipe {}", *pipe.id) : "a folder of no pipe";
+    return pipe.id ? fmt::format("pipe {}", *pipe.id) : "a folder outside pipes";
 }
 
 /// The existing tasks, for a --task that matches none.

@@ -326,7 +326,7 @@ Action defineReplay(VerbOptions& verb) {
     verb.option("--option", options->processorOptions, "An option of the processor")
         .valueName("TEXT")
         .oneValueEach();
-    verb.option("--python", options->python, "What runs a processor in Python")
+    verb.option("--python", options->python, "Program that runs a processor in Python")
         .valueName("PROGRAM")
         .showDefault();
     verb.option("-o,--output", options->output, "Record the processor's results as a tree")

@@ -102,7 +102,7 @@ ExitStatus show(const TagsOptions& options) {
     const Shown shown = shownOf(options);
     if (!shown.tree && options.tagsFile.empty()) {
         const std::string found =
-            shown.tag ? tyktree::escaped(*shown.tag) + ", which is no folder" : "neither";
+            shown.tag ? tyktree::escaped(*shown.tag) + ", which is not a folder" : "neither";
         throw WrongUsage("tags show: expected a tree or --tags FILE, found " + found);
     }
     return runReading(options.json ? "tyksim.tags.show" : nullptr, [&](Reading& reading) {

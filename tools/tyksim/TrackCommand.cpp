@@ -190,16 +190,16 @@ Action defineTrack(VerbOptions& verb) {
     addReadingOptions(verb, options->reading);
     verb.existing("TREE").description(
         "Trees, or parts of trees; without -n and --all a tree and the names to follow");
-    verb.option("-n,--name", options->names, "What to follow").valueName("NAME");
+    verb.option("-n,--name", options->names, "Value to follow").valueName("NAME");
     verb.flag("--all", options->all, "Follow all scene fields and all fields of the tag table");
     addAssumedPicture(verb, options->reading.tree.assumed);
     const Option jsonFlag = verb.existing("--json");
     const Option csvFlag =
         verb.flag("--csv", options->csv, "Comma-separated values").excludes(jsonFlag);
-    verb.flag("--rows", options->rows, "A flat JSON object per frame, one a line")
+    verb.flag("--rows", options->rows, "A flat JSON object per frame, one per line")
         .excludes(jsonFlag)
         .excludes(csvFlag);
-    verb.flag("--changes", options->changes, "Only the frames where something moves");
+    verb.flag("--changes", options->changes, "Only the frames in which a value changes");
     verb.option("--svg", options->svg, "Draw the values into this file").valueName("FILE");
     addForce(verb, options->force);
     verb.footer(kFooter);
