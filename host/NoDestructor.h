@@ -1,4 +1,4 @@
-// State that outlives all static objects.
+// State that outlives all static objects. Threads: those that T allows.
 #pragma once
 
 #include <new>

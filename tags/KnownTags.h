@@ -1,5 +1,5 @@
 // The tags that the library itself writes or reads by id, with their names for trees without a tag
-// table.
+// table. Constants, for any thread.
 #pragma once
 
 #include "records/MfnrTuning.h"

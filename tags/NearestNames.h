@@ -1,4 +1,4 @@
-// Suggests similar names for an unknown one. Threads: any.
+// Suggests similar names for an unknown one. Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include <string>

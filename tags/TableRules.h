@@ -1,4 +1,4 @@
-// The rules for the tags and enums of a table.
+// The rules for the tags and enums of a table. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"

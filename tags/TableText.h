@@ -1,4 +1,4 @@
-// Reads and writes the text of a tag table's file. Threads: any.
+// Reads and writes the text of a tag table's file. Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"

@@ -1,4 +1,4 @@
-// Common parts of messages. Threads: any.
+// Common parts of messages. Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include <cstdint>

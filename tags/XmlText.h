@@ -1,5 +1,5 @@
 // Finds the elements of an XML document in its text, for changes that leave the other text as it
-// is. Threads: any.
+// is. Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
-// Reads image files into arrays, and makes pictures of arrays.
+// Reads image files into arrays, and makes pictures of arrays. Threads: with the interpreter's
+// lock.
 #pragma once
 
 #include <pybind11/pybind11.h>

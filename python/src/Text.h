@@ -1,4 +1,5 @@
-// Converts names and texts of trees, which are bytes, to Python's strings and back.
+// Converts names and texts of trees, which are bytes, to Python's strings and back. Threads: with
+// the interpreter's lock.
 #pragma once
 
 #include <pybind11/pybind11.h>

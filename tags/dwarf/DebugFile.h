@@ -1,4 +1,5 @@
-// Finds, checks and opens the file with a library's debug information.
+// Finds, checks and opens the file with a library's debug information. Threads: one at a time.
+// Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"

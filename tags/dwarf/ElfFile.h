@@ -1,4 +1,5 @@
-// Opens an ELF file and reads its build id and its kinds of debug information.
+// Opens an ELF file and reads its build id and its kinds of debug information. Threads: one at a
+// time. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"

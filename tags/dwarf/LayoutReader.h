@@ -1,4 +1,4 @@
-// How the values of one type lie in memory, as fields.
+// Makes fields of the layout of a type. Threads: one at a time. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/dwarf/DebugTypes.h"

@@ -87,7 +87,7 @@ def videos():
         full = [nv21(width, height, picture) for picture in pictures]
         limited = [nv21(width, height, scaled(picture)) for picture in pictures]
         for header, options, expected, text in (
-                ("F25:1 Ip A1:1 C420jpeg XYSCSS=420JPEG XCOLORRANGE=FULL XANY=1", "", full, "full range, as its header"),
+                ("F25:1 Ip A1:1 C420jpeg XYSCSS=420JPEG XCOLORRANGE=FULL XANY=1", "", full, "full range by its header"),
                 ("XCOLORRANGE=LIMITED C420mpeg2", "", limited, "at the left of its pixels, not moved"),
                 ("A10:11", "", limited, "by default (--range sets it), converted to full"),
                 ("XYSCSS=420PALDV", "--range full", full, "at the top left of its pixels")):
@@ -156,7 +156,7 @@ def values():
     run(f"t track v --rows --all | t record {fresh('w')} {made} --values - && t diff v w", texts=["all the same"])
     run("t track v -n total_gain KELV_TAG_GYRO_SAMPLES image.mean --rows >rows; "
         f"t record {fresh('w')} {made} --values rows && t track w total_gain --csv | cut -d, -f6 >a; "
-        "t track v total_gain --csv | cut -d, -f6 | cmp - a", texts=["name no fields: KELV_TAG_GYRO_SAMPLES, image.mean"])
+        "t track v total_gain --csv | cut -d, -f6 | cmp - a", texts=["not names of fields: KELV_TAG_GYRO_SAMPLES, image.mean"])
     run("sed -i s/image.mean/image.men/ rows; t record w --values rows", status=1, texts=['column "image.men"', "nearest"])
     table = ('{"path":"x","total_gain":7,"cur_ev":null}\n\n'
              '{"cur_ev":-0.1,"KELV_TAG_WB_GAINS.gains":[1,2,[3,4.5]],"time":"T"}\n{"total_gain":{"number":1,"name":"A"}}\n')
@@ -164,7 +164,7 @@ def values():
         table.encode(), 0, [",1,1,7,-1,", ',2,2,1536,-0.1,"1,2,3,4.5"', ",3,3,1,0,"])
     run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain KELV_TAG_WB_GAINS.gains[1] --csv",
         b'\xef\xbb\xbftotal_gain,"KELV_TAG_WB_GAINS.gains[1]",KELV_TAG_GYRO_SAMPLES\r\n1,2.5,x\r\n,"3",\r\n', 0,
-        ["name no fields: KELV_TAG_GYRO_SAMPLES", ",1,1,1,2.5", ",2,2,1536,3"])
+        ["not names of fields: KELV_TAG_GYRO_SAMPLES", ",1,1,1,2.5", ",2,2,1536,3"])
     run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain --csv", b"total_gain\n7\n\n9\n", 0,
         [",1,1,7\n", ",2,2,1536\n", ",3,3,9\n"])
     video = y4m("W2 H2", [planes(2, 2, 0)] * 3)

@@ -13,7 +13,7 @@ namespace tyksim {
 /// millisecond, which no camera makes, would be sorted by the digits of their ids. With a rate, the
 /// time of a frame is the start plus its number divided by the rate; this sets the clock that names
 /// folders. Without a rate, frames have the system's time and wait for a millisecond of their own.
-/// Only one object may exist at a time.
+/// Only one object may exist at a time; one thread uses it.
 class FrameClock {
 public:
     explicit FrameClock(const std::optional<FrameRate>& rate = std::nullopt);

@@ -1,4 +1,4 @@
-// Compares the tuning copies of two trees.
+// Compares the tuning copies of two trees. Threads: any.
 #pragma once
 
 #include "tools/diff/FrameDifference.h"

@@ -1,4 +1,4 @@
-// Numbers in equal steps from a first to a last one. A value.
+// Numbers in equal steps from a first to a last one. A value; several threads may read it at once.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Little-endian numbers in byte sequences.
+// Little-endian numbers in byte sequences. Threads: any.
 #pragma once
 
 #include <cstdint>

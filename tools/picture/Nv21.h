@@ -1,4 +1,4 @@
-// An NV21 picture in memory.
+// An NV21 picture in memory. A value: one thread at a time changes it.
 #pragma once
 
 #include <cstddef>

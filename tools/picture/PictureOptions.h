@@ -1,4 +1,5 @@
-// The options for the interpretation of images and for the pictures to make.
+// The options for the interpretation of images and for the pictures to make. Threads: values; the
+// functions that add options: one.
 #pragma once
 
 #include "core/TreeNames.h"

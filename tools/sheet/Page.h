@@ -1,6 +1,6 @@
 // The page without its data, embedded by the build. The document consists of the start, lines of
 // pictures, the middle, values as JSON, and the end. page/data.js describes the pictures and
-// values.
+// values. Constants, for any thread.
 #pragma once
 
 #include <string_view>

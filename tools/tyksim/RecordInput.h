@@ -1,4 +1,4 @@
-// The options of `tyksim record` for the source of pictures.
+// The options of `tyksim record` for the source of pictures. Threads: one.
 #pragma once
 
 #include "tools/camera/FrameSource.h"

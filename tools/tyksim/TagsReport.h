@@ -1,4 +1,4 @@
-// What `tyksim tags show` prints: a tag table as text and as JSON.
+// The output of `tyksim tags show`: a tag table as text or as JSON. Threads: one.
 #pragma once
 
 #include "tools/json/Json.h"

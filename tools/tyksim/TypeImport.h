@@ -1,4 +1,5 @@
 // tyksim tags import and tags types: the layouts of tags from a library's debug information.
+// Threads: one.
 #pragma once
 
 #include "tools/console/Console.h"

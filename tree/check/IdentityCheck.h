@@ -1,5 +1,5 @@
 // Checks the camera and the exposure of a task's frames: an exposure belongs to one request, and
-// the files of a frame to one camera.
+// the files of a frame to one camera. Errors: std::bad_alloc, and exceptions of the sink.
 #pragma once
 
 #include "tree/check/TaskFindings.h"

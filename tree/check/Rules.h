@@ -1,5 +1,5 @@
 // The rules for trees and dump configurations. Help, documentation and output all come from this
-// table.
+// table. Threads: any.
 #pragma once
 
 #include <cstdint>

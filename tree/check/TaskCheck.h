@@ -1,5 +1,5 @@
 // Compares the frames of a task: missing files, files unlike those of the other frames, a torn last
-// frame.
+// frame. Errors: std::bad_alloc, and exceptions of the sink.
 #pragma once
 
 #include "tree/check/FrameCheck.h"

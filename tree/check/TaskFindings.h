@@ -17,6 +17,8 @@ using Positions = std::vector<uint32_t>;
 /// Whether a configuration's entry writes the files of a column.
 bool writes(const ConfigEntry& entry, const Column& column);
 
+/// Passes each finding to the sink at once. Threads: the one that uses the sink.
+/// Errors: std::bad_alloc, and exceptions of the sink.
 class TaskFindings {
 public:
     /// `frames` are the positions of the frames that could be listed. The arguments must outlive

@@ -9,7 +9,7 @@
 // At least one side of a comparison is a NAME. A word is the text or the name of a number with
 // which a NAME's value is compared. Names and words end at a space or at one of ( ) < > = ! " '.
 //
-// Threads: one thread at a time uses a value.
+// Threads: one thread at a time uses a value. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/Problem.h"

@@ -1,4 +1,5 @@
-// Reads a folder's entries one after the other, and their types.
+// Reads a folder's entries one after the other, and their types. Errors: std::bad_alloc from the
+// functions that take a path.
 #pragma once
 
 #include "tree/read/FrameListing.h"

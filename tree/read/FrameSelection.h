@@ -1,5 +1,5 @@
 // The selection of frames, with the same grammar for every verb. Threads: values; several threads
-// may read one at once.
+// may read one at once. Errors: std::bad_alloc.
 #pragma once
 
 #include "tree/read/TreeIndex.h"

@@ -1,4 +1,5 @@
-// Reads values of frames by name, to follow them from frame to frame.
+// Reads values of frames by name, to follow them from frame to frame. Errors: std::bad_alloc, and
+// exceptions of sources.
 #pragma once
 
 #include "tags/FieldCodec.h"

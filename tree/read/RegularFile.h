@@ -1,4 +1,4 @@
-// A regular file open for reading, with a status.
+// A regular file open for reading, with a status. Errors: std::bad_alloc.
 #pragma once
 
 #include "core/File.h"

@@ -14,7 +14,7 @@ class FrameListing;
 struct FrameValue;
 
 /// Has names and values of its own. A NAME may be one of these, like a tag or a scene field.
-/// Threads: any.
+/// Threads: any. Errors: std::bad_alloc; readers may throw.
 class ValueSource {
 public:
     /// Reads the values of some names. One thread at a time uses an object.
