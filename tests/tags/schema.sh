@@ -1,5 +1,5 @@
 #!/bin/bash
-# Fails when docs/schema/tags.xsd and the tool do not agree on what a tag table is.
+# Fails when docs/schema/tags.xsd and the tool do not accept the same tag tables.
 # Usage: schema.sh <source folder> [<emulator>] <tyksim>
 set -u
 source=$1
@@ -31,7 +31,7 @@ judge "$work/recorded/tags.xml" yes
 sed -n '/^<tags/,/^<\/tags>/{p;/^<\/tags>/q}' "$source/docs/dump-tree.md" >"$work/documented.xml"
 judge "$work/documented.xml" yes
 
-# What stands in the documented table in the place of what.
+# Changes of the documented table: a text and its replacement.
 while IFS='|' read -r before after; do
     python3 - "$work/documented.xml" "$work/wrong.xml" "$before" "$after" <<'END' || exit 1
 import pathlib, sys

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Holds what `tyksim tags import` makes of structures against what compilers make of them: of
-structures at random each field's offset and value, for every compiler and architecture at hand; then
-what it says of libraries and names that it cannot take.
+"""Compares the fields that `tyksim tags import` makes with the layouts of compilers: the offset and the
+value of each field of random structures, for every installed compiler and architecture. Then tests the
+messages about libraries and names that it cannot import.
 
   layouts.py TYKSIM [WORD...]     WORDs before TYKSIM's own arguments, such as an emulator
   SEED=7 layouts.py TYKSIM        other structures
@@ -27,8 +27,8 @@ COMPILERS = [["gcc"], ["gcc", "-gdwarf-4"], ["clang"], ["clang", "-gdwarf-4"], [
 NUMBERS = {"signed char": 7, "unsigned char": 8, "short": 15, "unsigned short": 16, "int": 31,
            "unsigned int": 32, "long long": 63, "unsigned long long": 64, "long": 31,
            "_Bool": 1, "float": 0, "double": 0}
-# Not as wide as the type: of such a bit-field clang 14 says that it begins at a whole byte, also where
-# it does not.
+# Narrower than the type: for a bit-field as wide as its type, clang 14 always states that it begins at a
+# whole byte, even if it does not.
 BITS = {"unsigned char": 7, "signed char": 7, "unsigned short": 15, "int": 31,
         "unsigned int": 31, "long long": 57, "unsigned long long": 57, "_Bool": 1}
 
@@ -260,7 +260,7 @@ b::Twice second;
 Absent* absent;
 '''
 
-# How the library is made, the type, the status, and what must be said.
+# The command that makes the library, the type, the status, and the expected text.
 WRONG_CALLS = [
     ("true", "Params", 0, ["added: T.gain", "added: T.rate"]),
     ("strip -g p.so", "Params", 1, ["expected debug information, found none"]),

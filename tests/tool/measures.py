@@ -139,7 +139,7 @@ with tempfile.TemporaryDirectory() as work:
     make_tree("odd", odd)
     hold("odd", odd, "image")
 
-    # Known amounts.
+    # Pictures with known measures.
     sigma = 4.0
     flat = [(samples(128 + random.normal(0, sigma, (600, 800))), *np.full((2, 300, 400), 128, np.uint8))
             for _ in range(2)]
@@ -170,7 +170,7 @@ with tempfile.TemporaryDirectory() as work:
     flicker = rows("many", "image.flicker", options=["--frames", "2"])[0]
     assert flicker[0]["image.flicker"] == all_rows[1]["image.flicker"] is not None
 
-    # Another layout: the same file read as NV12, and with gaps behind the rows.
+    # Other layouts: the same file as NV12, and with gaps after the rows.
     nv12 = [(y, v, u) for y, u, v in many]
     hold("many", nv12, "image.u", options=["--order", "nv12"])
     files = make_tree("gaps", [picture(30, 20, 3)])

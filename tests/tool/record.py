@@ -93,7 +93,7 @@ def videos():
                 ("XYSCSS=420PALDV", "--range full", full, "at the top left of its pixels")):
             run(f"t record {fresh('v')} --y4m - {options}", y4m(f"{size} {header}", pictures), 0, [text])
             expect(images("v") == expected, f"the pictures of a video {size} {header} {options}")
-        # What was recorded comes out as a video, and that video is recorded as it was.
+        # Exports the recording as a video, and records that video again.
         run(f"t export v --y4m x.y4m --force; t record {fresh('w')} --y4m x.y4m && t diff v w",
             status=0, texts=["all the same"] if width == 64 else [])
         expect(images("v") == images("w"), f"pictures of {size} come back")
