@@ -32,7 +32,7 @@ Rows replayRows() {
          R"sh(tyksim record r --frames 2 --pipe 3 --size 16x8
               fails 2 tyksim replay r
               fails 2 tyksim replay r --pipe 7)sh",
-         {"pick one with --pipe: 1, 3", "expected pipe 7, found the pipes 1, 3"}},
+         {"choose one with --pipe: 1, 3", "expected pipe 7, found the pipes 1, 3"}},
         {"NoTree", "fails 1 tyksim replay p", {"No such file"}},
         {"FileInPlaceOfATree", "fails 1 tyksim replay good.jpg", {"found a file"}},
         {"EmptyFolder", "fails 1 tyksim replay tmp", {"found an empty folder"}},
