@@ -34,7 +34,7 @@
 // [least, largest, mean, share at 0, share at 255, peak], or null without samples. The peak is the largest
 // share of samples with one value from 1 to 254.
 //
-// DIFFERENCES are [METRICS, what differs]. METRICS are null if a frame has no image, else [planes, problem].
+// DIFFERENCES are [METRICS, what differs]. METRICS are null if neither frame has an image, else [planes, problem].
 // `planes` is null if nothing was compared; else it has [psnr, largest, mean, pixels] for each of y, u and v,
 // or null for a plane that was not compared. psnr is null for equal planes. `problem` is the reason why the
 // images were not compared as a whole. Each difference is an array in the words of `tyksim diff`: [what, how,
