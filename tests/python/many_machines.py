@@ -61,6 +61,34 @@ def answers(port):
         return probe.connect_ex(("127.0.0.1", port)) == 0
 
 
+def processes_below(ancestor):
+    """The ids of a process and of all that it started, directly or not."""
+    parents = {}
+    for entry in pathlib.Path("/proc").iterdir():
+        if entry.name.isdigit():
+            try:
+                # The name may hold spaces and parentheses; the parent is the second word after it.
+                words = (entry / "stat").read_text().rpartition(")")[2].split()
+            except OSError:
+                continue  # it has ended
+            parents[int(entry.name)] = int(words[1])
+    below = [ancestor]
+    for known in below:
+        below += [child for child, parent in parents.items() if parent == known]
+    return below
+
+
+def stop_machine(server):
+    """Ends a server and every process that it started, as a machine does that loses its power."""
+    server.send_signal(signal.SIGSTOP)  # it starts nothing more
+    for process in processes_below(server.pid):
+        try:
+            os.kill(process, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+    server.wait()
+
+
 def require_every_tree(lab, documents):
     """Requires each tree once, and the finding of the damaged one."""
     found = sorted(pathlib.Path(document["path"]).name for document in documents)
@@ -109,8 +137,28 @@ def dask(work, lab, processes):
         sys.exit("expected one finding")
 
 
-def sshd(work, number, processes):
-    """Starts a server on a port of its own that accepts only the test's key."""
+def hanging_program(work, program):
+    """A tyksim that writes half of its line and hangs, once, after `work`/hang was made."""
+    script = work / "hanging" / "tyksim"
+    script.parent.mkdir()
+    script.write_text(
+        "#!/bin/sh\n"
+        f'if [ -e {work}/hang ] && mkdir {work}/hangs 2>/dev/null; then\n'
+        f'    {program} "$@" | head -c 100\n'
+        f'    echo "$3" >{work}/hangs/tree\n'
+        "    exec sleep 1000\n"
+        "fi\n"
+        f'exec {program} "$@"\n'
+    )
+    script.chmod(0o755)
+    return script.parent
+
+
+def sshd(work, number, path, processes):
+    """Starts a server on a port of its own that accepts only the test's key.
+
+    Its shells run nothing of the user's: what is ended in the middle leaves nothing behind there.
+    """
     folder = work / f"sshd{number}"
     folder.mkdir()
     subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", folder / "host"], check=True)
@@ -119,7 +167,7 @@ def sshd(work, number, processes):
     config.write_text(
         f"Port {port}\nListenAddress 127.0.0.1\nHostKey {folder}/host\nPidFile {folder}/pid\n"
         f"AuthorizedKeysFile {work}/key.pub\nStrictModes no\nUsePAM no\nMaxStartups 100\n"
-        f"PasswordAuthentication no\nSetEnv PATH={os.environ['PATH']}\n"
+        f"PasswordAuthentication no\nSetEnv PATH={path} HOME={folder}\n"
     )
     server = shutil.which("sshd") or "/usr/sbin/sshd"
     processes.append(subprocess.Popen([server, "-D", "-e", "-f", config], stderr=subprocess.DEVNULL,
@@ -131,7 +179,9 @@ def sshd(work, number, processes):
 def ssh(work, lab, processes):
     subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", work / "key"], check=True)
     pathlib.Path("/run/sshd").mkdir(exist_ok=True)
-    ports = [sshd(work, number, processes) for number in (1, 2)]
+    paths = [f"{hanging_program(work, shutil.which('tyksim'))}:{os.environ['PATH']}",
+             os.environ["PATH"]]
+    ports = [sshd(work, number, path, processes) for number, path in enumerate(paths)]
     client = work / "ssh"
     user = subprocess.run(["id", "-un"], check=True, capture_output=True, text=True).stdout.strip()
     client.write_text(
@@ -146,15 +196,24 @@ def ssh(work, lab, processes):
     with out.open("w") as file:
         run = subprocess.Popen(["sh", SCRIPTS / "check_ssh.sh", logins, lab], stdout=file,
                                env=environment)
+        processes.append(run)
         wait_until("some jobs", lambda: run.poll() is not None or
                    (log.exists() and len(log.read_text().splitlines()) > 20))
         if run.poll() is not None:
             sys.exit("the server was to be stopped in the middle; the run was too short")
-        os.killpg(processes[0].pid, signal.SIGKILL)
-        processes[0].wait()
+        (work / "hang").touch()
+        hanging = work / "hangs" / "tree"
+        wait_until("a job that hangs", lambda: run.poll() is not None or hanging.exists())
+        if run.poll() is not None:
+            sys.exit("the server was to be stopped during a job; the run was too short")
+        stop_machine(processes[0])
         if run.wait(timeout=300) != 0:
             sys.exit("the run failed")
     require_every_tree(lab, [json.loads(line) for line in out.read_text().splitlines()])
+    tree = hanging.read_text().strip()
+    servers = [line.split("\t")[1] for line in log.read_text().splitlines() if tree in line]
+    if not any(str(ports[1]) in server for server in servers):
+        sys.exit(f"{tree}: expected the other server to check it, found {servers}")
 
 
 def slurm(work, lab, processes):
