@@ -73,6 +73,7 @@ def main():
         subprocess.run([tyksim, "sheet", "phone", "-o", "phone.html", "--against", "tuned"], stdout=subprocess.DEVNULL)
         browser.window(1280, 800)
         browser.open(pathlib.Path(folder) / "phone.html", "#pipe=1&task=1&frame=13&mode=split&split=600")
+        browser.until("view.a && view.b")
         made = pathlib.Path(folder) / "sheet.png"
         browser.picture(made)
         keep(made, HERE / "sheet.png")

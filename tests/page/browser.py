@@ -3,7 +3,6 @@ import base64
 import json
 import subprocess
 import tempfile
-import time
 import urllib.error
 import urllib.request
 
@@ -87,13 +86,22 @@ class Browser:
         """The page's messages on the console since the last call."""
         return [entry["message"] for entry in self.call("POST", "/se/log", {"type": "browser"})]
 
+    def until(self, expression, seconds=10):
+        """Whether a script's expression becomes true in that time; it is tried before each drawing of the page."""
+        return self.script_later("""const [end, done] = [performance.now() + arguments[0] * 1000, arguments[1]];
+            const look = () => Boolean(""" + expression + """);
+            (function next() {
+              if (look()) done(true);
+              else if (performance.now() > end) done(false);
+              else requestAnimationFrame(next);
+            })()""", seconds)
+
     def settle(self):
-        """Waits until the pictures in view are decoded."""
-        for _ in range(100):
-            time.sleep(0.05)
-            if self.script("return [...document.images].every(i => !i.src || i.complete)"):
-                break
-        time.sleep(0.2)
+        """Waits until the pictures in view are decoded and drawn."""
+        self.script_later("""const done = arguments[0];
+            const drawn = () => new Promise(resolve => requestAnimationFrame(() => requestAnimationFrame(resolve)));
+            const decoded = () => [...document.images].filter(i => i.src).map(i => i.decode().catch(() => {}));
+            drawn().then(() => Promise.all(decoded())).then(drawn).then(done)""")
 
     def picture(self, path):
         self.settle()

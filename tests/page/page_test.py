@@ -9,7 +9,6 @@ import statistics
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
 sys.dont_write_bytecode = True
@@ -122,11 +121,7 @@ class Page(unittest.TestCase):
 
     def until(self, expression):
         """Waits until a script's expression is true."""
-        for _ in range(100):
-            if self.run_script("return Boolean(" + expression + ")"):
-                return
-            time.sleep(0.05)
-        self.fail(expression)
+        self.assertTrue(self.browser.until(expression), expression)
 
     def open_picture(self, page, place="", **window):
         """Opens the page and waits until its picture is drawn."""
@@ -356,11 +351,8 @@ class Page(unittest.TestCase):
         self.browser.keys("Escape")
         self.assertEqual(self.place(), base)
         self.run_script("document.getElementById('blink').click()")
-        seen = set()
-        for _ in range(60):
-            seen.add(self.run_script("return modeNow()"))
-            time.sleep(0.03)
-        self.assertEqual(seen, {"a", "b"})
+        for side in "aba":
+            self.until(f"modeNow() === '{side}'")
         self.browser.keys("Escape")
         self.open_picture(page, "#pipe=1&task=1&frame=6&mode=split")
         self.until("view.b && view.b.width === 240")

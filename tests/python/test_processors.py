@@ -5,7 +5,6 @@ import pathlib
 import signal
 import subprocess
 import sys
-import time
 
 import numpy as np
 import pytest
@@ -133,15 +132,17 @@ def test_options_that_lack_and_interpreters_that_are_not_there(recorded, tmp_pat
 
 def test_a_signal_ends_the_run(recorded, tmp_path):
     file = tmp_path / "slow.py"
-    mark = tmp_path / "began"
-    file.write_text(f"import time\ndef process(frame):\n    open({str(mark)!r}, 'w')\n    time.sleep(60)")
+    began = tmp_path / "began"
+    os.mkfifo(began)
+    file.write_text(
+        f"import signal\ndef process(frame):\n    open({str(began)!r}, 'w')\n    signal.pause()"
+    )
     running = subprocess.Popen(
         [PROGRAM, "replay", str(recorded), "--with", str(file), "-o", str(tmp_path / "out"),
          "--python", sys.executable],
         env=ENVIRONMENT, stderr=subprocess.PIPE,
     )
-    while not mark.exists() and running.poll() is None:
-        time.sleep(0.01)
+    began.read_bytes()  # ends when the processor has opened it
     running.send_signal(signal.SIGINT)
     running.communicate(timeout=20)
     assert running.returncode == -signal.SIGINT
