@@ -112,8 +112,8 @@ Rows copySetRows() {
          R"sh(echo ab >v
               tyksim copy r -o p --set KELV_TAG_GYRO_SAMPLES=@v --set KELV_TAG_STREAM_QUALITY=0x07
               cat p/data/*/*/*/*/*/*reqID_2*/*GYRO_SAMPLES.bin
-              tyksim show p --frames 1 --tag KELV_TAG_STREAM_QUALITY)sh",
-         {"\nab\n", "000000  07"}},
+              od -An -tx1 p/data/*/*/*/*/*/*reqID_1*/*STREAM_QUALITY.bin)sh",
+         {"\nab\n", "\n 07\n"}},
         {"NoSelectedFrameHasAFile",
          "fails 2 tyksim copy r -o p --only-tags '*WB*' --set total_gain=5",
          {"total_gain=5: none of the selected frames has a file"}},

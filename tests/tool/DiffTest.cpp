@@ -83,9 +83,9 @@ G=p${F2#r}; for f in $G/FC*_2_*; do mv $f $G/$(basename $f | sed s/_2_/_7_/); do
 )sh",
                  {
                      {"OtherSofIdsInNames",
-                      "fails 3 tyksim diff r p; tyksim diff r p --ignore sof",
-                      {" 1 differs\n  differs           frames\n  names    sof ids       1\nworst "
-                       "first:",
+                      R"sh(fails 3 tyksim diff r p; fails 3 tyksim diff r p --json
+                           tyksim diff r p --ignore sof)sh",
+                      {"id, 1 differs\n", R"("names":{"sof":1,"other":0})",
                        "\n  sof: 2 -> 7 in the names of 19 files\n", "id, all the same\n"}},
                      {"OtherNames",
                       R"sh(cp $F3/*GAINS* $F3/FCPDT_1_0_1_0_KELV_TAG_WB_GAINS.bin
@@ -110,7 +110,29 @@ Rows matching() {
          R"sh(cp -a r p; G=p${F3#r}; sed -i 's,gain>.*<,gain>7<,' $G/iScene*; touch $G/x
               printf x >p${F2#r}/FCPDT_2_0_1_0_KELV_TAG_STREAM_QUALITY.bin
               fails 3 tyksim diff r p)sh",
-         {"worst first:\nrequest 3: ", "  percent", "\nrequest 2: A"}},
+         {"worst first:\nrequest 3: ", "\nrequest 2: A", "percent: 91 -> 120 %\n"}},
+        {"GoldenLayout",
+         R"sh(cp -a r p; G=p${F3#r}; sed -i 's,gain>.*<,gain>7<,' $G/iScene*; touch $G/x
+              printf x >p${F2#r}/FCPDT_2_0_1_0_KELV_TAG_STREAM_QUALITY.bin
+              printf '\0\0' | dd of=p${F2#r}/FCWH_2_0_64_48_nv21.yuv bs=1 seek=99 conv=notrunc
+              fails 3 tyksim diff r p)sh",
+         {"3 frames matched by request id, 2 differ\n"
+          "  differs                                  frames\n"
+          "  image                                         1  y ",
+          "; u same; v same\n"
+          "  scene    threeA_info/ae_info/total_gain       1\n"
+          "  tag      KELV_TAG_STREAM_QUALITY              1  at most 1 byte\n"
+          "             percent                            1\n"
+          "  file     x                                    1  only in B 1\n"
+          "worst first:\n"
+          "request 2: A task 1 frame 2, B task 1 frame 2\n"
+          "  image: y ",
+          "\n  KELV_TAG_STREAM_QUALITY (pipe type 1, camera 0): 1 byte differs, it is at 0\n"
+          "    percent: 91 -> 120 %\n"
+          "request 3: A task 1 frame 3, B task 1 frame 3\n"
+          "  scene record:\n"
+          "    threeA_info/ae_info/total_gain: 2048 -> 7\n"
+          "  x: only in B\n"}},
         {"NoFrameMatches",
          "cp -a r p; rm -r $F2 $F3 p${K#r}/*_reqID_1_*; fails 3 tyksim diff r p",
          {"no frame of A matches one of B by request id: nothing was compared\n1 frame is",

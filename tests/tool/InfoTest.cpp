@@ -22,22 +22,33 @@ Rows outOfOrder() {
         {
             {"GapsRepetitionsAndPauses",
              "tyksim info r",
-             {"4 frames in 24 h 00 min  64x48  18 parameters",
-              "requests 1..2, 7  sofs 1, 3, 5, 11\n", "sofs missing: 7..10\n",
-              "requests repeated: 2\n",
+             {"4 frames in 24 h 00 min ", "requests 1..2, 7 ", "sofs 1, 3, 5, 11\n",
+              "sofs missing: 7..10\n", "requests repeated: 2\n",
               "longest pause: 24 h 00 min before frame 3 (usually 1.000 s)",
               "1 frame without an image"}},
-            {"ByFrame",
-             "tyksim info r --by frame",
-             {"\n4 frames, 87 files, ", "  1  23:59:59.900                  1    1  64x48     22  ",
-              "  2  00:00:00.000       100        2    3  64x48     22  ",
-              "  3  00:00:00.033  86400033        2    5  64x48     22  ",
-              "  4  00:00:01.033      1000        7   11      -     21  "}},
-            {"ByTag",
-             "tyksim info r --by tag",
-             {("WB_GAINS                  0          1          0       4              16 "
-               "     64"),
+            {"GoldenLayout",
+             "tyksim info r --by frame; tyksim info r --by tag",
+             {"  4 frames in 24 h 00 min  64x48  18 parameters  ",
+              "\n          requests 1..2, 7  sofs 1, 3, 5, 11\n"
+              "          sofs missing: 7..10\n",
+              "\n    frame  time               +ms  request  sof  image  files   bytes\n"
+              "        1  23:59:59.900                  1    1  64x48     22  ",
+              "\n        2  00:00:00.000       100        2    3  64x48     22  ",
+              "\n        3  00:00:00.033  86400033        2    5  64x48     22  ",
+              "\n        4  00:00:01.033      1000        7   11      -     21  ",
+              "\n4 frames, 87 files, ",
+              "\n    tag                           camera  pipe type  dump type  frames            "
+              "size   bytes\n",
+              "\n    KELV_TAG_WB_GAINS                  0          1          0       4            "
+              " "
+              " 16      64\n",
               "  4         5..4096  "}},
+            {"FramesAndTagsAsJson",
+             "tyksim info r --json",
+             {R"("time":"02-28T23:59:59.900","width":64,"height":48,"files":22,)",
+              R"("frame":4,"request":7,"sof":11,)", R"("width":0,"height":0,"files":21,)",
+              R"({"tag":"KELV_TAG_WB_GAINS","camera":0,"pipe_type":1,"dump_type":0,"frames":4,)"
+              R"("bytes":64})"}},
         });
 }
 
@@ -99,11 +110,11 @@ Rows infoRows() {
     Rows rows = {
         {"FrameWithoutIdsInItsName",
          "rm $F3/FCWH*; mv $F3 ${F3%_req*}; tyksim info r --by frame",
-         {"\n3 frames, 65 files, ", "requests 1..2  sofs 1..2\n"}},
+         {"\n3 frames, 65 files, ", "requests 1..2 ", "sofs 1..2\n"}},
         {"SelectedFramesByTask",
          R"sh(rm $F3/FCWH*; mv $F3 ${F3%_req*}
               tyksim info r --frames 1,3.. --by task)sh",
-         {"\n2 frames, 43 files, ", "requests 1  sofs 1\n"}},
+         {"\n2 frames, 43 files, ", "requests 1 ", "sofs 1\n"}},
         {"FramesAreEmpty", "fails 2 tyksim info r --frames ''", {"found '' ("}},
         {"NoFrames", "rm -r $K/*; tyksim info r", {"no frames"}},
     };

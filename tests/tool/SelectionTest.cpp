@@ -36,7 +36,7 @@ each() {
                   tyksim copy r -o s --where 'total_gain>=1536' >x; tyksim track s ev1 --csv
                   rm $K/*_reqID_1_*/FCWH* $F3/FCWH*
                   tyksim check r --where total_gain=1536)sh",
-             {"requests 2  sofs 2\n", "sof,ev1\n1,1,1,2,2,", "1,1,2,3,3,", "clean"}},
+             {"requests 2 ", "sofs 2\n", "sof,ev1\n1,1,1,2,2,", "1,1,2,3,3,", "clean"}},
             {"WhereWithAMarkUnderTheMistake",
              R"sh(fails 2 tyksim replay r --where 'total_gain>1 und image.mean>3'
                   fails 2 tyksim info r r --where "$(printf '\033\303\251 x>1')"

@@ -14,27 +14,42 @@ rm $F3/FCWH*; I=$F3/FCWH_3_0_64_48_nv21.yuv
 Rows images() {
     return after(kCutImage,
                  {
+                     {"GoldenLayout",
+                      "tyksim show $F3; tyksim show $F2 --tag KELV_TAG_STREAM_QUALITY",
+                      {"\nparameter                                    id  camera  pipe type      "
+                       "kind     size  value\n",
+                       "\nKELV_TAG_STREAM_SIZE                       8208       0  SNAPSHOT_TYPE  "
+                       "fixed       8\n"
+                       "  width                                                                  "
+                       "              64 pixels\n",
+                       "\nscene record                               value\n",
+                       "\nthreeA_info/ae_info/total_gain              2048\n",
+                       "\nimage 64x48, 3.08 kB, expected 4608 bytes, found 3077\n"
+                       "  y  mean   5.00  range   5 to   5\n"
+                       "  u  mean   8.50  range   8 to   9, 2 of 768 samples\n"
+                       "  v  mean   2.00  range   1 to   3, 3 of 768 samples\n",
+                       "\nFCPDT_2_0_1_0_KELV_TAG_STREAM_QUALITY.bin:\n"
+                       "    000000  5b                                               [\n"}},
                      {"PlanesOfAnImageThatBreaksOff",
-                      "tyksim show $F3",
-                      {"image 64x48, 3.08 kB, expected 4608 bytes, found 3077\n",
-                       "  y  mean   5.00  range   5 to   5\n",
-                       "  u  mean   8.50  range   8 to   9, 2 of 768 samples\n",
-                       "  v  mean   2.00  range   1 to   3, 3 of 768 samples\n"}},
-                     {"PlanesOfAnImageThatBreaksOffAsJson",
                       "tyksim show $F3 --json",
-                      {R"("u":{"mean":8.5,"min":8,"max":9,"samples":2})"}},
+                      {R"("bytes":3077,"expected_bytes":4608,)",
+                       R"("y":{"mean":5.0,"min":5,"max":5,"samples":3072},)"
+                       R"("u":{"mean":8.5,"min":8,"max":9,"samples":2},)"
+                       R"("v":{"mean":2.0,"min":1,"max":3,"samples":3})"}},
                      {"NoSceneNoImageAndOtherIds",
                       R"sh(rm $F3/FCWH* $F3/*ISCENE* $F3/iScene*
                   mv $F3/*GAINS* $F3/FCPDT_3_2_99_1_KELV_TAG_WB_GAINS.bin
                   tyksim show $F3 | tr -s ' ')sh",
                       {"no scene record\nno image\n", "KELV_TAG_WB_GAINS 4100 2 99 block 16\n"}},
                      {"ImageEmpty",
-                      ": >$I; tyksim show $F3 | tail -3; tyksim show $F3 --json",
-                      {"  y  no samples\n  u  no samples\n", R"("v":null})"}},
+                      ": >$I; tyksim show $F3 | tail -1; tyksim show $F3 --json",
+                      {"no samples\n", R"("y":null,"u":null,"v":null})"}},
                      {"ImageOfAnOddSize",
                       R"sh(cd $F3; rm FCWH*; printf 123456789VUvuabcd- >FCWH_3_0_3_3_nv21.yuv
-                  tyksim show . | tail -3)sh",
-                      {"range  49 to  57\n", "range  85 to 117\n", "range  86 to 118\n"}},
+                  tyksim show . --json)sh",
+                      {R"("y":{"mean":53.0,"min":49,"max":57,"samples":9},)"
+                       R"("u":{"mean":100.0,"min":85,"max":117,"samples":4},)"
+                       R"("v":{"mean":100.0,"min":86,"max":118,"samples":4})"}},
                      {"ImageIsAFolder",
                       "cd $F3; rm FCWH*; mkdir FCWH_3_0_9_9_nv21.yuv; fails 3 tyksim show .",
                       {"FCWH_3_0_9_9_nv21.yuv: it is not a regular file\n"}},
@@ -50,16 +65,16 @@ Rows scenes() {
         {"SceneFromItsText",
          R"sh(printf '\007' | dd of=$F2/FCPDT_2_0_1_0_KELV_TAG_ISCENE_INFO.bin bs=1 seek=7132 \
                   conv=notrunc
-              tyksim show $F2 | grep -E 'scene r|total_gain')sh",
-         {"scene record                               value\nthreeA_info/ae_info/total_gain",
-          " 1536\n"}},
+              tyksim show $F2 | grep 'scene r'; tyksim show $F2 --json)sh",
+         {"scene record ", "!parameter file", R"("threeA_info/ae_info/total_gain":1536,)"}},
         {"SceneFromTheParameterFile",
          R"sh(printf '\007' | dd of=$F2/FCPDT_2_0_1_0_KELV_TAG_ISCENE_INFO.bin bs=1 seek=7132 \
                   conv=notrunc
               rm $F2/iScene*
-              tyksim show $F2 | grep -E 'scene r|total_gain'
+              tyksim show $F2 | grep 'scene r'; tyksim show $F2 --json
               tyksim track r total_gain --csv --frames 2)sh",
-         {"scene record (parameter file) ", " 1543\n", "\n1,1,2,2,2,1543\n"}},
+         {"scene record (parameter file) ", R"("threeA_info/ae_info/total_gain":1543,)",
+          "\n1,1,2,2,2,1543\n"}},
         {"SceneThatCannotBeRead",
          R"sh(echo '<' >$F3/iSceneInfo.xml
               fails 3 tyksim track r total_gain --csv
@@ -67,8 +82,8 @@ Rows scenes() {
          {"\n1,1,3,3,3,\n", "_sofID_3: total_gain: ", "iSceneInfo.xml: cannot be read"}},
         {"SceneFromNowhere",
          R"sh(rm $F2/iScene* $F2/*ISCENE_INFO*; echo '<' >$F3/iSceneInfo.xml
-              fails 3 tyksim track r total_gain KELV_TAG_WB_GAINS.red)sh",
-         {"  2 *           - *                1.767\n"}},
+              fails 3 tyksim track r total_gain KELV_TAG_WB_GAINS.red --json)sh",
+         {R"("frame":2,"request":2,"sof":2,"values":{"total_gain":null,"KELV_TAG_WB_GAINS.red":1.767})"}},
     };
 }
 

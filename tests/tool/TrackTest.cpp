@@ -12,22 +12,35 @@ Rows trackRows() {
          R"sh(cp $F2/*GAINS* $F2/FCPDT_2_3_1_0_KELV_TAG_WB_GAINS.bin
               printf '\0\0\0\0' | dd of=$F2/FCPDT_2_3_1_0_KELV_TAG_WB_GAINS.bin conv=notrunc
               rm $F3/*GAINS*; mkdir $F3/FCPDT_3_0_1_0_KELV_TAG_WB_GAINS.bin
-              fails 3 tyksim track r KELV_TAG_WB_GAINS.red)sh",
-         {"some frames have several files", " 2 *                1.767\n", "not a regular file",
-          " 3 *                    -\n"}},
-        {"Chart",
+              fails 3 tyksim track r KELV_TAG_WB_GAINS.red --csv)sh",
+         {"some frames have several files", "\n1,1,2,2,2,1.767\n", "not a regular file",
+          "\n1,1,3,3,3,\n"}},
+        {"GoldenLayout",
+         R"sh(rm $F2/iScene* $F2/*ISCENE_INFO*
+              tyksim track r total_gain KELV_TAG_WB_GAINS.red KELV_TAG_STREAM_SIZE.width)sh",
+         {"pipe  task  frame  request      sof    total_gain  KELV_TAG_WB_GAINS.red  "
+          "KELV_TAG_STREAM_SIZE.width (pixels)\n"
+          "   1     1      1        1        1          1024                  1.748  "
+          "                                 64\n"
+          "   1     1      2        2        2 *           - *                1.767  "
+          "                                 64\n"
+          "   1     1      3        3        3 *        2048 *                1.786  "
+          "                                 64\n"}},
+        {"GoldenLayoutOfAChart",
          "tyksim track r total_gain --svg p; cat p",
          {"y=\"28.0\" class=\"scale\">2048</text>", "y=\"128.0\" class=\"scale\">1024</text>",
           "\"M90.00 124.00h0L515.00 74.00L940.00 24.00\""}},
+        // Each of the two frames begins a part of the line, which has no length.
         {"ChartWithAGap",
          R"sh(rm $F2/iScene* $F2/*ISCENE_INFO*
-              any tyksim track r total_gain --svg p; cat p)sh",
-         {"\"M90.00 124.00h0M940.00 24.00h0\""}},
+              any tyksim track r total_gain --svg p
+              sed -n 's/.*class="line" d=//p' p | tr -dc 'A-Za-z\n')sh",
+         {"MhMh\n"}},
         {"ChartInTheInput", "fails 2 tyksim track r total_gain --svg r/x", {"lies in the input"}},
         {"ChangesOnly",
-         "tyksim copy r -o p --set total_gain=5; tyksim track p total_gain --changes | tail -n +2; "
-         "echo end",
-         {"1        1             5\nend\n"}},
+         "tyksim copy r -o p --set total_gain=5; tyksim track p total_gain --changes --csv; echo "
+         "end",
+         {",total_gain\n1,1,1,1,1,5\nend\n"}},
         {"RowsOfSeveralTrees",
          R"sh(cp -r r s
               tyksim track r s -n total_gain KELV_TAG_WB_GAINS.gains -n image.flicker \
