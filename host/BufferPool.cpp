@@ -1,5 +1,6 @@
 #include "host/BufferPool.h"
 
+#include "host/ImageBytes.h"
 #include "host/NoDestructor.h"
 
 #include <cstdlib>
@@ -26,14 +27,6 @@ struct Entry {
     size_t capacity = 0;
     uint64_t turn = 0;  // the position in the order of hand-outs; 0 while the buffer is idle
 };
-
-// Bytes of an NV21 image: a full plane and a half one, with odd edges rounded up. Two sizes of 31
-// bits cannot overflow the result.
-uint64_t imageBytes(int width, int height) {
-    const auto w = static_cast<uint64_t>(width);
-    const auto h = static_cast<uint64_t>(height);
-    return w * h + 2 * ((w + 1) / 2) * ((h + 1) / 2);
-}
 
 class Pool {
 public:
@@ -80,7 +73,7 @@ Pool::Ranking::node_type Pool::allocate(size_t bytes) {
 
 tyk::Buffer* Pool::get(int width, int height) {
     if (width < 0 || height < 0 || out_.size() >= maxBuffersOut) return nullptr;
-    const uint64_t bytes = imageBytes(width, height);
+    const uint64_t bytes = nv21FullBytes(width, height);
     if (bytes > maxBufferBytes) return nullptr;
 
     const auto fitting = idle_.lower_bound(bytes);

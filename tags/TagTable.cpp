@@ -48,8 +48,8 @@ bool parseId(std::string_view text, uint32_t& id) {
 }
 
 bool parseKind(std::string_view text, TagKind& kind) {
-    kind = text == "block" ? TagKind::block : TagKind::fixed;
-    return text == "fixed" || text == "block";
+    kind = text == nameOf(TagKind::block) ? TagKind::block : TagKind::fixed;
+    return text == nameOf(kind);
 }
 
 bool parseType(std::string_view text, FieldType& type) {
@@ -407,37 +407,41 @@ uint32_t versionOf(const std::vector<TagEntry>& tags) {
     return version;
 }
 
-// The enums of all fields, in the order of the fields.
-std::vector<const TagEnum*> enumsOf(const std::vector<TagEntry>& tags) {
-    std::vector<const TagEnum*> enums;
-    std::set<const TagEnum*> seen;
-    for (const TagEntry& tag : tags) {
-        for (const TagField& field : tag.fields) {
-            const TagEnum* const names = field.enumeration.get();
-            if (names && seen.insert(names).second) enums.push_back(names);
-        }
-    }
-    return enums;
-}
-
-std::string toXml(const std::vector<TagEntry>& tags, const std::vector<const TagEnum*>& enums) {
+std::string toXml(const std::vector<TagEntry>& tags,
+                  const std::vector<std::shared_ptr<const TagEnum>>& enums) {
     pugi::xml_document document;
     pugi::xml_node root = document.append_child("tags");
     const uint32_t version = versionOf(tags);
     if (version > 1) root.append_attribute("version").set_value(version);
-    for (const TagEnum* const names : enums) appendEnum(root, *names);
+    for (const auto& names : enums) appendEnum(root, *names);
     for (const TagEntry& tag : tags) {
         pugi::xml_node node = root.append_child("tag");
         node.append_attribute("id").set_value(tag.id);
         node.append_attribute("name").set_value(tag.name.c_str());
         node.append_attribute("size").set_value(tag.size);
-        node.append_attribute("kind").set_value(tag.kind == TagKind::fixed ? "fixed" : "block");
+        node.append_attribute("kind").set_value(nameOf(tag.kind));
         for (const TagField& field : tag.fields) appendField(node, field);
     }
     return savedText(document, pugi::format_default);
 }
 
 }  // namespace
+
+const char* nameOf(TagKind kind) {
+    return kind == TagKind::fixed ? "fixed" : "block";
+}
+
+std::vector<std::shared_ptr<const TagEnum>> enumsOf(const std::vector<TagEntry>& tags) {
+    std::vector<std::shared_ptr<const TagEnum>> enums;
+    std::set<const TagEnum*> seen;
+    for (const TagEntry& tag : tags) {
+        for (const TagField& field : tag.fields) {
+            const auto& names = field.enumeration;
+            if (names && seen.insert(names.get()).second) enums.push_back(names);
+        }
+    }
+    return enums;
+}
 
 TagTable examineTagTable(const std::string& path, TableSource source, size_t most) {
     TagTable table;
@@ -463,8 +467,8 @@ Result<std::vector<TagEntry>> readTagTable(const std::string& path, TableSource 
 Status writeTagTable(const std::string& path, const std::vector<TagEntry>& tags) {
     TableRules rules;
     std::vector<TableProblem> problems;
-    const std::vector<const TagEnum*> enums = enumsOf(tags);
-    for (const TagEnum* const names : enums) {
+    const auto enums = enumsOf(tags);
+    for (const auto& names : enums) {
         rules.check(*names, "enum " + quoted(names->name()), problems);
     }
     size_t number = 0;

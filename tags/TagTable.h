@@ -22,6 +22,9 @@ enum class TagKind {
     block,  ///< a BlockParamDesc; `size` is that of the descriptor's usual block, for information
 };
 
+/// "fixed" or "block", as in a table.
+const char* nameOf(TagKind kind);
+
 /// One entry of the tag table.
 struct TagEntry {
     uint32_t id;
@@ -50,6 +53,9 @@ struct TableProblem : Problem {
     };
     Kind kind = Kind::form;
 };
+
+/// The enums of the tags' fields, each once, in the order of the fields.
+std::vector<std::shared_ptr<const TagEnum>> enumsOf(const std::vector<TagEntry>& tags);
 
 /// The contents of a file, valid or not.
 struct TagTable {

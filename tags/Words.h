@@ -17,4 +17,7 @@ std::string commaSeparated(const std::vector<std::string>& words);
 /// The text between quotation marks. A text of more than 64 bytes ends after these with "...".
 std::string quoted(std::string_view text);
 
+/// The text without the spaces, tabs and ends of lines around it.
+std::string_view trimmed(std::string_view text);
+
 }  // namespace tyktags

@@ -99,7 +99,7 @@ py::list parametersOf(const Frames& frames, size_t index) {
         const tyktags::TagEntry* const tag = frames.tree().table.catalog().byName(name.tagName);
         parameters.append(py::make_tuple(
             pythonText(name.tagName), tag ? py::object(py::int_(tag->id)) : py::object(py::none()),
-            name.camId, name.pipe, name.sofId, name.dumpType == kFixedSizeDump ? "fixed" : "block",
+            name.camId, name.pipe, name.sofId, nameOf(tyktree::kindOf(name.dumpType)),
             pythonText(listing.pathOf(file)), file.bytes));
     }
     return parameters;

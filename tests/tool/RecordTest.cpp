@@ -49,7 +49,8 @@ Rows recordRows() {
          R"sh(C=$D/pipe1_dumpConfig.xml; cp $C kept; sed 's/Type>1/Type>0/' $C >bad.xml
               fails 1 tyksim record r --config bad.xml
               cmp $C kept; tyksim record r --frames 1)sh",
-         {"KELV_TAG_LENS_SHADING_MAP: expected dump type 1 for a block", "1 dumped"}},
+         {"KELV_TAG_LENS_SHADING_MAP: expected dump type 1 for a tag of kind block, found 0",
+          "1 dumped"}},
         {"ConfigurationWithWarnings",
          R"sh(sed '0,/Type>0/s//Type>2/;s/WB_GAINS/NOBODY/' $D/pipe1_dumpConfig.xml >x.xml
               tyksim record r --frames 1 --config x.xml

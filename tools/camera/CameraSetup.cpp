@@ -22,7 +22,6 @@ namespace tyksim {
 namespace {
 
 using tyktags::TagEntry;
-using tyktags::TagKind;
 
 std::string readText(const std::string& path) {
     const std::vector<uint8_t> bytes = readFile(path, kMaxXmlBytes);
@@ -104,13 +103,12 @@ void CameraSetup::checkConfiguration() const {
     for (const tyktree::ConfigEntry& entry : file.entries) {
         const TagEntry* const tag = catalog.byName(entry.tagName);
         if (!tag || !entry.writesFile()) continue;
-        const int expected = tag->kind == TagKind::block ? kBlockDump : kFixedSizeDump;
+        const int expected = tyktree::dumpTypeOf(*tag);
         if (entry.dumpType == expected) continue;
         throw Failure(
-            fmt::format("{}: line {}: tag {}: expected dump type {} for a {} tag, found {}",
+            fmt::format("{}: line {}: tag {}: expected dump type {} for a tag of kind {}, found {}",
                         tyktree::escaped(path), file.lineAt(entry.element.offset_debug()),
-                        tyktree::escaped(tag->name), expected,
-                        expected == kBlockDump ? "block" : "fixed-size", entry.dumpType));
+                        tyktree::escaped(tag->name), expected, nameOf(tag->kind), entry.dumpType));
     }
     ConfigNotes notes;
     checkConfig(path, catalog, notes);

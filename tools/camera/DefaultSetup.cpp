@@ -1,9 +1,9 @@
 #include "tools/camera/DefaultSetup.h"
 
 #include "core/DumpConfigXml.h"
-#include "core/TreeNames.h"
 #include "records/SceneLayout.h"
 #include "tags/KnownTags.h"
+#include "tree/read/TagCatalog.h"
 
 #include <pugixml.hpp>
 
@@ -100,8 +100,7 @@ void addEntry(pugi::xml_node section, const char* attribute, const TagEntry& tag
     pugi::xml_node entry = section.append_child(kConfigTagName);
     entry.append_attribute(attribute) = tag.name.c_str();
     entry.append_child(kConfigPipe).text() = "SNAPSHOT_TYPE";
-    entry.append_child(kConfigDumpType).text() =
-        tag.kind == TagKind::block ? kBlockDump : kFixedSizeDump;
+    entry.append_child(kConfigDumpType).text() = tyktree::dumpTypeOf(tag);
 }
 
 void addNode(pugi::xml_node section, const char* name, const TagEntry& tag) {

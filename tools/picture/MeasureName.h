@@ -4,6 +4,7 @@
 #pragma once
 
 #include "tags/Problem.h"
+#include "tools/picture/Picture.h"
 
 #include <optional>
 #include <string>
@@ -27,8 +28,6 @@ enum class Measure {
 
 /// Whether a measure compares a picture with the one before it.
 bool comparesNeighbours(Measure measure);
-
-enum class PlaneId { kY, kU, kV };
 
 /// A rectangle of pixels.
 struct Region {

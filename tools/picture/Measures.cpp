@@ -65,11 +65,6 @@ Region samplesOf(const Area& area, const PictureLayout& layout) {
             chromaLength(pixels.y + pixels.height) - top};
 }
 
-const Plane& planeOf(const Picture& picture, PlaneId id) {
-    if (id == PlaneId::kU) return picture.u;
-    return id == PlaneId::kV ? picture.v : picture.y;
-}
-
 uint64_t countOf(const SampleCounts& counts, PlaneId id) {
     if (id == PlaneId::kU) return counts.u;
     return id == PlaneId::kV ? counts.v : counts.y;
@@ -102,7 +97,7 @@ public:
     /// Adds the area's part of a strip that begins at row `pixelRow` of the picture, which must be
     /// even.
     void add(const Picture& strip, const Picture* before, int pixelRow) {
-        const Plane& plane = planeOf(strip, area_.plane);
+        const Plane& plane = strip.plane(area_.plane);
         const int first = area_.plane == PlaneId::kY ? pixelRow : pixelRow / 2;
         const int from = std::max(samples_.y, first);
         const int to = std::min(samples_.y + samples_.height, first + plane.height);
@@ -111,7 +106,7 @@ public:
             const size_t held = heldOf(held_, plane, row);
             meter_.addRow(now, held);
             if (!neighbours_ || !before || held < width()) continue;
-            const Plane& other = planeOf(*before, area_.plane);
+            const Plane& other = before->plane(area_.plane);
             if (heldOf(heldBefore_, other, row) < width()) continue;
             neighbours_->addRow(now, rowOf(other, row - first));
         }

@@ -1,6 +1,8 @@
 // An NV21 picture in memory. A value: one thread at a time changes it.
 #pragma once
 
+#include "host/ImageBytes.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -12,20 +14,12 @@ namespace tyksim {
 constexpr int kMaxWidth = 16384;
 constexpr int kMaxHeight = 12288;
 
-/// Half of `length`, rounded up: the number of chroma samples in one direction.
-constexpr int chromaLength(int length) {
-    return (length + 1) / 2;
-}
+using tykhost::chromaLength;
+using tykhost::nv21FullBytes;
 
 /// The product of two numbers that are not negative, without overflow.
 constexpr size_t product(int a, int b) {
     return static_cast<size_t>(a) * static_cast<size_t>(b);
-}
-
-/// Bytes of a picture in NV21 without gaps, including all its chroma. The sides must not be
-/// negative.
-constexpr size_t nv21FullBytes(int width, int height) {
-    return product(width, height) + 2 * product(chromaLength(width), chromaLength(height));
 }
 
 /// Luma rows of `width` bytes, then chroma rows of V,U pairs, all without gaps. If a side is odd,

@@ -60,6 +60,11 @@ SampleCounts PictureLayout::samplesIn(uint64_t bytes) const {
             uFirst ? first : chroma / 2, uFirst ? chroma / 2 : first};
 }
 
+const Plane& Picture::plane(PlaneId id) const {
+    if (id == PlaneId::kY) return y;
+    return id == PlaneId::kU ? u : v;
+}
+
 PictureSource sourceOf(const Picture& picture) {
     const auto from = [](const Plane& plane, int first, int rows) {
         return Plane{plane.samples + product(first, plane.stride), plane.stride, plane.width, rows};

@@ -69,6 +69,8 @@ struct PictureLayout {
     SampleCounts samplesIn(uint64_t bytes) const;
 };
 
+enum class PlaneId { kY, kU, kV };
+
 /// Samples of one kind: rows of `width` samples, `stride` bytes apart.
 struct Plane {
     const uint8_t* samples = nullptr;
@@ -85,6 +87,8 @@ struct Picture {
 
     int width() const { return y.width; }
     int height() const { return y.height; }
+
+    const Plane& plane(PlaneId id) const;
 };
 
 /// A picture in strips, so that it need not be in memory as a whole.

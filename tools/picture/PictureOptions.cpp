@@ -2,6 +2,7 @@
 
 #include "tools/console/Console.h"
 #include "tools/console/OptionChecks.h"
+#include "tools/json/Json.h"
 
 #include <array>
 #include <charconv>
@@ -29,7 +30,8 @@ constexpr std::array<Word<ColourMatrix>, 2> kMatrices = {
     {{"bt601", ColourMatrix::kBt601}, {"bt709", ColourMatrix::kBt709}}};
 constexpr std::array<Word<SampleRange>, 2> kRanges = {
     {{"full", SampleRange::kFull}, {"limited", SampleRange::kLimited}}};
-constexpr std::array<Word<char>, 3> kPlanes = {{{"y", 'y'}, {"u", 'u'}, {"v", 'v'}}};
+constexpr std::array<Word<PlaneId>, 3> kPlanes = {
+    {{"y", PlaneId::kY}, {"u", PlaneId::kU}, {"v", PlaneId::kV}}};
 constexpr std::array<Word<int>, 4> kTurns = {{{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}}};
 
 template <typename Value, size_t kCount>
@@ -140,7 +142,7 @@ void addPictureStyle(VerbOptions& verb, PictureStyle& style) {
         .takes(wholeNumber(1, 100))
         .valueName("N")
         .showDefault();
-    addWords(verb, "--plane", "Only this plane, in grey", kPlanes, style.plane);
+    addChoice(verb, "--plane", "Only this plane, in grey", kPlanes, style.plane);
     verb.optionFunction(
             "--scale", [&style](const std::string& given) { style.divisor = divisorOf(given); },
             "Reduce pictures by a whole number")
@@ -157,9 +159,9 @@ std::string fileEnding(const PictureStyle& style, const PictureSize& size) {
         case PictureFormat::kPng:
             return ".png";
         case PictureFormat::kRgb:
-            return sides + (style.plane == 0 ? ".rgb" : ".gray");
+            return sides + (style.plane ? ".gray" : ".rgb");
         case PictureFormat::kNv21:
-            return sides + (style.plane == 0 ? ".nv21" : ".gray");
+            return sides + (style.plane ? ".gray" : ".nv21");
         case PictureFormat::kY4mFrame:
             break;
     }

@@ -26,11 +26,6 @@ Picture wholeOf(const PictureSource& source) {
     return source.rows(0, source.height);
 }
 
-Plane planeOf(const Picture& picture, char name) {
-    if (name == 'y') return picture.y;
-    return name == 'u' ? picture.u : picture.v;
-}
-
 bool holdsPixels(PictureFormat format) {
     return format == PictureFormat::kPng || format == PictureFormat::kRgb;
 }
@@ -38,7 +33,7 @@ bool holdsPixels(PictureFormat format) {
 }  // namespace
 
 PictureSize PictureRenderer::sizeOf(int width, int height) const {
-    if (style_.plane == 'u' || style_.plane == 'v') {
+    if (style_.plane && *style_.plane != PlaneId::kY) {
         width = chromaLength(width);
         height = chromaLength(height);
     }
@@ -48,8 +43,8 @@ PictureSize PictureRenderer::sizeOf(int width, int height) const {
 }
 
 std::string_view PictureRenderer::render(PictureFile& file, const std::vector<uint8_t>& exif) {
-    if (style_.plane != 0) {
-        const Plane plane = maker_.scaled(planeOf(file.whole(), style_.plane), style_.divisor);
+    if (style_.plane) {
+        const Plane plane = maker_.scaled(file.whole().plane(*style_.plane), style_.divisor);
         return renderPlane(maker_.turned(plane, style_.degrees), exif);
     }
     PictureSource source = file.source();

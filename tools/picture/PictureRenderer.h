@@ -6,6 +6,7 @@
 #include "tools/picture/PictureMaker.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,11 +18,11 @@ enum class PictureFormat { kJpeg, kPng, kRgb, kNv21, kY4mFrame };
 /// The form of a picture.
 struct PictureStyle {
     PictureFormat format = PictureFormat::kJpeg;
-    int quality = 90;  ///< of JPEG, 1 to 100
-    ColourRule rule;   ///< meaning of the samples
-    char plane = 0;    ///< 'y', 'u' or 'v' as a picture in grey; 0: all of them in colour
-    int divisor = 1;   ///< one pixel replaces a block of this many by this many
-    int degrees = 0;   ///< clockwise
+    int quality = 90;              ///< of JPEG, 1 to 100
+    ColourRule rule;               ///< meaning of the samples
+    std::optional<PlaneId> plane;  ///< as a picture in grey; none: all of them in colour
+    int divisor = 1;               ///< one pixel replaces a block of this many by this many
+    int degrees = 0;               ///< clockwise
 };
 
 /// Width and height in pixels.

@@ -9,7 +9,7 @@ bool VideoFile::add(std::string_view frame, const PictureSize& size) {
     if (!size_) {
         size_ = size;
         file_.write(
-            y4mHeader(size.width, size.height, rate_, style_.rule.range, style_.plane != 0));
+            y4mHeader(size.width, size.height, rate_, style_.rule.range, style_.plane.has_value()));
     }
     if (size.width != size_->width || size.height != size_->height) return false;
     file_.write(frame);

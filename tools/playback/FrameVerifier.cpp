@@ -50,7 +50,8 @@ std::string reasonOf(const tyktree::RegularFile& file) {
     return file.status().problem().reason;
 }
 
-uint64_t imageBytes(const ImageFileName& image) {
+/// What a replay reads of the image file.
+uint64_t replayedBytes(const ImageFileName& image) {
     return static_cast<uint64_t>(std::max(0, nv21Bytes(image.width, image.height)));
 }
 
@@ -276,7 +277,7 @@ void FrameVerifier::verifyImage(const FileEntry& file, const tyk::Buffer& buffer
                               arrived.sofId, +arrived.camId, arrived.pipeId));
         return;
     }
-    const uint64_t expected = imageBytes(file.image);
+    const uint64_t expected = replayedBytes(file.image);
     if (file.bytes != expected) {
         different(std::string(file.name),
                   fmt::format("{} bytes for {}x{}", expected, file.image.width, file.image.height),

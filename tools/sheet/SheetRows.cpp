@@ -1,8 +1,8 @@
 #include "tools/sheet/SheetRows.h"
 
-#include "core/TreeNames.h"
 #include "tools/diff/DifferenceText.h"
 #include "tree/read/Escape.h"
+#include "tree/read/TagCatalog.h"
 #include "tree/read/Timeline.h"
 
 #include <algorithm>
@@ -134,7 +134,7 @@ Json SheetTags::table(const tyktree::TagCatalog& catalog) const {
                         {"id", known ? Json(known->id) : Json()},
                         {"pipe", pipe},
                         {"camera", camera},
-                        {"kind", dumpType == kFixedSizeDump ? "fixed" : "block"},
+                        {"kind", nameOf(tyktree::kindOf(dumpType))},
                         {"fields", std::move(fields)}};
     }
     return tags;

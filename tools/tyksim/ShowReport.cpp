@@ -30,7 +30,7 @@ std::string pipeTypeName(int pipe) {
 }
 
 const char* kindOf(const FileEntry& file) {
-    return file.parameter.dumpType == kFixedSizeDump ? "fixed" : "block";
+    return nameOf(tyktree::kindOf(file.parameter.dumpType));
 }
 
 /// The text for a value without known fields.

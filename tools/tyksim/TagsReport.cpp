@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
-#include <set>
 #include <vector>
 
 namespace tyksim {
@@ -26,10 +25,6 @@ using tyktree::fieldsOf;
 using tyktree::TagCatalog;
 
 using Enums = std::vector<std::shared_ptr<const TagEnum>>;
-
-const char* kindOf(const TagEntry& tag) {
-    return tag.kind == tyktags::TagKind::fixed ? "fixed" : "block";
-}
 
 /// "f32[3][4]", "u32, bits 4 to 6".
 std::string typeText(const TagField& field) {
@@ -55,7 +50,7 @@ void printTags(const TagCatalog& catalog) {
                 {"fields", Align::kRight},
                 {"bytes in fields", Align::kRight}};
     for (const TagEntry& tag : catalog.tags()) {
-        table.addRow({tyktree::escaped(tag.name), fmt::to_string(tag.id), kindOf(tag),
+        table.addRow({tyktree::escaped(tag.name), fmt::to_string(tag.id), nameOf(tag.kind),
                       fmt::to_string(fieldsOf(tag).size()), coveredText(tag)});
     }
     table.print();
@@ -66,7 +61,7 @@ void printTags(const TagCatalog& catalog) {
 
 void printTag(const TagEntry& tag, const Enums& enums) {
     printResult(fmt::format("{}: id {}, {}, {} bytes in fields", tyktree::escaped(tag.name), tag.id,
-                            kindOf(tag), coveredText(tag)));
+                            nameOf(tag.kind), coveredText(tag)));
     Table fields{{"field"}, {"offset", Align::kRight}, {"type"}, {"unit"}, {"enum"}};
     for (const TagField& field : fieldsOf(tag)) {
         fields.addRow({tyktree::escaped(field.name), fmt::to_string(field.offset), typeText(field),
@@ -100,7 +95,7 @@ Json tagItem(const TagEntry& tag) {
     Json item = Json::object();
     addText(item, "name", tag.name);
     item["id"] = tag.id;
-    item["kind"] = kindOf(tag);
+    item["kind"] = nameOf(tag.kind);
     item["size"] = tag.size;
     const std::vector<TagField> fields = fieldsOf(tag);
     item["field_bytes"] =
@@ -120,18 +115,6 @@ Json enumItem(const TagEnum& names) {
     return item;
 }
 
-/// The enums of a tag's fields, each once.
-Enums enumsOf(const TagEntry& tag) {
-    Enums enums;
-    std::set<const TagEnum*> seen;
-    for (const TagField& field : tag.fields) {
-        if (field.enumeration && seen.insert(field.enumeration.get()).second) {
-            enums.push_back(field.enumeration);
-        }
-    }
-    return enums;
-}
-
 const TagEntry& tagOf(const TagCatalog& catalog, const std::string& name) {
     if (const TagEntry* const tag = catalog.byName(name)) return *tag;
     const std::vector<std::string> nearest = catalog.nearest(name);
@@ -147,7 +130,7 @@ const TagEntry& tagOf(const TagCatalog& catalog, const std::string& name) {
 void showTags(const TagCatalog& catalog, const std::optional<std::string>& tagName,
               JsonDocument* json) {
     const TagEntry* const one = tagName ? &tagOf(catalog, *tagName) : nullptr;
-    const Enums enums = one ? enumsOf(*one) : catalog.enums();
+    const Enums enums = one ? tyktags::enumsOf({*one}) : catalog.enums();
     if (!json) {
         if (one) {
             printTag(*one, enums);

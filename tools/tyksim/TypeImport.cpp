@@ -2,12 +2,14 @@
 
 #include "tags/TableMerge.h"
 #include "tags/TagTable.h"
+#include "tags/Words.h"
 #include "tags/dwarf/DebugTypes.h"
 #include "tools/console/Failures.h"
 #include "tools/console/Table.h"
 #include "tools/console/Units.h"
 #include "tools/files/Files.h"
 #include "tools/files/OutputPath.h"
+#include "tools/json/Json.h"
 #include "tools/tyksim/Reading.h"
 #include "tree/read/Escape.h"
 #include "tree/read/FrameListing.h"
@@ -48,18 +50,11 @@ struct Wanted {
     std::vector<std::string> trees;
 };
 
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r";
-    const size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
-    text.remove_prefix(begin);
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
 std::optional<Pair> pairOf(std::string_view text) {
     const size_t equals = text.find('=');
     if (equals == std::string_view::npos) return std::nullopt;
-    const std::string_view tag = trimmed(text.substr(0, equals));
-    const std::string_view type = trimmed(text.substr(equals + 1));
+    const std::string_view tag = tyktags::trimmed(text.substr(0, equals));
+    const std::string_view type = tyktags::trimmed(text.substr(equals + 1));
     if (tag.empty() || type.empty() || tag.find('/') != std::string_view::npos) return std::nullopt;
     return Pair{std::string(tag), std::string(type)};
 }
@@ -72,7 +67,7 @@ std::vector<Pair> readMap(const std::string& path) {
     std::vector<Pair> pairs;
     for (size_t number = 1; !text.empty(); ++number) {
         const size_t end = std::min(text.find('\n'), text.size());
-        const std::string_view line = trimmed(text.substr(0, end));
+        const std::string_view line = tyktags::trimmed(text.substr(0, end));
         text.remove_prefix(std::min(end + 1, text.size()));
         if (line.empty() || line[0] == '#') continue;
         const std::optional<Pair> pair = pairOf(line);

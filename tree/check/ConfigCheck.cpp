@@ -202,10 +202,8 @@ void ConfigChecker::checkNumber(const ConfigEntry& entry, const char* child) {
 
 void ConfigChecker::checkDumpType(const ConfigEntry& entry, const TagEntry* tag) {
     const pugi::xml_node child = entry.element.child(kConfigDumpType);
-    const bool isBlock = tag && tag->kind == TagKind::block;
-    const int wanted = isBlock ? kBlockDump : kFixedSizeDump;
-    const std::string expected = tag ? std::to_string(wanted) + ", as " + tag->name +
-                                           " is of kind " + (isBlock ? "block" : "fixed")
+    const std::string expected = tag ? std::to_string(dumpTypeOf(*tag)) + ", as " + tag->name +
+                                           " is of kind " + nameOf(tag->kind)
                                      : "0 or 1";
     const std::string_view text = child.text().get();
     if (text.empty()) {
@@ -217,7 +215,7 @@ void ConfigChecker::checkDumpType(const ConfigEntry& entry, const TagEntry* tag)
         add(RuleId::kConfigDumpType, child, expected, tyktags::quoted(text),
             entry.writesFile() ? "It is taken for " + std::to_string(entry.dumpType) + "."
                                : "The entry is silently not dumped.");
-    } else if (tag && entry.dumpType != wanted) {
+    } else if (tag && entry.dumpType != dumpTypeOf(*tag)) {
         add(RuleId::kConfigDumpType, child, expected, std::string(text));
     }
 }

@@ -155,7 +155,7 @@ void FrameChecker::checkParameterSize(const FileEntry& file) {
 void FrameChecker::checkImage(const FileEntry& file) {
     const ImageFileName& name = file.image;
     const std::string pixels = std::to_string(name.width) + "x" + std::to_string(name.height);
-    const uint64_t expected = imageBytes(name);
+    const uint64_t expected = namedImageBytes(name);
     if (expected == 0) {
         add(RuleId::kImageName, job_.listing.pathOf(file), "a width and height that make an image",
             pixels);
@@ -270,7 +270,7 @@ private:
 
 void FrameChecker::readContent(Folder& folder, const FileEntry& file) {
     RegularFile input(job_.listing.pathOf(file), &folder);
-    const bool image = file.kind == Kind::kImage && imageBytes(file.image) == file.bytes;
+    const bool image = file.kind == Kind::kImage && namedImageBytes(file.image) == file.bytes;
     UniformImage picture(file.image);
     uint64_t done = 0;
     while (input.status().ok()) {
@@ -294,7 +294,7 @@ void FrameChecker::readContent(Folder& folder, const FileEntry& file) {
 
 }  // namespace
 
-uint64_t imageBytes(const ImageFileName& image) {
+uint64_t namedImageBytes(const ImageFileName& image) {
     if (image.width <= 0 || image.height <= 0) return 0;
     const uint64_t samples =
         static_cast<uint64_t>(image.width) * static_cast<uint64_t>(image.height) * 3;

@@ -45,7 +45,8 @@ struct FrameJob {
 /// each. Errors: std::bad_alloc.
 void checkFrame(const TaskContext& context, const FrameEntry& frame, FrameJob& job);
 
-/// Size in bytes of an image with that name; 0 when the name's width and height are not valid.
-uint64_t imageBytes(const ImageFileName& image);
+/// Bytes of the image that the name describes; 0 when its width and height are not those of an
+/// image.
+uint64_t namedImageBytes(const ImageFileName& image);
 
 }  // namespace tyktree

@@ -2,6 +2,7 @@
 
 #include "core/XmlFile.h"
 #include "records/SceneXml.h"
+#include "tags/Words.h"
 #include "tree/read/FileBytes.h"
 #include "tree/read/SceneReading.h"
 #include "tree/read/XmlExtra.h"
@@ -14,14 +15,6 @@ namespace tyktree {
 namespace {
 
 using Field = ::SceneField;
-
-/// `text` without the white space around it, which the XML library's conversions ignore.
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view kSpace = " \t\r\n";
-    const size_t first = text.find_first_not_of(kSpace);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
-}
 
 /// The index of the block that contains a field, or none.
 std::optional<size_t> blockOf(const Field& field) {
@@ -133,7 +126,8 @@ private:
                 "none");
             return;
         }
-        const std::string_view text = trimmed(element.text().get());
+        // The XML library's conversions ignore white space.
+        const std::string_view text = tyktags::trimmed(element.text().get());
         const tyktags::Status status = setSceneField(field, text, scratch_);
         if (status.ok()) return;
         add(RuleId::kSceneFieldRange, kSceneXmlName,

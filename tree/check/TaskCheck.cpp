@@ -222,7 +222,7 @@ bool TaskChecker::lastIsTorn() const {
     const FrameListing& listing = summary_.last->listing;
     if (listing.error() != 0) return false;
     const FileEntry* const image = listing.image();
-    if (image && image->regular() && image->bytes >= imageBytes(image->image)) return false;
+    if (image && image->regular() && image->bytes >= namedImageBytes(image->image)) return false;
     const auto& columns = statistics_.columns();
     const bool lacking = std::any_of(columns.begin(), columns.end(),
                                      [this](const Column& column) { return lastLacks(column); });
@@ -242,7 +242,7 @@ std::string TaskChecker::lastContents() const {
     std::string text = std::to_string(files) + (files == 1 ? " file" : " files");
     if (!image) return text + ", no image";
     return text + ", " + std::to_string(image->bytes) + " of the image's " +
-           tyktags::counted(imageBytes(image->image), "byte", "bytes");
+           tyktags::counted(namedImageBytes(image->image), "byte", "bytes");
 }
 
 /// Whether a finding of the last frame only shows that the frame is incomplete.
@@ -298,11 +298,10 @@ void TaskChecker::checkTag(const Column& column, const Positions& where) {
     }
     const bool known = column.dumpType == kFixedSizeDump || column.dumpType == kBlockDump;
     const bool table = tag && isTable(summary_.catalog);
-    const int wanted = table && tag->kind == TagKind::fixed ? kFixedSizeDump : kBlockDump;
-    if (known && (!table || column.dumpType == wanted)) return;
+    if (known && (!table || column.dumpType == dumpTypeOf(*tag))) return;
     flagged_.insert(&column);
     spread(RuleId::kParameterDumpType, column, where,
-           table ? "dump type " + std::to_string(wanted) : "dump type 0 or 1",
+           table ? "dump type " + std::to_string(dumpTypeOf(*tag)) : "dump type 0 or 1",
            "dump type " + std::to_string(column.dumpType));
 }
 

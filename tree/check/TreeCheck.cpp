@@ -157,7 +157,7 @@ void TreeChecker::takeFrame(TaskSummary& summary, const FrameEntry& frame, const
     summary.statistics.add(frame.position, listing);
     if (options_.progress) options_.progress(totals_.frames, frameCount_);
     const FileEntry* const image = listing.image();
-    if (!image || imageBytes(image->image) == 0) return;
+    if (!image || namedImageBytes(image->image) == 0) return;
     const Geometry size{image->image.width, image->image.height};
     const auto [last, isNew] = geometries.emplace(image->image.camId, size);
     if (isNew || last->second == size) return;

@@ -1,5 +1,6 @@
 #include "tree/read/TagCatalog.h"
 
+#include "core/TreeNames.h"
 #include "tags/NearestNames.h"
 #include "tree/read/TreeIndex.h"
 
@@ -14,6 +15,14 @@ namespace {
 using tyktags::TagEntry;
 
 }  // namespace
+
+int dumpTypeOf(const TagEntry& tag) {
+    return tag.kind == tyktags::TagKind::block ? kBlockDump : kFixedSizeDump;
+}
+
+tyktags::TagKind kindOf(int dumpType) {
+    return dumpType == kFixedSizeDump ? tyktags::TagKind::fixed : tyktags::TagKind::block;
+}
 
 TagCatalog::TagCatalog(std::vector<TagEntry> tags, Source source, std::string path)
     : tags_(std::move(tags)), source_(source), path_(std::move(path)) {

@@ -15,6 +15,13 @@ namespace tyktree {
 
 class TreeIndex;
 
+/// The dump type in the names of the tag's files, and in configurations.
+int dumpTypeOf(const tyktags::TagEntry& tag);
+
+/// The kind of a parameter file with that dump type. A replay takes every dump type but that of
+/// fixed-size values for a block's.
+tyktags::TagKind kindOf(int dumpType);
+
 /// The tags with which a tree's parameter files are read. Threads: several may read one object at
 /// once. Ownership: tags and fields belong to the catalog. Errors: std::bad_alloc.
 class TagCatalog {
