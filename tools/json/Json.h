@@ -2,14 +2,14 @@
 // object.
 #pragma once
 
+#include "tools/json/JsonFwd.h"
+
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tyksim {
-
-using Json = nlohmann::ordered_json;
 
 /// Adds `text` to an object. If it is not UTF-8, the member has U+FFFD for each invalid byte, and a
 /// second member `key` + "_base64" has the exact bytes.

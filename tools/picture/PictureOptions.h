@@ -4,7 +4,7 @@
 
 #include "core/TreeNames.h"
 #include "tools/console/VerbOptions.h"
-#include "tools/json/Json.h"
+#include "tools/json/JsonFwd.h"
 #include "tools/picture/PictureRenderer.h"
 
 #include <optional>

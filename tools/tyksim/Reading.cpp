@@ -3,6 +3,7 @@
 #include "tools/console/Failures.h"
 #include "tools/console/Interruption.h"
 #include "tools/console/Units.h"
+#include "tools/json/Json.h"
 #include "tools/tyksim/FramesWhere.h"
 #include "tree/check/Finding.h"
 #include "tree/read/Escape.h"

@@ -2,7 +2,6 @@
 // status. Threads: one, except where noted.
 #pragma once
 
-#include "tools/json/Json.h"
 #include "tools/picture/Measures.h"
 #include "tools/tyksim/Commands.h"
 #include "tools/tyksim/TreeOptions.h"
@@ -16,6 +15,8 @@
 #include <vector>
 
 namespace tyksim {
+
+class JsonDocument;
 
 /// A selection or a name matches nothing in a tree. The text lists the valid ones.
 class PicksNothing : public WrongUsage {
