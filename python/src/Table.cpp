@@ -251,6 +251,10 @@ void bindTable(py::module_& module) {
         .def(py::init([](const py::str& path) { return Table::read(bytesOf(path)); }))
         .def_property_readonly(
             "path", [](const Table& table) { return pythonText(table.catalog().path()); })
+        .def("__reduce__",
+             [](const py::object& self) {
+                 return py::make_tuple(py::type::of(self), py::make_tuple(self.attr("path")));
+             })
         .def("describe",
              [names](const Table& table, const py::list& given, const py::list& tagNames) {
                  return table.describe(names(given), names(tagNames));

@@ -40,24 +40,26 @@ TreeWriter::TreeWriter(const std::string& out, Frames like)
               tyksim::OutputRequest{out, tyktree::foldersOf(like_.tree().index), false}) {}
 
 tyksim::OutputFolder& TreeWriter::folder() {
-    if (folder_ && !failed_) return *folder_;
-    throw py::value_error("the writer is closed, or a frame could not be added");
+    if (!folder_) throw py::value_error("the writer is closed");
+    if (failed_) throw py::value_error("nothing can be added after a frame that could not be");
+    if (!folder_->isOwn()) throw py::value_error("the writer belongs to another process");
+    return *folder_;
 }
 
 void TreeWriter::add(size_t index, const std::optional<NewImage>& image,
-                     const std::vector<std::string>& settings) {
+                     const std::vector<tyksim::NamedValue>& values) {
     folder();
     const FrameRef& frame = like_.at(index);
     if (known_.count(frame.frame) != 0) {
         throw py::value_error(frame.path() + ": was added before");
     }
-    for (const std::string& setting : settings) {
-        static_cast<void>(like_.resolve({setting.substr(0, setting.find('='))}));
+    for (const tyksim::NamedValue& value : values) {
+        static_cast<void>(like_.resolve({value.name}));
     }
     failed_ = true;
     {
         const py::gil_scoped_release unlocked;
-        copy(frame, image, settings);
+        copy(frame, image, values);
     }
     failed_ = false;
     known_.insert(frame.frame);
@@ -65,10 +67,10 @@ void TreeWriter::add(size_t index, const std::optional<NewImage>& image,
 }
 
 void TreeWriter::copy(const FrameRef& frame, const std::optional<NewImage>& image,
-                      const std::vector<std::string>& settings) {
+                      const std::vector<tyksim::NamedValue>& values) {
     tyksim::CopyOptions options;
     options.images = !image;
-    const tyksim::Edits edits(settings, like_.tree().table.catalog(), like_.tagNames());
+    const tyksim::Edits edits(values, like_.tree().table.catalog(), like_.tagNames());
     edits.requireFiles({frame}, [](const FileEntry&) { return true; });
     const tyksim::TreeCopy copy(folder_->path(), options, edits);
     const tyksim::FrameCopy copied = copy.copyFrame(frame, {});
@@ -95,6 +97,27 @@ void TreeWriter::commit() {
     folder_.reset();
 }
 
+namespace {
+
+NewImage newImage(const py::object& image) {
+    const auto [width, height, bytes] = image.cast<std::tuple<int, int, py::bytes>>();
+    return {width, height, bytes};
+}
+
+/// A name with a text or bytes.
+tyksim::NamedValue namedValue(const py::tuple& pair) {
+    tyksim::NamedValue named{bytesOf(py::cast<py::str>(pair[0])), {}};
+    if (py::isinstance<py::bytes>(pair[1])) {
+        const auto bytes = py::cast<std::string_view>(pair[1]);
+        named.value = std::vector<uint8_t>(bytes.begin(), bytes.end());
+    } else {
+        named.value = bytesOf(py::cast<py::str>(pair[1]));
+    }
+    return named;
+}
+
+}  // namespace
+
 void bindWriter(py::module_& module) {
     py::class_<TreeWriter>(module, "TreeWriter")
         .def(py::init([](const py::str& out, const Frames& like) {
@@ -102,17 +125,13 @@ void bindWriter(py::module_& module) {
         }))
         .def("add",
              [](TreeWriter& self, size_t index, const py::object& image,
-                const std::vector<py::str>& settings) {
+                const std::vector<py::tuple>& values) {
                  std::optional<NewImage> given;
-                 if (!image.is_none()) {
-                     const auto [width, height, bytes] =
-                         image.cast<std::tuple<int, int, py::bytes>>();
-                     given = NewImage{width, height, bytes};
-                 }
-                 std::vector<std::string> words;
-                 words.reserve(settings.size());
-                 for (const py::str& setting : settings) words.push_back(bytesOf(setting));
-                 self.add(index, given, words);
+                 if (!image.is_none()) given = newImage(image);
+                 std::vector<tyksim::NamedValue> named;
+                 named.reserve(values.size());
+                 for (const py::tuple& value : values) named.push_back(namedValue(value));
+                 self.add(index, given, named);
              })
         .def("commit", &TreeWriter::commit)
         .def("close", &TreeWriter::close);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "python/src/Frames.h"
+#include "tools/edit/Edits.h"
 #include "tools/files/OutputPath.h"
 
 #include <optional>
@@ -27,11 +28,11 @@ public:
     TreeWriter(const std::string& out, Frames like);
 
     /// Copies a frame, sets values, and replaces its images by `image`. Raises ValueError for a
-    /// frame that was added before and for values that do not fit, and KeyError for a name without
-    /// a file in the frame. Throws Damaged if a file cannot be copied; after that no frame can be
-    /// added.
+    /// frame that was added before, for values that do not fit or without a file in the frame, and
+    /// in a forked process; KeyError for an unknown name. Throws Damaged if a file cannot be
+    /// copied. After a frame that could not be copied no frame can be added.
     void add(size_t index, const std::optional<NewImage>& image,
-             const std::vector<std::string>& settings);
+             const std::vector<tyksim::NamedValue>& values);
 
     /// Moves the tree to its place. Raises ValueError if it has no frame.
     void commit();
@@ -42,7 +43,7 @@ public:
 private:
     tyksim::OutputFolder& folder();
     void copy(const tyktree::FrameRef& frame, const std::optional<NewImage>& image,
-              const std::vector<std::string>& settings);
+              const std::vector<tyksim::NamedValue>& values);
 
     Frames like_;
     std::optional<tyksim::OutputFolder> folder_;

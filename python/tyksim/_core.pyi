@@ -1,4 +1,4 @@
-from typing import Any, Callable, Optional
+from typing import Any, Callable, Optional, Union
 
 import numpy as np
 from numpy.typing import NDArray
@@ -70,7 +70,10 @@ class Frames:
 class TreeWriter:
     def __init__(self, arg0: str, arg1: Frames) -> None: ...
     def add(
-        self, arg0: int, arg1: Optional[tuple[int, int, bytes]], arg2: list[str]
+        self,
+        arg0: int,
+        arg1: Optional[tuple[int, int, bytes]],
+        arg2: list[tuple[str, Union[str, bytes]]],
     ) -> None: ...
     def commit(self) -> None: ...
     def close(self) -> None: ...

@@ -6,6 +6,7 @@ from dataclasses import dataclass, field
 from typing import TYPE_CHECKING, Any, Optional, Sequence, Union
 
 from . import _core
+from ._arguments import name_of_value, threads, whole
 from ._progress import Progress, shown
 
 if TYPE_CHECKING:
@@ -219,15 +220,19 @@ def _image(entry: tuple[Any, ...]) -> ImageDifference:
     return ImageDifference(in_a, in_b, size_a, size_b, camera, _plane(y), _plane(u), _plane(v))
 
 
-def _tree(side: Side) -> Tree:
+def _tree(name: str, side: Side) -> Tree:
     """The tree of a side; a task or a frame is a tree too."""
-    from ._trees import Tree
+    from ._trees import Frame, Task, Tree
 
     if isinstance(side, Tree):
         return side
+    if not isinstance(side, (Task, Frame)):
+        raise TypeError(f"{name}: expected a tree, a task or a frame, found {side!r}")
     _, tags, _, order, stride = side._tree._options
-    table = tags or side._tree.tags_path or ""
-    return Tree(side.path, table, None, order, stride)
+    tree = Tree(side.path, tags or side._tree.tags_path or "", None, order, stride)
+    if isinstance(side, Task) and side._tree._picked:
+        return tree.select(frames=",".join(str(frame.position) for frame in side.frames))
+    return tree
 
 
 def diff(
@@ -254,13 +259,12 @@ def diff(
 
     if match not in ("request", "order"):
         raise ValueError(f"match: expected 'request' or 'order', found {match!r}")
-    if not 0 <= tolerance <= 255:
-        raise ValueError(f"tolerance: expected 0 to 255, found {tolerance}")
-    one, other = _tree(a), _tree(b)
+    one, other = _tree("a", a), _tree("b", b)
     order, stride = one._options[3:5]
     matched, pairs, tuning = _core.diff(
-        one._frames, other._frames, match == "order", tolerance, list(ignore), stride,
-        order == "nv12", jobs, shown(progress, "compared"),
+        one._frames, other._frames, match == "order", whole("tolerance", tolerance, 0, 255),
+        [name_of_value(name) for name in ignore], stride, order == "nv12", threads(jobs),
+        shown(progress, "compared"),
     )
     frames = [
         FrameDifference(

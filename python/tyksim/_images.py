@@ -7,6 +7,7 @@ from typing import TYPE_CHECKING, Optional, Tuple, Union
 import numpy as np
 
 from . import _core
+from ._arguments import whole
 
 if TYPE_CHECKING:
     from numpy.typing import NDArray
@@ -100,13 +101,26 @@ class Image:
         return cls(samples[:height], samples[height:].reshape(height // 2, -1, 2))
 
     @classmethod
-    def _from(cls, given: ImageLike) -> Image:
-        """Makes an image from an Image, a pair (y, vu), or one NV21 array."""
+    def _from(cls, given: ImageLike, of: Optional[tuple[int, int]] = None) -> Image:
+        """Makes an image from an Image, a pair (y, vu), or one NV21 array.
+
+        ``of`` is the shape of the picture that it replaces: an array of that shape is luma alone.
+        """
         if isinstance(given, Image):
             return given
-        if isinstance(given, tuple):
+        if isinstance(given, (tuple, list)) and len(given) == 2:
             return cls(*given)
-        return cls.from_nv21(np.asarray(given))
+        if isinstance(given, np.ndarray):
+            if of is not None and given.shape == of:
+                raise ValueError(
+                    f"expected a pair (y, vu), or NV21 of shape ({of[0] * 3 // 2}, {of[1]}), "
+                    f"found an array of shape {of}, which is that of the luma alone"
+                )
+            return cls.from_nv21(given)
+        raise TypeError(
+            "expected an Image, a pair (y, vu) or one NV21 array, found "
+            + (f"{len(given)} of them" if isinstance(given, (tuple, list)) else repr(given))
+        )
 
     @property
     def path(self) -> Optional[str]:
@@ -196,17 +210,17 @@ class Image:
         """
         bt709 = _choice("matrix", matrix, _MATRICES)
         limited = _choice("range", range, _RANGES)
-        if not 1 <= scale <= _MOST_SCALE:
-            raise ValueError(f"scale: expected 1 to {_MOST_SCALE}, found {scale}")
-        return _core.rgb(self.y, self.vu, bt709, limited, scale)
+        return _core.rgb(
+            self.y, self.vu, bt709, limited, whole("scale", scale, 1, _MOST_SCALE)
+        )
 
     def nv21(self) -> Samples:
         """All samples in one array: luma, then V,U pairs; shape (N,), uint8."""
         return np.concatenate([self.y.reshape(-1), self.vu.reshape(-1)])
 
-    def _file_bytes(self) -> bytes:
-        """The bytes of an image file with the picture."""
-        return self.nv21()[: self.width * self.height * 3 // 2].tobytes()
+    def _file_samples(self) -> Samples:
+        """The samples of an image file with the picture, in memory of their own."""
+        return self.nv21()[: self.width * self.height * 3 // 2]
 
     def _repr_png_(self) -> bytes:
         scale = max(1, -(-self.width // _PREVIEW_WIDTH))

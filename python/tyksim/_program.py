@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 from collections.abc import Iterable
-from typing import TYPE_CHECKING
+from typing import IO, TYPE_CHECKING
 
 from ._errors import Error
 
@@ -30,16 +30,15 @@ def program() -> str:
 
 def run(words: list[str]) -> None:
     """Runs a verb. Raises Error, with the program's message, if it fails."""
-    import subprocess
-
-    result = subprocess.run([program(), *words], capture_output=True, text=True, errors="replace")
-    if result.returncode not in _FINISHED:
-        said = result.stderr.strip() or f"ended with status {result.returncode}"
-        raise Error(said)
+    feed(words, ())
 
 
 def feed(words: list[str], pieces: Iterable[bytes]) -> None:
-    """Runs a verb that reads ``pieces`` from its standard input, as run() does."""
+    """Runs a verb that reads ``pieces`` from its standard input, as run() does.
+
+    If an exception, such as KeyboardInterrupt, ends the call, the program removes its unfinished
+    files first.
+    """
     import subprocess
     import tempfile
 
@@ -49,20 +48,26 @@ def feed(words: list[str], pieces: Iterable[bytes]) -> None:
         )
         assert process.stdin is not None
         try:
-            with process.stdin:
-                for piece in pieces:
-                    process.stdin.write(piece)
-        except BrokenPipeError:
-            pass  # the program reports the reason
+            _write(process.stdin, pieces)
+            process.wait()
         except BaseException:
             process.terminate()
             process.wait()
             raise
-        if process.wait() in _FINISHED:
+        if process.returncode in _FINISHED:
             return
         said.seek(0)
-        text = said.read().decode("utf-8", "replace").strip()
-        raise Error(text or f"ended with status {process.returncode}")
+        text = said.read().decode("utf-8", "replace").strip().removeprefix("tyksim: ")
+        raise Error(text or f"{words[0]}: ended with status {process.returncode}")
+
+
+def _write(stream: IO[bytes], pieces: Iterable[bytes]) -> None:
+    try:
+        with stream:
+            for piece in pieces:
+                stream.write(piece)
+    except BrokenPipeError:
+        pass  # the program reports the reason
 
 
 def selection_options(tree: Tree) -> list[str]:

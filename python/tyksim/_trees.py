@@ -8,6 +8,7 @@ from datetime import datetime
 from typing import TYPE_CHECKING, Any, Optional, Union, overload
 
 from . import _core
+from ._arguments import name_of_value, threads, whole
 from ._images import Image, _Stored
 from ._progress import Progress, shown
 
@@ -21,6 +22,9 @@ if TYPE_CHECKING:
     Ranges = Union[str, int, None]
 
 _ORDERS = ("nv21", "nv12")
+_MOST_STRIDE = 1 << 20
+_MOST_PIPE = (1 << 31) - 1
+_MOST_TASK = (1 << 32) - 1
 
 
 def open(
@@ -43,14 +47,16 @@ def open(
     Raises:
         FileNotFoundError: ``path`` or ``tags`` does not exist.
         DamagedError: ``path`` is not part of a tree, or the tag table cannot be read.
-        ValueError: the tree has no such pipe.
+        ValueError: the tree has no such pipe, or ``stride`` is out of range.
 
     Lists folders and opens no file of a frame.
     """
     if order not in _ORDERS:
         raise ValueError(f"order: expected {' or '.join(_ORDERS)}, found {order!r}")
     table = "" if tags is None else os.fspath(tags)
-    return Tree(os.fspath(path), table, pipe, order, stride)
+    if pipe is not None:
+        pipe = whole("pipe", pipe, 0, _MOST_PIPE)
+    return Tree(os.fspath(path), table, pipe, order, whole("stride", stride, 0, _MOST_STRIDE))
 
 
 def _text(ranges: Ranges) -> str:
@@ -76,13 +82,14 @@ class Tree:
         picked: Optional[dict[str, Any]] = None,
         opened: Optional[_core.Frames] = None,
     ) -> None:
-        self._options = (os.path.abspath(path), tags and os.path.abspath(tags), pipe, order, stride)
-        self._picked = {} if picked is None else picked
         if opened is None:
-            for given in (path, tags):
-                if given:
-                    os.stat(given)  # raises FileNotFoundError
+            os.stat(path)  # raises FileNotFoundError
+            tags = tags and os.path.abspath(tags)
+            if tags:
+                os.stat(tags)
             opened = _core.Frames.open(path, tags, pipe, order == "nv12", stride)
+        self._options = (os.path.abspath(path), tags, pipe, order, stride)
+        self._picked = {} if picked is None else picked
         if self._picked:
             opened = opened.select(
                 self._picked.get("pipe", pipe),
@@ -148,8 +155,9 @@ class Tree:
                 argument.
         """
         given = {
-            "frames": frames, "requests": requests, "sofs": sofs, "where": where, "pipe": pipe,
-            "task": task,
+            "frames": frames, "requests": requests, "sofs": sofs, "where": where,
+            "pipe": None if pipe is None else whole("pipe", pipe, 0, _MOST_PIPE),
+            "task": None if task is None else whole("task", task, 1, _MOST_TASK),
         }
         picked = dict(self._picked)
         for name, value in given.items():
@@ -185,7 +193,8 @@ class Tree:
         if damaged not in ("raise", "mask"):
             raise ValueError(f"damaged: expected 'raise' or 'mask', found {damaged!r}")
         result = self._frames.track(
-            list(names), damaged == "mask", jobs, shown(progress, "read")
+            [name_of_value(name) for name in names], damaged == "mask", threads(jobs),
+            shown(progress, "read"),
         )
         return Track(self, names, result)
 
@@ -202,7 +211,9 @@ class Tree:
         """
         from ._tracks import _masked
 
-        return _masked(*self._frames.records(tag, jobs, shown(progress, "read")))
+        return _masked(
+            *self._frames.records(name_of_value(tag), threads(jobs), shown(progress, "read"))
+        )
 
     def check(self, *, deep: bool = False, jobs: int = 0, progress: Progress = False) -> Findings:
         """The findings of ``tyksim check``.
@@ -213,7 +224,7 @@ class Tree:
         """
         from ._findings import Findings
 
-        return Findings(self._frames.check(deep, jobs, shown(progress, "checked")))
+        return Findings(self._frames.check(deep, threads(jobs), shown(progress, "checked")))
 
     def diff(self, other: Union[Tree, Task, Frame], **options: Any) -> Diff:
         """Compares the tree with another one; see tyksim.diff()."""
@@ -227,16 +238,22 @@ class Tree:
         """Makes the page of ``tyksim sheet`` at ``path`` and returns the findings of check().
 
         Args:
-            against: a second tree to compare with this one.
+            against: a second tree to compare with this one; the selection of this tree applies to
+                both.
             force: replace an earlier page.
 
-        Runs the program tyksim. Raises tyksim.Error, with the program's message, if it fails.
+        Runs the program tyksim. Raises tyksim.Error, with the program's message, if it fails, and
+        ValueError if ``against`` has another selection.
         """
-        from ._program import selection_options, run
+        from ._program import run, selection_options
 
-        words = ["sheet", *selection_options(self), "-o", os.fspath(path)]
+        words = ["sheet", *selection_options(self), "-o", os.path.abspath(path)]
+        if isinstance(against, Tree):
+            if against._picked and against._picked != self._picked:
+                raise ValueError(f"against: expected a whole tree, found {against!r}")
+            against = against.path
         if against is not None:
-            words += ["--against", against.path if isinstance(against, Tree) else os.fspath(against)]
+            words += ["--against", os.path.abspath(against)]
         if force:
             words.append("--force")
         run(words)
@@ -356,7 +373,7 @@ class Frame:
     ``frame[NAME]`` is the value of a field (TAG.field, TAG.field[2]), of a field of the scene
     record, or of a measure such as image.mean: a number, a text, or a numpy array for a field of
     several elements. ``frame[TAG]`` is a Parameter. An unknown name raises KeyError with the most
-    similar names.
+    similar names. Frames of the same folder are equal.
 
     Attributes:
         pipe: id of its pipe; None if the folder is not in a pipe's.
@@ -385,6 +402,12 @@ class Frame:
 
     def __reduce__(self) -> tuple[Any, ...]:
         return Frame, (self._tree, self._index)
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, Frame) and self.path == other.path
+
+    def __hash__(self) -> int:
+        return hash(self.path)
 
     @property
     def tree(self) -> Tree:
@@ -442,7 +465,7 @@ class Frame:
         return self._tree._frames.image(self._index) is not None
 
     def __getitem__(self, name: str) -> Any:
-        value = self._tree._frames.value(self._index, name)
+        value = self._tree._frames.value(self._index, name_of_value(name))
         return self.parameters[name] if value is None else value
 
     def get(self, name: str, default: Any = None) -> Any:

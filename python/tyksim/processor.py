@@ -1,13 +1,14 @@
 """The process for processors in Python, which ``tyksim replay --with FILE.py`` starts.
 
 A processor is a Python file with a function ``process(frame)``, and optionally ``open(...)`` and
-``close()``; docs/python.md describes them. tyksim runs this module as
-``python3 -m tyksim.processor SOCKET GIVEN MADE``. The two processes communicate through a socket
-and two files of shared memory. A processor uses only the class Frame.
+``close()``; docs/python.md describes them. tyksim starts an interpreter that calls main(). The two
+processes communicate through a socket and two files of shared memory. A processor uses only the
+class Frame.
 """
 
 from __future__ import annotations
 
+import copy
 import mmap
 import os
 import struct
@@ -17,11 +18,13 @@ from typing import TYPE_CHECKING, Any, Callable, Iterator, Mapping, NamedTuple, 
 import numpy as np
 
 from . import _core
+from ._arguments import name_of_value
 from ._images import Image
-from ._writing import text_of
+from ._writing import setting
 
 if TYPE_CHECKING:
     import ast
+    import inspect
     import socket
     from types import ModuleType, TracebackType
 
@@ -138,6 +141,12 @@ class Value:
     def __len__(self) -> int:
         return len(self.bytes)
 
+    def _with(self, value: bytes) -> Value:
+        """A copy of the parameter with another value."""
+        changed = copy.copy(self)
+        changed.bytes = value
+        return changed
+
     def __repr__(self) -> str:
         return f"<tyksim.processor.Value {self.tag}: {len(self.bytes)} bytes>"
 
@@ -176,7 +185,7 @@ class Frame:
     ``frame[NAME]`` gets a value, and ``frame[NAME] = value`` sets it in every parameter of its tag.
     NAME is TAG.field, a field of the scene record, or TAG for all bytes. ``y`` and ``vu`` are the
     picture in memory that tyksim shares and records. They are valid until process() returns; copy
-    samples that you keep.
+    samples that you keep. After an assignment to ``image`` they are the assigned picture.
 
     Attributes:
         request, sof, camera, pipe: ids.
@@ -193,7 +202,7 @@ class Frame:
         self._table = table
         self._values: Optional[Values] = None
         self._set: dict[str, bytes] = {}
-        self._image: Optional[Image] = None
+        self._samples: Optional[Samples] = None  # of a picture that was assigned
         self._dropped = False
 
     @property
@@ -214,6 +223,8 @@ class Frame:
     @property
     def nv21(self) -> Samples:
         """The (W * H * 3) / 2 bytes of the image file, shape (N,), uint8, writable."""
+        if self._samples is not None:
+            return self._samples
         if not self.has_image:
             raise ValueError("the frame has no image")
         return np.frombuffer(self._given, np.uint8, self._bytes, self._pixels)
@@ -225,7 +236,7 @@ class Frame:
 
     @y.setter
     def y(self, samples: Samples) -> None:
-        self.y[:] = samples
+        _replace("y", self.y, samples)
 
     @property
     def vu(self) -> Samples:
@@ -243,16 +254,18 @@ class Frame:
 
     @vu.setter
     def vu(self, samples: Samples) -> None:
-        self.vu[:] = samples
+        _replace("vu", self.vu, samples)
 
     @property
     def image(self) -> Image:
-        """The picture. Assign an Image, a pair (y, vu) or an NV21 array of any size."""
-        return self._image or Image(self.y.copy(), self.vu.copy())
+        """A copy of the picture. Assign an Image, a pair (y, vu) or an NV21 array of any size."""
+        return Image(self.y.copy(), self.vu.copy())
 
     @image.setter
     def image(self, image: ImageLike) -> None:
-        self._image = Image._from(image)
+        given = Image._from(image, (self.height, self.width))
+        self._samples = given._file_samples()
+        self._height, self._width = given.shape
 
     @property
     def parameters(self) -> Values:
@@ -278,26 +291,36 @@ class Frame:
 
     def __getitem__(self, name: str) -> Any:
         names = list(self.parameters)
-        tag = self._table.tag_of(name, names)
+        tag = self._table.tag_of(name_of_value(name), names)
         value = self.parameters[tag]
-        if name == tag:
-            return value
-        return self._table.decode(name, self._set.get(tag, value.bytes), names)
+        if tag in self._set:
+            value = value._with(self._set[tag])
+        return value if name == tag else self._table.decode(name, value.bytes, names)
+
+    def get(self, name: str, default: Any = None) -> Any:
+        """The value of a name, or ``default`` where the frame has none."""
+        try:
+            return self[name]
+        except KeyError:
+            return default
+
+    def __contains__(self, name: str) -> bool:
+        return self.get(name) is not None
 
     def __setitem__(self, name: str, value: Any) -> None:
         names = list(self.parameters)
-        tag = self._table.tag_of(name, names)
+        tag, given = setting(self._table, names, name, value)
         of_tag = self.parameters.all(tag)
         first = self.parameters[tag]
-        if name == tag:
-            new = bytes(value)
+        if isinstance(given, bytes):
+            new = given
         else:
             if tag not in self._set and any(other.bytes != first.bytes for other in of_tag):
                 raise ValueError(
                     f"{name}: the frame has several values of {tag}, which are not the same; "
                     f"set all of it as frame[{tag!r}] = bytes"
                 )
-            new = self._table.encode(name, text_of(value), self._set.get(tag, first.bytes), names)
+            new = self._table.encode(name, given, self._set.get(tag, first.bytes), names)
         for other in of_tag:
             problem = _core.value_problem(other.id, other.kind == "block", len(other), len(new))
             if problem:
@@ -317,9 +340,8 @@ class Frame:
         is_given = 0
         if self._dropped:
             pass
-        elif self._image is not None:
-            image = self._image
-            picture = (image.width, image.height, *made.add(image._file_bytes()))
+        elif self._samples is not None:
+            picture = (self.width, self.height, *made.add(self._samples))
         else:
             is_given = int(self.has_image)
         values = b""
@@ -327,6 +349,27 @@ class Frame:
             values += _VALUE.pack(self.parameters[tag].id, 0, *made.add(value))
         listed = made.add(values)
         _FRAME_MADE.pack_into(made.view(), 0, *picture, is_given, 0, *listed)
+
+
+def _replace(name: str, old: Samples, new: Any) -> None:
+    """Replaces samples by others of the same shape."""
+    new = np.asarray(new)
+    if new.shape != old.shape or new.dtype != np.uint8:
+        raise ValueError(
+            f"{name}: expected shape {old.shape} of uint8, found {new.shape} of {new.dtype}"
+        )
+    old[:] = new
+
+
+def _functions(node: ast.AST) -> Iterator[ast.FunctionDef]:
+    """The functions of a module, also those inside its ``if`` and ``try`` statements."""
+    import ast
+
+    for child in ast.iter_child_nodes(node):
+        if isinstance(child, ast.FunctionDef):
+            yield child
+        elif not isinstance(child, (ast.AsyncFunctionDef, ast.ClassDef, ast.Lambda)):
+            yield from _functions(child)
 
 
 def _mark_returns(tree: ast.Module) -> None:
@@ -358,13 +401,19 @@ def _mark_returns(tree: ast.Module) -> None:
             )
             return ast.fix_missing_locations(ast.copy_location(ast.Return(value=call), node))
 
-    for statement in tree.body:
-        if isinstance(statement, ast.FunctionDef) and statement.name == "process":
-            statement.body = [Returns().visit(line) for line in statement.body]
+    for function in _functions(tree):
+        if function.name == "process":
+            function.body = [Returns().visit(line) for line in function.body]
 
 
 def _returned(value: Any) -> Any:
     return _DROPPED if value is None else value
+
+
+def _module_name(path: str) -> str:
+    """The name of the processor's module; other processes can import it if its file's name is one."""
+    name = os.path.splitext(os.path.basename(path))[0]
+    return name if name.isidentifier() and name not in sys.modules else _PROCESSOR_NAME
 
 
 def _load(path: str) -> ModuleType:
@@ -372,15 +421,20 @@ def _load(path: str) -> ModuleType:
     import ast
     from types import ModuleType
 
-    with open(path, "rb") as file:
-        tree = ast.parse(file.read(), path)
+    try:
+        with open(path, "rb") as file:
+            source = file.read()
+    except OSError as error:
+        raise Failed(f"cannot be read: {error.strerror}") from None
+    tree = compile(source, path, "exec", ast.PyCF_ONLY_AST, dont_inherit=True)
     _mark_returns(tree)
-    module = ModuleType(_PROCESSOR_NAME)
+    name = _module_name(path)
+    module = ModuleType(name)
     module.__file__ = path
     setattr(module, _RETURNED_NAME, _returned)
-    sys.modules[_PROCESSOR_NAME] = module
+    sys.modules[name] = module
     sys.path.insert(0, os.path.dirname(path))  # as for a script, so that it finds its modules
-    exec(compile(tree, path, "exec"), module.__dict__)
+    exec(compile(tree, path, "exec", dont_inherit=True), module.__dict__)
     if not callable(getattr(module, "process", None)):
         raise Failed("expected a function process(frame), found none")
     return module
@@ -425,35 +479,45 @@ def _converter(annotation: Any, default: Any) -> tuple[Callable[[str], Any], str
     )
 
 
-def _options(function: Callable[..., Any], given: list[str]) -> dict[str, Any]:
+def _options(function: Callable[..., Any], given: list[str]) -> inspect.BoundArguments:
     """The options as arguments of open(), by name. Raises Refused for invalid ones."""
     import inspect
     import typing
 
-    parameters = inspect.signature(function).parameters
+    signature = inspect.signature(function)
+    variable = (inspect.Parameter.VAR_POSITIONAL, inspect.Parameter.VAR_KEYWORD)
+    named = {name: one for name, one in signature.parameters.items() if one.kind not in variable}
+    further = next((one for one in signature.parameters.values() if one.kind == variable[1]), None)
     try:
         hints = typing.get_type_hints(function)
     except Exception:  # an annotation may be anything; one that is not a type is ignored
         hints = {}
     values: dict[str, Any] = {}
+    rest: dict[str, Any] = {}
     for option in given:
         name, equals, text = option.partition("=")
-        if not equals:
+        if not equals or not name:
             raise Refused(f"--option {option}: expected NAME=VALUE")
-        if name not in parameters:
-            nearest = _core.nearest(name, list(parameters)) or list(parameters)
+        parameter = named.get(name, further)
+        if parameter is None:
+            nearest = _core.nearest(name, list(named)) or list(named)
             there = f"; there is {', '.join(nearest)}" if nearest else "; it takes none"
             raise Refused(f"--option {option}: no option {name}{there}")
-        parameter = parameters[name]
-        convert, what = _converter(hints.get(name, parameter.annotation), parameter.default)
+        annotation = hints.get(parameter.name, parameter.annotation)
+        convert, what = _converter(annotation, parameter.default)
         try:
-            values[name] = convert(text)
-        except (ValueError, TypeError):
+            (values if name in named else rest)[name] = convert(text)
+        except Exception:  # the user's own types may raise any
             raise Refused(f"--option {option}: expected {what}, found {text!r}") from None
-    for name, parameter in parameters.items():
+    for name, parameter in named.items():
         if name not in values and parameter.default is inspect.Parameter.empty:
             raise Refused(f"expected --option {name}=VALUE, found none")
-    return values
+    arguments = signature.bind_partial()
+    arguments.arguments.update(values)
+    if further is not None:
+        arguments.arguments[further.name] = rest
+    arguments.apply_defaults()
+    return arguments
 
 
 def _own_part(traceback: Optional[TracebackType]) -> Optional[TracebackType]:
@@ -461,6 +525,14 @@ def _own_part(traceback: Optional[TracebackType]) -> Optional[TracebackType]:
     while traceback is not None and traceback.tb_frame.f_code.co_filename == __file__:
         traceback = traceback.tb_next
     return traceback
+
+
+def _said(error: Exception) -> str:
+    """The type and the text of an exception."""
+    try:
+        return f"{type(error).__name__}: {error}"
+    except Exception:  # from the exception's own __str__()
+        return type(error).__name__
 
 
 class _Server:
@@ -486,8 +558,7 @@ class _Server:
             return self._reason(_FAILED, str(failed))
         except Exception as error:
             self._show(error)
-            said = f"{type(error).__name__}: {error}"
-            return self._reason(_FAILED, said)
+            return self._reason(_FAILED, _said(error))
 
     def _reason(self, kind: int, reason: str) -> tuple[int, int]:
         self._made.clear()
@@ -514,10 +585,12 @@ class _Server:
         elif kind == _OPEN:
             function = getattr(self._module, "open", None)
             options = self._texts(size)
-            if function is not None:
-                function(**_options(function, options))
-            elif options:
-                raise Refused(f"--option {options[0]}: the processor has no function open()")
+            if function is None or function is open:
+                if options:
+                    raise Refused(f"--option {options[0]}: the processor has no function open()")
+                return
+            arguments = _options(function, options)
+            function(*arguments.args, **arguments.kwargs)
         elif kind == _FRAME:
             self._process()
         elif kind == _CLOSE:
@@ -538,7 +611,7 @@ class _Server:
             frame.drop()
         elif isinstance(returned, (Image, tuple, np.ndarray)):
             picture: Any = returned
-            frame.image = Image._from(picture)
+            frame.image = picture
         elif returned is not None and returned is not frame and returned is not True:
             raise Failed(
                 "process() returned a " + type(returned).__name__ + "; expected nothing, the "
@@ -569,7 +642,7 @@ def main(words: list[str]) -> None:
     import socket
 
     if len(words) != 3:
-        sys.exit("usage: this module is run by 'tyksim replay --with FILE.py'")
+        sys.exit("expected the descriptors that 'tyksim replay --with FILE.py' gives")
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE):
         # tyksim gets these signals, too, and ends this process. A handler, other than SIG_IGN, does
         # not pass to programs that the processor starts.
@@ -579,7 +652,3 @@ def main(words: list[str]) -> None:
         os.set_inheritable(descriptor, False)
     connection = socket.socket(fileno=descriptors[0])
     _serve(connection, _SharedMemory(descriptors[1]), _SharedMemory(descriptors[2]))
-
-
-if __name__ == "__main__":
-    main(sys.argv[1:])

@@ -33,18 +33,26 @@ def pytest_addoption(parser: pytest.Parser) -> None:
     group.addoption("--tyk-tags", metavar="FILE", help="Tag table of the trees")
 
 
-def _trees(folder: str, deep: int = _DEEP) -> list[str]:
-    """The trees at or below a folder, in order of their paths."""
+def _is_tree(folder: str) -> bool:
+    """Whether a folder is a tree. A damaged tree is one, too; its tests are errors."""
     try:
-        kind = tyksim.open(folder).kind
-    except tyksim.Error:
-        kind = ""
-    if kind:
+        tyksim.open(folder)
+    except tyksim.DamagedError as error:
+        return error.path != folder
+    return True
+
+
+def _trees(folder: str, deep: int = _DEEP, above: tuple[str, ...] = ()) -> list[str]:
+    """The trees at or below a folder, in order of their paths."""
+    place = os.path.realpath(folder)
+    if place in above:
+        return []
+    if _is_tree(folder):
         return [folder]
     if deep == 0:
         return []
     below = sorted(entry.path for entry in os.scandir(folder) if entry.is_dir())
-    return [tree for path in below for tree in _trees(path, deep - 1)]
+    return [tree for path in below for tree in _trees(path, deep - 1, (*above, place))]
 
 
 def pytest_generate_tests(metafunc: pytest.Metafunc) -> None:

@@ -3,9 +3,11 @@
 import json
 import os
 import shutil
+import struct
 import subprocess
 
 import pytest
+import tyksim as package
 from hypothesis import settings
 
 # Nothing is kept from one run to the next: every run tries the same values.
@@ -65,3 +67,23 @@ def frame_folders(root):
 
 def image_file(folder):
     return next(folder.glob("FCWH_*.yuv"))
+
+
+def value_of(frame):
+    """The bytes of TEST_TAG in frame `frame`."""
+    value = bytearray(40)
+    struct.pack_into("<f3H", value, 0, 0.1 + frame, 1, 2, 3)
+    struct.pack_into("<H", value, 10, 0b10111)
+    struct.pack_into("<4hI8sQ", value, 12, -1, 2, -3, 4, frame, b"abc\0", 2**63 + frame)
+    return bytes(value)
+
+
+@pytest.fixture
+def tagged(tree_folder):
+    """The tree with TEST_TAG in all frames but the fourth."""
+    tags = tree_folder.parent / "tags.xml"
+    tags.write_text(TAGS)
+    for number, folder in enumerate(frame_folders(tree_folder)):
+        if number != 3:
+            (folder / f"FCPDT_{number + 1}_0_1_0_TEST_TAG.bin").write_bytes(value_of(number))
+    return package.open(tree_folder, tags=tags)

@@ -4,7 +4,6 @@ import copy
 import os
 import pathlib
 import pickle
-import struct
 import subprocess
 import sys
 import threading
@@ -15,29 +14,9 @@ from multiprocessing import get_context
 import numpy as np
 import pytest
 import tyksim
-from conftest import TAGS, document, frame_folders, image_file
+from conftest import document, frame_folders, image_file, value_of
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
-
-
-def value_of(frame):
-    """The bytes of TEST_TAG in frame `frame`."""
-    value = bytearray(40)
-    struct.pack_into("<f3H", value, 0, 0.1 + frame, 1, 2, 3)
-    struct.pack_into("<H", value, 10, 0b10111)
-    struct.pack_into("<4hI8sQ", value, 12, -1, 2, -3, 4, frame, b"abc\0", 2**63 + frame)
-    return bytes(value)
-
-
-@pytest.fixture
-def tagged(tree_folder):
-    """The tree with TEST_TAG in all frames but the fourth."""
-    tags = tree_folder.parent / "tags.xml"
-    tags.write_text(TAGS)
-    for number, folder in enumerate(frame_folders(tree_folder)):
-        if number != 3:
-            (folder / f"FCPDT_{number + 1}_0_1_0_TEST_TAG.bin").write_bytes(value_of(number))
-    return tyksim.open(tree_folder, tags=tags)
 
 
 def test_frames_are_those_of_info(recorded):
@@ -130,7 +109,7 @@ def test_columns(tagged):
     assert tagged.frames[1]["image.mean"] == tagged.frames[1].image.y.mean()
     for name in said:
         assert said[name].tolist() == [row["values"][name] for row in rows]
-    with pytest.raises(KeyError, match="total_gain"):
+    with pytest.raises(KeyError, match="there is .*total_gain"):
         track["total_gian"]
 
 
@@ -156,7 +135,7 @@ def test_records(tagged):
     assert records["gain"].dtype == np.float32 and records["matrix"].shape == (6, 2, 2)
     assert np.ma.getmaskarray(records["gain"]).tolist() == [False, False, False, True, False, False]
     assert records["wide"][4] == 2**63 + 4 and records["label"][0] == b"abc"
-    with pytest.raises(KeyError, match="TEST_TAG"):
+    with pytest.raises(KeyError, match="nearest: TEST_TAG"):
         tagged.array("TEST_TGA")
 
 
@@ -227,7 +206,7 @@ def test_selections(recorded):
     assert _gains(bright) == [gain for gain in gains[:5] if gain > 2000] != []
     assert {finding.frame for finding in bright.check()} <= {frame.position for frame in bright.frames}
     assert _gains(pickle.loads(pickle.dumps(bright))) == _gains(bright)
-    with pytest.raises(KeyError, match="total_gain"):
+    with pytest.raises(KeyError, match="nearest: total_gain"):
         tree.select(where="total_gian>1")
     with pytest.raises(ValueError, match="column 12"):
         tree.select(where="total_gain>")
@@ -242,6 +221,8 @@ def test_what_is_not_there(tmp_path, recorded):
     with pytest.raises(FileNotFoundError):
         tyksim.open(tmp_path / "none")
     with pytest.raises(FileNotFoundError):
+        tyksim.open("")
+    with pytest.raises(FileNotFoundError):
         tyksim.open(recorded, tags=tmp_path / "none.xml")
     with pytest.raises(tyksim.DamagedError) as caught:
         tyksim.open(tmp_path)
@@ -249,12 +230,36 @@ def test_what_is_not_there(tmp_path, recorded):
     with pytest.raises(ValueError, match="pipe"):
         tyksim.open(recorded, pipe=9)
     frame = tyksim.open(recorded).frames[0]
-    with pytest.raises(KeyError, match="total_gain"):
+    with pytest.raises(KeyError, match="nearest: total_gain"):
         frame["total_gian"]
-    with pytest.raises(KeyError, match="KELV_TAG_AE"):
-        frame.parameters["KELV_TAG_AEE"]
+    with pytest.raises(KeyError, match="nearest: KELV_TAG_TONE_CURVE"):
+        frame.parameters["KELV_TAG_TONE_CURV"]
     with pytest.raises(IndexError, match="6 frames"):
         tyksim.open(recorded).frames[6]
+
+
+@pytest.mark.parametrize(
+    "error, word, call",
+    [
+        (TypeError, "pipe", lambda tree: tyksim.open(tree.path, pipe="1")),
+        (ValueError, "stride", lambda tree: tyksim.open(tree.path, stride=-1)),
+        (ValueError, "task", lambda tree: tree.select(task=0)),
+        (TypeError, "task", lambda tree: tree.select(task=1.0)),
+        (TypeError, "name", lambda tree: tree.track(["total_gain"])),
+        (TypeError, "name", lambda tree: tree.frames[0][1]),
+        (TypeError, "name", lambda tree: tree.array(None)),
+        (ValueError, "jobs", lambda tree: tree.check(jobs=-1)),
+        (TypeError, "scale", lambda tree: tree.frames[0].image.rgb(scale=1.5)),
+        (TypeError, "tolerance", lambda tree: tyksim.diff(tree, tree, tolerance=1.5)),
+        (ValueError, "tolerance", lambda tree: tyksim.diff(tree, tree, tolerance=256)),
+        (TypeError, "a: expected a tree", lambda tree: tyksim.diff(tree.path, tree)),
+        (TypeError, "like: expected a tree", lambda tree: tyksim.Writer("never", like=tree.path)),
+    ],
+)
+def test_wrong_arguments_are_named(recorded, error, word, call):
+    with pytest.raises(error, match=word) as caught:
+        call(tyksim.open(recorded))
+    assert len(str(caught.value)) < 200
 
 
 def test_damage_is_an_exception_or_a_mask(tagged):
@@ -282,7 +287,10 @@ def test_pickles_threads_and_processes(recorded):
     again = pickle.loads(pickle.dumps(tree))
     assert _gains(again) == gains and _gains(copy.copy(tree)) == gains
     frame = pickle.loads(pickle.dumps(tree.frames[1]))
-    assert frame.path == tree.frames[1].path
+    assert frame == tree.frames[1] != tree.frames[2] and tree.frames.index(frame) == 1
+    assert len({frame, *tree.frames}) == 4
+    parameter = pickle.loads(pickle.dumps(frame.parameters["KELV_TAG_WB_GAINS"]))
+    assert np.array_equal(parameter["gains"], frame["KELV_TAG_WB_GAINS.gains"])
     results = []
     threads = [
         threading.Thread(target=lambda: results.extend([_gains(tree)] * 1 for _ in range(20)))

@@ -23,7 +23,7 @@ namespace {
 using tyktags::FieldType;
 
 [[noreturn]] void refuse(const std::string& setting, const std::string& reason) {
-    throw WrongUsage(fmt::format("--set {}: {}", tyktree::escaped(setting), reason));
+    throw WrongUsage(fmt::format("{}: {}", tyktree::escaped(setting), reason));
 }
 
 /// Refuses a setting whose value is not valid for its field.
@@ -148,23 +148,54 @@ Edits::Edits(const std::vector<std::string>& settings, const tyktree::TagCatalog
     }
 }
 
-Edits::Edit Edits::parse(const std::string& setting, const tyktree::TagCatalog& catalog,
+Edits::Edits(std::vector<NamedValue> values, const tyktree::TagCatalog& catalog,
+             const std::vector<std::string>& tagNames) {
+    for (NamedValue& named : values) {
+        Edit edit = Edits::named(named.name, named.name, catalog, tagNames);
+        auto* const bytes = std::get_if<std::vector<uint8_t>>(&named.value);
+        if (edit.isWhole() != (bytes != nullptr)) {
+            refuse(named.name, bytes ? "expected a number or a text, found bytes"
+                                     : "expected the bytes of a whole value");
+        }
+        if (bytes) {
+            setWhole(edit, std::move(*bytes), catalog);
+        } else {
+            edit.text = std::get<std::string>(std::move(named.value));
+            tryOut(edit, edit.text);
+        }
+        edits_.push_back(std::move(edit));
+    }
+}
+
+Edits::Edit Edits::named(const std::string& name, const std::string& setting,
+                         const tyktree::TagCatalog& catalog,
                          const std::vector<std::string>& tagNames) {
-    const size_t equals = setting.find('=');
-    if (equals == 0 || equals == std::string::npos) refuse(setting, "expected NAME=VALUE");
     Edit edit;
     edit.setting = setting;
-    const auto name = tyktree::resolveName(setting.substr(0, equals), catalog, tagNames);
-    if (!name.ok()) refuse(setting, toLine(name.problem()));
-    edit.name = name.value();
-    edit.text = setting.substr(equals + 1);
-    if (!edit.name.scene && !edit.name.field) {
-        edit.whole = wholeValue(setting, edit.text);
-        edit.isSizeKnown = checkSize(setting, edit.name.tagName, edit.whole->size(), catalog);
+    const auto resolved = tyktree::resolveName(name, catalog, tagNames);
+    if (!resolved.ok()) refuse(setting, toLine(resolved.problem()));
+    edit.name = resolved.value();
+    return edit;
+}
+
+Edits::Edit Edits::parse(const std::string& given, const tyktree::TagCatalog& catalog,
+                         const std::vector<std::string>& tagNames) {
+    const std::string setting = "--set " + given;
+    const size_t equals = given.find('=');
+    if (equals == 0 || equals == std::string::npos) refuse(setting, "expected NAME=VALUE");
+    Edit edit = named(given.substr(0, equals), setting, catalog, tagNames);
+    edit.text = given.substr(equals + 1);
+    if (edit.isWhole()) {
+        setWhole(edit, wholeValue(setting, edit.text), catalog);
     } else {
         makeRamp(edit);
     }
     return edit;
+}
+
+void Edits::setWhole(Edit& edit, std::vector<uint8_t> bytes, const tyktree::TagCatalog& catalog) {
+    edit.isSizeKnown = checkSize(edit.setting, edit.name.tagName, bytes.size(), catalog);
+    edit.whole = std::move(bytes);
 }
 
 /// Both ends of a ramp must fit its field; then all values between them do.

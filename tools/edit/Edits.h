@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace tyksim {
@@ -32,6 +33,13 @@ struct EditResult {
 
 /// A set of bytes of the scene record.
 using SceneBytes = std::bitset<kSceneRecordBytes>;
+
+/// A value by its name: a text as `NAME=VALUE` has it, without ramps and files, or for a whole tag
+/// its bytes.
+struct NamedValue {
+    std::string name;
+    std::variant<std::string, std::vector<uint8_t>> value;
+};
 
 /// The values to set.
 ///
@@ -53,6 +61,10 @@ public:
     /// the range or the size). The catalog must outlive the object; `tagNames` are the names that
     /// occur in the tree.
     Edits(const std::vector<std::string>& settings, const tyktree::TagCatalog& catalog,
+          const std::vector<std::string>& tagNames);
+
+    /// Takes the values as they are. Throws likewise.
+    Edits(std::vector<NamedValue> values, const tyktree::TagCatalog& catalog,
           const std::vector<std::string>& tagNames);
 
     bool empty() const { return edits_.empty(); }
@@ -81,18 +93,23 @@ public:
 private:
     struct Edit {
         tyktree::ValueName name;
-        std::string setting;  ///< as given
+        std::string setting;  ///< what messages call it
         std::string text;     ///< the value, if it is not a ramp
         std::optional<Ramp> ramp;
         std::optional<std::vector<uint8_t>> whole;
         bool isSizeKnown = false;  ///< the size of the tag's value is known
 
+        bool isWhole() const { return !name.scene && !name.field; }
         bool isOf(std::string_view tagName) const;
         bool isIn(const tyktree::FileEntry& file) const;
         std::string textFor(FrameTurn turn) const { return ramp ? ramp->at(turn) : text; }
     };
-    static Edit parse(const std::string& setting, const tyktree::TagCatalog& catalog,
+    static Edit named(const std::string& name, const std::string& setting,
+                      const tyktree::TagCatalog& catalog, const std::vector<std::string>& tagNames);
+    static Edit parse(const std::string& given, const tyktree::TagCatalog& catalog,
                       const std::vector<std::string>& tagNames);
+    static void setWhole(Edit& edit, std::vector<uint8_t> bytes,
+                         const tyktree::TagCatalog& catalog);
     static void makeRamp(Edit& edit);
     static void tryOut(const Edit& edit, const std::string& value);
     static tyktags::Status set(const Edit& edit, bool isFixed, FrameTurn turn,

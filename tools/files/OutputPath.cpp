@@ -220,7 +220,7 @@ void ResultFile::commit() {
 }
 
 OutputFolder::OutputFolder(const OutputRequest& request)
-    : place_(findPlace(request, OutputKind::kFolder)) {
+    : place_(findPlace(request, OutputKind::kFolder)), maker_(::getpid()) {
     noteLeftovers(place_);
     try {
         makeAbove();
@@ -259,9 +259,14 @@ void OutputFolder::removeAbove() {
 }
 
 OutputFolder::~OutputFolder() {
-    if (!temporary_.empty()) removeUnfinished(temporary_);
     if (lock_ >= 0) ::close(lock_);
+    if (!isOwn()) return;
+    if (!temporary_.empty()) removeUnfinished(temporary_);
     removeAbove();
+}
+
+bool OutputFolder::isOwn() const {
+    return maker_ == ::getpid();
 }
 
 void OutputFolder::commit() {

@@ -64,13 +64,16 @@ public:
     /// findPlace(), and Failure when the folder cannot be made.
     explicit OutputFolder(const OutputRequest& request);
     /// If commit() was not called, removes the temporary folder with its content, and the folders
-    /// above that were made for it.
+    /// above that were made for it. Removes nothing in a forked copy of the process that made them.
     ~OutputFolder();
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;
 
     /// The folder to write into until commit().
     const std::string& path() const { return temporary_; }
+
+    /// Whether this process made the folder, and not the one that it was forked from.
+    bool isOwn() const;
 
     /// Writes the folder's list and gives the folder its name, then removes the earlier output.
     /// Throws Failure and keeps the earlier output when that fails.
@@ -85,6 +88,7 @@ private:
     std::string temporary_;
     mode_t mode_ = 0;
     int lock_ = -1;
+    pid_t maker_;
 };
 
 }  // namespace tyksim

@@ -40,7 +40,17 @@ void run(std::vector<std::string> words) {
 }  // namespace
 
 std::vector<std::string> pythonServer(const std::string& interpreter) {
-    return {interpreter, "-m", "tyksim.processor"};
+    // The current folder is no place for modules: what lies there may be anybody's.
+    constexpr const char* kServe =
+        "import sys\n"
+        "sys.path[:] = filter(None, sys.path)\n"
+        "try:\n"
+        "    from tyksim.processor import main\n"
+        "except ImportError as error:\n"
+        "    sys.exit(f'{sys.executable}: --python: expected an interpreter with the packages '\n"
+        "             f'tyksim and numpy, found: {error}')\n"
+        "main(sys.argv[1:])\n";
+    return {interpreter, "-c", kServe};
 }
 
 void runProcessorProgram(const std::vector<std::string>& command, int socket, SharedMemory& given,
