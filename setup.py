@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import shutil
 import subprocess
 import sys
 
@@ -15,8 +16,13 @@ class Build(build_py):
     """Builds the module beside the Python files."""
 
     def run(self) -> None:
+        if self.editable_mode:
+            sys.exit("expected an ordinary installation: a build with CMake can be imported from "
+                     "its folder, see docs/python.md")
         super().run()
         folder = pathlib.Path(self.build_lib).resolve().parent / "cmake"
+        if shutil.which("ninja"):
+            os.environ.setdefault("CMAKE_GENERATOR", "Ninja")
         subprocess.check_call([
             "cmake", "-S", SOURCE, "-B", folder, "-DCMAKE_BUILD_TYPE=Release",
             "-DTYK_BUILD_PYTHON=ON", f"-DPython_EXECUTABLE={sys.executable}",

@@ -9,9 +9,7 @@ _MOST_JOBS = 1024
 
 
 def whole(name: str, value: Any, least: int, most: int) -> int:
-    """Returns ``value`` as an int. Raises TypeError or ValueError, with ``name``, if it is not one or
-    is out of range.
-    """
+    """Returns a whole number as an int. Raises TypeError or ValueError, with ``name``, otherwise."""
     try:
         number = operator.index(value)
     except TypeError:

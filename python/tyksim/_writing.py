@@ -134,8 +134,8 @@ class Writer:
         Raises:
             KeyError: a name is unknown; the text has the most similar names.
             TypeError: the image or a value has an invalid type.
-            ValueError: a value does not fit or is masked, the frame has no file for it, or the frame
-                was added before or is not of ``like``.
+            ValueError: a value does not fit or is masked, the frame has no file for it, or the
+                frame was added before or is not of ``like``.
             DamagedError: a file of the frame cannot be read.
         """
         picture = None

@@ -411,7 +411,7 @@ def _returned(value: Any) -> Any:
 
 
 def _module_name(path: str) -> str:
-    """The name of the processor's module; other processes can import it if its file's name is one."""
+    """The name of the processor's module: that of its file, so that other processes can import it."""
     name = os.path.splitext(os.path.basename(path))[0]
     return name if name.isidentifier() and name not in sys.modules else _PROCESSOR_NAME
 
