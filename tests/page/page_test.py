@@ -18,10 +18,13 @@ TYKSIM = sys.argv.pop(1) if len(sys.argv) > 1 else "build/release/tools/tyksim"
 AXE = pathlib.Path(os.environ.get("TYK_AXE", "build/axe/node_modules/axe-core/axe.min.js"))
 MARKUP = "<img src=x onerror=document.title='hit'>"
 SCRIPT = "</script><script>document.title='hit'</script>"
-TABLE = """<tags>
-<tag id="4097" name="KELV_TAG_EXPOSURE_TIME" size="8" kind="fixed"><field name="ns" offset="0" type="u64"/></tag>
+TABLE = """<tags version="2">
+<enum name="Detector"><value name="FAST" number="0"/><value name="Very exact" number="1"/></enum>
+<tag id="4097" name="KELV_TAG_EXPOSURE_TIME" size="8" kind="fixed"><field name="ns" offset="0" type="u64" unit="ns"/></tag>
 <tag id="4100" name="KELV_TAG_WB_GAINS" size="16" kind="fixed">
-<field name="r" offset="0" type="f32"/><field name="gains" offset="0" type="f32" count="4"/></tag>
+<field name="r" offset="0" type="f32"/><field name="gains" offset="0" type="f32" count="4" unit="&lt;b>"/></tag>
+<tag id="4105" name="KELV_TAG_FACE_REGIONS" size="640" kind="fixed">
+<field name="detector" offset="4" type="i32" enum="Detector"/><field name="faces" offset="16" type="i32" dims="2x4"/></tag>
 <tag id="4106" name="KELV_TAG_GAMMA_CURVE" size="2048" kind="fixed">
 <field name="points" offset="0" type="u16" count="1024"/></tag>
 <tag id="12291" name="KELV_TAG_GYRO_SAMPLES" size="4096" kind="block">
@@ -110,8 +113,7 @@ class Page(unittest.TestCase):
         return self.run_script("return location.hash")
 
     def seen(self):
-        return self.run_script("return [...document.querySelectorAll('.cell')]"
-                               ".filter(c => !c.hidden).map(c => Number(c.id.slice(4)))")
+        return self.run_script("return state.seen.map(entry => Number(entry.label))")
 
     def tearDown(self):
         self.assertEqual(self.browser.complaints(), [])
@@ -167,7 +169,10 @@ class Page(unittest.TestCase):
                              ("exp_time>15000000 frame<9", [6, 7, 8]), ("no such thing", []),
                              ("exposure>1/66 frame<9", [6, 7, 8]), ("exposure>15ms frame<9", [6, 7, 8]),
                              ("camera=0 frame=2", [2]), ("gain>1000x", []), ("luma>255", []), ("clipped.low>50%", []),
-                             ("kelv_tag_wb_gains.r<1.76", [1])):
+                             ("kelv_tag_wb_gains.r<1.76", [1]), ("kelv_tag_wb_gains.gains[0]<1.76", [1]),
+                             ('kelv_tag_face_regions.detector="very exact" frame<4', [1, 2, 3]),
+                             ("kelv_tag_face_regions.detector=fast", [8]), ("kelv_tag_face_regions.faces[0][3]=140 frame<3", [1, 2]),
+                             ("kelv_tag_exposure_time.ns>1/66 frame<9", [6, 7, 8])):
             self.browser.keys("/", *text)
             self.assertEqual(self.seen(), frames, text)
             self.browser.keys("Escape", "Escape")
@@ -177,8 +182,8 @@ class Page(unittest.TestCase):
 
     def test_filter_names_what_is_unknown_and_keeps_the_place(self):
         self.open(self.page, "#pipe=1&task=1&frame=9")
-        self.browser.keys("/", *"frame<4 pnsr<3 zebra")
-        self.assertEqual(self.text("unknown"), "unknown: pnsr<3 zebra")
+        self.browser.keys("/", *"frame<4 pnsr<3 zebra constructor")
+        self.assertEqual(self.text("unknown"), "unknown: pnsr<3 zebra constructor")
         self.assertEqual(self.run_script("return document.getElementById('unknown').getAttribute('role')"), "status")
         self.browser.keys("Escape", "Escape", "/", *"frame<4")
         self.assertEqual(self.run_script("return state.entry.label"), "3")
@@ -189,27 +194,32 @@ class Page(unittest.TestCase):
         shown = json.loads(tyksim("show", self.tree, "--tags", self.tags, "--frames", 4, "--json"))
         self.open(self.page, "#pipe=1&task=1&frame=4")
         rows = """return [...document.querySelectorAll('#values tbody tr')].map(tr => [tr.className,
-            tr.cells[0].firstChild.data, tr.cells[2] ? tr.cells[2].title : '', tr.cells[2] ? tr.cells[2].firstChild.data : ''])"""
+            tr.cells[0].firstChild.data, ...(tr.cells[2] ? [tr.cells[2].title, tr.cells[2].firstChild.data,
+            tr.cells[2].querySelector('.quiet')?.textContent] : ['', '', null])])"""
         found, tag = {}, None
-        for kind, name, exact, text in self.run_script(rows):
+        for kind, name, exact, text, unit in self.run_script(rows):
             tag = name if kind == "head" else tag
-            found.setdefault(tag, {})[name] = exact, text
+            found.setdefault(tag, {})[name] = exact, text, unit
         self.assertEqual(sorted(found), sorted(p["tag"] for p in shown["parameters"]))
         fields = 0
         for parameter in shown["parameters"]:
             for name, value in parameter["fields"].items():
                 if name.endswith("_base64"):  # a text's bytes, for programs
                     continue
-                exact, text = found[parameter["tag"]][name]
+                exact, text, unit = found[parameter["tag"]][name]
                 fields += 1
-                if isinstance(value, list):
-                    self.assertEqual([float(v) for v in exact.split(" …")[0].split()], value[:16])
+                self.assertEqual((unit or "").strip(), parameter["units"].get(name, ""))
+                if isinstance(value, dict):
+                    self.assertEqual((exact, text), (str(value["number"]), f"{value['name']} ({value['number']})"))
+                elif isinstance(value, list):
+                    numbers = sum(value, []) if isinstance(value[0], list) else value
+                    self.assertEqual([float(v) for v in exact.split(" …")[0].split()], numbers[:16])
                 elif not isinstance(value, str):
                     self.assertEqual(float(exact), value)
                     self.assertAlmostEqual(float(text.replace(",", "")), value, delta=abs(value) * 1e-5)
-        self.assertEqual(fields, 5)
+        self.assertEqual(fields, 7)
         self.run_script("document.querySelectorAll('[role=tab]')[1].click()")
-        scene = [float(exact) for _, _, exact, _ in self.run_script(rows)]
+        scene = [float(exact) for _, _, exact, *_ in self.run_script(rows)]
         self.assertEqual(scene, [float(v) for v in shown["scene"].values()])
         facts = dict(self.run_script("return [...document.querySelectorAll('#facts tbody tr')].map(tr => "
                                      "[tr.cells[0].textContent, tr.cells[1].title])"))
@@ -262,7 +272,7 @@ class Page(unittest.TestCase):
             self.assertIn(plane, text)
             label = self.text(f"cell{frame}")
             if frame < 6:
-                self.assertRegex(label, "(error|warning): image-[a-z]+ in B, differs$")
+                self.assertRegex(label, "(error|warning): image-[a-z]+ in B, differs(⇤.*)?$")
                 self.assertIn(" in B", self.text("found"))
 
     def test_metrics_are_those_of_diff(self):
@@ -284,7 +294,7 @@ class Page(unittest.TestCase):
                 self.assertAlmostEqual(float(row["diff.mean" + end]), figures["mean"])
                 compared += 1
         self.assertGreaterEqual(compared, 9)
-        self.assertEqual(self.run_script("return document.querySelectorAll('#frames tbody tr').length"), 12)
+        self.assertEqual(self.run_script("return table.list.items.length"), 12)
 
     def test_the_worst_frame(self):
         page = self.against()
@@ -337,7 +347,7 @@ class Page(unittest.TestCase):
         self.browser.keys(",", "0")
         self.assertEqual(self.place(), base + "&full=1")
         self.until("view.a && view.a.frame === state.entry.a")
-        sides = "return [modeNow(), document.getElementById('sides').textContent]"
+        sides = "return [modeNow(), document.getElementById('side').textContent]"
         self.browser.hold("b", True)
         self.assertEqual(self.run_script(sides)[0], "b")
         self.browser.hold("b", False)
@@ -358,6 +368,19 @@ class Page(unittest.TestCase):
         self.until("view.b && view.b.width === 240")
         self.assertEqual(self.run_script("return [modeNow(), document.getElementById('mode-difference').disabled]"), ["two", True])
         self.assertIn("B 240 × 320", self.text("sizes"))
+
+    def test_keys_where_an_image_is_missing(self):
+        page = self.against()
+        for mode in "b", "two", "split", "difference":
+            with self.subTest(mode):
+                self.open(page, f"#pipe=1&task=1&frame=3&mode={mode}&full=1&clip=1")
+                for _ in range(3, 7):
+                    self.browser.hold("b", True)
+                    self.browser.keys("1", "p", "Right", "Enter", ".", "Right", "e")
+                    self.browser.hold("b", False)
+                    self.browser.keys("-", "0", "g", "Escape", "Escape", "Escape", "z")
+                    self.assertEqual(self.browser.complaints(), [])
+                    self.assertNotEqual(self.run_script("return document.activeElement.tagName"), "BODY")
 
     def decoded(self, path, width, height, order="vu"):
         """The samples of an image file: a function of plane and pixel."""
@@ -446,6 +469,9 @@ class Page(unittest.TestCase):
         self.assertAlmostEqual(found[0]["mean"], statistics.fmean(data))
 
     def test_a_page_keeps_to_its_size(self):
+        tree = self.folder / "wide"
+        tyksim("record", tree, "--frames", 12, "--size", "2400x1800")
+        self.assertLess(self.sheet(tree, "wide.html", "--size", 1).stat().st_size, 1_000_000)
         tree = self.folder / "many"
         tyksim("record", tree, "--frames", 400, "--size", "64x48")
         page = self.folder / "many.html"
@@ -454,8 +480,25 @@ class Page(unittest.TestCase):
         self.assertLess(page.stat().st_size, 1_000_000)
         self.open(page, "#table=1")
         self.assertIn("with a picture", self.text("count"))
-        self.assertEqual(self.run_script("return document.querySelectorAll('#frames tbody tr').length"), 400)
-        self.assertLess(self.run_script("return [...document.querySelectorAll('.cell img')].length"), 400)
+        self.assertEqual(self.run_script("return table.list.items.length"), 400)
+        shown = "return [document.querySelectorAll(arguments[0]).length, document.activeElement.textContent.slice(0, 3)]"
+        for kind, elements in ("row", "#frames tbody tr"), ("cell", ".cell"):
+            with self.subTest(kind):
+                # What is out of view has no elements, what is gone to has, and on paper all have.
+                self.browser.keys("Home")
+                self.assertLess(self.run_script(shown, elements)[0], 200)
+                self.browser.keys("End", "Up", "Down")
+                self.assertEqual(self.run_script("return state.entry.label"), "400")
+                self.assertTrue(self.run_script("return (table.list || strip).elements.get(state.entry).isConnected"))
+                if kind == "row":
+                    self.assertEqual(self.run_script(shown, elements)[1], "400")
+                    self.run_script("tableScroller().scrollTop = 0")
+                    self.until("!document.querySelector('#frames tr.selected')")
+                    self.assertNotEqual(self.run_script("return document.activeElement.tagName"), "BODY")
+                self.run_script("dispatchEvent(new Event('beforeprint'))")
+                self.assertGreaterEqual(self.run_script(shown, elements)[0], 400)
+                self.run_script("dispatchEvent(new Event('afterprint'))")
+                self.browser.keys("t")
 
     def test_lanes_and_captions(self):
         self.open(self.page, "#pipe=1&task=1&frame=4&lanes=luma,kelv_tag_wb_gains.r")

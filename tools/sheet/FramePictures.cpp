@@ -124,9 +124,14 @@ PixelArea FramePictureMaker::windowOf(PictureFile& a, PictureFile* b, bool whole
     return windows_.place(a, b, plan_.sizes.windowSide);
 }
 
-std::optional<MeasuredPicture> FramePictureMaker::measure(const FrameImage& image) {
+std::optional<MeasuredPicture> FramePictureMaker::measure(const FrameImage& image,
+                                                          const FrameImage* other) {
     try {
         PictureFile file(image.path, image.layout);
+        std::optional<PictureFile> second;
+        if (isOpen(other) && sameSize(image.layout, other->layout)) {
+            second.emplace(other->path, other->layout);
+        }
         file.requireSamples();
         MeasuredPicture result;
         const int widest = MeasuredPicture::kWidths.back();
@@ -137,7 +142,8 @@ std::optional<MeasuredPicture> FramePictureMaker::measure(const FrameImage& imag
             result.jpegs[i].width = picture.width();
             result.jpegs[i].bytes = static_cast<double>(jpeg(picture).size());
         }
-        const PixelArea area = windows_.place(file, nullptr, MeasuredPicture::kWindowSide);
+        const PixelArea area =
+            windows_.place(file, second ? &*second : nullptr, MeasuredPicture::kWindowSide);
         result.windowArea = static_cast<double>(area.width) * area.height;
         result.pixels = static_cast<double>(image.layout.width) * image.layout.height;
         result.windowBytes = static_cast<double>(base64(windows_.png(file, area)).size());

@@ -78,8 +78,9 @@ public:
     /// window is the whole image. A file that cannot be read has no window.
     void addWindows(FrameImage& a, FrameImage* b, bool whole);
 
-    /// The sizes of the image's pictures on a page; none if the image cannot be read.
-    std::optional<MeasuredPicture> measure(const FrameImage& image);
+    /// The sizes of the image's pictures on a page, with a window where it differs most from
+    /// `other`, which may be null; none if the image cannot be read.
+    std::optional<MeasuredPicture> measure(const FrameImage& image, const FrameImage* other);
 
 private:
     void draw(const ReducedPicture& reduced, FramePicture& result);

@@ -2,8 +2,8 @@
 # source to the tool's library; as a script (cmake -D OUT=FILE -P Page.cmake) it writes the source.
 set(page_parts page.html page.css)
 # The script's parts; each comes after those that it needs at the start.
-foreach(part dom data format values state filter raster difference viewer pointer histogram strip plots
-        table detail address keys main)
+foreach(part dom data format values state filter raster difference viewer pointer histogram rolling
+        strip plots table detail address keys main)
     list(APPEND page_parts ${part}.js)
 endforeach()
 list(TRANSFORM page_parts PREPEND ${CMAKE_CURRENT_LIST_DIR}/page/)

@@ -1,5 +1,7 @@
 #include "tools/sheet/PagePlan.h"
 
+#include "tools/sheet/Page.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -9,11 +11,15 @@ namespace tyksim {
 
 namespace {
 
-constexpr double kPageItself = 150'000;
 // Leaves room because pictures that were not measured may be larger.
 constexpr double kShareOfBytes = 0.92;
 // Many pictures are reduced by whole numbers, which leaves them sharper than those measured.
 constexpr double kShareOfBytesOfMany = 0.74;
+
+// Pictures have at least this share, even if many values fill the page.
+constexpr double kLeastShare = 0.1;
+
+constexpr double kSteepnessBeyond = 1.5;
 
 constexpr int kMostThumb = 256;
 constexpr int kLeastThumb = 96;  ///< smaller pictures show nothing
@@ -48,11 +54,12 @@ public:
         if (mean.windowArea > 0) perPixel_ = mean.windowBytes / mean.windowArea;
     }
 
-    /// Between measured widths the bytes grow with a power of the width. No JPEG is wider than the
-    /// image.
+    /// Between measured widths the bytes grow with a power of the width, beyond them with at least
+    /// kSteepnessBeyond. No JPEG is wider than the image.
     double jpeg(double width) const {
         const Jpeg& widest = jpegs_.back();
-        if (width >= widest.width && widest.width < MeasuredPicture::kWidths.back()) {
+        // A mean width is not exact.
+        if (width >= widest.width && widest.width < MeasuredPicture::kWidths.back() - 0.5) {
             return widest.bytes;
         }
         size_t next = 1;
@@ -61,6 +68,9 @@ public:
         const Jpeg& to = jpegs_[next];
         if (to.width <= from.width) return from.bytes;
         const double exponent = std::log(to.bytes / from.bytes) / std::log(to.width / from.width);
+        if (width > to.width) {
+            return to.bytes * std::pow(width / to.width, std::max(kSteepnessBeyond, exponent));
+        }
         return from.bytes * std::pow(width / from.width, exponent);
     }
 
@@ -106,19 +116,16 @@ PictureSizes planSizes(const PageNeeds& needs) {
     const Costs costs(needs.measured);
     PictureSizes sizes;
     const double share = needs.pictures > kMostWindows ? kShareOfBytesOfMany : kShareOfBytes;
-    double left = static_cast<double>(needs.bytes) * share - kPageItself -
+    const size_t pageItself = kPageStart.size() + kPageMiddle.size() + kPageEnd.size();
+    double left = static_cast<double>(needs.bytes) * share - static_cast<double>(pageItself) -
                   needs.rowBytes * static_cast<double>(needs.frames);
-    left = std::max(0.0, left);
+    left = std::max(kLeastShare * static_cast<double>(needs.bytes), left);
     const auto pictures = static_cast<double>(std::max<size_t>(1, needs.pictures));
     double each = left / pictures - kHistogramBytes;
     if (needs.thumbWidth > 0) {
         sizes.thumbWidth = needs.thumbWidth;
     } else {
         const double least = costs.jpeg(kLeastThumb) + kHistogramBytes;
-        if (left < least) {
-            sizes.thumbWidth = 0;
-            return sizes;
-        }
         if (left < least * pictures) {
             sizes.every = static_cast<uint32_t>(std::ceil(least * pictures / left));
             each = left * sizes.every / pictures - kHistogramBytes;

@@ -11,7 +11,7 @@ namespace tyksim {
 
 /// The sizes of an image's pictures on the page.
 struct PictureSizes {
-    int thumbWidth = 256;  ///< 0: no picture fits
+    int thumbWidth = 256;
     int largeWidth = 0;    ///< 0: no larger picture
     int windowSide = 0;    ///< of the part without loss, pixels; 0: no such part
     uint32_t every = 1;    ///< N: only every Nth frame has pictures

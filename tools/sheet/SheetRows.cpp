@@ -91,14 +91,20 @@ Json metricsOf(const SheetPair& pair) {
     return Json::array({planesOf(same), mine.picture.lacking > 0 ? Json(kBothCut) : Json()});
 }
 
+/// [name, unit, names, dimensions] of a field, see page/data.js.
+Json fieldOf(const tyktags::TagField& field) {
+    return Json::array({tyktree::escaped(field.name), tyktree::escaped(field.unit), namesOf(field),
+                        field.shape()});
+}
+
 /// [what, how, planes, values, more], see page/data.js.
 Json entryOf(const DifferenceText& text) {
     Json values = Json::array();
     const size_t count = text.values ? text.values->size() : 0;
     for (size_t i = 0; i < std::min(count, kShownValues); ++i) {
         const ValueDifference& value = (*text.values)[i];
-        values.push_back(
-            Json::array({tyktree::escaped(value.name), valueText(value.a), valueText(value.b)}));
+        values.push_back(Json::array({tyktree::escaped(value.name), valueText(value.a),
+                                      valueText(value.b), tyktree::escaped(value.unit)}));
     }
     const size_t more = count - values.size();
     return Json::array({text.what, text.how, text.planes ? planesOf(*text.planes) : Json(),
@@ -116,6 +122,16 @@ Json entriesOf(const FrameDifference& difference) {
 
 }  // namespace
 
+Json namesOf(const tyktags::TagField& field) {
+    if (!field.enumeration) return nullptr;
+    Json names = Json::object();
+    for (const tyktags::EnumValue& value : field.enumeration->values()) {
+        // Of several names, toText() of a number takes the first too.
+        names.emplace(toText(value.number), tyktree::escaped(value.name));
+    }
+    return names;
+}
+
 size_t SheetTags::numberOf(const SheetParameter& parameter) {
     const Key key(parameter.tag, parameter.camera, parameter.pipe, parameter.dumpType);
     return numbers_.emplace(key, numbers_.size()).first->second;
@@ -128,7 +144,7 @@ Json SheetTags::table(const tyktree::TagCatalog& catalog) const {
         const tyktags::TagEntry* const known = catalog.byName(name);
         Json fields = Json::array();
         if (known) {
-            for (const tyktags::TagField& field : known->fields) fields.push_back(field.name);
+            for (const tyktags::TagField& field : known->fields) fields.push_back(fieldOf(field));
         }
         tags[number] = {{"name", tyktree::escaped(name)},
                         {"id", known ? Json(known->id) : Json()},

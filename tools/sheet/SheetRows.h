@@ -48,6 +48,9 @@ private:
     Json sceneBefore_;
 };
 
+/// The names of the numbers of a field's enum, by their decimal text; null without an enum.
+Json namesOf(const tyktags::TagField& field);
+
 /// The differences of a pair's frames, for the page; null if one frame is missing.
 Json differencesOf(const SheetPair& pair);
 

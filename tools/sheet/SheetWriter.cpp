@@ -21,18 +21,24 @@ struct KnownPlot {
 };
 constexpr KnownPlot kKnownPlots[] = {
     {"threeA_info/ae_info/exp_time", "exposure", "ns"},
-    {"threeA_info/ae_info/total_gain", "gain", "gain"},
+    {"threeA_info/ae_info/total_gain", "gain", "1/1024"},
     {"threeA_info/ae_info/cur_ev", "EV", "EV"},
 };
 
 Json plotJson(const tyktree::ValueName& name) {
     for (const KnownPlot& known : kKnownPlots) {
         if (name.scene && known.path == name.scene->path) {
-            return {{"name", name.name}, {"label", known.label}, {"unit", known.unit}};
+            return {{"name", name.name},
+                    {"label", known.label},
+                    {"unit", known.unit},
+                    {"names", nullptr}};
         }
     }
     const std::string shown = tyktree::escaped(name.name);
-    return {{"name", shown}, {"label", shown}, {"unit", ""}};
+    return {{"name", shown},
+            {"label", shown},
+            {"unit", name.field ? tyktree::escaped(name.field->unit) : ""},
+            {"names", name.field ? namesOf(*name.field) : Json()}};
 }
 
 std::string recordedAt(const tyktree::TaskEntry& task) {
@@ -45,7 +51,7 @@ std::string recordedAt(const tyktree::TaskEntry& task) {
 /// The making of pictures, and the options with which other verbs read images in the same way.
 Json pictureJson(const PicturePlan& plan) {
     const ColourRule& rule = plan.assumed.rule;
-    return {{"every", plan.sizes.thumbWidth > 0 ? plan.sizes.every : 0},
+    return {{"every", plan.sizes.every},
             {"sampled", plan.effort == Effort::kQuick},
             {"bt709", rule.matrix == ColourMatrix::kBt709},
             {"limited", rule.range == SampleRange::kLimited},

@@ -202,26 +202,48 @@ private:
         plan_.effort = needs.pictures > kMostWithEffort ? Effort::kQuick : Effort::kFull;
     }
 
+    /// Looks up on some frames how large rows and pictures become.
     void measure(PageNeeds& needs) {
         SheetFrameReader reader(table(), plots_, plan_);
-        SheetTags tags;
-        SheetRows rows(tags);
         const size_t count = std::min(pairs_.size(), kMeasured);
         size_t bytes = 0;
         for (size_t i = 0; i < count; ++i) {
-            const FramePair& pair = pairs_[i * pairs_.size() / count].frames;
-            for (const auto& frame : {pair.a, pair.b}) {
-                if (!frame) continue;
-                const SheetFrame values = reader.readValues(*frame);
-                for (const std::string& line : values.problems) say(line);
-                bytes += elementText(rows.row(values)).size();
-                if (values.image.path.empty()) continue;
-                if (const auto cost = reader.pictures().measure(values.image)) {
+            const size_t at = i * pairs_.size() / count;
+            SheetTags tags;
+            SheetRows mine(tags);
+            SheetRows other(tags);
+            // A row is written without what the row before has.
+            if (at > 0) rowBytes(readValues(pairs_[at - 1].frames, reader), mine, other);
+            const SheetPair pair = readValues(pairs_[at].frames, reader);
+            bytes += rowBytes(pair, mine, other);
+            for (const auto& [frame, beside] :
+                 {std::pair(&pair.mine, &pair.other), std::pair(&pair.other, &pair.mine)}) {
+                if (!*frame || (*frame)->image.path.empty()) continue;
+                if (const auto cost = reader.pictures().measure(
+                        (*frame)->image, *beside ? &(*beside)->image : nullptr)) {
                     needs.measured.push_back(*cost);
                 }
             }
         }
         if (count > 0) needs.rowBytes = static_cast<double>(bytes) / static_cast<double>(count);
+    }
+
+    SheetPair readValues(const FramePair& refs, SheetFrameReader& reader) {
+        SheetPair pair;
+        if (refs.a) pair.mine = reader.readValues(*refs.a);
+        if (refs.b) pair.other = reader.readValues(*refs.b);
+        for (const auto* frame : {&pair.mine, &pair.other}) {
+            if (!*frame) continue;
+            for (const std::string& line : (*frame)->problems) say(line);
+        }
+        return pair;
+    }
+
+    static size_t rowBytes(const SheetPair& pair, SheetRows& mine, SheetRows& other) {
+        size_t bytes = 0;
+        if (pair.mine) bytes += elementText(mine.row(*pair.mine)).size();
+        if (pair.other) bytes += elementText(other.row(*pair.other)).size();
+        return bytes;
     }
 
     std::vector<tyktree::ValueName> plots() const {
@@ -238,8 +260,7 @@ private:
                                FrameComparer(everything_, table())};
             },
             [&](Readers& readers, SheetPair& pair, size_t index) {
-                const uint32_t every = plan_.sizes.thumbWidth > 0 ? plan_.sizes.every : 0;
-                pair = readPair(pairs_[index].frames, every > 0 && index % every == 0, readers);
+                pair = readPair(pairs_[index].frames, index % plan_.sizes.every == 0, readers);
             },
             [&](const SheetPair& pair, size_t index) {
                 reportUnread(pair);
@@ -297,11 +318,7 @@ private:
     /// Reports missing pictures, and a page that exceeds its limit.
     void sayWhatIsLess(uint64_t bytes) const {
         const PictureSizes& sizes = plan_.sizes;
-        if (sizes.thumbWidth == 0) {
-            printNote(
-                "the values alone fill the page: no frame has a picture; --size, --every or "
-                "--frames make room");
-        } else if (sizes.every > 1) {
+        if (sizes.every > 1) {
             printNote(
                 fmt::format("every {}th frame has a picture, and all have their values; --size, "
                             "--every or --frames make room",

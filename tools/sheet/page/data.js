@@ -5,13 +5,15 @@
 //   tree, against   what was named on the command line; against is null without a second tree
 //   onlyOther       number of frames that only the second tree has
 //   every           N: only every Nth frame of a task is here
-//   pictures        {every, sampled, bt709, limited, nv12, stride}: every Nth frame has its pictures
-//                   (0: none has); whether figures are of some rows only; how images are stored
+//   pictures        {every, sampled, bt709, limited, nv12, stride}: every Nth frame has its pictures;
+//                   whether figures are of some rows only; how images are stored
 //   scene           names of the scene record's fields
-//   plots           [{name, label, unit}]: the plotted values, in order; unit "ns", "gain", "EV" or ""
+//   plots           [{name, label, unit, names}]: the plotted values, in order; unit is "" if there is none,
+//                   names as for fields
 //   tasks           [{pipe, task, path, otherPath, recorded, frames, rows: [ENTRY...]}]: `otherPath` is the
 //                   second tree's folder, null where there is none
-//   tags            [{name, id, pipe, camera, kind, fields: [name...]}]; rows refer to it by index
+//   tags            [{name, id, pipe, camera, kind, fields: [[name, unit, names, dimensions]...]}]; rows refer
+//                   to it by index; names are those of an enum by their numbers, or null
 //   findings        [{other, at, frame, rule, severity, path, expected, found, reason, hint}]; `other` is
 //                   true for the second tree; `at` is an index into tasks, null for the tree; `frame` is
 //                   null for the task
@@ -38,7 +40,7 @@
 // `planes` is null if nothing was compared; else it has [psnr, largest, mean, pixels] for each of y, u and v,
 // or null for a plane that was not compared. psnr is null for equal planes. `problem` is the reason why the
 // images were not compared as a whole. Each difference is an array in the words of `tyksim diff`: [what, how,
-// planes, values, more]. `values` are [name, value in A, value in B]; `more` counts those that are left out.
+// planes, values, more]. `values` are [name, value in A, value in B, unit]; `more` counts those that are left out.
 //
 // Element "pictures" holds a line for each row, with a second tree two lines: "THUMBNAIL LARGE
 // HISTOGRAMS WINDOW" in Base64, "-" for what is missing. The first two are JPEG files. Histograms are 256
@@ -133,6 +135,9 @@ function entryOf(a, b, differences, index) {
 
 /// Returns the document with entries as objects in tasks[].frames, which replace tasks[].rows.
 function readDocument(data) {
+  for (const tag of data.tags) {
+    tag.fields = tag.fields.map(([name, unit, names, dimensions]) => ({name, unit, names, dimensions}));
+  }
   let line = 0;
   for (const task of data.tasks) {
     task.count = task.frames;
@@ -146,7 +151,7 @@ function readDocument(data) {
     });
     task.byLabel = new Map(task.frames.map(entry => [entry.label, entry]));
     task.byOther = new Map(task.frames.filter(entry => entry.b).map(entry => [entry.b.frame, entry]));
-    markTimes(task.frames);
+    task.gaps = markTimes(task.frames);
     delete task.rows;
   }
   data.general = [];
@@ -159,7 +164,8 @@ function readDocument(data) {
 }
 
 /// Sets of each entry `at`, its time in milliseconds since the first one; `interval` and `sofs`, the distance
-/// to the entry before; `lost` and `pause`, non-zero if that distance is unusually large.
+/// to the entry before; `lost` and `pause`, non-zero if that distance is unusually large. Returns
+/// whether any is.
 function markTimes(entries) {
   let before = null;
   let days = 0;
@@ -182,4 +188,5 @@ function markTimes(entries) {
     entry.lost = entry.sofs > sofs ? Math.round(entry.sofs / sofs) - 1 : 0;
     entry.pause = entry.interval > Math.max(1.75 * interval, interval + 10) ? entry.interval : 0;
   }
+  return entries.some(entry => entry.lost || entry.pause);
 }

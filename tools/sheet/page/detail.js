@@ -44,7 +44,7 @@ function showDetail() {
 function lookText(entry) {
   if (entry.metrics?.problem) return shown(entry.metrics.problem);
   const luma = compared(entry, 0);
-  return luma ? (luma[0] === null ? 'equal' : `PSNR ${withUnit(luma[0], 'dB')}`) : sideOf(entry)[1];
+  return luma ? (luma[0] === null ? 'equal' : `PSNR ${withUnit(luma[0], PSNR)}`) : sideOf(entry)[1];
 }
 
 // ---- Facts
@@ -57,18 +57,18 @@ function factRows(entry) {
     {name: 'frame', of: frame => frame.frame, id: true}, {name: 'request', of: frame => frame.request ?? '–', id: true}, {name: 'sof', of: frame => frame.sof ?? '–', id: true},
     {name: 'camera', of: frame => frame.camera ?? '–', id: true}, {name: 'time', of: frame => shown(frame.time)},
     {name: 'size', of: size}, {name: 'files', of: frame => frame.files}, {name: 'bytes', of: frame => frame.bytes, format: withBytes},
-    ...data.plots.map((plot, i) => ({name: shown(plot.label), of: frame => frame.plots[i], unit: plot.unit})),
-    {name: 'luma', of: plane(0, 'mean'), unit: 'level'}, {name: 'luma range', of: luma}, {name: 'luma at 0', of: plane(0, 'at0'), unit: '%'},
-    {name: 'luma at 255', of: plane(0, 'at255'), unit: '%'}, {name: 'mean U', of: plane(1, 'mean'), unit: 'level'}, {name: 'mean V', of: plane(2, 'mean'), unit: 'level'},
+    ...data.plots.map((plot, i) => ({name: shown(plot.label), of: frame => frame.plots[i], unit: plot.unit, names: plot.names})),
+    {name: 'luma', of: plane(0, 'mean'), unit: LEVEL}, {name: 'luma range', of: luma}, {name: 'luma at 0', of: plane(0, 'at0'), unit: SHARE},
+    {name: 'luma at 255', of: plane(0, 'at255'), unit: SHARE}, {name: 'mean U', of: plane(1, 'mean'), unit: LEVEL}, {name: 'mean V', of: plane(2, 'mean'), unit: LEVEL},
     {name: 'missing', of: frame => frame.image?.lacking || null, format: withBytes}, {name: 'folder', of: frame => shown(frame.name)}];
 }
 
 const textOf = (row, value) => value === null || value === undefined ? '–'
-  : row.format ? row.format(value) : row.unit ? withUnit(value, row.unit) : figure(value);
+  : row.format ? row.format(value) : withUnit(value, row.unit, row.names);
 
 /// The step of a fact from A to B, as text. Ids have no step.
 function factStep(row, a, b) {
-  if (row.id) return '';
+  if (row.id || row.names) return '';
   if (!row.format) return stepText(a, b, row.unit);
   const step = number(b) - number(a);
   return step ? (step > 0 ? '+' : '−') + row.format(Math.abs(step)) : '';
@@ -137,12 +137,15 @@ function showValues() {
     make('tbody', {}, ...body)));
 }
 
-const rowText = (row, value) => value === undefined || value === null ? '–' : row.bytes ? withBytes(value) : listed(value);
+const rowText = (row, value) => value === undefined || value === null ? '–' : row.bytes ? withBytes(value)
+  : listed(value, element => named(element, row.names) || figure(element), row.field?.dimensions);
 
 function valueCell(row, value) {
   const cell = make('td', {textContent: rowText(row, value), className: rowText(row, value).includes('\n') ? 'matrix' : ''});
   cell.title = value === undefined || value === null ? '' : exact(value);
-  if (row.unit && value !== undefined && value !== null) cell.append(make('span', {className: 'unit', textContent: withUnit(value, row.unit)}));
+  if (!row.unit || value === undefined || value === null) return cell;
+  if (row.unit !== '1/1024' && row.field) cell.append(make('span', {className: 'quiet', textContent: ' ' + shown(row.unit)}));
+  if ((SCALED.includes(row.unit) || !row.field) && !Number.isNaN(number(value))) cell.append(make('span', {className: 'unit', textContent: withUnit(value, row.unit)}));
   return cell;
 }
 
@@ -178,7 +181,7 @@ function valueRow(row) {
 /// The step between the two trees' values, as text. Lists that differ have the sign alone.
 function stepOf(row) {
   if (row.a === undefined || row.b === undefined || row.a === null || row.b === null) return '';
-  if (Array.isArray(row.a) || Array.isArray(row.b)) return JSON.stringify(row.a) === JSON.stringify(row.b) ? '' : '≠';
+  if (Array.isArray(row.a) || Array.isArray(row.b) || row.names) return JSON.stringify(row.a) === JSON.stringify(row.b) ? '' : '≠';
   const step = stepText(row.a, row.b, row.unit);
   return step === '0' ? '' : step || (row.a === row.b ? '' : '≠');
 }
@@ -191,8 +194,8 @@ function showDifferences(entry) {
   const rows = found.flatMap(([what, how, , values, more]) => [
     ...(how || values.length ? [make('tr', {className: 'head'}, make('th', {scope: 'row', colSpan: 4}, shown(what),
       make('small', {className: 'how', textContent: shown(how)})))] : []),
-    ...values.map(([name, mine, theirs]) => make('tr', {className: 'field'}, make('th', {scope: 'row', textContent: shown(name), title: shown(name)}),
-      ...[mine, theirs].map(value => make('td', {textContent: shown(value) || '–'})), make('td', {className: 'step', textContent: stepText(mine, theirs, '')}))),
+    ...values.map(([name, mine, theirs, unit]) => make('tr', {className: 'field'}, make('th', {scope: 'row', textContent: shown(name), title: shown(name)}),
+      ...[mine, theirs].map(value => make('td', {}, shown(value) || '–', unit && value ? make('span', {className: 'quiet', textContent: ' ' + shown(unit)}) : '')), make('td', {className: 'step', textContent: stepText(mine, theirs, unit)}))),
     ...(more ? [make('tr', {className: 'field'}, make('td', {className: 'quiet', colSpan: 4, textContent: `and ${more} more`}))] : [])]);
   if (rows.length) {
     parts.push(make('table', {className: 'differing'}, make('caption', {className: 'unseen', textContent: 'What differs'}), make('thead', {}, make('tr', {}, ...['name', 'A', 'B', 'B − A'].map(textContent =>

@@ -19,25 +19,50 @@ function figure(value) {
 
 const rounded = (value, digits) => grouped(String(Number(value.toPrecision(digits))));
 
-/// A value with the unit that people use.
-function withUnit(value, unit) {
+// Units of the page's own figures. They are no texts, so that a tag table's unit is not taken for one.
+const PSNR = Symbol('dB');
+const SHARE = Symbol('share');
+const LEVEL = Symbol('level');
+
+/// Nanoseconds as people say them: the exposure of a camera as a fraction, what is shorter as it is.
+function timeText(n) {
+  const s = n / 1e9;
+  if (n === 0) return '0 s';
+  if (s < 1e-5) return figure(n) + ' ns';
+  if (s >= 0.3) return (s < 1000 ? rounded(s, 3) : figure(s)) + ' s';
+  return `1/${s < 0.1 ? Math.round(1 / s) : rounded(1 / s, 2)} s`;
+}
+
+/// How people read numbers of a unit; those of other units are followed by it.
+const UNITS = new Map([
+  ['ns', timeText],
+  ['1/1024', n => grouped((n / 1024).toFixed(Math.abs(n) < 102400 ? 2 : 0)) + ' ×'],
+  ['EV', n => (n > 0 ? '+' : n < 0 ? '−' : '') + Math.abs(n).toFixed(2) + ' EV'],
+  [PSNR, n => n.toFixed(2) + ' dB'],
+  [SHARE, n => (n * 100).toFixed(n !== 0 && n < 0.001 ? 3 : 1) + ' %'],
+  [LEVEL, n => rounded(n, 4)]]);
+
+/// Units in which people read another number than the one that is stored.
+const SCALED = ['ns', '1/1024'];
+
+/// A number of an enum with its name.
+const named = (value, names) => names && Object.hasOwn(names, String(value)) ? `${shown(names[value])} (${value})` : '';
+
+/// A value with the unit that people use; `names` are those of its numbers.
+function withUnit(value, unit, names) {
   if (value === null || value === undefined) return '–';
+  const name = named(value, names);
+  if (name) return name;
   const n = number(value);
   if (Number.isNaN(n)) return typeof value === 'number' ? '–' : shown(value);
-  if (n === Infinity) return unit === 'dB' ? 'equal' : '∞';
-  if (n === -Infinity) return '–∞';
-  if (unit === 'ns') {
-    if (n <= 0) return n + ' s';
-    const s = n / 1e9;
-    return s >= 0.3 ? rounded(s, 3) + ' s' : `1/${s < 0.1 ? Math.round(1 / s) : rounded(1 / s, 2)} s`;
-  }
-  if (unit === 'gain') return grouped((n / 1024).toFixed(n < 102400 ? 2 : 0)) + ' ×';
-  if (unit === 'EV') return (n > 0 ? '+' : n < 0 ? '−' : '') + Math.abs(n).toFixed(2) + ' EV';
-  if (unit === 'dB') return n.toFixed(2) + ' dB';
-  if (unit === '%') return (n * 100).toFixed(n !== 0 && n < 0.001 ? 3 : 1) + ' %';
-  if (unit === 'level') return rounded(n, 4);
-  return figure(value);
+  if (n === Infinity) return unit === PSNR ? 'equal' : '∞';
+  if (n === -Infinity) return '−∞';
+  const read = UNITS.get(unit);
+  return read ? read(n) : figure(value) + (unit ? ' ' + shown(unit) : '');
 }
+
+/// A value of a measure, as people read it.
+const reading = (measure, value) => withUnit(value, measure.unit, measure.names);
 
 /// The step from one value to another: "+12 (+5 %)", without the share if `brief`; "0" for equal values and
 /// "" if one is not a number. Steps of exposure and gain are in stops.
@@ -48,13 +73,13 @@ function stepText(from, to, unit, brief) {
   const step = b - a;
   const sign = step > 0 ? '+' : '−';
   const size = Math.abs(step);
-  if ((unit === 'ns' || unit === 'gain') && a > 0 && b > 0) {
+  if (SCALED.includes(unit) && a > 0 && b > 0) {
     const stops = Math.log2(b / a);
     return `${stops > 0 ? '+' : '−'}${Math.abs(stops).toFixed(2)} stops`;
   }
-  if (unit === 'EV' || unit === 'dB' || unit === '%') return sign + withUnit(size, unit).replace(/^[+−]/, '');
+  if (['EV', PSNR, SHARE].includes(unit)) return sign + withUnit(size, unit).replace(/^[+−]/, '');
   const share = a !== 0 && !brief ? ` (${sign}${rounded(100 * size / Math.abs(a), 2)} %)` : '';
-  return sign + figure(Number(size.toPrecision(unit === 'level' ? 3 : 6))) + share;
+  return sign + figure(Number(size.toPrecision(unit === LEVEL ? 3 : 6))) + share;
 }
 
 function withBytes(bytes) {

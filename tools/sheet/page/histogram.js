@@ -26,7 +26,7 @@ function histogramOf(plane, a, b, frames) {
   const clips = frames.map((frame, i) => {
     const {mean, at0, at255} = frame?.image?.planes[plane] || {};
     if (mean === undefined) return '';
-    return `${data.against === null ? '' : 'AB'[i] + ': '}mean ${rounded(mean, 4)}, 0: ${withUnit(at0, '%')}, 255: ${withUnit(at255, '%')}`;
+    return `${data.against === null ? '' : 'AB'[i] + ': '}mean ${rounded(mean, 4)}, 0: ${withUnit(at0, SHARE)}, 255: ${withUnit(at255, SHARE)}`;
   }).filter(Boolean);
   return make('div', {className: 'plane'}, make('b', {textContent: PLANES[plane]}), svg,
     make('div', {className: 'clips'}, ...clips.map(textContent => make('span', {textContent}))));

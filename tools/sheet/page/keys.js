@@ -1,6 +1,6 @@
 // The keys and their actions.
 
-const pointing = () => pointer.byKeys && document.activeElement === $('screen');
+const pointing = () => pointer.byKeys && Boolean(imageSize()) && document.activeElement === $('screen');
 const inTable = () => !$('table').hidden && $('table').contains(document.activeElement);
 const STEP = 80;  // pixels of the screen
 
@@ -13,10 +13,12 @@ function arrow(x, y, event) {
   step(x + y * columnsOf());
 }
 
-const columnsOf = () => view.full ? 1 : getComputedStyle($('strip')).gridTemplateColumns.split(' ').length;
+const columnsOf = () => view.full ? 1 : strip.columns;
+
+const toEnd = by => inTable() ? stepTable(by) : step(by);
 
 function scrollTable(x) {
-  $('table').querySelector('.scroll').scrollLeft += x * STEP;
+  tableScroller().scrollLeft += x * STEP;
 }
 
 const compare = action => () => {
@@ -30,7 +32,7 @@ const KEYS = [
     ArrowLeft: event => arrow(-1, 0, event), ArrowRight: event => arrow(1, 0, event),
     ArrowUp: event => arrow(0, -1, event), ArrowDown: event => arrow(0, 1, event)}],
   [', .', 'frame before, next frame, in every view', {',': () => step(-1), '.': () => step(1)}],
-  ['Home End', 'first, last frame', {Home: () => step(-Infinity), End: () => step(Infinity)}],
+  ['Home End', 'first, last frame', {Home: () => toEnd(-Infinity), End: () => toEnd(Infinity)}],
   ['w W', 'worst frame, next worst frame, by the PSNR of luma', {w: () => stepWorst(0), W: () => stepWorst(1)}],
   ['f', 'next finding', {f: nextFinding}],
   ['z', 'picture in the full window, and back', {z: () => setFull(!view.full)}],
@@ -68,6 +70,7 @@ function enter(event) {
   if (pointing()) return setCorner();
   const row = event.target.closest?.('tr');
   if (row?.onactivate) return row.onactivate();
+  if (inTable()) return openEntry(state.entry);
   openDetail();
   $('frame').focus();
 }

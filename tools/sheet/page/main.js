@@ -8,18 +8,17 @@ function select(entry, loud) {
 
 /// Goes to a frame. `loud` announces it even if the strip has the focus.
 function show(entry, loud) {
-  cells.get(state.entry)?.setAttribute('aria-selected', 'false');
+  strip.elements.get(state.entry)?.setAttribute('aria-selected', 'false');
   state.entry = entry;
-  const cell = cells.get(entry);
+  const cell = bringToView();
   if (cell) {
     cell.setAttribute('aria-selected', 'true');
     $('strip').setAttribute('aria-activedescendant', cell.id);
-    cell.scrollIntoView({block: 'nearest'});
     if (loud || document.activeElement !== $('strip')) say(`Frame ${entry.label}, ${captionOf(entry)}, ${wordsOf(entry)}`);
   } else {
     $('strip').removeAttribute('aria-activedescendant');
   }
-  if (!$('table').hidden) showTableSelection();
+  if (table.list) bringRowToView();
   showCursor();
   showDetail();
   writeAddress();
@@ -77,14 +76,26 @@ function showPlaces() {
 function openTask(task, entry) {
   state.task = task;
   state.entry = state.home = null;
+  state.box = boxOf(task.frames);
   showPlaces();
   showGeneral();
-  showCells();
   showPlots();
   showFiltered();
-  fitCells();
   const first = entry || state.seen[0] || null;
   if (first) select(first);
+  if (!$('table').hidden) showTable();
+}
+
+/// Paper has room for all frames, and says what marks and their tooltips say on the screen.
+function printAll(all) {
+  Rolling.printing = all;
+  const found = all ? state.seen.flatMap(entry => entry.findings.map(finding => [entry, finding])) : [];
+  $('printed').replaceChildren(...found.slice(0, MOST_FINDINGS).map(([entry, finding]) => {
+    const item = findingItem(finding, entry);
+    item.prepend(make('b', {textContent: entry.label}));
+    return item;
+  }), moreItem(found.length - MOST_FINDINGS));
+  fitCells();
   if (!$('table').hidden) showTable();
 }
 
@@ -133,7 +144,11 @@ function connect() {
   document.addEventListener('keydown', onKey);
   document.addEventListener('keyup', event => { if (event.key === 'b' && !view.blink) holdOther(false); });
   window.onblur = () => { if (!view.blink) holdOther(false); };
-  window.onresize = () => { fitCells(); coverFrames(); };
+  document.querySelector('main').addEventListener('scroll', () => { (table.list || strip).update(); }, {capture: true, passive: true});
+  new ResizeObserver(refitCells).observe($('strip'));
+  window.onresize = coverFrames;
+  window.onbeforeprint = () => printAll(true);
+  window.onafterprint = () => printAll(false);
   window.onhashchange = () => goTo(readAddress());
 }
 

@@ -1,6 +1,7 @@
 // Values over the frames, by frame or by time. Each measure has a lane.
 
 const MARGIN = 0.5;
+const MOST_FLAGS = 1000;
 
 /// The horizontal place of a frame in the lanes, from 0 to 1.
 function alongOf(entry) {
@@ -11,16 +12,39 @@ function alongOf(entry) {
   return edge + (1 - 2 * edge) * (Number.isNaN(entry.at) ? 0 : entry.at / last.at);
 }
 
+// More points than these are drawn as the least and largest of neighbours.
+const MOST_POINTS = 4000;
+
+/// The places of the points to draw, in order. A gap among many points is left out.
+function pointsOf(values) {
+  const every = Math.ceil(2 * values.length / MOST_POINTS);
+  if (every <= 2) return values.keys();
+  const points = [];
+  for (let from = 0; from < values.length; from += every) {
+    let [low, high] = [from, from];
+    for (let at = from; at < Math.min(values.length, from + every); at += 1) {
+      if (!Number.isFinite(values[at])) continue;
+      if (!(values[low] <= values[at])) low = at;
+      if (!(values[high] >= values[at])) high = at;
+    }
+    points.push(...new Set([Math.min(low, high), Math.max(low, high)]));
+  }
+  return points;
+}
+
 /// The values as an SVG path in a box of 1 x 1. A value without neighbours is a dot.
 function pathOf(entries, values, scale) {
   let path = '';
   let pen = false;
-  entries.forEach((entry, index) => {
+  for (const index of pointsOf(values)) {
     const value = values[index];
-    if (!Number.isFinite(value)) { pen = false; return; }
-    path += `${pen ? 'L' : 'M'}${alongOf(entry).toFixed(5)} ${scale(value).toFixed(4)}` + (pen ? '' : 'h0');
+    if (!Number.isFinite(value)) {
+      pen = false;
+      continue;
+    }
+    path += `${pen ? 'L' : 'M'}${alongOf(entries[index]).toFixed(5)} ${scale(value).toFixed(4)}` + (pen ? '' : 'h0');
     pen = true;
-  });
+  }
   return path;
 }
 
@@ -43,7 +67,7 @@ function laneOf(measure) {
   if (!real.length) return {measure, mine, theirs, empty: true};
   const low = real.reduce((x, y) => Math.min(x, y));
   const high = real.reduce((x, y) => Math.max(x, y));
-  const logarithmic = ['ns', 'gain'].includes(measure.unit) && low > 0 && high / low > 16;
+  const logarithmic = SCALED.includes(measure.unit) && low > 0 && high / low > 16;
   const level = v => logarithmic ? Math.log(v) : v;
   const span = level(high) - level(low);
   return {measure, mine, theirs, low, high, logarithmic, scale: v => span ? 1 - (level(v) - level(low)) / span : 0.5};
@@ -58,16 +82,16 @@ function laneParts(lane) {
   const range = make('div', {className: 'range'});
   const box = make('div', {className: 'lane', role: 'img'});
   if (lane.empty) {
-    const equal = measure.unit === 'dB' && lane.mine.includes(Infinity);
+    const equal = measure.unit === PSNR && lane.mine.includes(Infinity);
     box.append(make('span', {className: 'quiet', textContent: equal ? 'all equal' : 'no value'}), cursor);
   } else {
     box.append(draw('svg', {viewBox: '0 0 1 1', preserveAspectRatio: 'none', 'aria-hidden': 'true'},
       draw('path', {class: 'theirs', d: pathOf(state.task.frames, lane.theirs, lane.scale)}),
       draw('path', {class: state.task.frames.length === 1 ? 'dot' : '', d: pathOf(state.task.frames, lane.mine, lane.scale)})), cursor);
     const ends = low === high ? [low] : [high, low];
-    const texts = ends.map(v => withUnit(v, measure.unit));
+    const texts = ends.map(v => reading(measure, v));
     // Limits that rounding makes equal keep all digits.
-    const format = texts[0] === texts[1] ? figure : v => withUnit(v, measure.unit);
+    const format = texts[0] === texts[1] ? figure : v => reading(measure, v);
     range.append(...ends.map(v => make('span', {textContent: format(v)})));
     if (lane.logarithmic) range.insertBefore(make('span', {textContent: 'log'}), range.lastChild);
   }
@@ -75,35 +99,62 @@ function laneParts(lane) {
   return {...lane, box, cursor, now, parts: [name, box, range]};
 }
 
+/// Where frames have findings, from 0 to 1, and the worst severity there; frames that lie closely together
+/// have one place.
+function worstAlong(entries) {
+  const places = new Map();
+  for (const entry of entries) {
+    if (!entry.findings.length) continue;
+    const [worst] = worstFirst(entry.findings);
+    const key = entries.length > MOST_FLAGS ? Math.round(alongOf(entry) * MOST_FLAGS) / MOST_FLAGS : alongOf(entry);
+    const old = places.get(key);
+    if (!old || SEVERITIES.indexOf(worst) < SEVERITIES.indexOf(old)) places.set(key, worst);
+  }
+  return places;
+}
+
 function showPlots() {
   const entries = state.task.frames;
   state.drawn = lanesShown().map(laneOf).map(laneParts);
   const parts = state.drawn.flatMap(lane => lane.parts);
   const flags = make('div', {className: 'lane marks', 'aria-hidden': 'true'});
-  for (const entry of entries) {
-    for (const severity of worstFirst(entry.findings).slice(0, 1)) {
-      const flag = mark(severity);
-      flag.style.left = alongOf(entry) * 100 + '%';
-      flags.append(flag);
-    }
+  for (const [along, severity] of worstAlong(entries)) {
+    const flag = mark(severity);
+    flag.style.left = along * 100 + '%';
+    flags.append(flag);
   }
   if (flags.childElementCount) parts.push(make('div', {className: 'name quiet', textContent: 'findings'}), flags, make('div'));
   parts.push(make('div'), axis(), make('div'));
   $('plots').hidden = !entries.length;
   $('lanes').replaceChildren(...parts);
   pressed('byTime', state.byTime);
-  for (const lane of $('lanes').querySelectorAll('.lane')) {
-    lane.onpointerdown = lane.onpointermove = event => {
-      if (event.type === 'pointermove' && !event.buttons) return;
-      const box = lane.getBoundingClientRect();
-      select(nearest((event.clientX - box.left) / box.width));
-    };
-  }
+  for (const lane of $('lanes').querySelectorAll('.lane')) followPointer(lane);
   showLaneChoice();
+  showLookLane();
+}
+
+/// The lane of the strip's value below the picture that fills the window.
+function showLookLane() {
+  const lane = view.full && state.task.frames.length > 1 ? laneParts(laneOf(captionMeasure())) : null;
+  state.lookLane = lane;
+  $('lookLane').hidden = !lane;
+  $('lookLane').replaceChildren(...(lane ? lane.parts : []));
+  if (lane) followPointer(lane.box);
   showCursor();
 }
 
+/// Pressing and dragging in a lane selects the frames that are passed.
+function followPointer(lane) {
+  lane.onpointerdown = lane.onpointermove = event => {
+    if (event.type === 'pointermove' && !event.buttons) return;
+    const box = lane.getBoundingClientRect();
+    select(nearest((event.clientX - box.left) / box.width));
+  };
+}
+
 function nearest(along) {
+  const frames = state.task.frames;
+  if (!state.byTime) return frames[Math.min(frames.length - 1, Math.max(0, Math.floor(along * frames.length)))];
   return state.task.frames.reduce((best, entry) =>
     Math.abs(alongOf(entry) - along) < Math.abs(alongOf(best) - along) ? entry : best);
 }
@@ -124,13 +175,13 @@ function axis() {
 }
 
 function showCursor() {
-  for (const {measure, cursor, now, box, low, high} of state.drawn) {
+  for (const {measure, cursor, now, box, low, high} of [...state.drawn, state.lookLane].filter(Boolean)) {
     cursor.hidden = !state.entry;
     if (!state.entry) continue;
     cursor.style.left = alongOf(state.entry) * 100 + '%';
     now.textContent = readingOf(measure, state.entry);
     box.setAttribute('aria-label', `${shown(measure.label)} over ${state.task.frames.length} frames`
-      + (low === undefined ? '' : `, ${withUnit(low, measure.unit)} to ${withUnit(high, measure.unit)}`)
+      + (low === undefined ? '' : `, ${reading(measure, low)} to ${reading(measure, high)}`)
       + `; frame ${state.entry.label}: ${now.textContent}`);
   }
 }
@@ -138,11 +189,11 @@ function showCursor() {
 /// A measure's value at a frame as text; with two trees both values and the step between them.
 function readingOf(measure, entry) {
   const read = side => measure.pair ? valueOf(measure, entry) : measure.of(entry[side] || {plots: [], parameters: new Map()});
-  if (measure.pair) return entry.metrics?.problem && !entry.metrics.planes ? 'not compared' : withUnit(read(), measure.unit);
-  if (data.against === null) return withUnit(read('main'), measure.unit);
+  if (measure.pair) return entry.metrics?.problem && !entry.metrics.planes ? 'not compared' : reading(measure, read());
+  if (data.against === null) return reading(measure, read('main'));
   const [a, b] = [read('a'), read('b')];
-  const step = stepText(a, b, measure.unit, true);
-  return `${withUnit(a, measure.unit)} → ${withUnit(b, measure.unit)}${step && step !== '0' ? ` (${step})` : ''}`;
+  const step = measure.names ? '' : stepText(a, b, measure.unit, true);
+  return `${reading(measure, a)} → ${reading(measure, b)}${step && step !== '0' ? ` (${step})` : ''}`;
 }
 
 /// The buttons that show and hide the document's measures as lanes.

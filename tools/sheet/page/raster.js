@@ -55,13 +55,65 @@ function canvasOf(width, height, image) {
   return canvas;
 }
 
+const TILE = 512;
+
+/// A picture in tiles: browsers draw a part of a large canvas as slowly as all of it.
+class Tiles {
+  constructor(canvas) {
+    this.width = canvas.width;
+    this.height = canvas.height;
+    this.tiles = [];
+    for (let y = 0; y < this.height; y += TILE) {
+      for (let x = 0; x < this.width; x += TILE) {
+        const tile = make('canvas', {width: Math.min(TILE, this.width - x), height: Math.min(TILE, this.height - y)});
+        tile.getContext('2d').drawImage(canvas, -x, -y);
+        this.tiles.push({tile, x, y});
+      }
+    }
+  }
+
+  /// Draws all tiles of which some lies between `left`, `top`, `right` and `bottom`; the picture's pixel 0, 0 lies
+  /// at x, y and takes `across` by `down`.
+  draw(context, {x, y, across, down}, {left, top, right, bottom}) {
+    for (const {tile, x: column, y: row} of this.tiles) {
+      const [from, to] = [column, column + tile.width].map(at => Math.round(x + at * across));
+      const [above, below] = [row, row + tile.height].map(at => Math.round(y + at * down));
+      if (from >= right || to <= left || above >= bottom || below <= top) continue;
+      context.drawImage(tile, from, above, to - from, below - above);
+    }
+  }
+}
+
+/// A picture with its halves, so that a small view of a large picture costs no more than what it shows.
+class Pyramid {
+  constructor(canvas) {
+    this.width = canvas.width;
+    this.height = canvas.height;
+    this.levels = [new Tiles(canvas)];
+    for (let larger = canvas; larger.width > TILE || larger.height > TILE;) {
+      const half = canvasOf(Math.ceil(larger.width / 2), Math.ceil(larger.height / 2));
+      half.getContext('2d').drawImage(larger, 0, 0, half.width, half.height);
+      this.levels.push(new Tiles(half));
+      larger = half;
+    }
+  }
+
+  /// Draws what of it lies in a view, if all of it takes the place x, y, width, height.
+  draw(context, {x, y, width, height}, view) {
+    // The smallest level of which no pixel covers more than one of the screen.
+    const level = Math.floor(-Math.log2(width / this.width) + 1e-9);
+    const tiles = this.levels[Math.min(this.levels.length - 1, Math.max(0, level))];
+    tiles.draw(context, {x, y, across: width / tiles.width, down: height / tiles.height}, view);
+  }
+}
+
 /// The image of one frame. load() decodes its reduced picture and its window.
 class Raster {
   constructor(frame) {
     this.frame = frame;
     this.width = frame.width;
     this.height = frame.height;
-    this.picture = null;  // an element
+    this.picture = null;  // a Pyramid of the reduced picture
     this.area = null;     // the window's place
     this.window = null;   // its Planes
     this.failed = '';
@@ -79,7 +131,10 @@ class Raster {
     img.src = address;
     try {
       await img.decode();
-      this.picture = img;
+      const canvas = canvasOf(img.naturalWidth, img.naturalHeight);
+      canvas.getContext('2d').drawImage(img, 0, 0);
+      this.picture = new Pyramid(canvas);
+      this.colours = canvas;
     } catch {
       this.failed = 'the picture cannot be decoded';
     }
@@ -119,20 +174,15 @@ class Raster {
     }
     this.area = {x, y, width, height};
     this.window = planes;
-  }
-
-  get windowCanvas() {
-    this.drawnWindow ??= this.window && canvasOf(this.window.width, this.window.height, this.window.picture());
-    return this.drawnWindow;
+    this.drawnWindow = new Pyramid(canvasOf(width, height, planes.picture()));
   }
 
   /// The samples of the reduced picture, computed from its colours.
   get reduced() {
     if (this.reducedPlanes || !this.picture) return this.reducedPlanes || null;
-    const [width, height] = [this.picture.naturalWidth, this.picture.naturalHeight];
-    const context = canvasOf(width, height).getContext('2d', {willReadFrequently: true});
-    context.drawImage(this.picture, 0, 0);
-    const rgb = context.getImageData(0, 0, width, height).data;
+    const {width, height} = this.colours;
+    const rgb = this.colours.getContext('2d').getImageData(0, 0, width, height).data;
+    this.colours = null;
     const planes = new Planes(width, height, false);
     const [luma, u, v] = planes.samples;
     for (let at = 0; at < luma.length; at += 1) {
@@ -207,7 +257,7 @@ class Raster {
   }
 }
 
-// The images of the last frames in view. Only a few are kept: a 12-megapixel image without loss takes 70 MB.
+// The images of the last frames in view. Only a few are kept: a 12-megapixel image without loss takes 85 MB.
 const rasters = new Map();
 
 function rasterOf(frame) {

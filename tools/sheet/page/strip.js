@@ -1,23 +1,15 @@
 // The strip of thumbnails of a task's frames, the filter, and the findings of the tree and the task.
 
-const cells = new Map();
-
-/// Decodes the picture of a cell that comes near the visible part, and drops it when the cell is far away.
-const near = new IntersectionObserver(changes => {
-  for (const {target, isIntersecting} of changes) {
-    const img = target.querySelector('img');
-    if (!img || isIntersecting === img.hasAttribute('src')) continue;
-    if (isIntersecting) img.src = pictures.address(Number(target.dataset.line), Number(target.dataset.large));
-    else img.removeAttribute('src');
-  }
-}, {rootMargin: '800px', scrollMargin: '800px'});
+const strip = new Rolling($('cells'), $('cellsAbove'), $('cellsBelow'), cellOf, 8);
+const PRINTED_COLUMNS = 6;
+const MOST_FINDINGS = 500;
 
 const captionMeasure = () => data.measures.find(m => m.key === state.caption) || data.measures[0];
 
 function captionOf(entry) {
   if (entry.metrics?.problem && captionMeasure().pair) return 'not whole';
   const value = valueOf(captionMeasure(), entry);
-  return Number.isNaN(value) ? '' : withUnit(value, captionMeasure().unit);
+  return Number.isNaN(value) ? '' : reading(captionMeasure(), value);
 }
 
 /// A sign and words for the frame's relation to the other tree.
@@ -59,8 +51,7 @@ function thumbnail(entry) {
     pic.append(make('span', {textContent: frame.image ? 'picture left out ' : 'no picture '}));
     return pic;
   }
-  const img = make('img', {alt: ''});
-  pic.append(img);
+  const img = make('img', {alt: '', decoding: 'async', src: pictures.address(frame.line, strip.large)});
   const [luma, coloured] = heldShares(frame);
   const [width, height] = [frame.width, frame.height];
   const inner = make('div', {className: 'inner'}, img);
@@ -76,64 +67,74 @@ function thumbnail(entry) {
   return pic;
 }
 
-function cellOf(entry) {
+function cellOf(entry, place) {
   const [sign] = sideOf(entry);
   const gap = gapOf(entry);
-  const cell = make('div', {className: 'cell', role: 'option', id: 'cell' + entry.label, 'aria-selected': 'false'},
+  const cell = make('div', {className: 'cell', role: 'option', id: 'cell' + entry.label, 'aria-selected': entry === state.entry,
+    'aria-setsize': state.seen.length, 'aria-posinset': place + 1},
     thumbnail(entry), make('div', {className: 'cap'}, make('b', {textContent: entry.label}), ...worstFirst(entry.findings).map(mark),
       make('span', {className: 'differs', textContent: sign}), make('span', {className: 'value'}), make('span', {className: 'unseen words'})));
-  if (gap) {
-    cell.classList.add('gap');
-    cell.append(make('div', {className: 'gapText', textContent: '⇤ ' + gap}));
-  }
-  cell.dataset.line = pictures.has(entry.main.line) ? entry.main.line : '';
+  if (gap) cell.classList.add('gap');
+  if (state.task.gaps) cell.append(make('div', {className: 'gapText', textContent: gap && '⇤ ' + gap}));
   cell.onclick = () => { select(entry); openDetail(); };
   cell.ondblclick = () => setFull(true);
+  showCaption(entry, cell);
   return cell;
 }
 
-function showCaptions() {
-  for (const [entry, cell] of cells) {
-    cell.querySelector('.value').textContent = captionOf(entry);
-    cell.querySelector('.words').textContent = ', ' + wordsOf(entry);
-    cell.title = [shown(entry.main.name), ...entry.findings.map(nameOf), gapOf(entry)].filter(Boolean).join('\n');
-  }
+function showCaption(entry, cell) {
+  cell.querySelector('.value').textContent = captionOf(entry);
+  cell.querySelector('.words').textContent = ', ' + wordsOf(entry);
+  cell.title = [shown(entry.main.name), ...entry.findings.map(nameOf), gapOf(entry)].filter(Boolean).join('\n');
 }
 
-/// Makes the cells. All thumbnails have a box of the same shape: that of most frames.
-function showCells() {
+function showCaptions() {
+  for (const [entry, cell] of strip.elements) showCaption(entry, cell);
+}
+
+/// The shape that most frames have: that of the box for all thumbnails.
+function boxOf(entries) {
   const shapes = new Map();
-  for (const {main} of state.task.frames) {
+  for (const {main} of entries) {
     if (!(main.width > 0 && main.height > 0)) continue;
     const shape = Math.min(3, Math.max(0.5, main.width / main.height));
     shapes.set(shape, (shapes.get(shape) || 0) + 1);
   }
-  state.box = [...shapes].sort((x, y) => y[1] - x[1]).map(([shape]) => shape)[0] || 4 / 3;
-  $('strip').style.setProperty('--box', state.box);
-  for (const cell of cells.values()) near.unobserve(cell);
-  cells.clear();
-  for (const entry of state.task.frames) cells.set(entry, cellOf(entry));
-  showCaptions();
-  fitCells();
-  $('strip').replaceChildren(...cells.values());
-  for (const cell of cells.values()) near.observe(cell);
+  return [...shapes].sort((x, y) => y[1] - x[1]).map(([shape]) => shape)[0] || 4 / 3;
 }
 
 /// Sets the size of the cells: the fewer frames, the larger the cells. A cell that is wider than a thumbnail
 /// gets the large picture.
 function fitCells() {
-  const strip = $('strip');
-  const count = Math.max(1, state.seen.length || state.task.frames.length);
-  const each = Math.floor(Math.sqrt(strip.clientWidth * strip.clientHeight * state.box / count) * 0.8);
-  const fit = Math.min(count > 60 ? 256 : 640, Math.max(96, each));
-  strip.style.setProperty('--fit', fit + 'px');
-  const large = Number(fit > 280);
-  for (const cell of cells.values()) {
-    if (cell.dataset.large === String(large)) continue;
-    cell.dataset.large = large;
-    const img = cell.querySelector('img[src]');
-    if (img) img.src = pictures.address(Number(cell.dataset.line), large);
-  }
+  const box = $('strip');
+  if (box.hidden) return;
+  const width = box.clientWidth - 20;
+  const height = Math.min(box.clientHeight, innerHeight);
+  const count = Math.max(1, state.seen.length);
+  const each = Math.floor(Math.sqrt(width * height * state.box / count) * 0.8);
+  const fit = Math.min(count > 60 ? 256 : 640, Math.max(112, each));
+  const columns = Rolling.printing ? PRINTED_COLUMNS : Math.max(1, Math.floor((width + strip.gap) / (fit + strip.gap)));
+  strip.size = `${width} x ${height}`;
+  strip.large = Number(width / columns > 280);
+  box.style.setProperty('--box', state.box);
+  box.style.setProperty('--columns', columns);
+  strip.show(state.seen, columns);
+}
+
+/// After the strip's size has changed.
+function refitCells() {
+  const box = $('strip');
+  if (box.hidden || strip.size === `${box.clientWidth - 20} x ${Math.min(box.clientHeight, innerHeight)}`) return;
+  fitCells();
+  bringToView();
+}
+
+/// Scrolls as little as brings the selected frame's cell into view. Where the window is low, the strip scrolls
+/// with all that stands above it. Returns the cell.
+function bringToView() {
+  if ($('strip').hidden || !state.entry || state.seen[state.entry.place] !== state.entry) return null;
+  const scroller = $('strip').scrollHeight > $('strip').clientHeight ? $('strip') : document.querySelector('main');
+  return strip.bring(state.entry.place, scroller, strip.gap);
 }
 
 function showGeneral() {
@@ -141,8 +142,12 @@ function showGeneral() {
   $('general').hidden = !findings.length;
   $('general').querySelector('summary').replaceChildren(...worstFirst(findings).flatMap(s => [mark(s), ' ']),
     `${findings.length} finding${findings.length > 1 ? 's' : ''} of the tree${data.against !== null ? 's' : ''} and the task`);
-  $('general').querySelector('ul').replaceChildren(...findings.map(finding => findingItem(finding)));
+  $('general').querySelector('ul').replaceChildren(...findings.slice(0, MOST_FINDINGS).map(finding => findingItem(finding)),
+    moreItem(findings.length - MOST_FINDINGS));
 }
+
+/// Says that there are more findings than a list shows; '' where there are none.
+const moreItem = more => more > 0 ? make('li', {className: 'quiet', textContent: `and ${grouped(String(more))} more, which tyksim check lists`}) : '';
 
 /// "error: image-short"; a finding of the second tree adds "in B".
 const nameOf = finding => `${finding.severity}: ${shown(finding.rule)}${finding.other ? ' in B' : ''}`;
@@ -190,16 +195,17 @@ function showFiltered() {
   const only = state.only;
   state.seen = state.task.frames.filter(entry => test(entry)
     && (!only.size || entry.findings.some(f => only.has(severityOf(f)))));
-  const seen = new Set(state.seen);
-  for (const [entry, cell] of cells) cell.hidden = !seen.has(entry);
+  state.seen.forEach((entry, place) => { entry.place = place; });
+  const isSeen = entry => state.seen[entry.place] === entry;
   $('count').textContent = countText();
   $('unknown').textContent = unknown.length ? `unknown: ${unknown.map(shown).join(' ')}` : '';
   $('empty').hidden = state.seen.length > 0;
   $('empty').textContent = state.task.frames.length ? 'No frame matches.' : 'No frames.';
   showMarks();
   fitCells();
+  bringToView();
   if (!$('table').hidden) showTable();
-  const home = state.home && seen.has(state.home) ? state.home
+  const home = state.home && isSeen(state.home) ? state.home
     : state.seen.find(entry => state.home && entry.index >= state.home.index) || state.seen[state.seen.length - 1];
   if (home && home !== state.entry) show(home);
   writeAddress(true);

@@ -1,6 +1,7 @@
 // The table of all frames. Users sort it by any column and copy it as CSV.
 
-const MOST_ROWS = 2000;
+const table = {columns: [], list: null};  // a Rolling of the entries in the table's order
+const MOST_WIDE = 40;  // characters of a column
 
 const IDENTITY = [
   {key: 'frame', label: 'frame', text: entry => entry.label, sort: entry => entry.index},
@@ -9,6 +10,9 @@ const IDENTITY = [
   {key: 'camera', label: 'camera', text: entry => entry.main.camera ?? '', sort: entry => entry.main.camera},
   {key: 'time', label: 'time', text: entry => shown(entry.main.time), sort: entry => entry.at},
   {key: 'findings', label: 'findings', text: entry => entry.findings.map(nameOf).join('; '), sort: entry => entry.findings.length}];
+
+/// A value as CSV has it: as it is stored, with the name of a number that has one.
+const rawOf = (measure, value) => named(value, measure.names) || value;
 
 /// The columns: the frame's identity, then the measures, with two trees those of both.
 function columnsNow() {
@@ -22,8 +26,8 @@ function columnsNow() {
       const value = entry => valueOf(measure, entry, side);
       columns.push({key: measure.key + (side === 'main' ? '' : '.' + side), number: true, name: measure.name + (side === 'main' ? '' : ' ' + side.toUpperCase()),
         label: shown(measure.label) + (side === 'main' ? '' : ' ' + side.toUpperCase()), sort: value,
-        text: entry => Number.isNaN(value(entry)) ? '' : withUnit(value(entry), measure.unit),
-        raw: entry => measure.pair || !entry[side] ? value(entry) : measure.of(entry[side])});
+        text: entry => Number.isNaN(value(entry)) ? '' : reading(measure, value(entry)),
+        raw: entry => rawOf(measure, measure.pair || !entry[side] ? value(entry) : measure.of(entry[side]))});
     }
   }
   return columns;
@@ -52,36 +56,66 @@ function showTable() {
   const entries = sortedEntries(columns);
   const head = columns.map(column => {
     const sorted = column.key === state.sort.key;
-    return make('th', {scope: 'col', 'aria-sort': sorted ? (state.sort.down ? 'descending' : 'ascending') : 'none'},
+    return make('th', {scope: 'col', className: column.number ? 'number' : '', 'aria-sort': sorted ? (state.sort.down ? 'descending' : 'ascending') : 'none'},
       button(column.label + (sorted ? (state.sort.down ? ' ▼' : ' ▲') : ''), () => sortBy(column), {'data-key': column.key, title: column.name || column.label}));
   });
-  const rows = entries.slice(0, MOST_ROWS).map(entry => tableRow(entry, columns));
+  const focused = $('frames').contains(document.activeElement);
+  const rooms = [0, 1].map(() => make('tr', {role: 'presentation'}));
+  const [above, below] = rooms.map(row => make('tbody', {role: 'presentation'}, row));
+  const body = make('tbody');
+  const widths = columns.map(column => widthOf(column, entries));
+  $('frames').style.width = `calc(${widths.reduce((x, y) => x + y, 0)}ch + ${20 * columns.length}px)`;
+  $('frames').setAttribute('aria-rowcount', entries.length + 1);
   refill($('frames'), make('caption', {className: 'unseen', textContent: 'All frames that the filter leaves'}),
-    make('thead', {}, make('tr', {}, ...head)), make('tbody', {}, ...rows));
-  $('more').textContent = entries.length > MOST_ROWS ? `The first ${grouped(String(MOST_ROWS))} of ${grouped(String(entries.length))}; the CSV has all.` : '';
-  showTableSelection();
+    make('colgroup', {}, ...widths.map(columnOf)), make('thead', {}, make('tr', {'aria-rowindex': 1}, ...head)), above, body, below);
+  table.columns = columns;
+  table.list = new Rolling(body, ...rooms, tableRow);
+  table.list.show(entries);
+  const row = bringRowToView();
+  if (focused && document.activeElement === document.body) (row || tableScroller()).focus({preventScroll: true});
 }
 
-function tableRow(entry, columns) {
-  const row = make('tr', {tabIndex: -1, 'data-key': 'frame' + entry.label}, ...columns.map((column, i) => {
+const tableScroller = () => $('table').querySelector('.scroll');
+
+/// Characters of the longest text of a column; of many frames some are looked at.
+function widthOf(column, entries) {
+  const every = Math.max(1, Math.floor(entries.length / 300));
+  let most = column.label.length + 2;
+  for (let at = 0; at < entries.length; at += every) most = Math.max(most, String(column.text(entries[at])).length);
+  return Math.min(MOST_WIDE, most);
+}
+
+function columnOf(width) {
+  const column = make('col');
+  column.style.width = `calc(${width}ch + 20px)`;
+  return column;
+}
+
+function tableRow(entry, at) {
+  const row = make('tr', {'data-key': 'frame' + entry.label, 'aria-rowindex': at + 2}, ...table.columns.map((column, i) => {
     const cell = make(i ? 'td' : 'th', {textContent: column.text(entry), className: column.number ? 'number' : ''});
     if (!i) cell.scope = 'row';
     return cell;
   }));
   row.onclick = () => select(entry);
   row.ondblclick = row.onactivate = () => openEntry(entry);
-  row.entry = entry;
+  markRow(row, entry);
   return row;
 }
 
-function showTableSelection() {
-  for (const row of $('frames').querySelectorAll('tbody tr')) {
-    const selected = row.entry === state.entry;
-    row.classList.toggle('selected', selected);
-    row.tabIndex = selected ? 0 : -1;
-    if (selected) row.setAttribute('aria-current', 'true');
-    else row.removeAttribute('aria-current');
-  }
+/// Shows whether a row is the selected one.
+function markRow(row, entry) {
+  const selected = entry === state.entry;
+  row.classList.toggle('selected', selected);
+  row.tabIndex = selected ? 0 : -1;
+  if (selected) row.setAttribute('aria-current', 'true');
+  else row.removeAttribute('aria-current');
+}
+
+/// Marks the selected frame's row and brings it into view; returns it, or null.
+function bringRowToView() {
+  for (const [entry, row] of table.list.elements) markRow(row, entry);
+  return table.list.bring(table.list.items.indexOf(state.entry), tableScroller(), $('frames').tHead.getBoundingClientRect().height);
 }
 
 /// Closes the table and opens the frame.
@@ -97,25 +131,23 @@ function toggleTable(on = $('table').hidden) {
   pressed('showTable', on);
   if (on) {
     showTable();
-    const row = $('frames').querySelector('tr[tabindex="0"]') || $('frames').querySelector('tbody tr');
-    if (row) row.focus();
+    (table.list.elements.get(state.entry) || tableScroller()).focus({preventScroll: true});
   } else {
+    table.list = null;
     $('frames').replaceChildren();
     $('strip').focus();
     fitCells();
-    cells.get(state.entry)?.scrollIntoView({block: 'nearest'});
+    bringToView();
   }
   writeAddress();
 }
 
 /// Selects the row that lies `by` rows below.
 function stepTable(by) {
-  const rows = [...$('frames').querySelectorAll('tbody tr')];
-  const at = rows.findIndex(row => row.entry === state.entry);
-  const row = rows[Math.min(rows.length - 1, Math.max(0, at + by))];
-  if (!row) return;
-  select(row.entry);
-  row.focus();
+  const entries = table.list.items;
+  if (!entries.length) return;
+  select(entries[Math.min(entries.length - 1, Math.max(0, entries.indexOf(state.entry) + by))]);
+  bringRowToView()?.focus({preventScroll: true});
 }
 
 /// A value as a field of a CSV file.

@@ -26,11 +26,11 @@ function pairMeasures(plane) {
   const end = plane ? '.' + PLANES[plane].toLowerCase() : '';
   const of = PLANES[plane];
   return [
-    {key: 'psnr' + end, name: 'psnr' + end, label: `PSNR ${of}`, unit: 'dB',
+    {key: 'psnr' + end, name: 'psnr' + end, label: `PSNR ${of}`, unit: PSNR,
       pair: entry => compared(entry, plane) ? compared(entry, plane)[0] ?? Infinity : null},
-    {key: 'diff.mean' + end, name: 'diff.mean' + end, label: `mean difference ${of}`, unit: 'level',
+    {key: 'diff.mean' + end, name: 'diff.mean' + end, label: `mean difference ${of}`, unit: LEVEL,
       pair: entry => compared(entry, plane)?.[2]},
-    {key: 'diff.max' + end, name: 'diff.max' + end, label: `largest difference ${of}`, unit: 'level',
+    {key: 'diff.max' + end, name: 'diff.max' + end, label: `largest difference ${of}`, unit: LEVEL,
       pair: entry => compared(entry, plane)?.[1]}];
 }
 
@@ -38,36 +38,34 @@ function pairMeasures(plane) {
 function measuresOf(data) {
   const figures = (name, unit, label, of) => ({key: name, name, unit, label, of: frame => frame.image && of(frame.image)});
   return [
-    ...data.plots.map((plot, i) => ({key: 'plot' + i, name: plot.name, label: plot.label, unit: plot.unit, of: frame => frame.plots[i]})),
+    ...data.plots.map((plot, i) => ({...plot, key: 'plot' + i, of: frame => frame.plots[i]})),
     ...(data.against === null ? [] : [0, 1, 2].flatMap(pairMeasures)),
-    figures('luma', 'level', 'luma', image => image.planes[0].mean),
-    figures('clipped.low', '%', 'luma at 0', image => image.planes[0].at0),
-    figures('clipped.high', '%', 'luma at 255', image => image.planes[0].at255),
-    figures('u', 'level', 'mean U', image => image.planes[1].mean),
-    figures('v', 'level', 'mean V', image => image.planes[2].mean)];
+    figures('luma', LEVEL, 'luma', image => image.planes[0].mean),
+    figures('clipped.low', SHARE, 'luma at 0', image => image.planes[0].at0),
+    figures('clipped.high', SHARE, 'luma at 255', image => image.planes[0].at255),
+    figures('u', LEVEL, 'mean U', image => image.planes[1].mean),
+    figures('v', LEVEL, 'mean V', image => image.planes[2].mean)];
 }
 
 const cut = value => Array.isArray(value) && value[0] > value.length - 1;
 
-/// The number of columns of a matrix, by its number of elements.
+/// The number of columns of a matrix, by its number of elements, for a field of one dimension.
 const MATRICES = {9: 3, 12: 4, 16: 4};
 
 /// A field's value as text. A matrix has a line for each row.
-function listed(value, format = figure) {
+function listed(value, format = figure, dimensions = []) {
   if (value === null || value === undefined) return '–';
   if (!Array.isArray(value)) return format(value);
-  const columns = MATRICES[value[0]];
+  const columns = dimensions.length > 1 ? dimensions[dimensions.length - 1] : cut(value) ? 0 : MATRICES[value[0]];
   const texts = value.slice(1).map(format);
-  if (columns && !cut(value)) {
-    return texts.map((text, i) => text + (i + 1 === texts.length ? '' : (i + 1) % columns ? '  ' : '\n')).join('');
-  }
-  return texts.join(' ') + (cut(value) ? ` … (${value[0]})` : '');
+  const end = cut(value) ? ` … (${grouped(String(value[0]))})` : '';
+  return texts.map((text, i) => text + (i + 1 === texts.length ? '' : columns && (i + 1) % columns === 0 ? '\n' : columns ? '  ' : ' ')).join('') + end;
 }
 
 const exact = value => listed(value, shown);
 
 function sceneUnit(name) {
-  return {exp_time: 'ns', total_gain: 'gain', cur_ev: 'EV', ev0: 'EV', ev1: 'EV', ev2: 'EV'}[name] || '';
+  return {exp_time: 'ns', total_gain: '1/1024', cur_ev: 'EV', ev0: 'EV', ev1: 'EV', ev2: 'EV'}[name] || '';
 }
 
 /// The last parts of paths, each with as many parents in front as it needs to be unique.
@@ -104,12 +102,12 @@ function parameterRows(data, entry, before) {
       }
       continue;
     }
-    tag.fields.forEach((name, i) => {
+    tag.fields.forEach((field, i) => {
       const value = parameter => parameter?.content?.[i];
-      rows.push({key: `t${index}.${i}`, name, of: tag.name, a: value(a), b: value(b), before: value(old),
+      rows.push({key: `t${index}.${i}`, name: field.name, of: tag.name, field, unit: field.unit, names: field.names,
+        a: value(a), b: value(b), before: value(old),
         same: same || (JSON.stringify(value(old)) === JSON.stringify(value(main)) && !cut(value(main))),
-        measure: Number.isNaN(number(value(main))) ? null
-          : {key: `t${index}.${i}`, name: `${tag.name}.${name}`, label: name, unit: '', of: frame => value(frame.parameters.get(index))}});
+        measure: Number.isNaN(number(value(main))) ? null : fieldMeasure(data, index, i, field.name)});
     });
   }
   return rows;
@@ -127,6 +125,43 @@ function sceneRows(data, entry, before) {
   });
 }
 
+/// The measure of a tag's field, or with `element` of one of its numbers.
+function fieldMeasure(data, index, i, name, element) {
+  const tag = data.tags[index];
+  const field = tag.fields[i];
+  // Another camera or pipe type has a tag of its own with the same name.
+  const alike = [...data.tags.keys()].filter(other => data.tags[other].name === tag.name);
+  return {key: `t${index}.${i}` + (element === undefined ? '' : `.${element}`), name: `${tag.name}.${name}`, label: name,
+    unit: field.unit, names: field.names, stored: true,
+    of: frame => {
+      const value = frame.parameters.get(alike.find(other => frame.parameters.has(other)))?.content?.[i];
+      return element === undefined ? value : value?.[1 + element];
+    }};
+}
+
+/// The place of "[1][2]" among a field's numbers, which stand row by row; undefined where it is none of those
+/// that the page has.
+function elementAt(indices, dimensions) {
+  const places = indices.slice(1, -1).split('][').map(Number);
+  if (places.length !== dimensions.length || places.some((place, i) => place >= dimensions[i])) return undefined;
+  return places.reduce((at, place, i) => at * dimensions[i] + place, 0);
+}
+
+/// A measure of a tag's field by "TAG.field" or "TAG.field[2]" in small letters; undefined for another name.
+function fieldNamed(data, wanted) {
+  const [, whole, indices] = /^(.*?)((?:\[\d+\])*)$/.exec(wanted);
+  for (const [index, tag] of data.tags.entries()) {
+    if (!wanted.startsWith(tag.name.toLowerCase() + '.')) continue;
+    const find = name => tag.fields.findIndex(field => `${tag.name}.${field.name}`.toLowerCase() === name);
+    const field = find(wanted);
+    if (field >= 0) return fieldMeasure(data, index, field, tag.fields[field].name);
+    const array = indices ? find(whole) : -1;
+    const element = array < 0 ? undefined : elementAt(indices, tag.fields[array].dimensions);
+    if (element !== undefined) return fieldMeasure(data, index, array, tag.fields[array].name + indices, element);
+  }
+  return undefined;
+}
+
 /// The measure of a name in any case, or null. The name is that of a measure of the document or its short
 /// form, the end of a scene field's path, or TAG.field.
 function measureNamed(data, name) {
@@ -142,11 +177,5 @@ function measureNamed(data, name) {
     const leaf = data.scene[scene].split('/').pop();
     return {key: 's' + scene, name: data.scene[scene], label: leaf, unit: sceneUnit(leaf), of: frame => frame.scene?.[scene]};
   }
-  for (const [index, tag] of data.tags.entries()) {
-    const field = tag.fields.findIndex(f => `${tag.name}.${f}`.toLowerCase() === wanted);
-    if (field < 0) continue;
-    return {key: `t${index}.${field}`, name: `${tag.name}.${tag.fields[field]}`, label: tag.fields[field], unit: '',
-      of: frame => frame.parameters.get(index)?.content?.[field]};
-  }
-  return null;
+  return fieldNamed(data, wanted) || null;
 }

@@ -12,8 +12,8 @@ const sameSize = () => bothThere() && view.a.width === view.b.width && view.a.he
 
 /// The mode, or the nearest one that the frame's images allow.
 function modeNow() {
-  if (view.held) return view.mode === 'b' ? 'a' : 'b';
   if (!bothThere()) return view.a ? 'a' : 'b';
+  if (view.held) return view.mode === 'b' ? 'a' : 'b';
   return ['split', 'difference'].includes(view.mode) && !sameSize() ? 'two' : view.mode;
 }
 
@@ -23,8 +23,8 @@ function showImages() {
   const [a, b] = [rasterOf(entry?.a), rasterOf(entry?.b)];
   const done = () => {
     if (state.entry !== entry) return;
-    Object.assign(view, {a, b});
-    view.drawn = new Map();
+    Object.assign(view, {a, b, drawn: new Map()});
+    view.panes = imageSize() ? panesOf($('screen').width, $('screen').height) : [];
     showModes();
     paint();
   };
@@ -39,18 +39,19 @@ function drawnOnce(key, makeIt) {
   return view.drawn.get(key);
 }
 
-const canvasFrom = image => canvasOf(image.width, image.height, image);
+const pyramidOf = image => new Pyramid(canvasOf(image.width, image.height, image));
 
-/// The layers of one image: the reduced picture, and the window above it.
+/// The layers of one image: the reduced picture, and the window above it, each with its clipped samples.
 function imageLayers(raster) {
   const whole = {x: 0, y: 0, width: raster.width, height: raster.height};
   const layers = [];
-  if (raster.picture) layers.push({picture: raster.picture, ...whole});
-  if (raster.window) layers.push({picture: raster.windowCanvas, ...raster.area});
-  if (!view.clip) return layers;
   const side = raster === view.a ? 'a' : 'b';
-  if (raster.reduced) layers.push({picture: drawnOnce('clip' + side, () => canvasFrom(clippingPicture(raster.reduced))), ...whole, without: raster.area});
-  if (raster.window) layers.push({picture: drawnOnce('clipw' + side, () => canvasFrom(clippingPicture(raster.window))), ...raster.area});
+  for (const [kind, picture, planes, area] of [['reduced', raster.picture, () => raster.reduced, whole],
+    ['window', raster.drawnWindow, () => raster.window, raster.area]]) {
+    if (!picture) continue;
+    layers.push({picture, ...area});
+    if (view.clip) layers.push({picture: drawnOnce(`clip ${kind} ${side}`, () => pyramidOf(clippingPicture(planes()))), ...area});
+  }
   return layers;
 }
 
@@ -67,9 +68,17 @@ function differenceLayers() {
   const layers = [];
   for (const [kind, area] of [['reduced', {x: 0, y: 0, width: view.a.width, height: view.a.height}], ['exact', view.a.area]]) {
     const planes = style.pair?.[kind];
-    if (planes) layers.push({picture: drawnOnce(kind + key, () => canvasFrom(differencePicture(...planes, style))), ...area});
+    if (planes) layers.push({picture: drawnOnce(kind + key, () => pyramidOf(differencePicture(...planes, style))), ...area});
   }
   return layers;
+}
+
+/// Puts the second side's name beside its picture.
+function placeOtherSide() {
+  const {style} = $('otherSide');
+  const pane = view.panes[1];
+  const [left, top] = pane ? [pane.left, pane.top].map(at => at / devicePixelRatio + 4 + 'px') : ['auto', '4px'];
+  Object.assign(style, {left, top, right: pane ? 'auto' : '4px'});
 }
 
 /// The panes of the mode: their place in the canvas, and `shows`.
@@ -78,10 +87,10 @@ function panesOf(width, height) {
   const whole = {left: 0, top: 0, width, height};
   if (mode !== 'two') return [{...whole, shows: mode}];
   if (width >= height * 0.9 || !view.full) {
-    const half = Math.floor((width - 2) / 2);
+    const half = Math.max(1, Math.floor((width - 2) / 2));
     return [{...whole, width: half, shows: 'a'}, {...whole, left: width - half, width: half, shows: 'b'}];
   }
-  const half = Math.floor((height - 2) / 2);
+  const half = Math.max(1, Math.floor((height - 2) / 2));
   return [{...whole, height: half, shows: 'a'}, {...whole, top: height - half, height: half, shows: 'b'}];
 }
 
@@ -118,6 +127,7 @@ function paintNow() {
   view.panes = [];
   if (!imageSize() || !canvas.width || !canvas.height) return;
   view.panes = panesOf(canvas.width, canvas.height);
+  placeOtherSide();
   for (const pane of view.panes) paintPane(context, pane);
   if (modeNow() === 'split') paintSlider(context, view.panes[0]);
   if (isLarger()) paintMap(context, view.panes[view.panes.length - 1]);
@@ -135,28 +145,27 @@ function paintPane(context, pane) {
   const origin = originOf(pane);
   if (pane.shows === 'split') {
     const at = pane.left + view.split * pane.width;
-    paintImage(context, origin, view.a, imageLayers(view.a));
+    paintImage(context, origin, pane, view.a, imageLayers(view.a));
     context.clearRect(at, pane.top, pane.left + pane.width - at, pane.height);
     clipTo(context, at, pane.top, pane.left + pane.width - at, pane.height);
-    paintImage(context, origin, view.b, imageLayers(view.b));
+    paintImage(context, origin, pane, view.b, imageLayers(view.b));
   } else if (pane.shows === 'difference') {
-    paintImage(context, origin, view.a, differenceLayers());
+    paintImage(context, origin, pane, view.a, differenceLayers());
     paintHatch(context, origin, view.b);
   } else {
     const raster = view[pane.shows];
-    paintImage(context, origin, raster, imageLayers(raster));
+    paintImage(context, origin, pane, raster, imageLayers(raster));
   }
   paintMarks(context, origin);
   context.restore();
 }
 
-function paintImage(context, {x, y, zoom}, raster, layers) {
+function paintImage(context, {x, y, zoom}, pane, raster, layers) {
   // At 1:1 and above, each pixel of the image is a square.
   context.imageSmoothingEnabled = zoom < 1;
-  context.imageSmoothingQuality = 'high';
+  const inside = {left: pane.left, top: pane.top, right: pane.left + pane.width, bottom: pane.top + pane.height};
   for (const layer of layers) {
-    context.drawImage(layer.picture, Math.round(x + layer.x * zoom), Math.round(y + layer.y * zoom),
-      Math.round(layer.width * zoom), Math.round(layer.height * zoom));
+    layer.picture.draw(context, {x: x + layer.x * zoom, y: y + layer.y * zoom, width: layer.width * zoom, height: layer.height * zoom}, inside);
   }
   paintHatch(context, {x, y, zoom}, raster);
 }
@@ -243,9 +252,10 @@ function paintMap(context, pane) {
   context.fillStyle = '#404040';
   context.fillRect(map.left - 2, map.top - 2, map.width + 4, map.height + 4);
   context.imageSmoothingEnabled = true;
-  if (raster.picture) context.drawImage(raster.picture, map.left, map.top, map.width, map.height);
   context.save();
   clipTo(context, map.left, map.top, map.width, map.height);
+  raster.picture?.draw(context, {x: map.left, y: map.top, width: map.width, height: map.height},
+    {left: map.left, top: map.top, right: map.left + map.width, bottom: map.top + map.height});
   const scale = map.scale / origin.zoom;
   for (const [width, style] of [[3, '#000000'], [1.5, '#ffffff']]) {
     context.lineWidth = width;
@@ -373,6 +383,7 @@ function setFull(full) {
   if (full && $('detail').hidden) openDetail();
   view.full = full;
   $('look').classList.toggle('full', full);
+  showLookLane();
   coverFrames();
   (full ? $('screen') : $('strip')).focus({preventScroll: true});
   resizeScreen();
@@ -448,14 +459,16 @@ function showState() {
   $('nothing').hidden = Boolean(raster && (raster.picture || raster.window));
   $('nothing').textContent = !raster ? (state.entry ? shown(state.entry.main.problem || 'no image') : '')
     : raster.failed || 'the page has no picture of this frame';
-  $('sides').textContent = data.against === null ? '' : {two: 'A | B', split: 'A | B', difference: 'B − A'}[mode] || mode.toUpperCase();
+  const [side, other] = data.against === null || !raster ? ['', ''] : {two: ['A', 'B'], split: ['A', 'B'], difference: ['B − A', '']}[mode] || [mode.toUpperCase(), ''];
+  $('side').textContent = side;
+  $('otherSide').textContent = other;
   $('screen').setAttribute('aria-label', `Picture of frame ${state.entry?.label ?? ''}${data.against === null ? '' : ', ' + mode}`);
   const words = [];
   if (raster?.picture) {
     const pane = panesOf($('screen').width, $('screen').height)[0];
     const zoom = zoomOf(pane);
     words.push(`${raster.width} × ${raster.height}`, zoom >= 1 ? `${rounded(zoom, 3)} : 1` : `1 : ${rounded(1 / zoom, 3)}`,
-      raster.picture.naturalWidth < raster.width ? `reduced to ${raster.picture.naturalWidth} × ${raster.picture.naturalHeight}` : 'packed as JPEG');
+      raster.picture.width < raster.width ? `reduced to ${raster.picture.width} × ${raster.picture.height}` : 'packed as JPEG');
     const area = raster.area;
     if (area) words.push(area.width === raster.width && area.height === raster.height ? 'exact everywhere'
       : `exact in ${area.width} × ${area.height} at ${area.x}, ${area.y}`);
