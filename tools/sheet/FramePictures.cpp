@@ -134,9 +134,11 @@ std::optional<MeasuredPicture> FramePictureMaker::measure(const FrameImage& imag
         }
         file.requireSamples();
         MeasuredPicture result;
-        const int widest = MeasuredPicture::kWidths.back();
+        // Many pictures on a page do not become so wide.
+        const size_t widths = result.jpegs.size() - (plan_.effort == Effort::kQuick ? 1 : 0);
+        const int widest = MeasuredPicture::kWidths[widths - 1];
         const Picture wide = reader_.read(file, widest, Effort::kFull).picture;
-        for (size_t i = 0; i < result.jpegs.size(); ++i) {
+        for (size_t i = 0; i < widths; ++i) {
             const Picture picture =
                 reader_.reduced(wide, MeasuredPicture::kWidths[i], Effort::kFull);
             result.jpegs[i].width = picture.width();

@@ -19,8 +19,6 @@ constexpr double kShareOfBytesOfMany = 0.74;
 // Pictures have at least this share, even if many values fill the page.
 constexpr double kLeastShare = 0.1;
 
-constexpr double kSteepnessBeyond = 1.5;
-
 constexpr int kMostThumb = 256;
 constexpr int kLeastThumb = 96;  ///< smaller pictures show nothing
 constexpr int kMostLarge = 1920;
@@ -54,23 +52,22 @@ public:
         if (mean.windowArea > 0) perPixel_ = mean.windowBytes / mean.windowArea;
     }
 
-    /// Between measured widths the bytes grow with a power of the width, beyond them with at least
-    /// kSteepnessBeyond. No JPEG is wider than the image.
+    /// Between measured widths the bytes grow with a power of the width, beyond them with its
+    /// square. No JPEG is wider than the image.
     double jpeg(double width) const {
-        const Jpeg& widest = jpegs_.back();
-        // A mean width is not exact.
-        if (width >= widest.width && widest.width < MeasuredPicture::kWidths.back() - 0.5) {
-            return widest.bytes;
+        const size_t last = jpegs_.size() - (jpegs_.back().width > 0 ? 1 : 2);
+        const Jpeg& widest = jpegs_[last];
+        if (width >= widest.width) {
+            // A mean width is not exact.
+            const bool whole = widest.width < MeasuredPicture::kWidths[last] - 0.5;
+            return whole ? widest.bytes : widest.bytes * std::pow(width / widest.width, 2);
         }
         size_t next = 1;
-        while (next + 1 < jpegs_.size() && jpegs_[next].width < width) ++next;
+        while (next < last && jpegs_[next].width < width) ++next;
         const Jpeg& from = jpegs_[next - 1];
         const Jpeg& to = jpegs_[next];
         if (to.width <= from.width) return from.bytes;
         const double exponent = std::log(to.bytes / from.bytes) / std::log(to.width / from.width);
-        if (width > to.width) {
-            return to.bytes * std::pow(width / to.width, std::max(kSteepnessBeyond, exponent));
-        }
         return from.bytes * std::pow(width / from.width, exponent);
     }
 
@@ -97,7 +94,7 @@ private:
 
     // Typical photographs, if nothing was measured.
     std::array<Jpeg, MeasuredPicture::kWidths.size()> jpegs_ = {
-        {{128, 6'000}, {256, 17'000}, {512, 50'000}, {1024, 150'000}}};
+        {{128, 6'000}, {256, 17'000}, {512, 50'000}, {1024, 150'000}, {1920, 400'000}}};
     double perPixel_ = 2;
     double pixels_ = std::numeric_limits<double>::infinity();
 };

@@ -19,7 +19,7 @@ struct PictureSizes {
 
 /// The bytes of one image's pictures in Base64.
 struct MeasuredPicture {
-    static constexpr std::array<int, 4> kWidths = {128, 256, 512, 1024};
+    static constexpr std::array<int, 5> kWidths = {128, 256, 512, 1024, 1920};
     static constexpr int kWindowSide = 256;
 
     /// A JPEG of the image.
@@ -27,7 +27,8 @@ struct MeasuredPicture {
         double width = 0;
         double bytes = 0;
     };
-    std::array<Jpeg, kWidths.size()> jpegs;  ///< at kWidths, or at the image's width
+    /// At kWidths, or at the image's width. The last one may be missing, with width 0.
+    std::array<Jpeg, kWidths.size()> jpegs;
     double pixels = 0;                       ///< of the image
     double windowArea = 0;                   ///< pixels of a window
     double windowBytes = 0;

@@ -196,10 +196,10 @@ private:
         }
         needs.thumbWidth = options_.thumbWidth;
         needs.windows = !plan_.window;
+        plan_.effort = needs.pictures > kMostWithEffort ? Effort::kQuick : Effort::kFull;
         measure(needs);
         planned_ = true;
         plan_.sizes = planSizes(needs);
-        plan_.effort = needs.pictures > kMostWithEffort ? Effort::kQuick : Effort::kFull;
     }
 
     /// Looks up on some frames how large rows and pictures become.
