@@ -162,13 +162,13 @@ function nearest(along) {
 /// The axis below the lanes, with numbers of frames or with times.
 function axis() {
   const entries = state.task.frames;
-  const count = Math.min(entries.length, 6);
   const ticks = make('div', {className: 'axis', 'aria-hidden': 'true'});
-  for (let i = 0; i < count; i += 1) {
-    const entry = entries[count > 1 ? Math.round(i * (entries.length - 1) / (count - 1)) : 0];
+  const step = Math.max(1, Math.ceil((entries.length - 1) / 5));
+  for (let at = 0; at < entries.length; at += step) {
+    const entry = entries[at];
     const tick = make('span', {textContent: state.byTime ? withTime(entry.at) : entry.label});
     tick.style.left = alongOf(entry) * 100 + '%';
-    tick.classList.toggle('last', i > 0 && i === count - 1);
+    tick.classList.toggle('last', at > 0 && at === entries.length - 1);
     ticks.append(tick);
   }
   return ticks;

@@ -112,7 +112,7 @@ function fitCells() {
   const height = Math.min(box.clientHeight, innerHeight);
   const count = Math.max(1, state.seen.length);
   const each = Math.floor(Math.sqrt(width * height * state.box / count) * 0.8);
-  const fit = Math.min(count > 60 ? 256 : 640, Math.max(112, each));
+  const fit = Math.min(count > 60 ? 256 : 640, Math.max(data.against === null ? 112 : 136, each));
   const columns = Rolling.printing ? PRINTED_COLUMNS : Math.max(1, Math.floor((width + strip.gap) / (fit + strip.gap)));
   strip.size = `${width} x ${height}`;
   strip.large = Number(width / columns > 280);

@@ -483,12 +483,15 @@ function showState() {
 function showLegend(mode) {
   $('legend').hidden = mode !== 'difference';
   if (mode !== 'difference') return;
-  const {gain, usual, plane, signed} = differenceStyle();
+  const {pair, gain, usual, plane, signed} = differenceStyle();
   const most = Math.floor((signed ? 127 : 255) / gain);
   const what = plane < 0 ? 'the largest of Y, U and V' : PLANES[plane];
   const why = view.gain ? '' : `; 99 % of the pixels differ by at most ${usual.usual}`;
-  $('legend').textContent = signed ? `B − A of ${what}, × ${gain}: black −${most}, grey 0, white +${most}${why}`
-    : `|B − A| of ${what}, × ${gain}: black 0, white ${most}${why}`;
+  const area = pair?.exact && view.a.area;
+  const noise = !area ? '; JPEG adds differences of its own' : area.width < view.a.width || area.height < view.a.height
+    ? '; outside the exact part, JPEG adds differences of its own' : '';
+  $('legend').textContent = (signed ? `B − A of ${what}, × ${gain}: black −${most}, grey 0, white +${most}`
+    : `|B − A| of ${what}, × ${gain}: black 0, white ${most}`) + why + noise;
 }
 
 function resizeScreen() {
