@@ -470,7 +470,7 @@ class Page(unittest.TestCase):
 
     def test_a_page_keeps_to_its_size(self):
         tree = self.folder / "wide"
-        tyksim("record", tree, "--frames", 12, "--size", "2400x1800")
+        tyksim("record", tree, "--frames", 12, "--size", "1600x1200")
         self.assertLess(self.sheet(tree, "wide.html", "--size", 1, status=(0, 3)).stat().st_size, 1_000_000)
         tree = self.folder / "many"
         tyksim("record", tree, "--frames", 400, "--size", "64x48")

@@ -136,11 +136,10 @@ std::optional<MeasuredPicture> FramePictureMaker::measure(const FrameImage& imag
         MeasuredPicture result;
         // Many pictures on a page do not become so wide.
         const size_t widths = result.jpegs.size() - (plan_.effort == Effort::kQuick ? 1 : 0);
-        const int widest = MeasuredPicture::kWidths[widths - 1];
-        const Picture wide = reader_.read(file, widest, Effort::kFull).picture;
         for (size_t i = 0; i < widths; ++i) {
+            // As the page's larger pictures: straight from the image.
             const Picture picture =
-                reader_.reduced(wide, MeasuredPicture::kWidths[i], Effort::kFull);
+                reader_.read(file, MeasuredPicture::kWidths[i], Effort::kFull).picture;
             result.jpegs[i].width = picture.width();
             result.jpegs[i].bytes = static_cast<double>(jpeg(picture).size());
         }

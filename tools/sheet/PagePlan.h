@@ -12,14 +12,16 @@ namespace tyksim {
 /// The sizes of an image's pictures on the page.
 struct PictureSizes {
     int thumbWidth = 256;
-    int largeWidth = 0;    ///< 0: no larger picture
-    int windowSide = 0;    ///< of the part without loss, pixels; 0: no such part
-    uint32_t every = 1;    ///< N: only every Nth frame has pictures
+    int largeWidth = 0;  ///< 0: no larger picture
+    int windowSide = 0;  ///< of the part without loss, pixels; 0: no such part
+    uint32_t every = 1;  ///< N: only every Nth frame has pictures
 };
 
 /// The bytes of one image's pictures in Base64.
 struct MeasuredPicture {
-    static constexpr std::array<int, 5> kWidths = {128, 256, 512, 1024, 1920};
+    /// Not a simple fraction of usual widths, at which images with regular patterns become much
+    /// smaller than at all other widths.
+    static constexpr std::array<int, 5> kWidths = {134, 262, 518, 1094, 1894};
     static constexpr int kWindowSide = 256;
 
     /// A JPEG of the image.
@@ -29,8 +31,8 @@ struct MeasuredPicture {
     };
     /// At kWidths, or at the image's width. The last one may be missing, with width 0.
     std::array<Jpeg, kWidths.size()> jpegs;
-    double pixels = 0;                       ///< of the image
-    double windowArea = 0;                   ///< pixels of a window
+    double pixels = 0;      ///< of the image
+    double windowArea = 0;  ///< pixels of a window
     double windowBytes = 0;
 };
 
