@@ -20,7 +20,7 @@ from browser import Browser  # noqa: E402
 
 
 def damaged_tree(tyksim, folder):
-    """A burst as a full disk and a missing file leave it."""
+    """A burst with the damage of a full disk, and without one file."""
     tree = folder / "phone"
     subprocess.run([tyksim, "record", tree, "--frames", "24", "--size", "1280x960"], check=True,
                    capture_output=True)
@@ -31,7 +31,7 @@ def damaged_tree(tyksim, folder):
 
 
 def tuned_tree(tree, folder):
-    """The same burst with a tone curve that gets stronger until the middle of it."""
+    """The same burst with a tone curve that is strongest in its middle."""
     other = folder / "tuned"
     shutil.copytree(tree, other)
     frames = sorted(other.glob("data/vendor/cameraserver/tykdump/pipe_1/*_task_0/*"))
@@ -56,7 +56,7 @@ def looks_different(picture, other):
 
 
 def keep(made, picture):
-    """Puts the picture that was made in its place, if that changes what is seen there."""
+    """Replaces the picture in the documents if the new one looks different."""
     if picture.exists() and not looks_different(made, picture):
         print(f"{picture.name}: looks as before, kept")
         return
