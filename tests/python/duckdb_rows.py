@@ -3,7 +3,7 @@
 
     duckdb_rows.py TYKSIM MODULES
 
-MODULES is the folder node_modules with DuckDB's npm build. Ends with 77 where it is not there.
+MODULES is the folder node_modules with DuckDB's npm build. If it is missing, the exit status is 77.
 """
 
 import json
@@ -28,7 +28,7 @@ console.log(JSON.stringify(reader.getRowsJson()));
 
 
 def ask(modules, statement):
-    """The rows of a statement's answer; DuckDB's JSON has whole numbers as texts."""
+    """The rows of a statement's answer. DuckDB's JSON has whole numbers as texts."""
     said = subprocess.run(
         ["node", "--input-type=module", "-e", QUERY, modules, statement],
         check=True, capture_output=True, text=True,

@@ -62,12 +62,12 @@ def answers(port):
 
 
 def processes_below(ancestor):
-    """The ids of a process and of all that it started, directly or not."""
+    """The ids of a process and of its descendants."""
     parents = {}
     for entry in pathlib.Path("/proc").iterdir():
         if entry.name.isdigit():
             try:
-                # The name may hold spaces and parentheses; the parent is the second word after it.
+                # The name may have spaces and parentheses; the parent is the second word after it.
                 words = (entry / "stat").read_text().rpartition(")")[2].split()
             except OSError:
                 continue  # it has ended
@@ -79,7 +79,7 @@ def processes_below(ancestor):
 
 
 def stop_machine(server):
-    """Ends a server and every process that it started, as a machine does that loses its power."""
+    """Ends a server and every process that it started, like a machine that loses its power."""
     server.send_signal(signal.SIGSTOP)  # it starts nothing more
     for process in processes_below(server.pid):
         try:
