@@ -14,9 +14,6 @@ namespace tyktags {
 
 namespace {
 
-// No real data nest deeper, and programs that print values nest as deep.
-constexpr size_t kMostDimensions = 16;
-
 bool hasOneOf(std::string_view text, std::string_view characters) {
     return text.find_first_of(characters) != std::string_view::npos;
 }
@@ -96,7 +93,9 @@ void checkField(const TagEntry& tag, const TagField& field, Complaints& complain
     const std::string within = "the field " + quoted(field.name) + " within the tag's " +
                                std::to_string(tag.size) + " bytes";
     complaints.require(end <= static_cast<uint64_t>(tag.size), within,
-                       std::to_string(field.offset) + " to " + std::to_string(end), Kind::beyond);
+                       std::to_string(field.offset) + " to " + std::to_string(end) +
+                           (field.count() < kVeryMany ? "" : " or more"),
+                       Kind::beyond);
 }
 
 void checkFields(const TagEntry& tag, Complaints& complaints) {
@@ -116,12 +115,6 @@ void checkSize(const TagEntry& tag, Complaints& complaints) {
         "the kind fixed and the size " + std::to_string(own.value_or(0)) + " of tag " +
             std::to_string(tag.id),
         (tag.kind == TagKind::fixed ? "fixed and " : "block and ") + std::to_string(tag.size));
-}
-
-// A name must not be a valid number or list, because a user may give either in the same place.
-bool isEnumValueName(std::string_view name) {
-    if (name.empty() || hasOneOf(name, std::string_view(",=\0", 3))) return false;
-    return !hasOneOf(name.substr(0, 1), "0123456789+-. ");
 }
 
 }  // namespace

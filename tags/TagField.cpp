@@ -17,9 +17,6 @@ namespace {
 constexpr std::string_view kTypeNames[] = {"u8",  "i8",  "u16", "i16", "u32", "i32",
                                            "u64", "i64", "f32", "f64", "char"};
 
-// More than any value has.
-constexpr uint64_t kVeryMany = uint64_t{1} << 40;
-
 uint64_t product(const std::vector<uint32_t>& factors) {
     uint64_t result = 1;
     for (const uint32_t factor : factors) {
@@ -232,6 +229,13 @@ bool isFieldName(std::string_view name) {
         if (name[0] != '.') return false;
         name.remove_prefix(1);
     }
+}
+
+bool isEnumValueName(std::string_view name) {
+    if (name.empty() || name.find_first_of(std::string_view(",=\0", 3)) != std::string_view::npos) {
+        return false;
+    }
+    return std::string_view("0123456789+-. ").find(name[0]) == std::string_view::npos;
 }
 
 Result<TagField> findField(const std::vector<TagField>& fields, std::string_view name,

@@ -74,6 +74,13 @@ struct BitRange {
     uint32_t width = 0;  ///< 0: the field is whole bytes
 };
 
+/// The limit of a field's dimensions. No real data nest deeper, and programs that print values nest
+/// as deep.
+constexpr size_t kMostDimensions = 16;
+
+/// More elements than a value can have.
+constexpr uint64_t kVeryMany = uint64_t{1} << 40;
+
 /// A named part of a tag's value. Fields may overlap.
 struct TagField {
     std::string name;     ///< "gain", "roi[1].x"
@@ -86,7 +93,7 @@ struct TagField {
     std::string unit = {};                            ///< such as "ns"; "" if unknown
     std::shared_ptr<const TagEnum> enumeration = {};  ///< names for its numbers; may be null
 
-    /// The number of elements, for text of characters; 2^40 or more if it is very large.
+    /// The number of elements, for text of characters; kVeryMany or more if it is very large.
     uint64_t count() const;
     /// The number of bytes from `offset` to the end of the field.
     uint64_t bytes() const;
@@ -110,6 +117,10 @@ std::string elementName(const std::string& name, const std::vector<uint32_t>& sh
 /// Whether a field may have this name: words separated by '.', which indices in brackets may
 /// follow, such as "roi[1].x". Words have no '.', '[', ']' and NUL.
 bool isFieldName(std::string_view name);
+
+/// Whether a value of an enum may have this name. A name must not be a valid number or list,
+/// because a user may give either in the same place.
+bool isEnumValueName(std::string_view name);
 
 /// The field with the name. Indices after a field's name select a part of it: an element
 /// ("gains[2]"), or a row if it has several dimensions ("matrix[1]"). A field with the whole name

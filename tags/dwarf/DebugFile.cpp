@@ -9,6 +9,7 @@
 #include <elfutils/libdwelf.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <unistd.h>
 #include <utility>
@@ -32,16 +33,21 @@ bool isThere(const std::string& path) {
     return fs::is_regular_file(path, error);
 }
 
+// The places of a build id below the folders.
+std::vector<std::string> placesOfId(const std::string& id, const std::vector<fs::path>& roots) {
+    std::vector<std::string> places;
+    if (id.size() < kLeastId) return places;
+    for (const fs::path& root : roots) places.push_back(root / pathOfId(id));
+    return places;
+}
+
 // The possible places of a library's debug file, the most likely first.
 std::vector<std::string> placesOf(const ElfFile& library, const std::string& folder) {
     std::error_code error;
     const fs::path beside = fs::absolute(library.path(), error).parent_path();
     std::vector<fs::path> roots{folder};
     if (folder.empty()) roots = {beside, beside / ".debug", kSystemFolder};
-    std::vector<std::string> places;
-    if (library.buildId().size() >= kLeastId) {
-        for (const fs::path& root : roots) places.push_back(root / pathOfId(library.buildId()));
-    }
+    std::vector<std::string> places = placesOfId(library.buildId(), roots);
     if (library.debugLink().empty()) return places;
     if (folder.empty()) roots.back() /= beside.relative_path();
     for (const fs::path& root : roots) places.push_back(root / library.debugLink());
@@ -85,28 +91,40 @@ Status checkBuild(const ElfFile& library, const ElfFile& file) {
     return flaw("the sum of bytes that " + library.path() + " gives", "another one");
 }
 
-Result<ElfFile> openChecked(const ElfFile& library, const std::string& path) {
+using Check = std::function<Status(const ElfFile& file)>;
+
+Result<ElfFile> openChecked(const std::string& path, const Check& check) {
     Result<ElfFile> file = ElfFile::open(path);
     if (!file.ok()) return file;
-    const Status status = checkBuild(library, file.value());
+    const Status status = check(file.value());
     if (!status.ok()) return status.problem();
     return file;
 }
 
-// The first of the places that has a file of the library's build.
-Result<ElfFile> openFound(const ElfFile& library, const std::string& folder) {
+// The file at the first of the places that passes the check. The problem has only a reason.
+Result<ElfFile> openFirst(const std::vector<std::string>& places, const Check& check) {
     std::string tried;
-    for (const std::string& place : placesOf(library, folder)) {
-        tried += (tried.empty() ? "" : ", ") + place;
+    for (const std::string& place : places) {
+        tried += (tried.empty() ? "no debug file at " : ", ") + place;
         if (!isThere(place)) continue;
-        Result<ElfFile> file = openChecked(library, place);
+        Result<ElfFile> file = openChecked(place, check);
         if (file.ok()) return file;
         tried += " (" + toLine(file.problem()) + ")";
     }
+    return Problem{"", "", "", tried};
+}
+
+Check isBuildOf(const ElfFile& library) {
+    return [&library](const ElfFile& file) { return checkBuild(library, file); };
+}
+
+// The debug file of the library, in the folder if one is given.
+Result<ElfFile> openFound(const ElfFile& library, const std::string& folder) {
+    Result<ElfFile> file = openFirst(placesOf(library, folder), isBuildOf(library));
+    if (file.ok()) return file;
     std::string found = "none: the file was stripped or built without it";
     if (library.isSplitPart()) found = "that of one source file (.dwo); the library is needed";
-    if (!tried.empty()) tried = "no debug file at " + tried;
-    return Problem{library.path(), "debug information", found, tried};
+    return Problem{library.path(), "debug information", found, file.problem().reason};
 }
 
 Result<ElfFile> findDebugInformation(const std::string& path, const std::string& given) {
@@ -114,9 +132,22 @@ Result<ElfFile> findDebugInformation(const std::string& path, const std::string&
     if (!library.ok()) return library;
     std::error_code error;
     if (fs::is_directory(given, error)) return openFound(library.value(), given);
-    if (!given.empty()) return openChecked(library.value(), given);
+    if (!given.empty()) return openChecked(given, isBuildOf(library.value()));
     if (library.value().hasDebugInformation()) return library;
     return openFound(library.value(), "");
+}
+
+// The possible places of the file that `file` shares debug information with. Its name may be
+// relative to the folder of `file`, and that of a link's target.
+std::vector<std::string> placesOfShared(const ElfFile& file, const std::string& name,
+                                        const std::string& id, const std::string& folder) {
+    std::error_code error;
+    const fs::path beside = fs::canonical(file.path(), error).parent_path();
+    std::vector<fs::path> roots{beside, beside / ".debug", kSystemFolder};
+    if (fs::is_directory(folder, error)) roots.insert(roots.begin(), folder);
+    std::vector<std::string> places = placesOfId(id, roots);
+    places.push_back((beside / name).lexically_normal());
+    return places;
 }
 
 // The missing file of a unit's debug information; "" if nothing is missing.
@@ -142,12 +173,12 @@ Result<DebugFile> DebugFile::open(const std::string& library, const std::string&
     Result<ElfFile> elf = findDebugInformation(library, debugFile);
     if (!elf.ok()) return elf.problem();
     DebugFile file(std::move(elf.value()));
-    const Status status = file.openDwarf();
+    const Status status = file.openDwarf(debugFile);
     if (!status.ok()) return status.problem();
     return file;
 }
 
-Status DebugFile::openDwarf() {
+Status DebugFile::openDwarf(const std::string& folder) {
     Dwarf* main = nullptr;
     if (elf_.header().e_type == ET_REL) {
         const Result<Dwarf*> relocated = openRelocated();
@@ -158,16 +189,38 @@ Status DebugFile::openDwarf() {
         main = dwarf_.get();
         if (!main) return dwarfDamage(path());
     }
-    const char* moved = nullptr;
-    const void* id = nullptr;
-    if (dwelf_dwarf_gnu_debugaltlink(main, &moved, &id) > 0 && !dwarf_getalt(main)) {
+    if (Status status = openShared(main, folder); !status.ok()) return status;
+    if (Status status = findParts(main); !status.ok()) return status;
+    if (sharedDwarf_) parts_.push_back(sharedDwarf_.get());
+    return {};
+}
+
+// Opens the file to which a tool moved the debug information that several files have.
+Status DebugFile::openShared(Dwarf* main, const std::string& folder) {
+    const char* name = nullptr;
+    const void* bytes = nullptr;
+    const ssize_t count = dwelf_dwarf_gnu_debugaltlink(main, &name, &bytes);
+    if (count < 0) return dwarfDamage(path());
+    if (count == 0) return {};
+    const std::string id =
+        hexadecimal(static_cast<const uint8_t*>(bytes), static_cast<size_t>(count));
+    const auto check = [&id](const ElfFile& file) -> Status {
+        if (!file.hasDebugInformation()) return Problem{file.path(), "debug information", "none"};
+        if (file.buildId() == id) return {};
+        return Problem{file.path(), "the build id " + id, idText(file)};
+    };
+    Result<ElfFile> file = openFirst(placesOfShared(elf_, name, id, folder), check);
+    if (!file.ok()) {
         return Problem{path(),
-                       std::string("the file ") + moved +
-                           ", which it shares debug "
-                           "information with",
-                       "none"};
+                       std::string("the file ") + name +
+                           ", which has the debug information that several libraries share",
+                       "none", file.problem().reason};
     }
-    return findParts(main);
+    shared_ = std::move(file.value());
+    sharedDwarf_.reset(dwarf_begin_elf(shared_->elf(), DWARF_C_READ, nullptr));
+    if (!sharedDwarf_) return dwarfDamage(shared_->path());
+    dwarf_setalt(main, sharedDwarf_.get());
+    return {};
 }
 
 // libdwfl relocates references between the sections of an object file that was not linked.
@@ -207,7 +260,7 @@ Status DebugFile::findParts(Dwarf* main) {
     return Problem{path(), "debug information",
                    "only the names of .dwo files that have it, and " + absent +
                        (count > 1 ? " and " + std::to_string(count - 1) + " more are" : " is") +
-                       " not there",
+                       " not there or of another kind",
                    "", ""};
 }
 

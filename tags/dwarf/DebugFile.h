@@ -8,6 +8,7 @@
 #include <elfutils/libdw.h>
 #include <elfutils/libdwfl.h>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,8 @@ public:
 
     const std::string& path() const { return elf_.path(); }
 
-    /// All parts: the file's, and those of the .dwo files that its units name.
+    /// All parts: the file's, those of the .dwo files that its units name, and that of the file
+    /// that several libraries share.
     const std::vector<Dwarf*>& parts() const { return parts_; }
 
 private:
@@ -33,11 +35,14 @@ private:
     };
 
     explicit DebugFile(ElfFile elf) : elf_(std::move(elf)) {}
-    Status openDwarf();
+    Status openDwarf(const std::string& folder);
     Result<Dwarf*> openRelocated();
+    Status openShared(Dwarf* main, const std::string& folder);
     Status findParts(Dwarf* main);
 
     ElfFile elf_;
+    std::optional<ElfFile> shared_;
+    std::unique_ptr<Dwarf, CloseDwarf> sharedDwarf_;  // outlives those that refer to it
     std::unique_ptr<Dwarf, CloseDwarf> dwarf_;
     std::unique_ptr<Dwfl, CloseSession> session_;
     std::vector<Dwarf*> parts_;

@@ -145,7 +145,8 @@ struct DebugTypes::State {
     }
 
     bool forEach(const std::function<bool(std::string_view)>& wanted,
-                 const std::function<void(const NamedType&)>& visit) const;
+                 const std::function<void(const NamedType&)>& visit,
+                 Search search = Search::kOutsideFunctions) const;
     Status readDefinitions();
     std::optional<Die> definitionOf(const Die& declaration);
     Result<std::vector<std::vector<NamedType>>> find(const std::vector<Request>& requests) const;
@@ -163,10 +164,11 @@ struct DebugTypes::State {
 };
 
 bool DebugTypes::State::forEach(const std::function<bool(std::string_view)>& wanted,
-                                const std::function<void(const NamedType&)>& visit) const {
+                                const std::function<void(const NamedType&)>& visit,
+                                Search search) const {
     const std::vector<Dwarf*>& parts = file.parts();
     return std::all_of(parts.begin(), parts.end(),
-                       [&](Dwarf* part) { return forEachType(part, wanted, visit); });
+                       [&](Dwarf* part) { return forEachType(part, search, wanted, visit); });
 }
 
 Status DebugTypes::State::readDefinitions() {
@@ -188,22 +190,31 @@ std::optional<Die> DebugTypes::State::definitionOf(const Die& declaration) {
     return found->second;
 }
 
+// Returns the types that each request names.
 Result<std::vector<std::vector<NamedType>>> DebugTypes::State::find(
     const std::vector<Request>& requests) const {
-    std::set<std::string, std::less<>> lastNames;
-    for (const Request& request : requests) lastNames.emplace(lastNameOf(request.name));
-    const auto wanted = [&lastNames](std::string_view name) {
-        const bool plain = name.find(' ') == std::string_view::npos;
-        return plain ? lastNames.count(name) > 0 : lastNames.count(plainName(name)) > 0;
-    };
     std::vector<std::vector<NamedType>> found(requests.size());
-    const bool sound = forEach(wanted, [&](const NamedType& type) {
-        const std::string name = plainName(type.name);
+    // Searches in functions, which have most of the debug information, for the other types alone.
+    for (const Search search : {Search::kOutsideFunctions, Search::kEverywhere}) {
+        std::vector<size_t> open;
+        std::set<std::string, std::less<>> lastNames;
         for (size_t i = 0; i < requests.size(); ++i) {
-            if (namesType(requests[i].name, name)) found[i].push_back(type);
+            if (!found[i].empty()) continue;
+            open.push_back(i);
+            lastNames.emplace(lastNameOf(requests[i].name));
         }
-    });
-    if (!sound) return damage();
+        if (open.empty()) break;
+        const auto wanted = [&lastNames](std::string_view name) {
+            const bool plain = name.find(' ') == std::string_view::npos;
+            return plain ? lastNames.count(name) > 0 : lastNames.count(plainName(name)) > 0;
+        };
+        const auto add = [&](const NamedType& type) {
+            for (const size_t i : open) {
+                if (namesType(requests[i].name, type)) found[i].push_back(type);
+            }
+        };
+        if (!forEach(wanted, add, search)) return damage();
+    }
     return found;
 }
 
@@ -228,7 +239,7 @@ Result<TypeLayout> DebugTypes::State::layoutOf(const NamedType& named, EnumNames
                        std::to_string(layout.type.size));
     }
     const auto define = [this](const Die& die) { return definitionOf(die); };
-    Status status = LayoutReader(define, names).read(*type, layout);
+    Status status = LayoutReader(define, names).read(named.die, layout);
     if (status.ok()) return layout;
     Problem wrong = status.problem();
     wrong.path = file.path();

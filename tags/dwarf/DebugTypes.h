@@ -57,9 +57,10 @@ public:
     /// Opens the ELF file at `library`. If its debug information is in another file, that is
     /// `debugFile` or, if that is "", the file of the build id or the debug link: below .build-id/
     /// and .debug/ in the library's folder, and in /usr/lib/debug. `debugFile` may also be a folder
-    /// that contains .build-id/. These are problems: a debug file of another build, a library
-    /// without debug information, missing files of debug information (.dwo), and a big-endian
-    /// architecture.
+    /// that contains .build-id/. A file that several libraries share debug information with is
+    /// found by its build id or its name. These are problems: a debug file of another build, a
+    /// library without debug information, missing files of debug information (.dwo, or a shared
+    /// one), and a big-endian architecture.
     static Result<DebugTypes> open(const std::string& library, const std::string& debugFile = "");
 
     DebugTypes(DebugTypes&&) noexcept;
@@ -74,11 +75,12 @@ public:
     /// functions. `wanted` is called before the file of the type is known.
     Result<std::vector<DebugType>> list(const WantedType& wanted) const;
 
-    /// The layouts of the types `names`, in their order. A name may omit leading namespaces; a full
-    /// name takes precedence. "Type@FILE" is the type that FILE declares or that is compiled from
-    /// it; the last components of FILE's path are enough. Types of the same name and layout count
-    /// as one. The problem lists the types of an ambiguous name, suggests similar names for an
-    /// unknown one, and reports a type that is only declared.
+    /// The layouts of the types `names`, in their order. A name may omit leading namespaces, and
+    /// inline and unnamed ones anywhere; a full name takes precedence. A type inside a function is
+    /// found if no other type fits. "Type@FILE" is the type that FILE declares or that is compiled
+    /// from it; the last components of FILE's path are enough. Types of the same name and layout
+    /// count as one. The problem lists the types of an ambiguous name, suggests similar names for
+    /// an unknown one, and reports a type that is only declared.
     Result<std::vector<TypeLayout>> layouts(const std::vector<std::string>& names) const;
 
 private:

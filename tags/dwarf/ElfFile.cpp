@@ -17,16 +17,6 @@ namespace {
 constexpr uint64_t kMostDecompressed = uint64_t{2} << 30;
 constexpr unsigned kZstd = 2;  // ELFCOMPRESS_ZSTD, which older headers do not have
 
-std::string hexadecimal(const uint8_t* bytes, size_t count) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (size_t i = 0; i < count; ++i) {
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 15];
-    }
-    return text;
-}
-
 bool startsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
 }
@@ -54,6 +44,16 @@ std::string decompressionError(Elf_Scn* section) {
 }
 
 }  // namespace
+
+std::string hexadecimal(const uint8_t* bytes, size_t count) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (size_t i = 0; i < count; ++i) {
+        text += kDigits[bytes[i] >> 4];
+        text += kDigits[bytes[i] & 15];
+    }
+    return text;
+}
 
 Descriptor::Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
 

@@ -26,6 +26,8 @@ private:
     int number_;
 };
 
+std::string hexadecimal(const uint8_t* bytes, size_t count);
+
 /// An open ELF file of a little-endian architecture. It is read and not mapped, so that a file that
 /// becomes shorter gives an error and not a signal.
 class ElfFile {

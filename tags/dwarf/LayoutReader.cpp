@@ -192,6 +192,26 @@ std::optional<FieldType> typeOfEnum(const Die& enumeration) {
     return typeOfEncoding(*encoding, *bytes);
 }
 
+// The name of a base's type without its namespaces and template arguments.
+std::string baseName(const Die& inheritance) {
+    const std::optional<Die> declared = typeOf(inheritance);
+    const std::optional<Die> type = declared ? strippedOf(*declared) : std::nullopt;
+    const std::string_view whole = type ? nameOf(*type) : "";
+    return std::string(whole.substr(0, whole.find('<')));
+}
+
+// What gives an enum its name: itself, or the typedef of an unnamed one.
+Die namedOf(const Die& declared, const Die& enumeration) {
+    Die named = enumeration;
+    if (!nameOf(enumeration).empty()) return named;
+    std::optional<Die> type = declared;
+    for (int i = 0; i < kDeepest && type && isWrapper(tagOf(*type)); ++i) {
+        if (tagOf(*type) == DW_TAG_typedef) named = *type;
+        type = typeOf(*type);
+    }
+    return named;
+}
+
 // Adds the lengths of an array; returns the reason if it has none, else null.
 const char* addLengths(const Die& array, std::vector<uint32_t>& dimensions) {
     if (has(array, DW_AT_byte_stride) || has(array, DW_AT_bit_stride)) return "an array with gaps";
@@ -213,9 +233,9 @@ const char* addLengths(const Die& array, std::vector<uint32_t>& dimensions) {
 template <typename Visit>
 void LayoutReader::visit(const Die& parent, Visit visitOne) {
     const bool sound = forEachIn(parent, [&](const Die& child) {
-        if (!budget_.take()) tooLarge_ = true;
-        if (!tooLarge_) visitOne(child);
-        return !tooLarge_;
+        if (!budget_.take()) exhausted_ = true;
+        if (!exhausted_) visitOne(child);
+        return !exhausted_;
     });
     if (!sound) damaged_ = true;
 }
@@ -226,19 +246,19 @@ Status LayoutReader::read(const Die& die, TypeLayout& layout) {
     const bool parts = type && hasMembers(tagOf(*type));
     value(die, {parts ? "" : "value", 0, 0});
     if (damaged_) return dwarfDamage("");
-    if (tooLarge_) {
+    if (exhausted_) {
         return Problem{"",
-                       "at most " + std::to_string(kMostFields) + " fields of " + layout.type.name,
+                       layout.type.name + " with at most " + std::to_string(kMostSteps) +
+                           " members and fields in all its parts and " +
+                           std::to_string(kMostFields) + " of them without a field",
                        "more"};
     }
     return {};
 }
 
 void LayoutReader::value(const Die& type, const Place& place) {
-    if (place.depth > kDeepest || !budget_.take()) {
-        tooLarge_ = true;
-        return;
-    }
+    if (!budget_.take()) exhausted_ = true;
+    if (exhausted_ || isTooDeep(place)) return;
     const std::optional<Die> stripped = strippedOf(type);
     if (!stripped) return leaveOut(place.name, "of no type");
     const int tag = tagOf(*stripped);
@@ -254,15 +274,24 @@ void LayoutReader::value(const Die& type, const Place& place) {
     leaveOut(place.name, kindOf(tag));
 }
 
+// Whether the place is in too many parts; the field is left out then.
+bool LayoutReader::isTooDeep(const Place& place) {
+    if (place.depth <= kDeepest) return false;
+    leaveOut(place.name, "nested deeper than " + std::to_string(kDeepest) + " levels");
+    return true;
+}
+
 void LayoutReader::members(const Die& type, Scope scope) {
-    bool derived = false;
-    visit(type, [&](const Die& child) { derived |= tagOf(child) == DW_TAG_inheritance; });
+    std::map<std::string, BaseCount> counts;
+    visit(type, [&](const Die& child) {
+        if (tagOf(child) == DW_TAG_inheritance) ++counts[baseName(child)].all;
+    });
     Scope bases = scope;
-    if (derived) collectNames(type, Bases::kWithout, 0, bases.hidden);
+    if (!counts.empty()) collectNames(type, Bases::kWithout, 0, bases.hidden);
     visit(type, [&](const Die& child) {
         switch (tagOf(child)) {
             case DW_TAG_inheritance:
-                return base(child, bases);
+                return base(child, numbered(baseName(child), counts), bases);
             case DW_TAG_member:
                 return member(child, scope);
             case DW_TAG_variant_part:
@@ -273,9 +302,17 @@ void LayoutReader::members(const Die& type, Scope scope) {
     });
 }
 
+// The next base's name, with its number if others have that name, as two of one template have.
+std::string LayoutReader::numbered(const std::string& name,
+                                   std::map<std::string, BaseCount>& counts) {
+    BaseCount& count = counts[name];
+    const uint32_t number = count.seen++;
+    return count.all > 1 ? name + "[" + std::to_string(number) + "]" : name;
+}
+
 // Collects the names of members, including those in unnamed unions and structures.
 void LayoutReader::collectNames(const Die& type, Bases bases, int depth, Names& names) {
-    if (depth > kDeepest) tooLarge_ = true;
+    if (depth > kDeepest) return;  // These members are left out.
     visit(type, [&](const Die& child) {
         const int tag = tagOf(child);
         const bool isBase = tag == DW_TAG_inheritance && bases == Bases::kWith;
@@ -291,19 +328,16 @@ void LayoutReader::collectNames(const Die& type, Bases bases, int depth, Names& 
     });
 }
 
-void LayoutReader::base(const Die& die, Scope& scope) {
+void LayoutReader::base(const Die& die, const std::string& name, Scope& scope) {
     const std::optional<Die> declared = typeOf(die);
     const std::optional<Die> type = declared ? strippedOf(*declared) : std::nullopt;
-    const std::string_view whole = type ? nameOf(*type) : "";
-    const std::string name(whole.substr(0, whole.find('<')));
     const std::string place = joined(scope.place.name, name);
     if (naturalOf(die, DW_AT_virtuality).value_or(0) != 0) return leaveOut(place, "a virtual base");
     const std::optional<uint64_t> offset = memberOffset(die);
     if (!offset) return leaveOut(place, "at a place that is computed");
     const std::optional<Die> definition = type ? definitionOf_(*type) : std::nullopt;
     if (!definition) return leaveOut(place, "of a type that is only declared");
-    if (scope.place.depth > kDeepest) tooLarge_ = true;
-    if (tooLarge_) return;
+    if (isTooDeep({place, 0, scope.place.depth + 1})) return;
     Scope inner = scope;
     inner.place.offset += *offset;
     ++inner.place.depth;
@@ -325,13 +359,11 @@ void LayoutReader::member(const Die& die, const Scope& scope) {
     const Place place{name, scope.place.offset + *offset, scope.place.depth + 1};
     if (own.empty()) {
         const std::optional<Die> inner = strippedOf(*type);
-        if (!inner || !hasMembers(tagOf(*inner))) return;
-        if (place.depth > kDeepest) tooLarge_ = true;
+        if (!inner || !hasMembers(tagOf(*inner)) || isTooDeep(place)) return;
         Scope same = scope;
         same.place.offset = place.offset;
         same.place.depth = place.depth;
-        if (!tooLarge_) members(*inner, same);
-        return;
+        return members(*inner, same);
     }
     if (own.substr(0, 5) == "_vptr") {
         return leaveOut(joined(scope.place.name, "_vptr"), "a pointer to a virtual table");
@@ -375,10 +407,33 @@ void LayoutReader::structures(const Elements& elements, const Place& place) {
     if (*size > 0 && elements.count > layout_->type.size / *size) {
         return leaveOut(place.name, "an array that is larger than its type");
     }
-    for (uint64_t i = 0; i < elements.count && !tooLarge_; ++i) {
-        value(*whole, {place.name + indicesOf(i, elements.dimensions), place.offset + i * *size,
-                       place.depth + 1});
+    const std::string firstName = place.name + indicesOf(0, elements.dimensions);
+    const size_t first = layout_->fields.size();
+    value(*whole, {firstName, place.offset, place.depth + 1});
+    const size_t each = layout_->fields.size() - first;
+    if (each == 0) return;
+    if (elements.count > (kMostFields - first) / each) {
+        dropFields(first);
+        return leaveOut(place.name, "an array of " + std::to_string(elements.count) +
+                                        " structures, too many for the " +
+                                        std::to_string(kMostFields) + " fields of a type");
     }
+    for (uint64_t i = 1; i < elements.count; ++i) {
+        const std::string name = place.name + indicesOf(i, elements.dimensions);
+        for (size_t one = first; one < first + each; ++one) {
+            TagField field = layout_->fields[one];
+            field.name.replace(0, firstName.size(), name);
+            const uint64_t offset = field.offset + i * *size;
+            add(std::move(field), offset);
+        }
+    }
+}
+
+// Drops the fields from number `first` on.
+void LayoutReader::dropFields(size_t first) {
+    std::vector<TagField>& fields = layout_->fields;
+    for (size_t i = first; i < fields.size(); ++i) names_.erase(fields[i].name);
+    fields.resize(first);
 }
 
 void LayoutReader::number(const Elements& elements, const Place& place) {
@@ -435,8 +490,17 @@ void LayoutReader::bitField(const Die& die, const Die& type, const Place& scope,
 }
 
 void LayoutReader::add(TagField field, uint64_t offset) {
-    if (layout_->fields.size() >= kMostFields) tooLarge_ = true;
-    if (tooLarge_) return;
+    if (!budget_.take()) exhausted_ = true;
+    if (exhausted_) return;
+    if (layout_->fields.size() >= kMostFields) {
+        return leaveOut(field.name,
+                        "beyond the " + std::to_string(kMostFields) + " fields of a type");
+    }
+    if (field.dimensions.size() > kMostDimensions) {
+        return leaveOut(field.name, "an array of " + std::to_string(field.dimensions.size()) +
+                                        " dimensions; a field has at most " +
+                                        std::to_string(kMostDimensions));
+    }
     const uint64_t size = layout_->type.size;
     if (offset > size || field.bytes() > size - offset) {
         return leaveOut(field.name,
@@ -452,7 +516,7 @@ void LayoutReader::add(TagField field, uint64_t offset) {
 void LayoutReader::leaveOut(const std::string& name, const std::string& what) {
     const std::string everywhere = withoutIndices(name);
     if (!leftOut_.insert(everywhere).second) return;
-    if (leftOut_.size() > kMostFields) tooLarge_ = true;
+    if (leftOut_.size() > kMostFields) exhausted_ = true;
     layout_->leftOut.push_back({everywhere, what});
 }
 
@@ -466,7 +530,8 @@ std::shared_ptr<const TagEnum> LayoutReader::enumOf(const Die& type, FieldType n
     for (const Die& die : enumeratorsOf(*enumeration)) {
         const std::optional<WholeNumber> value = enumerator(die);
         const std::string name(nameOf(die));
-        if (!value || !isIdentifier(name) || !names.insert(name).second) continue;
+        if (!value || !isIdentifier(name) || !isEnumValueName(name) || !names.insert(name).second)
+            continue;
         values.push_back({name, asElement(*value, number)});
     }
     std::shared_ptr<const TagEnum> result;
@@ -479,10 +544,10 @@ std::shared_ptr<const TagEnum> LayoutReader::enumOf(const Die& type, FieldType n
 
 std::string LayoutReader::enumName(const Die& declared, const Die& enumeration,
                                    const std::string& member) const {
+    const Die named = namedOf(declared, enumeration);
     const bool whole = enumNames_ == EnumNames::kWhole;
-    std::string name = whole ? wholeNameOf(enumeration) : std::string(nameOf(enumeration));
-    // An unnamed enum has the name of its typedef, or of the first member of that type.
-    if (name.empty() && tagOf(declared) == DW_TAG_typedef) name = nameOf(declared);
+    std::string name = whole ? wholeNameOf(named) : std::string(nameOf(named));
+    // An unnamed enum without a typedef has the name of the first member of that type.
     if (name.empty()) name = layout_->type.name + "::" + withoutIndices(member);
     return name;
 }

@@ -33,6 +33,8 @@ public:
 private:
     using Names = std::set<std::string, std::less<>>;
 
+    static constexpr uint64_t kMostSteps = uint64_t{1} << 22;
+
     enum class Bases { kWithout, kWith };
 
     // Where a part of the type lies, and what it is called.
@@ -54,16 +56,25 @@ private:
         uint64_t count = 1;
     };
 
+    // How many bases of a type have one name, and how many of them were read.
+    struct BaseCount {
+        uint32_t all = 0;
+        uint32_t seen = 0;
+    };
+
     void value(const Die& type, const Place& place);
+    bool isTooDeep(const Place& place);
     void members(const Die& type, Scope scope);
     void member(const Die& die, const Scope& scope);
-    void base(const Die& die, Scope& scope);
+    static std::string numbered(const std::string& name, std::map<std::string, BaseCount>& counts);
+    void base(const Die& die, const std::string& name, Scope& scope);
     void collectNames(const Die& type, Bases bases, int depth, Names& names);
     void array(const Die& type, const Place& place);
     void structures(const Elements& elements, const Place& place);
     void number(const Elements& elements, const Place& place);
     void bitField(const Die& die, const Die& type, const Place& scope, const std::string& name);
     void add(TagField field, uint64_t offset);
+    void dropFields(size_t first);
     void leaveOut(const std::string& name, const std::string& what);
     bool typeOfNumber(const Die& type, const std::string& name, TagField& field);
     std::shared_ptr<const TagEnum> enumOf(const Die& type, FieldType number,
@@ -76,13 +87,13 @@ private:
 
     FindDefinition definitionOf_;
     EnumNames enumNames_;
-    Budget budget_{uint64_t{1} << 22};
+    Budget budget_{kMostSteps};
     TypeLayout* layout_ = nullptr;
     Names names_;
     Names leftOut_;
     std::map<const void*, std::shared_ptr<const TagEnum>> enums_;
     bool damaged_ = false;
-    bool tooLarge_ = false;
+    bool exhausted_ = false;  // the budget, or the room for what is left out
 };
 
 }  // namespace tyktags

@@ -2,8 +2,9 @@
 
 #include <cctype>
 #include <cstdlib>
-#include <map>
 #include <memory>
+#include <unordered_map>
+#include <utility>
 
 namespace tyktags {
 
@@ -21,77 +22,110 @@ bool isScope(int tag) {
     return hasMembers(tag) || tag == DW_TAG_namespace || tag == DW_TAG_module;
 }
 
-std::string joined(const std::string& scope, std::string_view name) {
-    if (scope.empty()) return std::string(name);
-    return name.empty() ? scope : scope + "::" + std::string(name);
+using Scopes = std::vector<TypeScope>;
+
+// Whether types in it are those of a function.
+bool isCode(int tag) {
+    return tag == DW_TAG_subprogram || tag == DW_TAG_lexical_block;
 }
 
-std::string_view scopeName(const Die& scope) {
-    const std::string_view name = nameOf(scope);
-    return name.empty() && tagOf(scope) == DW_TAG_namespace ? kUnnamedNamespace : name;
+// Adds the entry to `scopes` if it has a name.
+void addScope(const Die& die, Scopes& scopes) {
+    const std::string_view name = nameOf(die);
+    const bool isNamespace = tagOf(die) == DW_TAG_namespace;
+    if (!name.empty()) {
+        scopes.push_back({name, isNamespace && isSet(die, DW_AT_export_symbols)});
+    } else if (isNamespace) {
+        scopes.push_back({kUnnamedNamespace, true});
+    }
+}
+
+std::string joined(const Scopes& scopes, std::string_view last) {
+    std::string name;
+    for (const TypeScope& scope : scopes) name.append(scope.name).append("::");
+    return name.append(last);
+}
+
+struct Free {
+    void operator()(void* memory) const { std::free(memory); }
+};
+
+// The scopes of a type, which takes a search in its unit.
+Scopes searchScopes(const Die& type) {
+    Die copy = type;
+    Die* found = nullptr;
+    const int count = dwarf_getscopes_die(&copy, &found);
+    const std::unique_ptr<Die, Free> owner(found);
+    Scopes scopes;
+    // From the unit to the type itself, which is the first.
+    for (int i = count - 1; i > 0; --i) {
+        if (isScope(tagOf(found[i]))) addScope(found[i], scopes);
+    }
+    return scopes;
 }
 
 // The types of one unit.
 class UnitWalk {
 public:
-    UnitWalk(const std::function<bool(std::string_view)>& wanted,
+    UnitWalk(Search search, const std::function<bool(std::string_view)>& wanted,
              const std::function<void(const NamedType&)>& visit)
-        : wanted_(wanted), visit_(visit) {}
+        : search_(search), wanted_(wanted), visit_(visit) {}
 
     bool run(const Die& unit) {
         unit_ = unit;
-        return inside(unit, "", 0);
+        return inside(unit, {}, 0);
     }
 
 private:
-    bool inside(const Die& scope, const std::string& name, int depth) {
+    bool inside(const Die& scope, const Scopes& scopes, int depth) {
         if (depth > kDeepest) return false;
         bool whole = true;
         const bool sound = forEachIn(scope, [&](const Die& child) {
-            whole = one(child, name, depth);
+            whole = one(child, scopes, depth);
             return whole;
         });
         return sound && whole;
     }
 
-    bool one(const Die& die, const std::string& scope, int depth) {
+    bool one(const Die& die, const Scopes& scopes, int depth) {
         const int tag = tagOf(die);
-        if (isNamed(tag)) type(die, scope);
-        if (!isScope(tag)) return true;
+        if (isNamed(tag)) type(die, scopes);
+        if (!isScope(tag) && (search_ != Search::kEverywhere || !isCode(tag))) return true;
         Die copy = die;
         if (dwarf_haschildren(&copy) <= 0) return true;
-        return inside(die, joined(scopeOf(die, scope), scopeName(die)), depth + 1);
+        Scopes inner = scopesOf(die, scopes);
+        addScope(die, inner);
+        return inside(die, inner, depth + 1);
     }
 
-    void type(const Die& die, const std::string& scope) {
+    void type(const Die& die, const Scopes& scopes) {
         const std::string_view last = nameOf(die);
         if (last.empty()) return;
         const bool declared = isSet(die, DW_AT_declaration);
         // A type declared in a class or a namespace may be defined outside.
-        if (declared && !scope.empty()) scopes_[offsetOf(die)] = scope;
+        if (declared && !scopes.empty()) declarations_[die.addr] = scopes;
         // Its definition is in a unit of its own.
         if (declared && has(die, DW_AT_signature)) return;
-        if (wanted_(last)) visit_({die, unit_, joined(scopeOf(die, scope), last), declared});
+        if (!wanted_(last)) return;
+        Scopes own = scopesOf(die, scopes);
+        std::string name = joined(own, last);
+        visit_({die, unit_, std::move(own), last, std::move(name), declared});
     }
 
-    // The scope of a type that was found in `scope`.
-    std::string scopeOf(const Die& die, const std::string& scope) const {
-        if (!has(die, DW_AT_specification)) return scope;
+    // The scopes of an entry that was found in `scopes`.
+    Scopes scopesOf(const Die& die, const Scopes& scopes) const {
+        if (!has(die, DW_AT_specification) || isCode(tagOf(die))) return scopes;
         const std::optional<Die> declaration = referred(die, DW_AT_specification);
-        if (!declaration) return scope;
-        const auto found = scopes_.find(offsetOf(*declaration));
-        return found == scopes_.end() ? scope : found->second;
+        if (!declaration) return scopes;
+        const auto found = declarations_.find(declaration->addr);
+        return found != declarations_.end() ? found->second : searchScopes(*declaration);
     }
 
-    static Dwarf_Off offsetOf(const Die& die) {
-        Die copy = die;
-        return dwarf_dieoffset(&copy);
-    }
-
+    const Search search_;
     const std::function<bool(std::string_view)>& wanted_;
     const std::function<void(const NamedType&)>& visit_;
     Die unit_{};
-    std::map<Dwarf_Off, std::string> scopes_;
+    std::unordered_map<const void*, Scopes> declarations_;
 };
 
 bool isWordPart(char c) {
@@ -120,37 +154,32 @@ bool takeStart(std::string& text, std::string_view start) {
     return true;
 }
 
-struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-};
+// Takes `part` and the "::" before it from the end of `name`.
+bool takeEnd(std::string_view& name, std::string_view part) {
+    if (part.size() > name.size()) return false;
+    const size_t begin = name.size() - part.size();
+    if (name.substr(begin) != part) return false;
+    if (begin > 0 && (begin < 3 || name.substr(begin - 2, 2) != "::")) return false;
+    name = name.substr(0, begin > 0 ? begin - 2 : 0);
+    return true;
+}
 
 }  // namespace
 
-bool forEachType(Dwarf* part, const std::function<bool(std::string_view)>& wanted,
+bool forEachType(Dwarf* part, Search search, const std::function<bool(std::string_view)>& wanted,
                  const std::function<void(const NamedType&)>& visit) {
     Dwarf_CU* unit = nullptr;
     Die top{};
     int result = 0;
     while ((result = dwarf_get_units(part, unit, &unit, nullptr, nullptr, &top, nullptr)) == 0) {
-        if (!UnitWalk(wanted, visit).run(top)) return false;
+        if (!UnitWalk(search, wanted, visit).run(top)) return false;
     }
     return result > 0;
 }
 
 std::string wholeNameOf(const Die& type) {
-    Die copy = type;
-    Die* found = nullptr;
-    const int count = dwarf_getscopes_die(&copy, &found);
-    const std::unique_ptr<Die, Free> scopes(found);
-    std::string name(nameOf(type));
-    if (name.empty()) return name;
-    // From the type itself to the unit.
-    for (int i = 1; i < count; ++i) {
-        if (!isScope(tagOf(found[i]))) continue;
-        const std::string_view outer = scopeName(found[i]);
-        if (!outer.empty()) name.insert(0, "::").insert(0, outer);
-    }
-    return name;
+    const std::string_view last = nameOf(type);
+    return last.empty() ? "" : joined(searchScopes(type), last);
 }
 
 std::string plainName(std::string_view name) {
@@ -173,10 +202,13 @@ std::string_view lastNameOf(std::string_view plainName) {
     return plainName;
 }
 
-bool namesType(std::string_view given, std::string_view whole) {
-    if (given.size() >= whole.size()) return given == whole;
-    const size_t at = whole.size() - given.size();
-    return at > 2 && whole.substr(at) == given && whole.substr(at - 2, 2) == "::";
+bool namesType(std::string_view given, const NamedType& type) {
+    if (!takeEnd(given, plainName(type.last))) return false;
+    for (auto scope = type.scopes.rbegin(); !given.empty(); ++scope) {
+        if (scope == type.scopes.rend()) return false;
+        if (!takeEnd(given, plainName(scope->name)) && !scope->optional) return false;
+    }
+    return true;
 }
 
 }  // namespace tyktags

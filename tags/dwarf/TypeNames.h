@@ -10,20 +10,33 @@
 
 namespace tyktags {
 
+/// A namespace, a type or a function that contains types. The name is valid as long as the debug
+/// information is open.
+struct TypeScope {
+    std::string_view name;
+    bool optional = false;  ///< an inline or unnamed namespace, which code does not name
+};
+
 /// A named type: a structure, a union, an enum, or a typedef.
 struct NamedType {
     Die die{};
-    Die unit{};             ///< the entry of the compiled source file
-    std::string name;       ///< with its namespaces and enclosing types
-    bool declared = false;  ///< only declared here
+    Die unit{};                     ///< the entry of the compiled source file
+    std::vector<TypeScope> scopes;  ///< that contain it, the outermost first
+    std::string_view last;          ///< its name without them
+    std::string name;               ///< its name with all of them
+    bool declared = false;          ///< only declared here
 };
 
-/// Calls `visit` for the types of one part of the debug information, except those in functions,
-/// whose last name `wanted` accepts. Returns false if the information is damaged.
-bool forEachType(Dwarf* part, const std::function<bool(std::string_view lastName)>& wanted,
+/// Where forEachType() searches.
+enum class Search { kOutsideFunctions, kEverywhere };
+
+/// Calls `visit` for the types of one part of the debug information whose last name `wanted`
+/// accepts. Returns false if the information is damaged.
+bool forEachType(Dwarf* part, Search search,
+                 const std::function<bool(std::string_view lastName)>& wanted,
                  const std::function<void(const NamedType& type)>& visit);
 
-/// The full name of a structure, a union or an enum; "" if it or its parent has no name.
+/// The full name of a structure, a union, an enum or a typedef; "" if it has no name.
 std::string wholeNameOf(const Die& type);
 
 /// The name in the form for comparisons: without meaningless spaces, "struct" and a leading "::".
@@ -32,7 +45,8 @@ std::string plainName(std::string_view name);
 /// The part of a plain name after the last "::" outside template arguments.
 std::string_view lastNameOf(std::string_view plainName);
 
-/// Whether `given` is `whole` or its end after a "::"; both must be plain names.
-bool namesType(std::string_view given, std::string_view whole);
+/// Whether `given`, a plain name, names the type. It may lack the first scopes, and optional scopes
+/// anywhere.
+bool namesType(std::string_view given, const NamedType& type);
 
 }  // namespace tyktags

@@ -171,7 +171,7 @@ TEST_P(DebugTypesTest, SurvivesDamage) {
 
 struct NameRow {
     const char* given;
-    const char* found;  ///< whole name, size and fields, or the problem
+    const char* found;  ///< name, size, fields with enums, what is left out; or the problem
 
     friend void PrintTo(const NameRow& row, std::ostream* out) { *out << row.given; }
 };
@@ -187,7 +187,12 @@ TEST_P(TypeNamesTest, Finds) {
     if (layouts.ok()) {
         const TypeLayout& layout = layouts.value()[0];
         found = layout.type.name + " " + std::to_string(layout.type.size);
-        for (const tyktags::TagField& field : layout.fields) found += " " + field.name;
+        for (const tyktags::TagField& field : layout.fields) {
+            found += " " + field.name;
+            if (field.enumeration) found += "(" + field.enumeration->name() + ")";
+        }
+        for (const tyktags::LeftOut& one : layout.leftOut)
+            found += "; " + one.name + ": " + one.what;
     } else {
         found = toLine(layouts.problem()).substr(path.size() + 2);
         // The folder of the sources is anywhere.
@@ -202,11 +207,24 @@ const NameRow kNames[] = {
     {"PointAlias", "camera::PointAlias 6 x y weight height"},
     {"Unnamed", "Unnamed 12 first second"},
     {"::Table", "Table 24 value"},
-    {"Mode", "camera::Mode 1 value"},
+    {"Mode", "camera::Mode 1 value(camera::Mode)"},
+    {"State", "camera::State 4 value(camera::State)"},
+    {"camera::Hidden", "camera::v1::(anonymous namespace)::Hidden 4 state(camera::State)"},
+    {"v1::Hidden", "camera::v1::(anonymous namespace)::Hidden 4 state(camera::State)"},
+    {"camera::v1::(anonymous namespace)::Hidden",
+     "camera::v1::(anonymous namespace)::Hidden 4 state(camera::State)"},
+    {"Rings",
+     "camera::Rings 28 slots head Ring[1].slots Ring[1].head Ring[2].slots Ring[2].head own"},
+    {"Odd",
+     "camera::Odd 40120024 first few[0].x few[0].y few[0].weight few[0].height few[1].x few[1].y "
+     "few[1].weight few[1].height last; cube: an array of 17 dimensions; a field has at most 16; "
+     "many: an array of 20000 structures, too many for the 65536 fields of a type; "
+     "pointers[].nothing: a pointer"},
+    {"inFunction::Local", "inFunction::Local 4 inside"},
     {"video::Point", "video::Point 4 z"},
     {"Point@described_types.cpp",
      "expected one type Point of the file described_types.cpp, found camera::Point of 6 bytes in "
-     "described_types.cpp:13; video::Point of 4 bytes in described_types.cpp:94: a whole name "
+     "described_types.cpp:13; video::Point of 4 bytes in described_types.cpp:118: a whole name "
      "chooses one, and so does a file: Point@FILE"},
     {"Parms",
      "expected a type Parms, found none; did you mean camera::Params or camera::Params::Inner?"},

@@ -96,7 +96,7 @@ TEST_F(TagTableTest, ReportsProblemsWithTheirLine) {
         {"dims=\"3x4\"", "dims=\"3x4\" count=\"2\"", "line 12: expected count or dims, found both"},
         {"dims=\"3x4\"", "dims=\"4294967295x4294967295x4294967295x4294967295\"",
          "line 8: expected the field \"matrix\" within the tag's 64 bytes, found 8 to "
-         "4398046511112"},
+         "4398046511112 or more"},
         {"dims=\"3x4\"", "dims=\"1x1x1x1x1x1x1x1x1x1x1x1x1x1x1x1x1\"",
          "line 8: expected at most 16 dimensions of the field \"matrix\", found 17"},
         {"unit=", "unti=",

@@ -43,6 +43,30 @@ struct __attribute__((packed)) Packed {
 
 typedef Point PointAlias;
 
+inline namespace v1 {
+namespace {
+struct Hidden {
+    State state;
+};
+}  // namespace
+}  // namespace v1
+
+struct Rings : Ring<char, 1>, Ring<char, 2>, Ring<char, 3> {
+    char own;
+};
+
+// Members that no field can describe, between others.
+struct Odd {
+    uint8_t first;
+    uint8_t cube[1][1][1][1][1][1][1][1][1][1][1][1][1][1][1][1][2];
+    Point many[20000];
+    struct {
+        void* nothing;
+    } pointers[5000000];
+    Point few[2];
+    uint8_t last;
+};
+
 struct Params : Base, Other {
     struct Inner;
     static int count;
@@ -149,6 +173,17 @@ video::Point point;
 video::Absent* absent;
 Unnamed unnamed;
 Table table;
+camera::Hidden hidden = {camera::BUSY};
+camera::Rings rings;
+camera::Odd* odd;
+
+int32_t inFunction() {
+    struct Local {
+        int32_t inside;
+    };
+    static Local local;
+    return local.inside + hidden.state + (odd ? odd->last : 0);
+}
 
 /// The bytes of a value whose members have the numbers that DebugTypesTest expects, and their
 /// number.
