@@ -24,7 +24,4 @@ std::string toXml(const TagField& field);
 /// "<enum>" with a line for each value. `newLine` is a newline and the indentation of the element.
 std::string toXml(const TagEnum& names, const std::string& newLine);
 
-/// The earliest version of the format that has such a field.
-uint32_t versionOf(const TagField& field);
-
 }  // namespace tyktags

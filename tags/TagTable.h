@@ -44,6 +44,9 @@ enum class TableSource {
 /// Version 2 has enums, units, fields of bits, several dimensions, and names of nested parts.
 constexpr uint32_t kTableVersion = 2;
 
+/// The earliest version of the format that has such a field.
+uint32_t versionOf(const TagField& field);
+
 /// The reason why a table is refused.
 struct TableProblem : Problem {
     enum class Kind {

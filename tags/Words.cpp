@@ -14,6 +14,12 @@ std::string commaSeparated(const std::vector<std::string>& words) {
     return line;
 }
 
+std::string_view withoutByteOrderMark(std::string_view text) {
+    constexpr std::string_view kMark = "\xef\xbb\xbf";
+    if (text.substr(0, kMark.size()) == kMark) text.remove_prefix(kMark.size());
+    return text;
+}
+
 std::string quoted(std::string_view text) {
     constexpr size_t kShown = 64;
     std::string result = "\"" + std::string(text.substr(0, kShown));

@@ -1,4 +1,4 @@
-// Common parts of messages. Threads: any. Errors: std::bad_alloc.
+// Common parts of messages, and of texts that are read. Threads: any. Errors: std::bad_alloc.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +13,9 @@ std::string counted(uint64_t count, const char* one, const char* many);
 
 /// "a, b, c"; "" for an empty list.
 std::string commaSeparated(const std::vector<std::string>& words);
+
+/// The text without the byte order mark that some editors write at its start.
+std::string_view withoutByteOrderMark(std::string_view text);
 
 /// The text between quotation marks. A text of more than 64 bytes ends after these with "...".
 std::string quoted(std::string_view text);

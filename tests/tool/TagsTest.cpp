@@ -143,6 +143,13 @@ Rows checkedTables() {
           "twice",
           "an id of its own, found line 5: 1, which line 2 has",
           "a name of its own, found line 5: \"A\", which line 2 has"}},
+        {"PartsOfALaterVersion",
+         "table 's, version=\"2\",,'; fails 3 tyksim tags check t.xml",
+         {"- table-version-low: t.xml: expected version=\"2\" in <tags>, found version 1 with enum "
+          "Mode, A.a"}},
+        {"OptionOfAnotherAction",
+         "table ''; fails 2 tyksim tags show --tags t.xml --fail-on note",
+         {"--fail-on: expected with tags check, found with tags show"}},
         {"Enums",
          R"sh(table 's,u16" enum,u8" enum,; s,</tags>,<enum name="Idle"/>&,'
               fails 3 tyksim tags check t.xml)sh",

@@ -260,6 +260,8 @@ b::Twice second;
 Absent* absent;
 '''
 
+TABLE = '<tags>\n  <!-- mine -->\n  <tag id="9" name="T" size="8" kind="fixed"/>\n</tags>\n'
+
 # The command that makes the library, the type, the status, and the expected text.
 WRONG_CALLS = [
     ("true", "Params", 0, ["added: T.gain", "added: T.rate"]),
@@ -288,20 +290,70 @@ WRONG_CALLS = [
 ]
 
 
+SHARE = ("cp p.so q.so; dwz -m shared.debug p.so q.so; " if shutil.which("dwz") else "")
+if SHARE:
+    WRONG_CALLS += [(SHARE, "Params", 0, ["added: T.rate"]),
+                    (SHARE + "rm shared.debug", "Params", 1, ["expected the file shared.debug"]),
+                    (SHARE + "cp p.so shared.debug", "Params", 1,
+                     ["shared.debug: expected the build id "])]
+
+# A map of pairs, more words, the status, and what must be said.
+MAPS = [
+    (b"\xef\xbb\xbfT = Params\r\n", [], 0, "added: T.gain"),
+    (b"T = Params\nT = Params", ["T=Params"], 0, "added: T.gain"),
+    (b"# none\n\n", ["T=Params"], 1, "map: expected a line TAG = TYPE, found none"),
+    (b"T = Params\nT = Twice\n", [], 2, "expected one type of T, found Params and Twice"),
+]
+# The sizes of the tag's files in two frames, the status, and what must be said.
+FILES = [
+    ([8, 3], 0, "r2: 1 file in the last frame of a task is shorter: "),
+    ([3, 8], 1, "expected 8 bytes, the size of Params, found 3"),
+    ([8, 9], 1, "expected 8 bytes, the size of Params, found 9"),
+    ([0, 3], 1, "expected 8 bytes, the size of Params, found 3"),
+]
+
+
+def check_import():
+    """What import says of maps and trees, and that the table keeps its owner."""
+    build("p.cpp", "p.so", ["g++"], "-shared", "-fPIC")
+    table = pathlib.Path("one.xml")
+
+    def call(status, *words):
+        table.write_text(TABLE)
+        if os.geteuid() == 0:
+            os.chown(table, 1234, 5678)
+        said = run(status, "tags", "import", "--elf", "p.so", *words, "--into", "one.xml")
+        assert os.geteuid() != 0 or (table.stat().st_uid, table.stat().st_gid) == (1234, 5678)
+        return said
+
+    for pairs, words, status, expected in MAPS:
+        pathlib.Path("map").write_bytes(pairs)
+        said = call(status, "--map", "map", *words)
+        assert expected in said, (pairs, said)
+    run(0, "record", "r2", "--frames", "2", "--size", "16x8")
+    frames = sorted(pathlib.Path("r2/data/vendor/cameraserver/tykdump/pipe_1").glob("*/*"))
+    for sizes, status, expected in FILES:
+        for one, size in zip(frames, sizes):
+            file = one / "FCPDT_1_0_1_0_T.bin"
+            file.unlink(missing_ok=True)
+            if size > 0:
+                file.write_bytes(bytes(size))
+        said = call(status, "T=Params", "r2")
+        assert expected in said, (sizes, said)
+
+
 def check_wrong():
     """What import says of libraries and types; a table that it refuses to change stays as it was."""
     table = pathlib.Path("one.xml")
-    before = '<tags>\n  <!-- mine -->\n  <tag id="9" name="T" size="8" kind="fixed"/>\n</tags>\n'
-    pathlib.Path("p.cpp").write_text(WRONG)
     for prepare, words, status, expected in WRONG_CALLS:
         build("p.cpp", "p.so", ["g++"], "-shared", "-fPIC", "-Wl,--build-id")
         subprocess.run(prepare, shell=True, check=True)
-        table.write_text(before)
+        table.write_text(TABLE)
         said = run(status, "tags", "import", "--elf", "p.so", f"T={words.split()[0]}",
                    *words.split()[1:], "--into", "one.xml")
         for words_of_it in expected:
             assert words_of_it in said, (prepare, words, said)
-        assert status == 0 or table.read_text() == before, (prepare, words, table.read_text())
+        assert status == 0 or table.read_text() == TABLE, (prepare, words, table.read_text())
         assert "<!-- mine -->" in table.read_text()
 
 
@@ -309,5 +361,7 @@ with tempfile.TemporaryDirectory() as work:
     os.chdir(work)
     run(0, "record", "r", "--frames", "1", "--size", "16x8")
     frame, = pathlib.Path("r/data/vendor/cameraserver/tykdump/pipe_1").glob("*/*")
+    pathlib.Path("p.cpp").write_text(WRONG)
     check_random()
     check_wrong()
+    check_import()

@@ -1,6 +1,7 @@
 #include "tools/camera/TextTable.h"
 
 #include "tags/FieldCodec.h"
+#include "tags/Words.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -14,8 +15,6 @@ using Json = nlohmann::ordered_json;
 using tyktags::Problem;
 using tyktags::Result;
 using tyktags::Status;
-
-constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 
 Problem problemAt(size_t line, std::string expected, std::string found, std::string reason = "") {
     return {"", std::move(expected), std::move(found), std::move(reason),
@@ -134,9 +133,7 @@ bool appendJson(const Json& value, std::string& text, int depth = 0) {
 }  // namespace
 
 Result<TextTable> TextTable::parse(std::string text) {
-    if (text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) {
-        text.erase(0, kByteOrderMark.size());
-    }
+    text.erase(0, text.size() - tyktags::withoutByteOrderMark(text).size());
     TextTable table(std::move(text));
     const size_t first = table.text_.find_first_not_of(" \t\r\n");
     table.isJson_ = first != std::string::npos && table.text_[first] == '{';

@@ -44,7 +44,8 @@ struct NamedValue {
 /// The values to set.
 ///
 ///   TAG.field=4.25        a field, in every file of the tag
-///   TAG.field=1,2,3       all elements of a field; TAG.field[2]=3 one of them
+///   TAG.field=1,2,3       all elements of a field; TAG.field[2]=3 or TAG.field[1][2]=3 one of them
+///   TAG.field=AUTO        a number by its name in the field's enum
 ///   total_gain=800        a field of the scene record
 ///   total_gain=100..800   a ramp over the selected frames, evenly spaced, both ends included
 ///   TAG=@FILE             a whole value, from a file

@@ -24,7 +24,9 @@ file system supports it.
 
 --set NAME=VALUE sets a value in every selected frame and may be given more than once:
 
-  TAG.field=4.25         a field (TAG.field=1,2,3 all elements, TAG.field[2]=3 one of them)
+  TAG.field=4.25         a field (TAG.field=1,2,3 all elements, TAG.field[2]=3 one of them,
+                         TAG.field[1][2]=3 of two dimensions, TAG.roi[1].x=3 a part)
+  TAG.field=AUTO         a number by its name in the field's enum
   total_gain=800         a field of the scene record, in its XML file, its blocks and its
                          parameter file
   total_gain=100..800    a ramp over the selected frames, both ends included

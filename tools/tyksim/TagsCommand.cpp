@@ -34,16 +34,18 @@ no field uses or whose numbers do not fit. `tyksim check --rules` lists the rule
 
 import writes the fields of tags into the table of --into, from the debug information of the library of
 --elf. Each WHAT is a pair TAG=TYPE or a tree. A type must have the size of its tag, and of the tag's files
-in each tree; otherwise nothing is written. TYPE may omit leading namespaces. TYPE@FILE is the type that
-FILE declares or that is compiled from FILE. A field of the table that differs from the type stays, and so
-does one that the type lacks; --replace replaces the former and removes the latter. Comments and units
-always stay. import lists parts of a type for which there is no kind of field, such as pointers.
+in each tree; otherwise nothing is written. Files in the last frame of a task may be shorter. TYPE may omit
+leading namespaces, and inline and unnamed ones anywhere. TYPE@FILE is the type that FILE declares or that
+is compiled from FILE. A field of the table that differs from the type stays, and so does one that the type
+lacks; --replace replaces the former and removes the latter. Comments and units always stay. import lists
+parts of a type for which there is no kind of field, such as pointers.
 
-types lists the types in the library of --elf. WHAT is a pattern for their names, such as 'Ae*'; --size
-lists the types of one size.
+types lists the types in the library of --elf, except those inside functions. WHAT is a pattern for their
+names, such as 'Ae*'; --size lists the types of one size.
 
 The debug information is in the library, or in the file with the library's build id or debug link: in the
-library's folder, in its folder .debug, or in /usr/lib/debug.
+library's folder, in its folder .debug, or in /usr/lib/debug. A file with debug information that several
+libraries share is found by its build id, or by its name beside the debug information.
 
 Exit status: 0 no finding that --fail-on counts, 1 a file could not be read or a size does not fit, 2 wrong
 usage or no such tag, 3 findings, parts of a table that only later versions of tyksim know, or a field that
@@ -64,6 +66,7 @@ struct TagsOptions {
     std::vector<std::string> words;
     std::string tagsFile;
     std::string failOn = "note";
+    bool failOnGiven = true;
     bool json = false;
     TypeOptions types;
 };
@@ -176,6 +179,7 @@ void checkAction(const TagsOptions& options) {
                     {"--debug", !options.types.debugFile.empty(), "import or types"},
                     {"--map", !options.types.map.empty(), "import"},
                     {"--into", !options.types.table.empty(), "import"},
+                    {"--fail-on", options.failOnGiven, "check"},
                     {"--replace", options.types.replace, "import"},
                     {"--size", options.types.size.has_value(), "types"},
                     {"--json", options.json, "show, check or types"}};
@@ -201,7 +205,9 @@ void addTypeOptions(VerbOptions& verb, TypeOptions& types) {
                 "The library's debug information, or a folder with .build-id in it")
         .valueName("FILE");
     verb.option("--into", types.table, "The tag table to import into").valueName("FILE");
-    verb.option("--map", types.map, "Import the pairs in FILE too, one TAG = TYPE per line")
+    verb.option("--map", types.map,
+                "Import the pairs in FILE too, one TAG = TYPE per line; lines that begin with # "
+                "are notes")
         .valueName("FILE");
     verb.flag("--replace", types.replace,
               "Replace fields that differ from the type, and remove those that it lacks");
@@ -222,6 +228,7 @@ Action defineTags(VerbOptions& verb) {
     verb.option("WHAT", options->words, "Tags, trees, tables or types; see below");
     verb.option("--tags", options->tagsFile, "The table to show").valueName("FILE");
     addFailOn(verb, options->failOn);
+    verb.whereMissing(verb.existing("--fail-on"), [options] { options->failOnGiven = false; });
     addTypeOptions(verb, options->types);
     verb.flag("--json", options->json, "One JSON document per table, on one line");
     verb.footer(kFooter);

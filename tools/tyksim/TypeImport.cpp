@@ -21,6 +21,7 @@
 #include <map>
 #include <string_view>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 namespace tyksim {
@@ -59,11 +60,12 @@ std::optional<Pair> pairOf(std::string_view text) {
     return Pair{std::string(tag), std::string(type)};
 }
 
-/// The pairs of a file: "TAG = Type" in each line. Ignores empty lines and lines that begin with
+/// The pairs of a file: "TAG = TYPE" in each line. Ignores empty lines and lines that begin with
 /// '#'.
 std::vector<Pair> readMap(const std::string& path) {
     const std::vector<uint8_t> bytes = readFile(path, kMostMapBytes);
-    std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    std::string_view text =
+        tyktags::withoutByteOrderMark({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     std::vector<Pair> pairs;
     for (size_t number = 1; !text.empty(); ++number) {
         const size_t end = std::min(text.find('\n'), text.size());
@@ -77,7 +79,27 @@ std::vector<Pair> readMap(const std::string& path) {
         }
         pairs.push_back(*pair);
     }
+    if (pairs.empty()) {
+        throw Failure(escaped(path) + ": expected a line TAG = TYPE, found none");
+    }
     return pairs;
+}
+
+/// Each pair once. Throws WrongUsage if a tag has two types.
+std::vector<Pair> distinct(const std::vector<Pair>& pairs) {
+    std::vector<Pair> result;
+    std::map<std::string, std::string> types;
+    for (const Pair& pair : pairs) {
+        const auto [known, isNew] = types.emplace(pair.tag, pair.type);
+        if (isNew) {
+            result.push_back(pair);
+        } else if (known->second != pair.type) {
+            throw WrongUsage(fmt::format("tags import: expected one type of {}, found {} and {}",
+                                         escaped(pair.tag), escaped(known->second),
+                                         escaped(pair.type)));
+        }
+    }
+    return result;
 }
 
 Wanted wantedOf(const TypeOptions& options) {
@@ -95,13 +117,7 @@ Wanted wantedOf(const TypeOptions& options) {
     if (wanted.pairs.empty()) {
         throw WrongUsage("tags import: expected TAG=TYPE or --map FILE, found neither");
     }
-    std::map<std::string, std::string> types;
-    for (const Pair& pair : wanted.pairs) {
-        if (types.emplace(pair.tag, pair.type).second) continue;
-        throw WrongUsage(fmt::format("tags import: expected one type of {}, found {} and {}",
-                                     escaped(pair.tag), escaped(types[pair.tag]),
-                                     escaped(pair.type)));
-    }
+    wanted.pairs = distinct(wanted.pairs);
     return wanted;
 }
 
@@ -138,9 +154,26 @@ void printImported(const Pair& pair, const TypeLayout& layout) {
 struct FileSizes {
     size_t files = 0;
     size_t others = 0;       ///< files whose size is not that of the type
-    std::string other = {};  ///< the first of these
+    size_t torn = 0;         ///< the shorter ones of these in the last frames of tasks
+    std::string other = {};  ///< the first of the others, if possible one that is not torn
     uint64_t otherSize = 0;
+
+    void addOther(const std::string& path, uint64_t size, bool isTorn) {
+        if (others == torn && (others == 0 || !isTorn)) {
+            other = path;
+            otherSize = size;
+        }
+        ++others;
+        if (isTorn) ++torn;
+    }
+    /// Whether all files may have the type's size: the recording of a last frame may have been
+    /// killed. At least one file shows the size.
+    bool fit() const { return others == torn && (files > torn || files == 0); }
 };
+
+bool isLastOfTask(const tyktree::FrameRef& frame) {
+    return frame.frame == &frame.task->frames.back();
+}
 
 FileSizes sizesIn(const OpenedTree& tree, const TagLayout& layout) {
     FileSizes sizes;
@@ -156,9 +189,9 @@ FileSizes sizesIn(const OpenedTree& tree, const TagLayout& layout) {
                 continue;
             }
             ++sizes.files;
-            if (file.bytes == layout.size || sizes.others++ > 0) continue;
-            sizes.other = frame.path() + "/" + std::string(file.name);
-            sizes.otherSize = file.bytes;
+            if (file.bytes == layout.size) continue;
+            sizes.addOther(frame.path() + "/" + std::string(file.name), file.bytes,
+                           isLastOfTask(frame) && file.bytes < layout.size);
         }
     }
     return sizes;
@@ -170,15 +203,20 @@ void checkFiles(const std::string& path, const std::vector<TagLayout>& layouts) 
         const OpenedTree tree(reading, path, TreeOptions());
         for (const TagLayout& layout : layouts) {
             const FileSizes sizes = sizesIn(tree, layout);
-            if (sizes.others > 0) {
+            if (!sizes.fit()) {
                 throw Failure(fmt::format(
                     "{}: expected {} bytes, the size of {}, found {} ({} of {} files): {}",
                     escaped(sizes.other), layout.size, escaped(layout.type), sizes.otherSize,
                     sizes.others, sizes.files, kOtherBuild));
             }
+            const size_t whole = sizes.files - sizes.torn;
             printResult(fmt::format("{}: {} of {} {} this size", escaped(path),
-                                    counted(sizes.files, "file", "files"), escaped(layout.tag),
-                                    sizes.files == 1 ? "has" : "have"));
+                                    counted(whole, "file", "files"), escaped(layout.tag),
+                                    whole == 1 ? "has" : "have"));
+            if (sizes.torn == 0) continue;
+            printResult(fmt::format("{}: {} in the last frame of a task {} shorter: {}",
+                                    escaped(path), counted(sizes.torn, "file", "files"),
+                                    sizes.torn == 1 ? "is" : "are", escaped(sizes.other)));
         }
         return ExitStatus::kClean;
     }));
@@ -221,6 +259,8 @@ void writeTable(const std::string& path, const std::string& text) {
     ResultFile file = ResultFile::replacing(target);
     struct stat status {};
     if (::stat(target.c_str(), &status) == 0) {
+        // Only root may keep another user as the owner.
+        static_cast<void>(::fchown(file.descriptor(), status.st_uid, status.st_gid));
         static_cast<void>(::fchmod(file.descriptor(), status.st_mode & 07777));
     }
     file.write(text);

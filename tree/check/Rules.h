@@ -90,6 +90,7 @@ enum class RuleId : uint8_t {
     kTableFieldBeyond,
     kTableRepeated,
     kTableVersion,
+    kTableVersionLow,
     kTableShadowed,
     kTableOverlap,
     kTableGap,

@@ -16,7 +16,8 @@ using tyktags::TableProblem;
 using tyktags::TagEntry;
 using tyktags::TagField;
 
-constexpr size_t kListed = 8;  ///< items in one finding
+constexpr size_t kListed = 8;         ///< items in one finding
+constexpr uint32_t kEnumVersion = 2;  ///< of tag tables, the first with enums
 
 /// A list of words in one line. A long list ends with the number of further words.
 class List {
@@ -85,6 +86,7 @@ public:
     void giveProblem(RuleId rule, const tyktags::Problem& problem);
     void checkTag(const TagEntry& tag);
     void checkEnums(const tyktags::TagTable& table);
+    void checkVersion(const tyktags::TagTable& table);
 
 private:
     void checkOverlaps(const TagEntry& tag, const std::vector<Extent>& extents);
@@ -195,6 +197,28 @@ void TableChecker::checkEnums(const tyktags::TagTable& table) {
     }
 }
 
+/// Names the parts that readers of the table's version refuse.
+void TableChecker::checkVersion(const tyktags::TagTable& table) {
+    List later;
+    uint32_t version = table.version;
+    for (const auto& names : table.enums) {
+        if (table.version >= kEnumVersion) break;
+        later.add("enum " + names->name());
+        version = kEnumVersion;
+    }
+    for (const TagEntry& tag : table.tags) {
+        for (const TagField& field : tag.fields) {
+            const uint32_t needed = versionOf(field);
+            if (needed <= table.version) continue;
+            later.add(tag.name + "." + field.name);
+            version = std::max(version, needed);
+        }
+    }
+    if (later.empty()) return;
+    give(RuleId::kTableVersionLow, "version=\"" + std::to_string(version) + "\" in <tags>",
+         "version " + std::to_string(table.version) + " with " + later.text());
+}
+
 }  // namespace
 
 void checkTable(const tyktags::TagTable& table, const std::string& path, FindingSink& sink) {
@@ -205,6 +229,7 @@ void checkTable(const tyktags::TagTable& table, const std::string& path, Finding
     for (const tyktags::Problem& missed : table.missed) {
         checker.giveProblem(RuleId::kTableVersion, missed);
     }
+    checker.checkVersion(table);
     for (const TagEntry& tag : table.tags) checker.checkTag(tag);
     checker.checkEnums(table);
 }
