@@ -137,14 +137,14 @@ Result<ElfFile> findDebugInformation(const std::string& path, const std::string&
     return openFound(library.value(), "");
 }
 
-// The possible places of the file that `file` shares debug information with. Its name may be
-// relative to the folder of `file`, and that of a link's target.
+// The possible places of the file that has debug information of `file` and of others. A relative
+// name begins at the folder of `file` itself, where links are followed. `given` may be a folder.
 std::vector<std::string> placesOfShared(const ElfFile& file, const std::string& name,
-                                        const std::string& id, const std::string& folder) {
+                                        const std::string& id, const std::string& given) {
     std::error_code error;
-    const fs::path beside = fs::canonical(file.path(), error).parent_path();
+    const fs::path beside = fs::weakly_canonical(file.path(), error).parent_path();
     std::vector<fs::path> roots{beside, beside / ".debug", kSystemFolder};
-    if (fs::is_directory(folder, error)) roots.insert(roots.begin(), folder);
+    if (fs::is_directory(given, error)) roots.insert(roots.begin(), given);
     std::vector<std::string> places = placesOfId(id, roots);
     places.push_back((beside / name).lexically_normal());
     return places;
@@ -178,7 +178,7 @@ Result<DebugFile> DebugFile::open(const std::string& library, const std::string&
     return file;
 }
 
-Status DebugFile::openDwarf(const std::string& folder) {
+Status DebugFile::openDwarf(const std::string& given) {
     Dwarf* main = nullptr;
     if (elf_.header().e_type == ET_REL) {
         const Result<Dwarf*> relocated = openRelocated();
@@ -189,14 +189,14 @@ Status DebugFile::openDwarf(const std::string& folder) {
         main = dwarf_.get();
         if (!main) return dwarfDamage(path());
     }
-    if (Status status = openShared(main, folder); !status.ok()) return status;
+    if (Status status = openShared(main, given); !status.ok()) return status;
     if (Status status = findParts(main); !status.ok()) return status;
     if (sharedDwarf_) parts_.push_back(sharedDwarf_.get());
     return {};
 }
 
 // Opens the file to which a tool moved the debug information that several files have.
-Status DebugFile::openShared(Dwarf* main, const std::string& folder) {
+Status DebugFile::openShared(Dwarf* main, const std::string& given) {
     const char* name = nullptr;
     const void* bytes = nullptr;
     const ssize_t count = dwelf_dwarf_gnu_debugaltlink(main, &name, &bytes);
@@ -209,7 +209,7 @@ Status DebugFile::openShared(Dwarf* main, const std::string& folder) {
         if (file.buildId() == id) return {};
         return Problem{file.path(), "the build id " + id, idText(file)};
     };
-    Result<ElfFile> file = openFirst(placesOfShared(elf_, name, id, folder), check);
+    Result<ElfFile> file = openFirst(placesOfShared(elf_, name, id, given), check);
     if (!file.ok()) {
         return Problem{path(),
                        std::string("the file ") + name +

@@ -35,9 +35,9 @@ private:
     };
 
     explicit DebugFile(ElfFile elf) : elf_(std::move(elf)) {}
-    Status openDwarf(const std::string& folder);
+    Status openDwarf(const std::string& given);
     Result<Dwarf*> openRelocated();
-    Status openShared(Dwarf* main, const std::string& folder);
+    Status openShared(Dwarf* main, const std::string& given);
     Status findParts(Dwarf* main);
 
     ElfFile elf_;

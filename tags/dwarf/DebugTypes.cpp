@@ -99,6 +99,14 @@ bool isIn(const NamedType& named, const std::string& file) {
     return endsPath(fileOf(named), file) || endsPath(nameOf(named.unit), file);
 }
 
+// Whether it is an enum, or the typedef of an unnamed one.
+bool namesEnum(const Die& type) {
+    if (tagOf(type) == DW_TAG_enumeration_type) return true;
+    if (tagOf(type) != DW_TAG_typedef) return false;
+    const std::optional<Die> named = typeOf(type);
+    return named && tagOf(*named) == DW_TAG_enumeration_type && nameOf(*named).empty();
+}
+
 // Whether a list of types includes the type.
 bool mayBeTag(const Die& type) {
     const int tag = tagOf(type);
@@ -147,20 +155,22 @@ struct DebugTypes::State {
     bool forEach(const std::function<bool(std::string_view)>& wanted,
                  const std::function<void(const NamedType&)>& visit,
                  Search search = Search::kOutsideFunctions) const;
-    Status readDefinitions();
+    bool readNames();
+    std::string nameOfType(const Die& type);
     std::optional<Die> definitionOf(const Die& declaration);
     Result<std::vector<std::vector<NamedType>>> find(const std::vector<Request>& requests) const;
     bool isDefined(const NamedType& named);
     Result<TypeLayout> choose(const Request& request, const std::vector<NamedType>& named);
     Result<std::vector<TypeLayout>> read(const std::vector<NamedType>& named);
-    Result<TypeLayout> layoutOf(const NamedType& named, EnumNames names);
+    Result<TypeLayout> layoutOf(const NamedType& named, const NameEnum& nameEnum);
     Problem unknown(const Request& request) const;
     Problem undefined(const Request& request, const NamedType& named) const;
     Problem several(const Request& request, const std::vector<TypeLayout>& layouts) const;
 
     DebugFile file;
-    std::unordered_map<std::string, Die> definitions;  // by full name
-    bool definitionsRead = false;
+    std::unordered_map<std::string, Die> definitions;        // by full name
+    std::unordered_map<const void*, std::string> fullNames;  // of declarations and of enums
+    bool namesRead = false;
 };
 
 bool DebugTypes::State::forEach(const std::function<bool(std::string_view)>& wanted,
@@ -171,21 +181,29 @@ bool DebugTypes::State::forEach(const std::function<bool(std::string_view)>& wan
                        [&](Dwarf* part) { return forEachType(part, search, wanted, visit); });
 }
 
-Status DebugTypes::State::readDefinitions() {
-    if (definitionsRead) return {};
-    definitionsRead = true;
-    const bool sound = forEach([](std::string_view) { return true; },
-                               [this](const NamedType& type) {
-                                   if (type.declared || !hasMembers(tagOf(type.die))) return;
-                                   definitions.emplace(type.name, type.die);
-                               });
-    return sound ? Status() : damage();
+// Finds the full names in one pass, because a search for each takes a pass through its unit.
+bool DebugTypes::State::readNames() {
+    if (namesRead) return true;
+    namesRead = true;
+    const auto add = [this](const NamedType& type) {
+        if (type.declared || namesEnum(type.die)) {
+            fullNames.emplace(type.die.addr, type.name);
+        } else if (hasMembers(tagOf(type.die))) {
+            definitions.emplace(type.name, type.die);
+        }
+    };
+    return forEach([](std::string_view) { return true; }, add);
+}
+
+std::string DebugTypes::State::nameOfType(const Die& type) {
+    if (nameOf(type).empty() || !readNames()) return "";
+    const auto found = fullNames.find(type.addr);
+    return found != fullNames.end() ? found->second : wholeNameOf(type);
 }
 
 std::optional<Die> DebugTypes::State::definitionOf(const Die& declaration) {
     if (!isSet(declaration, DW_AT_declaration)) return declaration;
-    if (!readDefinitions().ok()) return std::nullopt;
-    const auto found = definitions.find(wholeNameOf(declaration));
+    const auto found = definitions.find(nameOfType(declaration));
     if (found == definitions.end()) return std::nullopt;
     return found->second;
 }
@@ -225,7 +243,7 @@ bool DebugTypes::State::isDefined(const NamedType& named) {
                                         : !isSet(*stripped, DW_AT_declaration);
 }
 
-Result<TypeLayout> DebugTypes::State::layoutOf(const NamedType& named, EnumNames names) {
+Result<TypeLayout> DebugTypes::State::layoutOf(const NamedType& named, const NameEnum& nameEnum) {
     const std::optional<Die> stripped = strippedOf(named.die);
     const std::optional<Die> type =
         stripped && hasMembers(tagOf(*stripped)) ? definitionOf(*stripped) : stripped;
@@ -239,7 +257,7 @@ Result<TypeLayout> DebugTypes::State::layoutOf(const NamedType& named, EnumNames
                        std::to_string(layout.type.size));
     }
     const auto define = [this](const Die& die) { return definitionOf(die); };
-    Status status = LayoutReader(define, names).read(named.die, layout);
+    Status status = LayoutReader(define, nameEnum).read(named.die, layout);
     if (status.ok()) return layout;
     Problem wrong = status.problem();
     wrong.path = file.path();
@@ -250,7 +268,8 @@ Result<TypeLayout> DebugTypes::State::layoutOf(const NamedType& named, EnumNames
 Result<std::vector<TypeLayout>> DebugTypes::State::read(const std::vector<NamedType>& named) {
     std::vector<TypeLayout> layouts;
     for (const NamedType& type : named) {
-        Result<TypeLayout> layout = layoutOf(type, EnumNames::kLast);
+        const auto lastName = [](const Die& entry) { return std::string(nameOf(entry)); };
+        Result<TypeLayout> layout = layoutOf(type, lastName);
         if (!layout.ok()) return layout.problem();
         const bool known =
             std::any_of(layouts.begin(), layouts.end(), [&layout](const TypeLayout& other) {
@@ -280,7 +299,7 @@ Result<TypeLayout> DebugTypes::State::choose(const Request& request,
     const Result<std::vector<TypeLayout>> layouts = read(chosen.empty() ? fit : chosen);
     if (!layouts.ok()) return layouts.problem();
     if (chosen.empty() || layouts.value().size() > 1) return several(request, layouts.value());
-    return layoutOf(chosen[0], EnumNames::kWhole);
+    return layoutOf(chosen[0], [this](const Die& entry) { return nameOfType(entry); });
 }
 
 Problem DebugTypes::State::unknown(const Request& request) const {

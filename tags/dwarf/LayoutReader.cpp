@@ -1,7 +1,5 @@
 #include "tags/dwarf/LayoutReader.h"
 
-#include "tags/dwarf/TypeNames.h"
-
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -544,9 +542,7 @@ std::shared_ptr<const TagEnum> LayoutReader::enumOf(const Die& type, FieldType n
 
 std::string LayoutReader::enumName(const Die& declared, const Die& enumeration,
                                    const std::string& member) const {
-    const Die named = namedOf(declared, enumeration);
-    const bool whole = enumNames_ == EnumNames::kWhole;
-    std::string name = whole ? wholeNameOf(named) : std::string(nameOf(named));
+    std::string name = nameEnum_(namedOf(declared, enumeration));
     // An unnamed enum without a typedef has the name of the first member of that type.
     if (name.empty()) name = layout_->type.name + "::" + withoutIndices(member);
     return name;

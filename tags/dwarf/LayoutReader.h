@@ -17,14 +17,14 @@ namespace tyktags {
 /// Finds the definition of a type that is only declared where it is used.
 using FindDefinition = std::function<std::optional<Die>(const Die& declaration)>;
 
-/// How enums are called. Whole names take a search in the unit.
-enum class EnumNames { kLast, kWhole };
+/// The name for an enum, from the entry that has it: its own, or the typedef of an unnamed enum.
+using NameEnum = std::function<std::string(const Die& named)>;
 
 /// Flattens one type.
 class LayoutReader {
 public:
-    LayoutReader(FindDefinition definitionOf, EnumNames enumNames)
-        : definitionOf_(std::move(definitionOf)), enumNames_(enumNames) {}
+    LayoutReader(FindDefinition definitionOf, NameEnum nameEnum)
+        : definitionOf_(std::move(definitionOf)), nameEnum_(std::move(nameEnum)) {}
 
     /// Sets the fields of the type `die`, and what is left out; the name and the size of `layout`
     /// are known. The problem has no path.
@@ -86,7 +86,7 @@ private:
     void visit(const Die& parent, Visit visitOne);
 
     FindDefinition definitionOf_;
-    EnumNames enumNames_;
+    NameEnum nameEnum_;
     Budget budget_{kMostSteps};
     TypeLayout* layout_ = nullptr;
     Names names_;

@@ -10,6 +10,7 @@ namespace tyktags {
 
 namespace {
 
+constexpr int kDeepestScope = 256;  // blocks of functions count too
 constexpr std::string_view kUnnamedNamespace = "(anonymous namespace)";
 
 bool isNamed(int tag) {
@@ -78,7 +79,7 @@ public:
 
 private:
     bool inside(const Die& scope, const Scopes& scopes, int depth) {
-        if (depth > kDeepest) return false;
+        if (depth > kDeepestScope) return false;
         bool whole = true;
         const bool sound = forEachIn(scope, [&](const Die& child) {
             whole = one(child, scopes, depth);
