@@ -54,10 +54,50 @@ void readReal(const char* text, char** end, double& number) {
     number = std::strtod(text, end);
 }
 
+template <typename Integer>
+std::optional<Integer> parseDigits(std::string_view text) {
+    Integer number{};
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end) return std::nullopt;
+    return number;
+}
+
+// The exponent of a decimal, from its mark on: "e+16". 0 where there is none.
+std::optional<int32_t> exponentIn(std::string_view text) {
+    if (text.empty()) return 0;
+    text.remove_prefix(text.substr(1, 1) == "+" ? 2 : 1);
+    return parseDigits<int32_t>(text);
+}
+
+// The digits of a decimal that is whole, such as "4000.0" or "4e3"; else the text itself.
+std::string wholeDigits(std::string_view text) {
+    constexpr size_t kMostDigits = 20;  // of 64 bits
+    const std::string_view sign = text.substr(0, text.substr(0, 1) == "-" ? 1 : 0);
+    const std::string_view amount = text.substr(sign.size());
+    const size_t mark = std::min(amount.find_first_of("eE"), amount.size());
+    const size_t point = std::min(amount.find('.'), mark);
+    const std::optional<int32_t> exponent = exponentIn(amount.substr(mark));
+    std::string digits(amount.substr(0, point));
+    if (point < mark) digits += amount.substr(point + 1, mark - point - 1);
+    const bool isDecimal =
+        exponent && !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
+    if (!isDecimal) return std::string(text);
+    const size_t first = digits.find_first_not_of('0');
+    if (first == std::string::npos) return "0";
+    const auto last = static_cast<int64_t>(digits.find_last_not_of('0'));
+    const int64_t whole = static_cast<int64_t>(point) + *exponent;
+    if (last >= whole || whole > static_cast<int64_t>(first + kMostDigits)) {
+        return std::string(text);
+    }
+    digits.resize(static_cast<size_t>(whole), '0');
+    return std::string(sign) + digits.substr(first);
+}
+
 template <typename Number>
 std::optional<Number> parse(std::string_view text) {
-    Number number{};
     if constexpr (std::is_floating_point_v<Number>) {
+        Number number{};
         const std::string copy(text);
         char* end = nullptr;
         errno = 0;
@@ -65,12 +105,11 @@ std::optional<Number> parse(std::string_view text) {
         const bool overflows = errno == ERANGE && std::isinf(number);
         const bool isWhole = !copy.empty() && end == copy.c_str() + copy.size();
         if (!isWhole || overflows) return std::nullopt;
+        return number;
     } else {
-        const char* const end = text.data() + text.size();
-        const auto [stop, error] = std::from_chars(text.data(), end, number);
-        if (error != std::errc() || stop != end) return std::nullopt;
+        const std::optional<Number> number = parseDigits<Number>(text);
+        return number ? number : parseDigits<Number>(wholeDigits(text));
     }
-    return number;
 }
 
 // The range of whole numbers with this number of bits.
@@ -104,13 +143,26 @@ std::string adviceFor(const TagEnum& names, std::string_view text) {
     return names.name() + " has " + joinedByOr(all) + (many ? " and others" : "");
 }
 
+// "AUTO (1)" in its parts; another text is all name.
+struct NameAndNumber {
+    std::string_view name;
+    std::string_view number;  // "" where there is none
+};
+
+NameAndNumber partsOf(std::string_view text) {
+    const size_t open = text.rfind(" (");
+    if (open == std::string_view::npos || text.back() != ')') return {text, ""};
+    return {text.substr(0, open), text.substr(open + 2, text.size() - open - 3)};
+}
+
 template <typename Number>
 Problem refusal(const TagField& field, std::string_view text) {
-    Problem problem{"", numberRange<Number>(field), "\"" + std::string(text) + "\""};
+    Problem problem{"", numberRange<Number>(field), quoted(text)};
     if (field.enumeration) {
-        const std::optional<WholeNumber> number = field.enumeration->numberOf(text);
+        const std::string_view name = partsOf(text).name;
+        const std::optional<WholeNumber> number = field.enumeration->numberOf(name);
         problem.expected += " or a name of " + field.enumeration->name();
-        problem.reason = number ? "the name's number is " + toText(*number)
+        problem.reason = number ? "the number of " + quoted(name) + " is " + toText(*number)
                                 : adviceFor(*field.enumeration, text);
     }
     return problem;
@@ -128,21 +180,12 @@ bool fitsBits(const TagField& field, Number number) {
     }
 }
 
-// The number of a name, which may have the form of toText(): "AUTO (1)".
-std::optional<WholeNumber> namedNumber(const TagEnum& names, std::string_view text) {
-    const size_t open = text.rfind(" (");
-    if (open == std::string_view::npos || text.back() != ')') return names.numberOf(text);
-    const std::optional<WholeNumber> number = names.numberOf(text.substr(0, open));
-    const bool agrees = number && toText(*number) == text.substr(open + 2, text.size() - open - 3);
-    return agrees ? number : names.numberOf(text);
-}
-
 // Parses a number or its name.
 template <typename Number>
 std::optional<Number> numberFrom(const TagField& field, std::string_view text) {
     std::optional<Number> number = parse<Number>(text);
     if (!number && field.enumeration) {
-        const std::optional<WholeNumber> named = namedNumber(*field.enumeration, text);
+        const std::optional<WholeNumber> named = numberOf(*field.enumeration, text);
         if (named) number = parse<Number>(toText(*named));
     }
     if (number && !fitsBits(field, *number)) return std::nullopt;
@@ -189,13 +232,42 @@ Status encodeNumber(const TagField& field, std::string_view text, uint8_t* to) {
     return {};
 }
 
-std::vector<std::string_view> splitAtCommas(std::string_view text) {
-    std::vector<std::string_view> pieces;
+constexpr char kMark = '"';
+
+// An element of a list, in quotation marks where it would be read as another one without.
+std::string listed(const std::string& element) {
+    const bool isPlain = element.find(',') == std::string::npos && element.substr(0, 1) != "\"";
+    if (isPlain) return element;
+    std::string marked(1, kMark);
+    for (const char c : element) marked.append(c == kMark ? 2 : 1, c);
+    return marked + kMark;
+}
+
+// Takes the element in quotation marks that the text begins with and returns where the text goes
+// on; npos where a mark lacks its other one.
+size_t takeMarked(std::string_view text, std::string& element) {
+    for (size_t at = 1; at < text.size(); ++at) {
+        if (text[at] == kMark && text.substr(at + 1, 1) != "\"") return at + 1;
+        if (text[at] == kMark) ++at;
+        element += text[at];
+    }
+    return std::string_view::npos;
+}
+
+// The elements of a list as toText() writes it; none where its quotation marks are wrong.
+std::optional<std::vector<std::string>> elementsIn(std::string_view text) {
+    std::vector<std::string> elements;
     while (true) {
-        const size_t comma = std::min(text.find(','), text.size());
-        pieces.push_back(text.substr(0, comma));
-        if (comma == text.size()) return pieces;
-        text.remove_prefix(comma + 1);
+        std::string& element = elements.emplace_back();
+        size_t end = std::min(text.find(','), text.size());
+        if (text.substr(0, 1) == "\"") {
+            end = takeMarked(text, element);
+        } else {
+            element = text.substr(0, end);
+        }
+        if (end == text.size()) return elements;
+        if (end == std::string_view::npos || text[end] != ',') return std::nullopt;
+        text.remove_prefix(end + 1);
     }
 }
 
@@ -204,6 +276,7 @@ Status encodeText(size_t most, std::string_view text, uint8_t* to) {
         return flaw("a text of at most " + std::to_string(most) + " bytes",
                     std::to_string(text.size()));
     }
+    if (text.find('\0') != std::string_view::npos) return flaw("a text without NUL", "one with it");
     std::memset(to, 0, most);
     std::memcpy(to, text.data(), text.size());
     return {};
@@ -280,8 +353,11 @@ Value withoutName(const Value& value) {
 }
 
 std::string toText(const std::vector<Value>& values) {
+    if (values.size() == 1) return toText(values.front());
     std::string text;
-    for (const Value& value : values) text += (text.empty() ? "" : ",") + toText(value);
+    for (size_t i = 0; i < values.size(); ++i) {
+        text.append(i > 0 ? "," : "").append(listed(toText(values[i])));
+    }
     return text;
 }
 
@@ -308,6 +384,13 @@ std::optional<Value> parseNumber(std::string_view text) {
 
 std::optional<float> parseFloat(std::string_view text) {
     return parse<float>(text);
+}
+
+std::optional<WholeNumber> numberOf(const TagEnum& names, std::string_view text) {
+    const NameAndNumber parts = partsOf(text);
+    const std::optional<WholeNumber> number = names.numberOf(parts.name);
+    const bool agrees = number && toText(*number) == parts.number;
+    return agrees ? number : names.numberOf(text);
 }
 
 bool holds(const TagField& field, const WholeNumber& number) {
@@ -356,19 +439,29 @@ std::string shortfall(const TagField& field, uint64_t size) {
 }
 
 Status encodeField(const TagField& field, std::string_view text, uint8_t* bytes, size_t size) {
+    if (field.values() == 1) {
+        return encodeField(field, std::vector<std::string>{std::string(text)}, bytes, size);
+    }
+    const auto elements = elementsIn(text);
+    if (elements) return encodeField(field, *elements, bytes, size);
+    return flaw("quotation marks around a text, and two of them for each in it", quoted(text));
+}
+
+Status encodeField(const TagField& field, const std::vector<std::string>& elements, uint8_t* bytes,
+                   size_t size) {
     const uint64_t end = field.offset + field.bytes();
     if (end > size) {
         return flaw("a value of at least " + std::to_string(end) + " bytes", std::to_string(size));
     }
     uint8_t* to = bytes + field.offset;
-    if (isSingle(field)) return encodeValue(field, text, to);
-    const std::vector<std::string_view> pieces = splitAtCommas(text);
-    if (pieces.size() != field.values()) {
-        const char* const what = field.type == FieldType::text ? " texts" : " numbers";
-        return flaw(std::to_string(field.values()) + what, std::to_string(pieces.size()));
+    if (elements.size() != field.values()) {
+        const bool isText = field.type == FieldType::text;
+        return flaw(isText ? counted(field.values(), "text", "texts")
+                           : counted(field.values(), "number", "numbers"),
+                    std::to_string(elements.size()));
     }
-    for (const std::string_view piece : pieces) {
-        Status status = encodeValue(field, piece, to);
+    for (const std::string& element : elements) {
+        Status status = encodeValue(field, element, to);
         if (!status.ok()) return status;
         to += stride(field);
     }

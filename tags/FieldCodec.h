@@ -37,13 +37,15 @@ std::string toText(const Value& value);
 /// The number of a value with a name; any other value unchanged.
 Value withoutName(const Value& value);
 
-/// The texts of all elements, separated by commas.
+/// The texts of all elements, separated by commas. If there are several, an element that has a
+/// comma or begins with a quotation mark is in quotation marks, and its own marks are doubled.
 std::string toText(const std::vector<Value>& values);
 
 /// The value as a number; none for text, nothing, infinity and NaN.
 std::optional<double> toNumber(const Value& value);
 
-/// Parses all of `text` as a decimal number; none for another text or a number out of range.
+/// Parses all of `text` as a whole number in decimal, such as "4000", "4000.0" or "4e3"; none for
+/// another text or a number out of range.
 std::optional<int64_t> parseInteger(std::string_view text);
 
 /// Parses all of `text` as a finite decimal number by the thread's locale. Whole numbers of up to
@@ -53,6 +55,10 @@ std::optional<Value> parseNumber(std::string_view text);
 /// Parses all of `text` as the nearest float, including "inf" and "nan", by the thread's locale.
 /// None for another text or a number out of range.
 std::optional<float> parseFloat(std::string_view text);
+
+/// The number of a name, which may have the form of toText(): "AUTO (1)"; none for an unknown name
+/// and for a name with the number of another.
+std::optional<WholeNumber> numberOf(const TagEnum& names, std::string_view text);
 
 /// Whether the number is in the range of a field of whole numbers.
 bool holds(const TagField& field, const WholeNumber& number);
@@ -64,9 +70,13 @@ std::vector<Value> decodeField(const TagField& field, const uint8_t* bytes, size
 /// A text about the part of a field that a value of `size` bytes lacks; "" if it lacks none.
 std::string shortfall(const TagField& field, uint64_t size);
 
-/// Stores `text` in the bytes of a value: a field's value, or its values row by row, separated by
-/// commas. A number may also be its name in the field's enum, or the form of toText(). The problem
-/// has the range and the invalid text; the values before it are stored nevertheless.
+/// Stores the elements of a field, row by row, in the bytes of a value. A number may also be its
+/// name in the field's enum, or the form of toText(). The problem has the range and the invalid
+/// text; the elements before it are stored nevertheless.
+Status encodeField(const TagField& field, const std::vector<std::string>& elements, uint8_t* bytes,
+                   size_t size);
+
+/// Does the same with a text that has the elements in the form of toText().
 Status encodeField(const TagField& field, std::string_view text, uint8_t* bytes, size_t size);
 
 }  // namespace tyktags

@@ -20,10 +20,20 @@ std::string_view withoutByteOrderMark(std::string_view text) {
     return text;
 }
 
-std::string quoted(std::string_view text) {
+std::string shortened(std::string_view text) {
     constexpr size_t kShown = 64;
-    std::string result = "\"" + std::string(text.substr(0, kShown));
-    return result + (text.size() > kShown ? "...\"" : "\"");
+    constexpr size_t kMostBytes = 4;  // of a character
+    if (text.size() <= kShown) return std::string(text);
+    const auto continues = [text](size_t at) {
+        return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+    };
+    size_t end = kShown;
+    while (end > kShown - kMostBytes && continues(end)) --end;
+    return std::string(text.substr(0, end)) + "...";
+}
+
+std::string quoted(std::string_view text) {
+    return "\"" + shortened(text) + "\"";
 }
 
 std::string_view trimmed(std::string_view text) {

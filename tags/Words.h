@@ -17,7 +17,10 @@ std::string commaSeparated(const std::vector<std::string>& words);
 /// The text without the byte order mark that some editors write at its start.
 std::string_view withoutByteOrderMark(std::string_view text);
 
-/// The text between quotation marks. A text of more than 64 bytes ends after these with "...".
+/// The text; "..." replaces what follows its first 64 bytes. A character of UTF-8 stays whole.
+std::string shortened(std::string_view text);
+
+/// shortened() text between quotation marks.
 std::string quoted(std::string_view text);
 
 /// The text without the spaces, tabs and ends of lines around it.

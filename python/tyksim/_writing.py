@@ -46,7 +46,8 @@ def _text_of(value: Any) -> str:
     if isinstance(value, np.ndarray):
         return _text_of(value.reshape(-1).tolist())
     if isinstance(value, Sequence):
-        return ",".join(_text_of(element) for element in value)
+        texts = list(_texts_in(value))
+        return texts[0] if len(texts) == 1 else ",".join(map(_listed, texts))
     if isinstance(value, np.generic):
         return _text_of(value.item())
     if isinstance(value, int):
@@ -87,6 +88,23 @@ def setting(
         return tag, _bytes_of(value) if name == tag else _text_of(value)
     except (TypeError, ValueError) as error:
         raise type(error)(f"{name}: {error}") from None
+
+
+def _texts_in(values: Iterable[Any]) -> Iterator[str]:
+    """The elements of nested sequences as texts."""
+    for value in values:
+        element = value.tolist() if isinstance(value, np.ndarray) else value
+        if isinstance(element, Sequence) and not isinstance(element, (str, bytes)):
+            yield from _texts_in(element)
+        else:
+            yield _text_of(element)
+
+
+def _listed(text: str) -> str:
+    """An element of a list of several, as ``tyksim track`` prints it."""
+    if "," not in text and not text.startswith('"'):
+        return text
+    return '"' + text.replace('"', '""') + '"'
 
 
 class Writer:

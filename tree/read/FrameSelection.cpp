@@ -1,5 +1,7 @@
 #include "tree/read/FrameSelection.h"
 
+#include "tags/Words.h"
+
 #include <algorithm>
 #include <charconv>
 #include <functional>
@@ -47,7 +49,7 @@ Result<NumberRanges> NumberRanges::parse(std::string_view text, int64_t least) {
         if (!ends) {
             const std::string from = least == kLeast ? "" : " from " + std::to_string(least);
             return Problem{"", "numbers" + from + " and ranges such as 3..9,12",
-                           "\"" + std::string(text) + "\""};
+                           tyktags::quoted(text)};
         }
         result.ranges_.push_back({ends->first, ends->second});
         if (comma == rest.size()) return result;

@@ -1,6 +1,7 @@
 #include "tree/read/SceneRecord.h"
 
 #include "core/Unaligned.h"
+#include "tags/Words.h"
 
 #include <climits>
 
@@ -104,7 +105,7 @@ bool isInSceneRange(const Field& field, const SceneRecord& record) {
 
 tyktags::Status setSceneField(const Field& field, std::string_view text, SceneRecord& record) {
     if (store(field, text, record)) return {};
-    return tyktags::Problem{"", sceneRange(field), "\"" + std::string(text) + "\"", "", field.path};
+    return tyktags::Problem{"", sceneRange(field), tyktags::quoted(text), "", field.path};
 }
 
 bool isSameField(const Field& field, const SceneRecord& a, const SceneRecord& b) {

@@ -75,7 +75,7 @@ tyktags::Result<ValueName> resolveName(std::string_view name, const TagCatalog& 
         }
     }
     return tyktags::Problem{"", "", "", refusal(name, catalog, tagNames, source),
-                            "\"" + std::string(name) + "\""};
+                            tyktags::quoted(name)};
 }
 
 std::vector<std::string> fieldNames(const TagCatalog& catalog) {

@@ -1,15 +1,12 @@
 #include "tree/read/XmlExtra.h"
 
+#include "tags/Words.h"
+
 #include <pugixml.hpp>
 
 namespace tyktree {
 
 namespace {
-
-std::string quotedStart(const std::string& text) {
-    constexpr size_t kShown = 40;
-    return "\"" + text.substr(0, kShown) + (text.size() > kShown ? "...\"" : "\"");
-}
 
 bool hasBytesForUnits(pugi::xml_encoding encoding) {
     return encoding == pugi::encoding_utf8 || encoding == pugi::encoding_latin1;
@@ -29,7 +26,7 @@ std::optional<XmlExtra> findOutsideRoot(const std::string& text) {
         } else if (node.type() == pugi::node_element) {
             return XmlExtra{node.offset_debug(), std::string("the element ") + node.name()};
         } else {
-            return XmlExtra{node.offset_debug(), "the text " + quotedStart(node.value())};
+            return XmlExtra{node.offset_debug(), "the text " + tyktags::quoted(node.value())};
         }
     }
     // A zero byte ends the text for the parser.
