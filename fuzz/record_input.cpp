@@ -5,11 +5,15 @@
 #include "tools/camera/TextTable.h"
 #include "tools/camera/Y4mHeader.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 namespace {
 
+using tyksim::TableCell;
 using tyksim::TextTable;
 using tyksim::Y4mHeader;
 
@@ -70,10 +74,14 @@ std::string quoted(const std::string& text) {
     return cell + "\"";
 }
 
-template <typename Cells>
-std::string rowOf(const Cells& cells) {
+/// A cell of CSV, which has no lists: a list is left out.
+std::string written(const TableCell& cell) {
+    return cell.kind == TableCell::Kind::kText ? quoted(cell.elements.front()) : "";
+}
+
+std::string rowOf(const std::vector<std::string>& cells) {
     std::string row;
-    for (const auto& cell : cells) row += (row.empty() ? "" : ",") + cell;
+    for (size_t i = 0; i < cells.size(); ++i) row += (i > 0 ? "," : "") + cells[i];
     return row + "\r\n";
 }
 
@@ -83,9 +91,7 @@ std::string written(const TextTable& table) {
     std::string text = rowOf(cells);
     for (size_t i = 0; i < table.rowCount(); ++i) {
         cells.clear();
-        for (const tyksim::TableCell& cell : table.row(i).cells) {
-            cells.push_back(quoted(cell.value_or("")));
-        }
+        for (const TableCell& cell : table.row(i).cells) cells.push_back(written(cell));
         text += rowOf(cells);
     }
     return text;
@@ -103,7 +109,14 @@ void runTable(std::string_view input) {
                again.value().rowCount() == table.value().rowCount(),
            "a table comes back", input);
     for (size_t i = 0; i < table.value().rowCount(); ++i) {
-        expect(again.value().row(i).cells == table.value().row(i).cells, "a row comes back", input);
+        const std::vector<TableCell> given = table.value().row(i).cells;
+        const std::vector<TableCell> found = again.value().row(i).cells;
+        const bool isSame =
+            std::equal(given.begin(), given.end(), found.begin(), found.end(),
+                       [](const TableCell& one, const TableCell& other) {
+                           return one.kind == TableCell::Kind::kList || one == other;
+                       });
+        expect(isSame, "a row comes back", input);
     }
 }
 

@@ -6,8 +6,13 @@ and runs the commands of docs/record.md.
 
 Ends with status 77 if ffmpeg is missing and everything else passed.
 """
+import base64
+import csv
+import json
 import os
 import pathlib
+import pty
+import random
 import re
 import shlex
 import shutil
@@ -158,9 +163,11 @@ def values():
         "t track v total_gain --csv | cut -d, -f6 | cmp - a", texts=["not names of fields: KELV_TAG_GYRO_SAMPLES, image.mean"])
     run("sed -i s/image.mean/image.men/ rows; t record w --values rows", status=1, texts=['column "image.men"', "nearest"])
     table = ('{"path":"x","total_gain":7,"cur_ev":null}\n\n'
-             '{"cur_ev":-0.1,"KELV_TAG_WB_GAINS.gains":[1,2,[3,4.5]],"time":"T"}\n{"total_gain":{"number":1,"name":"A"}}\n')
+             '{"cur_ev":-0.1,"KELV_TAG_WB_GAINS.gains":[1,2,[3,4.5]],"time":"T"}\n{"total_gain":{"number":1,"name":null}}\n')
     run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain cur_ev KELV_TAG_WB_GAINS.gains --csv",
         table.encode(), 0, [",1,1,7,-1,", ',2,2,1536,-0.1,"1,2,3,4.5"', ",3,3,1,0,"])
+    run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain exp_time --csv",
+        b'total_gain,exp_time,time\n4000.0,1e+16,x\n1.5e1,"20000000.00",x\n', 0, [",4000,10000000000000000\n", ",15,20000000\n"])
     run(f"t record {fresh('w')} --size 2x2 --values - && t track w total_gain KELV_TAG_WB_GAINS.gains[1] --csv",
         b'\xef\xbb\xbftotal_gain,"KELV_TAG_WB_GAINS.gains[1]",KELV_TAG_GYRO_SAMPLES\r\n1,2.5,x\r\n,"3",\r\n', 0,
         ["not names of fields: KELV_TAG_GYRO_SAMPLES", ",1,1,1,2.5", ",2,2,1536,3"])
@@ -173,6 +180,59 @@ def values():
     run(f"t record {fresh('w')} --y4m - --values table", video, 0, ["ended after 3 frames; table has 4 rows"])
     run(f"echo '<dumpconfig/>' >c; t record {fresh('w')} --values table --config c", status=0,
         texts=["not recorded, because the dump configuration leaves out their tags: total_gain"])
+
+
+def texts():
+    """Texts of any bytes, numbers with and without names, and bits come back by CSV and by rows."""
+    pathlib.Path("odd.xml").write_text(
+        '<tags version="2"><enum name="Mode"><value number="1" name="SLOW (1)"/><value number="2" name="FAST"/></enum>'
+        '<tag id="9000" name="T" size="64" kind="fixed"><field name="txt" offset="0" type="char" count="24"/>'
+        '<field name="head" offset="0" type="u8" count="3"/><field name="three" offset="24" type="char" dims="3x8"/>'
+        '<field name="mode" offset="48" type="u8" enum="Mode"/><field name="modes" offset="49" type="u8" count="2" enum="Mode"/>'
+        '<field name="low" offset="51" type="u8" bits="0:3"/><field name="high" offset="51" type="i8" bits="3:5"/>'
+        '<field name="wide" offset="56" type="f64"/></tag></tags>')
+    chance = random.Random(3)
+    pieces = [b",", b'"', b"\n", b"\r", b"\\x1B", b"\x1b", b"\xff", b";", b"\t", b" ", b"a", b"007", "\ufffd\u00e9".encode(), b"'"]
+
+    def text(most):
+        return b"".join(chance.choices(pieces, k=chance.randrange(6)))[:most]
+    given = [{"txt": text(24), "three": [text(8) for _ in range(3)]} for _ in range(60)]
+    coded = [{"txt": base64.b64encode(one["txt"]).decode(), "three": [base64.b64encode(each).decode() for each in one["three"]]}
+             for one in given]
+    numbers = [(chance.randrange(4), [chance.randrange(4), 255], chance.randrange(8), chance.randrange(-16, 16)) for _ in given]
+    lines = [json.dumps({"T.txt_base64": code["txt"], "T.three_base64": code["three"], "T.mode": n[0], "T.modes": n[1],
+                         "T.low": n[2], "T.high": n[3], "T.wide": n[3] / 3}) + "\n" for code, n in zip(coded, numbers)]
+    made = "--tags odd.xml --size 2x2 --values"
+    run(f"t record {fresh('v')} {made} -", "".join(lines).encode())
+    names = "-n T.txt T.three T.mode T.modes T.low T.high T.wide total_gain"
+    run(f"t track v {names} --csv >csv; t track v {names} --rows >rows; t track v --all --rows >all")
+    for table in ("csv", "rows", "all"):
+        run(f"t record {fresh('w')} {made} {table} && t diff v w", texts=["all the same"])
+    with open("csv", encoding="latin-1", newline="") as file:
+        cells = list(csv.DictReader(file))
+    expect([cell["T.txt"].encode("latin-1") for cell in cells] == [one["txt"] for one in given], "texts in CSV are exact")
+    expect([cell["T.mode"] for cell in cells] == [("0", "SLOW (1) (1)", "FAST (2)", "3")[n[0]] for n in numbers], "names in CSV")
+    shown = [json.loads(line) for line in open("rows", encoding="utf-8")]
+    for row, one, code in zip(shown, given, coded):
+        for name in one:
+            plain = json.loads(json.dumps(one[name], default=lambda each: each.decode("utf-8", "replace")))
+            there = one[name] if isinstance(one[name], list) else [one[name]]
+            odd = any(each.decode("utf-8", "replace").encode() != each for each in there)
+            expect(row.get(f"T.{name}_base64") == (code[name] if odd else None), f"exact bytes of {name} in rows", row)
+            expect(odd or row[f"T.{name}"] == plain, f"the text {name} in rows", row)
+    expect(shown[0].keys() >= {"T.mode"} and all(isinstance(row["T.mode"], str) for row in shown), "numbers of an enum are texts")
+    for line, text in (('{"T.mode":{"number":1,"name":"FAST"}}', 'found "FAST (1)": the number of "FAST" is 2'),
+                       ('{"T.txt":"a","T.txt_base64":"Yg=="}', 'column T.txt: expected the texts whose bytes "T.txt_base64" has'),
+                       ('{"T.txt_base64":"Yg"}', 'column T.txt_base64: expected Base64, found "Yg"'),
+                       ('{"T.txt":"ab","T.head":[97,98,99]}', "column T.txt: expected a value that agrees with column T.head"),
+                       ('{"T.three":["a,b","c"]}', "expected 3 texts, found 2"), ('{"T.three":[]}', "expected 3 texts, found 0"),
+                       ('{"T.txt":["a","b"]}', "expected 1 text, found 2"), ('{"T.txt":"a\\u0000b"}', "a text without NUL")):
+        run(f"t record p {made} -", line.encode(), 1, ["line 1", text])
+    run(f"t record {fresh('w')} {made} - && t track w T.txt T.head --csv", b'T.txt,T.head\n"",\n"ab","97,98,0"\n,"1,2,3"\n', 0,
+        [',1,1,"","0,0,0"\n', ',2,2,ab,"97,98,0"\n', '\x01\x02\x03'])
+    master, slave = pty.openpty()
+    subprocess.run(["bash", "-c", f"{tool} track w T.txt --csv --frames 3"], stdout=slave, check=True)
+    expect(b"\\x01\\x02\\x03" in os.read(master, 1000), "CSV on a terminal has no control characters")
 
 
 def png(width, height, kind, depth, rows, extra=b""):
@@ -209,7 +269,7 @@ def refusals():
     picture = planes(4, 4, 0)
     yuv420p = "ffmpeg -pix_fmt yuv420p"
     headers = [("", "something else"), ("W4", "a height (H)"), ("H4", "a width (W)"), ("W0 H4", "expected W1 to W16384"),
-               ("W4 H12289", "expected H1 to H12288, found H12289"), ("W4 W4 H4", "expected once, found W4"),
+               ("W4 H12289", "expected H1 to H12288, found H12289"), ("W4 W8 H4", "parameter once, found a second W: W8"),
                ("W4 H4 F25", "expected F<frames>:<seconds>"), ("W4 H4 F1001:1", "at most 1000 frames a second"),
                ("W4 H4 F1:86401", "one frame a day"), ("W4 H4 It", "ffmpeg -vf yadif"), ("W4 H4 C420p10", yuv420p), ("W4 H4 C422", yuv420p),
                ("W4 H4 C444", yuv420p), ("W4 H4 Cmono", yuv420p), ("W4 H4 XYSCSS=422", yuv420p), ("W4 H4 A1", "of a pixel"),
@@ -227,6 +287,14 @@ def refusals():
               ('{"total_gain":' + "[" * 60000 + "]" * 60000 + "}\n", "line 1: expected a number"),
               ("x" * 100000 + "\n1\n", "no tag, field or scene field"),
               ('{"total_gain":1}\n{"total_gain":1\n', "line 2: expected a JSON object"),
+              ('{"total_gain":1,"total_gain":1}', 'line 1: expected every key once, found "total_gain" twice'),
+              ('{"total_gain":""}', "line 1, column total_gain: expected a whole number from 0"),
+              ('{"total_gain":[]}', "expected one number, found a list of 0"), ("total_gain\n4000.5\n", 'found "4000.5"'),
+              ("total_gain\n" + "9" * 1000000, "9" * 64 + '..."\n'),
+              ("total_gain;cur_ev\n1024;0,5\n", "line 1: expected commas between the cells, found semicolons"),
+              ('KELV_TAG_WB_GAINS.red,KELV_TAG_WB_GAINS.gains\n1,"1,2,3,4"\n5,"1,2,3,4"\n',
+               "line 3, column KELV_TAG_WB_GAINS.red: expected a value that agrees with column KELV_TAG_WB_GAINS.gains"),
+              ("total_gain,threeA_info/ae_info/total_gain\n1,1\n,2\n1,2\n", "line 4, column total_gain: expected a value that"),
               ("KELV_TAG_WB_GAINS.gains\n1\n", "column KELV_TAG_WB_GAINS.gains: expected 4 numbers, found 1")]
     for table, text in tables:
         run("t record p --values -", table.encode(), 1, ["standard input", text])
@@ -249,9 +317,16 @@ def broken_input():
     whole = y4m("W4 H4 F25:1", pictures)
     for given, text in ((whole[:-1], "frame 3: expected 24 bytes, found 23"), (whole[:-25], "frame 3: expected a newline"),
                         (whole[:-30] + b"PLANE\n" + b"x" * 24, "frame 3: expected FRAME, found something else"),
+                        (whole[:-30] + b"FRAME X" + b"x" * 5000, "frame 3: expected a newline in the first 4096 bytes, found none"),
                         (whole[:-30] + b"FRAME It\n" + b"x" * 24, "frame 3: expected FRAME with no parameters but X")):
         run(f"t record {fresh('v')} --y4m - && echo no", given, 3, ["record-input: standard input: " + text, "2 dumped of 2"])
         expect(len(frames("v")) == 2, f"the frames before one that is broken: {text}")
+    pathlib.Path("none").write_bytes(b"")
+    run(f"t record {fresh('v')} - none - --raw nv21 --size 2x2", status=2)
+    pathlib.Path("one").write_bytes(b"123456")
+    for files, text in (("one none one", "2 dumped of 2"), ("none one", "1 dumped of 1"), ("one none", "1 dumped of 1")):
+        run(f"t record {fresh('v')} {files} --raw nv21 --size 2x2", status=3,
+            texts=["record-input: none: picture 1: expected 6 bytes, found 0", text])
     run(f"t record {fresh('v')} --y4m - && ls -d v", whole[:40], 1, ["frame 1: expected 24 bytes, found 12"])
     run(f"t record {fresh('v')} --y4m - --frames 2", whole, 0, ["2 dumped of 2"])
     run(f"t record {fresh('v')} --y4m - --frames 9", whole, 0, ["ended after 3 frames; --frames asks for 9"])
@@ -320,7 +395,7 @@ def documented():
 
 with tempfile.TemporaryDirectory(dir=os.environ.get("TEST_TMPDIR")) as folder:
     os.chdir(folder)
-    for check in (videos, times, bare_pictures, values, png_files, refusals, broken_input, interruption, memory):
+    for check in (videos, times, bare_pictures, values, texts, png_files, refusals, broken_input, interruption, memory):
         check()
     have_ffmpeg = documented()
     os.chdir("/")

@@ -94,7 +94,6 @@ public:
         while (input_) {
             if (takeFrame()) return &photo_;
             if (interruption() != 0) return nullptr;
-            if (isAllEmpty_ && file_ + 1 == paths_.size()) reportCut(0);
             ++file_;
             number_ = 0;
             input_.reset();
@@ -120,9 +119,8 @@ private:
             addProblem(input_->status().problem());
             return false;
         }
-        isAllEmpty_ = isAllEmpty_ && count == 0;
         if (count < layout_.usedBytes()) {
-            if (count > 0) reportCut(count);
+            if (count > 0 || number_ == 0) reportCut(count);
             return false;
         }
         ++number_;
@@ -145,7 +143,6 @@ private:
     std::unique_ptr<InputStream> input_;
     size_t file_ = 0;  ///< index in paths_ of the file of input_
     int number_ = 0;   ///< pictures read from it so far
-    bool isAllEmpty_ = true;
     Photo photo_;
 };
 

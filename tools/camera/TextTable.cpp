@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
 
 namespace tyksim {
 
@@ -21,9 +23,14 @@ Problem problemAt(size_t line, std::string expected, std::string found, std::str
             fmt::format("line {}", line)};
 }
 
-TableCell cellOf(std::string text) {
-    if (text.empty()) return std::nullopt;
-    return text;
+struct CsvCell {
+    std::string text;
+    bool isQuoted = false;
+};
+
+TableCell cellOf(CsvCell cell) {
+    if (cell.text.empty() && !cell.isQuoted) return {};
+    return {TableCell::Kind::kText, {std::move(cell.text)}};
 }
 
 /// Reads rows of comma-separated values.
@@ -35,7 +42,6 @@ public:
     size_t offset() const { return offset_; }
     size_t line() const { return line_; }
 
-    /// Skips empty lines; returns false at the end of the text.
     /// Skips empty lines, unless they are rows: those with the one, empty cell of a single column.
     bool hasRow(bool emptyLinesAreRows = false) {
         while (!emptyLinesAreRows && offset_ < text_.size() && takeNewline()) {
@@ -43,20 +49,22 @@ public:
         return offset_ < text_.size();
     }
 
-    Result<std::vector<std::string>> readRow() {
+    Result<std::vector<CsvCell>> readRow() {
         const size_t begun = line_;
-        std::vector<std::string> cells(1);
+        std::vector<CsvCell> cells(1);
         while (offset_ < text_.size() && !takeNewline()) {
             const char c = text_[offset_];
+            CsvCell& cell = cells.back();
             if (c == ',') {
                 ++offset_;
                 cells.emplace_back();
-            } else if (c == '"' && cells.back().empty()) {
-                if (!takeQuoted(cells.back())) {
+            } else if (c == '"' && cell.text.empty() && !cell.isQuoted) {
+                cell.isQuoted = true;
+                if (!takeQuoted(cell.text)) {
                     return problemAt(begun, "a quote at the end of the cell", "none");
                 }
             } else {
-                cells.back() += c;
+                cell.text += c;
                 ++offset_;
             }
         }
@@ -108,26 +116,69 @@ bool isBlank(std::string_view line) {
 
 constexpr int kDeepestList = 32;  ///< lists in lists; a field has fewer dimensions
 
-/// Appends a value's elements to `text`; returns false if a cell cannot have such a value. `depth`
-/// is the number of lists around the value.
-bool appendJson(const Json& value, std::string& text, int depth = 0) {
-    const auto append = [&text](const std::string& piece) {
-        text += (text.empty() ? "" : ",") + piece;
+/// The text of a number with its name, as tyktags::toText() writes it; none for another object.
+std::optional<std::string> namedNumber(const Json& object) {
+    const auto number = object.find("number");
+    if (number == object.end() || !number->is_number_integer()) return std::nullopt;
+    const auto name = object.find("name");
+    if (name == object.end() || name->is_null()) return number->dump();
+    if (!name->is_string()) return std::nullopt;
+    return fmt::format("{} ({})", name->get_ref<const std::string&>(), number->dump());
+}
+
+std::optional<std::string> textOf(const Json& value) {
+    if (value.is_string()) return value.get<std::string>();
+    if (value.is_boolean()) return value.get<bool>() ? "1" : "0";
+    if (value.is_number_integer()) return value.dump();
+    if (value.is_number()) return tyktags::toText(tyktags::Value(value.get<double>()));
+    return value.is_object() ? namedNumber(value) : std::nullopt;
+}
+
+/// Appends the texts in a list; returns false if a cell cannot have such a list. `depth` is the
+/// number of lists around the list.
+bool appendElements(const Json& list, std::vector<std::string>& elements, int depth = 0) {
+    if (depth == kDeepestList) return false;
+    return std::all_of(list.begin(), list.end(), [&elements, depth](const Json& element) {
+        if (element.is_array()) return appendElements(element, elements, depth + 1);
+        const std::optional<std::string> text = textOf(element);
+        if (text) elements.push_back(*text);
+        return text.has_value();
+    });
+}
+
+/// The cell of a member; none if a cell cannot have such a value.
+std::optional<TableCell> cellOf(const Json& value) {
+    if (value.is_null()) return TableCell();
+    if (value.is_array()) {
+        TableCell cell{TableCell::Kind::kList};
+        return appendElements(value, cell.elements) ? std::optional(std::move(cell)) : std::nullopt;
+    }
+    std::optional<std::string> text = textOf(value);
+    if (!text) return std::nullopt;
+    return TableCell{TableCell::Kind::kText, {std::move(*text)}};
+}
+
+/// Parses a line; the value is discarded if the line is no JSON. Sets `twice` to a key that an
+/// object has twice.
+Json parseWatched(std::string_view line, std::optional<std::string>& twice) {
+    std::vector<std::set<std::string>> open;  // the keys of each object around
+    const auto watch = [&open, &twice](int, Json::parse_event_t event, const Json& parsed) {
+        if (event == Json::parse_event_t::object_start) open.emplace_back();
+        if (event == Json::parse_event_t::object_end) open.pop_back();
+        if (event == Json::parse_event_t::key) {
+            const auto& key = parsed.get_ref<const std::string&>();
+            if (!open.back().insert(key).second) twice = key;
+        }
         return true;
     };
-    if (value.is_string()) return append(value.get_ref<const std::string&>());
-    if (value.is_boolean()) return append(value.get<bool>() ? "1" : "0");
-    if (value.is_number_unsigned()) return append(std::to_string(value.get<uint64_t>()));
-    if (value.is_number_integer()) return append(std::to_string(value.get<int64_t>()));
-    if (value.is_number()) return append(tyktags::toText(tyktags::Value(value.get<double>())));
-    if (depth == kDeepestList) return false;
-    if (value.is_object() && value.contains("number")) {
-        return appendJson(value["number"], text, depth + 1);
-    }
-    if (!value.is_array()) return false;
-    return std::all_of(value.begin(), value.end(), [&text, depth](const Json& element) {
-        return appendJson(element, text, depth + 1);
-    });
+    return Json::parse(line, watch, false);
+}
+
+/// A line with cells that another character than the comma separates, as spreadsheets write it.
+std::string separatorOf(const std::vector<CsvCell>& heading) {
+    if (heading.size() != 1 || heading.front().isQuoted) return "";
+    if (heading.front().text.find(';') != std::string::npos) return "semicolons";
+    return heading.front().text.find('\t') != std::string::npos ? "tabs" : "";
 }
 
 }  // namespace
@@ -147,7 +198,7 @@ Status TextTable::addColumn(const std::string& name, size_t line) {
         columns_.push_back(name);
         return {};
     }
-    return problemAt(line, "every column once", fmt::format("\"{}\" twice", name));
+    return problemAt(line, "every column once", tyktags::quoted(name) + " twice");
 }
 
 Status TextTable::findCsvRows() {
@@ -156,8 +207,10 @@ Status TextTable::findCsvRows() {
     const size_t headingLine = reader.line();
     const auto heading = reader.readRow();
     if (!heading.ok()) return heading.problem();
-    for (const std::string& name : heading.value()) {
-        Status status = addColumn(name, headingLine);
+    const std::string separator = separatorOf(heading.value());
+    if (!separator.empty()) return problemAt(headingLine, "commas between the cells", separator);
+    for (const CsvCell& name : heading.value()) {
+        Status status = addColumn(name.text, headingLine);
         if (!status.ok()) return status;
     }
     while (reader.hasRow(columns_.size() == 1)) {
@@ -178,14 +231,16 @@ Status TextTable::findJsonRows() {
         const size_t begun = offset;
         const std::string_view content = takeLine(text_, offset);
         if (isBlank(content)) continue;
-        const Json object = Json::parse(content, nullptr, false);
-        if (!object.is_object()) return problemAt(line, "a JSON object on one line", "none");
+        std::optional<std::string> twice;
+        const Json object = parseWatched(content, twice);
+        if (!object.is_object()) {
+            return problemAt(line, "a JSON object on one line", tyktags::quoted(content));
+        }
+        if (twice) return problemAt(line, "every key once", tyktags::quoted(*twice) + " twice");
         for (const auto& member : object.items()) {
-            std::string ignored;
-            const bool isCell = member.value().is_null() || appendJson(member.value(), ignored);
-            if (!isCell) {
+            if (!cellOf(member.value())) {
                 return problemAt(line, "a number, a text, null or a list",
-                                 fmt::format("another value of \"{}\"", member.key()));
+                                 "another value of " + tyktags::quoted(member.key()));
             }
             if (places_.count(member.key()) > 0) continue;
             static_cast<void>(addColumn(member.key(), line));
@@ -199,9 +254,8 @@ std::vector<TableCell> TextTable::jsonCells(std::string_view line) const {
     std::vector<TableCell> cells(columns_.size());
     const Json object = Json::parse(line, nullptr, false);
     for (const auto& member : object.items()) {
-        std::string text;
-        if (member.value().is_null() || !appendJson(member.value(), text)) continue;
-        cells[places_.find(member.key())->second] = cellOf(std::move(text));
+        // findJsonRows() has refused a value that is no cell.
+        cells[places_.find(member.key())->second] = *cellOf(member.value());
     }
     return cells;
 }
@@ -215,8 +269,8 @@ TableRow TextTable::row(size_t index) const {
         return row;
     }
     CsvReader reader(text_, place.offset, place.line);
-    const auto cells = reader.readRow();
-    for (const std::string& cell : cells.value()) row.cells.push_back(cellOf(cell));
+    auto cells = reader.readRow();
+    for (CsvCell& cell : cells.value()) row.cells.push_back(cellOf(std::move(cell)));
     return row;
 }
 

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,8 +12,20 @@
 
 namespace tyksim {
 
-/// A cell's text; none if the cell is empty or null. Commas separate the elements of a list.
-using TableCell = std::optional<std::string>;
+/// What a cell says.
+struct TableCell {
+    enum class Kind {
+        kNothing,  ///< the cell is empty or null
+        kText,     ///< a text or a number
+        kList,     ///< the elements of a list, and of the lists in it, in order
+    };
+    Kind kind = Kind::kNothing;
+    std::vector<std::string> elements = {};  ///< the one text, or those of the list
+
+    bool operator==(const TableCell& other) const {
+        return kind == other.kind && elements == other.elements;
+    }
+};
 
 /// A row, with a cell for each of the table's columns.
 struct TableRow {
@@ -25,11 +36,12 @@ struct TableRow {
 /// A table in one of two formats: CSV, with the columns' names in the first row, or JSON lines,
 /// with an object per line. A table that begins with a brace is of the second kind.
 ///
-/// CSV: a cell in double quotes may hold commas, newlines and doubled quotes; a line ends with a
-/// newline, or with a carriage return and a newline; every row has as many cells as the heading.
+/// CSV: a cell in double quotes may hold commas, newlines and doubled quotes, and is a text even if
+/// it is empty; a line ends with a newline, or with a carriage return and a newline; every row has
+/// as many cells as the heading.
 /// JSON lines: a member is a number, a text, true (1), false (0), null, or a list of those, in
-/// which there may be lists; an object with a member "number" means that number. Empty lines are
-/// ignored.
+/// which there may be lists; {"number": 1, "name": "AUTO"} is the text "AUTO (1)", or "1" without a
+/// name; no object has a key twice. Empty lines are ignored.
 class TextTable {
 public:
     /// Takes the table's text and reads all rows once. The problem has the line but no path.

@@ -1,5 +1,7 @@
 #include "tools/camera/Y4mHeader.h"
 
+#include "tags/Words.h"
+
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
@@ -68,7 +70,9 @@ public:
             const std::string_view piece = takePiece(parameters);
             if (piece.empty()) continue;
             const char kind = piece.front();
-            if (kind != 'X' && !seen_.insert(kind).second) return refuse("once", piece);
+            if (kind != 'X' && !seen_.insert(kind).second) {
+                return refuse("every parameter once", fmt::format("a second {}: {}", kind, piece));
+            }
             Status status = take(kind, piece.substr(1), piece);
             if (!status.ok()) return status;
         }
@@ -79,7 +83,8 @@ public:
 
 private:
     static Status refuse(std::string expected, std::string_view piece, std::string reason = "") {
-        return Problem{"", std::move(expected), std::string(piece), std::move(reason), "header"};
+        return Problem{"", std::move(expected), tyktags::shortened(piece), std::move(reason),
+                       "header"};
     }
 
     Status take(char kind, std::string_view value, std::string_view piece) {
@@ -198,8 +203,8 @@ Status checkY4mFrameLine(std::string_view line) {
         const std::string_view piece = takePiece(line);
         if (piece.empty() || piece.front() == 'X') continue;
         const char* const reason = piece.front() == 'I' ? kConvertFields : "";
-        return Problem{"", fmt::format("{} with no parameters but X", kFrame), std::string(piece),
-                       reason};
+        return Problem{"", fmt::format("{} with no parameters but X", kFrame),
+                       tyktags::shortened(piece), reason};
     }
     return {};
 }

@@ -17,6 +17,12 @@ namespace {
 
 using tyktags::Problem;
 
+/// The problem of a line without its newline.
+Problem endless(const std::string& line) {
+    if (line.size() < kMaxY4mLine) return {"", "a newline", "the end of the video"};
+    return {"", fmt::format("a newline in the first {} bytes", kMaxY4mLine), "none"};
+}
+
 Y4mHeader readHeader(InputStream& input) {
     bool complete = false;
     const std::string line = input.readLine(kMaxY4mLine, complete);
@@ -25,8 +31,9 @@ Y4mHeader readHeader(InputStream& input) {
     if (line.empty() && !complete) fail({input.name(), "a YUV4MPEG2 video", "nothing"});
     auto header = parseY4mHeader(line);
     if (header.ok() && !complete) {
-        fail({input.name(), fmt::format("a newline in the first {} bytes", kMaxY4mLine), "none", "",
-              "header"});
+        Problem problem = endless(line);
+        problem.where = "header";
+        header = problem;
     }
     if (header.ok()) return header.value();
     Problem problem = header.problem();
@@ -114,7 +121,7 @@ private:
         if (!status.ok()) {
             report(status.problem());
         } else if (!complete) {
-            report({"", "a newline after FRAME", "the end of the video"});
+            report(endless(line));
         }
         return status.ok() && complete;
     }

@@ -13,6 +13,9 @@ void write(std::string_view text) {
     static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
 }
 
+constexpr std::string_view kDigits =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
 std::string dumped(const Json& value) {
     return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -20,7 +23,6 @@ std::string dumped(const Json& value) {
 }  // namespace
 
 std::string base64(std::string_view bytes) {
-    constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
     text.reserve((bytes.size() + 2) / 3 * 4);
     for (size_t i = 0; i < bytes.size(); i += 3) {
@@ -36,13 +38,31 @@ std::string base64(std::string_view bytes) {
     return text;
 }
 
+std::optional<std::string> fromBase64(std::string_view text) {
+    std::string bytes;
+    uint32_t bits = 0;
+    uint32_t held = 0;  // bits
+    for (const char c : text.substr(0, text.find('='))) {
+        const size_t digit = kDigits.find(c);
+        if (digit == std::string_view::npos) return std::nullopt;
+        bits = (bits << 6U) | static_cast<uint32_t>(digit);
+        held += 6;
+        if (held < 8) continue;
+        held -= 8;
+        bytes += static_cast<char>((bits >> held) & 0xFFU);
+    }
+    // Padding and unused bits must be as base64() writes them.
+    if (base64(bytes) != text) return std::nullopt;
+    return bytes;
+}
+
 void addText(Json& object, const std::string& key, std::string_view text) {
     if (tyktree::isUtf8(text)) {
         object[key] = std::string(text);
         return;
     }
     object[key] = tyktree::toUtf8(text);
-    object[key + "_base64"] = base64(text);
+    object[key + std::string(kExactEnd)] = base64(text);
 }
 
 std::string keyOf(std::string_view name) {

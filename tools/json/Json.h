@@ -5,14 +5,18 @@
 #include "tools/json/JsonFwd.h"
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tyksim {
 
+/// The end of the name of a member that has the exact bytes of a text.
+constexpr std::string_view kExactEnd = "_base64";
+
 /// Adds `text` to an object. If it is not UTF-8, the member has U+FFFD for each invalid byte, and a
-/// second member `key` + "_base64" has the exact bytes.
+/// second member `key` + kExactEnd has the exact bytes.
 void addText(Json& object, const std::string& key, std::string_view text);
 
 /// `name` as the key of a member. A name that is not UTF-8 is escaped like in escaped(), so that
@@ -21,6 +25,9 @@ std::string keyOf(std::string_view name);
 
 /// `bytes` in Base64.
 std::string base64(std::string_view bytes);
+
+/// The bytes that base64() has written as `text`; none for another text.
+std::optional<std::string> fromBase64(std::string_view text);
 
 /// One document on standard output, on one line. Members appear in the order of the calls, "schema"
 /// first, "ok" and "errors" last. Objects and lists may be nested.

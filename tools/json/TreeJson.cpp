@@ -2,6 +2,7 @@
 
 #include "tree/read/Escape.h"
 
+#include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
 #include <string>
@@ -10,29 +11,42 @@ namespace tyksim {
 
 namespace {
 
-/// The values in nested lists, one level for each dimension from `depth` on. Consumes values from
-/// the front; there may be fewer than the dimensions require.
-Json listOf(const std::vector<uint32_t>& shape, size_t depth,
-            std::vector<tyktags::Value>::const_iterator& next,
-            std::vector<tyktags::Value>::const_iterator end) {
-    if (depth == shape.size()) return toJson(*next++);
+using Values = std::vector<tyktags::Value>;
+
+/// The values in nested lists, each written by `written`, with one level for each dimension from
+/// `depth` on. Consumes values from the front; there may be fewer than the dimensions require.
+Json listOf(const std::vector<uint32_t>& shape, size_t depth, Values::const_iterator& next,
+            Values::const_iterator end, Json (*written)(const tyktags::Value&)) {
+    if (depth == shape.size()) return written(*next++);
     Json list = Json::array();
     for (uint32_t i = 0; i < shape[depth] && next != end; ++i) {
-        list.push_back(listOf(shape, depth + 1, next, end));
+        list.push_back(listOf(shape, depth + 1, next, end, written));
     }
     return list;
 }
 
+bool isUtf8(const tyktags::Value& value) {
+    const auto* const text = std::get_if<std::string>(&value);
+    return !text || tyktree::isUtf8(*text);
+}
+
+Json exactBytes(const tyktags::Value& value) {
+    return base64(tyktags::toText(value));
+}
+
 /// Adds values with these dimensions; null if there are no values.
 void addValues(Json& object, const std::string& key, const std::vector<uint32_t>& shape,
-               const std::vector<tyktags::Value>& values) {
+               const Values& values) {
     if (values.empty()) {
         object[key] = nullptr;
     } else if (shape.empty()) {
         addValue(object, key, values.front());
     } else {
         auto next = values.begin();
-        object[key] = listOf(shape, 0, next, values.end());
+        object[key] = listOf(shape, 0, next, values.end(), toJson);
+        if (std::all_of(values.begin(), values.end(), isUtf8)) return;
+        next = values.begin();
+        object[key + std::string(kExactEnd)] = listOf(shape, 0, next, values.end(), exactBytes);
     }
 }
 
@@ -92,6 +106,12 @@ Json identityOf(const tyktree::FrameRef& frame) {
     identity["request"] = entry.wellNamed ? Json(entry.parsed.requestId) : Json();
     identity["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
     return identity;
+}
+
+bool identifiesFrame(std::string_view column) {
+    constexpr std::string_view kColumns[] = {"path",  "path_base64", "pipe", "task",
+                                             "frame", "request",     "sof",  "time"};
+    return std::find(std::begin(kColumns), std::end(kColumns), column) != std::end(kColumns);
 }
 
 Json toJson(const tyktree::Finding& finding) {

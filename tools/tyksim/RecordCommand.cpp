@@ -36,7 +36,7 @@ a rate, a frame's time is the start plus its number divided by the rate.
 
 The columns of TABLE (--values) have the names of `tyksim track`: total_gain, TAG.field. `tyksim track`
 prints such tables with --csv and --rows. Columns that identify the frame are ignored; a value with an
-empty cell stays simulated.
+empty cell stays simulated. An empty text is "". Columns of fields that share bytes must agree.
 
 Images are NV21 with rows tightly packed. If the width or height is odd, the chroma rows have
 2 x ceil(width / 2) bytes, and the first (width x height x 3) / 2 bytes of the image are dumped.

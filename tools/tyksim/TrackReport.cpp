@@ -9,6 +9,7 @@
 #include <array>
 #include <fmt/format.h>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 namespace tyksim {
@@ -19,13 +20,21 @@ using tyktree::FrameRef;
 using tyktree::FrameValue;
 using tyktree::ValueName;
 
-/// A field of a comma-separated file. Control characters are escaped for terminals.
-std::string csvField(const std::string& given) {
-    std::string text = tyktree::escaped(given);
-    if (text.find_first_of(",\"") == std::string::npos) return text;
+/// A cell of a comma-separated file, in quotation marks if `marked` or if it needs them. A terminal
+/// gets control characters escaped, everything else the exact bytes.
+std::string csvCell(const std::string& given, bool marked = false) {
+    static const bool isShown = ::isatty(STDOUT_FILENO) == 1;
+    const std::string text = isShown ? tyktree::escaped(given) : given;
+    if (!marked && text.find_first_of(",;\"\t\r\n") == std::string::npos) return text;
     std::string quoted = "\"";
-    for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
     return quoted + "\"";
+}
+
+/// An absent value is an empty cell, an empty text has its marks.
+std::string csvCell(const FrameValue& value) {
+    const std::string text = tyktree::toText(value);
+    return csvCell(text, text.empty() && !value.absent());
 }
 
 /// Pipe, task, frame, request and sof; "" for ids that the names do not have.
@@ -101,10 +110,10 @@ public:
     explicit CsvTrack(bool several) : several_(several) {}
 
     void begin(const TrackedTree& tree) override {
-        path_ = several_ ? csvField(tree.named) + "," : "";
+        path_ = several_ ? csvCell(tree.named) + "," : "";
         std::string heading = several_ ? "path," : "";
         heading += "pipe,task,frame,request,sof";
-        for (const ValueName& name : tree.names) heading += "," + csvField(name.name);
+        for (const ValueName& name : tree.names) heading += "," + csvCell(name.name);
         if (heading == heading_) return;
         if (!heading_.empty()) {
             throw Failure(tyktree::escaped(tree.named) +
@@ -117,7 +126,7 @@ public:
 
     void addRow(const FrameRef& frame, const FrameRow& row, const FrameRow* /*before*/) override {
         std::string line = fmt::format("{}{}", path_, fmt::join(placeOf(frame), ","));
-        for (const FrameValue& value : row) line += "," + csvField(tyktree::toText(value));
+        for (const FrameValue& value : row) line += "," + csvCell(value);
         printResult(line);
     }
 
@@ -175,14 +184,9 @@ public:
 private:
     /// A value must not replace a member that identifies the frame.
     static void refuseIdentity(const std::string& name) {
-        for (const char* const member :
-             {"path", "path_base64", "pipe", "task", "frame", "request", "sof", "time"}) {
-            if (name != member) continue;
-            throw WrongUsage(
-                fmt::format("--rows: \"{}\" is a member of every row; name a field of the "
-                            "tag instead",
-                            name));
-        }
+        if (!identifiesFrame(name)) return;
+        throw WrongUsage(fmt::format(
+            "--rows: \"{}\" is a member of every row; name a field of the tag instead", name));
     }
 
     static Json timeOf(const FrameRef& frame) {
@@ -191,7 +195,8 @@ private:
         return isTime ? Json(tyktree::isoTime(*stamp)) : Json();
     }
 
-    /// A tag without fields, and a number with a name, become texts, as in CSV.
+    /// A tag without fields and the numbers of an enum, which may lack a name, are texts, as in
+    /// CSV, so that all rows have the same type.
     static void addFlat(Json& line, const std::string& name, const FrameValue& value) {
         if (value.isBlob) {
             line[keyOf(name)] = tyktree::toText(value);
