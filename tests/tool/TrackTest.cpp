@@ -66,6 +66,13 @@ Rows trackRows() {
          "fails 2 tyksim track r r -n ev1 --svg p",
          {"--svg draws one tree, found 2"}},
         {"NoName", "fails 2 tyksim track r", {"expected NAME, found none"}},
+        {"NameThatIsATree",
+         "fails 2 tyksim track r base x",
+         {"\"base\": no tag, field", "; base is a folder: with several trees, put -n in front"}},
+        {"TreeBehindNames",
+         "fails 2 tyksim track -n sx r --csv; fails 2 tyksim track -n sx r base",
+         {"expected TREE, found none; --name takes every word after it: put TREE in front of it",
+          "\"r\": no tag", "; r is a folder: put the trees in front of -n\n"}},
         {"ChangesOfAnyColumn",
          R"sh(tyksim copy r -o p --set total_gain=5
               tyksim track p total_gain exp_time --changes --csv)sh",

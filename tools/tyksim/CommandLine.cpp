@@ -41,10 +41,21 @@ std::string refuseExtras(const CLI::App& verb) {
     return words.empty() ? "" : "expected no more words, found " + shellWord(words.front());
 }
 
+/// Advice if an option with any number of values may have taken the word for `missing`.
+std::string adviceOnGreedy(const CLI::App& verb, const CLI::Option& missing) {
+    for (const CLI::Option* option : verb.get_options()) {
+        const bool isGreedy = option->nonpositional() && option->get_items_expected_max() > 1;
+        if (!isGreedy || option->count() < 2 || !missing.get_positional()) continue;
+        return fmt::format("; {} takes every word after it: put {} in front of it",
+                           option->get_name(), missing.get_name());
+    }
+    return "";
+}
+
 std::string refuseMissing(const CLI::App& verb) {
     for (const CLI::Option* option : verb.get_options()) {
         if (option->get_required() && option->count() == 0) {
-            return "expected " + nameOf(*option) + ", found none";
+            return "expected " + nameOf(*option) + ", found none" + adviceOnGreedy(verb, *option);
         }
     }
     return "";

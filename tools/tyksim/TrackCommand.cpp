@@ -1,5 +1,6 @@
 // tyksim track: shows values from frame to frame.
 #include "tools/console/Jobs.h"
+#include "tools/files/Files.h"
 #include "tools/files/OutputPath.h"
 #include "tools/picture/Plot.h"
 #include "tools/tyksim/Reading.h"
@@ -29,7 +30,8 @@ argument is a tree. Without them, the first argument is the tree and the others 
 
 --all adds every scene field and every field of the tag table to the names. --rows prints one JSON
 object per frame and line: path, pipe, task, frame, request, sof and time, then the names, null
-where a frame has no value.
+where a frame has no value. --csv prints the exact bytes of texts, on a terminal with control
+characters escaped. `tyksim record --values` takes both.
 
 For a tag without known fields the CRC-32 and the size are shown. A scene field has the value that a
 folder replay publishes: that of iSceneInfo.xml, or of the raw blocks if the XML leaves it to them.
@@ -48,6 +50,7 @@ Examples:
 struct TrackOptions {
     ReadingOptions reading;
     std::vector<std::string> names;
+    bool namesBehindTree = false;  ///< without -n and --all
     bool all = false;
     bool csv = false;
     bool rows = false;
@@ -67,6 +70,7 @@ void takeNames(TrackOptions& options) {
     std::vector<std::string>& words = options.reading.trees;
     if (options.names.empty() && !options.all) {
         options.names.assign(words.begin() + 1, words.end());
+        options.namesBehindTree = true;
         words.resize(1);
         if (options.names.empty()) {
             throw WrongUsage("expected NAME, found none (see `tyksim track --help`)");
@@ -130,7 +134,21 @@ private:
             };
             names.erase(std::remove_if(names.begin(), names.end(), again), names.end());
         }
-        return resolveNames(tree, tree.catalog, names);
+        try {
+            return resolveNames(tree, tree.catalog, names);
+        } catch (const PicksNothing& unknown) {
+            throw PicksNothing(unknown.what() + adviceOnTrees(options));
+        }
+    }
+
+    /// Advice if an argument that counts as a name is a folder.
+    static std::string adviceOnTrees(const TrackOptions& options) {
+        const auto folder = std::find_if(options.names.begin(), options.names.end(), isFolder);
+        if (folder == options.names.end()) return "";
+        return fmt::format("; {} is a folder: {}", shellWord(*folder),
+                           options.namesBehindTree
+                               ? "with several trees, put -n in front of the names"
+                               : "put the trees in front of -n");
     }
 
     void take(const FrameRef& frame, const FrameRow& row) {
