@@ -3,7 +3,7 @@
 #include "python/src/Errors.h"
 #include "python/src/Text.h"
 #include "python/src/Waiting.h"
-#include "tree/read/Condition.h"
+#include "tree/read/ConditionReader.h"
 
 #include <optional>
 #include <utility>
@@ -18,7 +18,6 @@ namespace {
 using tyktree::Condition;
 using tyktree::ConditionProblem;
 using tyktree::FrameRef;
-using tyktree::FrameValue;
 
 [[noreturn]] void refuse(const ConditionProblem& problem) {
     const std::string line =
@@ -43,16 +42,6 @@ Condition boundCondition(const Table& table, const std::vector<std::string>& tag
     return condition;
 }
 
-/// Whether the condition holds in a frame.
-bool holdsIn(const Condition& condition, tyktree::FrameValueReader& reader, const FrameRef& frame) {
-    const std::vector<FrameValue> values = reader.read(frame);
-    for (size_t i = 0; i < values.size(); ++i) {
-        if (values[i].problem.empty()) continue;
-        throw Damaged({frame.path(), "", "", values[i].problem, condition.names()[i].name});
-    }
-    return condition.holds([&values](size_t place) { return &values[place]; }).value_or(false);
-}
-
 struct Answer {
     bool holds = false;
 };
@@ -67,10 +56,11 @@ std::vector<FrameRef> framesWhere(const Table& table, const std::vector<std::str
     Waiting waiting(0, py::none());
     waiting.run([&] {
         tyktree::forEachInOrder<Answer>(
-            frames.size(), waiting.execution(),
-            [&] { return tyktree::FrameValueReader(condition.names()); },
-            [&](tyktree::FrameValueReader& reader, Answer& answer, size_t index) {
-                answer.holds = holdsIn(condition, reader, frames[index]);
+            frames.size(), waiting.execution(), [&] { return tyktree::ConditionReader(condition); },
+            [&](tyktree::ConditionReader& reader, Answer& answer, size_t index) {
+                std::vector<tyktags::Problem> problems;
+                answer.holds = reader.holds(frames[index], problems);
+                if (!problems.empty()) throw Damaged(std::move(problems.front()));
             },
             [&](const Answer& answer, size_t index) {
                 if (answer.holds) held.push_back(frames[index]);

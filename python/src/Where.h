@@ -9,7 +9,8 @@
 
 namespace tykpython {
 
-/// The frames of which `expression` (see tree/read/Condition.h) holds, in their order. KeyError for
+/// The frames of which `expression` (see tree/read/Condition.h) holds, in their order. Images are
+/// read only where the other values do not decide. KeyError for
 /// a name that stands for nothing, ValueError for what is no condition, Damaged for a value that
 /// cannot be read. To be called with the interpreter's lock, which it gives away meanwhile.
 std::vector<tyktree::FrameRef> framesWhere(const Table& table,

@@ -24,7 +24,8 @@ tyktree::TagCatalog makeCatalog() {
                                  {"mode", 4, tyktags::FieldType::i32},
                                  {"name", 8, tyktags::FieldType::text, {8}},
                                  {"big", 16, tyktags::FieldType::u64},
-                                 {"list", 24, tyktags::FieldType::u16, {2, 3}}};
+                                 {"list", 24, tyktags::FieldType::u16, {2, 3}},
+                                 {"digits", 36, tyktags::FieldType::text, {4}}};
     fields[1].enumeration = modes;
     return {{{1, "T", 64, tyktags::TagKind::fixed, fields}},
             tyktree::TagCatalog::Source::kGiven,
@@ -36,6 +37,7 @@ const std::map<std::string, Value>& values() {
         {"T.gain", 2.5},
         {"T.mode", tyktags::NamedNumber{tyktags::WholeNumber::of(uint64_t{1}), "DAY"}},
         {"T.name", std::string("day 1")},
+        {"T.digits", std::string("007")},
         {"T.big", uint64_t{18446744073709551615U}},
         {"T.list[1][0]", uint64_t{7}},
         {"cur_ev", -1.5},
@@ -108,6 +110,15 @@ TEST(ConditionTest, HoldsAsItsTextSays) {
         {"T.mode=1", "holds"},
         {"T.mode>AUTO and T.mode>LOCKED", "holds"},
         {"T.mode=AUTO", "not"},
+        // The field decides what is compared, not the quotation marks.
+        {"T.digits=007", "holds"},
+        {"T.digits='007'", "holds"},
+        {"T.digits=7", "not"},
+        {"T.digits!=0x07", "holds"},
+        {"T.digits=T.name", "not"},
+        {"T.gain='25e-1' and T.gain<'10'", "holds"},
+        {"'18446744073709551615'=T.big", "holds"},
+        {"T.mode='1' and T.mode='DAY (1)'", "holds"},
         // What has been read may decide alone.
         {"total_gain>1", "open"},
         {"total_gain>1 and T.gain>9", "not"},
@@ -137,7 +148,7 @@ TEST(ConditionTest, SaysWhatIsWrongAndWhere) {
         {"1=1", "1: expected a name on one side, found none"},
         {"T.gain>0 and T.gian>1",
          "14: \"T.gian\": T has no such field; it has gain, mode, name, "
-         "big, list"},
+         "big, list, digits"},
         {"total_gian>1",
          "1: \"total_gian\": no tag, field or scene field of this name; nearest: "
          "total_gain"},
@@ -147,6 +158,15 @@ TEST(ConditionTest, SaysWhatIsWrongAndWhere) {
         {"T.mode=DYA",
          "8: expected a name or a number of the enum Mode, such as DAY, found "
          "\"DYA\""},
+        {"T.gain='high'", "8: expected a number beside \"T.gain\", found \"high\""},
+        {"total_gain<1e999",
+         "12: expected a decimal number within the range of a double, found \"1e999\""},
+        {"-0x10<T.gain",
+         "1: expected a decimal number within the range of a double, found \"-0x10\""},
+        {"T.gain=T.name", "1: expected texts beside \"T.name\", found the numbers \"T.gain\""},
+        {"T.mode='DAY (2)'",
+         "8: expected a name or a number of the enum Mode, such as AUTO, DAY, LOCKED, "
+         "found \"DAY (2)\""},
         {"T>1", "1: \"T\" is a whole tag: name a field of it"},
         {"T.list>1", "1: \"T.list\" has 6 values: name one of them, such as T.list[0][0]"},
         {"T.name<b", "8: expected = or != between texts, found another relation"},

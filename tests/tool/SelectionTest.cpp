@@ -45,6 +45,29 @@ each() {
               "  total_gain>1 und image.mean>3\n               ^\n",
               "tyksim: --where: column 7: expected =", "  \\x1B\u00e9 x>1\n        ^\n",
               "tyksim: r: --where: column 1: \"image.meen\": no measure of this name; nearest"}},
+            // The number of calls that open or read an image.
+            {"WhereMeasuresOnce",
+             R"sh(reads() {
+                      rm -f log
+                      LD_PRELOAD=$S TYK_FAULT_AT=999999 TYK_FAULT_OF=reads TYK_FAULT_IN=FCWH \
+                          TYK_FAULT_LOG=$PWD/log tyksim track r "$@" >x
+                      wc -l <log
+                  }
+                  [ $(reads -n image.mean image.flicker) = $(reads -n image.mean image.flicker \
+                      --where 'image.y.mean>0 and image.flicker!=-1 or total_gain=1024') ]
+                  [ $(reads -n image.std) = \
+                      $(reads -n image.std --where 'total_gain>0 or image.mean>0') ]
+                  tyksim track r image.mean image.std --csv --frames 2.. >x
+                  tyksim track r image.mean image.std --csv --where 'image.mean>0 and sx>0' >y
+                  cmp x y)sh"},
+            {"WhereInEveryVerbReadsImagesAsTold",
+             R"sh(printf '\377' | dd of=$(echo $F2/FCWH*) bs=1 seek=3072 conv=notrunc
+                  each --where 'image.u.mean>128'
+                  each --where 'image.mean>0' --stride 9
+                  tyksim info r --where 'image.u.mean>128' --order nv12)sh",
+             {" 9 2 tyksim: r: --where holds for none of 3 frames\n",
+              " 9 2 tyksim: --stride: expected at least the 64 bytes of a row, found 9\n", "!MADE",
+              "requests 2  sofs 2\n"}},
             {"WhereOfAValueThatCannotBeRead",
              "truncate -s 9 $F2/FCWH*; fails 3 tyksim track r ev1 --where 'image.mean>0' --csv",
              {"image.mean: the image file ends after 9 of 4608 bytes\n", "1,1,2,2,2,"}},

@@ -45,6 +45,10 @@ struct MeasureName {
     Measure measure = Measure::kMean;
     PlaneId plane = PlaneId::kY;
     std::optional<Region> region;  ///< none: the whole picture
+
+    bool operator==(const MeasureName& other) const {
+        return measure == other.measure && plane == other.plane && region == other.region;
+    }
 };
 
 /// Whether a name is that of a measure: it is "image" or begins like one.

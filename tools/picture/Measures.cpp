@@ -42,17 +42,34 @@ struct Area {
     }
 };
 
-std::vector<Area> areasOf(const std::vector<std::string>& names) {
+/// What one pass over an image measures.
+struct Pass {
     std::vector<Area> areas;
-    for (size_t i = 0; i < names.size(); ++i) {
-        const MeasureName name = parseMeasureName(names[i]).value();
+    WantedPlanes wanted{false, false};
+    bool comparesNeighbours = false;
+};
+
+std::vector<MeasureName> parsed(const std::vector<std::string>& names) {
+    std::vector<MeasureName> parsed;
+    for (const std::string& name : names) parsed.push_back(parseMeasureName(name).value());
+    return parsed;
+}
+
+/// The pass for the names at these places.
+Pass passFor(const std::vector<MeasureName>& names, const std::vector<size_t>& places) {
+    Pass pass;
+    std::vector<Area>& areas = pass.areas;
+    for (const size_t place : places) {
+        const MeasureName& name = names[place];
+        (name.plane == PlaneId::kY ? pass.wanted.luma : pass.wanted.chroma) = true;
+        pass.comparesNeighbours = pass.comparesNeighbours || comparesNeighbours(name.measure);
         auto at = std::find_if(areas.begin(), areas.end(), [&name](const Area& area) {
             return area.plane == name.plane && area.region == name.region;
         });
         if (at == areas.end()) at = areas.insert(at, Area{name.plane, name.region, {}});
-        at->asked.push_back({name.measure, i});
+        at->asked.push_back({name.measure, place});
     }
-    return areas;
+    return pass;
 }
 
 /// The area's samples in its plane.
@@ -165,18 +182,41 @@ private:
 
 class MeasureReader : public tyktree::ValueSource::Reader {
 public:
-    MeasureReader(const AssumedPicture& assumed, const std::vector<std::string>& names)
-        : assumed_(assumed), count_(names.size()), areas_(areasOf(names)) {
-        for (const Area& area : areas_) {
-            (area.plane == PlaneId::kY ? wanted_.luma : wanted_.chroma) = true;
-            comparesNeighbours_ = comparesNeighbours_ || area.comparesNeighbours();
+    MeasureReader(const AssumedPicture& assumed, const KnownMeasures& known,
+                  const std::vector<std::string>& names)
+        : assumed_(assumed), known_(known), count_(names.size()) {
+        const std::vector<MeasureName> wanted = parsed(names);
+        const std::vector<MeasureName> there = parsed(known.names);
+        std::vector<size_t> all;
+        std::vector<size_t> others;
+        for (size_t i = 0; i < wanted.size(); ++i) {
+            all.push_back(i);
+            const auto at = std::find(there.begin(), there.end(), wanted[i]);
+            if (at == there.end()) {
+                others.push_back(i);
+            } else {
+                taken_.emplace_back(i, static_cast<size_t>(at - there.begin()));
+            }
         }
+        all_ = passFor(wanted, all);
+        others_ = passFor(wanted, others);
     }
 
     std::vector<FrameValue> read(const FrameListing& frame, const std::string& before) override {
         std::vector<FrameValue> values(count_);
-        const FileEntry* const image = frame.image();
-        if (!image) return values;
+        const auto known = known_.byFrame.find(frame.path());
+        const bool isKnown = known != known_.byFrame.end();
+        measure(isKnown ? others_ : all_, frame, before, values);
+        if (!isKnown) return values;
+        for (const auto& [place, from] : taken_) values[place] = known->second[from];
+        return values;
+    }
+
+private:
+    void measure(const Pass& pass, const FrameListing& frame, const std::string& before,
+                 std::vector<FrameValue>& values) {
+        const FileEntry* const image = pass.areas.empty() ? nullptr : frame.image();
+        if (!image) return;
         const bool several =
             std::count_if(frame.files().begin(), frame.files().end(), [](const FileEntry& file) {
                 return file.kind == FileEntry::Kind::kImage;
@@ -184,15 +224,13 @@ public:
         for (FrameValue& value : values) value.several = several;
         try {
             const std::unique_ptr<PictureFile> file = open(frame, *image);
-            const std::unique_ptr<PictureFile> other = openBefore(*file, before, values);
-            measure(*file, other.get(), values);
+            const std::unique_ptr<PictureFile> other = openBefore(pass, *file, before, values);
+            measure(pass, *file, other.get(), values);
         } catch (const NoPicture& problem) {
             for (FrameValue& value : values) value.problem = problem.reason();
         }
-        return values;
     }
 
-private:
     std::unique_ptr<PictureFile> open(const FrameListing& frame, const FileEntry& image) const {
         auto file = std::make_unique<PictureFile>(fmt::format("{}/{}", frame.path(), image.name),
                                                   assumed_.layoutOf(image.image));
@@ -202,9 +240,10 @@ private:
 
     /// Opens the image of the frame before if it is needed and has the same size. A failure is a
     /// problem of the values that need it.
-    std::unique_ptr<PictureFile> openBefore(const PictureFile& file, const std::string& before,
+    std::unique_ptr<PictureFile> openBefore(const Pass& pass, const PictureFile& file,
+                                            const std::string& before,
                                             std::vector<FrameValue>& values) {
-        if (!comparesNeighbours_ || before.empty()) return nullptr;
+        if (!pass.comparesNeighbours || before.empty()) return nullptr;
         try {
             if (!listing_.read(before)) {
                 throw NoPicture(before, "cannot be listed: " + systemReason(listing_.error()));
@@ -215,7 +254,7 @@ private:
             if (!fits) return nullptr;
             return open(listing_, *image);
         } catch (const NoPicture& problem) {
-            for (const Area& area : areas_) {
+            for (const Area& area : pass.areas) {
                 for (const Area::Asked& asked : area.asked) {
                     if (!tyksim::comparesNeighbours(asked.measure)) continue;
                     values[asked.place].problem = "the frame before: " + problem.reason();
@@ -225,12 +264,13 @@ private:
         }
     }
 
-    void measure(PictureFile& file, PictureFile* before, std::vector<FrameValue>& values) const {
+    static void measure(const Pass& pass, PictureFile& file, PictureFile* before,
+                        std::vector<FrameValue>& values) {
         const PictureLayout& layout = file.layout();
         std::vector<AreaRun> runs;
         int first = layout.height;
         int end = 0;
-        for (const Area& area : areas_) {
+        for (const Area& area : pass.areas) {
             if (!liesIn(area, layout, values)) continue;
             runs.emplace_back(area, file, before);
             const Region pixels = area.region.value_or(Region{0, 0, layout.width, layout.height});
@@ -240,9 +280,9 @@ private:
         end = std::min(layout.height, (end + 1) / 2 * 2);
         for (int row = first; row < end; row += kRowsAtOnce) {
             const int rows = std::min(kRowsAtOnce, end - row);
-            const Picture strip = file.rows(row, rows, wanted_);
+            const Picture strip = file.rows(row, rows, pass.wanted);
             std::optional<Picture> other;
-            if (before) other = before->rows(row, rows, wanted_);
+            if (before) other = before->rows(row, rows, pass.wanted);
             for (AreaRun& run : runs) run.add(strip, other ? &*other : nullptr, row);
         }
         for (AreaRun& run : runs) run.take(file, values);
@@ -264,10 +304,11 @@ private:
     }
 
     const AssumedPicture& assumed_;
+    const KnownMeasures& known_;
     const size_t count_;
-    const std::vector<Area> areas_;
-    WantedPlanes wanted_{false, false};
-    bool comparesNeighbours_ = false;
+    std::vector<std::pair<size_t, size_t>> taken_;  ///< places of known names, here and in known_
+    Pass all_;
+    Pass others_;  ///< without the known names
     FrameListing listing_;
 };
 
@@ -288,7 +329,7 @@ std::vector<std::string> ImageMeasures::names() const {
 
 std::unique_ptr<tyktree::ValueSource::Reader> ImageMeasures::reader(
     const std::vector<std::string>& names) const {
-    return std::make_unique<MeasureReader>(assumed_, names);
+    return std::make_unique<MeasureReader>(assumed_, known_, names);
 }
 
 }  // namespace tyksim

@@ -120,12 +120,15 @@ Json AssumedPicture::toJson() const {
             {"stride", stride > 0 ? Json(stride) : Json()}};
 }
 
-void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed) {
+void addImageLayout(VerbOptions& verb, AssumedPicture& assumed) {
     addWords(verb, "--order", "Which chroma sample comes first", kOrders, assumed.order);
     verb.option("--stride", assumed.stride, "Bytes from one row to the next")
         .takes(wholeNumber(1, 1 << 20))
         .valueName("N")
         .defaultText("the width");
+}
+
+void addColourRule(VerbOptions& verb, AssumedPicture& assumed) {
     addWords(verb, "--matrix", "Matrix of the samples", kMatrices, assumed.rule.matrix);
     addWords(verb, "--range", "Range of the samples", kRanges, assumed.rule.range);
 }

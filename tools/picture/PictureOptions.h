@@ -31,9 +31,13 @@ struct AssumedPicture {
     Json toJson() const;
 };
 
-/// Adds --order, --stride, --matrix and --range to a verb that reads images. `assumed` receives the
+/// Adds --order and --stride to a verb. `assumed` receives the values and must exist until the
+/// command line is parsed.
+void addImageLayout(VerbOptions& verb, AssumedPicture& assumed);
+
+/// Adds --matrix and --range to a verb that makes pictures from images. `assumed` receives the
 /// values and must exist until the command line is parsed.
-void addAssumedPicture(VerbOptions& verb, AssumedPicture& assumed);
+void addColourRule(VerbOptions& verb, AssumedPicture& assumed);
 
 /// Adds --matrix and --range to a verb whose input may define the range. `matrix` and `range`
 /// receive the values and must exist until the command line is parsed; without the option `range`

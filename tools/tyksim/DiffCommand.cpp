@@ -233,7 +233,7 @@ Action defineDiff(VerbOptions& verb) {
         .takes(wholeNumber(0, 100000))
         .valueName("N")
         .showDefault();
-    addAssumedPicture(verb, options->tree.assumed);
+    addColourRule(verb, options->tree.assumed);
     addTreeOptions(verb, options->tree);
     verb.flag("--json", options->json, "One JSON document, on one line");
     addForce(verb, options->force);

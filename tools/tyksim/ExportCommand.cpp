@@ -267,7 +267,7 @@ Action defineExport(VerbOptions& verb) {
         .valueName("RATE")
         .defaultText("30");
     addPictureStyle(verb, options->style);
-    addAssumedPicture(verb, options->reading.tree.assumed);
+    addColourRule(verb, options->reading.tree.assumed);
     addTreeOptions(verb, options->reading.tree);
     verb.flag("--json", options->reading.json, "One JSON document, on one line");
     addForce(verb, options->force);

@@ -193,7 +193,9 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
 void OpenedTree::keepWhere(const std::string& expression, const tyktree::Condition& condition,
                            int jobs, Reading& reading) {
     const size_t looked = frames.size();
-    frames = framesWhere(*this, expression, condition, jobs, reading);
+    FramesHeld held = framesWhere(*this, expression, condition, jobs, reading);
+    frames = std::move(held.frames);
+    measures.remember(std::move(held.measures));
     if (frames.empty()) {
         throw PicksNothing(fmt::format("{}: --where holds for none of {}",
                                        tyktree::escaped(index.path().given),

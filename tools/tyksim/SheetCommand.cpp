@@ -406,7 +406,7 @@ Action defineSheet(VerbOptions& verb) {
     verb.option("--window", options->window, "Size and place of the windows, pixels")
         .valueName("WxH+X+Y");
     verb.option("--full", options->full, "Frames with whole images: 3..9,12").valueName("FRAMES");
-    addAssumedPicture(verb, options->reading.assumed);
+    addColourRule(verb, options->reading.assumed);
     addTreeOptions(verb, options->reading);
     addForce(verb, options->force);
     verb.footer(kFooter);

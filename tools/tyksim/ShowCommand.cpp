@@ -187,7 +187,7 @@ Action defineShow(VerbOptions& verb) {
     const auto options = std::make_shared<ShowOptions>();
     addReadingOptions(verb, options->reading);
     verb.option("--tag", options->tag, "Only this parameter, with its bytes").valueName("NAME");
-    addAssumedPicture(verb, options->reading.tree.assumed);
+    addColourRule(verb, options->reading.tree.assumed);
     verb.footer(kFooter);
     return [options] {
         return readTrees(options->reading, "tyksim.show",

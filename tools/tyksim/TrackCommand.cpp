@@ -210,7 +210,7 @@ Action defineTrack(VerbOptions& verb) {
         "Trees, or parts of trees; without -n and --all a tree and the names to follow");
     verb.option("-n,--name", options->names, "Value to follow").valueName("NAME");
     verb.flag("--all", options->all, "Follow all scene fields and all fields of the tag table");
-    addAssumedPicture(verb, options->reading.tree.assumed);
+    addColourRule(verb, options->reading.tree.assumed);
     const Option jsonFlag = verb.existing("--json");
     const Option csvFlag =
         verb.flag("--csv", options->csv, "Comma-separated values").excludes(jsonFlag);

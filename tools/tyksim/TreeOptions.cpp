@@ -51,6 +51,7 @@ void addTreeOptions(VerbOptions& verb, TreeOptions& options) {
     verb.option("--where", options.where,
                 "Only frames of which this holds, such as 'total_gain>4000 and image.mean<50'")
         .valueName("EXPRESSION");
+    addImageLayout(verb, options.assumed);
     verb.option("--tags", options.tagsFile, "Tag table")
         .valueName("FILE")
         .defaultText("tags.xml in the device root, if there is one");

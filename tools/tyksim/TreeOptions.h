@@ -12,7 +12,7 @@
 
 namespace tyksim {
 
-/// --pipe, --task, --frames, --requests, --sofs, --where, --tags, --jobs.
+/// --pipe, --task, --frames, --requests, --sofs, --where, --order, --stride, --tags, --jobs.
 struct TreeOptions {
     std::optional<int> pipe;
     std::optional<uint32_t> task;
@@ -22,7 +22,7 @@ struct TreeOptions {
     std::optional<std::string> where;
     std::string tagsFile;
     int jobs = 1;
-    AssumedPicture assumed;  ///< of a verb with the options for the format of images
+    AssumedPicture assumed;  ///< the format of images, which --where may measure
 
     /// The selection from the options. Throws WrongUsage.
     tyktree::FrameSelection selection() const;

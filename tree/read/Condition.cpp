@@ -200,7 +200,8 @@ Value toValue(const tyktags::WholeNumber& number) {
 
 /// The number of the enum's name `word`.
 tyktags::Result<Value> numberOf(const tyktags::TagEnum& values, const std::string& word) {
-    if (const auto number = values.numberOf(word)) return toValue(*number);
+    if (const auto number = tyktags::numberOf(values, word)) return toValue(*number);
+    if (const auto number = tyktags::parseNumber(word)) return *number;
     std::vector<std::string> names;
     for (const tyktags::EnumValue& value : values.values()) names.push_back(value.name);
     std::vector<std::string> nearest = tyktags::nearestNames(word, names);
@@ -220,6 +221,21 @@ std::string refusal(const ValueName& name) {
     return tyktags::quoted(name.name) + " has " + std::to_string(name.field->values()) +
            " values: name one of them, such as " +
            tyktags::elementName(name.name, name.field->shape(), 0);
+}
+
+/// What a text says beside values of a name: a text beside texts, else a number, by its name too.
+tyktags::Result<Value> constantFor(const ValueName& beside, const std::string& text) {
+    if (hasTexts(beside)) return Value(text);
+    if (const tyktags::TagEnum* const values = enumOf(beside)) return numberOf(*values, text);
+    if (const auto number = tyktags::parseNumber(text)) return *number;
+    return tyktags::flaw("a number beside " + tyktags::quoted(beside.name), tyktags::quoted(text));
+}
+
+/// Whether a word that stands for no NAME is meant as a number.
+bool resemblesNumber(std::string_view word) {
+    const size_t sign = word.substr(0, 1) == "-" || word.substr(0, 1) == "+" ? 1 : 0;
+    const bool begins = word.substr(sign).find_first_of("0123456789") <= 1;
+    return begins && word.find_first_not_of("0123456789abcdefABCDEFxX.+-") == word.npos;
 }
 
 bool isOrder(Relation relation) {
@@ -305,13 +321,17 @@ std::optional<ConditionProblem> Condition::bind(const Resolve& resolve, Node& no
         if (name.ok()) {
             names[i] = std::move(name.value());
         } else if (!unknown) {
-            unknown = {sides[i]->at, toLine(name.problem())};
+            const bool isNumber = resemblesNumber(sides[i]->text);
+            unknown = {sides[i]->at, isNumber ? "expected a decimal number within the range of a "
+                                                "double, found " +
+                                                    tyktags::quoted(sides[i]->text)
+                                              : toLine(name.problem())};
         }
     }
     for (size_t i = 0; i < sides.size(); ++i) {
         const std::optional<ValueName>& beside = names[1 - i];
-        if (!beside) continue;
-        if (auto problem = bindWord(*beside, *sides[i], names[i])) return problem;
+        if (!beside || !refusal(*beside).empty()) continue;
+        if (auto problem = bindConstant(*beside, *sides[i], names[i])) return problem;
         if (!sides[i]->isWord && unknown && unknown->at == sides[i]->at) unknown.reset();
     }
     if (unknown) return unknown;
@@ -322,32 +342,33 @@ std::optional<ConditionProblem> Condition::bind(const Resolve& resolve, Node& no
         if (!names[i]) continue;
         const std::string reason = refusal(*names[i]);
         if (!reason.empty()) return ConditionProblem{sides[i]->at, reason};
-        const bool hasText = hasTexts(*names[i]) || isText(sides[1 - i]->constant);
-        if (hasText && isOrder(node.relation)) {
+        const std::optional<ValueName>& beside = names[1 - i];
+        if (hasTexts(*names[i]) && beside && !hasTexts(*beside)) {
+            return ConditionProblem{sides[1 - i]->at,
+                                    "expected texts beside " + tyktags::quoted(names[i]->name) +
+                                        ", found the numbers " + tyktags::quoted(beside->name)};
+        }
+        if (hasTexts(*names[i]) && isOrder(node.relation)) {
             return ConditionProblem{sides[1 - i]->at,
                                     "expected = or != between texts, found another relation"};
         }
-        sides[i]->place = placeOf(std::move(*names[i]));
+    }
+    for (size_t i = 0; i < sides.size(); ++i) {
+        if (names[i]) sides[i]->place = placeOf(std::move(*names[i]));
     }
     return std::nullopt;
 }
 
-std::optional<ConditionProblem> Condition::bindWord(const ValueName& beside, Operand& operand,
-                                                    std::optional<ValueName>& own) {
-    const bool isGiven = operand.isWord || isText(operand.constant);
-    const tyktags::TagEnum* const values = enumOf(beside);
-    if (!isGiven || (!values && !hasTexts(beside))) return std::nullopt;
-    if (!values) {
-        if (own) return std::nullopt;
-        operand.constant = operand.text;
-    } else {
-        const tyktags::Result<Value> number = numberOf(*values, operand.text);
-        if (!number.ok()) {
-            if (own) return std::nullopt;
-            return ConditionProblem{operand.at, toLine(number.problem())};
-        }
-        operand.constant = number.value();
+std::optional<ConditionProblem> Condition::bindConstant(const ValueName& beside, Operand& operand,
+                                                        std::optional<ValueName>& own) {
+    const tyktags::Result<Value> constant = constantFor(beside, operand.text);
+    if (own && (!enumOf(beside) || !constant.ok())) return std::nullopt;
+    if (!constant.ok()) {
+        // Whoever resolves names says more of a word that is none.
+        if (operand.isWord && !enumOf(beside)) return std::nullopt;
+        return ConditionProblem{operand.at, toLine(constant.problem())};
     }
+    operand.constant = constant.value();
     operand.isWord = false;
     own.reset();
     return std::nullopt;

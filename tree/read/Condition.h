@@ -6,8 +6,10 @@
 //   comparison = operand ("=" | "==" | "!=" | "<" | "<=" | ">" | ">=") operand
 //   operand    = NAME | number | word | "text" | 'text'
 //
-// At least one side of a comparison is a NAME. A word is the text or the name of a number with
-// which a NAME's value is compared. Names and words end at a space or at one of ( ) < > = ! " '.
+// At least one side of a comparison is a NAME, and its field decides about the other side: beside
+// texts it is a text, beside numbers a number, beside numbers of an enum a number or its name.
+// Quotation marks do not change this, but a word in them is never a NAME. Names and words end at a
+// space or at one of ( ) < > = ! " '.
 //
 // Threads: one thread at a time uses a value. Errors: std::bad_alloc.
 #pragma once
@@ -61,7 +63,7 @@ public:
         size_t at = 0;
         std::string text;
         tyktags::Value constant;  ///< nothing if the side is a NAME
-        bool isWord = false;      ///< a NAME or a word: neither in quotation marks nor a number
+        bool isWord = false;      ///< may be a NAME: neither in quotation marks nor a number
         size_t place = 0;         ///< index of the NAME in names(), after bind()
     };
 
@@ -75,9 +77,10 @@ public:
 
 private:
     std::optional<ConditionProblem> bind(const Resolve& resolve, Node& node);
-    /// Makes a constant of a word, for comparison with the values of the NAME beside it.
-    static std::optional<ConditionProblem> bindWord(const ValueName& beside, Operand& operand,
-                                                    std::optional<ValueName>& own);
+    /// Makes a constant of an operand that is no NAME, for comparison with the values of the NAME
+    /// beside it. `own` is the NAME that the operand may be instead.
+    static std::optional<ConditionProblem> bindConstant(const ValueName& beside, Operand& operand,
+                                                        std::optional<ValueName>& own);
     std::optional<bool> holds(const Node& node, const ValueAt& valueAt) const;
     std::optional<bool> compares(const Node& node, const ValueAt& valueAt) const;
     size_t placeOf(ValueName name);
