@@ -34,34 +34,36 @@ void bendDown(const uint8_t* __restrict above, const uint8_t* __restrict middle,
     }
 }
 
+/// The sum of a row. Written as differences to a row of zeros, for which there is an instruction.
+uint32_t sumOf(const uint8_t* __restrict row, const uint8_t* __restrict zeros, size_t count) {
+    uint32_t sum = 0;
+    for (size_t i = 0; i < count; ++i) sum += static_cast<uint32_t>(std::abs(row[i] - zeros[i]));
+    return sum;
+}
+
 /// The sum of the absolute second differences along a row of second differences down the columns.
+/// Products of 16-bit numbers are summed at once, so an absolute value is one with the sign.
 int32_t noiseOf(const int16_t* bend, size_t count) {
     int32_t sum = 0;
     for (size_t i = 0; i < count; ++i) {
         const auto value = static_cast<int16_t>(bend[i] - 2 * bend[i + 1] + bend[i + 2]);
-        sum += value < 0 ? -value : value;
+        const auto sign = static_cast<int16_t>((value >> 15) | 1);
+        sum += value * sign;
     }
     return sum;
 }
 
-struct LaplacianSums {
-    int32_t sum;
-    int32_t squares;
-};
-
 constexpr size_t kLaplacianCount =
     1024;  ///< the sum of so many squares, each up to 1020 x 1020, fits in 31 bits
 
-LaplacianSums laplacianOf(const uint8_t* middle, const int16_t* bend, size_t count) {
-    int32_t sum = 0;
+int32_t laplacianSquares(const uint8_t* middle, const int16_t* bend, size_t count) {
     int32_t squares = 0;
     for (size_t i = 0; i < count; ++i) {
         const auto value =
             static_cast<int16_t>(bend[i + 1] + middle[i] + middle[i + 2] - 2 * middle[i + 1]);
-        sum += value;
         squares += value * value;
     }
-    return {sum, squares};
+    return squares;
 }
 
 void addDifferences(const uint8_t* __restrict row, const uint8_t* __restrict before, size_t count,
@@ -108,14 +110,12 @@ double medianOf(std::vector<int64_t> numbers) {
 SampleMeter::SampleMeter(size_t width, const std::vector<Measure>& wanted) : width_(width) {
     for (const Measure measure : wanted) {
         if (measure == Measure::kMean || measure == Measure::kStd) sums_ = true;
+        if (measure == Measure::kStd) sumsSquares_ = true;
         if (measure == Measure::kClippedLow || measure == Measure::kClippedHigh) clipped_ = true;
         if (measure == Measure::kSharpness) laplacian_ = true;
         if (measure == Measure::kNoise) noise_ = true;
     }
-    if (sums_) {
-        zeros_.assign(width, kLow);
-        ones_.assign(width, kHigh);
-    }
+    if (sums_ || laplacian_) zeros_.assign(width, kLow);
     if (clipped_) {
         lowInColumn_.assign(width, 0);
         highInColumn_.assign(width, 0);
@@ -133,14 +133,10 @@ void SampleMeter::addRow(const uint8_t* row, size_t held) {
     if ((laplacian_ || noise_) && held == width_) addFiltered(row);
 }
 
-/// libyuv sums only squares of differences. The sum of x follows from the squares of x and of 255 -
-/// x.
 void SampleMeter::addSums(const uint8_t* row, size_t held) {
-    const auto count = static_cast<int>(held);
-    const uint64_t squares = libyuv::ComputeSumSquareError(row, zeros_.data(), count);
-    const uint64_t fromHigh = libyuv::ComputeSumSquareError(row, ones_.data(), count);
-    squares_ += squares;
-    sum_ += (squares + uint64_t{kHigh} * kHigh * held - fromHigh) / (2 * uint64_t{kHigh});
+    sum_ += sumOf(row, zeros_.data(), held);
+    if (!sumsSquares_) return;
+    squares_ += libyuv::ComputeSumSquareError(row, zeros_.data(), static_cast<int>(held));
 }
 
 void SampleMeter::addClipped(const uint8_t* row, size_t held) {
@@ -157,22 +153,31 @@ void SampleMeter::countClipped() {
 }
 
 void SampleMeter::addFiltered(const uint8_t* row) {
-    std::copy(row, row + width_, rows_[rowCount_ % 3].begin());
-    ++rowCount_;
-    if (rowCount_ < 3 || width_ < 3) return;
-    const std::vector<uint8_t>& above = rows_[rowCount_ % 3];
-    const std::vector<uint8_t>& middle = rows_[(rowCount_ + 1) % 3];
-    const std::vector<uint8_t>& below = rows_[(rowCount_ + 2) % 3];
-    bendDown(above.data(), middle.data(), below.data(), width_, bend_.data());
+    if (width_ < 3) return;
     const size_t count = width_ - 2;
+    std::copy(row, row + width_, rows_[rowCount_ % 3].begin());
+    if (laplacian_) innerSums_[rowCount_ % 3] = sumOf(row + 1, zeros_.data(), count);
+    ++rowCount_;
+    if (rowCount_ < 3) return;
+    const std::vector<uint8_t>& middle = rows_[(rowCount_ + 1) % 3];
+    bendDown(rows_[rowCount_ % 3].data(), middle.data(), rows_[(rowCount_ + 2) % 3].data(), width_,
+             bend_.data());
     filtered_ += count;
     if (noise_) noiseSum_ += static_cast<uint64_t>(noiseOf(bend_.data(), count));
-    if (!laplacian_) return;
+    if (laplacian_) addLaplacian(middle);
+}
+
+void SampleMeter::addLaplacian(const std::vector<uint8_t>& middle) {
+    const size_t count = width_ - 2;
+    const std::array<int64_t, 3>& sums = innerSums_;
+    const auto at = rowCount_ % 3;
+    laplacianSum_ += sums[at] + sums[(at + 2) % 3] - 2 * sums[(at + 1) % 3];
+    // Along the row all but the differences at its ends cancel out.
+    laplacianSum_ += middle[0] - middle[1] + middle[count + 1] - middle[count];
     for (size_t i = 0; i < count; i += kLaplacianCount) {
-        const LaplacianSums sums =
-            laplacianOf(middle.data() + i, bend_.data() + i, std::min(kLaplacianCount, count - i));
-        laplacianSum_ += sums.sum;
-        laplacianSquares_ += static_cast<uint64_t>(sums.squares);
+        const size_t part = std::min(kLaplacianCount, count - i);
+        laplacianSquares_ +=
+            static_cast<uint64_t>(laplacianSquares(middle.data() + i, bend_.data() + i, part));
     }
 }
 

@@ -32,9 +32,11 @@ private:
     void addClipped(const uint8_t* row, size_t held);
     void countClipped();
     void addFiltered(const uint8_t* row);
+    void addLaplacian(const std::vector<uint8_t>& middle);
 
     const size_t width_;
     bool sums_ = false;
+    bool sumsSquares_ = false;
     bool clipped_ = false;
     bool laplacian_ = false;
     bool noise_ = false;
@@ -43,7 +45,6 @@ private:
     uint64_t sum_ = 0;
     uint64_t squares_ = 0;
     std::vector<uint8_t> zeros_;
-    std::vector<uint8_t> ones_;  ///< all bits set
 
     std::vector<uint8_t> lowInColumn_;  ///< of rows not added to the totals yet
     std::vector<uint8_t> highInColumn_;
@@ -52,6 +53,7 @@ private:
     uint64_t high_ = 0;
 
     std::array<std::vector<uint8_t>, 3> rows_;  ///< the last three, in turn
+    std::array<int64_t, 3> innerSums_{};        ///< of these rows, without both ends
     std::vector<int16_t> bend_;                 ///< second difference down the columns
     uint64_t rowCount_ = 0;                     ///< number of complete rows
     uint64_t filtered_ = 0;                     ///< number of samples with eight neighbours
