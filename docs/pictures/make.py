@@ -22,7 +22,7 @@ from browser import Browser  # noqa: E402
 def damaged_tree(tyksim, folder):
     """A burst with the damage of a full disk, and without one file."""
     tree = folder / "phone"
-    subprocess.run([tyksim, "record", tree, "--frames", "24", "--size", "1280x960"], check=True,
+    subprocess.run([tyksim, "record", tree, "--frames", "24", "--fps", "30", "--size", "1280x960"], check=True,
                    capture_output=True)
     frames = sorted(tree.glob("data/vendor/cameraserver/tykdump/pipe_1/*_task_0/*"))
     os.truncate(next(frames[10].glob("FCWH_*")), 700000)
