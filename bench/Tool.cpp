@@ -125,9 +125,12 @@ constexpr const char* kManyFrames = R"sh(
     tyksim record many --tags tags.xml --frames $FRAMES --size 2x2
     find many -name iSceneInfo.xml -print0 >scenes)sh";
 
+// Two trees in which the same request has different pictures.
 constexpr const char* kLongTask = R"sh(
     tyksim record sheet --frames $FRAMES --size 1920x1080
-    find sheet -type f -print0 >files)sh";
+    tyksim record other --frames $FRAMES --first-request 2 --size 1920x1080
+    find sheet -type f -print0 >files
+    find other -type f -print0 | cat files - >both)sh";
 
 // Two equal trees, one whose pictures are those of the next frame, and the bytes of each tree in
 // one file, the minimum that the references have to read.
@@ -156,10 +159,11 @@ std::vector<Fixture> allFixtures() {
           {"track of 4 scene fields", command("tyksim track many total_gain exp_time cur_ev sx"),
            command("xargs -0 cat <scenes"), 2.0}}},
         {"sheet",
-         {1000, 10, 3600000, 3},
+         {1000, 10, 7200000, 3},
          kLongTask,
-         {{"sheet", command("tyksim sheet sheet -o out"), command("xargs -0 cat <files"), 1.5,
-           256}}},
+         {{"sheet", command("tyksim sheet sheet -o out"), command("xargs -0 cat <files"), 1.5, 256},
+          {"sheet --against", command("tyksim sheet sheet -o out --against other"),
+           command("xargs -0 cat <both"), 2.5, 256}}},
         {"burst",
          {50, 5, 30000000, 7},
          kBursts,
