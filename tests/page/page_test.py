@@ -539,10 +539,11 @@ class Page(unittest.TestCase):
         axe = AXE.read_text()
         against = self.against()
         for page, place in ((self.page, "#pipe=1&task=1&frame=7"), (against, "#pipe=1&task=1&frame=2&mode=difference&full=1"),
-                            (against, "#pipe=1&task=1&frame=2&mode=split&tab=differences"), (against, "#table=1&tab=scene")):
+                            (against, "#pipe=1&task=1&frame=2&mode=split&tab=differences"), (against, "#table=1&tab=scene"),
+                            (self.page, "#filter=nothing")):
             for theme in "light", "dark":
                 with self.subTest(page=page.name, place=place, theme=theme):
-                    self.open_picture(page, place, theme=theme)
+                    (self.open if "filter" in place else self.open_picture)(page, place, theme=theme)
                     self.run_script("document.getElementById('laneMenu').open = true")
                     self.run_script(axe)
                     found = self.run_async("const done = arguments[arguments.length - 1]; axe.run(document).then(r => done("

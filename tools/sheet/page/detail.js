@@ -27,6 +27,8 @@ function closeDetail() {
 
 function showDetail() {
   const entry = state.entry;
+  $('detail').classList.toggle('none', !entry);
+  if (!entry) $('frame').textContent = 'No frame';
   if (!entry || $('detail').hidden) return;
   const count = state.task.count;
   $('frame').textContent = entry.a ? `Frame ${entry.label} of ${grouped(String(count))}` : `Frame ${entry.b.frame} of B, not in A`;

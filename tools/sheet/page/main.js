@@ -83,6 +83,7 @@ function openTask(task, entry) {
   showFiltered();
   const first = entry || state.seen[0] || null;
   if (first) select(first);
+  else showDetail();
   if (!$('table').hidden) showTable();
 }
 

@@ -177,12 +177,11 @@ function axis() {
 function showCursor() {
   for (const {measure, cursor, now, box, low, high} of [...state.drawn, state.lookLane].filter(Boolean)) {
     cursor.hidden = !state.entry;
-    if (!state.entry) continue;
-    cursor.style.left = alongOf(state.entry) * 100 + '%';
-    now.textContent = readingOf(measure, state.entry);
+    now.textContent = state.entry ? readingOf(measure, state.entry) : '';
+    if (state.entry) cursor.style.left = alongOf(state.entry) * 100 + '%';
     box.setAttribute('aria-label', `${shown(measure.label)} over ${state.task.frames.length} frames`
       + (low === undefined ? '' : `, ${reading(measure, low)} to ${reading(measure, high)}`)
-      + `; frame ${state.entry.label}: ${now.textContent}`);
+      + (state.entry ? `; frame ${state.entry.label}: ${now.textContent}` : ''));
   }
 }
 

@@ -196,7 +196,6 @@ function showFiltered() {
   state.seen = state.task.frames.filter(entry => test(entry)
     && (!only.size || entry.findings.some(f => only.has(severityOf(f)))));
   state.seen.forEach((entry, place) => { entry.place = place; });
-  const isSeen = entry => state.seen[entry.place] === entry;
   $('count').textContent = countText();
   $('unknown').textContent = unknown.length ? `unknown: ${unknown.map(shown).join(' ')}` : '';
   $('empty').hidden = state.seen.length > 0;
@@ -205,8 +204,8 @@ function showFiltered() {
   fitCells();
   bringToView();
   if (!$('table').hidden) showTable();
-  const home = state.home && isSeen(state.home) ? state.home
-    : state.seen.find(entry => state.home && entry.index >= state.home.index) || state.seen[state.seen.length - 1];
+  const from = state.home ? state.home.index : 0;
+  const home = state.seen.find(entry => entry.index >= from) || state.seen[state.seen.length - 1];
   if (home && home !== state.entry) show(home);
   writeAddress(true);
 }
