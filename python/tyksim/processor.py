@@ -298,7 +298,7 @@ class Frame:
         return value if name == tag else self._table.decode(name, value.bytes, names)
 
     def get(self, name: str, default: Any = None) -> Any:
-        """The value of a name, or ``default`` where the frame has none."""
+        """The value of a name, or ``default`` if the frame does not have it."""
         try:
             return self[name]
         except KeyError:

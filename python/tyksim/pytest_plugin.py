@@ -34,7 +34,7 @@ def pytest_addoption(parser: pytest.Parser) -> None:
 
 
 def _is_tree(folder: str) -> bool:
-    """Whether a folder is a tree. A damaged tree is one, too; its tests are errors."""
+    """Whether a folder is a tree. This includes a damaged tree, whose tests are errors."""
     try:
         tyksim.open(folder)
     except tyksim.DamagedError as error:

@@ -484,7 +484,7 @@ class Page(unittest.TestCase):
         shown = "return [document.querySelectorAll(arguments[0]).length, document.activeElement.textContent.slice(0, 3)]"
         for kind, elements in ("row", "#frames tbody tr"), ("cell", ".cell"):
             with self.subTest(kind):
-                # What is out of view has no elements, what is gone to has, and on paper all have.
+                # Frames out of view have no elements, the selected frame has one, and on paper all have.
                 self.browser.keys("Home")
                 self.assertLess(self.run_script(shown, elements)[0], 200)
                 self.browser.keys("End", "Up", "Down")

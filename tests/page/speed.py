@@ -23,8 +23,8 @@ requestAnimationFrame(function step(now) {
   if (times.length < 200) requestAnimationFrame(step);
   else done(times.sort((a, b) => a - b)[190]);
 });"""
-# Of 40 steps, one in each drawn frame, of a function that takes the step's number: the median and the longest
-# time of the script, and the 95th percentile of the time between two drawn frames.
+# Calls a function with the numbers of 40 steps, one in each drawn frame. Returns the median and the longest time
+# of the script, and the 95th percentile of the time between two drawn frames.
 STEPS = """const done = arguments[0], times = [], frames = [];
 let i = 0, last = performance.now();
 requestAnimationFrame(function step(now) {

@@ -106,7 +106,7 @@ def process(frame):
 
 
 def test_modules_of_the_processor(recorded, tmp_path):
-    """What lies in the current folder is not run, and other processes find the processor's functions."""
+    """tyksim runs no file of the current folder, and other processes find the processor's functions."""
     (tmp_path / "tyksim").mkdir()
     (tmp_path / "tyksim" / "__init__.py").write_text("raise SystemExit('a package of the current folder')")
     file = tmp_path / "doubling.py"

@@ -34,8 +34,8 @@ struct EditResult {
 /// A set of bytes of the scene record.
 using SceneBytes = std::bitset<kSceneRecordBytes>;
 
-/// A value by its name: a text as `NAME=VALUE` has it, without ramps and files, or for a whole tag
-/// its bytes.
+/// A value by its name: the VALUE of `NAME=VALUE`, without ramps and files, or the bytes of a whole
+/// tag.
 struct NamedValue {
     std::string name;
     std::variant<std::string, std::vector<uint8_t>> value;
@@ -64,7 +64,7 @@ public:
     Edits(const std::vector<std::string>& settings, const tyktree::TagCatalog& catalog,
           const std::vector<std::string>& tagNames);
 
-    /// Takes the values as they are. Throws likewise.
+    /// Takes values that are already separate. Throws likewise.
     Edits(std::vector<NamedValue> values, const tyktree::TagCatalog& catalog,
           const std::vector<std::string>& tagNames);
 
@@ -94,7 +94,7 @@ public:
 private:
     struct Edit {
         tyktree::ValueName name;
-        std::string setting;  ///< what messages call it
+        std::string setting;  ///< its name in messages
         std::string text;     ///< the value, if it is not a ramp
         std::optional<Ramp> ramp;
         std::optional<std::vector<uint8_t>> whole;

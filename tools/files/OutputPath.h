@@ -72,7 +72,7 @@ public:
     /// The folder to write into until commit().
     const std::string& path() const { return temporary_; }
 
-    /// Whether this process made the folder, and not the one that it was forked from.
+    /// Whether this process, and not its parent before a fork(), made the folder.
     bool isOwn() const;
 
     /// Writes the folder's list and gives the folder its name, then removes the earlier output.

@@ -40,7 +40,7 @@ void run(std::vector<std::string> words) {
 }  // namespace
 
 std::vector<std::string> pythonServer(const std::string& interpreter) {
-    // The current folder is no place for modules: what lies there may be anybody's.
+    // Python must not look for modules in the current folder, whose files may come from anybody.
     constexpr const char* kServe =
         "import sys\n"
         "sys.path[:] = filter(None, sys.path)\n"

@@ -134,10 +134,10 @@ std::optional<MeasuredPicture> FramePictureMaker::measure(const FrameImage& imag
         }
         file.requireSamples();
         MeasuredPicture result;
-        // Many pictures on a page do not become so wide.
+        // With many pictures, none becomes that wide.
         const size_t widths = result.jpegs.size() - (plan_.effort == Effort::kQuick ? 1 : 0);
         for (size_t i = 0; i < widths; ++i) {
-            // As the page's larger pictures: straight from the image.
+            // Directly from the image, like the page's larger pictures.
             const Picture picture =
                 reader_.read(file, MeasuredPicture::kWidths[i], Effort::kFull).picture;
             result.jpegs[i].width = picture.width();

@@ -16,7 +16,7 @@ constexpr double kShareOfBytes = 0.92;
 // Many pictures are reduced by whole numbers, which leaves them sharper than those measured.
 constexpr double kShareOfBytesOfMany = 0.74;
 
-// Pictures have at least this share, even if many values fill the page.
+// The least share of the page for pictures, even if many values fill it.
 constexpr double kLeastShare = 0.1;
 
 constexpr int kMostThumb = 256;
@@ -58,7 +58,7 @@ public:
         const size_t last = jpegs_.size() - (jpegs_.back().width > 0 ? 1 : 2);
         const Jpeg& widest = jpegs_[last];
         if (width >= widest.width) {
-            // A mean width is not exact.
+            // A mean width need not be a whole number.
             const bool whole = widest.width < MeasuredPicture::kWidths[last] - 0.5;
             return whole ? widest.bytes : widest.bytes * std::pow(width / widest.width, 2);
         }

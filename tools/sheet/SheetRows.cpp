@@ -126,7 +126,7 @@ Json namesOf(const tyktags::TagField& field) {
     if (!field.enumeration) return nullptr;
     Json names = Json::object();
     for (const tyktags::EnumValue& value : field.enumeration->values()) {
-        // Of several names, toText() of a number takes the first too.
+        // Takes the first of several names, like toText().
         names.emplace(toText(value.number), tyktree::escaped(value.name));
     }
     return names;

@@ -202,7 +202,7 @@ private:
         plan_.sizes = planSizes(needs);
     }
 
-    /// Looks up on some frames how large rows and pictures become.
+    /// Measures the sizes of the rows and pictures of some frames.
     void measure(PageNeeds& needs) {
         SheetFrameReader reader(table(), plots_, plan_);
         const size_t count = std::min(pairs_.size(), kMeasured);
@@ -212,7 +212,7 @@ private:
             SheetTags tags;
             SheetRows mine(tags);
             SheetRows other(tags);
-            // A row is written without what the row before has.
+            // A row omits values that equal those of the row before.
             if (at > 0) rowBytes(readValues(pairs_[at - 1].frames, reader), mine, other);
             const SheetPair pair = readValues(pairs_[at].frames, reader);
             bytes += rowBytes(pair, mine, other);

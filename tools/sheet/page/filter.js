@@ -26,7 +26,7 @@ function limitOf(text, {unit, names, stored}) {
 
 /// Returns {unknown, test}: the words that the page does not know or that no frame has, and a function that
 /// tells whether an entry satisfies the text. A comparison that the page does not understand is not tested.
-/// Quotation marks hold a word with spaces together.
+/// Splits the text into words; a word with spaces stands in quotation marks.
 function filterOf(data, entries, text) {
   const unknown = [];
   const tests = [];
@@ -58,7 +58,7 @@ function testOf(data, term) {
   return test;
 }
 
-/// Compares texts of a field; numbers are none.
+/// Compares the texts of a field; a number does not satisfy it.
 function textTest(measure, equal, wanted) {
   const test = entry => {
     const value = measure.of(entry.main);

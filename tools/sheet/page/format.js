@@ -19,12 +19,12 @@ function figure(value) {
 
 const rounded = (value, digits) => grouped(String(Number(value.toPrecision(digits))));
 
-// Units of the page's own figures. They are no texts, so that a tag table's unit is not taken for one.
+// Units of the page's own figures. They are not texts, because a tag table may have any text as a unit.
 const PSNR = Symbol('dB');
 const SHARE = Symbol('share');
 const LEVEL = Symbol('level');
 
-/// Nanoseconds as people say them: the exposure of a camera as a fraction, what is shorter as it is.
+/// Nanoseconds in usual units: exposure times as fractions of a second, shorter times in smaller units.
 function timeText(n) {
   const s = n / 1e9;
   if (n === 0) return '0 s';
@@ -33,7 +33,7 @@ function timeText(n) {
   return `1/${s < 0.1 ? Math.round(1 / s) : rounded(1 / s, 2)} s`;
 }
 
-/// How people read numbers of a unit; those of other units are followed by it.
+/// The usual form of numbers of a unit. Numbers of other units are followed by the unit.
 const UNITS = new Map([
   ['ns', timeText],
   ['1/1024', n => grouped((n / 1024).toFixed(Math.abs(n) < 102400 ? 2 : 0)) + ' ×'],
@@ -42,7 +42,7 @@ const UNITS = new Map([
   [SHARE, n => (n * 100).toFixed(n !== 0 && n < 0.001 ? 3 : 1) + ' %'],
   [LEVEL, n => rounded(n, 4)]]);
 
-/// Units in which people read another number than the one that is stored.
+/// Units whose usual form has another number than the stored one.
 const SCALED = ['ns', '1/1024'];
 
 /// A number of an enum with its name.
@@ -61,7 +61,7 @@ function withUnit(value, unit, names) {
   return read ? read(n) : figure(value) + (unit ? ' ' + shown(unit) : '');
 }
 
-/// A value of a measure, as people read it.
+/// A value of a measure in its usual form.
 const reading = (measure, value) => withUnit(value, measure.unit, measure.names);
 
 /// The step from one value to another: "+12 (+5 %)", without the share if `brief`; "0" for equal values and

@@ -12,10 +12,10 @@ function alongOf(entry) {
   return edge + (1 - 2 * edge) * (Number.isNaN(entry.at) ? 0 : entry.at / last.at);
 }
 
-// More points than these are drawn as the least and largest of neighbours.
+// If there are more points, the least and the largest of neighbours are drawn.
 const MOST_POINTS = 4000;
 
-/// The places of the points to draw, in order. A gap among many points is left out.
+/// The indices of the points to draw, in order. With many points, gaps do not show.
 function pointsOf(values) {
   const every = Math.ceil(2 * values.length / MOST_POINTS);
   if (every <= 2) return values.keys();
@@ -99,8 +99,8 @@ function laneParts(lane) {
   return {...lane, box, cursor, now, parts: [name, box, range]};
 }
 
-/// Where frames have findings, from 0 to 1, and the worst severity there; frames that lie closely together
-/// have one place.
+/// The horizontal places of frames with findings, from 0 to 1, and the worst severity at each. Neighbouring
+/// frames share a place.
 function worstAlong(entries) {
   const places = new Map();
   for (const entry of entries) {
@@ -143,7 +143,7 @@ function showLookLane() {
   showCursor();
 }
 
-/// Pressing and dragging in a lane selects the frames that are passed.
+/// Selects the frames over which the user drags in a lane.
 function followPointer(lane) {
   lane.onpointerdown = lane.onpointermove = event => {
     if (event.type === 'pointermove' && !event.buttons) return;

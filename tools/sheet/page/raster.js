@@ -72,8 +72,8 @@ class Tiles {
     }
   }
 
-  /// Draws all tiles of which some lies between `left`, `top`, `right` and `bottom`; the picture's pixel 0, 0 lies
-  /// at x, y and takes `across` by `down`.
+  /// Draws the tiles that overlap the area from `left`, `top` to `right`, `bottom`. The picture's pixel 0, 0 lies
+  /// at x, y and covers `across` by `down`.
   draw(context, {x, y, across, down}, {left, top, right, bottom}) {
     for (const {tile, x: column, y: row} of this.tiles) {
       const [from, to] = [column, column + tile.width].map(at => Math.round(x + at * across));
@@ -84,7 +84,8 @@ class Tiles {
   }
 }
 
-/// A picture with its halves, so that a small view of a large picture costs no more than what it shows.
+/// A picture with copies of half, a quarter and so on of its size, so that the cost of a view depends on the
+/// view's size only.
 class Pyramid {
   constructor(canvas) {
     this.width = canvas.width;
@@ -98,9 +99,9 @@ class Pyramid {
     }
   }
 
-  /// Draws what of it lies in a view, if all of it takes the place x, y, width, height.
+  /// Draws the part of the picture that lies in a view; the whole picture covers x, y, width, height.
   draw(context, {x, y, width, height}, view) {
-    // The smallest level of which no pixel covers more than one of the screen.
+    // The smallest level whose pixels do not exceed those of the screen.
     const level = Math.floor(-Math.log2(width / this.width) + 1e-9);
     const tiles = this.levels[Math.min(this.levels.length - 1, Math.max(0, level))];
     tiles.draw(context, {x, y, across: width / tiles.width, down: height / tiles.height}, view);

@@ -1,10 +1,10 @@
-// Lists of many items that scroll like lists of few.
+// Lists that scroll with any number of items as fast as with few.
 
 const AROUND = 600;  // pixels above and below the window
 const MOST_PRINTED = 3000;
 
-/// Keeps elements for the items in view and near it, all of one height. The other items are only room: `above`
-/// and `below` are elements before and behind `parent`.
+/// Has elements only for the items in view and near it; all have the same height. `above` and `below`, elements
+/// before and after `parent`, take the room of the other items.
 class Rolling {
   /// `makeElement` returns the element of an item at an index. `gap` lies between two rows.
   constructor(parent, above, below, makeElement, gap = 0) {
@@ -76,8 +76,8 @@ class Rolling {
     if (focused && !this.parent.contains(document.activeElement)) this.parent.closest('[tabindex="0"]').focus({preventScroll: true});
   }
 
-  /// Scrolls as little as brings the item at an index into view, below what covers the scroller's top. Returns
-  /// the item's element.
+  /// Scrolls by the least distance that brings an item into view, below the part that covers the scroller's top.
+  /// Returns the item's element.
   bring(at, scroller, covered = 0) {
     if (!this.row || !this.items[at]) return null;
     const above = this.top + Math.floor(at / this.columns) * this.row - scroller.getBoundingClientRect().top;

@@ -92,7 +92,7 @@ function showCaptions() {
   for (const [entry, cell] of strip.elements) showCaption(entry, cell);
 }
 
-/// The shape that most frames have: that of the box for all thumbnails.
+/// The shape of most frames, which the boxes of all thumbnails have.
 function boxOf(entries) {
   const shapes = new Map();
   for (const {main} of entries) {
@@ -121,7 +121,7 @@ function fitCells() {
   strip.show(state.seen, columns);
 }
 
-/// After the strip's size has changed.
+/// Call this after the strip's size has changed.
 function refitCells() {
   const box = $('strip');
   if (box.hidden || strip.size === `${box.clientWidth - 20} x ${Math.min(box.clientHeight, innerHeight)}`) return;
@@ -129,8 +129,8 @@ function refitCells() {
   bringToView();
 }
 
-/// Scrolls as little as brings the selected frame's cell into view. Where the window is low, the strip scrolls
-/// with all that stands above it. Returns the cell.
+/// Scrolls by the least distance that brings the selected frame's cell into view. In a low window, the parts
+/// above the strip scroll too. Returns the cell.
 function bringToView() {
   if ($('strip').hidden || !state.entry || state.seen[state.entry.place] !== state.entry) return null;
   const scroller = $('strip').scrollHeight > $('strip').clientHeight ? $('strip') : document.querySelector('main');
@@ -146,7 +146,7 @@ function showGeneral() {
     moreItem(findings.length - MOST_FINDINGS));
 }
 
-/// Says that there are more findings than a list shows; '' where there are none.
+/// A text about the findings that a list does not show; '' if it shows all.
 const moreItem = more => more > 0 ? make('li', {className: 'quiet', textContent: `and ${grouped(String(more))} more, which tyksim check lists`}) : '';
 
 /// "error: image-short"; a finding of the second tree adds "in B".

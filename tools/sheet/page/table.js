@@ -11,7 +11,7 @@ const IDENTITY = [
   {key: 'time', label: 'time', text: entry => shown(entry.main.time), sort: entry => entry.at},
   {key: 'findings', label: 'findings', text: entry => entry.findings.map(nameOf).join('; '), sort: entry => entry.findings.length}];
 
-/// A value as CSV has it: as it is stored, with the name of a number that has one.
+/// A value for CSV: the stored value, with the name of a number that has one.
 const rawOf = (measure, value) => named(value, measure.names) || value;
 
 /// The columns: the frame's identity, then the measures, with two trees those of both.
@@ -77,7 +77,7 @@ function showTable() {
 
 const tableScroller = () => $('table').querySelector('.scroll');
 
-/// Characters of the longest text of a column; of many frames some are looked at.
+/// The length of the longest text of a column, in characters; with many frames, of some of them.
 function widthOf(column, entries) {
   const every = Math.max(1, Math.floor(entries.length / 300));
   let most = column.label.length + 2;

@@ -129,7 +129,7 @@ function sceneRows(data, entry, before) {
 function fieldMeasure(data, index, i, name, element) {
   const tag = data.tags[index];
   const field = tag.fields[i];
-  // Another camera or pipe type has a tag of its own with the same name.
+  // Each camera and pipe type has its own tag with the same name.
   const alike = [...data.tags.keys()].filter(other => data.tags[other].name === tag.name);
   return {key: `t${index}.${i}` + (element === undefined ? '' : `.${element}`), name: `${tag.name}.${name}`, label: name,
     unit: field.unit, names: field.names, stored: true,
@@ -139,8 +139,8 @@ function fieldMeasure(data, index, i, name, element) {
     }};
 }
 
-/// The place of "[1][2]" among a field's numbers, which stand row by row; undefined where it is none of those
-/// that the page has.
+/// The index of "[1][2]" among a field's numbers, which are in the order of rows; undefined if the page does not
+/// have that number.
 function elementAt(indices, dimensions) {
   const places = indices.slice(1, -1).split('][').map(Number);
   if (places.length !== dimensions.length || places.some((place, i) => place >= dimensions[i])) return undefined;
