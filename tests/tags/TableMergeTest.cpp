@@ -117,8 +117,8 @@ const Row kRows[] = {
     {"NoTable", "<tags><field/></tags>", false, "line 1: expected <tag> or <enum>, found \"field\"",
      ""},
     {"ALaterTable", "<tags version=\"9\"><shape/></tags>", false,
-     "line 1: expected nothing beyond version 2 of tag tables, found the element <shape>: passed "
-     "over",
+     "line 1: expected nothing beyond version 2 of tag tables, found the element <shape>: "
+     "ignored",
      ""},
 };
 
