@@ -275,6 +275,8 @@ WRONG_CALLS = [
      ["added: T.rate"]),
     ("g++ -g -shared -DX -Wl,--build-id=0x0011223344556677 p.cpp -o whole.so; strip -g p.so",
      "Params --debug whole.so", 1, ["whole.so: expected the build id ", "found the build id 0011223344556677"]),
+    ("objcopy --compress-debug-sections=zlib-gnu p.so", "Params", 0, ["added: T.rate"]),
+    ("g++ -g -gsplit-dwarf -fPIC -shared p.cpp -o p.so", "Params", 0, ["added: T.rate"]),
     ("g++ -g -gsplit-dwarf -fPIC -shared p.cpp -o p.so; rm *.dwo", "Params", 1,
      ["names of .dwo files", "is not there"]),
     ("head -c 1000 p.so >cut; mv cut p.so", "Params", 1, ["p.so: expected"]),
