@@ -76,10 +76,11 @@ class Rolling {
     if (focused && !this.parent.contains(document.activeElement)) this.parent.closest('[tabindex="0"]').focus({preventScroll: true});
   }
 
-  /// Scrolls by the least distance that brings an item into view, below the part that covers the scroller's top.
-  /// Returns the item's element.
-  bring(at, scroller, covered = 0) {
+  /// Scrolls by the least distance that brings an item into view, below the part that covers the top of `box`.
+  /// In a low window `box` has the height of all rows, and <main> scrolls. Returns the item's element.
+  bring(at, box, covered = 0) {
     if (!this.row || !this.items[at]) return null;
+    const scroller = box.scrollHeight > box.clientHeight ? box : document.querySelector('main');
     const above = this.top + Math.floor(at / this.columns) * this.row - scroller.getBoundingClientRect().top;
     const most = scroller.clientHeight - this.row;
     if (above < covered || above > most) scroller.scrollTop += above - (above < covered ? covered : most);

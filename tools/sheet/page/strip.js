@@ -129,12 +129,10 @@ function refitCells() {
   bringToView();
 }
 
-/// Scrolls by the least distance that brings the selected frame's cell into view. In a low window, the parts
-/// above the strip scroll too. Returns the cell.
+/// Scrolls by the least distance that brings the selected frame's cell into view. Returns the cell.
 function bringToView() {
   if ($('strip').hidden || !state.entry || state.seen[state.entry.place] !== state.entry) return null;
-  const scroller = $('strip').scrollHeight > $('strip').clientHeight ? $('strip') : document.querySelector('main');
-  return strip.bring(state.entry.place, scroller, strip.gap);
+  return strip.bring(state.entry.place, $('strip'), strip.gap);
 }
 
 function showGeneral() {
