@@ -65,9 +65,10 @@ class Tiles {
     this.tiles = [];
     for (let y = 0; y < this.height; y += TILE) {
       for (let x = 0; x < this.width; x += TILE) {
-        const tile = make('canvas', {width: Math.min(TILE, this.width - x), height: Math.min(TILE, this.height - y)});
+        const tile = new OffscreenCanvas(Math.min(TILE, this.width - x), Math.min(TILE, this.height - y));
         tile.getContext('2d').drawImage(canvas, -x, -y);
-        this.tiles.push({tile, x, y});
+        // A bitmap is copied now; a canvas would be when it is drawn for the first time.
+        this.tiles.push({tile: tile.transferToImageBitmap(), x, y});
       }
     }
   }
