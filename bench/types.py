@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What `tyksim tags` costs with a large library: builds one with MIB of debug information, 100 by default,
-and runs it on that. Prints seconds of the processor and memory of each run, and fails beyond the limits.
+"""Measures `tyksim tags` with a large library: builds one with MIB of debug information, 100 by default, and
+reads it. Prints the processor time in seconds and the memory of each run, and fails beyond the limits.
 
     types.py TYKSIM [MIB]
 

@@ -63,7 +63,7 @@ std::optional<Integer> parseDigits(std::string_view text) {
     return number;
 }
 
-// The exponent of a decimal, from its mark on: "e+16". 0 where there is none.
+// The exponent of a decimal, from its mark on: "e+16". 0 if there is none.
 std::optional<int32_t> exponentIn(std::string_view text) {
     if (text.empty()) return 0;
     text.remove_prefix(text.substr(1, 1) == "+" ? 2 : 1);
@@ -143,10 +143,10 @@ std::string adviceFor(const TagEnum& names, std::string_view text) {
     return names.name() + " has " + joinedByOr(all) + (many ? " and others" : "");
 }
 
-// "AUTO (1)" in its parts; another text is all name.
+// The parts of "AUTO (1)"; any other text is a name.
 struct NameAndNumber {
     std::string_view name;
-    std::string_view number;  // "" where there is none
+    std::string_view number;  // "" if there is none
 };
 
 NameAndNumber partsOf(std::string_view text) {
@@ -234,7 +234,7 @@ Status encodeNumber(const TagField& field, std::string_view text, uint8_t* to) {
 
 constexpr char kMark = '"';
 
-// An element of a list, in quotation marks where it would be read as another one without.
+// An element of a list, in quotation marks if a reader would misunderstand it without them.
 std::string listed(const std::string& element) {
     const bool isPlain = element.find(',') == std::string::npos && element.substr(0, 1) != "\"";
     if (isPlain) return element;
@@ -243,8 +243,8 @@ std::string listed(const std::string& element) {
     return marked + kMark;
 }
 
-// Takes the element in quotation marks that the text begins with and returns where the text goes
-// on; npos where a mark lacks its other one.
+// Reads the element in quotation marks at the start of the text, and returns the position after it;
+// npos if the closing quotation mark is missing.
 size_t takeMarked(std::string_view text, std::string& element) {
     for (size_t at = 1; at < text.size(); ++at) {
         if (text[at] == kMark && text.substr(at + 1, 1) != "\"") return at + 1;
@@ -254,7 +254,7 @@ size_t takeMarked(std::string_view text, std::string& element) {
     return std::string_view::npos;
 }
 
-// The elements of a list as toText() writes it; none where its quotation marks are wrong.
+// The elements of a list in the form of toText(); none if its quotation marks are wrong.
 std::optional<std::vector<std::string>> elementsIn(std::string_view text) {
     std::vector<std::string> elements;
     while (true) {

@@ -1,4 +1,4 @@
-// Frames of which a condition on their values holds.
+// Selects frames by a condition on their values.
 #pragma once
 
 #include "python/src/Table.h"
@@ -9,10 +9,10 @@
 
 namespace tykpython {
 
-/// The frames of which `expression` (see tree/read/Condition.h) holds, in their order. Images are
-/// read only where the other values do not decide. KeyError for
-/// a name that stands for nothing, ValueError for what is no condition, Damaged for a value that
-/// cannot be read. To be called with the interpreter's lock, which it gives away meanwhile.
+/// The frames for which `expression` (see tree/read/Condition.h) is true, in their order. Reads
+/// images only if the other values do not decide. Raises KeyError for an unknown name and
+/// ValueError for an invalid condition; throws Damaged if a value cannot be read. Call it with the
+/// interpreter's lock, which it releases meanwhile.
 std::vector<tyktree::FrameRef> framesWhere(const Table& table,
                                            const std::vector<std::string>& tagNames,
                                            const std::vector<tyktree::FrameRef>& frames,
