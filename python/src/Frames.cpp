@@ -2,6 +2,7 @@
 
 #include "python/src/Errors.h"
 #include "python/src/Text.h"
+#include "python/src/Unlocked.h"
 #include "python/src/Where.h"
 #include "tools/picture/Measures.h"
 #include "tree/read/FileBytes.h"
@@ -83,7 +84,7 @@ py::list tasksOf(const Frames& frames) {
 
 /// Lists a frame's folder. Throws Damaged on failure.
 void list(const FrameRef& frame, tyktree::FrameListing& listing) {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     if (listing.read(frame.path())) return;
     throw Damaged(
         {frame.path(), "a folder that can be listed", "", tyktags::systemReason(listing.error())});
@@ -134,7 +135,7 @@ py::object valueOf(const Frames& frames, size_t index, const std::string& name) 
     const std::vector<tyktree::ValueName> names = frames.resolve({name});
     tyktree::FrameValue value;
     {
-        const py::gil_scoped_release unlocked;
+        const Unlocked unlocked;
         value = tyktree::FrameValueReader(names).read(frames.at(index)).front();
     }
     if (!value.problem.empty()) throw Damaged({path, "", "", value.problem, name});
@@ -150,7 +151,7 @@ py::object valueOf(const Frames& frames, size_t index, const std::string& name) 
 py::bytes bytesIn(const std::string& path) {
     std::vector<uint8_t> bytes;
     {
-        const py::gil_scoped_release unlocked;
+        const Unlocked unlocked;
         const uint64_t size = orDamaged(tyktree::readFileBytes(path, INT_MAX, bytes));
         if (size != bytes.size()) {
             throw Damaged({path, std::to_string(size) + " bytes", std::to_string(bytes.size())});
@@ -216,7 +217,7 @@ const std::vector<std::string>& Frames::tagNames() const {
 std::vector<tyktree::ValueName> Frames::resolve(const std::vector<std::string>& names) const {
     const std::vector<std::string>* tagNames = nullptr;
     {
-        const py::gil_scoped_release unlocked;  // another thread may be reading them
+        const Unlocked unlocked;  // another thread may be reading them
         tagNames = &this->tagNames();
     }
     std::vector<tyktree::ValueName> resolved;
@@ -235,7 +236,7 @@ void bindFrames(py::class_<Frames>& frames) {
                         tyksim::AssumedPicture assumed;
                         if (uFirst) assumed.order = tyksim::ChromaOrder::kNv12;
                         assumed.stride = stride;
-                        const py::gil_scoped_release unlocked;
+                        const Unlocked unlocked;
                         return Frames::open(pathBytes, tagsBytes, pipe, assumed);
                     })
         .def("select",

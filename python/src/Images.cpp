@@ -3,6 +3,7 @@
 
 #include "python/src/Errors.h"
 #include "python/src/Text.h"
+#include "python/src/Unlocked.h"
 #include "tools/picture/Encoders.h"
 #include "tools/picture/PictureFile.h"
 #include "tools/picture/PictureMaker.h"
@@ -84,7 +85,7 @@ Samples readLuma(const StoredImage& image) {
     const auto height = static_cast<size_t>(std::max(image.layout.height, 1));
     Samples samples({height, width});
     uint8_t* const out = samples.mutable_data();
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     readPlane(image, {0, image.layout.lumaStride(), width, height, kBlack}, out);
     return samples;
 }
@@ -96,7 +97,7 @@ Samples readChroma(const StoredImage& image) {
     const auto rows = static_cast<size_t>(tyksim::chromaLength(std::max(image.layout.height, 1)));
     Samples samples({rows, pairs, size_t{2}});
     uint8_t* const out = samples.mutable_data();
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     readPlane(image,
               {image.layout.lumaBytes(), image.layout.chromaStride(), 2 * pairs, rows, kNoColour},
               out);
@@ -149,7 +150,7 @@ Samples toRgb(const Samples& luma, const Samples& chroma, const tyksim::ColourRu
     const int height = tyksim::shrunkLength(static_cast<int>(luma.shape(0)), divisor);
     Samples pixels({height, width, 3});
     uint8_t* const out = pixels.mutable_data();
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     tyksim::SampleBuffer buffer;
     tyksim::PictureMaker maker;
     PictureSource source = sourceOf(luma, chroma, buffer);
@@ -174,7 +175,7 @@ py::bytes toPng(const Samples& pixels) {
     tyksim::PngEncoder encoder;
     std::string_view png;
     {
-        const py::gil_scoped_release unlocked;
+        const Unlocked unlocked;
         png = encoder.encodeRgb(samples, width, height, {});
     }
     return {png.data(), png.size()};

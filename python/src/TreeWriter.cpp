@@ -3,6 +3,7 @@
 #include "core/TreeNames.h"
 #include "python/src/Errors.h"
 #include "python/src/Text.h"
+#include "python/src/Unlocked.h"
 #include "tools/edit/TreeCopy.h"
 #include "tools/files/CloneFile.h"
 #include "tree/read/FrameListing.h"
@@ -58,7 +59,7 @@ void TreeWriter::add(size_t index, const std::optional<NewImage>& image,
     }
     failed_ = true;
     {
-        const py::gil_scoped_release unlocked;
+        const Unlocked unlocked;
         copy(frame, image, values);
     }
     failed_ = false;
@@ -85,7 +86,7 @@ void TreeWriter::copy(const FrameRef& frame, const std::optional<NewImage>& imag
 void TreeWriter::commit() {
     tyksim::OutputFolder& out = folder();
     if (added_.empty()) throw py::value_error("expected at least one frame, none was added");
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     const tyksim::Edits none;
     const tyksim::CopyOptions options;
     tyksim::TreeCopy copy(out.path(), options, none);

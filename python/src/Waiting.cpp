@@ -28,16 +28,21 @@ bool Waiting::look() {
     const Clock::time_point now = Clock::now();
     if (raised_ || now - looked_ < kBetweenLooks) return raised_;
     looked_ = now;
-    const py::gil_scoped_acquire locked;
-    raised_ = PyErr_CheckSignals() != 0;
-    if (raised_ || progress_.is_none() || of_ == 0) return raised_;
+    unlocked_->lock();
+    raised_ = PyErr_CheckSignals() != 0 || !tellProgress();
+    unlocked_->unlock();
+    return raised_;
+}
+
+bool Waiting::tellProgress() {
+    if (progress_.is_none() || of_ == 0) return true;
     try {
         progress_(done_, of_);
     } catch (py::error_already_set& error) {
         error.restore();
-        raised_ = true;
+        return false;
     }
-    return raised_;
+    return true;
 }
 
 }  // namespace tykpython

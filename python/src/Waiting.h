@@ -1,6 +1,7 @@
 // Runs long work while other threads of the interpreter continue.
 #pragma once
 
+#include "python/src/Unlocked.h"
 #include "tree/read/OrderedWork.h"
 
 #include <chrono>
@@ -32,7 +33,8 @@ public:
     template <typename Work>
     void run(Work work) {
         {
-            const pybind11::gil_scoped_release unlocked;
+            Unlocked unlocked;
+            unlocked_ = &unlocked;
             work();
         }
         if (raised_) throw pybind11::error_already_set();
@@ -40,9 +42,12 @@ public:
 
 private:
     bool look();
+    /// Calls `progress`, with the interpreter's lock. Returns false where that raised.
+    bool tellProgress();
 
     using Clock = std::chrono::steady_clock;
     pybind11::object progress_;
+    Unlocked* unlocked_ = nullptr;  ///< while run() works
     tyktree::Execution execution_;
     Clock::time_point looked_ = Clock::now();
     uint64_t done_ = 0;

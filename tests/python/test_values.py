@@ -342,6 +342,21 @@ def test_ctrl_c_stops_long_work(tree_folder):
     assert result.stdout == "stopped\n", result.stderr
 
 
+def test_a_program_ends_while_a_thread_works(recorded):
+    script = (
+        "import sys, threading, time, tyksim\n"
+        "tree = tyksim.open(sys.argv[1])\n"
+        "began = threading.Event()\n"
+        "def work():\n"
+        "    while True: tree.track('image.mean', progress=lambda done, of: began.set())\n"
+        "for _ in range(4): threading.Thread(target=work, daemon=True).start()\n"
+        "began.wait()\n"
+    )
+    for _ in range(5):
+        result = subprocess.run([sys.executable, "-c", script, recorded], capture_output=True, text=True)
+        assert (result.returncode, result.stderr) == (0, "")
+
+
 def test_notebook_shows(tagged):
     page = tagged._repr_html_()
     assert page.count("<img") == 6 and "request 1" in page
