@@ -161,7 +161,7 @@ std::vector<Fixture> allFixtures() {
         {"sheet",
          {1000, 10, 7200000, 3},
          kLongTask,
-         {{"sheet", command("tyksim sheet sheet -o out"), command("xargs -0 cat <files"), 1.5, 256},
+         {{"sheet", command("tyksim sheet sheet -o out"), command("xargs -0 cat <files"), 1.2, 256},
           {"sheet --against", command("tyksim sheet sheet -o out --against other"),
            command("xargs -0 cat <both"), 2.5, 256}}},
         {"burst",
