@@ -591,8 +591,10 @@ class Page(unittest.TestCase):
                     self.assertGreaterEqual(found["text"], 4.5)
                     self.assertGreaterEqual(found["shapes"], 3)
                     self.assertEqual(found["coloured"], [])
-                    # The page is not wider than the window.
+                    # The page is not wider than the window, and where its parts scroll, not higher.
                     self.assertEqual(self.run_script("return document.documentElement.scrollWidth"), width)
+                    if width > 1000:
+                        self.assertTrue(self.run_script("return document.documentElement.scrollHeight <= innerHeight"))
 
 
 if __name__ == "__main__":
