@@ -227,6 +227,10 @@ class Page(unittest.TestCase):
         image = shown["image"]
         for name, plane in (("luma", "y"), ("mean U", "u"), ("mean V", "v")):
             self.assertAlmostEqual(float(facts[name]), image[plane]["mean"], delta=0.005)
+        # The lane of the luma is one line through all frames.
+        points = self.run_script("""return [...document.querySelectorAll('.lane path.mine')].slice(-2)
+            .flatMap(path => path.getAttribute('d').match(/[ML]/g) ?? [])""")
+        self.assertEqual(points, ["M"] + 11 * ["L"])
 
     def test_only_what_changed(self):
         self.open(self.page, "#pipe=1&task=1&frame=4")

@@ -32,20 +32,19 @@ function pointsOf(values) {
   return points;
 }
 
-/// The values as an SVG path in a box of 1 x 1. A value without neighbours is a dot.
-function pathOf(entries, values, scale) {
-  let path = '';
-  let pen = false;
-  for (const index of pointsOf(values)) {
-    const value = values[index];
-    if (!Number.isFinite(value)) {
-      pen = false;
-      continue;
-    }
-    path += `${pen ? 'L' : 'M'}${alongOf(entries[index]).toFixed(5)} ${scale(value).toFixed(4)}` + (pen ? '' : 'h0');
-    pen = true;
-  }
-  return path;
+/// The values as SVG paths in a box of 1 x 1: one of lines, and one of dots for values without neighbours.
+function pathsOf(entries, values, scale, name) {
+  const paths = {lines: '', dots: ''};
+  const points = [...pointsOf(values)];
+  const isValue = at => Number.isFinite(values[points[at]]);
+  points.forEach((index, at) => {
+    if (!isValue(at)) return;
+    const place = `${alongOf(entries[index]).toFixed(5)} ${scale(values[index]).toFixed(4)}`;
+    if (isValue(at - 1)) paths.lines += 'L' + place;
+    else if (isValue(at + 1)) paths.lines += 'M' + place;
+    else paths.dots += `M${place}h0`;
+  });
+  return [draw('path', {class: name, d: paths.lines}), draw('path', {class: `${name} dot`, d: paths.dots})];
 }
 
 /// The measures that have a lane.
@@ -86,8 +85,8 @@ function laneParts(lane) {
     box.append(make('span', {className: 'quiet', textContent: equal ? 'all equal' : 'no value'}), cursor);
   } else {
     box.append(draw('svg', {viewBox: '0 0 1 1', preserveAspectRatio: 'none', 'aria-hidden': 'true'},
-      draw('path', {class: 'theirs', d: pathOf(state.task.frames, lane.theirs, lane.scale)}),
-      draw('path', {class: state.task.frames.length === 1 ? 'dot' : '', d: pathOf(state.task.frames, lane.mine, lane.scale)})), cursor);
+      ...pathsOf(state.task.frames, lane.theirs, lane.scale, 'theirs'),
+      ...pathsOf(state.task.frames, lane.mine, lane.scale, 'mine')), cursor);
     const ends = low === high ? [low] : [high, low];
     const texts = ends.map(v => reading(measure, v));
     // Limits that rounding makes equal keep all digits.
