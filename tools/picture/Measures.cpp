@@ -51,6 +51,7 @@ struct Pass {
 
 std::vector<MeasureName> parsed(const std::vector<std::string>& names) {
     std::vector<MeasureName> parsed;
+    parsed.reserve(names.size());
     for (const std::string& name : names) parsed.push_back(parseMeasureName(name).value());
     return parsed;
 }

@@ -24,7 +24,7 @@ using tyktree::ValueName;
 /// gets control characters escaped, everything else the exact bytes.
 std::string csvCell(const std::string& given, bool marked = false) {
     static const bool isShown = ::isatty(STDOUT_FILENO) == 1;
-    const std::string text = isShown ? tyktree::escaped(given) : given;
+    std::string text = isShown ? tyktree::escaped(given) : given;
     if (!marked && text.find_first_of(",;\"\t\r\n") == std::string::npos) return text;
     std::string quoted = "\"";
     for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);

@@ -235,7 +235,8 @@ tyktags::Result<Value> constantFor(const ValueName& beside, const std::string& t
 bool resemblesNumber(std::string_view word) {
     const size_t sign = word.substr(0, 1) == "-" || word.substr(0, 1) == "+" ? 1 : 0;
     const bool begins = word.substr(sign).find_first_of("0123456789") <= 1;
-    return begins && word.find_first_not_of("0123456789abcdefABCDEFxX.+-") == word.npos;
+    return begins &&
+           word.find_first_not_of("0123456789abcdefABCDEFxX.+-") == std::string_view::npos;
 }
 
 bool isOrder(Relation relation) {
