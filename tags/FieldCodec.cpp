@@ -232,26 +232,10 @@ Status encodeNumber(const TagField& field, std::string_view text, uint8_t* to) {
     return {};
 }
 
-constexpr char kMark = '"';
-
 // An element of a list, in quotation marks if a reader would misunderstand it without them.
 std::string listed(const std::string& element) {
     const bool isPlain = element.find(',') == std::string::npos && element.substr(0, 1) != "\"";
-    if (isPlain) return element;
-    std::string marked(1, kMark);
-    for (const char c : element) marked.append(c == kMark ? 2 : 1, c);
-    return marked + kMark;
-}
-
-// Reads the element in quotation marks at the start of the text, and returns the position after it;
-// npos if the closing quotation mark is missing.
-size_t takeMarked(std::string_view text, std::string& element) {
-    for (size_t at = 1; at < text.size(); ++at) {
-        if (text[at] == kMark && text.substr(at + 1, 1) != "\"") return at + 1;
-        if (text[at] == kMark) ++at;
-        element += text[at];
-    }
-    return std::string_view::npos;
+    return isPlain ? element : marked(element);
 }
 
 // The elements of a list in the form of toText(); none if its quotation marks are wrong.

@@ -4,6 +4,12 @@
 
 namespace tyktags {
 
+namespace {
+
+constexpr char kMark = '"';
+
+}  // namespace
+
 std::string counted(uint64_t count, const char* one, const char* many) {
     return std::to_string(count) + " " + (count == 1 ? one : many);
 }
@@ -15,25 +21,41 @@ std::string commaSeparated(const std::vector<std::string>& words) {
 }
 
 std::string_view withoutByteOrderMark(std::string_view text) {
-    constexpr std::string_view kMark = "\xef\xbb\xbf";
-    if (text.substr(0, kMark.size()) == kMark) text.remove_prefix(kMark.size());
+    constexpr std::string_view kOrder = "\xef\xbb\xbf";
+    if (text.substr(0, kOrder.size()) == kOrder) text.remove_prefix(kOrder.size());
     return text;
+}
+
+bool continuesCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
 std::string shortened(std::string_view text) {
     constexpr size_t kShown = 64;
     constexpr size_t kMostBytes = 4;  // of a character
     if (text.size() <= kShown) return std::string(text);
-    const auto continues = [text](size_t at) {
-        return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
-    };
     size_t end = kShown;
-    while (end > kShown - kMostBytes && continues(end)) --end;
+    while (end > kShown - kMostBytes && continuesCharacter(text[end])) --end;
     return std::string(text.substr(0, end)) + "...";
 }
 
 std::string quoted(std::string_view text) {
     return "\"" + shortened(text) + "\"";
+}
+
+std::string marked(std::string_view text) {
+    std::string result(1, kMark);
+    for (const char c : text) result.append(c == kMark ? 2 : 1, c);
+    return result + kMark;
+}
+
+size_t takeMarked(std::string_view text, std::string& content) {
+    for (size_t at = 1; at < text.size(); ++at) {
+        if (text[at] == kMark && text.substr(at + 1, 1) != "\"") return at + 1;
+        if (text[at] == kMark) ++at;
+        content += text[at];
+    }
+    return std::string_view::npos;
 }
 
 std::string_view trimmed(std::string_view text) {

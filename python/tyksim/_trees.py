@@ -8,7 +8,7 @@ from datetime import datetime
 from typing import TYPE_CHECKING, Any, Optional, Union, overload
 
 from . import _core
-from ._arguments import name_of_value, threads, whole
+from ._arguments import ValuesByName, name_of_value, threads, whole
 from ._images import Image, _Stored
 from ._progress import Progress, shown
 
@@ -367,7 +367,7 @@ class Frames(Sequence["Frame"]):
         return f"<tyksim.Frames: {len(self)}>"
 
 
-class Frame:
+class Frame(ValuesByName):
     """One frame. It reads its files at their first use.
 
     ``frame[NAME]`` is the value of a field (TAG.field, TAG.field[2]), of a field of the scene
@@ -467,16 +467,6 @@ class Frame:
     def __getitem__(self, name: str) -> Any:
         value = self._tree._frames.value(self._index, name_of_value(name))
         return self.parameters[name] if value is None else value
-
-    def get(self, name: str, default: Any = None) -> Any:
-        """The value of a name, or ``default`` if the frame does not have it."""
-        try:
-            return self[name]
-        except KeyError:
-            return default
-
-    def __contains__(self, name: str) -> bool:
-        return self.get(name) is not None
 
     def __repr__(self) -> str:
         return (

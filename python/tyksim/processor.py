@@ -18,7 +18,7 @@ from typing import TYPE_CHECKING, Any, Callable, Iterator, Mapping, NamedTuple, 
 import numpy as np
 
 from . import _core
-from ._arguments import name_of_value
+from ._arguments import ValuesByName, name_of_value
 from ._images import Image
 from ._writing import setting
 
@@ -179,7 +179,7 @@ class Values(Mapping[str, Value]):
         return len(self._first)
 
 
-class Frame:
+class Frame(ValuesByName):
     """The frame to process.
 
     ``frame[NAME]`` gets a value, and ``frame[NAME] = value`` sets it in every parameter of its tag.
@@ -296,16 +296,6 @@ class Frame:
         if tag in self._set:
             value = value._with(self._set[tag])
         return value if name == tag else self._table.decode(name, value.bytes, names)
-
-    def get(self, name: str, default: Any = None) -> Any:
-        """The value of a name, or ``default`` if the frame does not have it."""
-        try:
-            return self[name]
-        except KeyError:
-            return default
-
-    def __contains__(self, name: str) -> bool:
-        return self.get(name) is not None
 
     def __setitem__(self, name: str, value: Any) -> None:
         names = list(self.parameters)

@@ -82,19 +82,12 @@ private:
 
     /// Returns false if the closing quote is missing.
     bool takeQuoted(std::string& cell) {
-        for (++offset_; offset_ < text_.size(); ++offset_) {
-            const char c = text_[offset_];
-            if (c == '"') {
-                if (text_.substr(offset_ + 1, 1) != "\"") {
-                    ++offset_;
-                    return true;
-                }
-                ++offset_;
-            }
-            line_ += c == '\n' ? 1 : 0;
-            cell += c;
-        }
-        return false;
+        const std::string_view rest = text_.substr(offset_);
+        const size_t end = tyktags::takeMarked(rest, cell);
+        if (end == std::string_view::npos) return false;
+        line_ += static_cast<size_t>(std::count(rest.begin(), rest.begin() + end, '\n'));
+        offset_ += end;
+        return true;
     }
 
     std::string_view text_;

@@ -1,5 +1,6 @@
 #include "tools/console/Table.h"
 
+#include "tags/Words.h"
 #include "tools/console/Console.h"
 
 #include <algorithm>
@@ -12,9 +13,8 @@ namespace {
 /// The number of characters of a UTF-8 text, which approximates the terminal's columns for names of
 /// tags and files.
 size_t widthOf(const std::string& text) {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
-    }));
+    return static_cast<size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return !tyktags::continuesCharacter(c); }));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tools/files/Unfinished.h"
 
 #include "core/File.h"
+#include "tags/Words.h"
 #include "tools/console/Console.h"
 #include "tools/files/OutputMark.h"
 #include "tree/read/Escape.h"
@@ -46,7 +47,7 @@ std::pair<std::string, std::string> startBeside(const std::string& path) {
     const size_t room = NAME_MAX - end.size() - std::string(kPlaceholder).size() - 1;
     if (name.size() > room) {
         size_t cut = room;
-        while (cut > 0 && (static_cast<unsigned char>(name[cut]) & 0xC0) == 0x80) --cut;
+        while (cut > 0 && tyktags::continuesCharacter(name[cut])) --cut;
         name.resize(cut);
     }
     return {path.substr(0, slash + 1), "." + name + end};

@@ -1,5 +1,6 @@
 #include "tools/tyksim/FramesWhere.h"
 
+#include "tags/Words.h"
 #include "tools/console/Failures.h"
 #include "tools/console/Jobs.h"
 #include "tree/read/ConditionReader.h"
@@ -21,15 +22,11 @@ using tyktree::ConditionReader;
 using tyktree::FrameRef;
 using tyktree::FrameValue;
 
-bool continuesCharacter(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-}
-
 /// Columns that a text takes, a character each.
 size_t columnsOf(const std::string& text) {
     const std::string shown = tyktree::escaped(text);
-    return static_cast<size_t>(
-        std::count_if(shown.begin(), shown.end(), [](char c) { return !continuesCharacter(c); }));
+    return static_cast<size_t>(std::count_if(
+        shown.begin(), shown.end(), [](char c) { return !tyktags::continuesCharacter(c); }));
 }
 
 /// Throws `Usage` for a place of the expression: a sentence with the column, then the expression

@@ -1,5 +1,6 @@
 #include "tools/tyksim/TrackReport.h"
 
+#include "tags/Words.h"
 #include "tools/console/Console.h"
 #include "tools/json/TreeJson.h"
 #include "tree/read/Escape.h"
@@ -26,9 +27,7 @@ std::string csvCell(const std::string& given, bool marked = false) {
     static const bool isShown = ::isatty(STDOUT_FILENO) == 1;
     std::string text = isShown ? tyktree::escaped(given) : given;
     if (!marked && text.find_first_of(",;\"\t\r\n") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
-    return quoted + "\"";
+    return tyktags::marked(text);
 }
 
 /// An absent value is an empty cell, an empty text has its marks.
