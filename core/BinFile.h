@@ -1,4 +1,5 @@
 // Values and images as whole files: writeToBin() and readBin() for the files of a frame's folder.
+// Threads: any, for different files. Throws nothing.
 #pragma once
 
 class Folder;

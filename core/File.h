@@ -3,6 +3,9 @@
 // Opening does not wait: a FIFO without a peer would otherwise block the camera for ever. The
 // exception is a regular file on which another process holds a lease: opening it waits until the
 // holder releases the lease or the system breaks it.
+//
+// Threads: one thread at a time uses an object; several may open files through one Folder at once.
+// Errors: std::bad_alloc from the constructor of Folder alone.
 #pragma once
 
 #include <cstddef>
@@ -49,7 +52,7 @@ private:
 /// cannot be opened, because its length does not tell how much can be read from it.
 class InputFile {
 public:
-    /// `folder`, where it is not null, is used to open the file, and not kept.
+    /// Opens the file through `folder` unless that is null; does not keep `folder`.
     explicit InputFile(const char* path, const Folder* folder = nullptr);
 
     bool isOpen() const { return descriptor_.isOpen(); }
@@ -76,7 +79,7 @@ private:
 /// A file open for writing. Opening creates the file or empties it.
 class OutputFile {
 public:
-    /// `folder`, where it is not null, is used to open the file, and not kept.
+    /// Opens the file through `folder` unless that is null; does not keep `folder`.
     explicit OutputFile(const char* path, const Folder* folder = nullptr);
 
     bool isOpen() const { return descriptor_.isOpen(); }

@@ -1,11 +1,11 @@
-// Removes frames from the queue of replayed frames.
+// Removes frames from the queue of replayed frames. Threads: the one that uses the object.
 #pragma once
 
 #include <cstddef>
 
-/// From this many queued frames on, a frame with an image first retires the oldest. It retires
-/// exactly one: a queue that the other loaders made longer keeps its length, because the pipeline
-/// may still use the blocks of all queued frames.
+/// If this many frames or more are queued, the loader of a frame with an image first retires the
+/// oldest. It retires exactly one: a queue that the other loaders made longer keeps its length,
+/// because the pipeline may still use the blocks of all queued frames.
 constexpr std::size_t kFramesInUse = 11;
 
 class PipelineSimulation;

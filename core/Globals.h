@@ -7,7 +7,7 @@
 #include <map>
 
 /// The parameter-set service's tags by id; filled again by every PipelineSimulation::init().
-/// Defined with the manager.
+/// Defined with the manager. It has no lock; see the threads in PipelineSimulation.h.
 extern std::map<unsigned int, tyk::tag_info_t> gTagInfoTable;
 
 /// In a dump list: the camera or sof id of the frame being dumped.

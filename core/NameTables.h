@@ -1,4 +1,5 @@
-// The tables that turn the names in configurations and file names into numbers.
+// The tables that turn the names in configurations and file names into numbers. Threads: no locks;
+// one thread alone uses a table while it is built. Errors: std::bad_alloc while a table is built.
 #pragma once
 
 #include "platform/ParamSet.h"

@@ -1,12 +1,15 @@
 // The library's interface: records what a camera pipeline captures, and replays it.
 //
 // Words used throughout:
-//   pipe one processing path of the camera pipeline, named by a small integer task one run of
-//   recording; a folder of frame folders frame one capture request; a folder of parameter files and
-//   an image request id names a capture request; sof id (start of frame) names a sensor exposure
-//   tag names one tuning parameter of the parameter-set service fixed-size a parameter whose value
-//   is copied; block: one that is passed by address pool tyk::BufferManager, the owner of the image
-//   buffers
+// - pipe: one processing path of the camera pipeline, named by a small integer
+// - task: one run of recording; a folder of frame folders
+// - frame: one capture request; a folder of parameter files and an image
+// - request id: names a capture request
+// - sof id (start of frame): names a sensor exposure
+// - tag: names one tuning parameter of the parameter-set service
+// - fixed-size: a parameter whose value is copied
+// - block: a parameter whose value is passed by address
+// - pool: tyk::BufferManager, the owner of the image buffers
 //
 // Threads: nothing here takes a lock except the making of the manager. One thread at a time may use
 // an object; different threads may use objects of different pipes at once after each object was

@@ -9,7 +9,7 @@
 #include <memory>
 #include <new>
 
-/// A zero-filled buffer of kBytes bytes that lives for one dump or replay call.
+/// A zero-filled buffer of kBytes bytes that lives for one dump or replay call. One thread uses it.
 class ScratchBuffer {
 public:
     static constexpr int kBytes = kMaxFixedBytes;
@@ -19,11 +19,10 @@ public:
 
     void* data() const { return data_.get(); }
 
-    /// Calls `use` with a block descriptor that has `descriptor`'s value, and copies its value
-    /// after `use` back to `descriptor`. The lent descriptor lies at the head of the buffer, whose
-    /// own bytes are restored afterwards. If a configuration or a file name declares a fixed-size
-    /// tag a block, the service reads or writes the tag's size at this address, and the whole
-    /// buffer is there for it.
+    /// Calls `use` with a copy of `descriptor`, and copies the result back to `descriptor`. The
+    /// copy lies at the head of the buffer, whose own bytes are restored afterwards. If a
+    /// configuration or a file name declares a fixed-size tag a block, the service reads or writes
+    /// the tag's size at this address, so it needs the room of the whole buffer.
     template <typename Use>
     void lendAsDescriptor(BlockParamDesc& descriptor, Use use) {
         char saved[sizeof(BlockParamDesc)];

@@ -161,9 +161,9 @@ void PipelineSimulation::parseImageName(std::string name, imageInfo* out) {
             parsed.height);
 }
 
-// The first underscore both closes a piece and, at the same position, takes everything behind it,
-// so no name ever yields the four pieces that a request id needs: the result is -1 for every name.
-// frameNameMap has always held -1 for every frame, and its readers rely on that.
+// The first underscore ends a first piece. The second test then sees the same underscore and takes
+// the rest of the name as one more piece. A request id needs four pieces, so the result is -1 for
+// every name. frameNameMap has always held -1 for every frame, and its readers rely on that.
 int PipelineSimulation::parseReqID(std::string name) {
     std::vector<std::string> pieces;
     size_t start = 0;

@@ -7,8 +7,8 @@
 //
 // Paths are compared as text: "/vendor/./firmware" is not a device path, and the system resolves
 // "..". A path that becomes too long for the system fails with ENAMETOOLONG. Functions that are not
-// listed (rename, unlink, ...) do not translate paths: pass them a hostPath(). glibc 2.33 or later
-// is needed.
+// listed (rename, unlink, ...) do not translate paths: pass them a hostPath(). This needs glibc
+// 2.33 or later.
 #pragma once
 
 #include <string>

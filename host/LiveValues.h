@@ -2,7 +2,7 @@
 // camera reports.
 //
 // Threads: every operation from any thread. Ownership: the service copies values; of a block that
-// the caller keeps it holds only the descriptor. Errors: std::bad_alloc, which leaves the service
+// the caller owns it keeps only the descriptor. Errors: std::bad_alloc, which leaves the service
 // unchanged.
 #pragma once
 

@@ -24,7 +24,7 @@ namespace tykhost {
 struct LogLine {
     int level;             ///< 1 failure, 3 manager, 4 detail, 5 tracing
     std::string tag;       ///< "PipelineSimulation" for the library's own
-    int line;              ///< source line; 0 where the format does not begin with "%d, %s: "
+    int line;              ///< source line; 0 if the format does not begin with "%d, %s: "
     std::string function;  ///< the operation that logs; else ""
     std::string text;      ///< the message after "line, function: "; else the bare format
 };
@@ -53,7 +53,7 @@ public:
     /// Copies of the lines so far, in order of arrival.
     std::vector<LogLine> lines() const;
 
-    /// The texts of the lines so far at `level`, or of all lines where `level` is 0.
+    /// The texts of the lines so far at `level`, or of all lines if `level` is 0.
     std::vector<std::string> texts(int level = 0) const;
 
     /// Clears the collected lines.

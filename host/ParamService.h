@@ -9,8 +9,8 @@
 // std::bad_alloc, which leaves the service unchanged.
 //
 // getParam() and setParam() trust the tag table: for a fixed-size tag they copy exactly its size,
-// for a block tag a BlockParamDesc. They cannot detect a caller that means the other kind.
-// getSize() gives -1 for an unknown tag and the descriptor's size for a block tag.
+// for a block tag a BlockParamDesc. They cannot detect that a caller takes the tag for one of the
+// other kind. getSize() gives -1 for an unknown tag and the descriptor's size for a block tag.
 #pragma once
 
 #include "host/LiveValues.h"

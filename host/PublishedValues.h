@@ -32,12 +32,12 @@ struct PublishedValue {
     uint64_t serial;             ///< counts publications, from 1
 };
 
-/// The published values in order of publication: at most setHistoryLimit() per tag, of which the
-/// oldest go first. Only values with a serial above `newerThan`.
+/// The published values in order of publication: at most setHistoryLimit() per tag; a new value
+/// replaces the oldest. Returns only values with a serial above `newerThan`.
 std::vector<PublishedValue> publishedValues(uint64_t newerThan = 0);
 
-/// Stores the newest value published under `key` in `out`; returns false when there is none, or
-/// none any more.
+/// Stores the newest value published under `key` in `out`; returns false when the service has none,
+/// or has dropped it.
 bool publishedValue(const ParamKey& key, PublishedValue& out);
 
 /// Sets how many values are kept per tag; initially 16. A smaller limit drops the oldest values.
@@ -49,12 +49,16 @@ void clearPublished();
 /// Counts of successful and refused calls. A refused call returns -1 and changes nothing.
 /// setPsParam() counts as setParam().
 struct ParamServiceCounts {
-    uint64_t set;  ///< successful setParam() calls
-    uint64_t
-        refusedSet;  ///< unknown tag, null data, fixed size negative or above 512000, no memory
-    uint64_t got;    ///< successful getParam() calls
-    uint64_t refusedGet;     ///< unknown tag, no live value for the camera, null destination
-    uint64_t registrations;  ///< registerPsTag() calls
+    /// Successful setParam() calls.
+    uint64_t set;
+    /// Unknown tag, null data, a fixed size that is negative or above 512000, or no memory.
+    uint64_t refusedSet;
+    /// Successful getParam() calls.
+    uint64_t got;
+    /// Unknown tag, no live value for the camera, or a null destination.
+    uint64_t refusedGet;
+    /// registerPsTag() calls.
+    uint64_t registrations;
 };
 ParamServiceCounts paramServiceCounts();
 
