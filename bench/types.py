@@ -73,7 +73,7 @@ def build(folder, wanted):
 
 
 def measure(what, status, words):
-    """Runs the tool; prints and checks what it took."""
+    """Runs the tool; prints and checks its time and memory."""
     process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     said = process.stdout.read()
     _, end, usage = os.wait4(process.pid, 0)

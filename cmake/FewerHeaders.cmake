@@ -1,8 +1,8 @@
-# How a build reads the headers of libraries fewer times: headers that most sources of a target
+# Lets a build read the headers of libraries fewer times: headers that most sources of a target
 # include are precompiled, and sources that share the largest ones are compiled together.
 #
 # A launcher of the compiler such as ccache keeps nothing that was compiled with precompiled headers
-# unless its settings allow it, as those of ./dev do, and little if the compiler is Clang. Tools that
+# unless its settings allow it, as those of ./dev do; if the compiler is Clang, it keeps little. Tools that
 # read the commands of a build expect each source by itself, and for coverage only some targets are
 # instrumented.
 set(precompile ON)

@@ -1,5 +1,5 @@
-# Collects the public headers in a folder of their own. Each must compile by itself there, and so
-# must the examples, so that none needs a header that is not installed.
+# Collects the public headers in a folder of their own. There each header must compile by itself, and
+# each example must compile, so that none needs a header that is not installed.
 set(public_folder ${PROJECT_BINARY_DIR}/public)
 set(public_targets pipelinesimulation)
 set(public_sources)
@@ -19,8 +19,8 @@ foreach(target IN LISTS public_targets)
     get_target_property(base ${target} HEADER_DIRS)
     foreach(header IN LISTS headers)
         file(RELATIVE_PATH name ${base} ${header})
-        get_filename_component(room ${public_folder}/${name} DIRECTORY)
-        file(MAKE_DIRECTORY ${room})
+        get_filename_component(parent ${public_folder}/${name} DIRECTORY)
+        file(MAKE_DIRECTORY ${parent})
         file(CREATE_LINK ${header} ${public_folder}/${name} SYMBOLIC)
         set(alone ${PROJECT_BINARY_DIR}/public_headers/${name}.cpp)
         file(CONFIGURE OUTPUT ${alone} CONTENT "#include \"${name}\"\n")

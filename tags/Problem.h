@@ -1,5 +1,5 @@
-// Errors as values, and results with a value or an error. The desktop's rooms below the tool report
-// every error in this way and throw only std::bad_alloc.
+// Errors as values, and results with a value or an error. tags/ and tree/ report every error in
+// this way and throw only std::bad_alloc.
 //
 // Threads: one thread at a time uses a value; any thread may call the functions.
 #pragma once
@@ -46,7 +46,7 @@ private:
     std::optional<Problem> problem_;
 };
 
-/// A value, or the problem because of which there is none.
+/// A value, or the problem that prevented it.
 template <typename Value>
 class [[nodiscard]] Result {
 public:

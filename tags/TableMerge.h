@@ -42,12 +42,12 @@ struct MergedTable {
     std::vector<TableChange> changes;  ///< tag by tag, in the order of the fields
 };
 
-/// Merges fields into the text of a table that examineTagTable() read. A field or an enum of the
-/// table that differs from the layout stays, and so does a field that the layout lacks. With
-/// `replace`, the layout replaces the former and removes the latter. Units always stay, because
-/// layouts have none. These are problems, without a path: a table with problems or with parts of a
-/// later version, a tag that the table lacks, a tag whose size is not that of its layout, and enums
-/// of the layouts with the same name and different values.
+/// Merges fields into the text of a table that examineTagTable() read. The table keeps a field or
+/// an enum that differs from the layout, and a field that the layout lacks. With `replace`, the
+/// layout's field or enum replaces a different one, and a field that the layout lacks is removed.
+/// Units always stay, because layouts have none. These are problems, without a path: a table with
+/// problems or with parts of a later version, a tag that the table lacks, a tag whose size is not
+/// that of its layout, and enums of the layouts with the same name and different values.
 Result<MergedTable> mergeLayouts(const TagTable& table, const std::vector<TagLayout>& layouts,
                                  bool replace);
 

@@ -17,7 +17,7 @@ public:
     /// Adds the tag's problems to `problems`. `place` is its place in the file, for messages.
     void check(const TagEntry& tag, const std::string& place, std::vector<TableProblem>& problems);
 
-    /// Adds an enum's problems likewise.
+    /// Adds an enum's problems in the same way.
     void check(const TagEnum& names, const std::string& place, std::vector<TableProblem>& problems);
 
 private:

@@ -91,8 +91,8 @@ struct TagTable {
 /// 8512, 65622: 4096, 8208: 8, 8198: 1, all fixed). A fixed size may exceed 512000 bytes, although
 /// the library neither dumps nor replays such a value. Numbers are decimal; an id may also be "0x"
 /// and hexadecimal. A field lies within its tag's size and has a unique name for which
-/// isFieldName() is true. Elements and attributes with other names are errors. In a table of a
-/// version after kTableVersion they are ignored, and so is a field with an unknown type. A file of
+/// isFieldName() is true. Elements and attributes with other names are errors. A table of a version
+/// after kTableVersion may have them, and fields with unknown types; these are ignored. A file of
 /// more than 16 MiB is an error. A problem has the path, the line, and what was expected and found.
 Result<std::vector<TagEntry>> readTagTable(const std::string& path,
                                            TableSource source = TableSource::file);

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Fails when a document names a test that ctest does not have, or none names one that it has.
+# Fails when a document names a test that ctest does not have, or no document names one of its tests.
 # Usage: documented.sh <ctest> <build folder> <document>...
 # LEFT_OUT has the names of tests that this build cannot have.
 set -eu

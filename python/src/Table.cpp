@@ -167,7 +167,7 @@ py::dict Table::fields(const std::string& tag, const py::bytes& value,
 
 py::dtype Table::recordType(const std::string& tag) const {
     const tyktags::TagEntry* const entry = catalog_->byName(tag);
-    if (!entry) static_cast<void>(resolve(tag, {}));  // says what is nearest
+    if (!entry) static_cast<void>(resolve(tag, {}));  // raises KeyError with similar names
     if (!entry || entry->fields.empty() || entry->kind != tyktags::TagKind::fixed) {
         throw py::value_error(tag + ": expected a tag of fixed size with fields in the tag table");
     }

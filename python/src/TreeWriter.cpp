@@ -24,7 +24,7 @@ using tyktree::FrameRef;
 /// The camera and sof id for an image of the frame: those of its image, or else of its other files.
 ImageFileName imageNameOf(const FrameRef& frame) {
     tyktree::FrameListing listing;
-    static_cast<void>(listing.read(frame.path()));  // copying the frame says why not
+    static_cast<void>(listing.read(frame.path()));  // copying the frame reports a failure
     if (const FileEntry* const image = listing.image()) return image->image;
     for (const FileEntry& file : listing.files()) {
         if (file.kind != FileEntry::Kind::kParameter) continue;

@@ -24,7 +24,7 @@ struct NewImage {
 /// object.
 class TreeWriter {
 public:
-    /// `out` must not exist. Raises ValueError for a place where no output may be.
+    /// `out` must not exist. Raises ValueError for a place that an output must not have.
     TreeWriter(const std::string& out, Frames like);
 
     /// Copies a frame, sets values, and replaces its images by `image`. Raises ValueError for a

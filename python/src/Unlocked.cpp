@@ -8,7 +8,8 @@ void Unlocked::lock() noexcept {
     try {
         PyEval_RestoreThread(state_);
     } catch (...) {
-        // The system unwinds a thread that is ended. It stays here until the process ends.
+        // Python ends the thread, and the system unwinds it. The thread waits here for the end of
+        // the process.
         while (true) ::pause();
     }
 }

@@ -5,7 +5,7 @@
 
 namespace tykpython {
 
-/// The interpreter's lock is given away while this lives. For the thread that made it alone.
+/// Releases the interpreter's lock during its lifetime. Only the thread that made it uses it.
 class Unlocked {
 public:
     Unlocked() { unlock(); }
@@ -13,9 +13,8 @@ public:
     Unlocked(const Unlocked&) = delete;
     Unlocked& operator=(const Unlocked&) = delete;
 
-    /// Takes the lock until unlock(). Does not return once the interpreter ends: Python ends
-    /// threads that ask for the lock then, which would end the process by a signal, as this is C++
-    /// code.
+    /// Takes the lock until unlock(). Does not return when the interpreter ends: Python then ends
+    /// the threads that ask for the lock, and in C++ code that would end the process by a signal.
     void lock() noexcept;
     void unlock() { state_ = PyEval_SaveThread(); }
 

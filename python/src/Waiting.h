@@ -42,7 +42,7 @@ public:
 
 private:
     bool look();
-    /// Calls `progress`, with the interpreter's lock. Returns false where that raised.
+    /// Calls `progress`, with the interpreter's lock. Returns false if that raised an exception.
     bool tellProgress();
 
     using Clock = std::chrono::steady_clock;

@@ -380,7 +380,7 @@ class Frame(ValuesByName):
         task: position of its task within the pipe, from 1.
         position: within the task, from 1.
         request: request id; None if the folder's name does not have it.
-        sof: sof id, likewise.
+        sof: sof id; None if the folder's name does not have it.
         path: of its folder.
         name: of its folder.
     """

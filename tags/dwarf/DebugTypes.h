@@ -57,7 +57,7 @@ public:
     /// Opens the ELF file at `library`. If its debug information is in another file, that is
     /// `debugFile` or, if that is "", the file of the build id or the debug link: below .build-id/
     /// and .debug/ in the library's folder, and in /usr/lib/debug. `debugFile` may also be a folder
-    /// that contains .build-id/. A file that several libraries share debug information with is
+    /// that contains .build-id/. If several libraries share a file with debug information, it is
     /// found by its build id or its name. These are problems: a debug file of another build, a
     /// library without debug information, missing files of debug information (.dwo, or a shared
     /// one), and a big-endian architecture.

@@ -1,5 +1,6 @@
 // Access to entries of debug information. The operations do not change entries, although elfutils
 // takes them as not constant. For damaged data they return no value. Threads: one at a time.
+// Errors: std::bad_alloc from dwarfDamage() alone.
 #pragma once
 
 #include "tags/Problem.h"

@@ -28,8 +28,8 @@ private:
 
 std::string hexadecimal(const uint8_t* bytes, size_t count);
 
-/// An open ELF file of a little-endian architecture. It is read and not mapped, so that a file that
-/// becomes shorter gives an error and not a signal.
+/// An open ELF file of a little-endian architecture. It is read and not mapped: if the file becomes
+/// shorter, reading fails, but a mapping would end the process by a signal.
 class ElfFile {
 public:
     /// Opens a regular file and reads its table of sections. Decompresses the sections of debug

@@ -1,4 +1,4 @@
-// Finds the types of debug information by name. Threads: one at a time.
+// Finds the types of debug information by name. Threads: one at a time. Errors: std::bad_alloc.
 #pragma once
 
 #include "tags/dwarf/Die.h"

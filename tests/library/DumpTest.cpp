@@ -101,8 +101,8 @@ TEST_F(Dump, SideRecords) {
 }
 
 TEST_F(Dump, MakesRecordsFromTheScratchBuffer) {
-    // Their own entries fetch nothing; a block fetched between them does not change the buffer. Nor
-    // does a service that stores a whole value in place of a block's descriptor.
+    // Their own entries fetch nothing. A block fetched between them does not change the buffer,
+    // even if the service stores a whole value in place of the block's descriptor.
     for (const char* const kind : {"", kAsBlock}) {
         PipelineSimulation& pipe = newPipe();
         configure(pipe,

@@ -115,7 +115,7 @@ def dask(work, lab, processes):
     wait_until("a scheduler", lambda: answers(port))
     address = f"tcp://127.0.0.1:{port}"
     for _ in range(2):
-        # No nanny: the process that is killed is the worker, and nobody starts it again.
+        # Without a nanny, the killed process is the worker itself, and nothing starts it again.
         processes.append(subprocess.Popen([*python, "distributed.cli.dask_worker", address,
                                            "--nthreads", "1", "--no-nanny", "--no-dashboard",
                                            "--local-directory", str(work)]))
@@ -157,7 +157,7 @@ def hanging_program(work, program):
 def sshd(work, number, path, processes):
     """Starts a server on a port of its own that accepts only the test's key.
 
-    Its shells run nothing of the user's: what is ended in the middle leaves nothing behind there.
+    Its shells read no files of the user, so a program that is ended in the middle leaves nothing there.
     """
     folder = work / f"sshd{number}"
     folder.mkdir()

@@ -47,7 +47,7 @@ def test_arrays_outlive_the_tree(tree_folder):
 @pytest.mark.parametrize("matrix", ["bt601", "bt709"])
 @pytest.mark.parametrize("samples", ["full", "limited"])
 @pytest.mark.parametrize("scale", [1, 2, 5])
-def test_rgb_is_what_export_makes(recorded, tmp_path, matrix, samples, scale):
+def test_rgb_equals_export(recorded, tmp_path, matrix, samples, scale):
     out = tmp_path / "rgb"
     run("export", recorded, "-o", out, "--format", "rgb", "--matrix", matrix, "--range", samples,
         "--scale", f"1/{scale}", "--frames", 3)

@@ -30,7 +30,7 @@ def process(tree, tmp_path, source, *words, status=0, python=sys.executable):
     return out, result.stdout + result.stderr
 
 
-def test_pictures_and_values_are_what_was_set(recorded, tmp_path):
+def test_pictures_and_values_can_be_set(recorded, tmp_path):
     out, _ = process(recorded, tmp_path, """
 import numpy as np
 factor = None
@@ -56,7 +56,7 @@ def process(frame):
         assert other["KELV_TAG_STREAM_SIZE.width"] == one["KELV_TAG_STREAM_SIZE.width"] + 2
 
 
-def test_nothing_done_changes_nothing(recorded, tmp_path):
+def test_a_processor_that_does_nothing_changes_nothing(recorded, tmp_path):
     out, _ = process(recorded, tmp_path, "def process(frame):\n    pass\n")
     assert tyksim.diff(tyksim.open(recorded), tyksim.open(out)).same
 
@@ -87,7 +87,7 @@ except ImportError:
     assert said.count("returned no picture") == 3
 
 
-def test_what_was_set_is_read_again(recorded, tmp_path):
+def test_set_values_can_be_read(recorded, tmp_path):
     out, said = process(recorded, tmp_path, """
 import numpy as np
 def process(frame):
@@ -167,7 +167,7 @@ def test_options_of_any_signature(recorded, tmp_path, function, printed):
         ("import os\ndef process(frame): os.abort()", 1, ["SIGABRT"]),
     ],
 )
-def test_what_goes_wrong_is_said(recorded, tmp_path, source, status, words):
+def test_failures_are_reported(recorded, tmp_path, source, status, words):
     _, said = process(recorded, tmp_path, source, status=status)
     for word in words:
         assert word in said
@@ -195,7 +195,7 @@ def test_wrong_options_are_wrong_usage(recorded, tmp_path, option, word):
     assert option in said and word in said
 
 
-def test_options_that_lack_and_interpreters_that_are_not_there(recorded, tmp_path):
+def test_missing_options_and_interpreters(recorded, tmp_path):
     source = "def open(strength): pass\ndef process(frame): pass"
     assert "--option strength=VALUE" in process(recorded, tmp_path, source, status=2)[1]
     _, said = process(recorded, tmp_path, source, status=1, python="no-such-python")
@@ -227,7 +227,7 @@ def test_a_signal_ends_the_run(recorded, tmp_path):
     assert not (tmp_path / "out").exists()
 
 
-def test_a_test_runs_once_a_tree(recorded, tmp_path):
+def test_the_plugin_runs_each_test_once_per_tree(recorded, tmp_path):
     trees = tmp_path / "trees"
     trees.mkdir()
     (trees / "good").symlink_to(recorded)

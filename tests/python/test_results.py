@@ -81,7 +81,7 @@ def test_a_tree_is_written(recorded, tmp_path):
         assert changed == {"total_gain"}
 
 
-def test_what_is_not_given_stays(recorded, tmp_path):
+def test_other_data_stay(recorded, tmp_path):
     tree = tyksim.open(recorded)
     with tyksim.Writer(tmp_path / "same", like=tree) as writer:
         for frame in tree.frames:
@@ -116,7 +116,7 @@ def tmp_path_tree(path):
         ("TEST_TAG", memoryview(bytes(40)), bytes(40)),
     ],
 )
-def test_values_are_what_was_set(tagged, tmp_path, name, value, expected):
+def test_values_can_be_set(tagged, tmp_path, name, value, expected):
     with tyksim.Writer(tmp_path / "out", like=tagged) as writer:
         writer.add(tagged.frames[1], set={name: value})
         writer.add(tagged.frames[0], set={"TEST_TAG": tagged.array("TEST_TAG")[4]})
@@ -142,7 +142,7 @@ def test_values_are_what_was_set(tagged, tmp_path, name, value, expected):
         (KeyError, "nearest: total_gain", "total_gian", 1),
     ],
 )
-def test_values_that_cannot_be_set_are_named(tagged, tmp_path, error, word, name, value):
+def test_invalid_values_are_reported(tagged, tmp_path, error, word, name, value):
     with pytest.raises(error, match=word) as caught:
         with tyksim.Writer(tmp_path / "out", like=tagged) as writer:
             writer.add(tagged.frames[1], set={name: value})
@@ -158,7 +158,7 @@ def test_threads_and_processes_add_frames(recorded, tmp_path):
     assert tyksim.diff(tree, tyksim.open(tmp_path / "out")).same
 
 
-def test_a_forked_process_leaves_the_tree_alone(recorded, tmp_path):
+def test_a_forked_process_does_not_change_the_tree(recorded, tmp_path):
     script = (
         "import os, sys, tyksim\n"
         "tree = tyksim.open(sys.argv[1])\n"
@@ -181,7 +181,7 @@ def test_a_forked_process_leaves_the_tree_alone(recorded, tmp_path):
     assert tyksim.diff(tyksim.open(recorded).select(requests="1,3"), tyksim.open(out)).same
 
 
-def test_nothing_stands_after_an_exception(recorded, tmp_path):
+def test_an_exception_leaves_no_tree(recorded, tmp_path):
     tree = tyksim.open(recorded)
     out = tmp_path / "out"
     with pytest.raises(RuntimeError), tyksim.Writer(out, like=tree) as writer:

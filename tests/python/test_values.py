@@ -44,7 +44,7 @@ def test_frames_are_those_of_info(recorded):
     assert len(tyksim.open(tree.tasks[0].path)) == 6
 
 
-def test_every_value_is_what_show_says(recorded):
+def test_values_equal_those_of_show(recorded):
     tree = tyksim.open(recorded)
     for frame in tree.frames[::3]:
         said = document("show", frame.path)
@@ -217,7 +217,7 @@ def test_selections(recorded):
         picked.select(frames="1")
 
 
-def test_what_is_not_there(tmp_path, recorded):
+def test_missing_parts_are_errors(tmp_path, recorded):
     with pytest.raises(FileNotFoundError):
         tyksim.open(tmp_path / "none")
     with pytest.raises(FileNotFoundError):
@@ -256,7 +256,7 @@ def test_what_is_not_there(tmp_path, recorded):
         (TypeError, "like: expected a tree", lambda tree: tyksim.Writer("never", like=tree.path)),
     ],
 )
-def test_wrong_arguments_are_named(recorded, error, word, call):
+def test_wrong_arguments_are_reported(recorded, error, word, call):
     with pytest.raises(error, match=word) as caught:
         call(tyksim.open(recorded))
     assert len(str(caught.value)) < 200

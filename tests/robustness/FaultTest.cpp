@@ -240,7 +240,7 @@ TEST_F(FaultTest, AnExceptionOfTheServiceEndsOneStep) {
     forget();
     EXPECT_FALSE(PipelineSimulation::loadParam(1, folder, 0));
     EXPECT_EQ(device().failures, once);
-    device().logThrows = true;  // the service throws, and so does the log of that failure
+    device().logThrows = true;  // the log of the service's failure throws too
     record(1, 6);
     EXPECT_FALSE(PipelineSimulation::loadParam(1, folder, 0));
     EXPECT_EQ(pipe.frameIndex, 0);

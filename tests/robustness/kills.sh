@@ -68,7 +68,7 @@ for moment in $moments; do
             whole=$((whole + 1))
             continue
         fi
-        [ "$frame" = "$last" ] || fail "not the last, and not whole: $frame"
+        [ "$frame" = "$last" ] || fail "expected a complete frame before the last: $frame"
         torn=$((torn + 1))
         for file in "$frame"/*; do
             [ ! -e "$file" ] || cmp -n "$(stat -c %s "$file")" "$file" "$right/${file##*/}" ||
@@ -97,4 +97,4 @@ for moment in $moments; do
     rm -rf "$work/killed"
 done
 echo "$kill kills of $kills, seed $seed: $whole frames whole, $torn torn"
-[ "$kill" = "$kills" ] || fail "too few kills met frames to tell anything"
+[ "$kill" = "$kills" ] || fail "expected $kills kills between the first frame and the last, found $kill"

@@ -147,7 +147,7 @@ class Case:
             require(done.returncode == 1 and found == self.old, *told, "not the old output")
 
     def put_back(self, beside, told):
-        """The next run says where the old output is."""
+        """The next run prints where the old output is."""
         self.missing += 1
         require(self.verb not in FILES and not self.exchange, *told, "no output there")
         aside = [name for name in beside if name.endswith(".old")]
@@ -158,7 +158,7 @@ class Case:
 
 
 def record_reads_only(work):
-    """A recording that cannot write says why, and writes nothing to find that out."""
+    """A recording that cannot write prints the reason, and writes nothing to find it."""
     right = content(work / "r")
     number, image = 1, True
     while image:

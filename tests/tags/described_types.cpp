@@ -2,7 +2,7 @@
 // DebugTypesTest compares them with the debug information.
 #include <cstdint>
 
-// A typedef names a type without a name as an alias does not. NOLINTBEGIN(modernize-use-using)
+// A typedef gives an unnamed type a name, and an alias does not. NOLINTBEGIN(modernize-use-using)
 
 namespace camera {
 

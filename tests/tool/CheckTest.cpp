@@ -169,8 +169,8 @@ TEST_F(CheckTest, Parameters) {
     expectRules({
         {"rm $F2/$G", "parameter-missing"},
         {"rm */*GAINS*", "parameter-missing"},
-        // A problem of half the frames is reported for each, of more for the task; a parameter in
-        // few frames is a stray.
+        // A problem of half of the frames is reported for each, a problem of more frames for the
+        // task. A parameter that few frames have is reported for these.
         {"rm $F2/$G $F3/*GAINS*", "parameter-missing parameter-missing"},
         {"rm $F1/*GAINS* $F2/$G $F3/*GAINS*", "parameter-missing"},
         {"rm $F1/*GAINS* $F2/$G $F3/*GAINS* $R/pipe1*", "config-missing parameter-missing"},
@@ -229,7 +229,7 @@ TEST_F(CheckTest, ImagesAndRecords) {
         {"mv $F2/$I $F2/FCWH_2_1_16_8_nv21.yuv", "image-camera"},
         {"mv $F2/$I $F2/FCWH_2_1_16_8_nv21.yuv; rm $R/pipe1*", "config-missing image-camera"},
         {"for f in */FCWH*; do mv $f ${f%_0_16*}_1_16_8_nv21.yuv; done", "image-camera"},
-        // Fixed cameras for all parameters, in the configuration or possibly so.
+        // The configuration sets the cameras of all parameters, or may have done so.
         {"for f in */FCWH*; do mv $f ${f%_0_16*}_1_16_8_nv21.yuv; done; "
          "sed -i 's,<pipe>,<camID>0</camID>&,' $R/pipe1*",
          ""},

@@ -77,7 +77,7 @@ void writeAll(const fs::path& path, const std::string& bytes) {
 }
 
 ToolFolder::ToolFolder() {
-    // The space tests that all paths are quoted.
+    // The space in the name shows whether the tool and the rows quote all paths.
     std::string name = (fs::temp_directory_path() / "tyksim test XXXXXX").string();
     path_ = mkdtemp(name.data());
     fs::create_directory(path_ / "tmp");

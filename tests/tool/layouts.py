@@ -299,14 +299,14 @@ if SHARE:
                     (SHARE + "cp p.so shared.debug", "Params", 1,
                      ["shared.debug: expected the build id "])]
 
-# A map of pairs, more words, the status, and what must be said.
+# A map of pairs, more words, the status, and the expected text.
 MAPS = [
     (b"\xef\xbb\xbfT = Params\r\n", [], 0, "added: T.gain"),
     (b"T = Params\nT = Params", ["T=Params"], 0, "added: T.gain"),
     (b"# none\n\n", ["T=Params"], 1, "map: expected a line TAG = TYPE, found none"),
     (b"T = Params\nT = Twice\n", [], 2, "expected one type of T, found Params and Twice"),
 ]
-# The sizes of the tag's files in two frames, the status, and what must be said.
+# The sizes of the tag's files in two frames, the status, and the expected text.
 FILES = [
     ([8, 3], 0, "r2: 1 file in the last frame of a task is shorter: "),
     ([3, 8], 1, "expected 8 bytes, the size of Params, found 3"),
@@ -316,7 +316,7 @@ FILES = [
 
 
 def check_import():
-    """What import says of maps and trees, and that the table keeps its owner."""
+    """Tests the messages of import about maps and trees, and that the table keeps its owner."""
     build("p.cpp", "p.so", ["g++"], "-shared", "-fPIC")
     table = pathlib.Path("one.xml")
 
@@ -345,7 +345,7 @@ def check_import():
 
 
 def check_wrong():
-    """What import says of libraries and types; a table that it refuses to change stays as it was."""
+    """Tests the messages of import about libraries and types; a refused change leaves the table as it was."""
     table = pathlib.Path("one.xml")
     for prepare, words, status, expected in WRONG_CALLS:
         build("p.cpp", "p.so", ["g++"], "-shared", "-fPIC", "-Wl,--build-id")

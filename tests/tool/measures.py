@@ -179,7 +179,7 @@ with tempfile.TemporaryDirectory() as work:
     hold("gaps", [(bytes_[:20, :30], bytes_[20:, 1:30:2], bytes_[20:, 0:30:2])], "image.u",
          options=["--stride", "32"])
 
-    # Files that are cut: the existing samples count, and a message says so. Regions outside the picture.
+    # Files that are cut: the existing samples count, and a message reports it. Regions outside the picture.
     y = odd[1][0]
     files = make_tree("cut", odd)
     files[1].write_bytes(y.tobytes()[:37 * 20 + 11])

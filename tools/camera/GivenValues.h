@@ -35,8 +35,8 @@ public:
     /// The ids of the tags that have columns, with the columns' names.
     std::map<uint32_t, std::vector<std::string>> tags() const;
 
-    /// Selects row `index` for set(). Throws Failure for texts that are not those of their exact
-    /// bytes; the constructor has tried every row.
+    /// Selects row `index` for set(). Throws Failure if a text does not agree with the exact bytes
+    /// in its column NAME_base64; the constructor has tried every row.
     void choose(size_t index);
 
     /// Whether the selected row has a value for a tag.
@@ -65,7 +65,7 @@ private:
     /// Whether the column has exact bytes, which go to the column of the texts, if there is one.
     bool takesExact(size_t place);
     void arrangeColumns();
-    /// The name of a column; throws Failure where it stands for nothing.
+    /// The meaning of a column's name; throws Failure if it has none.
     template <typename Name>
     Name resolved(tyktags::Result<Name> name) const;
     void tryRow(TagValues& values) const;

@@ -307,8 +307,8 @@ void SimulatedParameters::set(const SimulatedFrame& frame, const GivenValues* gi
             Bytes& block = blocks_[tag.id];
             block.resize(static_cast<size_t>(tag.size));
             fillBlock(tag, frame, block);
-            // A table of values says nothing of a block's length: it is the simulated one, or more
-            // if a given value needs more.
+            // A table of values does not have a block's length. The block has its simulated length,
+            // or more if a given value needs more.
             const size_t end = isGiven ? given->set(tag.id, block) : 0;
             block.resize(std::max(blockSize(tag, frame.number), end));
             setBlock(tag, block);

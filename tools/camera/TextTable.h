@@ -12,7 +12,7 @@
 
 namespace tyksim {
 
-/// What a cell says.
+/// The content of a cell.
 struct TableCell {
     enum class Kind {
         kNothing,  ///< the cell is empty or null

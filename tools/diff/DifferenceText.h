@@ -17,7 +17,7 @@ struct DifferenceText {
     const std::vector<ValueDifference>* values = nullptr;
 };
 
-/// The text of an image; where a frame has `several`, with its camera. Valid as long as the
+/// The text of an image, with its camera if the frame has `several`. Valid as long as the
 /// difference.
 DifferenceText textOf(const ImageDifference& image, bool several = false);
 

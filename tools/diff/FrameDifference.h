@@ -24,7 +24,7 @@ struct ValueDifference {
     std::string name;
     tyktags::Value a;
     tyktags::Value b;
-    std::string unit = {};  ///< of both; "" where none is known
+    std::string unit = {};  ///< of both; "" if unknown
 };
 
 /// A parameter file, or another file, that differs or that only one frame has.
@@ -111,7 +111,8 @@ public:
     FrameComparer(const DiffRules& rules, const tyktree::TagCatalog& catalog)
         : rules_(rules), catalog_(catalog) {}
 
-    /// The pair must have both frames.
+    /// The pair must have both frames. Throws WrongUsage when the assumed stride is smaller than a
+    /// row.
     FrameDifference compare(const FramePair& frames);
 
 private:

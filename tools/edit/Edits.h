@@ -64,7 +64,7 @@ public:
     Edits(const std::vector<std::string>& settings, const tyktree::TagCatalog& catalog,
           const std::vector<std::string>& tagNames);
 
-    /// Takes values that are already separate. Throws likewise.
+    /// Takes names and values that are already separate. Throws in the same cases.
     Edits(std::vector<NamedValue> values, const tyktree::TagCatalog& catalog,
           const std::vector<std::string>& tagNames);
 

@@ -13,13 +13,15 @@ namespace tyksim {
 /// unchanged files, and changed files. One thread at a time uses an object.
 class FrameOverlay {
 public:
-    /// `root` must be a writable folder; `edits` must outlive the object.
+    /// `root` must be a writable folder; `edits` must outlive the object. Throws Failure when the
+    /// task's folder cannot be made.
     FrameOverlay(const std::string& root, const Edits& edits);
 
     /// The folder that replaces the task.
     const std::string& task() const { return task_; }
 
-    /// Replaces the folder's frame by `frame`, under its own name.
+    /// Replaces the folder's frame by `frame`, under its own name. Throws Failure when a file
+    /// cannot be written.
     FrameCopy lay(const tyktree::FrameRef& frame, FrameTurn turn);
 
 private:

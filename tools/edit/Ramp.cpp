@@ -77,8 +77,8 @@ std::string Ramp::integerAt(FrameTurn turn) const {
 
 double Ramp::realAt(FrameTurn turn) const {
     const double part = static_cast<double>(turn.index) / static_cast<double>(turn.count - 1);
-    // The distance between two numbers of the same sign is finite, and so is a weighted mean of any
-    // two.
+    // The distance between two numbers of the same sign is finite; a weighted mean of any two
+    // numbers is finite too.
     const bool sameSign = std::signbit(realFirst_) == std::signbit(realLast_);
     const double value = sameSign ? realFirst_ + (realLast_ - realFirst_) * part
                                   : realFirst_ * (1 - part) + realLast_ * part;

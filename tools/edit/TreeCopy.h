@@ -51,8 +51,8 @@ public:
                                      const tyktree::TagCatalog& catalog);
 
     /// Copies one frame. Unchanged files share their storage with the source if the file system
-    /// supports it. A file that cannot be read or is not regular is omitted and returned as a
-    /// problem, and so is a value that cannot be set. Throws Failure when a file of the copy cannot
+    /// supports it. Omits a file that cannot be read or is not regular, does not set a value that
+    /// does not fit, and returns a problem for each. Throws Failure when a file of the copy cannot
     /// be written.
     FrameCopy copyFrame(const tyktree::FrameRef& frame, FrameTurn turn) const;
 

@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# Completes what tyksim takes, from what the help of the tyksim at hand says: verbs, a verb's options,
-# the values of an option that has a fixed choice, and files for everything else.
+# Completes command lines of tyksim from its help: verbs, a verb's options, the words that an option
+# takes, and files for everything else.
 
-# Prints what stands after option $1 in the help $2: what kind of value it takes; nothing for a flag.
+# Prints the text after option $1 in the help $2, which is the kind of its value; nothing for a flag.
 _tyksim_value_of() {
     sed -nE "s/^  (-[a-zA-Z], )?$1 ([^ ].*)/\2/p" <<<"$2"
 }

@@ -95,8 +95,9 @@ struct Picture {
 struct PictureSource {
     int width = 0;
     int height = 0;
-    /// Rows `first` to `first + rows - 1` as a picture, valid until the next call. `first` must be
-    /// even, and so must `rows` except at the end of the picture. Throws the exceptions of reading.
+    /// Rows `first` to `first + rows - 1` as a picture, valid until the next call. `first` and
+    /// `rows` must be even, except that `rows` may be odd at the end of the picture. Throws the
+    /// exceptions of reading.
     std::function<Picture(int first, int rows)> rows;
 };
 

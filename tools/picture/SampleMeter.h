@@ -62,7 +62,8 @@ private:
     uint64_t noiseSum_ = 0;
 };
 
-/// Compares an area of a picture with that of the picture before.
+/// Compares an area of a picture with that of the picture before. One thread at a time uses an
+/// object.
 class NeighbourMeter {
 public:
     NeighbourMeter(size_t width, size_t height);

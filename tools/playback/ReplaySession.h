@@ -59,7 +59,8 @@ struct SessionTotals {
 class ReplaySession {
 public:
     /// All frames must be of one pipe. The references must outlive the object. Sets the tag table
-    /// and a temporary device root, so that nothing writes into the tree.
+    /// and a temporary device root, so that nothing writes into the tree. Throws Failure when the
+    /// temporary root cannot be made.
     ReplaySession(const SessionOptions& options, const tyktree::TreePath& tree,
                   const std::vector<tyktree::FrameRef>& frames, const tyktree::TagCatalog& catalog,
                   const Edits& edits, tyktree::FindingSink& findings);
@@ -68,7 +69,7 @@ public:
     ReplaySession& operator=(const ReplaySession&) = delete;
 
     /// Replays the frames; `taker` may be null. A failure of a frame is a finding, and the next
-    /// frame follows. Ends in order if a signal was noted.
+    /// frame follows. Throws Interrupted, with the state of the work, if a signal was noted.
     void run(FrameTaker* taker);
 
     const SessionTotals& totals() const { return totals_; }

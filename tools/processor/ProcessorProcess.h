@@ -31,9 +31,8 @@ public:
 
     /// Sends given() as a request and waits for the answer without a time limit. Returns "", or the
     /// reason if the answer is kFailed. Throws WrongUsage, with the reason, if the answer is
-    /// kRefused. Throws Failure when the process ends without an answer,
-    /// with a text such as "crashed <when>: SIGSEGV (Segmentation fault)". Throws Interrupted when
-    /// a signal is noted.
+    /// kRefused. Throws Failure when the process ends without an answer, with a text such as
+    /// "crashed <when>: SIGSEGV (Segmentation fault)". Throws Interrupted when a signal is noted.
     std::string ask(MessageKind request, const std::string& when);
 
     /// After kClose: waits for the end of the process. Returns "", or the problem with the end.

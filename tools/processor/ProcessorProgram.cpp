@@ -24,9 +24,10 @@ void refuse(int socket, SharedMemory& made, const std::string& reason) {
     static_cast<void>(::send(socket, &answer, sizeof(answer), MSG_NOSIGNAL));
 }
 
-/// Runs the program; returns only where the system refuses it.
+/// Runs the program; returns only if the system refuses it.
 void run(std::vector<std::string> words) {
-    // Nothing is caught until the program has settled that itself.
+    // tyksim gets these signals too, and ends the process. The program inherits that they have no
+    // effect, until it sets actions of its own.
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         static_cast<void>(std::signal(signal, SIG_IGN));
     }

@@ -13,7 +13,7 @@ std::vector<std::string> pythonServer(const std::string& interpreter);
 
 /// Replaces the calling process, which has one thread, by `command` with three more words: the
 /// numbers of its descriptors for `socket`, `given` and `made` (see Protocol.h). The program is
-/// looked for in $PATH. Where it cannot be run, the first request is answered with the reason.
+/// looked for in $PATH. If it cannot be run, answers the first request with the reason.
 [[noreturn]] void runProcessorProgram(const std::vector<std::string>& command, int socket,
                                       SharedMemory& given, SharedMemory& made) noexcept;
 

@@ -22,8 +22,8 @@
 //                                                      kRefused      likewise: the user's options
 //                                                                    are wrong; for kOpen
 //
-// After kFailed for a frame the next frame follows; after other failures tyksim ends
-// the process. A closed process ends with status 0. tyksim kills a process that it no longer needs.
+// After kFailed for a frame the next frame follows; after other failures tyksim ends the process. A
+// closed process ends with status 0. tyksim kills a process that it no longer needs.
 //
 // Numbers have the machine's byte order and the declared sizes. Pieces begin at multiples of
 // kPieceAlignment.

@@ -46,10 +46,12 @@ public:
     SheetFrameReader(const tyktree::TagCatalog& catalog,
                      const std::vector<tyktree::ValueName>& plots, const PicturePlan& pictures);
 
-    /// With `drawn` makes pictures of the image, else only its statistics.
+    /// With `drawn` makes pictures of the image, else only its statistics. Throws WrongUsage when
+    /// the assumed stride is smaller than a row.
     SheetFrame read(const tyktree::FrameRef& frame, bool drawn);
 
-    /// Reads the frame without its image; sets only the image's path and layout.
+    /// Reads the frame without its image; sets only the image's path and layout. Throws like
+    /// read().
     SheetFrame readValues(const tyktree::FrameRef& frame);
 
     FramePictureMaker& pictures() { return pictures_; }

@@ -1,4 +1,5 @@
-// Rows of the sheet's values, in the form of page/data.js. One thread at a time uses an object.
+// Rows of the sheet's values, in the form of page/data.js. One thread at a time uses an object; any
+// thread may call the functions.
 #pragma once
 
 #include "tools/diff/FrameDifference.h"

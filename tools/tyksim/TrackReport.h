@@ -27,7 +27,8 @@ struct TrackedTree {
 class TrackReport {
 public:
     virtual ~TrackReport() = default;
-    /// `tree` must exist until end(). Throws Failure if the form has no place for the tree's names.
+    /// `tree` must exist until end(). Throws Failure if the form cannot hold the tree's names
+    /// beside those of the tree before, and WrongUsage for a name that the form uses itself.
     virtual void begin(const TrackedTree& tree) = 0;
     /// `before` is the row of the frame before in the task, or null for the first.
     virtual void addRow(const tyktree::FrameRef& frame, const FrameRow& row,

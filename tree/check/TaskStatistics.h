@@ -64,7 +64,7 @@ public:
 
     void add(uint32_t position, const FrameListing& listing);
 
-    const std::vector<Column>& columns() const { return columns_; }  ///< in order of first sight
+    const std::vector<Column>& columns() const { return columns_; }  ///< in the order of adding
     const std::map<Geometry, uint64_t>& geometries() const { return geometries_; }
     uint64_t files() const { return files_; }
     uint64_t bytes() const { return bytes_; }

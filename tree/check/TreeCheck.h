@@ -42,9 +42,7 @@ struct CheckTotals {
 CheckTotals checkTree(const TreeIndex& index, const FrameSelection& selection,
                       const TagCatalog& catalog, const CheckOptions& options, FindingSink& sink);
 
-/// Checks a dump configuration before it is pushed to a device, and returns the cost of a frame. If
-/// `catalog` is empty, names, kinds and sizes are not checked. Threads: the calling thread alone
-/// calls `findings`.
+/// The cost of a frame by a dump configuration.
 struct ConfigCost {
     uint64_t files = 0;
     uint64_t bytes = 0;   ///< of fixed-size values and the usual blocks, without images
@@ -52,9 +50,14 @@ struct ConfigCost {
     bool tuning = false;  ///< the tuning copy is rewritten with every frame
     uint64_t blocks = 0;  ///< files of block tags, whose usual size is an estimate
 };
+
+/// Checks the dump configuration at `path` before it is pushed to a device, and returns the cost of
+/// a frame. If `catalog` is empty, names, kinds and sizes are not checked. Threads: the calling
+/// thread alone calls `sink`. Errors: std::bad_alloc, and exceptions of the sink.
 ConfigCost checkConfig(const std::string& path, const TagCatalog& catalog, FindingSink& sink);
 
 /// Checks a configuration that was read from a tree, of pipe `pipe`; there it may have no entries.
+/// Threads and errors are the same.
 void checkConfig(const DumpConfigFile& file, const std::string& path, int pipe,
                  const TagCatalog& catalog, FindingSink& sink);
 

@@ -223,7 +223,8 @@ std::string refusal(const ValueName& name) {
            tyktags::elementName(name.name, name.field->shape(), 0);
 }
 
-/// What a text says beside values of a name: a text beside texts, else a number, by its name too.
+/// The constant that `text` stands for in a comparison with the values of `beside`: a text if these
+/// are texts, else a number, which may be given by its name.
 tyktags::Result<Value> constantFor(const ValueName& beside, const std::string& text) {
     if (hasTexts(beside)) return Value(text);
     if (const tyktags::TagEnum* const values = enumOf(beside)) return numberOf(*values, text);
@@ -231,7 +232,7 @@ tyktags::Result<Value> constantFor(const ValueName& beside, const std::string& t
     return tyktags::flaw("a number beside " + tyktags::quoted(beside.name), tyktags::quoted(text));
 }
 
-/// Whether a word that stands for no NAME is meant as a number.
+/// Whether the user probably means a number by a word that is not a NAME.
 bool resemblesNumber(std::string_view word) {
     const size_t sign = word.substr(0, 1) == "-" || word.substr(0, 1) == "+" ? 1 : 0;
     const bool begins = word.substr(sign).find_first_of("0123456789") <= 1;
@@ -365,7 +366,7 @@ std::optional<ConditionProblem> Condition::bindConstant(const ValueName& beside,
     const tyktags::Result<Value> constant = constantFor(beside, operand.text);
     if (own && (!enumOf(beside) || !constant.ok())) return std::nullopt;
     if (!constant.ok()) {
-        // Whoever resolves names says more of a word that is none.
+        // bind() reports an unknown word with the resolver's message, which suggests similar names.
         if (operand.isWord && !enumOf(beside)) return std::nullopt;
         return ConditionProblem{operand.at, toLine(constant.problem())};
     }

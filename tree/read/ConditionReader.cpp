@@ -7,7 +7,7 @@ namespace tyktree {
 
 namespace {
 
-/// The places of the names that a source brings, or of the others.
+/// The places of the names that belong to a source, or of all other names.
 std::vector<size_t> placesOf(const Condition& condition, bool sourced) {
     std::vector<size_t> places;
     for (size_t i = 0; i < condition.names().size(); ++i) {

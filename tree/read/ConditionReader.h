@@ -12,9 +12,9 @@
 
 namespace tyktree {
 
-/// Tells of which frames a condition holds. Reads the values that sources bring, such as measures
-/// of images, only where the other values do not decide. One thread at a time uses an object.
-/// Errors: std::bad_alloc, and the exceptions of the sources.
+/// Decides for which frames a condition holds. Reads values from sources, such as measures of
+/// images, only if the other values do not decide. One thread at a time uses an object. Errors:
+/// std::bad_alloc, and the exceptions of the sources.
 class ConditionReader {
 public:
     /// The condition must be bound and must outlive the object.

@@ -43,12 +43,12 @@ struct DumpConfigFile {
     /// Whether the frames should have images.
     bool expectsImages() const;
 
-    /// The line, from 1, of an offset in bytes of the document.
+    /// The line, from 1, that contains the byte at `offset` of the document.
     size_t lineAt(std::ptrdiff_t offset) const;
 };
 
-/// Reads the configuration at `path`. `out.status` and `out.root` tell a failure. Errors:
-/// std::bad_alloc.
+/// Reads the configuration at `path`. A failure is in `out.status`; without the element dumpconfig,
+/// `out.root` is empty. Errors: std::bad_alloc.
 void readDumpConfig(const std::string& path, DumpConfigFile& out);
 
 }  // namespace tyktree

@@ -12,7 +12,7 @@ namespace tyktree {
 bool readPipeFolderName(std::string_view name, int& pipeId);
 bool readConfigFileName(std::string_view name, int& pipeId);
 
-/// The local time in a folder's name, as its digits say; it need not be a possible time.
+/// The local time in a folder's name, digit by digit; it may be impossible.
 struct Stamp {
     int year;   ///< without the 90 years that names add; 0 if the name has no year
     int month;  ///< from 1

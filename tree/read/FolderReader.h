@@ -42,10 +42,10 @@ private:
 };
 
 /// Whether the folder at `path` contains a folder, or a link to one, whose name `wanted` accepts;
-/// false if it cannot be listed.
+/// false if it cannot be listed. Threads: any.
 bool holdsFolder(const std::string& path, bool (*wanted)(std::string_view name));
 
-// Whether a recording makes folders of this name.
+// Whether a recording makes folders of this name. Threads: any.
 bool isPipeName(std::string_view name);
 bool isTaskName(std::string_view name);
 bool isFrameName(std::string_view name);

@@ -12,7 +12,7 @@
 
 namespace tyktree {
 
-/// A set of numbers: "3..9,12", "5..", "..7", "-3..-1". Ranges include both ends.
+/// A set of numbers: "3..9,12", "5..", "..7", "-3..-1". Ranges include both ends. A value.
 class NumberRanges {
 public:
     /// Parses `text`. A number below `least` is an error. The problem has no path.

@@ -23,7 +23,7 @@ int daysIn(const Stamp& stamp) {
     constexpr std::array<int, 12> kDays{31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const int year = stamp.year;
     const bool leap =
-        year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);  // 0, no year, counts too
+        year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);  // also 0, which is no year
     if (stamp.month == 2 && !leap) return 28;
     return kDays[static_cast<size_t>(std::clamp(stamp.month, 1, 12) - 1)];
 }

@@ -55,8 +55,9 @@ public:
     /// belong, are foreign, have no frames, or are out of order; reading continues after each. If
     /// `path` is a single frame, the index has one pipe, one task and one frame, which keeps its
     /// position among its neighbours. If the file system reports no entry types, the type of each
-    /// entry is read separately, and a problem says that the library would not see these folders.
-    /// The only error is that there is no pipe `pipe`; its `found` names the existing pipes.
+    /// entry is read separately, and a problem reports that the library would not see these
+    /// folders. The only error is that there is no pipe `pipe`; its `found` names the existing
+    /// pipes.
     static Result<TreeIndex> read(const TreePath& path, std::optional<int> pipe = std::nullopt);
 
     const TreePath& path() const { return path_; }

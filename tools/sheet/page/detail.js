@@ -188,7 +188,7 @@ function stepOf(row) {
   return step === '0' ? '' : step || (row.a === row.b ? '' : '≠');
 }
 
-/// Shows what `tyksim diff` says of the two frames.
+/// Shows the differences that `tyksim diff` reports between the two frames.
 function showDifferences(entry) {
   const found = entry.differences;
   const parts = [];

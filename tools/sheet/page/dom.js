@@ -40,7 +40,7 @@ function shortened(text, most) {
   return text.slice(0, Math.ceil(half)) + '…' + text.slice(text.length - Math.floor(half));
 }
 
-/// Lets a screen reader say the text.
+/// Makes a screen reader announce the text.
 function say(text) {
   $('said').textContent = text;
 }

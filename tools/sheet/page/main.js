@@ -35,7 +35,7 @@ function nextFinding() {
   const order = [...state.seen.slice(at + 1), ...state.seen.slice(0, at + 1)];
   const entry = order.find(e => e.findings.length);
   if (entry) select(entry, true);
-  else say('No frame shown has a finding.');
+  else say('None of the shown frames has a finding.');
 }
 
 /// Goes to the worst frame in view; if `by` is 1, to the one after the selected frame in the order from the
@@ -45,7 +45,7 @@ function stepWorst(by) {
   const order = [...state.seen].sort((x, y) => rankOf(x) - rankOf(y) || x.index - y.index);
   const at = by ? order.indexOf(state.entry) + by : 0;
   if (order[at]) select(order[at], true);
-  else say('There is no worse frame left.');
+  else say('No frame follows in the order from worst to best.');
 }
 
 // ---- Pipe and task
@@ -87,7 +87,7 @@ function openTask(task, entry) {
   if (!$('table').hidden) showTable();
 }
 
-/// Paper has room for all frames, and says what marks and their tooltips say on the screen.
+/// On paper the page has all frames, and has as text what marks and their tooltips tell on the screen.
 function printAll(all) {
   Rolling.printing = all;
   const found = all ? state.seen.flatMap(entry => entry.findings.map(finding => [entry, finding])) : [];

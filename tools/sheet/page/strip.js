@@ -28,7 +28,7 @@ function gapOf(entry) {
   return words.join(', ');
 }
 
-/// The words that a screen reader says of a cell beside its visible text.
+/// The words that a screen reader announces for a cell in addition to its visible text.
 function wordsOf(entry) {
   const request = entry.main.request === null ? '' : `request ${entry.main.request}`;
   return [request, captionMeasure().label, ...entry.findings.map(nameOf), sideOf(entry)[1]].filter(Boolean).map(shown).join(', ');
