@@ -1,9 +1,7 @@
 #include "core/File.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,33 +16,8 @@ bool isRegular(int descriptor, struct stat& status) {
     return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-constexpr int kNoFolder = AT_FDCWD;
-
-/// Opens `name` in the folder `at`. A whole path goes to open(), because a desktop's process
-/// redirects device paths there.
-int openAt(int at, const char* name, int flags) {
-    return at == kNoFolder ? ::open(name, flags, 0666) : ::openat(at, name, flags, 0666);
-}
-
-/// openAt() without waiting, except for a lease on a regular file. O_PATH first makes sure that the
-/// leased file is a regular one; the file is then opened through that descriptor.
-int openNow(int at, const char* name, int flags) {
-    const int descriptor = openAt(at, name, flags | O_NONBLOCK);
-    if (descriptor >= 0 || errno != EWOULDBLOCK) return descriptor;
-    const Descriptor leased(openAt(at, name, O_PATH | O_CLOEXEC));
-    struct stat status {};
-    if (!leased.isOpen() || !isRegular(leased.number(), status)) return -1;
-    char path[40];
-    static_cast<void>(std::snprintf(path, sizeof(path), "/proc/self/fd/%d", leased.number()));
-    int opened = -1;
-    do {
-        opened = ::open(path, flags, 0666);
-    } while (opened < 0 && errno == EINTR);
-    return opened;
-}
-
 int openFile(const char* path, const Folder* folder, int flags) {
-    return folder ? folder->open(path, flags) : openNow(kNoFolder, path, flags);
+    return folder ? folder->open(path, flags) : tykcore::openNow(path, flags);
 }
 
 /// Whether the process can spare `descriptor`. The system hands out the lowest free number, so the
@@ -58,21 +31,16 @@ bool isSpared(int descriptor) {
 
 }  // namespace
 
-void Descriptor::close() {
-    if (number_ >= 0) ::close(number_);
-    number_ = -1;
-}
-
 Folder::Folder(std::string path)
-    : path_(std::move(path)), descriptor_(openNow(kNoFolder, path_.c_str(), kFolder)) {
+    : path_(std::move(path)), descriptor_(tykcore::openNow(path_.c_str(), kFolder)) {
     if (descriptor_.isOpen() && !isSpared(descriptor_.number())) descriptor_.close();
 }
 
 int Folder::open(const char* path, int flags) const {
     const size_t length = path_.size();
     const bool isInside = std::strncmp(path, path_.c_str(), length) == 0 && path[length] == '/';
-    if (!descriptor_.isOpen() || !isInside) return openNow(kNoFolder, path, flags);
-    return openNow(descriptor_.number(), path + length + 1, flags);
+    if (!descriptor_.isOpen() || !isInside) return tykcore::openNow(path, flags);
+    return tykcore::openNow(path + length + 1, flags, descriptor_.number());
 }
 
 InputFile::InputFile(const char* path, const Folder* folder)

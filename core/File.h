@@ -1,37 +1,14 @@
 // File access for the library: direct transfers from or to memory, without a buffer in between.
 //
-// Opening does not wait: a FIFO without a peer would otherwise block the camera for ever. The
-// exception is a regular file on which another process holds a lease: opening it waits until the
-// holder releases the lease or the system breaks it.
-//
 // Threads: one thread at a time uses an object; several may open files through one Folder at once.
 // Errors: std::bad_alloc from the constructor of Folder alone.
 #pragma once
 
+#include "core/Descriptor.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <utility>
-
-/// Owns a file descriptor and closes it.
-class Descriptor {
-public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(number_, other.number_);
-        return *this;
-    }
-
-    bool isOpen() const { return number_ >= 0; }
-    int number() const { return number_; }
-    void close();
-
-private:
-    int number_;
-};
 
 /// Holds a folder open, so that the system resolves the folder's path once and opens its files by
 /// name. When fewer than 64 descriptors are left below the process's limit, the folder is not held,
@@ -45,7 +22,7 @@ public:
 
 private:
     const std::string path_;
-    Descriptor descriptor_;
+    tykcore::Descriptor descriptor_;
 };
 
 /// A regular file open for reading. Anything else (folder, FIFO, device) counts as a file that
@@ -71,7 +48,7 @@ public:
     bool failed() const { return failed_; }
 
 private:
-    Descriptor descriptor_;
+    tykcore::Descriptor descriptor_;
     int64_t size_ = 0;
     bool failed_ = false;
 };
@@ -89,6 +66,6 @@ public:
     void write(const void* data, size_t size);
 
 private:
-    Descriptor descriptor_;
+    tykcore::Descriptor descriptor_;
     bool failed_ = false;
 };

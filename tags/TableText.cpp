@@ -1,9 +1,10 @@
 #include "tags/TableText.h"
 
+#include "core/Descriptor.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <memory>
 #include <poll.h>
 #include <sys/stat.h>
@@ -21,12 +22,7 @@ constexpr int kPipePatience = 10000;  // milliseconds
 class Source {
 public:
     explicit Source(const std::string& path)
-        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
-    ~Source() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-    }
-    Source(const Source&) = delete;
-    Source& operator=(const Source&) = delete;
+        : descriptor_(tykcore::openNow(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {}
 
     // Checks the kind of the file.
     Status examine(TableSource allowed) const;
@@ -34,12 +30,12 @@ public:
     Status readMore(std::string& text, bool& done) const;
 
 private:
-    int descriptor_;
+    tykcore::Descriptor descriptor_;
 };
 
 Status Source::examine(TableSource allowed) const {
     struct stat status {};
-    if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) {
+    if (!descriptor_.isOpen() || ::fstat(descriptor_.number(), &status) != 0) {
         return flaw("a tag table", "no readable file", systemReason(errno));
     }
     if (S_ISREG(status.st_mode)) return {};
@@ -50,13 +46,13 @@ Status Source::examine(TableSource allowed) const {
 }
 
 Status Source::readMore(std::string& text, bool& done) const {
-    pollfd waiting{descriptor_, POLLIN, 0};
+    pollfd waiting{descriptor_.number(), POLLIN, 0};
     if (::poll(&waiting, 1, kPipePatience) == 0) {
         return flaw("a tag table",
                     "a pipe without data for " + std::to_string(kPipePatience / 1000) + " seconds");
     }
     std::array<char, 16384> part{};
-    const ssize_t count = ::read(descriptor_, part.data(), part.size());
+    const ssize_t count = ::read(descriptor_.number(), part.data(), part.size());
     if (count < 0 && errno != EINTR && errno != EAGAIN) {
         return flaw("a tag table", "no bytes", systemReason(errno));
     }

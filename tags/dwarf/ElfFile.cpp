@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <elfutils/libdwelf.h>
-#include <fcntl.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -55,17 +54,6 @@ std::string hexadecimal(const uint8_t* bytes, size_t count) {
     return text;
 }
 
-Descriptor::Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-}
-
-Descriptor::~Descriptor() {
-    if (number_ >= 0) ::close(number_);
-}
-
 Problem ElfFile::flaw(std::string expected, std::string found, std::string reason) const {
     return {path_, std::move(expected), std::move(found), std::move(reason)};
 }
@@ -82,10 +70,10 @@ Result<ElfFile> ElfFile::open(const std::string& path) {
 }
 
 Status ElfFile::openFile() {
-    // Does not wait for the writer of a FIFO.
-    descriptor_ = Descriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    descriptor_ =
+        tykcore::Descriptor(tykcore::openNow(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     struct stat status {};
-    if (descriptor_.number() < 0 || ::fstat(descriptor_.number(), &status) != 0) {
+    if (!descriptor_.isOpen() || ::fstat(descriptor_.number(), &status) != 0) {
         return flaw("an ELF file", "no readable file", systemReason(errno));
     }
     if (S_ISDIR(status.st_mode)) return flaw("an ELF file", systemReason(EISDIR));

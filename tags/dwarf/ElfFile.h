@@ -2,6 +2,7 @@
 // time. Errors: std::bad_alloc.
 #pragma once
 
+#include "core/Descriptor.h"
 #include "tags/Problem.h"
 
 #include <cstdint>
@@ -11,20 +12,6 @@
 #include <string>
 
 namespace tyktags {
-
-/// Owns a file descriptor and closes it.
-class Descriptor {
-public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept;
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    ~Descriptor();
-
-    int number() const { return number_; }
-
-private:
-    int number_;
-};
 
 std::string hexadecimal(const uint8_t* bytes, size_t count);
 
@@ -66,7 +53,7 @@ private:
     Problem flaw(std::string expected, std::string found, std::string reason = "") const;
 
     std::string path_;
-    Descriptor descriptor_;
+    tykcore::Descriptor descriptor_;
     std::unique_ptr<Elf, Close> elf_;
     GElf_Ehdr header_{};
     std::string buildId_;

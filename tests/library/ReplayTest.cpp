@@ -1,9 +1,8 @@
 // Tests of the entry points of a replay, and of files that change or are under a lease meanwhile.
 // The corpus of frame_folder tests how the three loaders read a folder.
+#include "tests/support/Lease.h"
 #include "tests/support/TestDevice.h"
 
-#include <csignal>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -92,26 +91,16 @@ TEST_F(Replay, BlocksAreFreedLastToFirst) {
 
 TEST_F(Replay, WaitsForALeaseOnAFile) {
     write(at + kBlockFile, "abc");
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGIO);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    const int holder = ::open(host(at + kBlockFile).c_str(), O_RDWR | O_CLOEXEC);
-    if (fcntl(holder, F_SETLEASE, F_WRLCK) != 0) GTEST_SKIP() << "no leases on this disk";
-    std::thread keeper([&] {
-        int signal = 0;
-        sigwait(&signals, &signal);
-        fcntl(holder, F_SETLEASE, F_UNLCK);
-    });
     Strings open;
-    tykhost::takeLogLines([&](const tykhost::LogLine& line) {
-        if (line.text.find("malloc block") == 0) open = openFiles();
-    });
-    loadParams();
-    tykhost::takeLogLines(nullptr);
-    kill(getpid(), SIGIO);  // ends the wait if no thread opened the file
-    keeper.join();
-    close(holder);
+    {
+        const Lease lease(host(at + kBlockFile));
+        if (!lease.isHeld()) GTEST_SKIP() << "no leases on this disk";
+        tykhost::takeLogLines([&](const tykhost::LogLine& line) {
+            if (line.text.find("malloc block") == 0) open = openFiles();
+        });
+        loadParams();
+        tykhost::takeLogLines(nullptr);
+    }
     EXPECT_EQ(open, Strings({folder, at + kBlockFile, at + kBlockFile}));
     EXPECT_EQ(published(), Strings({"2/1/5/9 [abc]"}));
 }

@@ -1,4 +1,5 @@
 // Runs tyksim like a user. Each row of a table is a test.
+#include "tests/support/Lease.h"
 #include "tests/tool/ToolRun.h"
 
 #include <gtest/gtest.h>
@@ -52,6 +53,27 @@ INSTANTIATE_TEST_SUITE_P(Selection, Tool, testing::ValuesIn(selectionRows()), na
 INSTANTIATE_TEST_SUITE_P(Processor, Tool, testing::ValuesIn(processorRows()), nameOf);
 INSTANTIATE_TEST_SUITE_P(ProcessorEnds, Tool, testing::ValuesIn(processorEndRows()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Tags, Tool, testing::ValuesIn(tagsRows()), nameOf);
+
+/// A row, and the file on which this process holds a lease meanwhile.
+class LeasedInput : public testing::TestWithParam<std::pair<const char*, Row>> {};
+
+TEST_P(LeasedInput, IsWaitedFor) {
+    const auto& [name, row] = GetParam();
+    const ToolFolder folder;
+    writeAll(folder.path() / "base/values", "frame,total_gain\n1,5\n");
+    const Lease lease(folder.path() / name);
+    if (!lease.isHeld()) GTEST_SKIP() << "no leases on this disk";
+    folder.run(row);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, LeasedInput,
+    testing::Values(std::pair("base/tags.xml", Row{"TagTable", "tyksim info base"}),
+                    std::pair("base/values", Row{"Values", "tyksim record p --values base/values"}),
+                    std::pair("base/values", Row{"Library",
+                                                 "fails 1 tyksim tags types --elf base/values",
+                                                 {"a file of another kind"}})),
+    [](const auto& each) { return each.param.second.name; });
 
 }  // namespace
 }  // namespace tooltest

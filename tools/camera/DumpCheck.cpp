@@ -1,6 +1,6 @@
 #include "tools/camera/DumpCheck.h"
 
-#include "core/File.h"
+#include "core/Descriptor.h"
 #include "core/Globals.h"
 #include "core/TreeNames.h"
 #include "host/DeviceRoot.h"
@@ -41,7 +41,8 @@ std::optional<uint64_t> fileSize(const std::string& path) {
 /// system tells without writing; else 0. The file need not exist. Another recorder may use it too,
 /// so it is not changed.
 int expectedError(const std::string& path, uint64_t lacking) {
-    const Descriptor file(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const tykcore::Descriptor file(
+        ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.isOpen() && errno != ENOENT) return errno;
     const std::string folder = std::filesystem::path(path).parent_path().string();
     if (!file.isOpen() && ::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {

@@ -1,7 +1,7 @@
 // Allows only one recorder at a time in a pipe's folder.
 #pragma once
 
-#include "core/File.h"
+#include "core/Descriptor.h"
 
 #include <string>
 
@@ -15,7 +15,7 @@ public:
     explicit PipeLock(const std::string& folder);
 
 private:
-    Descriptor descriptor_;
+    tykcore::Descriptor descriptor_;
 };
 
 }  // namespace tyksim

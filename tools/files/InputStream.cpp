@@ -40,7 +40,8 @@ std::string inputName(const std::string& path) {
 
 InputStream::InputStream(const std::string& path) : name_(inputName(path)) {
     if (path != kStandardInput) {
-        opened_ = Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+        opened_ =
+            tykcore::Descriptor(tykcore::openNow(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
         if (!opened_.isOpen()) fail({path, "", "", "cannot be opened: " + systemReason(errno)});
         descriptor_ = opened_.number();
     }

@@ -1,7 +1,7 @@
 // Reads input once and in order: a file, a FIFO or standard input.
 #pragma once
 
-#include "core/File.h"
+#include "core/Descriptor.h"
 #include "tags/Problem.h"
 
 #include <cstddef>
@@ -44,7 +44,7 @@ private:
     size_t receive(uint8_t* out, size_t size);
 
     std::string name_;
-    Descriptor opened_;
+    tykcore::Descriptor opened_;
     int descriptor_ = 0;
     tyktags::Status status_;
     std::vector<uint8_t> ahead_;  ///< read for a line but not returned yet

@@ -1,6 +1,6 @@
 #include "tools/files/OutputMark.h"
 
-#include "core/File.h"
+#include "core/Descriptor.h"
 #include "tools/console/Console.h"
 #include "tools/files/CloneFile.h"
 #include "tools/files/Unfinished.h"
@@ -161,7 +161,7 @@ public:
     }
 
 private:
-    Descriptor descriptor_;
+    tykcore::Descriptor descriptor_;
     off_t size_ = -1;
 };
 

@@ -1,6 +1,6 @@
 #include "tools/files/Unfinished.h"
 
-#include "core/File.h"
+#include "core/Descriptor.h"
 #include "tags/Words.h"
 #include "tools/console/Console.h"
 #include "tools/files/OutputMark.h"
@@ -66,7 +66,8 @@ bool isFolder(const std::string& path) {
 
 /// Whether no process holds its lock.
 bool isLeft(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const tykcore::Descriptor file(
+        ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     return file.isOpen() && ::flock(file.number(), LOCK_EX | LOCK_NB) == 0;
 }
 
