@@ -237,7 +237,9 @@ def test_ctrl_c_ends_the_program_in_order(recorded, tmp_path):
     began, ended = tmp_path / "began", tmp_path / "ended"
     program = tmp_path / "program"
     program.write_text(
-        f"#!/bin/sh\ntrap 'touch {ended}; exit 143' TERM\ntouch {began}\nwhile :; do sleep 0.01; done\n"
+        # The input ends when the call has started the program and waits for it.
+        f"#!/bin/sh\ntrap 'touch {ended}; exit 143' TERM\ncat\ntouch {began}\n"
+        "while :; do sleep 0.01; done\n"
     )
     program.chmod(0o755)
     running = subprocess.Popen(
