@@ -9,22 +9,14 @@ The package has the code of the program ``tyksim``, so both give the same values
 """
 
 from ._core import __version__
+from ._differences import ContentDifference, ImageDifference, PlaneDifference, ValueDifference
 from ._errors import DamagedError, Error
-from ._findings import (
-    ContentDifference,
-    Diff,
-    Finding,
-    Findings,
-    FrameDifference,
-    ImageDifference,
-    PlaneDifference,
-    ValueDifference,
-    diff,
-)
+from ._findings import Finding, Findings
 from ._images import Image
+from ._parameters import Parameter, Parameters
 from ._tracks import Track
+from ._trees import Diff, Frame, FrameDifference, Frames, Task, Tree, diff, open
 from ._values import NamedNumber
-from ._trees import Frame, Frames, Parameter, Parameters, Task, Tree, open
 from ._writing import Writer, record
 
 __all__ = [

@@ -29,22 +29,3 @@ def name_of_value(name: Any) -> str:
     if not isinstance(name, str):
         raise TypeError(f"expected a name, such as 'total_gain', found {name!r}")
     return name
-
-
-class ValuesByName:
-    """What a frame offers on top of ``frame[NAME]``."""
-
-    __slots__ = ()
-
-    def __getitem__(self, name: str) -> Any:
-        raise NotImplementedError
-
-    def get(self, name: str, default: Any = None) -> Any:
-        """The value of a name, or ``default`` if the frame does not have it."""
-        try:
-            return self[name]
-        except KeyError:
-            return default
-
-    def __contains__(self, name: str) -> bool:
-        return self.get(name) is not None

@@ -4,12 +4,9 @@ from __future__ import annotations
 
 import os
 from collections.abc import Iterable
-from typing import IO, TYPE_CHECKING
+from typing import IO
 
 from ._errors import Error
-
-if TYPE_CHECKING:
-    from ._trees import Tree
 
 _FINISHED = (0, 3)  # clean, and finished with findings
 
@@ -68,18 +65,3 @@ def _write(stream: IO[bytes], pieces: Iterable[bytes]) -> None:
                 stream.write(piece)
     except BrokenPipeError:
         pass  # the program reports the reason
-
-
-def selection_options(tree: Tree) -> list[str]:
-    """The path and the options of a command line for the tree's selected frames."""
-    path, tags, pipe, order, stride = tree._options
-    options = {"tags": tags or None, "pipe": pipe, **tree._picked}
-    words = [path]
-    for name, value in options.items():
-        if value is not None:
-            words += [f"--{name}", str(value)]
-    if order != "nv21":
-        words += ["--order", order]
-    if stride:
-        words += ["--stride", str(stride)]
-    return words

@@ -6,17 +6,19 @@ from typing import TYPE_CHECKING, Any, Iterator, Mapping, Optional
 
 import numpy as np
 
+from ._notebook import top_of_table
+
 if TYPE_CHECKING:
     import pandas
 
-    from ._trees import Tree
+    from . import _core
 
     Column = np.ma.MaskedArray[Any, Any]
 
 _ma: Any = np.ma  # numpy has no types for it yet
 
 
-def _masked(data: Any, mask: Any, sides: Optional[list[int]] = None) -> Column:
+def masked(data: Any, mask: Any, sides: Optional[list[int]] = None) -> Column:
     """Makes a column; for texts, ``data`` is a list and ``sides`` the shape of a frame's array."""
     values = data
     if sides is not None:
@@ -54,15 +56,19 @@ class Track(Mapping[str, "Column"]):
     """
 
     def __init__(
-        self, tree: Tree, names: tuple[str, ...], result: tuple[list[Any], list[str]]
+        self,
+        opened: _core.Frames,
+        number_of_tasks: int,
+        names: tuple[str, ...],
+        result: tuple[list[Any], list[str]],
     ) -> None:
         columns, self.problems = result
-        self._tree = tree
-        self._columns = {name: _masked(*column) for name, column in zip(names, columns)}
-        described = tree._frames.table.describe(list(names), tree._frames.tag_names())
+        self._has_several_tasks = number_of_tasks > 1
+        self._columns = {name: masked(*column) for name, column in zip(names, columns)}
+        described = opened.table.describe(list(names), opened.tag_names())
         self.units = {name: unit for name, (unit, _) in zip(names, described)}
         self.labels = {name: labels for name, (_, labels) in zip(names, described)}
-        pipes, tasks, frames, requests, sofs, no_pipe, unnamed = tree._frames.places()
+        pipes, tasks, frames, requests, sofs, no_pipe, unnamed = opened.places()
         self.pipes: Column = _ma.MaskedArray(pipes, no_pipe)
         self.tasks: Column = _ma.MaskedArray(tasks)
         self.frames: Column = _ma.MaskedArray(frames)
@@ -112,7 +118,7 @@ class Track(Mapping[str, "Column"]):
                 indices = "".join(f"[{index}]" for index in place)
                 columns[name + indices] = _series(column[(slice(None), *place)])
         index = None
-        if not places and len(self._tree.tasks) > 1:
+        if not places and self._has_several_tasks:
             index = pandas.MultiIndex.from_arrays(
                 [_series(level) for level in levels.values()], names=list(levels)
             )
@@ -124,9 +130,21 @@ class Track(Mapping[str, "Column"]):
         return f"<tyksim.Track of {', '.join(self.names)} over {len(self.frames)} frames>"
 
     def _repr_html_(self) -> str:
-        from ._notebook import track_html
+        places: list[Any] = [self.tasks, self.frames, self.requests]
+        columns = [*places, *self._columns.values()]
+        return top_of_table(
+            ("task", "frame", "request", *self),
+            range(len(self.frames)),
+            lambda row: [_cell(column[row]) for column in columns],
+            "frames",
+        )
 
-        return track_html(self)
+
+def _cell(value: Any) -> str:
+    """The text of a value for a table."""
+    if value is np.ma.masked:
+        return ""
+    return ", ".join(map(str, value)) if getattr(value, "ndim", 0) else str(value)
 
 
 def _series(column: Column) -> Any:

@@ -1,30 +1,46 @@
-"""Trees, tasks, frames and parameters."""
+"""Trees, tasks and frames, and the differences between them."""
 
 from __future__ import annotations
 
 import os
-from collections.abc import Iterator, Mapping, Sequence
+from collections.abc import Sequence
+from dataclasses import dataclass
 from datetime import datetime
 from typing import TYPE_CHECKING, Any, Optional, Union, overload
 
 from . import _core
-from ._arguments import ValuesByName, name_of_value, threads, whole
+from ._arguments import name_of_value, threads, whole
+from ._differences import (
+    ContentDifference,
+    ImageDifference,
+    ValueDifference,
+    content_differences,
+    image_difference,
+    value_differences,
+)
+from ._errors import DamagedError, Error
+from ._findings import Findings
 from ._images import Image, _Stored
+from ._notebook import paragraph, table, thumbnail, top_of_table
+from ._parameters import Parameter, Parameters
+from ._program import run
 from ._progress import Progress, shown
+from ._tracks import Track, masked
+from ._values import ValuesByName
 
 if TYPE_CHECKING:
-    import numpy as np
-
-    from ._findings import Diff, Findings
-    from ._tracks import Column, Track
+    from ._tracks import Column
 
     Path = Union[str, os.PathLike[str]]
     Ranges = Union[str, int, None]
+    Side = Union["Tree", "Task", "Frame"]
 
 _ORDERS = ("nv21", "nv12")
 _MOST_STRIDE = 1 << 20
 _MOST_PIPE = (1 << 31) - 1
 _MOST_TASK = (1 << 32) - 1
+_THUMBNAILS = 8
+_MOST_CHECKED = 1000  # frames; checking more would delay the display in a notebook
 
 
 def open(
@@ -188,15 +204,13 @@ class Tree:
         Raises:
             KeyError: a name is unknown; the text has the most similar names.
         """
-        from ._tracks import Track
-
         if damaged not in ("raise", "mask"):
             raise ValueError(f"damaged: expected 'raise' or 'mask', found {damaged!r}")
         result = self._frames.track(
             [name_of_value(name) for name in names], damaged == "mask", threads(jobs),
             shown(progress, "read"),
         )
-        return Track(self, names, result)
+        return Track(self._frames, len(self._tasks), names, result)
 
     def array(self, tag: str, *, jobs: int = 0, progress: Progress = False) -> Column:
         """The values of a fixed-size tag as a masked structured array of shape (N,).
@@ -209,9 +223,7 @@ class Tree:
             ValueError: the tag is a block or has no fields in the tag table.
             DamagedError: the size of a file is not that of the tag.
         """
-        from ._tracks import _masked
-
-        return _masked(
+        return masked(
             *self._frames.records(name_of_value(tag), threads(jobs), shown(progress, "read"))
         )
 
@@ -222,14 +234,10 @@ class Tree:
             deep: read the contents of all files, too.
             jobs, progress: as for track().
         """
-        from ._findings import Findings
-
         return Findings(self._frames.check(deep, threads(jobs), shown(progress, "checked")))
 
-    def diff(self, other: Union[Tree, Task, Frame], **options: Any) -> Diff:
+    def diff(self, other: Side, **options: Any) -> Diff:
         """Compares the tree with another one; see tyksim.diff()."""
-        from ._findings import diff
-
         return diff(self, other, **options)
 
     def sheet(
@@ -245,9 +253,7 @@ class Tree:
         Runs the program tyksim. Raises tyksim.Error, with the program's message, if it fails, and
         ValueError if ``against`` has another selection.
         """
-        from ._program import run, selection_options
-
-        words = ["sheet", *selection_options(self), "-o", os.path.abspath(path)]
+        words = ["sheet", *self._selection_options(), "-o", os.path.abspath(path)]
         if isinstance(against, Tree):
             if against._picked and against._picked != self._picked:
                 raise ValueError(f"against: expected a whole tree, found {against!r}")
@@ -259,6 +265,20 @@ class Tree:
         run(words)
         return self.check()
 
+    def _selection_options(self) -> list[str]:
+        """The path and the options of a command line for the selected frames."""
+        path, tags, pipe, order, stride = self._options
+        options = {"tags": tags or None, "pipe": pipe, **self._picked}
+        words = [path]
+        for name, value in options.items():
+            if value is not None:
+                words += [f"--{name}", str(value)]
+        if order != "nv21":
+            words += ["--order", order]
+        if stride:
+            words += ["--stride", str(stride)]
+        return words
+
     def __len__(self) -> int:
         """Number of frames."""
         return len(self._frames)
@@ -268,9 +288,20 @@ class Tree:
         return f"<tyksim.Tree {self.path} {self.kind}{picked}: {len(self)} frames>"
 
     def _repr_html_(self) -> str:
-        from ._notebook import tree_html
-
-        return tree_html(self)
+        step = max(1, -(-len(self) // _THUMBNAILS))
+        checked = len(self) <= _MOST_CHECKED
+        return (
+            paragraph(f"{len(self)} frames", title=self.path)
+            + top_of_table(
+                ("pipe", "task", "folder", "recorded", "frames"),
+                self._tasks,
+                lambda task: (task.pipe, task.position, task.name, task.time, len(task)),
+                "tasks",
+            )
+            + "<div>" + "".join(frame._thumbnail() for frame in self.frames[::step]) + "</div>"
+            + (self.check()._repr_html_() if checked
+               else paragraph("Call check() to see the findings."))
+        )
 
 
 class Task:
@@ -452,8 +483,6 @@ class Frame(ValuesByName):
         if self._image is None:
             entry = self._tree._frames.image(self._index)
             if entry is None:
-                from ._errors import DamagedError
-
                 raise DamagedError(self.path, "an image", "none")
             order, stride = self._tree._options[3:5]
             self._image = Image._of(_Stored(entry, stride, order))
@@ -475,107 +504,154 @@ class Frame(ValuesByName):
         )
 
     def _repr_html_(self) -> str:
-        from ._notebook import frame_html
+        heads = ("parameter", "id", "camera", "kind", "bytes")
+        rows = [
+            (parameter.tag, parameter.id, parameter.camera, parameter.kind, parameter.size)
+            for parameter in self.parameters.all()
+        ]
+        place = f"frame {self.position} of task {self.task}, request {self.request}, sof {self.sof}"
+        return paragraph(place) + (self._thumbnail() or paragraph("No image.")) + table(heads, rows)
 
-        return frame_html(self)
+    def _thumbnail(self) -> str:
+        """A small picture for a notebook; "" if the frame has no readable image."""
+        try:
+            return thumbnail(self.image, f"frame {self.position}, request {self.request}")
+        except (Error, ValueError):
+            return ""
 
 
-class Parameter:
-    """One parameter file.
+@dataclass(frozen=True)
+class FrameDifference:
+    """Two matched frames that differ, or a frame without a match.
 
     Attributes:
-        tag: name of the tag.
-        id: of the tag; None if the tag table does not have it.
-        camera, pipe_type, sof: from the file's name.
-        kind: "fixed" or "block".
-        path: of the file.
-        size: bytes.
+        a, b: the frames; None if the side has none.
+        tags: parameters that differ.
+        scene: values of the scene record that differ.
+        images: images that differ.
+        files: other files that differ.
+        names: pairs of different names of matched files.
+        moved: whether the frames have different places in the order of frames.
+        problems: messages about data that could not be read.
     """
 
-    __slots__ = ("_bytes", "_table", "camera", "id", "kind", "path", "pipe_type", "size", "sof",
-                 "tag")
-
-    def __init__(
-        self,
-        table: _core.Table,
-        tag: str,
-        id: Optional[int],
-        camera: int,
-        pipe_type: int,
-        sof: int,
-        kind: str,
-        path: str,
-        size: int,
-    ) -> None:
-        self._table = table
-        self._bytes: Optional[bytes] = None
-        self.tag = tag
-        self.id = id
-        self.camera = camera
-        self.pipe_type = pipe_type
-        self.sof = sof
-        self.kind = kind
-        self.path = path
-        self.size = size
+    a: Optional[Frame]
+    b: Optional[Frame]
+    tags: list[ContentDifference]
+    scene: list[ValueDifference]
+    images: list[ImageDifference]
+    files: list[ContentDifference]
+    names: list[tuple[str, str]]
+    moved: bool
+    problems: list[str]
 
     @property
-    def bytes(self) -> bytes:
-        """The value. Raises DamagedError if the file cannot be read."""
-        if self._bytes is None:
-            self._bytes = _core.Frames.read_file(self.path)
-        return self._bytes
+    def image(self) -> Optional[ImageDifference]:
+        """The first image that differs; None if no image differs."""
+        return self.images[0] if self.images else None
 
-    @property
-    def fields(self) -> dict[str, Any]:
-        """The values of the tag table's fields, by name; empty if it has none.
-
-        Raises DamagedError if the file is too short for a field.
-        """
-        return self._table.fields(self.tag, self.bytes, self.path)
-
-    def __getitem__(self, field: str) -> Any:
-        return self._table.decode(f"{self.tag}.{field}", self.bytes, [self.tag])
-
-    def __len__(self) -> int:
-        return self.size
-
-    def __repr__(self) -> str:
-        return f"<tyksim.Parameter {self.tag}: {self.size} bytes, camera {self.camera}>"
+    def _row(self) -> tuple[object, ...]:
+        """The cells of the display in a notebook."""
+        frame = self.a or self.b
+        plane = self.image.y if self.image else None
+        names = [part.name for part in self.tags] + [value.name for value in self.scene]
+        names += [file.name for file in self.files]
+        return (
+            frame.task if frame else None,
+            frame.position if frame else None,
+            "both" if self.a and self.b else "A alone" if self.a else "B alone",
+            f"{plane.psnr:.2f} dB" if plane else "",
+            ", ".join(names),
+        )
 
 
-class Parameters(Mapping[str, Parameter]):
-    """The parameter files of a frame by tag name.
+@dataclass(frozen=True)
+class Diff:
+    """The differences that ``tyksim diff`` reports between two trees, tasks or frames.
 
-    If a frame has several files of one tag (cameras, pipe types), a name stands for the first one;
-    all() returns each.
+    Attributes:
+        same: whether all frames of both sides have a match, were read, and are equal.
+        matched: number of frames that both sides have.
+        frames: the pairs that differ, in order.
+        tuning: tuning copies that differ.
     """
 
-    __slots__ = ("_first", "_list", "_path")
+    matched: int
+    frames: list[FrameDifference]
+    tuning: list[ContentDifference]
 
-    def __init__(self, path: str, parameters: list[Parameter]) -> None:
-        self._path = path
-        self._list = parameters
-        self._first: dict[str, Parameter] = {}
-        for parameter in parameters:
-            self._first.setdefault(parameter.tag, parameter)
+    @property
+    def same(self) -> bool:
+        return self.matched > 0 and not self.frames and not self.tuning
 
-    def all(self, tag: Optional[str] = None) -> list[Parameter]:
-        """Every file, or every file of a tag."""
-        return [parameter for parameter in self._list if tag in (None, parameter.tag)]
-
-    def __getitem__(self, tag: str) -> Parameter:
-        try:
-            return self._first[tag]
-        except KeyError:
-            nearest = _core.nearest(tag, list(self._first))
-            advice = f"; nearest: {', '.join(nearest)}" if nearest else ""
-            raise KeyError(f"{self._path}: no parameter {tag}{advice}") from None
-
-    def __iter__(self) -> Iterator[str]:
-        return iter(self._first)
-
-    def __len__(self) -> int:
-        return len(self._first)
+    def __bool__(self) -> bool:
+        """Whether there is a difference."""
+        return not self.same
 
     def __repr__(self) -> str:
-        return f"<tyksim.Parameters {', '.join(self._first)}>"
+        if self.same:
+            return f"<tyksim.Diff: {self.matched} frames, the same>"
+        return f"<tyksim.Diff: {self.matched} frames matched, {len(self.frames)} not the same>"
+
+    def _repr_html_(self) -> str:
+        if self.same:
+            return paragraph(f"{self.matched} frames, the same.")
+        heads = ("task", "frame", "in", "luma PSNR", "values and files")
+        return paragraph(
+            f"{self.matched} frames matched, {len(self.frames)} not the same."
+        ) + top_of_table(heads, self.frames, FrameDifference._row, "frames")
+
+
+def _tree(name: str, side: Side) -> Tree:
+    """The tree of a side; a task or a frame is a tree too."""
+    if isinstance(side, Tree):
+        return side
+    if not isinstance(side, (Task, Frame)):
+        raise TypeError(f"{name}: expected a tree, a task or a frame, found {side!r}")
+    _, tags, _, order, stride = side._tree._options
+    tree = Tree(side.path, tags or side._tree.tags_path or "", None, order, stride)
+    if isinstance(side, Task) and side._tree._picked:
+        return tree.select(frames=",".join(str(frame.position) for frame in side.frames))
+    return tree
+
+
+def diff(
+    a: Side,
+    b: Side,
+    *,
+    match: str = "request",
+    tolerance: int = 0,
+    ignore: Sequence[str] = (),
+    jobs: int = 0,
+    progress: Progress = False,
+) -> Diff:
+    """Compares two trees, tasks or frames.
+
+    Args:
+        match: how frames are matched: by "request" id or by "order".
+        tolerance: samples that differ by at most this number count as equal, 0 to 255.
+        ignore: names to leave out of the comparison: TAG, TAG.field, a field of the scene record,
+            "image", or "sof" for the sof ids in names of files.
+        jobs: number of threads; 0 means one per core.
+        progress: True writes a line to standard error; a function gets (done, of).
+    """
+    if match not in ("request", "order"):
+        raise ValueError(f"match: expected 'request' or 'order', found {match!r}")
+    one, other = _tree("a", a), _tree("b", b)
+    order, stride = one._options[3:5]
+    matched, pairs, tuning = _core.diff(
+        one._frames, other._frames, match == "order", whole("tolerance", tolerance, 0, 255),
+        [name_of_value(name) for name in ignore], stride, order == "nv12", threads(jobs),
+        shown(progress, "compared"),
+    )
+    frames = [
+        FrameDifference(
+            None if first is None else Frame(one, first),
+            None if second is None else Frame(other, second),
+            content_differences(tags), value_differences(scene),
+            [image_difference(image) for image in images], content_differences(files), names,
+            moved, problems,
+        )
+        for first, second, tags, scene, images, files, names, moved, problems in pairs
+    ]
+    return Diff(matched, frames, content_differences(tuning))

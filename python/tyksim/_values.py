@@ -1,6 +1,8 @@
-"""Numbers with names."""
+"""Numbers with names, and values by name."""
 
 from __future__ import annotations
+
+from typing import Any
 
 
 class NamedNumber(int):
@@ -24,3 +26,22 @@ class NamedNumber(int):
         return f"{self.name} ({int(self)})" if self.name else str(int(self))
 
     __str__ = __repr__
+
+
+class ValuesByName:
+    """What a frame offers on top of ``frame[NAME]``."""
+
+    __slots__ = ()
+
+    def __getitem__(self, name: str) -> Any:
+        raise NotImplementedError
+
+    def get(self, name: str, default: Any = None) -> Any:
+        """The value of a name, or ``default`` if the frame does not have it."""
+        try:
+            return self[name]
+        except KeyError:
+            return default
+
+    def __contains__(self, name: str) -> bool:
+        return self.get(name) is not None

@@ -16,10 +16,13 @@ import numpy as np
 from . import _core
 from ._arguments import name_of_value
 from ._images import Image
+from ._program import feed
+from ._trees import Tree
+from ._trees import open as open_tree
 
 if TYPE_CHECKING:
     from ._images import ImageLike
-    from ._trees import Frame, Path, Tree
+    from ._trees import Frame, Path
 
     Values = Union[Mapping[str, Sequence[Any]], Iterable[Mapping[str, Any]]]
 
@@ -124,8 +127,6 @@ class Writer:
     """
 
     def __init__(self, path: Path, like: Tree) -> None:
-        from ._trees import Tree
-
         if not isinstance(like, Tree):
             raise TypeError(f"like: expected a tree, found {like!r}")
         self._path = os.fspath(path)
@@ -273,9 +274,6 @@ def record(
     import json
     import shutil
     import tempfile
-
-    from ._program import feed
-    from ._trees import open as open_tree
 
     target = os.path.abspath(os.fspath(path))
     _refuse_existing(target)

@@ -18,8 +18,10 @@ from typing import TYPE_CHECKING, Any, Callable, Iterator, Mapping, NamedTuple, 
 import numpy as np
 
 from . import _core
-from ._arguments import ValuesByName, name_of_value
+from ._arguments import name_of_value
 from ._images import Image
+from ._parameters import ByTag
+from ._values import ValuesByName
 from ._writing import setting
 
 if TYPE_CHECKING:
@@ -151,32 +153,11 @@ class Value:
         return f"<tyksim.processor.Value {self.tag}: {len(self.bytes)} bytes>"
 
 
-class Values(Mapping[str, Value]):
+class Values(ByTag[Value]):
     """The parameters of a frame by tag name; if a tag has several, its name stands for the first."""
 
     def __init__(self, values: list[Value]) -> None:
-        self._list = values
-        self._first: dict[str, Value] = {}
-        for value in values:
-            self._first.setdefault(value.tag, value)
-
-    def all(self, tag: Optional[str] = None) -> list[Value]:
-        """Every parameter, or every parameter of a tag."""
-        return [value for value in self._list if tag in (None, value.tag)]
-
-    def __getitem__(self, tag: str) -> Value:
-        try:
-            return self._first[tag]
-        except KeyError:
-            nearest = _core.nearest(tag, list(self._first))
-            advice = f"; nearest: {', '.join(nearest)}" if nearest else ""
-            raise KeyError(f"the frame has no parameter {tag}{advice}") from None
-
-    def __iter__(self) -> Iterator[str]:
-        return iter(self._first)
-
-    def __len__(self) -> int:
-        return len(self._first)
+        super().__init__(values, "the frame has no parameter")
 
 
 class Frame(ValuesByName):
