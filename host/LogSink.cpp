@@ -1,11 +1,11 @@
 #include "host/LogSink.h"
 
 #include "platform/Log.h"
+#include "tags/Digits.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -13,8 +13,8 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace tykhost {
@@ -57,10 +57,8 @@ int thresholdFromEnvironment() {
     constexpr int kFailures = 1;
     const char* text = std::getenv("TYKSIM_LOG_LEVEL");
     if (text == nullptr) return kFailures;
-    const char* end = text + std::strlen(text);
-    int level = 0;
-    const auto [stop, error] = std::from_chars(text, end, level);
-    return error == std::errc() && stop == end ? std::max(level, 0) : kFailures;
+    const std::optional<int> level = tyktags::parseDigits<int>(text);
+    return level ? std::max(*level, 0) : kFailures;
 }
 
 int thresholdInForce() {

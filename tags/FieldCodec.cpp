@@ -1,6 +1,7 @@
 #include "tags/FieldCodec.h"
 
 #include "core/Unaligned.h"
+#include "tags/Digits.h"
 #include "tags/NearestNames.h"
 #include "tags/Words.h"
 
@@ -52,15 +53,6 @@ void readReal(const char* text, char** end, float& number) {
 
 void readReal(const char* text, char** end, double& number) {
     number = std::strtod(text, end);
-}
-
-template <typename Integer>
-std::optional<Integer> parseDigits(std::string_view text) {
-    Integer number{};
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end) return std::nullopt;
-    return number;
 }
 
 // The exponent of a decimal, from its mark on: "e+16". 0 if there is none.

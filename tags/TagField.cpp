@@ -1,10 +1,10 @@
 #include "tags/TagField.h"
 
+#include "tags/Digits.h"
 #include "tags/NearestNames.h"
 #include "tags/Words.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <type_traits>
 #include <utility>
@@ -26,20 +26,12 @@ uint64_t product(const std::vector<uint32_t>& factors) {
     return result;
 }
 
-template <typename Number>
-bool parseAll(std::string_view text, Number& number) {
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end;
-}
-
 // Removes an index such as "[2]" from the end of `name` and returns it; none if there is no index.
 std::optional<uint32_t> takeIndex(std::string_view& name) {
     const size_t open = name.rfind('[');
     if (open == std::string_view::npos || name.back() != ']') return std::nullopt;
-    uint32_t index = 0;
-    if (!parseAll(name.substr(open + 1, name.size() - open - 2), index)) return std::nullopt;
-    name = name.substr(0, open);
+    const auto index = parseDigits<uint32_t>(name.substr(open + 1, name.size() - open - 2));
+    if (index) name = name.substr(0, open);
     return index;
 }
 
@@ -129,10 +121,8 @@ WholeNumber WholeNumber::of(int64_t number) {
 }
 
 std::optional<WholeNumber> WholeNumber::parse(std::string_view text) {
-    int64_t negative = 0;
-    uint64_t natural = 0;
-    if (parseAll(text, natural)) return of(natural);
-    if (parseAll(text, negative)) return of(negative);
+    if (const auto natural = parseDigits<uint64_t>(text)) return of(*natural);
+    if (const auto negative = parseDigits<int64_t>(text)) return of(*negative);
     return std::nullopt;
 }
 

@@ -1,6 +1,7 @@
 // Reads and writes tag tables as XML files.
 #include "tags/TagTable.h"
 
+#include "tags/Digits.h"
 #include "tags/NearestNames.h"
 #include "tags/TableRules.h"
 #include "tags/TableText.h"
@@ -10,8 +11,8 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
-#include <charconv>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -35,16 +36,17 @@ Problem inFile(const std::string& path, Problem problem) {
     return problem;
 }
 
+// Parses all of the text as an integer and stores it.
 template <typename Number>
-bool parseNumber(std::string_view text, int base, Number& number) {
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number, base);
-    return error == std::errc() && stop == end;
+bool parseNumber(std::string_view text, Number& number, int base = 10) {
+    const std::optional<Number> parsed = parseDigits<Number>(text, base);
+    if (parsed) number = *parsed;
+    return parsed.has_value();
 }
 
 bool parseId(std::string_view text, uint32_t& id) {
     const bool hexadecimal = text.substr(0, 2) == "0x";
-    return hexadecimal ? parseNumber(text.substr(2), 16, id) : parseNumber(text, 10, id);
+    return hexadecimal ? parseNumber(text.substr(2), id, 16) : parseNumber(text, id);
 }
 
 bool parseKind(std::string_view text, TagKind& kind) {
@@ -64,7 +66,7 @@ bool parseType(std::string_view text, FieldType& type) {
 bool parseDimensions(std::string_view text, std::vector<uint32_t>& dimensions) {
     while (true) {
         const size_t end = std::min(text.find('x'), text.size());
-        if (!parseNumber(text.substr(0, end), 10, dimensions.emplace_back())) return false;
+        if (!parseNumber(text.substr(0, end), dimensions.emplace_back())) return false;
         if (end == text.size()) return true;
         text.remove_prefix(end + 1);
     }
@@ -73,7 +75,7 @@ bool parseDimensions(std::string_view text, std::vector<uint32_t>& dimensions) {
 // A count of 1 means a single number, as tables of version 1 write it.
 bool parseCount(std::string_view text, std::vector<uint32_t>& dimensions) {
     uint32_t count = 0;
-    if (!parseNumber(text, 10, count)) return false;
+    if (!parseNumber(text, count)) return false;
     dimensions.clear();
     if (count != 1) dimensions.push_back(count);
     return true;
@@ -82,8 +84,8 @@ bool parseCount(std::string_view text, std::vector<uint32_t>& dimensions) {
 // Parses "4:3", the lowest bit and the number of bits.
 bool parseBits(std::string_view text, BitRange& bits) {
     const size_t colon = std::min(text.find(':'), text.size());
-    return colon < text.size() && parseNumber(text.substr(0, colon), 10, bits.offset) &&
-           parseNumber(text.substr(colon + 1), 10, bits.width) && bits.width > 0;
+    return colon < text.size() && parseNumber(text.substr(0, colon), bits.offset) &&
+           parseNumber(text.substr(colon + 1), bits.width) && bits.width > 0;
 }
 
 std::string allTypes() {
@@ -118,7 +120,7 @@ constexpr Attribute<TagEntry> kTagAttributes[] = {
      },
      "a name"},
     {"size", true,
-     [](std::string_view value, TagEntry& tag) { return parseNumber(value, 10, tag.size); },
+     [](std::string_view value, TagEntry& tag) { return parseNumber(value, tag.size); },
      "a size from 0 to 2147483647"},
     {"kind", true, [](std::string_view value, TagEntry& tag) { return parseKind(value, tag.kind); },
      R"(the kind "fixed" or "block")"}};
@@ -131,9 +133,7 @@ constexpr Attribute<FieldPart> kFieldAttributes[] = {
      },
      "a name"},
     {"offset", true,
-     [](std::string_view value, FieldPart& part) {
-         return parseNumber(value, 10, part.field.offset);
-     },
+     [](std::string_view value, FieldPart& part) { return parseNumber(value, part.field.offset); },
      "an offset from 0 to 4294967295"},
     {"type", true,
      [](std::string_view value, FieldPart& part) { return parseType(value, part.field.type); },
@@ -311,7 +311,7 @@ void TableFile::parseVersion(const pugi::xml_node& root) {
     const pugi::xml_attribute version = root.attribute("version");
     if (!version) return;
     const std::string_view value = version.value();
-    if (!parseNumber(value, 10, table_.version) || table_.version == 0) {
+    if (!parseNumber(value, table_.version) || table_.version == 0) {
         complain(root, flaw("a version from 1 to 4294967295", quoted(value)));
     }
 }

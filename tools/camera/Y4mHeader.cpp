@@ -1,9 +1,9 @@
 #include "tools/camera/Y4mHeader.h"
 
+#include "tags/Digits.h"
 #include "tags/Words.h"
 
 #include <algorithm>
-#include <charconv>
 #include <fmt/format.h>
 #include <set>
 #include <utility>
@@ -43,21 +43,12 @@ std::string_view takePiece(std::string_view& line) {
     return piece;
 }
 
-/// Parses all of `digits` as a whole number from `least` to `most`.
-std::optional<uint32_t> wholeOf(std::string_view digits, uint32_t least, uint32_t most) {
-    uint32_t number = 0;
-    const char* const end = digits.data() + digits.size();
-    const auto [stop, error] = std::from_chars(digits.data(), end, number);
-    if (error != std::errc() || stop != end || number < least || number > most) return std::nullopt;
-    return number;
-}
-
 /// Both numbers of "30000:1001".
 std::optional<std::pair<uint32_t, uint32_t>> ratioOf(std::string_view text) {
     const size_t colon = text.find(':');
     if (colon == std::string_view::npos) return std::nullopt;
-    const auto first = wholeOf(text.substr(0, colon), 0, UINT32_MAX);
-    const auto second = wholeOf(text.substr(colon + 1), 0, UINT32_MAX);
+    const auto first = tyktags::parseDigits<uint32_t>(text.substr(0, colon));
+    const auto second = tyktags::parseDigits<uint32_t>(text.substr(colon + 1));
     if (!first || !second) return std::nullopt;
     return std::pair(*first, *second);
 }
@@ -109,9 +100,11 @@ private:
     }
 
     static Status takeSide(std::string_view value, std::string_view piece, int most, int& side) {
-        const auto number = wholeOf(value, 1, static_cast<uint32_t>(most));
-        if (!number) return refuse(fmt::format("{0}1 to {0}{1}", piece[0], most), piece);
-        side = static_cast<int>(*number);
+        const auto number = tyktags::parseDigits<int>(value);
+        if (!number || *number < 1 || *number > most) {
+            return refuse(fmt::format("{0}1 to {0}{1}", piece[0], most), piece);
+        }
+        side = *number;
         return {};
     }
 

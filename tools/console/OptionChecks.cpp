@@ -1,12 +1,12 @@
 #include "tools/console/OptionChecks.h"
 
+#include "tags/Digits.h"
 #include "tags/NearestNames.h"
 #include "tools/console/Console.h"
 
 #include <climits>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -30,13 +30,9 @@ ValueCheck wholeNumber(int64_t least, int64_t most) {
                                      ? fmt::format("a whole number, {} or more", least)
                                      : "a whole number";
     return {[=](std::string& given) -> std::string {
-                int64_t number = 0;
-                const char* const end = given.data() + given.size();
-                const auto [stop, error] = std::from_chars(given.data(), end, number);
-                if (error != std::errc() || stop != end || number < least || number > most) {
-                    return refusal(expected, given);
-                }
-                given = fmt::to_string(number);  // the library takes a leading zero for octal
+                const auto number = tyktags::parseDigits<int64_t>(given);
+                if (!number || *number < least || *number > most) return refusal(expected, given);
+                given = fmt::to_string(*number);  // the library takes a leading zero for octal
                 return "";
             },
             ValueCheck::Shown::kRange, range};

@@ -1,12 +1,13 @@
 #include "tools/edit/Ramp.h"
 
+#include "tags/Digits.h"
 #include "tags/FieldCodec.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <fmt/format.h>
+#include <utility>
 
 namespace tyksim {
 
@@ -14,26 +15,18 @@ namespace {
 
 constexpr uint64_t kSignBit = uint64_t{1} << 63;
 
-template <typename Integer>
-bool parse(std::string_view text, Integer& number) {
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end;
-}
-
 bool parseFinite(const std::string& text, double& number) {
     char* end = nullptr;
     number = std::strtod(text.c_str(), &end);
     return !text.empty() && end == text.c_str() + text.size() && std::isfinite(number);
 }
 
-/// Maps an integer to an unsigned number and keeps the order.
-bool parseInteger(std::string_view text, Ramp::Kind kind, uint64_t& number) {
-    if (kind == Ramp::Kind::kUnsigned) return parse(text, number);
-    int64_t integer = 0;
-    if (!parse(text, integer)) return false;
-    number = static_cast<uint64_t>(integer) ^ kSignBit;
-    return true;
+/// Parses an integer and maps it to an unsigned number, which keeps the order.
+std::optional<uint64_t> rankOf(std::string_view text, Ramp::Kind kind) {
+    if (kind == Ramp::Kind::kUnsigned) return tyktags::parseDigits<uint64_t>(text);
+    const auto integer = tyktags::parseDigits<int64_t>(text);
+    if (!integer) return std::nullopt;
+    return static_cast<uint64_t>(*integer) ^ kSignBit;
 }
 
 /// `whole` * part / parts, halves rounded up, without overflow for parts below 2^31.
@@ -49,11 +42,16 @@ std::optional<Ramp> Ramp::make(std::string_view first, std::string_view last, Ki
     ramp.kind_ = kind;
     ramp.first_ = first;
     ramp.last_ = last;
-    const bool good = kind == Kind::kReal ? parseFinite(ramp.first_, ramp.realFirst_) &&
-                                                parseFinite(ramp.last_, ramp.realLast_)
-                                          : parseInteger(first, kind, ramp.integerFirst_) &&
-                                                parseInteger(last, kind, ramp.integerLast_);
-    if (!good) return std::nullopt;
+    if (kind == Kind::kReal) {
+        const bool finite =
+            parseFinite(ramp.first_, ramp.realFirst_) && parseFinite(ramp.last_, ramp.realLast_);
+        return finite ? std::optional<Ramp>(std::move(ramp)) : std::nullopt;
+    }
+    const std::optional<uint64_t> firstRank = rankOf(first, kind);
+    const std::optional<uint64_t> lastRank = rankOf(last, kind);
+    if (!firstRank || !lastRank) return std::nullopt;
+    ramp.integerFirst_ = *firstRank;
+    ramp.integerLast_ = *lastRank;
     return ramp;
 }
 

@@ -1,8 +1,8 @@
 #include "tools/picture/FrameRate.h"
 
+#include "tags/Digits.h"
 #include "tools/console/Console.h"
 
-#include <charconv>
 #include <fmt/format.h>
 #include <string_view>
 
@@ -14,9 +14,9 @@ constexpr uint32_t kMostRate = 1000000;
 
 /// Reads digits from the front of `text`; returns false if there are none or too many.
 bool takeNumber(std::string_view& text, uint32_t& number) {
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || number > kMostRate) return false;
-    text.remove_prefix(static_cast<size_t>(stop - text.data()));
+    const auto taken = tyktags::takeDigits<uint32_t>(text);
+    if (!taken || *taken > kMostRate) return false;
+    number = *taken;
     return true;
 }
 

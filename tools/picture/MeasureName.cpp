@@ -1,10 +1,10 @@
 #include "tools/picture/MeasureName.h"
 
+#include "tags/Digits.h"
 #include "tags/NearestNames.h"
 #include "tags/Words.h"
 
 #include <array>
-#include <charconv>
 #include <fmt/format.h>
 
 namespace tyksim {
@@ -43,13 +43,15 @@ constexpr PlaneText kPlanes[] = {
 std::optional<Region> regionIn(std::string_view text) {
     std::array<int, 4> numbers{};
     for (size_t i = 0; i < numbers.size(); ++i) {
-        const char* const end = text.data() + text.size();
-        const auto [stop, error] = std::from_chars(text.data(), end, numbers[i]);
-        const bool isLast = i + 1 == numbers.size();
-        const bool isEnded = isLast ? stop == end : stop != end && *stop == ',';
-        if (error != std::errc() || !isEnded) return std::nullopt;
-        text.remove_prefix(static_cast<size_t>(stop - text.data()) + (isLast ? 0 : 1));
+        if (i > 0) {
+            if (text.empty() || text.front() != ',') return std::nullopt;
+            text.remove_prefix(1);
+        }
+        const auto number = tyktags::takeDigits<int>(text);
+        if (!number) return std::nullopt;
+        numbers[i] = *number;
     }
+    if (!text.empty()) return std::nullopt;
     const auto [x, y, width, height] = numbers;
     if (x < 0 || y < 0 || width < 1 || height < 1) return std::nullopt;
     return Region{x, y, width, height};

@@ -1,11 +1,11 @@
 #include "tools/picture/PictureOptions.h"
 
+#include "tags/Digits.h"
 #include "tools/console/Console.h"
 #include "tools/console/OptionChecks.h"
 #include "tools/json/Json.h"
 
 #include <array>
-#include <charconv>
 #include <fmt/format.h>
 #include <vector>
 
@@ -75,10 +75,8 @@ constexpr int kMostDivisor = 1024;
 int divisorOf(const std::string& given) {
     constexpr std::string_view start = "1/";
     if (given.compare(0, start.size(), start) != 0) return 0;
-    int divisor = 0;
-    const char* const end = given.data() + given.size();
-    const auto [stop, error] = std::from_chars(given.data() + start.size(), end, divisor);
-    return error == std::errc() && stop == end && divisor <= kMostDivisor ? divisor : 0;
+    const auto divisor = tyktags::parseDigits<int>(given.substr(start.size()));
+    return divisor && *divisor <= kMostDivisor ? *divisor : 0;
 }
 
 /// The check of --scale.

@@ -1,4 +1,5 @@
 // tyksim sheet: makes a page to look at a tree.
+#include "tags/Digits.h"
 #include "tools/console/FindingPrinter.h"
 #include "tools/console/Jobs.h"
 #include "tools/console/OptionChecks.h"
@@ -12,7 +13,6 @@
 #include "tree/read/Escape.h"
 
 #include <algorithm>
-#include <charconv>
 #include <fmt/format.h>
 #include <map>
 #include <memory>
@@ -20,7 +20,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -81,19 +80,16 @@ PixelArea parseArea(const char* option, const std::string& words) {
     PixelArea area;
     const std::pair<int*, std::string_view> parts[] = {
         {&area.width, "x"}, {&area.height, "+"}, {&area.x, "+"}, {&area.y, ""}};
-    const char* at = words.data();
-    const char* const end = at + words.size();
     constexpr int kMost = 1 << 20;  // more than any image has; sums of two fit an int
+    std::string_view rest = words;
     bool valid = true;
     for (const auto& [number, separator] : parts) {
-        const auto [stop, error] = std::from_chars(at, end, *number);
-        const std::string_view rest(stop, static_cast<size_t>(end - stop));
-        valid = valid && error == std::errc() && *number >= 0 && *number <= kMost &&
-                rest.substr(0, separator.size()) == separator;
+        *number = tyktags::takeDigits<int>(rest).value_or(-1);
+        valid = *number >= 0 && *number <= kMost && rest.substr(0, separator.size()) == separator;
         if (!valid) break;
-        at = stop + separator.size();
+        rest.remove_prefix(separator.size());
     }
-    if (valid && at == end && !area.empty()) return area;
+    if (valid && rest.empty() && !area.empty()) return area;
     throw WrongUsage(
         fmt::format("{}: expected WxH+X+Y in pixels such as 256x256+1024+512, found {}", option,
                     shellWord(words)));

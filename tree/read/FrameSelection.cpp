@@ -1,9 +1,9 @@
 #include "tree/read/FrameSelection.h"
 
+#include "tags/Digits.h"
 #include "tags/Words.h"
 
 #include <algorithm>
-#include <charconv>
 #include <functional>
 #include <limits>
 #include <utility>
@@ -15,15 +15,6 @@ namespace {
 constexpr int64_t kLeast = std::numeric_limits<int64_t>::min();
 constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
 
-/// Parses a number.
-std::optional<int64_t> numberIn(std::string_view text) {
-    int64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end) return std::nullopt;
-    return number;
-}
-
 /// Parses a range and returns its ends.
 std::optional<std::pair<int64_t, int64_t>> endsOf(std::string_view piece, int64_t least) {
     const size_t dots = piece.find("..");
@@ -31,8 +22,10 @@ std::optional<std::pair<int64_t, int64_t>> endsOf(std::string_view piece, int64_
     const std::string_view left = isRange ? piece.substr(0, dots) : piece;
     const std::string_view right = isRange ? piece.substr(dots + 2) : piece;
     if (left.empty() && right.empty()) return std::nullopt;
-    const std::optional<int64_t> first = left.empty() ? kLeast : numberIn(left);
-    const std::optional<int64_t> last = right.empty() ? kMost : numberIn(right);
+    const std::optional<int64_t> first =
+        left.empty() ? kLeast : tyktags::parseDigits<int64_t>(left);
+    const std::optional<int64_t> last =
+        right.empty() ? kMost : tyktags::parseDigits<int64_t>(right);
     if (!first || !last || *first > *last) return std::nullopt;
     if ((!left.empty() && *first < least) || *last < least) return std::nullopt;
     return std::make_pair(*first, *last);
