@@ -46,7 +46,7 @@ Rows outOfOrder() {
             {"FramesAndTagsAsJson",
              "tyksim info r --json",
              {R"("time":"02-28T23:59:59.900","width":64,"height":48,"files":22,)",
-              R"("frame":4,"request":7,"sof":11,)", R"("width":0,"height":0,"files":21,)",
+              R"("frame":4,"request":7,"sof":11,)", R"("width":null,"height":null,"files":21,)",
               R"({"tag":"KELV_TAG_WB_GAINS","camera":0,"pipe_type":1,"dump_type":0,"frames":4,)"
               R"("bytes":64})"}},
         });

@@ -50,7 +50,7 @@ std::vector<PickedTask> byTask(const std::vector<FrameRef>& frames) {
 ListedFrame listedFrame(const FrameRef& frame, const tyktree::FrameListing& listing) {
     ListedFrame listed{frame, {}, listing.files().size(), listing.bytes()};
     if (const tyktree::FileEntry* const image = listing.image()) {
-        listed.image = {image->image.width, image->image.height};
+        listed.image = tyktree::Geometry{image->image.width, image->image.height};
     }
     return listed;
 }

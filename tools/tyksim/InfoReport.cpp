@@ -85,14 +85,13 @@ public:
     void add(const ListedFrame& listed) {
         const FrameEntry& frame = *listed.frame.frame;
         const bool named = frame.wellNamed;
-        const bool hasImage = listed.image.width > 0;
         table_.addRow(
             {fmt::to_string(frame.position),
              named ? tyktree::isoTime(frame.parsed.stamp).substr(kTimeOfDay)
                    : tyktree::escaped(frame.name),
              sinceBefore(frame), named ? fmt::to_string(frame.parsed.requestId) : "",
              named ? fmt::to_string(frame.parsed.sofId) : "",
-             hasImage ? fmt::format("{}x{}", listed.image.width, listed.image.height) : "-",
+             listed.image ? fmt::format("{}x{}", listed.image->width, listed.image->height) : "-",
              fmt::to_string(listed.files), fmt::to_string(listed.bytes)});
         before_ = &frame;
     }
@@ -234,8 +233,8 @@ public:
         item["sof"] = entry.wellNamed ? Json(entry.parsed.sofId) : Json();
         addText(item, "path", listed.frame.path());
         item["time"] = entry.wellNamed ? Json(tyktree::isoTime(entry.parsed.stamp)) : Json();
-        item["width"] = listed.image.width;
-        item["height"] = listed.image.height;
+        item["width"] = listed.image ? Json(listed.image->width) : Json();
+        item["height"] = listed.image ? Json(listed.image->height) : Json();
         item["files"] = listed.files;
         item["bytes"] = listed.bytes;
         json_.item(item);

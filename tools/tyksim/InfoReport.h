@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,7 @@ class JsonDocument;
 /// One frame, from the listing of its folder.
 struct ListedFrame {
     tyktree::FrameRef frame;
-    tyktree::Geometry image;  ///< 0 by 0 if there is none
+    std::optional<tyktree::Geometry> image;  ///< of the first image; none without one
     size_t files = 0;
     uint64_t bytes = 0;
 };
