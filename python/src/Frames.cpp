@@ -85,9 +85,8 @@ py::list tasksOf(const Frames& frames) {
 /// Lists a frame's folder. Throws Damaged on failure.
 void list(const FrameRef& frame, tyktree::FrameListing& listing) {
     const Unlocked unlocked;
-    if (listing.read(frame.path())) return;
-    throw Damaged(
-        {frame.path(), "a folder that can be listed", "", tyktags::systemReason(listing.error())});
+    const tyktags::Status& listed = listing.read(frame.path());
+    if (!listed.ok()) throw Damaged(listed.problem());
 }
 
 py::list parametersOf(const Frames& frames, size_t index) {

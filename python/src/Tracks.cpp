@@ -155,10 +155,8 @@ py::tuple places(const Frames& frames) {
 /// A frame's value of a fixed-size tag; none if it has no file of the tag.
 std::optional<std::vector<uint8_t>> recordOf(const FrameRef& frame, const std::string& tag,
                                              size_t size, tyktree::FrameListing& listing) {
-    if (!listing.read(frame.path())) {
-        throw Damaged({frame.path(), "a folder that can be listed", "",
-                       tyktags::systemReason(listing.error())});
-    }
+    const tyktags::Status& listed = listing.read(frame.path());
+    if (!listed.ok()) throw Damaged(listed.problem());
     for (const FileEntry& file : listing.files()) {
         if (file.kind != FileEntry::Kind::kParameter || file.parameter.tagName != tag) continue;
         const std::string path = listing.pathOf(file);

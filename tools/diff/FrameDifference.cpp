@@ -194,9 +194,10 @@ FrameDifference FrameComparer::compare(const FramePair& frames) {
 }
 
 void FrameComparer::list(FrameListing& listing, const std::string& path) {
-    if (listing.read(path)) return;
-    result_.problems.push_back(fmt::format("{}: cannot be listed: {}", tyktree::escaped(path),
-                                           systemReason(listing.error())));
+    const tyktags::Status& listed = listing.read(path);
+    if (listed.ok()) return;
+    result_.problems.push_back(
+        fmt::format("{}: cannot be listed: {}", tyktree::escaped(path), listed.problem().reason));
 }
 
 void FrameComparer::compareTags() {
@@ -282,14 +283,12 @@ void FrameComparer::addFields(const tyktree::Parameter& a, const tyktree::Parame
 void FrameComparer::compareScenes() {
     const tyktree::SceneSources inA = readScene(a_);
     const tyktree::SceneSources inB = readScene(b_);
-    const auto unread = [this](const tyktree::SceneSources& scene, const FrameListing& listing) {
-        if (scene.problem.empty()) return;
-        const std::string path = listing.path() + "/" + kSceneXmlName;
+    for (const tyktags::Status* const status : {&inA.status, &inB.status}) {
+        if (status->ok()) continue;
+        const tyktags::Problem& problem = status->problem();
         result_.problems.push_back(
-            fmt::format("{}: cannot be read: {}", tyktree::escaped(path), scene.problem));
-    };
-    unread(inA, a_);
-    unread(inB, b_);
+            fmt::format("{}: cannot be read: {}", tyktree::escaped(problem.path), problem.reason));
+    }
     if (!inA.xmlThere || !inB.xmlThere || !inA.fromFiles || !inB.fromFiles) return;
     addScene(*inA.fromFiles, *inB.fromFiles, rules_, result_.scene);
 }

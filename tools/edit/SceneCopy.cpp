@@ -17,34 +17,30 @@ SceneCopy::SceneCopy(const tyktree::FrameListing& listing, const Edits& edits, F
     if (record) changes_ = std::move(result.changes);
 }
 
-std::optional<std::string> SceneCopy::contentOf(const tyktree::FileEntry& file,
-                                                const std::vector<uint8_t>& bytes,
-                                                std::string& problem) const {
-    if (file.kind == tyktree::FileEntry::Kind::kSceneXml) return textOf(bytes, problem);
+tyktags::Result<std::string> SceneCopy::contentOf(const tyktree::FileEntry& file,
+                                                  const std::vector<uint8_t>& bytes) const {
+    if (file.kind == tyktree::FileEntry::Kind::kSceneXml) return textOf(bytes);
     const auto* const block = std::find_if(
         std::begin(kSceneBlocks), std::end(kSceneBlocks),
         [&file](const SceneBlock& candidate) { return file.name == candidate.fileName; });
-    return blockOf(*block, bytes, problem);
+    return blockOf(*block, bytes);
 }
 
-std::optional<std::string> SceneCopy::textOf(const std::vector<uint8_t>& bytes,
-                                             std::string& problem) const {
-    problem = sources_.problem;
+tyktags::Result<std::string> SceneCopy::textOf(const std::vector<uint8_t>& bytes) const {
+    if (!sources_.status.ok()) return tyktags::flaw("", "", sources_.status.problem().reason);
     tyktree::SceneText text(bytes);
     for (const ::SceneField& field : kSceneFields) {
-        if (problem.empty() && isSet(field)) problem = text.set(field, after_);
+        if (!isSet(field)) continue;
+        if (const tyktags::Status set = text.set(field, after_); !set.ok()) return set.problem();
     }
-    if (!problem.empty()) return std::nullopt;
     return std::string(text.bytes());
 }
 
-std::optional<std::string> SceneCopy::blockOf(const ::SceneBlock& block,
-                                              const std::vector<uint8_t>& bytes,
-                                              std::string& problem) const {
+tyktags::Result<std::string> SceneCopy::blockOf(const ::SceneBlock& block,
+                                                const std::vector<uint8_t>& bytes) const {
     const auto size = static_cast<size_t>(block.bytes);
     if (bytes.size() != size) {
-        problem = fmt::format("expected {} bytes, found {}", size, bytes.size());
-        return std::nullopt;
+        return tyktags::flaw(fmt::format("{} bytes", size), fmt::to_string(bytes.size()));
     }
     std::string content(bytes.begin(), bytes.end());
     for (size_t i = 0; i < size; ++i) {

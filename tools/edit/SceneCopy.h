@@ -5,7 +5,6 @@
 #include "tree/read/FrameListing.h"
 #include "tree/read/SceneSources.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,17 +20,15 @@ public:
     /// The changes of the record that a folder replay publishes.
     const std::vector<Change>& changes() const { return changes_; }
 
-    /// The new content of one of the files, whose content is `bytes`. Returns none if it does not
-    /// change; if it should, `problem` has the reason.
-    std::optional<std::string> contentOf(const tyktree::FileEntry& file,
-                                         const std::vector<uint8_t>& bytes,
-                                         std::string& problem) const;
+    /// The new content of one of the files, whose content is `bytes`. The problem tells why the
+    /// file cannot be changed and has no path.
+    tyktags::Result<std::string> contentOf(const tyktree::FileEntry& file,
+                                           const std::vector<uint8_t>& bytes) const;
 
 private:
-    std::optional<std::string> textOf(const std::vector<uint8_t>& bytes,
-                                      std::string& problem) const;
-    std::optional<std::string> blockOf(const ::SceneBlock& block, const std::vector<uint8_t>& bytes,
-                                       std::string& problem) const;
+    tyktags::Result<std::string> textOf(const std::vector<uint8_t>& bytes) const;
+    tyktags::Result<std::string> blockOf(const ::SceneBlock& block,
+                                         const std::vector<uint8_t>& bytes) const;
     bool isSet(const ::SceneField& field) const;
 
     const SceneBytes set_;

@@ -199,9 +199,9 @@ FrameCopy TreeCopy::copyFrame(const FrameRef& frame, FrameTurn turn,
     FrameCopy copy;
     thread_local FrameListing listing;
     const std::string source = frame.path();
-    if (!listing.read(source)) {
+    if (const tyktags::Status& listed = listing.read(source); !listed.ok()) {
         copy.problems.push_back(fmt::format("{}: cannot be listed: {}", tyktree::escaped(source),
-                                            systemReason(listing.error())));
+                                            listed.problem().reason));
     }
     const std::string folder = pathIn(task, frame.frame->name);
     makeFolders(folder);
@@ -251,11 +251,10 @@ void TreeCopy::copySceneFile(const SceneCopy& scene, const FrameListing& listing
     const std::string path = pathIn(listing.path(), file.name);
     std::vector<uint8_t> bytes;
     if (!readWhole(path, bytes, copy)) return;
-    std::string problem;
-    const std::optional<std::string> content = scene.contentOf(file, bytes, problem);
-    if (!problem.empty()) copy.problems.push_back(unchanged(path, problem));
+    const tyktags::Result<std::string> content = scene.contentOf(file, bytes);
+    if (!content.ok()) copy.problems.push_back(unchanged(path, toLine(content.problem())));
     const std::string_view same = viewOf(bytes.data(), bytes.size());
-    writeBytes(pathIn(folder, file.name), content ? *content : same, copy);
+    writeBytes(pathIn(folder, file.name), content.ok() ? content.value() : same, copy);
 }
 
 void TreeCopy::copyParameter(const FrameListing& listing, const FileEntry& file,

@@ -29,16 +29,16 @@ namespace {
 /// The regular files with names of tuning copies.
 std::vector<std::string> listCopies(const std::string& folder) {
     std::vector<std::string> names;
-    tyktree::FolderReader reader(folder.c_str());
+    tyktree::FolderReader reader(folder);
     std::string_view name;
     unsigned char type = 0;
     while (reader.next(name, type)) {
         if (name.find(kMfnrCopyMark) == std::string_view::npos) continue;
         tyktree::FileEntry entry;
-        const bool known = reader.examine(name.data(), type, entry) == 0;
+        const bool known = reader.examine(name.data(), type, entry).ok();
         if (known && entry.regular()) names.emplace_back(name);
     }
-    if (reader.error() != 0) throwUnlisted(folder, systemReason(reader.error()));
+    if (!reader.status().ok()) throwUnlisted(folder, reader.status().problem().reason);
     return names;
 }
 

@@ -50,7 +50,7 @@ public:
 
     /// Goes to the next entry; returns false at the end and when a folder cannot be listed.
     bool next() {
-        while (error_ == 0 && !levels_.empty()) {
+        while (status_.ok() && !levels_.empty()) {
             Level& level = levels_.back();
             if (level.next == level.names.size()) {
                 levels_.pop_back();
@@ -59,14 +59,15 @@ public:
             name_ = level.below + level.names[level.next++];
             if (name_ == passedOver_) continue;
             look(root_ + name_);
-            return error_ == 0;
+            return status_.ok();
         }
         return false;
     }
 
     const std::string& name() const { return name_; }  ///< relative to the first folder
     const std::string& line() const { return line_; }  ///< its line in the list
-    int error() const { return error_; }               ///< errno of a failure at name()
+    /// Whether the walk has met no failure at name().
+    const tyktags::Status& status() const { return status_; }
 
 private:
     struct Level {
@@ -77,11 +78,11 @@ private:
 
     void enter(const std::string& folder, const std::string& below) {
         Level level{below, {}, 0};
-        tyktree::FolderReader reader(folder.c_str());
+        tyktree::FolderReader reader(folder);
         std::string_view name;
         unsigned char type = 0;
         while (reader.next(name, type)) level.names.emplace_back(name);
-        error_ = reader.error();
+        status_ = reader.status();
         std::sort(level.names.begin(), level.names.end());
         levels_.push_back(std::move(level));
     }
@@ -89,7 +90,7 @@ private:
     void look(const std::string& path) {
         struct stat status {};
         if (::lstat(path.c_str(), &status) != 0) {
-            error_ = errno;
+            status_ = tyktags::Problem{path, "", "", systemReason(errno)};
         } else if (S_ISDIR(status.st_mode)) {
             line_ = fmt::format("- - {}/", inOneLine(name_));
             enter(path, name_ + "/");
@@ -106,7 +107,7 @@ private:
     std::vector<Level> levels_;
     std::string name_;
     std::string line_;
-    int error_ = 0;
+    tyktags::Status status_;
 };
 
 /// The name in a line of the list.
@@ -131,7 +132,7 @@ bool openList(const std::string& folder, std::ifstream& list) {
 std::string inWords(const FolderWalk& walk) {
     return fmt::format("{} cannot be examined: {}",
                        tyktree::escaped(walk.name().empty() ? "it" : walk.name()),
-                       systemReason(walk.error()));
+                       walk.status().problem().reason);
 }
 
 /// A file of any type, read at any offset.
@@ -200,7 +201,7 @@ void writeOutputList(const std::string& folder) {
         list.write(lines);
         lines.clear();
     }
-    if (walk.error() != 0) throw Failure(fmt::format("{}: {}", shownPath(folder), inWords(walk)));
+    if (!walk.status().ok()) throw Failure(fmt::format("{}: {}", shownPath(folder), inWords(walk)));
     list.write(lines);
     list.close();
 }
@@ -216,7 +217,7 @@ std::string foreignInFolder(const std::string& path) {
     const bool isListed = openList(path, list);
     // An entry with the list's name that is not a list belongs to the user.
     FolderWalk walk(path, isListed ? kOutputList : "");
-    if (!walk.next()) return walk.error() == 0 ? "" : inWords(walk);
+    if (!walk.next()) return walk.status().ok() ? "" : inWords(walk);
     if (!isListed) {
         return fmt::format("tyksim did not make it, and it holds {}",
                            tyktree::escaped(walk.name()));
@@ -232,7 +233,7 @@ std::string foreignInFolder(const std::string& path) {
                                tyktree::escaped(walk.name()));
         }
     } while (walk.next());
-    return walk.error() == 0 ? "" : inWords(walk);
+    return walk.status().ok() ? "" : inWords(walk);
 }
 
 std::string foreignInFile(const std::string& path) {

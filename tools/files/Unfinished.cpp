@@ -88,7 +88,7 @@ void lockUnfinished(int descriptor) {
 
 void noteLeftovers(const OutputPlace& place) {
     const auto [folder, start] = startBeside(place.path);
-    tyktree::FolderReader reader(folder.c_str());
+    tyktree::FolderReader reader(folder);
     std::string_view name;
     unsigned char type = 0;
     while (reader.next(name, type)) {

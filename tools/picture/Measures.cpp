@@ -246,8 +246,8 @@ private:
                                             std::vector<FrameValue>& values) {
         if (!pass.comparesNeighbours || before.empty()) return nullptr;
         try {
-            if (!listing_.read(before)) {
-                throw NoPicture(before, "cannot be listed: " + systemReason(listing_.error()));
+            if (const tyktags::Status& listed = listing_.read(before); !listed.ok()) {
+                throw NoPicture(before, "cannot be listed: " + listed.problem().reason);
             }
             const FileEntry* const image = listing_.image();
             const bool fits = image && image->image.width == file.layout().width &&

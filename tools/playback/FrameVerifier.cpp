@@ -82,7 +82,7 @@ bool FrameVerifier::verify(const ReplayedFrame& frame, const Delivery& delivery,
     frame_ = &frame;
     delivery_ = &delivery;
     nextValue_ = 0;
-    whole_ = frame.listing.error() == 0;  // the session reports an error
+    whole_ = frame.listing.status().ok();  // the session reports an error
     lastSof_ = 0;
     verifyParameters();
     if (entry_ == Entry::folder) {

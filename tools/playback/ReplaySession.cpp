@@ -185,9 +185,9 @@ void ReplaySession::replayFrame(size_t index, FrameTaker* taker) {
         simulation_->currentTask = overlay_->task();
         folder = simulation_->currentTask + "/" + ref.frame->name;
     }
-    if (!listing_.read(folder)) {
+    if (const tyktags::Status& listed = listing_.read(folder); !listed.ok()) {
         report(RuleId::kReplayLost, ref.path(), ref.place(), "a frame folder that can be listed",
-               "one that cannot be listed to its end", systemReason(listing_.error()));
+               "one that cannot be listed to its end", listed.problem().reason);
     }
     const ReplayedFrame frame{listing_, takenFiles(listing_), ref.path(), ref.place()};
     tykhost::clearPublished();

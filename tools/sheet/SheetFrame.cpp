@@ -98,10 +98,9 @@ SheetFrame SheetFrameReader::read(const tyktree::FrameRef& frame, bool drawn) {
 SheetFrame SheetFrameReader::readValues(const tyktree::FrameRef& frame) {
     SheetFrame result;
     result.entry = frame.frame;
-    if (!listing_.read(frame.path())) {
-        result.problems.insert(fmt::format("{}: cannot be listed: {}",
-                                           tyktree::escaped(frame.path()),
-                                           systemReason(listing_.error())));
+    if (const tyktags::Status& listed = listing_.read(frame.path()); !listed.ok()) {
+        result.problems.insert(fmt::format(
+            "{}: cannot be listed: {}", tyktree::escaped(frame.path()), listed.problem().reason));
     }
     result.files = listing_.files().size();
     result.bytes = listing_.bytes();

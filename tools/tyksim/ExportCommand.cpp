@@ -69,10 +69,10 @@ public:
     /// Exports to the folder `folder`, or for a video if it is "".
     FrameResult run(const FrameRef& frame, const std::string& folder) {
         FrameResult result;
-        if (!listing_.read(frame.path())) {
+        if (const tyktags::Status& listed = listing_.read(frame.path()); !listed.ok()) {
             result.findings.push_back(
                 makeFinding(RuleId::kFolderUnlisted, frame.place(),
-                            {frame.path(), "", "no listing", systemReason(listing_.error())}));
+                            {frame.path(), "", "no listing", listed.problem().reason}));
         }
         bool any = false;
         for (const FileEntry& file : listing_.files()) {
@@ -81,7 +81,7 @@ public:
             any = true;
             exportImage(frame, file, folder, result);
         }
-        if (!any && listing_.error() == 0) {
+        if (!any && listing_.status().ok()) {
             result.findings.push_back(makeFinding(RuleId::kImageMissing, frame.place(),
                                                   {frame.path(), "an image", "none"}));
         }

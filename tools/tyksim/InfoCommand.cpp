@@ -96,7 +96,7 @@ private:
             [&](const tyktree::FrameListing& listing, size_t index) {
                 const FrameRef& frame = task.frames[index];
                 statistics.add(frame.frame->position, listing);
-                if (listing.error() != 0) reportUnlisted(frame, listing.error());
+                if (!listing.status().ok()) reportUnlisted(listing.status().problem());
                 report_->addFrame(listedFrame(frame, listing));
             });
         totals_.frames += task.frames.size();
@@ -105,9 +105,9 @@ private:
         report_->endTask(task, statistics);
     }
 
-    void reportUnlisted(const FrameRef& frame, int error) {
-        reading_.problem(fmt::format("{}: cannot be listed: {}", tyktree::escaped(frame.path()),
-                                     systemReason(error)));
+    void reportUnlisted(const tyktags::Problem& problem) {
+        reading_.problem(fmt::format("{}: cannot be listed: {}", tyktree::escaped(problem.path),
+                                     problem.reason));
     }
 
     const InfoOptions& options_;

@@ -103,10 +103,10 @@ tyktree::TagCatalog deriveTags(const std::vector<FrameRef>& frames, Reading& rea
     tyktree::FrameListing listing;
     for (const FrameRef& frame : frames) {
         auto& statistics = tasks.try_emplace(frame.task, frame.task->frames.size()).first->second;
-        if (!listing.read(frame.path())) {
+        if (const tyktags::Status& listed = listing.read(frame.path()); !listed.ok()) {
             reading.problem(fmt::format(
                 "{}: expected a frame folder with tags, found one that cannot be listed: {}",
-                tyktree::escaped(frame.path()), systemReason(listing.error())));
+                tyktree::escaped(frame.path()), listed.problem().reason));
         }
         statistics.add(frame.frame->position, listing);
     }

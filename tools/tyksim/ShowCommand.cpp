@@ -61,9 +61,8 @@ public:
           report_(makeShowReport(reading.json(), !options.tag.empty())) {}
 
     ExitStatus run() {
-        if (!listing_.read(frame_.path())) {
-            problem(frame_.path(), systemReason(listing_.error()));
-        }
+        const tyktags::Status& listed = listing_.read(frame_.path());
+        if (!listed.ok()) problem(frame_.path(), listed.problem().reason);
         report_->begin(frame_);
         readParameters();
         if (options_.tag.empty()) {
@@ -143,8 +142,8 @@ private:
 
     void readScene() {
         const tyktree::SceneSources sources = tyktree::readScene(listing_);
-        if (!sources.problem.empty()) {
-            problem(fmt::format("{}/{}", listing_.path(), kSceneXmlName), sources.problem);
+        if (!sources.status.ok()) {
+            problem(sources.status.problem().path, sources.status.problem().reason);
         }
         report_->addScene(sources);
     }

@@ -179,9 +179,9 @@ FileSizes sizesIn(const OpenedTree& tree, const TagLayout& layout) {
     FileSizes sizes;
     tyktree::FrameListing listing;
     for (const tyktree::FrameRef& frame : tree.frames) {
-        if (!listing.read(frame.path())) {
+        if (const tyktags::Status& listed = listing.read(frame.path()); !listed.ok()) {
             throw Failure(fmt::format("{}: cannot be listed: {}", escaped(frame.path()),
-                                      systemReason(listing.error())));
+                                      listed.problem().reason));
         }
         for (const tyktree::FileEntry& file : listing.files()) {
             if (file.kind != tyktree::FileEntry::Kind::kParameter || !file.regular() ||

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <tuple>
+#include <unistd.h>
 
 namespace tyktree {
 
@@ -58,12 +59,12 @@ private:
 /// folder.
 bool FrameChecker::list() {
     const std::string path = framePath(context_.task, frame_);
-    if (job_.listing.read(path)) return true;
-    const int error = job_.listing.error();
-    const bool gone = error == ENOENT;
+    const tyktags::Status& listed = job_.listing.read(path);
+    if (listed.ok()) return true;
+    const bool gone = ::access(path.c_str(), F_OK) != 0 && errno == ENOENT;
     add(gone ? RuleId::kTreeChanged : RuleId::kFolderUnlisted, path,
         "a frame folder that can be listed", gone ? "none any more" : "none",
-        tyktags::systemReason(error));
+        listed.problem().reason);
     return !job_.listing.files().empty();
 }
 
@@ -111,7 +112,7 @@ void FrameChecker::checkFile(const FileEntry& file) {
 bool FrameChecker::checkType(const FileEntry& file) {
     if (!file.regular()) {
         const bool gone = file.type == EntryType::kUnknown;
-        if (gone && job_.listing.error() != 0) return false;  // reported for the folder
+        if (gone && !job_.listing.status().ok()) return false;  // reported for the folder
         add(gone ? RuleId::kTreeChanged : RuleId::kFileKind, job_.listing.pathOf(file), "a file",
             nameOf(file.type));
         return false;

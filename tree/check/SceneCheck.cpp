@@ -83,8 +83,8 @@ private:
     void checkXml() {
         if (!reading_.xml->regular() || !reading_.xml->readable) return;
         if (!reading_.sources.fromFiles) {
-            add(RuleId::kSceneXml, kSceneXmlName, "an XML document", "none",
-                reading_.sources.problem);
+            findings_.add(
+                makeFinding(RuleId::kSceneXml, place_, reading_.sources.status.problem()));
             return;
         }
         checkOutside();

@@ -220,7 +220,7 @@ bool TaskChecker::lastIsCut() const {
 /// incomplete frame has no complete image.
 bool TaskChecker::lastIsTorn() const {
     const FrameListing& listing = summary_.last->listing;
-    if (listing.error() != 0) return false;
+    if (!listing.status().ok()) return false;
     const FileEntry* const image = listing.image();
     if (image && image->regular() && image->bytes >= namedImageBytes(image->image)) return false;
     const auto& columns = statistics_.columns();

@@ -153,7 +153,8 @@ void TreeChecker::takeFrame(TaskSummary& summary, const FrameEntry& frame, const
                             std::map<int, Geometry>& geometries) {
     const FrameListing& listing = job.listing;
     ++totals_.frames;
-    if (listing.error() != 0 || listing.files().empty()) summary.unseen[frame.position - 1] = true;
+    if (!listing.status().ok() || listing.files().empty())
+        summary.unseen[frame.position - 1] = true;
     summary.statistics.add(frame.position, listing);
     if (options_.progress) options_.progress(totals_.frames, frameCount_);
     const FileEntry* const image = listing.image();
@@ -208,7 +209,7 @@ void TreeChecker::checkTuningCopies() {
     const TreePath& path = index_.path();
     if (!tuningDumped_ || path.dumpRoot.empty()) return;
     const std::string folder = pipeFolderPath(path.dumpRoot.c_str(), kMfnrCopyPipe);
-    FolderReader reader(folder.c_str());
+    FolderReader reader(folder);
     std::string_view name;
     unsigned char type = DT_UNKNOWN;
     bool found = false;
@@ -219,12 +220,13 @@ void TreeChecker::checkTuningCopies() {
         FileEntry copy;
         std::string copyPath = folder;
         copyPath.append("/").append(name);
-        reader.examine(copyPath.c_str() + folder.size() + 1, type, copy);
+        // A copy of an unknown type is reported as one that is not a regular file.
+        static_cast<void>(reader.examine(copyPath.c_str() + folder.size() + 1, type, copy));
         checkTuningCopy(copyPath, kMfnrCopyPipe, copy.regular(), copy.bytes);
     }
     if (found) return;
     add(RuleId::kTuningCopyMissing, folder, kMfnrCopyPipe, "a copy of the tuning file", "none",
-        reader.error() != 0 ? tyktags::systemReason(reader.error()) : "");
+        reader.status().ok() ? "" : reader.status().problem().reason);
 }
 
 CheckTotals TreeChecker::check() {

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tyktree {
 
@@ -30,22 +31,25 @@ bool mayRead(int folder, const char* name, const struct stat& status) {
 
 }  // namespace
 
-FolderReader::FolderReader(const char* path)
-    : descriptor_(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK)) {
-    if (descriptor_ >= 0) folder_.reset(::fdopendir(descriptor_));
-    if (folder_) return;
-    error_ = errno;
-    if (descriptor_ >= 0) ::close(descriptor_);
+FolderReader::FolderReader(std::string path)
+    : path_(std::move(path)),
+      folder_(::opendir(path_.c_str())),
+      descriptor_(folder_ ? ::dirfd(folder_.get()) : -1) {
+    if (!folder_) status_ = unlisted(errno);
 }
 
 FolderReader::~FolderReader() = default;
+
+tyktags::Problem FolderReader::unlisted(int error) const {
+    return {path_, "a folder that can be listed", "none", tyktags::systemReason(error)};
+}
 
 bool FolderReader::next(std::string_view& name, unsigned char& type) {
     while (folder_) {
         errno = 0;
         const dirent* const entry = ::readdir(folder_.get());
         if (entry == nullptr) {
-            if (errno != 0) error_ = errno;
+            if (errno != 0) status_ = unlisted(errno);
             return false;
         }
         name = entry->d_name;
@@ -55,37 +59,38 @@ bool FolderReader::next(std::string_view& name, unsigned char& type) {
     return false;
 }
 
-int FolderReader::examine(const char* name, unsigned char type, FileEntry& out) const {
+tyktags::Status FolderReader::examine(const char* name, unsigned char type, FileEntry& out) const {
     struct stat status {};
     out.typeKnown = type != DT_UNKNOWN;
     out.link = type == DT_LNK;
     out.type = EntryType::kUnknown;
     if (type == DT_DIR) {
         out.type = EntryType::kFolder;
-        return 0;
+        return {};
     }
     if (type == DT_UNKNOWN && ::fstatat(descriptor_, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
         out.link = S_ISLNK(status.st_mode);
     }
     if (::fstatat(descriptor_, name, &status, 0) != 0) {
-        if (!out.link) return errno;
+        if (!out.link && errno == ENOENT) return {};
+        if (!out.link) return unlisted(errno);
         out.type = EntryType::kBrokenLink;
-        return 0;
+        return {};
     }
     out.type = typeOf(status.st_mode);
-    if (!out.regular()) return 0;
+    if (!out.regular()) return {};
     out.bytes = static_cast<uint64_t>(status.st_size);
     out.readable = mayRead(descriptor_, name, status);
-    return 0;
+    return {};
 }
 
 bool holdsFolder(const std::string& path, bool (*wanted)(std::string_view name)) {
-    FolderReader folder(path.c_str());
+    FolderReader folder(path);
     std::string_view name;
     unsigned char type = DT_UNKNOWN;
     while (folder.next(name, type)) {
         FileEntry entry;
-        if (wanted(name)) folder.examine(name.data(), type, entry);
+        if (wanted(name)) static_cast<void>(folder.examine(name.data(), type, entry));
         if (entry.type == EntryType::kFolder) return true;
     }
     return false;

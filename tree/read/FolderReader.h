@@ -1,5 +1,4 @@
-// Reads a folder's entries one after the other, and their types. Errors: std::bad_alloc from the
-// functions that take a path.
+// Reads a folder's entries one after the other, and their types. Errors: std::bad_alloc.
 #pragma once
 
 #include "tree/read/FrameListing.h"
@@ -15,7 +14,7 @@ namespace tyktree {
 /// an object.
 class FolderReader {
 public:
-    explicit FolderReader(const char* path);
+    explicit FolderReader(std::string path);
     ~FolderReader();
     FolderReader(const FolderReader&) = delete;
     FolderReader& operator=(const FolderReader&) = delete;
@@ -24,21 +23,24 @@ public:
     /// next call; `type` is a DT_ value. Returns false at the end and after an error.
     bool next(std::string_view& name, unsigned char& type);
 
-    /// errno of the failure, or 0.
-    int error() const { return error_; }
+    /// Whether the folder was opened and next() has met no error. The problem has path and reason.
+    const tyktags::Status& status() const { return status_; }
 
     /// Stores type, link, size and readability of the entry `name` in `out`. `type` comes from
-    /// next(). Returns 0, or the errno of a failure, which leaves the type unknown: ENOENT if the
-    /// entry is gone.
-    int examine(const char* name, unsigned char type, FileEntry& out) const;
+    /// next(). A problem leaves the type unknown; so does an entry that is gone, which is no
+    /// problem.
+    tyktags::Status examine(const char* name, unsigned char type, FileEntry& out) const;
 
 private:
+    tyktags::Problem unlisted(int error) const;
+
     struct Closer {
         void operator()(DIR* folder) const { static_cast<void>(closedir(folder)); }
     };
+    const std::string path_;
     std::unique_ptr<DIR, Closer> folder_;
-    int descriptor_ = -1;
-    int error_ = 0;
+    int descriptor_ = -1;  ///< folder_ owns it
+    tyktags::Status status_;
 };
 
 /// Whether the folder at `path` contains a folder, or a link to one, whose name `wanted` accepts;

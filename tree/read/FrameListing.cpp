@@ -4,8 +4,8 @@
 #include "tree/read/FolderReader.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <tuple>
+#include <utility>
 
 namespace tyktree {
 
@@ -74,11 +74,11 @@ bool before(const FileEntry& a, const FileEntry& b) {
 
 }  // namespace
 
-bool FrameListing::read(const std::string& path) {
+const tyktags::Status& FrameListing::read(const std::string& path) {
     path_ = path;
     names_.clear();
     files_.clear();
-    FolderReader folder(path.c_str());
+    FolderReader folder(path);
     types_.clear();
     std::string_view name;
     unsigned char type = DT_UNKNOWN;
@@ -87,20 +87,20 @@ bool FrameListing::read(const std::string& path) {
         names_.push_back('\0');
         types_.push_back(type);
     }
-    error_ = folder.error();
+    status_ = folder.status();
     files_.reserve(types_.size());
     const char* at = names_.data();
     for (const unsigned char entryType : types_) {
         FileEntry& file = files_.emplace_back();
         file.name = at;
         file.order = static_cast<uint32_t>(files_.size() - 1);
-        const int refused = folder.examine(at, entryType, file);
-        if (refused != 0 && refused != ENOENT) error_ = refused;
+        tyktags::Status examined = folder.examine(at, entryType, file);
+        if (!examined.ok()) status_ = std::move(examined);
         classify(file);
         at += file.name.size() + 1;
     }
     std::sort(files_.begin(), files_.end(), before);
-    return error_ == 0;
+    return status_;
 }
 
 uint64_t FrameListing::bytes() const {

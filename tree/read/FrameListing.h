@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/TreeNames.h"
+#include "tags/Problem.h"
 
 #include <cstdint>
 #include <string>
@@ -60,10 +61,10 @@ public:
     FrameListing& operator=(const FrameListing&) = delete;
     ~FrameListing() = default;
 
-    /// Lists the folder at `path` without opening its files. Returns false when it cannot be listed
-    /// to its end or the process may not search it; error() then has the reason, and files() has
-    /// the entries found so far. Errors: std::bad_alloc.
-    bool read(const std::string& path);
+    /// Lists the folder at `path` without opening its files. If it cannot be listed to its
+    /// end, or the process may not search it, the problem has path and reason, and files() has the
+    /// entries found so far. Errors: std::bad_alloc.
+    [[nodiscard]] const tyktags::Status& read(const std::string& path);
 
     /// The entries: parameter files first, by sof id, camera, pipe, dump type and tag name as
     /// numbers, then images, scene files and the rest by name.
@@ -72,8 +73,9 @@ public:
     const std::string& path() const { return path_; }
     /// The path of one of the entries.
     std::string pathOf(const FileEntry& file) const { return path_ + "/" + std::string(file.name); }
-    int error() const { return error_; }  ///< errno of a failed read(), else 0
-    uint64_t bytes() const;               ///< sum over all regular files
+    /// The result of the last read().
+    const tyktags::Status& status() const { return status_; }
+    uint64_t bytes() const;  ///< sum over all regular files
 
     /// The first image in the library's order, or null.
     const FileEntry* image() const;
@@ -83,7 +85,7 @@ private:
     std::vector<char> names_;  ///< each ended by a NUL; a move keeps their addresses
     std::vector<unsigned char> types_;
     std::vector<FileEntry> files_;
-    int error_ = 0;
+    tyktags::Status status_;
 };
 
 }  // namespace tyktree

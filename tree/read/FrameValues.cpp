@@ -80,11 +80,11 @@ std::vector<FrameValue> FrameValueReader::read(const FrameRef& frame) {
 
 std::vector<FrameValue> FrameValueReader::read(const std::string& path, const std::string& before) {
     if (lists_) {
-        const bool listed = listing_.read(path);
+        const tyktags::Status& listed = listing_.read(path);
         std::vector<FrameValue> values = read(listing_, before);
-        if (listed) return values;
+        if (listed.ok()) return values;
         for (FrameValue& value : values) {
-            if (value.absent()) value.problem = tyktags::systemReason(listing_.error());
+            if (value.absent()) value.problem = listed.problem().reason;
         }
         return values;
     }
@@ -119,9 +119,9 @@ void FrameValueReader::readScene(const std::string& path, const FrameListing* li
         }
         const SceneSources sources = tyktree::readScene(*listing);
         if (sources.record()) record = *sources.record();
-        problem = sources.problem;
-        if (!record && problem.empty() && listing->error() != 0) {
-            problem = tyktags::systemReason(listing->error());
+        if (!sources.status.ok()) problem = sources.status.problem().reason;
+        if (!record && problem.empty() && !listing->status().ok()) {
+            problem = listing->status().problem().reason;
         }
     }
     for (size_t i = 0; i < names_.size(); ++i) {

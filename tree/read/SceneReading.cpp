@@ -3,9 +3,11 @@
 #include "core/XmlFile.h"
 #include "records/SceneXml.h"
 #include "tree/read/FileBytes.h"
+#include "tree/read/RegularFile.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace tyktree {
@@ -64,17 +66,14 @@ void readXml(const FrameListing& listing, SceneReading& reading) {
     if (!reading.xml) return;
     SceneSources& sources = reading.sources;
     sources.xmlThere = true;
-    if (!reading.xml->regular() || !reading.xml->readable) {
-        sources.problem =
-            reading.xml->regular() ? tyktags::systemReason(EACCES) : "not a regular file";
-        return;
-    }
     const std::string path = listing.pathOf(*reading.xml);
+    const auto refuse = [&sources, &path](std::string reason) {
+        sources.status = tyktags::Problem{path, "an XML document", "none", std::move(reason)};
+    };
+    if (!reading.xml->regular()) return refuse(std::string(kNotRegular));
+    if (!reading.xml->readable) return refuse(tyktags::systemReason(EACCES));
     const pugi::xml_parse_result result = parseXmlFile(reading.document, path.c_str());
-    if (!result) {
-        sources.problem = result.description();
-        return;
-    }
+    if (!result) return refuse(result.description());
     sources.fromFiles = reading.fromBlocks;
     readSceneFields(reading.document, sources.fromFiles->bytes.data());
 }

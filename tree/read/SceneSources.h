@@ -3,6 +3,7 @@
 // Threads: any. Errors: std::bad_alloc.
 #pragma once
 
+#include "tags/Problem.h"
 #include "tree/read/FrameListing.h"
 #include "tree/read/SceneRecord.h"
 
@@ -17,7 +18,7 @@ struct SceneSources {
         fromFiles;  ///< blocks and then XML, as a folder replay combines them
     std::optional<SceneRecord> fromParameter;  ///< the parameter file of tag 2118 on pipe 1
     bool xmlThere = false;
-    std::string problem;  ///< why an existing XML file cannot be read; else ""
+    tyktags::Status status;  ///< whether the XML file, if there is one, could be read
 
     /// The frame's record: the one that a folder replay publishes. For a frame without an XML file
     /// a replay publishes none; this is then the record in the parameter file. Null if there is

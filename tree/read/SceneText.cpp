@@ -109,12 +109,12 @@ std::optional<Change> changeFor(std::string_view text, const pugi::xml_document&
 
 }  // namespace
 
-std::string SceneText::set(const ::SceneField& field, const SceneRecord& record) {
+tyktags::Status SceneText::set(const ::SceneField& field, const SceneRecord& record) {
     using pugi::xml_encoding;
     pugi::xml_document document;
     pugi::xml_parse_result result = document.load_buffer(bytes_.data(), bytes_.size());
     if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
-    if (!result) return result.description();
+    if (!result) return tyktags::flaw("", "", result.description());
     const xml_encoding encoding = result.encoding;
     const bool is16 = encoding == pugi::encoding_utf16_le || encoding == pugi::encoding_utf16_be;
     const bool is32 = encoding == pugi::encoding_utf32_le || encoding == pugi::encoding_utf32_be;
@@ -124,11 +124,11 @@ std::string SceneText::set(const ::SceneField& field, const SceneRecord& record)
     result =
         document.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
     if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
-    if (!result) return result.description();
+    if (!result) return tyktags::flaw("", "", result.description());
     const std::optional<Change> change = changeFor(text, document, field, record);
-    if (!change) return std::string("no element ") + kSceneRootName;
+    if (!change) return tyktags::flaw("", "", std::string("no element ") + kSceneRootName);
     replace(change->begin, change->end, change->text);
-    return "";
+    return {};
 }
 
 /// The document with one byte per code unit, so that positions agree. ASCII characters, which all

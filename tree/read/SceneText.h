@@ -22,9 +22,9 @@ public:
     /// Sets a field to its value in `record`. Adds the element if it is missing, with the elements
     /// around it. While some elements are missing, the library takes fields from the raw blocks; if
     /// this adds such an element, it also adds those fields with their values in `record`, so that
-    /// they replay as before. Returns "" or the reason why the document cannot be changed; it is
+    /// they replay as before. The problem has the reason why the document cannot be changed; it is
     /// then unchanged. Errors: std::bad_alloc.
-    std::string set(const ::SceneField& field, const SceneRecord& record);
+    tyktags::Status set(const ::SceneField& field, const SceneRecord& record);
 
     /// The file's bytes after all changes; valid until the next one.
     std::string_view bytes() const { return bytes_; }

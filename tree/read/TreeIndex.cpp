@@ -84,22 +84,22 @@ private:
 /// kept.
 bool IndexReader::list(const std::string& path, const FramePlace& place,
                        std::vector<Entry>& entries) {
-    FolderReader folder(path.c_str());
+    FolderReader folder(path);
     std::string_view name;
     unsigned char type = DT_UNKNOWN;
     size_t untyped = 0;
     while (folder.next(name, type)) {
         Entry& entry = entries.emplace_back();
         entry.name = name;
-        folder.examine(entry.name.c_str(), type, entry.status);
+        // An unknown type is noted below.
+        static_cast<void>(folder.examine(entry.name.c_str(), type, entry.status));
         if (!entry.status.typeKnown && entry.isListedFolder()) ++untyped;
     }
     if (untyped > 0) noteUnknownTypes(path, place, untyped);
     std::sort(entries.begin(), entries.end(),
               [](const Entry& a, const Entry& b) { return a.name < b.name; });
-    if (folder.error() == 0) return true;
-    add(ProblemKind::kFolderUnlisted, place,
-        {path, "a folder that can be listed", "none", tyktags::systemReason(folder.error())});
+    if (folder.status().ok()) return true;
+    add(ProblemKind::kFolderUnlisted, place, folder.status().problem());
     return false;
 }
 

@@ -35,7 +35,7 @@ bool isFolder(const std::string& path) {
 
 /// A folder's contents, for an error.
 std::string contentsOf(const std::string& path) {
-    FolderReader folder(path.c_str());
+    FolderReader folder(path);
     std::string names;
     std::string_view name;
     unsigned char type = DT_UNKNOWN;
@@ -43,8 +43,8 @@ std::string contentsOf(const std::string& path) {
         if (count == kMaxNamesShown) return names + ", ...";
         names.append(names.empty() ? "" : ", ").append(name);
     }
-    if (folder.error() != 0)
-        return "one that cannot be listed: " + tyktags::systemReason(folder.error());
+    if (!folder.status().ok())
+        return "one that cannot be listed: " + folder.status().problem().reason;
     return names.empty() ? "an empty folder" : names;
 }
 
