@@ -23,23 +23,13 @@ bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
-bool sameValues(const TagEnum& a, const TagEnum& b) {
-    const auto same = [](const EnumValue& one, const EnumValue& other) {
-        return one.name == other.name && one.number == other.number;
-    };
-    return std::equal(a.values().begin(), a.values().end(), b.values().begin(), b.values().end(),
-                      same);
-}
-
-// Whether a field of the table equals that of a layout. A layout has no units, and it may lack the
-// names that people gave to numbers.
-bool sameField(const TagField& ours, const TagField& theirs) {
+// Whether a field of the table agrees with that of a layout. A layout has no units, and it may lack
+// the names that people gave to numbers.
+bool agrees(const TagField& ours, const TagField& theirs) {
     const bool sameEnum =
         !theirs.enumeration ||
         (ours.enumeration && ours.enumeration->name() == theirs.enumeration->name());
-    return ours.offset == theirs.offset && ours.type == theirs.type &&
-           ours.dimensions == theirs.dimensions && ours.bits.offset == theirs.bits.offset &&
-           ours.bits.width == theirs.bits.width && sameEnum;
+    return haveSameLayout(ours, theirs) && sameEnum;
 }
 
 // The values of an enum in one line.
@@ -137,7 +127,7 @@ Status Merge::collectEnums(const TagLayout& layout) {
     for (const TagField& field : layout.fields) {
         if (!field.enumeration) continue;
         const auto [known, isNew] = enums_.emplace(field.enumeration->name(), field.enumeration);
-        if (isNew || sameValues(*known->second, *field.enumeration)) continue;
+        if (isNew || known->second->values() == field.enumeration->values()) continue;
         return flaw("one enum " + known->first,
                     "two: " + valuesOf(*known->second) + " and " + valuesOf(*field.enumeration),
                     "import one of the types alone");
@@ -184,7 +174,7 @@ void Merge::mergeTag(const TagEntry& tag, const TagLayout& layout) {
 
 void Merge::mergeField(const TagField& ours, const TagField& theirs, const std::string& name,
                        pugi::xml_node node) {
-    if (sameField(ours, theirs)) return use(theirs);
+    if (agrees(ours, theirs)) return use(theirs);
     TagField merged = theirs;
     merged.unit = ours.unit;
     if (!merged.enumeration && isWhole(merged.type)) merged.enumeration = ours.enumeration;
@@ -242,7 +232,7 @@ void Merge::mergeEnums() {
         if (ours == table_.enums.end()) {
             addEnum(*theirs->second);
             changes_.push_back({Kind::added, "enum " + name, "", valuesOf(*theirs->second)});
-        } else if (!sameValues(**ours, *theirs->second)) {
+        } else if ((*ours)->values() != theirs->second->values()) {
             changes_.push_back({replace_ ? Kind::replaced : Kind::kept, "enum " + name,
                                 valuesOf(**ours), valuesOf(*theirs->second)});
             if (!replace_) continue;

@@ -176,6 +176,11 @@ uint64_t TagField::values() const {
     return product(shape());
 }
 
+bool haveSameLayout(const TagField& a, const TagField& b) {
+    return a.offset == b.offset && a.type == b.type && a.dimensions == b.dimensions &&
+           a.bits == b.bits;
+}
+
 bool isSingle(const TagField& field) {
     return field.dimensions.size() <= (field.type == FieldType::text ? 1U : 0U);
 }

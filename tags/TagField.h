@@ -46,6 +46,10 @@ std::string toText(const WholeNumber& number);
 struct EnumValue {
     std::string name;
     WholeNumber number;
+
+    bool operator==(const EnumValue& other) const {
+        return name == other.name && number == other.number;
+    }
 };
 
 /// Names for the numbers of fields. Immutable.
@@ -72,6 +76,10 @@ private:
 struct BitRange {
     uint32_t offset = 0;
     uint32_t width = 0;  ///< 0: the field is whole bytes
+
+    bool operator==(const BitRange& other) const {
+        return offset == other.offset && width == other.width;
+    }
 };
 
 /// The limit of a field's dimensions. No real data nest deeper, and programs that print values nest
@@ -102,6 +110,9 @@ struct TagField {
     /// The number of its values.
     uint64_t values() const;
 };
+
+/// Whether two fields lie in the same bytes and bits and have the same type and dimensions.
+bool haveSameLayout(const TagField& a, const TagField& b);
 
 /// Whether a field is one number or one text, and not an array.
 bool isSingle(const TagField& field);

@@ -116,17 +116,13 @@ bool mayBeTag(const Die& type) {
 
 bool sameEnum(const TagEnum* a, const TagEnum* b) {
     if (!a || !b) return a == b;
-    const auto same = [](const EnumValue& one, const EnumValue& other) {
-        return one.name == other.name && one.number == other.number;
-    };
-    return a->name() == b->name() && std::equal(a->values().begin(), a->values().end(),
-                                                b->values().begin(), b->values().end(), same);
+    return a->name() == b->name() && a->values() == b->values();
 }
 
+// Whether two definitions of a type have the same field.
 bool sameField(const TagField& a, const TagField& b) {
-    return a.name == b.name && a.offset == b.offset && a.type == b.type &&
-           a.dimensions == b.dimensions && a.bits.offset == b.bits.offset &&
-           a.bits.width == b.bits.width && sameEnum(a.enumeration.get(), b.enumeration.get());
+    return a.name == b.name && haveSameLayout(a, b) &&
+           sameEnum(a.enumeration.get(), b.enumeration.get());
 }
 
 bool sameLayout(const TypeLayout& a, const TypeLayout& b) {

@@ -1,7 +1,8 @@
 #include "tags/dwarf/LayoutReader.h"
 
+#include "tags/dwarf/MemberNames.h"
+
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 namespace tyktags {
@@ -10,40 +11,6 @@ namespace {
 
 constexpr uint64_t kMostElements = uint64_t{1} << 31;
 constexpr uint64_t kMostBits = 64;  // of a number
-
-std::string joined(const std::string& scope, std::string_view name) {
-    return scope.empty() ? std::string(name) : scope + "." + std::string(name);
-}
-
-// Whether a member can have this name.
-bool isIdentifier(std::string_view name) {
-    return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-               c == '_' || c == '$' || static_cast<unsigned char>(c) >= 0x80;
-    });
-}
-
-// Turns "roi[12].x" into "roi[].x", which means every element.
-std::string withoutIndices(std::string_view name) {
-    std::string result;
-    bool index = false;
-    for (const char c : name) {
-        if (c == ']') index = false;
-        if (!index) result += c;
-        if (c == '[') index = true;
-    }
-    return result;
-}
-
-// The indices of an element: "[1][2]" for element 5 of three rows of three.
-std::string indicesOf(uint64_t element, const std::vector<uint32_t>& dimensions) {
-    std::string text;
-    for (size_t i = dimensions.size(); i-- > 0;) {
-        text.insert(0, "[" + std::to_string(element % dimensions[i]) + "]");
-        element /= dimensions[i];
-    }
-    return text;
-}
 
 const char* kindOf(int tag) {
     switch (tag) {
@@ -94,120 +61,6 @@ std::optional<uint64_t> firstBit(const Die& die, const Die& type, uint64_t width
         static_cast<int64_t>((*offset + std::min<uint64_t>(unit.value_or(0), 8)) * 8);
     const int64_t bit = top - std::clamp<int64_t>(*fromTop, -64, 64) - static_cast<int64_t>(width);
     return bit < 0 ? std::nullopt : std::optional<uint64_t>(bit);
-}
-
-std::optional<FieldType> wholeType(uint64_t bytes, bool isNegative) {
-    switch (bytes) {
-        case 1:
-            return isNegative ? FieldType::i8 : FieldType::u8;
-        case 2:
-            return isNegative ? FieldType::i16 : FieldType::u16;
-        case 4:
-            return isNegative ? FieldType::i32 : FieldType::u32;
-        case 8:
-            return isNegative ? FieldType::i64 : FieldType::u64;
-        default:
-            return std::nullopt;
-    }
-}
-
-std::optional<FieldType> typeOfEncoding(uint64_t encoding, uint64_t bytes) {
-    switch (encoding) {
-        case DW_ATE_boolean:
-        case DW_ATE_unsigned:
-        case DW_ATE_unsigned_char:
-        case DW_ATE_UTF:
-            return wholeType(bytes, false);
-        case DW_ATE_signed:
-        case DW_ATE_signed_char:
-            return wholeType(bytes, true);
-        case DW_ATE_float:
-            if (bytes == 4) return FieldType::f32;
-            if (bytes == 8) return FieldType::f64;
-            return std::nullopt;
-        default:
-            return std::nullopt;
-    }
-}
-
-// The number of an enumerator, by its form.
-std::optional<WholeNumber> enumerator(const Die& die) {
-    Die copy = die;
-    Dwarf_Attribute value{};
-    if (!dwarf_attr(&copy, DW_AT_const_value, &value)) return std::nullopt;
-    const unsigned form = dwarf_whatform(&value);
-    // The other forms are for numbers that are not negative, whatever their highest bit is.
-    if (form == DW_FORM_sdata || form == DW_FORM_implicit_const) {
-        Dwarf_Sword number = 0;
-        if (dwarf_formsdata(&value, &number) != 0) return std::nullopt;
-        return WholeNumber::of(int64_t{number});
-    }
-    Dwarf_Word number = 0;
-    if (dwarf_formudata(&value, &number) != 0) return std::nullopt;
-    return WholeNumber::of(uint64_t{number});
-}
-
-// The number in a field of the type: its lowest bits.
-WholeNumber asElement(const WholeNumber& number, FieldType type) {
-    const uint64_t bits = number.negative ? 0 - number.magnitude : number.magnitude;
-    return visitType(type, [bits](auto zero) {
-        using Element = decltype(zero);
-        if constexpr (std::is_floating_point_v<Element>) {
-            return WholeNumber::of(bits);
-        } else if constexpr (std::is_signed_v<Element>) {
-            return WholeNumber::of(int64_t{static_cast<Element>(bits)});
-        } else {
-            return WholeNumber::of(uint64_t{static_cast<Element>(bits)});
-        }
-    });
-}
-
-std::vector<Die> enumeratorsOf(const Die& enumeration) {
-    std::vector<Die> all;
-    forEachIn(enumeration, [&all](const Die& child) {
-        if (tagOf(child) == DW_TAG_enumerator) all.push_back(child);
-        return true;
-    });
-    return all;
-}
-
-bool hasNegative(const Die& enumeration) {
-    const std::vector<Die> all = enumeratorsOf(enumeration);
-    return std::any_of(all.begin(), all.end(), [](const Die& one) {
-        const std::optional<WholeNumber> number = enumerator(one);
-        return number && number->negative;
-    });
-}
-
-// The type of an enum's numbers, which compilers describe in different ways.
-std::optional<FieldType> typeOfEnum(const Die& enumeration) {
-    const std::optional<Die> declared = typeOf(enumeration);
-    const std::optional<Die> number = declared ? strippedOf(*declared) : std::nullopt;
-    const std::optional<uint64_t> bytes = sizeOf(number ? *number : enumeration);
-    if (!bytes) return std::nullopt;
-    std::optional<uint64_t> encoding = naturalOf(number ? *number : enumeration, DW_AT_encoding);
-    if (!encoding) encoding = hasNegative(enumeration) ? DW_ATE_signed : DW_ATE_unsigned;
-    return typeOfEncoding(*encoding, *bytes);
-}
-
-// The name of a base's type without its namespaces and template arguments.
-std::string baseName(const Die& inheritance) {
-    const std::optional<Die> declared = typeOf(inheritance);
-    const std::optional<Die> type = declared ? strippedOf(*declared) : std::nullopt;
-    const std::string_view whole = type ? nameOf(*type) : "";
-    return std::string(whole.substr(0, whole.find('<')));
-}
-
-// What gives an enum its name: itself, or the typedef of an unnamed one.
-Die namedOf(const Die& declared, const Die& enumeration) {
-    Die named = enumeration;
-    if (!nameOf(enumeration).empty()) return named;
-    std::optional<Die> type = declared;
-    for (int i = 0; i < kDeepest && type && isWrapper(tagOf(*type)); ++i) {
-        if (tagOf(*type) == DW_TAG_typedef) named = *type;
-        type = typeOf(*type);
-    }
-    return named;
 }
 
 // Adds the lengths of an array; returns the reason if it has none, else null.
@@ -266,9 +119,7 @@ void LayoutReader::value(const Die& type, const Place& place) {
         return members(*whole, {place, "", {}});
     }
     if (tag == DW_TAG_array_type) return array(type, place);
-    if (tag == DW_TAG_base_type || tag == DW_TAG_enumeration_type) {
-        return number({type, {}, 1}, place);
-    }
+    if (isNumber(tag)) return number({type, {}, 1}, place);
     leaveOut(place.name, kindOf(tag));
 }
 
@@ -280,32 +131,24 @@ bool LayoutReader::isTooDeep(const Place& place) {
 }
 
 void LayoutReader::members(const Die& type, Scope scope) {
-    std::map<std::string, BaseCount> counts;
+    BaseNames names;
     visit(type, [&](const Die& child) {
-        if (tagOf(child) == DW_TAG_inheritance) ++counts[baseName(child)].all;
+        if (tagOf(child) == DW_TAG_inheritance) names.count(child);
     });
     Scope bases = scope;
-    if (!counts.empty()) collectNames(type, Bases::kWithout, 0, bases.hidden);
+    if (!names.empty()) collectNames(type, Bases::kWithout, 0, bases.hidden);
     visit(type, [&](const Die& child) {
         switch (tagOf(child)) {
             case DW_TAG_inheritance:
-                return base(child, numbered(baseName(child), counts), bases);
+                return base(child, names.next(child), bases);
             case DW_TAG_member:
                 return member(child, scope);
             case DW_TAG_variant_part:
-                return leaveOut(joined(scope.place.name, "variants"), "a choice of variants");
+                return leaveOut(memberPath(scope.place.name, "variants"), "a choice of variants");
             default:
                 return;
         }
     });
-}
-
-// The next base's name, with its number if others have that name, as two of one template have.
-std::string LayoutReader::numbered(const std::string& name,
-                                   std::map<std::string, BaseCount>& counts) {
-    BaseCount& count = counts[name];
-    const uint32_t number = count.seen++;
-    return count.all > 1 ? name + "[" + std::to_string(number) + "]" : name;
 }
 
 // Collects the names of members, including those in unnamed unions and structures.
@@ -329,7 +172,7 @@ void LayoutReader::collectNames(const Die& type, Bases bases, int depth, Names& 
 void LayoutReader::base(const Die& die, const std::string& name, Scope& scope) {
     const std::optional<Die> declared = typeOf(die);
     const std::optional<Die> type = declared ? strippedOf(*declared) : std::nullopt;
-    const std::string place = joined(scope.place.name, name);
+    const std::string place = memberPath(scope.place.name, name);
     if (naturalOf(die, DW_AT_virtuality).value_or(0) != 0) return leaveOut(place, "a virtual base");
     const std::optional<uint64_t> offset = memberOffset(die);
     if (!offset) return leaveOut(place, "at a place that is computed");
@@ -348,7 +191,7 @@ void LayoutReader::member(const Die& die, const Scope& scope) {
     // Static members are not part of the value.
     if (isSet(die, DW_AT_external) || isSet(die, DW_AT_declaration)) return;
     const std::string_view own = nameOf(die);
-    const std::string name = joined(
+    const std::string name = memberPath(
         scope.place.name, (scope.hidden.count(own) > 0 ? scope.bases : "") + std::string(own));
     const std::optional<Die> type = typeOf(die);
     if (!type) return leaveOut(name, "of no type");
@@ -364,7 +207,7 @@ void LayoutReader::member(const Die& die, const Scope& scope) {
         return members(*inner, same);
     }
     if (own.substr(0, 5) == "_vptr") {
-        return leaveOut(joined(scope.place.name, "_vptr"), "a pointer to a virtual table");
+        return leaveOut(memberPath(scope.place.name, "_vptr"), "a pointer to a virtual table");
     }
     if (!isIdentifier(own)) return leaveOut(name, "of a name that no field has");
     if (has(die, DW_AT_bit_size)) return bitField(die, *type, scope.place, name);
@@ -393,7 +236,7 @@ void LayoutReader::array(const Die& type, const Place& place) {
     }
     if (inner && hasMembers(tagOf(*inner))) return structures(elements, place);
     const int tag = inner ? tagOf(*inner) : 0;
-    if (tag == DW_TAG_base_type || tag == DW_TAG_enumeration_type) return number(elements, place);
+    if (isNumber(tag)) return number(elements, place);
     leaveOut(place.name + "[]", inner ? kindOf(tag) : "of no type");
 }
 
@@ -447,21 +290,19 @@ void LayoutReader::number(const Elements& elements, const Place& place) {
 
 bool LayoutReader::typeOfNumber(const Die& type, const std::string& name, TagField& field) {
     const std::optional<Die> stripped = strippedOf(type);
-    const int tag = stripped ? tagOf(*stripped) : 0;
-    const uint64_t bytes = stripped ? sizeOf(*stripped).value_or(0) : 0;
-    std::optional<FieldType> number;
-    if (tag == DW_TAG_enumeration_type) {
-        number = typeOfEnum(*stripped);
-    } else if (tag == DW_TAG_base_type) {
-        number = typeOfEncoding(naturalOf(*stripped, DW_AT_encoding).value_or(0), bytes);
-    }
+    const std::optional<FieldType> number = stripped ? numberType(*stripped) : std::nullopt;
     if (!number) {
+        const uint64_t bytes = stripped ? sizeOf(*stripped).value_or(0) : 0;
         leaveOut(name, "a number of " + std::to_string(bytes) + " bytes that no field has (" +
                            std::string(stripped ? nameOf(*stripped) : "") + ")");
         return false;
     }
     field.type = *number;
-    if (tag == DW_TAG_enumeration_type) field.enumeration = enumOf(type, *number, name);
+    if (tagOf(*stripped) == DW_TAG_enumeration_type) {
+        // An unnamed enum without a typedef has the name of the first member of that type.
+        const std::string otherwise = layout_->type.name + "::" + withoutIndices(name);
+        field.enumeration = enums_.read(type, *number, otherwise);
+    }
     return true;
 }
 
@@ -516,36 +357,6 @@ void LayoutReader::leaveOut(const std::string& name, const std::string& what) {
     if (!leftOut_.insert(everywhere).second) return;
     if (leftOut_.size() > kMostFields) exhausted_ = true;
     layout_->leftOut.push_back({everywhere, what});
-}
-
-std::shared_ptr<const TagEnum> LayoutReader::enumOf(const Die& type, FieldType number,
-                                                    const std::string& member) {
-    const std::optional<Die> enumeration = strippedOf(type);
-    const auto known = enums_.find(enumeration->addr);
-    if (known != enums_.end()) return known->second;
-    std::vector<EnumValue> values;
-    Names names;
-    for (const Die& die : enumeratorsOf(*enumeration)) {
-        const std::optional<WholeNumber> value = enumerator(die);
-        const std::string name(nameOf(die));
-        if (!value || !isIdentifier(name) || !isEnumValueName(name) || !names.insert(name).second)
-            continue;
-        values.push_back({name, asElement(*value, number)});
-    }
-    std::shared_ptr<const TagEnum> result;
-    if (!values.empty()) {
-        result = std::make_shared<TagEnum>(enumName(type, *enumeration, member), std::move(values));
-    }
-    enums_.emplace(enumeration->addr, result);
-    return result;
-}
-
-std::string LayoutReader::enumName(const Die& declared, const Die& enumeration,
-                                   const std::string& member) const {
-    std::string name = nameEnum_(namedOf(declared, enumeration));
-    // An unnamed enum without a typedef has the name of the first member of that type.
-    if (name.empty()) name = layout_->type.name + "::" + withoutIndices(member);
-    return name;
 }
 
 }  // namespace tyktags

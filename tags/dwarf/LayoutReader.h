@@ -3,10 +3,9 @@
 
 #include "tags/dwarf/DebugTypes.h"
 #include "tags/dwarf/Die.h"
+#include "tags/dwarf/NumberTypes.h"
 
 #include <functional>
-#include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -17,14 +16,11 @@ namespace tyktags {
 /// Finds the definition of a type that is only declared where it is used.
 using FindDefinition = std::function<std::optional<Die>(const Die& declaration)>;
 
-/// The name for an enum, from the entry that has it: its own, or the typedef of an unnamed enum.
-using NameEnum = std::function<std::string(const Die& named)>;
-
 /// Flattens one type.
 class LayoutReader {
 public:
     LayoutReader(FindDefinition definitionOf, NameEnum nameEnum)
-        : definitionOf_(std::move(definitionOf)), nameEnum_(std::move(nameEnum)) {}
+        : definitionOf_(std::move(definitionOf)), enums_(std::move(nameEnum)) {}
 
     /// Sets the fields of the type `die`, and what is left out; the name and the size of `layout`
     /// are known. The problem has no path.
@@ -56,17 +52,10 @@ private:
         uint64_t count = 1;
     };
 
-    // How many bases of a type have one name, and how many of them were read.
-    struct BaseCount {
-        uint32_t all = 0;
-        uint32_t seen = 0;
-    };
-
     void value(const Die& type, const Place& place);
     bool isTooDeep(const Place& place);
     void members(const Die& type, Scope scope);
     void member(const Die& die, const Scope& scope);
-    static std::string numbered(const std::string& name, std::map<std::string, BaseCount>& counts);
     void base(const Die& die, const std::string& name, Scope& scope);
     void collectNames(const Die& type, Bases bases, int depth, Names& names);
     void array(const Die& type, const Place& place);
@@ -77,21 +66,16 @@ private:
     void dropFields(size_t first);
     void leaveOut(const std::string& name, const std::string& what);
     bool typeOfNumber(const Die& type, const std::string& name, TagField& field);
-    std::shared_ptr<const TagEnum> enumOf(const Die& type, FieldType number,
-                                          const std::string& member);
-    std::string enumName(const Die& declared, const Die& enumeration,
-                         const std::string& member) const;
 
     template <typename Visit>
     void visit(const Die& parent, Visit visitOne);
 
     FindDefinition definitionOf_;
-    NameEnum nameEnum_;
+    EnumReader enums_;
     Budget budget_{kMostSteps};
     TypeLayout* layout_ = nullptr;
     Names names_;
     Names leftOut_;
-    std::map<const void*, std::shared_ptr<const TagEnum>> enums_;
     bool damaged_ = false;
     bool exhausted_ = false;  // the budget, or the room for what is left out
 };

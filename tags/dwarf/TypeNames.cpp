@@ -1,6 +1,7 @@
 #include "tags/dwarf/TypeNames.h"
 
-#include <cctype>
+#include "tags/dwarf/MemberNames.h"
+
 #include <cstdlib>
 #include <memory>
 #include <unordered_map>
@@ -129,11 +130,6 @@ private:
     std::unordered_map<const void*, Scopes> declarations_;
 };
 
-bool isWordPart(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '$' ||
-           static_cast<unsigned char>(c) >= 0x80;
-}
-
 std::string withoutBlanks(std::string_view text) {
     std::string plain;
     bool blank = false;
@@ -142,7 +138,8 @@ std::string withoutBlanks(std::string_view text) {
             blank = true;
             continue;
         }
-        if (blank && !plain.empty() && isWordPart(plain.back()) && isWordPart(c)) plain += ' ';
+        if (blank && !plain.empty() && isNameCharacter(plain.back()) && isNameCharacter(c))
+            plain += ' ';
         blank = false;
         plain += c;
     }
