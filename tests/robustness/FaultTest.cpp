@@ -279,11 +279,12 @@ TEST_F(FaultTest, ProgramsThatCompileTheSourcesCanReadFiles) {
     std::string data = "wxyz";
     readBin(path.c_str(), data.data(), 2);
     EXPECT_EQ(data, "abyz");
-    readBin(path.c_str(), data.data(), -1);
-    readBin((path + "2").c_str(), data.data(), 4);
+    const std::string missing = path + "2";
+    readBin(missing.c_str(), data.data(), -1);
+    readBin(missing.c_str(), data.data(), 4);
     EXPECT_EQ(data, "abyz");
-    EXPECT_EQ(device().failures, (std::vector<std::string>{"size -1 is negative: " + path,
-                                                           "open failed: " + path + "2"}));
+    EXPECT_EQ(device().failures, (std::vector<std::string>{"size -1 is negative: " + missing,
+                                                           "open failed: " + missing}));
     // A lease is waited for only on a regular file.
     forget();
     device().files[path].type = DT_FIFO;
