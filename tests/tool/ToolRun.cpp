@@ -19,6 +19,7 @@ constexpr const char* kPreamble = R"sh(
 unset TYKSIM_LOG_LEVEL; export TMPDIR="$PWD/tmp"
 # At unload the library does not release its objects, and a processor must end by its signals.
 export ASAN_OPTIONS=detect_leaks=0:handle_segv=0:handle_sigbus=0:$ASAN_OPTIONS
+export TSAN_OPTIONS=handle_segv=0:handle_sigbus=0:$TSAN_OPTIONS
 HERE=$PWD; expected=0; words=
 tyksim() {
     local status=0

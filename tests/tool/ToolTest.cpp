@@ -25,7 +25,22 @@ protected:
 };
 std::unique_ptr<ToolFolder> Tool::folder_;
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define TYK_THREAD_SANITIZER
+#endif
+#endif
+
+#ifdef TYK_THREAD_SANITIZER
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
 TEST_P(Tool, Row) {
+    if (kThreadSanitizer && GetParam().script.find("LD_PRELOAD") != std::string::npos) {
+        GTEST_SKIP() << "ThreadSanitizer replaces the functions that the row replaces";
+    }
     folder_->run(GetParam());
 }
 
