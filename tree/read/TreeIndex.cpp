@@ -91,7 +91,7 @@ bool IndexReader::list(const std::string& path, const FramePlace& place,
     while (folder.next(name, type)) {
         Entry& entry = entries.emplace_back();
         entry.name = name;
-        // An unknown type is noted below.
+        // An entry that cannot be examined has an unknown type.
         static_cast<void>(folder.examine(entry.name.c_str(), type, entry.status));
         if (!entry.status.typeKnown && entry.isListedFolder()) ++untyped;
     }
