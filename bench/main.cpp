@@ -74,7 +74,7 @@ void Run::check(bool holds, const std::string& what) {
 
 bool Run::execute() {
     fmt::print("folder: {} ({})\n", folder.path(),
-               folder.isTmpfs() ? "tmpfs" : "NOT tmpfs: the ratios are its device's as well");
+               folder.isTmpfs() ? "tmpfs" : "NOT tmpfs: the ratios depend on its device too");
     benchmark::RunSpecifiedBenchmarks();
     for (const auto& report : reports_) report();
     fmt::print("\n");

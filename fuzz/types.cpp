@@ -28,7 +28,7 @@ void checkLayout(const TypeLayout& layout) {
     expect(layout.fields.size() <= tyktags::kMostFields, "a limit of fields", layout.type.name);
     for (const tyktags::TagField& field : layout.fields) {
         expect(tyktags::isFieldName(field.name), "a field's name", field.name);
-        expect(names.insert(field.name).second, "a name of its own", field.name);
+        expect(names.insert(field.name).second, "a unique name", field.name);
         expect(field.count() > 0, "elements", field.name);
         expect(field.dimensions.size() <= tyktags::kMostDimensions, "dimensions", field.name);
         expect(field.offset + field.bytes() <= layout.type.size, "within the type", field.name);

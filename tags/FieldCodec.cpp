@@ -420,7 +420,7 @@ Status encodeField(const TagField& field, std::string_view text, uint8_t* bytes,
     }
     const auto elements = elementsIn(text);
     if (elements) return encodeField(field, *elements, bytes, size);
-    return flaw("quotation marks around a text, and two of them for each in it", quoted(text));
+    return flaw("quotation marks around a text, and doubled ones in it", quoted(text));
 }
 
 Status encodeField(const TagField& field, const std::vector<std::string>& elements, uint8_t* bytes,

@@ -35,8 +35,8 @@ public:
 
     // Adds a problem if an earlier part has the same key.
     template <typename Key>
-    void requireOwn(std::map<Key, std::string>& places, const Key& key, const char* expected,
-                    const std::string& shown) {
+    void requireUnique(std::map<Key, std::string>& places, const Key& key, const char* expected,
+                       const std::string& shown) {
         const auto [found, isNew] = places.emplace(key, place_);
         require(isNew, expected, shown + ", which " + found->second + " has", Kind::repeated);
     }
@@ -102,7 +102,7 @@ void checkFields(const TagEntry& tag, Complaints& complaints) {
     std::set<std::string_view> names;
     for (const TagField& field : tag.fields) {
         checkField(tag, field, complaints);
-        complaints.require(names.insert(field.name).second, "fields with names of their own",
+        complaints.require(names.insert(field.name).second, "fields with unique names",
                            quoted(field.name) + " twice", Kind::repeated);
     }
 }
@@ -130,22 +130,22 @@ void TableRules::check(const TagEntry& tag, const std::string& place,
         checkSize(tag, complaints);
         checkFields(tag, complaints);
     }
-    complaints.requireOwn(idPlaces_, tag.id, "an id of its own", std::to_string(tag.id));
-    complaints.requireOwn(namePlaces_, tag.name, "a name of its own", quoted(tag.name));
+    complaints.requireUnique(idPlaces_, tag.id, "a unique id", std::to_string(tag.id));
+    complaints.requireUnique(namePlaces_, tag.name, "a unique name", quoted(tag.name));
 }
 
 void TableRules::check(const TagEnum& names, const std::string& place,
                        std::vector<TableProblem>& problems) {
     Complaints complaints(place, problems);
     complaints.require(!names.name().empty(), "an enum's name", "\"\"");
-    complaints.requireOwn(enumPlaces_, names.name(), "an enum with a name of its own",
-                          quoted(names.name()));
+    complaints.requireUnique(enumPlaces_, names.name(), "an enum with a unique name",
+                             quoted(names.name()));
     std::set<std::string_view> taken;
     for (const EnumValue& value : names.values()) {
         complaints.require(isEnumValueName(value.name),
                            "a name without ',', '=' and NUL that does not begin as a number does",
                            quoted(value.name));
-        complaints.require(taken.insert(value.name).second, "values with names of their own",
+        complaints.require(taken.insert(value.name).second, "values with unique names",
                            quoted(value.name) + " twice in the enum " + quoted(names.name()),
                            Kind::repeated);
     }

@@ -88,7 +88,7 @@ Status checkBuild(const ElfFile& library, const ElfFile& file) {
     }
     if (!library.buildId().empty() || library.debugLink().empty()) return {};
     if (sumOf(file.path()) == library.debugLinkSum()) return {};
-    return flaw("the sum of bytes that " + library.path() + " gives", "another one");
+    return flaw("the checksum that " + library.path() + " has for it", "another one");
 }
 
 using Check = std::function<Status(const ElfFile& file)>;
@@ -233,7 +233,7 @@ Result<Dwarf*> DebugFile::openRelocated() {
     Dwarf_Addr bias = 0;
     Dwarf* const dwarf = module ? dwfl_module_getdwarf(module, &bias) : nullptr;
     if (!dwarf) {
-        // It has no words for every failure.
+        // libdwfl does not have a message for every failure.
         const char* const reason = dwfl_errmsg(-1);
         return Problem{path(), "debug information", "damage", reason ? reason : ""};
     }

@@ -328,7 +328,7 @@ Problem DebugTypes::State::several(const Request& request,
     }
     const std::string which = request.file.empty() ? "" : " of the file " + request.file;
     return {file.path(), "one type " + request.name + which, all,
-            "a whole name chooses one, and so does a file: " + request.name + "@FILE"};
+            "choose one by its whole name or by its file: " + request.name + "@FILE"};
 }
 
 DebugTypes::DebugTypes(std::unique_ptr<State> state) : state_(std::move(state)) {}

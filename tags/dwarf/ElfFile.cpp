@@ -93,7 +93,8 @@ Status ElfFile::checkStart() const {
         return flaw("an ELF file", text.empty() ? "an empty file" : "a file of another kind");
     }
     if (start[EI_DATA] == ELFDATA2MSB) {
-        return flaw("an ELF file of a little-endian architecture", "one of a big-endian one");
+        return flaw("an ELF file of a little-endian architecture",
+                    "one of a big-endian architecture");
     }
     return {};
 }

@@ -224,8 +224,8 @@ const NameRow kNames[] = {
     {"video::Point", "video::Point 4 z"},
     {"Point@described_types.cpp",
      "expected one type Point of the file described_types.cpp, found camera::Point of 6 bytes in "
-     "described_types.cpp:13; video::Point of 4 bytes in described_types.cpp:118: a whole name "
-     "chooses one, and so does a file: Point@FILE"},
+     "described_types.cpp:13; video::Point of 4 bytes in described_types.cpp:118: choose one by "
+     "its whole name or by its file: Point@FILE"},
     {"Parms",
      "expected a type Parms, found none; did you mean camera::Params or camera::Params::Inner?"},
     {"Absent",

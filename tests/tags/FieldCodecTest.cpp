@@ -28,7 +28,7 @@ std::vector<uint32_t> dimensionsOf(uint32_t count) {
     return count == 1 ? std::vector<uint32_t>() : std::vector<uint32_t>{count};
 }
 
-/// What becomes of a value in which `part` of the field was set, as text of the whole field.
+/// Sets `part` of the field in a value, and returns the whole field as text, or the problem.
 std::string outcome(const TagField& field, const std::string& part, const char* text,
                     std::vector<uint8_t>& bytes) {
     const auto found = findField({field}, part, "TAG");
@@ -180,7 +180,7 @@ TEST(FieldCodec, SetsRowsBitsAndNames) {
         {names, "t", ",\"\"", ","},
         {names, "t", "a\"b,c", "a\"b,c"},
         {names, "t", "\"a,b",
-         "expected quotation marks around a text, and two of them for each in it, found \"\"a,b\""},
+         "expected quotation marks around a text, and doubled ones in it, found \"\"a,b\""},
         {names, "t[1]", "fives", "expected a text of at most 4 bytes, found 5"},
         {names, "t", "one", "expected 2 texts, found 1"},
         {names, "t[0][1]", "a", "TAG.t has the elements 0 to 1"},

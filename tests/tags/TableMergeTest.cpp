@@ -67,7 +67,7 @@ const Row kRows[] = {
      std::string("<?xml version='1.0'?>\n<tags xmlns:x='version=1' version=\"2\" >\n") + kEnum +
          tag(std::string("\n  ") + kGain + "\n  " + kMode + "\n") + "\n</tags>",
      "aaa"},
-    {"WhatIsThereStays",
+    {"ExistingTextStays",
      table(tag("\n\t<!-- <field --> <field  name='gain' type='f32' offset='0' unit='&gt;'/> <!-- b "
                "-->\n")),
      false,

@@ -71,7 +71,7 @@ TEST_F(TagTableTest, ReportsProblemsWithTheirLine) {
          "line 3: expected a name without ',', '=' and NUL that does not begin as a number does, "
          "found \"1\""},
         {"\"MOST\"", "\"OFF\"",
-         "line 3: expected values with names of their own, found \"OFF\" twice in the enum "
+         "line 3: expected values with unique names, found \"OFF\" twice in the enum "
          "\"Mode\""},
         {"18446744073709551615", "18446744073709551616",
          "line 6: expected a whole number from -9223372036854775808 to 18446744073709551615, found "

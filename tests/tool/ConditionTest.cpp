@@ -77,7 +77,7 @@ std::string judge(const std::string& text) {
     return *held ? "holds" : "not";
 }
 
-TEST(ConditionTest, HoldsAsItsTextSays) {
+TEST(ConditionTest, EvaluatesItsText) {
     const std::map<std::string, std::string> rows{
         // Relations, numbers and spaces.
         {"T.gain>2", "holds"},
@@ -119,7 +119,7 @@ TEST(ConditionTest, HoldsAsItsTextSays) {
         {"T.gain='25e-1' and T.gain<'10'", "holds"},
         {"'18446744073709551615'=T.big", "holds"},
         {"T.mode='1' and T.mode='DAY (1)'", "holds"},
-        // What has been read may decide alone.
+        // The values that have been read may decide alone.
         {"total_gain>1", "open"},
         {"total_gain>1 and T.gain>9", "not"},
         {"total_gain>1 and T.gain>2", "open"},
@@ -129,7 +129,7 @@ TEST(ConditionTest, HoldsAsItsTextSays) {
     for (const auto& [text, expected] : rows) EXPECT_EQ(judge(text), expected) << text;
 }
 
-TEST(ConditionTest, SaysWhatIsWrongAndWhere) {
+TEST(ConditionTest, ReportsProblemsWithTheirPlace) {
     const std::map<std::string, std::string> rows{
         {"", "1: expected a name, a number or a text, found the end"},
         {"T.gain", "7: expected =, !=, <, <=, > or >=, found the end"},

@@ -40,7 +40,7 @@ Rows copyRows() {
         {"OutputExists",
          "mkdir p; fails 2 tyksim copy r -o p",
          {"p: exists already; --force replaces it"}},
-        {"OutputsLeftByAKilledRunAreNamed",
+        {"OutputsLeftByAKilledRunAreReported",
          "mkdir .p.tyksim-aaaaaa.old .p.tyksim-mine; tyksim copy r -o p",
          {".p.tyksim-aaaaaa.old: left by a killed run; to remove it: rm -r", "!mine"}},
         {"DiskFull",

@@ -77,14 +77,14 @@ Rows outputRows() {
          {"p/q/x: lies in the input"}},
         {"TheInputByAnotherName", "folders 2 r/../r", {"r/../r: is the input"}},
         // The place is checked again when the output is complete.
-        {"FileOfTheUserMeanwhile",
+        {"FileAddedMeanwhile",
          R"sh(tyksim copy r -o p
               fails 1 tyksim replay r --with $P/odd_processor.so --option touch=p/x -o p --force
               ls -A; ls p)sh",
          {"p: not replaced, because it changed meanwhile: tyksim did not make x in it",
           "!.p.tyksim", "tags.xml\nx\n"}},
         {"FoldersAboveAreMade", "tyksim copy r -o n/e/w/p; ls -d n/e/w/p/data", {"n/e/w/p/data"}},
-        {"FoldersAboveGoWithAFailure",
+        {"FailureRemovesTheFoldersAbove",
          "(ulimit -f 1; fails 1 tyksim copy r -o n/e/w); [ ! -e n ]",
          {"n/e/w/data", ": cannot be written: File too large"}},
     };

@@ -114,7 +114,7 @@ Rows recordRefusesRows() {
         {"ConfigurationOfAnotherKind", "1 --config x.xml", {"root element <dumpconfig>"}},
         {"SizeWithoutHeight", "2 --size 3x", {"expected WxH"}},
         {"SizeTooWide", "2 --size 16385x1", {"expected WxH"}},
-        {"SizeBesidePhotographs", "2 good.jpg --size 3x3", {"not for images"}},
+        {"SizeBesidePhotographs", "2 good.jpg --size 3x3", {"--raw, found photographs"}},
         {"PropertyWithoutValue", "2 --property x", {"NAME=VALUE"}},
         {"RequestsTooLarge", "2 --first-request 2147483647", {"--first-request"}},
         {"NoFrames", "2 --frames 0", {"--frames"}},

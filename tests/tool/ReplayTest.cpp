@@ -28,7 +28,7 @@ Rows replayRows() {
               for x in 'r --pipe 3' $D/pipe_1 $K $F2 p; do both $x; done
               snap | cmp a)sh",
          {"of pipe 3", "of pipe 1", "frames: 1 replayed", "!frame: 1", "!frame: 3", "!folder: 3"}},
-        {"PipeToBePicked",
+        {"SeveralPipes",
          R"sh(tyksim record r --frames 2 --pipe 3 --size 16x8
               fails 2 tyksim replay r
               fails 2 tyksim replay r --pipe 7)sh",
@@ -177,11 +177,11 @@ Rows replayFaultRows() {
         // The processor's image, and data whose size no file tells.
         {"ReadingTheImage", "CLEAN='verified: 57 ' EACH=1; faults reads FCWH_2 $WITH"},
         {"WritingTheScene", "CLEAN='verified: 57 ' EACH=1; faults changes iSceneInfo.xml $WITH"},
-        {"ReadingWhatACopyChanges",
+        {"ReadingForACopy",
          R"sh(tyksim copy r --set total_gain=3 -o q
               SAME=q CLEAN='3 values changed' EACH=1
               faults reads iSceneInfo.xml copy r --set total_gain=3 -o p)sh"},
-        {"ReadingWhatAPageShows", "CLEAN=. EACH=1; faults reads WB_GAINS sheet r -o p"},
+        {"ReadingForAPage", "CLEAN=. EACH=1; faults reads WB_GAINS sheet r -o p"},
         // All other reads, listings and writes of a frame.
         {"ReadingAFrame", "CLEAN='verified: 57 ' EACH=7; faults reads reqID_2 $WITH"},
         {"WritingAFrame", "CLEAN='verified: 57 ' EACH=7; faults changes reqID_2 $WITH"},

@@ -60,7 +60,7 @@ each() {
                   tyksim track r image.mean image.std --csv --frames 2.. >x
                   tyksim track r image.mean image.std --csv --where 'image.mean>0 and sx>0' >y
                   cmp x y)sh"},
-            {"WhereInEveryVerbReadsImagesAsTold",
+            {"WhereFollowsOrderAndStrideInEveryVerb",
              R"sh(printf '\377' | dd of=$(echo $F2/FCWH*) bs=1 seek=3072 conv=notrunc
                   each --where 'image.u.mean>128'
                   each --where 'image.mean>0' --stride 9

@@ -80,7 +80,7 @@ Rows scenes() {
               fails 3 tyksim track r total_gain --csv
               fails 3 tyksim show $F3)sh",
          {"\n1,1,3,3,3,\n", "_sofID_3: total_gain: ", "iSceneInfo.xml: cannot be read"}},
-        {"SceneFromNowhere",
+        {"NoScene",
          R"sh(rm $F2/iScene* $F2/*ISCENE_INFO*; echo '<' >$F3/iSceneInfo.xml
               fails 3 tyksim track r total_gain KELV_TAG_WB_GAINS.red --json)sh",
          {R"("frame":2,"request":2,"sof":2,"values":{"total_gain":null,"KELV_TAG_WB_GAINS.red":1.767})"}},

@@ -65,7 +65,7 @@ Rows partsOfTables() {
               tyksim copy q -o s --set $W.mode=0
               fails 3 tyksim diff p s --ignore $W.bits)sh",
          {"all the same", "1 byte differs"}},
-        {"TheTableComesAlong",
+        {"CopyHasTheTagTable",
          R"sh(sed -i 's,<tags,<!-- mine --><tags,' r/tags.xml
               mv r/tags.xml mine.xml
               tyksim copy r -o p --tags mine.xml
@@ -121,7 +121,7 @@ Rows shownTables() {
 
 Rows checkedTables() {
     return {
-        {"WhatARecordingLeaves",
+        {"TableOfARecording",
          "tyksim tags check r/tags.xml --fail-on warning",
          {"!table-form", "!tag-opaque"}},
         {"Clean", "table ''; tyksim tags check t.xml", {"t.xml: clean: 1 tag, 2 fields, 1 enum"}},
@@ -139,10 +139,10 @@ Rows checkedTables() {
         {"DoubledNamesAndIds",
          R"sh(table 's,"b","a",; s,</tags>,<tag id="1" name="A" size="0" kind="fixed"/>&,'
               fails 3 tyksim tags check t.xml)sh",
-         {"table-repeated: t.xml: expected fields with names of their own, found line 2: \"a\" "
+         {"table-repeated: t.xml: expected fields with unique names, found line 2: \"a\" "
           "twice",
-          "an id of its own, found line 5: 1, which line 2 has",
-          "a name of its own, found line 5: \"A\", which line 2 has"}},
+          "a unique id, found line 5: 1, which line 2 has",
+          "a unique name, found line 5: \"A\", which line 2 has"}},
         {"PartsOfALaterVersion",
          "table 's, version=\"2\",,'; fails 3 tyksim tags check t.xml",
          {"- table-version-low: t.xml: expected version=\"2\" in <tags>, found version 1 with enum "
@@ -157,7 +157,7 @@ Rows checkedTables() {
           "- table-enum-unused: t.xml: expected a field of the enum Idle, found none"}},
         {"Shadowed",
          "table 's,\"a\",\"b[1]\",'; fails 3 tyksim tags check t.xml",
-         {"~ table-shadowed: t.xml: expected a name of its own for the field b[1] of A"}},
+         {"~ table-shadowed: t.xml: expected a unique name for the field b[1] of A"}},
         {"WithoutFields",
          "table /field/d; fails 3 tyksim tags check t.xml",
          {"- tag-opaque: t.xml: expected fields of A, found none for its 8 bytes"}},
@@ -172,7 +172,7 @@ Rows checkedTables() {
 Rows opaqueTags() {
     return {
         {"AllTagsHaveFields", "tyksim check r", {"whose fields cover ", "clean", "!tag-opaque"}},
-        {"ATagWithout",
+        {"TagWithoutFields",
          R"sh(sed -i '/KELV_TAG_SENSITIVITY/,/<.tag>/{/<field/d}' r/tags.xml
               fails 3 tyksim check r
               tyksim check r --fail-on warning --json)sh",

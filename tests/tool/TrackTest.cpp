@@ -51,7 +51,7 @@ Rows trackRows() {
           R"("image.flicker":null,"KELV_TAG_WB_GAINS":"CRC 16 bytes"})"
           "\n"
           R"({"path":"s",)"}},
-        {"RowsOfATreeThatIsGone",
+        {"RowsOfAMissingTree",
          "fails 1 tyksim track gone r -n total_gain --rows",
          {"'gone': ", "\"total_gain\":2048}\n"}},
         {"CsvOfSeveralTrees",
@@ -64,7 +64,7 @@ Rows trackRows() {
          {"s: expected the fields of the tree before, found others; --rows takes"}},
         {"ChartOfSeveralTrees",
          "fails 2 tyksim track r r -n ev1 --svg p",
-         {"--svg draws one tree, found 2"}},
+         {"--svg: expected one tree, found 2"}},
         {"NoName", "fails 2 tyksim track r", {"expected NAME, found none"}},
         {"NameThatIsATree",
          "fails 2 tyksim track r base x",

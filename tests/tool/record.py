@@ -298,12 +298,12 @@ def refusals():
               ("KELV_TAG_WB_GAINS.gains\n1\n", "column KELV_TAG_WB_GAINS.gains: expected 4 numbers, found 1")]
     for table, text in tables:
         run("t record p --values -", table.encode(), 1, ["standard input", text])
-    for options, text in (("--y4m - --values -", "can be read once"), ("--y4m a b.jpg", "no IMAGE beside"),
+    for options, text in (("--y4m - --values -", "expected one input from standard input, found 2"), ("--y4m a b.jpg", "no IMAGE beside"),
                           ("--raw nv21 x", "--size WxH"), ("--raw nv21 --size 2x2", "--raw: expected files"),
                           ("--raw i422 x --size 2x2", "--raw"), ("--raw nv21 --y4m -", "exclude each other"),
-                          ("--stride 9", "--stride is for --raw"), ("--range full", "--range are for"),
-                          ("x --raw nv12 --size 9x9 --stride 8", "at least the 9 bytes"), ("-", "with --y4m - or --raw"),
-                          ("--y4m - --size 2x2", "not for a video"), ("--fps 1001", "at most 1000"), ("--fps x", "a rate such")):
+                          ("--stride 9", "--stride: expected --raw"), ("--range full", "--range: expected --y4m"),
+                          ("x --raw nv12 --size 9x9 --stride 8", "at least the 9 bytes"), ("-", "expected --y4m - or --raw for standard input"),
+                          ("--y4m - --size 2x2", "or --raw, found --y4m"), ("--fps 1001", "at most 1000"), ("--fps x", "a rate such")):
         run(f"t record p {options}", status=2, texts=[text])
     run("echo total_gain >p.csv; echo 1 >>p.csv; t record p --values p.csv --frames 2", status=2, texts=["at most 1, the rows of"])
     for options, text in (("--y4m .", "found a folder"), ("--y4m none", "No such file"), ("--y4m -", "found nothing"),

@@ -131,7 +131,7 @@ private:
         if (simulation_->dumpTagList.empty()) {
             printNote(simulation_->configPath + ": configures no tag; only images are recorded");
         }
-        sayWhatIsNotDumped();
+        reportIgnoredColumns();
         for (const DumpEntry& entry : simulation_->dumpTagList) {
             if (entry.second.tag != kMfnrTag) continue;
             setup_.installTuningFiles();
@@ -140,7 +140,7 @@ private:
     }
 
     /// Reports columns whose values are not dumped.
-    void sayWhatIsNotDumped() const {
+    void reportIgnoredColumns() const {
         if (!values_) return;
         const std::set<uint32_t> dumped = dumpedIds();
         std::vector<std::string> left;
@@ -233,7 +233,7 @@ private:
                                             photo.image.width,
                                             photo.image.height,
                                             0};
-        sayOddSide(photo.image);
+        reportOddSide(photo.image);
         const ExifFacts facts = overlaid(request_.given, photo.facts);
         if (values_) values_->choose(static_cast<size_t>(taken_));
         parameters.set(makeSimulatedFrame(taken_, frame.width, frame.height, facts), values_.get());
@@ -258,11 +258,11 @@ private:
     }
 
     /// Reports an odd width or height, once per recording.
-    void sayOddSide(const Nv21Image& image) {
+    void reportOddSide(const Nv21Image& image) {
         const PictureLayout layout{image.width, image.height};
         const size_t left = layout.bytes() - layout.dumpedBytes();
-        if (saidOddSide_ || left == 0) return;
-        saidOddSide_ = true;
+        if (reportedOddSide_ || left == 0) return;
+        reportedOddSide_ = true;
         printNote(
             fmt::format("a picture of {}x{} has an odd side: a dump leaves out the last {} of its "
                         "chroma",
@@ -286,7 +286,7 @@ private:
         throwIfInterrupted(fmt::format("recorded {}{} in {}", counted(recorded_, "frame", "frames"),
                                        wanted_ ? fmt::format(" of {}", *wanted_) : "",
                                        tyktree::escaped(task_)));
-        sayEarlyEnd();
+        reportEarlyEnd();
         if (recorded_ == 0) {
             if (findings_.count() > 0) return ExitStatus::kFailed;
             printResult(
@@ -294,7 +294,7 @@ private:
                             kDumpProperty, request_.pipe));
             return ExitStatus::kClean;
         }
-        sayWhatWasSimulated();
+        reportSimulated();
         if (files_ == 0) {
             throw Failure(tyktree::escaped(task_) + ": no file of any frame could be written");
         }
@@ -305,7 +305,7 @@ private:
         return findings_.count() > 0 ? ExitStatus::kFindings : ExitStatus::kClean;
     }
 
-    void sayEarlyEnd() const {
+    void reportEarlyEnd() const {
         if (!wanted_ || taken_ == *wanted_) return;
         const std::string asked = request_.frames
                                       ? fmt::format("--frames asks for {}", *wanted_)
@@ -314,7 +314,7 @@ private:
                               counted(static_cast<uint64_t>(taken_), "frame", "frames"), asked));
     }
 
-    void sayWhatWasSimulated() const {
+    void reportSimulated() const {
         std::string line;
         const auto add = [&line](uint64_t count, const char* what, const char* option) {
             if (count == 0) return;
@@ -341,7 +341,7 @@ private:
     std::optional<int> wanted_;       ///< frames to record; none: all pictures
     const Photo* picture_ = nullptr;  ///< of the next frame
     int taken_ = 0;                   ///< pictures passed to the library
-    bool saidOddSide_ = false;
+    bool reportedOddSide_ = false;
     uint64_t recorded_ = 0;
     uint64_t simulatedExposure_ = 0;
     uint64_t simulatedIso_ = 0;

@@ -42,8 +42,8 @@ Y4mHeader readHeader(InputStream& input) {
 }
 
 ColourRule ruleOf(const Y4mHeader& header, const GivenSamples& given) {
-    const SampleRange said = header.range.value_or(SampleRange::kLimited);
-    return {given.matrix, given.range.value_or(said)};
+    const SampleRange declared = header.range.value_or(SampleRange::kLimited);
+    return {given.matrix, given.range.value_or(declared)};
 }
 
 class Y4mSource : public FrameSource {

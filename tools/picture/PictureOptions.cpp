@@ -134,7 +134,7 @@ void addColourRule(VerbOptions& verb, AssumedPicture& assumed) {
 void addGivenSamples(VerbOptions& verb, ColourMatrix& matrix, std::optional<SampleRange>& range) {
     addWords(verb, "--matrix", "Matrix of the input's samples", kMatrices, matrix);
     addChoice(verb, "--range", "Range of the input's samples", kRanges, range)
-        .defaultText("the video's, or limited; full of bare pictures");
+        .defaultText("the video's, else limited; full for bare pictures");
 }
 
 void addPictureStyle(VerbOptions& verb, PictureStyle& style) {

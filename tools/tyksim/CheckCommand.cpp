@@ -97,7 +97,7 @@ ExitStatus checkTreeFolder(const CheckVerbOptions& options, const std::string& p
         [&options](const OpenedTree& tree, Reading& reading) {
             return checkOne(options, tree, reading.json());
         },
-        Need::kNothing, IndexProblems::kSaidByCheck);
+        Need::kNothing, IndexProblems::kReportedByCheck);
 }
 
 /// Whether `path` exists and is not a folder or a link to one.

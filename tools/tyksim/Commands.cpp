@@ -32,7 +32,7 @@ void addLogLevel(VerbOptions& verb, int& level) {
                     "failures, 3 and more details")
             .takes(wholeNumber(0, 5))
             .valueName("N")
-            .defaultText(fmt::format("what {} says, else {}", kLogVariable, level));
+            .defaultText(fmt::format("that of {}, else {}", kLogVariable, level));
     verb.whereMissing(option, [&level] { level = logLevelOfEnvironment(level); });
 }
 

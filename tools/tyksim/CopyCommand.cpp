@@ -42,7 +42,7 @@ could not be read.
 
 Examples:
   tyksim copy /tmp/phone -o part --frames 3..9
-  tyksim copy pulled/tykdump -o faceless --no-images
+  tyksim copy pulled/tykdump -o parameters --no-images
   tyksim copy /tmp/phone -o gains --only-tags '*GAIN*' --no-images
   tyksim copy /tmp/phone -o ramp --set total_gain=100..800
 )";

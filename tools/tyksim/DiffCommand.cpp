@@ -33,9 +33,9 @@ and --stride tell how samples are stored, as for 'tyksim export'; --matrix and -
 the comparison of the stored samples.
 
 Files match by the content of their names: the tag, camera and kind of a parameter, the camera of an
-image. Other differences between the names are reported too: in the sof id, or in the spelling of a
-number (064 for 64 replays the same), and so is another order of frames. The names and times of tasks
-and frames are not compared.
+image. diff also reports other differences between the names, in the sof id or in the spelling of a
+number (064 for 64 replays the same), and another order of frames. It does not compare the names and
+times of tasks and frames.
 
 --ignore NAME ignores a tag, TAG.field, a field of the scene record, 'image', or the sof ids in names
 of files ('sof'); it may be given more than once. --heat-map writes a PNG for every frame with

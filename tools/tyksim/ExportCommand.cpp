@@ -243,7 +243,8 @@ private:
 /// Sets the values that depend on several options.
 void finish(Options& options) {
     if (options.folder.empty() == options.video.empty()) {
-        throw WrongUsage("expected one of -o DIR and --y4m FILE");
+        throw WrongUsage(fmt::format("expected one of -o DIR and --y4m FILE, found {}",
+                                     options.folder.empty() ? "neither" : "both"));
     }
     options.style.rule = options.reading.tree.assumed.rule;
     options.reading.trees = {options.tree};

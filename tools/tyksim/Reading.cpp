@@ -180,7 +180,7 @@ OpenedTree::OpenedTree(Reading& reading, const std::string& given, const TreeOpt
         throw Failure(name + ": expected frames, found none");
     }
     const bool picksNothing = frames.empty() && anyFrame;
-    if (problems == IndexProblems::kSaidHere || picksNothing) {
+    if (problems == IndexProblems::kReportedHere || picksNothing) {
         reportProblems(reading, index, selection, tyktree::Severity::kError);
     }
     if (picksNothing) {

@@ -73,8 +73,8 @@ enum class Need {
 
 /// Which part of the verb reports the problems of a tree's index.
 enum class IndexProblems {
-    kSaidHere,
-    kSaidByCheck,  ///< the verb runs checkTree(), which turns them into findings
+    kReportedHere,
+    kReportedByCheck,  ///< the verb runs checkTree(), which turns them into findings
 };
 
 /// A tree that a verb has opened.
@@ -90,12 +90,12 @@ struct OpenedTree {
     /// if the verb needs frames and the tree has none, and if the tree or its tag table cannot be
     /// read.
     OpenedTree(Reading& reading, const std::string& given, const TreeOptions& options,
-               Need need = Need::kFrames, IndexProblems problems = IndexProblems::kSaidHere);
+               Need need = Need::kFrames, IndexProblems problems = IndexProblems::kReportedHere);
     OpenedTree(const OpenedTree&) = delete;
     OpenedTree& operator=(const OpenedTree&) = delete;
 
 private:
-    /// Keeps the frames of which the condition holds.
+    /// Keeps the frames for which the condition holds.
     void keepWhere(const std::string& expression, const tyktree::Condition& condition, int jobs,
                    Reading& reading);
 };
@@ -130,6 +130,7 @@ using ReadTree = std::function<ExitStatus(const OpenedTree& tree, Reading& readi
 /// document of its own if --json is given. Reports a tree that fails or in which nothing is
 /// selected, and still reads the others. Returns the worst status of all trees.
 ExitStatus readTrees(const ReadingOptions& options, const char* schema, const ReadTree& read,
-                     Need need = Need::kFrames, IndexProblems problems = IndexProblems::kSaidHere);
+                     Need need = Need::kFrames,
+                     IndexProblems problems = IndexProblems::kReportedHere);
 
 }  // namespace tyksim

@@ -89,6 +89,9 @@ ExitStatus run(RecordOptions& options) {
     return record(request, *source);
 }
 
+// The default of each option for the exposure, in the help.
+constexpr const char* kExposureDefault = "the photograph's, or simulated";
+
 void addFrameOptions(VerbOptions& verb, RecordOptions& options) {
     RecordingRequest& request = options.request;
     verb.option("--frames", request.frames, "Frames to record")
@@ -114,15 +117,15 @@ void addFrameOptions(VerbOptions& verb, RecordOptions& options) {
         .showDefault();
     verb.option("--exposure", options.exposure, "Exposure time of every frame")
         .valueName("SECONDS")
-        .defaultText("the photograph's, or simulated");
+        .defaultText(kExposureDefault);
     verb.option("--iso", request.given.iso, "ISO of every frame")
         .takes(wholeNumber(1, UINT_MAX))
         .valueName("N")
-        .defaultText("likewise");
-    verb.option("--ev", request.given.biasEv, "Exposure bias")
+        .defaultText(kExposureDefault);
+    verb.option("--ev", request.given.biasEv, "Exposure bias of every frame")
         .takes(realNumber(-100, 100))
         .valueName("EV")
-        .defaultText("likewise");
+        .defaultText(kExposureDefault);
 }
 
 }  // namespace

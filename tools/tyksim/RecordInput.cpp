@@ -58,7 +58,10 @@ void requireOneReader(const RecordInput& input) {
     const auto readers = std::count(input.images.begin(), input.images.end(), kStandardInput) +
                          (input.video == kStandardInput ? 1 : 0) +
                          (input.values == kStandardInput ? 1 : 0);
-    if (readers > 1) throw WrongUsage("-: standard input can be read once only");
+    if (readers > 1) {
+        throw WrongUsage(
+            fmt::format("-: expected one input from standard input, found {}", readers));
+    }
 }
 
 /// Refuses options without effect.
@@ -77,18 +80,20 @@ void requireUse(const RecordInput& input) {
         throw WrongUsage("--raw: expected --size WxH, the size of the pictures, found none");
     }
     if (isPhotos && !input.size.empty()) {
-        throw WrongUsage("--size is for the test pattern and for --raw, not for images");
+        throw WrongUsage("--size: expected the test pattern or --raw, found photographs");
     }
     if (isVideo && !input.size.empty()) {
-        throw WrongUsage("--size is for the test pattern and for --raw, not for a video");
+        throw WrongUsage("--size: expected the test pattern or --raw, found --y4m");
     }
-    if (!isRaw && input.stride > 0) throw WrongUsage("--stride is for --raw alone");
+    if (!isRaw && input.stride > 0) throw WrongUsage("--stride: expected --raw, found none");
     const bool isRuled = input.samples.range || input.samples.matrix != ColourMatrix::kBt601;
     if (!isRaw && !isVideo && isRuled) {
-        throw WrongUsage("--matrix and --range are for --y4m and --raw alone");
+        throw WrongUsage("--matrix, --range: expected --y4m or --raw, found neither");
     }
     if (isPhotos && std::count(input.images.begin(), input.images.end(), kStandardInput) > 0) {
-        throw WrongUsage("-: standard input is read with --y4m - or --raw alone; ./- is a file");
+        throw WrongUsage(
+            "-: expected --y4m - or --raw for standard input, found neither; "
+            "./- is a file of that name");
     }
 }
 

@@ -44,7 +44,8 @@ a table derived from the files' names and sizes.
                   dumped and the arrived value
 
 Errors and warnings of the tree (as in `tyksim check`), failures that the library reports and frames
-that it abandons are findings. With --verify, so is every byte that does not arrive.
+that it abandons are findings. With --verify, every value and image that does not arrive exactly as in
+its file is a finding too.
 
 --set NAME=VALUE sets a value in every frame before its replay, like `tyksim copy --set`, but writes
 no tree; --verify then compares with the new values.
@@ -55,8 +56,8 @@ sof ids. PROCESSOR is a file in Python with a function process(frame), which the
 runs (docs/python.md), or a shared object with the interface of the installed header
 tyksim_processor.h. The processor gets --option TEXT, which for Python is NAME=VALUE.
 The processor runs in a process of its own: a crash ends the run with status 1, and OUT is not made.
-Every frame is verified first, as with --verify; one that does not arrive exactly as in its files is a
-finding and is not processed.
+Every frame is verified first, as with --verify; a frame that does not arrive exactly as in its files
+is a finding and is not processed.
 
 Exit status: 0 clean, 1 failed, 2 wrong usage, 3 finished with findings.
 
@@ -155,7 +156,7 @@ public:
           processor_(processor),
           session_(options.session),
           tree_(reading, options.tree, options.selection, Need::kFrames,
-                IndexProblems::kSaidByCheck),
+                IndexProblems::kReportedByCheck),
           catalog_(tree_.catalog) {
         choosePipe(tree_.frames, options.selection, session_);
         reportTags(reading);
@@ -280,14 +281,18 @@ private:
 void settle(ReplayOptions& options) {
     options.session.images = options.session.entry == Entry::frame && !options.noImages;
     options.session.verify = options.session.verify || !options.processor.empty();
-    if (options.processor.empty() != options.output.empty()) {
-        throw WrongUsage("--with PROCESSOR and -o OUT go together");
+    if (!options.processor.empty() && options.output.empty()) {
+        throw WrongUsage("--with: expected -o OUT for the results, found none");
+    }
+    if (options.processor.empty() && !options.output.empty()) {
+        throw WrongUsage("-o: expected --with PROCESSOR, found none");
     }
     if (!options.processor.empty() && !options.session.images) {
-        throw WrongUsage("--with needs the images, which --entry folder and --no-images omit");
+        throw WrongUsage(fmt::format("--with: expected a replay with images, found {}",
+                                     options.noImages ? "--no-images" : "--entry folder"));
     }
     if (options.processor.empty() && !options.processorOptions.empty()) {
-        throw WrongUsage("--option is for a processor; give one with --with");
+        throw WrongUsage("--option: expected --with PROCESSOR, found none");
     }
 }
 

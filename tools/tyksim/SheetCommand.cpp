@@ -150,7 +150,7 @@ public:
         std::optional<tyktree::FindingCounts> other;
         if (other_) other = addFindings(*other_, Side::kOther, writer);
         writer.commit();
-        sayWhatIsLess(writer.bytes());
+        reportOmissions(writer.bytes());
         return report(mine, other);
     }
 
@@ -230,7 +230,7 @@ private:
         if (refs.b) pair.other = reader.readValues(*refs.b);
         for (const auto* frame : {&pair.mine, &pair.other}) {
             if (!*frame) continue;
-            for (const std::string& line : (*frame)->problems) say(line);
+            for (const std::string& line : (*frame)->problems) reportOnce(line);
         }
         return pair;
     }
@@ -289,11 +289,12 @@ private:
         if (pair.mine) lines = pair.mine->problems;
         if (pair.other) lines.insert(pair.other->problems.begin(), pair.other->problems.end());
         lines.insert(pair.difference.problems.begin(), pair.difference.problems.end());
-        for (const std::string& line : lines) say(line);
+        for (const std::string& line : lines) reportOnce(line);
     }
 
-    /// Says what cannot be read, once where it was met while pictures were measured.
-    void say(const std::string& line) {
+    /// Reports an item that cannot be read. The measuring of pictures reads some frames before the
+    /// page does; an item that it has reported is not reported again.
+    void reportOnce(const std::string& line) {
         if (measuredProblems_.count(line) > 0) return;
         if (!planned_) measuredProblems_.insert(line);
         reading_.problem(line);
@@ -312,7 +313,7 @@ private:
     }
 
     /// Reports missing pictures, and a page that exceeds its limit.
-    void sayWhatIsLess(uint64_t bytes) const {
+    void reportOmissions(uint64_t bytes) const {
         const PictureSizes& sizes = plan_.sizes;
         if (sizes.every > 1) {
             printNote(

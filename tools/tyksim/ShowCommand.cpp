@@ -45,9 +45,9 @@ struct ShowOptions {
 /// The planes of the image at `path`. Throws NoPicture.
 std::vector<PlaneFacts> planesOf(const std::string& path, const PictureLayout& layout) {
     PictureFile file(path, layout);
-    const PlaneHistograms had = histogramsOf(file);
+    const PlaneHistograms counts = histogramsOf(file);
     const SampleCounts whole = layout.samplesIn(layout.bytes());
-    return {{"y", whole.y, had.y}, {"u", whole.u, had.u}, {"v", whole.v, had.v}};
+    return {{"y", whole.y, counts.y}, {"u", whole.u, counts.u}, {"v", whole.v, counts.v}};
 }
 
 /// Reads one frame and passes its contents to a report.

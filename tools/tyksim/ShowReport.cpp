@@ -46,11 +46,13 @@ std::string summary(const Parameter& parameter) {
 
 /// "mean 118.20 range 3 to 250", and the number of samples if these are not all.
 std::string planeText(const PlaneFacts& plane) {
-    const uint64_t had = plane.had.total();
-    if (had == 0) return "no samples";
-    std::string words = fmt::format("mean {:6.2f}  range {:3} to {:3}", plane.had.mean(),
-                                    plane.had.least(), plane.had.most());
-    if (had < plane.samples) words += fmt::format(", {} of {} samples", had, plane.samples);
+    const uint64_t existing = plane.counts.total();
+    if (existing == 0) return "no samples";
+    std::string words = fmt::format("mean {:6.2f}  range {:3} to {:3}", plane.counts.mean(),
+                                    plane.counts.least(), plane.counts.most());
+    if (existing < plane.samples) {
+        words += fmt::format(", {} of {} samples", existing, plane.samples);
+    }
     return words;
 }
 
@@ -222,12 +224,12 @@ public:
 
 private:
     static Json planeItem(const PlaneFacts& plane) {
-        const uint64_t had = plane.had.total();
-        if (had == 0) return {};
-        return {{"mean", plane.had.mean()},
-                {"min", plane.had.least()},
-                {"max", plane.had.most()},
-                {"samples", had}};
+        const uint64_t existing = plane.counts.total();
+        if (existing == 0) return {};
+        return {{"mean", plane.counts.mean()},
+                {"min", plane.counts.least()},
+                {"max", plane.counts.most()},
+                {"samples", existing}};
     }
 
     JsonDocument& json_;

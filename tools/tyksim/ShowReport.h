@@ -20,7 +20,7 @@ class JsonDocument;
 struct PlaneFacts {
     const char* name;
     uint64_t samples;  ///< of the whole plane
-    Histogram had;
+    Histogram counts;  ///< of the samples in the file
 };
 
 /// A frame's image and its assumed format.
@@ -30,7 +30,7 @@ struct ShownImage {
     std::vector<PlaneFacts> planes;  ///< empty if the file cannot be read
 
     /// The size in bytes of a complete file with the image; for rows without gaps the size of a
-    /// dump.
+    /// dump. Throws WrongUsage when the assumed stride is smaller than a row.
     int64_t expectedBytes() const;
 };
 

@@ -36,9 +36,9 @@ import writes the fields of tags into the table of --into, from the debug inform
 --elf. Each WHAT is a pair TAG=TYPE or a tree. A type must have the size of its tag, and of the tag's files
 in each tree; otherwise nothing is written. Files in the last frame of a task may be shorter. TYPE may omit
 leading namespaces, and inline and unnamed ones anywhere. TYPE@FILE is the type that FILE declares or that
-is compiled from FILE. A field of the table that differs from the type stays, and so does one that the type
-lacks; --replace replaces the former and removes the latter. Comments and units always stay. import lists
-parts of a type for which there is no kind of field, such as pointers.
+is compiled from FILE. The table keeps fields that differ from the type and fields that the type lacks; with
+--replace, the type's fields replace the former, and the latter are removed. Comments and units always stay.
+import lists parts of a type for which there is no kind of field, such as pointers.
 
 types lists the types in the library of --elf, except those inside functions. WHAT is a pattern for their
 names, such as 'Ae*'; --size lists the types of one size.
@@ -49,7 +49,7 @@ libraries share is found by its build id, or by its name beside the debug inform
 
 Exit status: 0 no finding that --fail-on counts, 1 a file could not be read or a size does not fit, 2 wrong
 usage or no such tag, 3 findings, parts of a table that only later versions of tyksim know, or a field that
-import kept although the type's differs.
+import kept although it differs from the type.
 
 Examples:
   tyksim tags show /tmp/phone

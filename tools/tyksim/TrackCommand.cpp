@@ -80,7 +80,7 @@ void takeNames(TrackOptions& options) {
         throw WrongUsage("--svg -: standard output has the values; name a file");
     }
     if (!options.svg.empty() && words.size() > 1) {
-        throw WrongUsage(fmt::format("--svg draws one tree, found {}", words.size()));
+        throw WrongUsage(fmt::format("--svg: expected one tree, found {}", words.size()));
     }
 }
 

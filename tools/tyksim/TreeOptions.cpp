@@ -49,7 +49,7 @@ void addTreeOptions(VerbOptions& verb, TreeOptions& options) {
         .valueName("RANGES");
     verb.option("--sofs", options.sofs, "Only frames with these sof ids").valueName("RANGES");
     verb.option("--where", options.where,
-                "Only frames of which this holds, such as 'total_gain>4000 and image.mean<50'")
+                "Only frames for which this holds, such as 'total_gain>4000 and image.mean<50'")
         .valueName("EXPRESSION");
     addImageLayout(verb, options.assumed);
     verb.option("--tags", options.tagsFile, "Tag table")

@@ -63,7 +63,7 @@ bool FrameChecker::list() {
     if (listed.ok()) return true;
     const bool gone = ::access(path.c_str(), F_OK) != 0 && errno == ENOENT;
     add(gone ? RuleId::kTreeChanged : RuleId::kFolderUnlisted, path,
-        "a frame folder that can be listed", gone ? "none any more" : "none",
+        "a frame folder that can be listed", gone ? "one that was removed" : "none",
         listed.problem().reason);
     return !job_.listing.files().empty();
 }

@@ -82,7 +82,7 @@ void IdentityChecker::checkImages() {
     // Without the configuration, every parameter's camera may be a fixed one.
     if (odd.empty() || (summary_.config.empty() && odd.size() == judged)) return;
     findings_.spread(RuleId::kImageCamera, odd,
-                     {"", "an image of a camera of the parameters", "one of another"},
+                     {"", "an image of the parameters' camera", "one of another camera"},
                      [this](uint32_t position) {
                          return Problem{findings_.pathOf(position),
                                         "an image of " + wordsFor(ofParameters(position)) +
@@ -109,11 +109,11 @@ void IdentityChecker::checkSofs() {
         }
     }
     findings_.spread(RuleId::kSofRepeated, odd,
-                     {"", "a sof id of each frame's own", "another frame's"},
+                     {"", "a unique sof id in each frame", "that of another frame"},
                      [this, &repeated](uint32_t position) {
                          const uint32_t before = repeated.at(position);
                          const FrameFolderName& other = findings_.frameAt(before).parsed;
-                         return Problem{findings_.pathOf(position), "a sof id of its own",
+                         return Problem{findings_.pathOf(position), "a unique sof id",
                                         "sof " + std::to_string(other.sofId) + ", which frame " +
                                             std::to_string(before) + " of request " +
                                             std::to_string(other.requestId) + " has"};

@@ -114,7 +114,7 @@ private:
                 if (element == reading_.document.document_element()) continue;  // outside the root
                 if (!repeated.insert(element).second) continue;
                 add(RuleId::kSceneXmlExtra, kSceneXmlName,
-                    std::string("the element ") + element.name() + " once", "it again");
+                    std::string("the element ") + element.name() + " once", "it twice");
             }
         }
     }
@@ -132,7 +132,7 @@ private:
         if (status.ok()) return;
         add(RuleId::kSceneFieldRange, kSceneXmlName,
             status.problem().where + ": " + status.problem().expected, status.problem().found,
-            "a replay brings " + sceneText(field, *reading_.sources.fromFiles));
+            "a replay publishes " + sceneText(field, *reading_.sources.fromFiles));
     }
 
     /// Compares the XML file with the dumped data: the parameter file, else the blocks. A value

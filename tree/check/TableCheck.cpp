@@ -153,7 +153,7 @@ void TableChecker::checkNames(const TagEntry& tag) {
         std::vector<TagField> others = tag.fields;
         others.erase(others.begin() + static_cast<std::ptrdiff_t>(i));
         if (!findField(others, name, tag.name).ok()) continue;
-        give(RuleId::kTableShadowed, "a name of its own for the field " + name + " of " + tag.name,
+        give(RuleId::kTableShadowed, "a unique name for the field " + name + " of " + tag.name,
              "that of an element of another field");
     }
 }

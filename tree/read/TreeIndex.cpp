@@ -284,7 +284,7 @@ void IndexReader::checkTime(const std::string& path, const FramePlace& place, co
         {path, "a time that a calendar and a clock show", impossible});
 }
 
-/// Reports requests out of order. Names are in order of time, and so should be their requests.
+/// Reports requests out of order. The names are sorted by time, so request ids must not fall.
 void IndexReader::checkOrder(const FramePlace& place, const TaskEntry& task) {
     std::map<std::pair<int, int>, uint32_t> seen;
     const FrameEntry* last = nullptr;
@@ -306,7 +306,7 @@ void IndexReader::checkOrder(const FramePlace& place, const TaskEntry& task) {
             seen.emplace(std::make_pair(request, frame.parsed.sofId), frame.position);
         if (!isNew) {
             add(ProblemKind::kFrameRepeated, at,
-                {framePath(task, frame), "ids of its own",
+                {framePath(task, frame), "unique ids",
                  "request " + std::to_string(request) + " and sof " +
                      std::to_string(frame.parsed.sofId) + ", which frame " +
                      std::to_string(first->second) + " has"});
