@@ -14,8 +14,8 @@ namespace py = pybind11;
 
 namespace {
 
-/// The reason why a parameter of `size` bytes cannot have a value of `bytes` bytes; "" if it can.
-std::string valueProblem(uint32_t tag, bool isBlock, size_t size, uint64_t bytes) {
+/// Raises ValueError if a parameter of `size` bytes cannot have a value of `bytes` bytes.
+void checkValue(uint32_t tag, bool isBlock, size_t size, uint64_t bytes) {
     tyksim_parameter parameter{};
     parameter.tag = tag;
     parameter.is_block = isBlock ? 1 : 0;
@@ -23,7 +23,8 @@ std::string valueProblem(uint32_t tag, bool isBlock, size_t size, uint64_t bytes
     tyksim_frame frame{};
     frame.parameters = &parameter;
     frame.parameter_count = 1;
-    return tyksim::valueProblem(frame, tag, bytes);
+    const tyktags::Status status = tyksim::checkValue(frame, tag, bytes);
+    if (!status.ok()) throw py::value_error(status.problem().reason);
 }
 
 }  // namespace
@@ -39,7 +40,7 @@ PYBIND11_MODULE(_core, module) {
     tykpython::bindChecks(module, frames);
     tykpython::bindImages(module);
     tykpython::bindWriter(module);
-    module.def("value_problem", &valueProblem);
+    module.def("check_value", &checkValue);
     module.def("nearest", &tyktags::nearestNames, py::arg("name"), py::arg("among"),
                py::arg("count") = 3);
 }

@@ -293,9 +293,7 @@ class Frame(ValuesByName):
                 )
             new = self._table.encode(name, given, self._set.get(tag, first.bytes), names)
         for other in of_tag:
-            problem = _core.value_problem(other.id, other.kind == "block", len(other), len(new))
-            if problem:
-                raise ValueError(problem)
+            _core.check_value(other.id, other.kind == "block", len(other), len(new))
         self._set[tag] = new
 
     def __repr__(self) -> str:

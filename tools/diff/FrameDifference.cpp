@@ -91,7 +91,7 @@ bool differInSofAlone(std::string_view a, std::string_view b) {
 
 bool isPicture(const FileEntry& file) {
     return file.kind == Kind::kImage && file.regular() &&
-           sizeProblem(file.image.width, file.image.height).empty();
+           checkPictureSize(file.image.width, file.image.height).ok();
 }
 
 /// Adds the different elements of a field, under its name or its elements' names.

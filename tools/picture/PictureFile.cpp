@@ -21,16 +21,17 @@ constexpr uint8_t kNoColour = 128;
 NoPicture::NoPicture(const std::string& path, const std::string& reason)
     : Failure(tyktree::escaped(path) + ": " + reason), path_(path), reason_(reason) {}
 
-std::string sizeProblem(int width, int height) {
-    if (width >= 1 && width <= kMaxWidth && height >= 1 && height <= kMaxHeight) return "";
-    return fmt::format("pictures have 1x1 to {}x{} pixels, this one {}x{}", kMaxWidth, kMaxHeight,
-                       width, height);
+tyktags::Status checkPictureSize(int width, int height) {
+    if (width >= 1 && width <= kMaxWidth && height >= 1 && height <= kMaxHeight) return {};
+    return tyktags::flaw("", "",
+                         fmt::format("pictures have 1x1 to {}x{} pixels, this one {}x{}", kMaxWidth,
+                                     kMaxHeight, width, height));
 }
 
 PictureFile::PictureFile(std::string path, const PictureLayout& layout)
     : path_(std::move(path)), layout_(layout), file_(path_) {
-    const std::string problem = sizeProblem(layout_.width, layout_.height);
-    if (!problem.empty()) throw NoPicture(path_, problem);
+    const tyktags::Status size = checkPictureSize(layout_.width, layout_.height);
+    if (!size.ok()) throw NoPicture(path_, size.problem().reason);
     if (file_.status().ok()) return;
     const std::string& reason = file_.status().problem().reason;
     throw NoPicture(path_, reason == tyktree::kNotRegular ? "it is not a regular file"

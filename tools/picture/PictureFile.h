@@ -1,6 +1,7 @@
 // Reads image files of a tree as pictures. All reading of samples is here.
 #pragma once
 
+#include "tags/Problem.h"
 #include "tools/console/Console.h"
 #include "tools/picture/Picture.h"
 #include "tree/read/RegularFile.h"
@@ -91,7 +92,7 @@ private:
     SampleBuffer chroma_;
 };
 
-/// Why pictures of this size are not supported; "" for a supported size.
-std::string sizeProblem(int width, int height);
+/// Succeeds if pictures of this size are supported. The problem has only a reason.
+tyktags::Status checkPictureSize(int width, int height);
 
 }  // namespace tyksim

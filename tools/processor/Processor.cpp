@@ -45,7 +45,7 @@ bool readValues(const SharedMemory& made, const FrameMade& result, const tyksim_
         SharedValue value{};
         std::memcpy(&value, values + at, sizeof(value));
         const uint8_t* const data = made.find(value.data);
-        if (!data || !valueProblem(frame, value.tag, value.data.bytes).empty()) return false;
+        if (!data || !checkValue(frame, value.tag, value.data.bytes).ok()) return false;
         out[value.tag] = {data, value.data.bytes};
     }
     return true;

@@ -8,10 +8,15 @@
 #include <algorithm>
 #include <cstring>
 #include <fmt/format.h>
+#include <string>
+#include <utility>
 
 namespace tyksim {
 
 namespace {
+
+using tyktags::Problem;
+using tyktags::Status;
 
 /// The rows of a plane that has `bytes` bytes in an image file; the last row may be incomplete.
 struct Rows {
@@ -53,22 +58,27 @@ struct Planes {
     uint64_t chromaAt = 0;
 };
 
+Problem because(std::string reason) {
+    return tyktags::flaw("", "", std::move(reason));
+}
+
 }  // namespace
 
-std::string valueProblem(const tyksim_frame& frame, uint32_t tag, uint64_t bytes) {
+Status checkValue(const tyksim_frame& frame, uint32_t tag, uint64_t bytes) {
     const auto* const end = frame.parameters + frame.parameter_count;
     const auto* const found =
         std::find_if(frame.parameters, end,
                      [tag](const tyksim_parameter& parameter) { return parameter.tag == tag; });
     const std::string returned = fmt::format("returned {} bytes for tag {}", bytes, tag);
-    if (found == end) return returned + ", which the frame does not have";
+    if (found == end) return because(returned + ", which the frame does not have");
     if (found->is_block == 0) {
-        return bytes == found->size ? ""
-                                    : fmt::format("{}, which has {} bytes", returned, found->size);
+        if (bytes == found->size) return {};
+        return because(fmt::format("{}, which has {} bytes", returned, found->size));
     }
     // A replay accepts neither as a block.
-    if (bytes == 0) return returned + "; a block has at least one";
-    return bytes <= INT32_MAX ? "" : fmt::format("{}; a block has at most {}", returned, INT32_MAX);
+    if (bytes == 0) return because(returned + "; a block has at least one");
+    if (bytes <= INT32_MAX) return {};
+    return because(fmt::format("{}; a block has at most {}", returned, INT32_MAX));
 }
 
 uint64_t packedBytes(int32_t width, int32_t height) {
@@ -76,20 +86,21 @@ uint64_t packedBytes(int32_t width, int32_t height) {
     return static_cast<uint64_t>(nv21Bytes(width, height));
 }
 
-std::string pictureProblem(const tyksim_picture& picture) {
+Status checkPicture(const tyksim_picture& picture) {
     const std::string size =
         fmt::format("returned a picture of {}x{}", picture.width, picture.height);
     if (packedBytes(picture.width, picture.height) == 0) {
-        return fmt::format("{}; expected 1x1 to {}x{}", size, kMaxWidth, kMaxHeight);
+        return because(fmt::format("{}; expected 1x1 to {}x{}", size, kMaxWidth, kMaxHeight));
     }
-    if (!picture.pixels) return size + " at a null pointer";
+    if (!picture.pixels) return because(size + " at a null pointer");
     if (picture.stride != 0 && picture.stride < picture.width) {
-        return fmt::format("{} with a stride of {} bytes; expected at least {}", size,
-                           picture.stride, picture.width);
+        return because(fmt::format("{} with a stride of {} bytes; expected at least {}", size,
+                                   picture.stride, picture.width));
     }
     const uint64_t expected = Planes(picture).extent();
-    if (picture.size >= expected) return "";
-    return fmt::format("{} in {} bytes; expected at least {}", size, picture.size, expected);
+    if (picture.size >= expected) return {};
+    return because(
+        fmt::format("{} in {} bytes; expected at least {}", size, picture.size, expected));
 }
 
 void packPicture(const tyksim_picture& picture, uint8_t* to) {

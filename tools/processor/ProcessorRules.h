@@ -3,18 +3,18 @@
 // process. Threads: any.
 #pragma once
 
+#include "tags/Problem.h"
 #include "tools/processor/tyksim_processor.h"
 
 #include <cstdint>
-#include <string>
 
 namespace tyksim {
 
-/// Why `frame` cannot have a value of `bytes` bytes for `tag`; "" if it can.
-std::string valueProblem(const tyksim_frame& frame, uint32_t tag, uint64_t bytes);
+/// Succeeds if `frame` can have a value of `bytes` bytes for `tag`. The problem has only a reason.
+tyktags::Status checkValue(const tyksim_frame& frame, uint32_t tag, uint64_t bytes);
 
-/// Why `picture` cannot be recorded; "" if it can.
-std::string pictureProblem(const tyksim_picture& picture);
+/// Succeeds if `picture` can be recorded. The problem has only a reason.
+tyktags::Status checkPicture(const tyksim_picture& picture);
 
 /// The bytes of an image file of that size: (width * height * 3) / 2; 0 if there can be no such
 /// image.

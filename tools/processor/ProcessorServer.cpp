@@ -1,5 +1,6 @@
 #include "tools/processor/ProcessorServer.h"
 
+#include "tags/Problem.h"
 #include "tools/console/Console.h"
 #include "tools/processor/ProcessorRules.h"
 #include "tools/processor/tyksim_processor.h"
@@ -24,6 +25,8 @@
 namespace tyksim {
 
 namespace {
+
+using tyktags::Status;
 
 /// A loaded shared object. It stays loaded, because its threads or exit handlers may still need it.
 class Library {
@@ -128,9 +131,9 @@ private:
     template <typename Action>
     int guarded(Action action) noexcept {
         try {
-            std::string problem = action();
-            if (problem.empty()) return 0;
-            error_ = std::move(problem);
+            const Status status = action();
+            if (status.ok()) return 0;
+            error_ = status.problem().reason;
         } catch (const std::exception& error) {
             error_ = error.what();
         }
@@ -148,21 +151,21 @@ private:
     }
 
     static void fail(void* context, const char* message) {
+        if (!message || *message == '\0') return;
         auto& self = *static_cast<FrameOutput*>(context);
-        self.guarded([&] { return std::string(message ? message : ""); });
+        self.guarded([&] { return Status(tyktags::flaw("", "", message)); });
     }
 
-    std::string takePicture(const tyksim_picture* picture) {
-        if (!picture) return "returned a null pointer as a picture";
-        std::string problem = pictureProblem(*picture);
-        if (!problem.empty()) return problem;
+    Status takePicture(const tyksim_picture* picture) {
+        if (!picture) return tyktags::flaw("", "", "returned a null pointer as a picture");
+        if (Status status = checkPicture(*picture); !status.ok()) return status;
         result_.pictureIsGiven = isGiven(*picture) ? 1 : 0;
-        if (result_.pictureIsGiven != 0) return "";
+        if (result_.pictureIsGiven != 0) return {};
         SharedPicture& taken = result_.picture;
         const Piece pixels = reserve(taken.pixels, packedBytes(picture->width, picture->height));
         packPicture(*picture, made_.at(pixels));
         taken = {picture->width, picture->height, pixels};
-        return "";
+        return {};
     }
 
     /// Whether the processor returned the frame's own picture, as one does that only changes
@@ -174,18 +177,18 @@ private:
                (picture.stride == 0 || picture.stride == given->stride);
     }
 
-    std::string takeValue(uint32_t tag, const void* data, size_t size) {
-        std::string problem = valueProblem(frame_, tag, size);
-        if (!problem.empty()) return problem;
+    Status takeValue(uint32_t tag, const void* data, size_t size) {
+        if (Status status = checkValue(frame_, tag, size); !status.ok()) return status;
         if (!data && size > 0) {
-            return fmt::format("returned a null pointer as the value of tag {}", tag);
+            return tyktags::flaw(
+                "", "", fmt::format("returned a null pointer as the value of tag {}", tag));
         }
         auto value = std::find_if(values_.begin(), values_.end(),
                                   [tag](const SharedValue& known) { return known.tag == tag; });
         if (value == values_.end()) value = values_.insert(value, SharedValue{tag, 0, {}});
         value->data = reserve(value->data, size);
         if (size > 0) std::memcpy(made_.at(value->data), data, size);
-        return "";
+        return {};
     }
 
     /// A piece for `bytes` bytes in place of `before`; the same piece if they fit.

@@ -213,14 +213,16 @@ tyktags::Result<Value> numberOf(const tyktags::TagEnum& values, const std::strin
                             tyktags::quoted(word)};
 }
 
-/// The reason why the name's values cannot be compared; "" if they can.
-std::string refusal(const ValueName& name) {
-    if (name.scene || name.source) return "";
-    if (!name.field) return tyktags::quoted(name.name) + " is a whole tag: name a field of it";
-    if (tyktags::isSingle(*name.field)) return "";
-    return tyktags::quoted(name.name) + " has " + std::to_string(name.field->values()) +
-           " values: name one of them, such as " +
-           tyktags::elementName(name.name, name.field->shape(), 0);
+/// Succeeds if the name's values can be compared. The problem has only a reason.
+tyktags::Status checkComparable(const ValueName& name) {
+    if (name.scene || name.source) return {};
+    const std::string quoted = tyktags::quoted(name.name);
+    if (!name.field) return tyktags::flaw("", "", quoted + " is a whole tag: name a field of it");
+    if (tyktags::isSingle(*name.field)) return {};
+    return tyktags::flaw("", "",
+                         quoted + " has " + std::to_string(name.field->values()) +
+                             " values: name one of them, such as " +
+                             tyktags::elementName(name.name, name.field->shape(), 0));
 }
 
 /// The constant that `text` stands for in a comparison with the values of `beside`: a text if these
@@ -332,7 +334,7 @@ std::optional<ConditionProblem> Condition::bind(const Resolve& resolve, Node& no
     }
     for (size_t i = 0; i < sides.size(); ++i) {
         const std::optional<ValueName>& beside = names[1 - i];
-        if (!beside || !refusal(*beside).empty()) continue;
+        if (!beside || !checkComparable(*beside).ok()) continue;
         if (auto problem = bindConstant(*beside, *sides[i], names[i])) return problem;
         if (!sides[i]->isWord && unknown && unknown->at == sides[i]->at) unknown.reset();
     }
@@ -342,8 +344,10 @@ std::optional<ConditionProblem> Condition::bind(const Resolve& resolve, Node& no
     }
     for (size_t i = 0; i < sides.size(); ++i) {
         if (!names[i]) continue;
-        const std::string reason = refusal(*names[i]);
-        if (!reason.empty()) return ConditionProblem{sides[i]->at, reason};
+        const tyktags::Status comparable = checkComparable(*names[i]);
+        if (!comparable.ok()) {
+            return ConditionProblem{sides[i]->at, comparable.problem().reason};
+        }
         const std::optional<ValueName>& beside = names[1 - i];
         if (hasTexts(*names[i]) && beside && !hasTexts(*beside)) {
             return ConditionProblem{sides[1 - i]->at,
