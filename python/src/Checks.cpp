@@ -58,7 +58,7 @@ py::list check(const Frames& frames, bool deep, int jobs, const py::object& prog
     options.execution = waiting.execution();
     options.progress = [&waiting](uint64_t done, uint64_t of) { waiting.count(done, of); };
     waiting.run([&] {
-        tyktree::checkTree(frames.tree().index, frames.selection(), frames.tree().table.catalog(),
+        tyktree::checkTree(frames.tree().index, frames.selection(), frames.tree().names.catalog(),
                            options, findings);
     });
     py::list list;
@@ -81,8 +81,8 @@ tyksim::DiffRules rulesOf(const Frames& a, const Frames& b, const DiffArguments&
         arguments.uFirst ? tyksim::ChromaOrder::kNv12 : tyksim::ChromaOrder::kNv21;
     rules.assumed.stride = arguments.stride;
     rules.tolerance = arguments.tolerance;
-    const auto& catalog = tyksim::commonTable(a.tree().table.catalog(), b.tree().table.catalog());
-    const Frames& named = &catalog == &a.tree().table.catalog() ? a : b;
+    const auto& catalog = tyksim::commonTable(a.tree().names.catalog(), b.tree().names.catalog());
+    const Frames& named = &catalog == &a.tree().names.catalog() ? a : b;
     for (const std::string& name : arguments.ignored) {
         if (name == "image") {
             rules.ignoreImages = true;
@@ -168,7 +168,7 @@ py::tuple diff(const Frames& a, const Frames& b, const DiffArguments& arguments,
     const std::vector<FramePair> pairs = tyksim::matchFrames(
         {&a.tree().index.path(), &a.refs()}, {&b.tree().index.path(), &b.refs()},
         arguments.byOrder ? tyksim::MatchBy::kOrder : tyksim::MatchBy::kRequest);
-    const auto& catalog = tyksim::commonTable(a.tree().table.catalog(), b.tree().table.catalog());
+    const auto& catalog = tyksim::commonTable(a.tree().names.catalog(), b.tree().names.catalog());
     std::vector<std::pair<size_t, FrameDifference>> different;
     std::vector<ContentDifference> tuning;
     uint64_t matched = 0;

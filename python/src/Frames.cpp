@@ -96,7 +96,7 @@ py::list parametersOf(const Frames& frames, size_t index) {
     for (const FileEntry& file : listing.files()) {
         if (file.kind != FileEntry::Kind::kParameter) continue;
         const ParamFileName& name = file.parameter;
-        const tyktags::TagEntry* const tag = frames.tree().table.catalog().byName(name.tagName);
+        const tyktags::TagEntry* const tag = frames.tree().names.catalog().byName(name.tagName);
         parameters.append(py::make_tuple(
             pythonText(name.tagName), tag ? py::object(py::int_(tag->id)) : py::object(py::none()),
             name.camId, name.pipe, name.sofId, nameOf(tyktree::kindOf(name.dumpType)),
@@ -171,9 +171,9 @@ Frames Frames::open(const std::string& path, const std::string& tags, std::optio
     auto catalog =
         std::make_shared<tyktree::TagCatalog>(orDamaged(tyktree::TagCatalog::find(index, tags)));
     const auto measures = std::make_shared<tyksim::ImageMeasures>(assumed);
-    return {
-        std::make_shared<OpenTree>(OpenTree{std::move(index), Table(std::move(catalog), measures)}),
-        std::move(selection)};
+    return {std::make_shared<OpenTree>(
+                OpenTree{std::move(index), NameCatalog(std::move(catalog), measures)}),
+            std::move(selection)};
 }
 
 Frames::Frames(std::shared_ptr<const OpenTree> tree, tyktree::FrameSelection selection)
@@ -196,7 +196,7 @@ Frames Frames::select(const Picked& picked) const {
 }
 
 void Frames::keepWhere(const std::string& expression) {
-    refs_ = framesWhere(tree_->table, tagNames(), refs_, expression);
+    refs_ = framesWhere(tree_->names, tagNames(), refs_, expression);
     std::vector<const tyktree::FrameEntry*> entries;
     entries.reserve(refs_.size());
     for (const FrameRef& frame : refs_) entries.push_back(frame.frame);
@@ -221,7 +221,7 @@ std::vector<tyktree::ValueName> Frames::resolve(const std::vector<std::string>& 
     }
     std::vector<tyktree::ValueName> resolved;
     resolved.reserve(names.size());
-    for (const std::string& name : names) resolved.push_back(tree_->table.resolve(name, *tagNames));
+    for (const std::string& name : names) resolved.push_back(tree_->names.resolve(name, *tagNames));
     return resolved;
 }
 
@@ -249,7 +249,7 @@ void bindFrames(py::class_<Frames>& frames) {
             "kind", [](const Frames& self) { return nameOf(self.tree().index.path().kind); })
         .def_property_readonly(
             "path", [](const Frames& self) { return pythonText(self.tree().index.path().path); })
-        .def_property_readonly("table", [](const Frames& self) { return self.tree().table; })
+        .def_property_readonly("table", [](const Frames& self) { return self.tree().names; })
         .def("tag_names",
              [](const Frames& self) {
                  py::list names;

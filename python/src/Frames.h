@@ -1,7 +1,7 @@
 // An open tree, and a selection of its frames.
 #pragma once
 
-#include "python/src/Table.h"
+#include "python/src/NameCatalog.h"
 #include "tools/picture/PictureOptions.h"
 #include "tree/read/FrameSelection.h"
 #include "tree/read/FrameValues.h"
@@ -19,7 +19,7 @@ namespace tykpython {
 /// A tree's folders and its tag table. Immutable; any number of threads may use it.
 struct OpenTree {
     tyktree::TreeIndex index;
-    Table table;
+    NameCatalog names;
 };
 
 /// A selection of frames. Members that are "" or none select all.

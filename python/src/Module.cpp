@@ -2,7 +2,7 @@
 #include "python/src/Errors.h"
 #include "python/src/Frames.h"
 #include "python/src/Images.h"
-#include "python/src/Table.h"
+#include "python/src/NameCatalog.h"
 #include "python/src/TreeWriter.h"
 #include "tags/NearestNames.h"
 #include "tools/processor/ProcessorRules.h"
@@ -33,7 +33,7 @@ PYBIND11_MODULE(_core, module) {
     module.doc() = "Trees, values and images for the package tyksim.";
     module.attr("__version__") = TYKSIM_VERSION;
     tykpython::translateErrors();
-    tykpython::bindTable(module);
+    tykpython::bindNameCatalog(module);
     py::class_<tykpython::Frames> frames(module, "Frames");
     tykpython::bindFrames(frames);
     tykpython::bindTracks(frames);

@@ -172,7 +172,7 @@ std::optional<std::vector<uint8_t>> recordOf(const FrameRef& frame, const std::s
 py::tuple records(const Frames& frames, const std::string& tag, int jobs,
                   const py::object& progress) {
     using Record = std::optional<std::vector<uint8_t>>;
-    const py::dtype type = frames.tree().table.recordType(tag);
+    const py::dtype type = frames.tree().names.recordType(tag);
     const auto size = static_cast<size_t>(type.itemsize());
     const std::vector<FrameRef>& refs = frames.refs();
     py::array data = zeros(type, {lengthOf(refs.size())});

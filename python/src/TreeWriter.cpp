@@ -71,7 +71,7 @@ void TreeWriter::copy(const FrameRef& frame, const std::optional<NewImage>& imag
                       const std::vector<tyksim::NamedValue>& values) {
     tyksim::CopyOptions options;
     options.images = !image;
-    const tyksim::Edits edits(values, like_.tree().table.catalog(), like_.tagNames());
+    const tyksim::Edits edits(values, like_.tree().names.catalog(), like_.tagNames());
     edits.requireFiles({frame}, [](const FileEntry&) { return true; });
     const tyksim::TreeCopy copy(folder_->path(), options, edits);
     const tyksim::FrameCopy copied = copy.copyFrame(frame, {});
@@ -92,7 +92,7 @@ void TreeWriter::commit() {
     tyksim::TreeCopy copy(out.path(), options, none);
     const tyktree::TreeIndex& index = like_.tree().index;
     const std::vector<std::string> problems =
-        copy.prepare(index, added_, like_.tree().table.catalog());
+        copy.prepare(index, added_, like_.tree().names.catalog());
     if (!problems.empty()) throw Damaged({index.path().path, "", "", problems.front()});
     out.commit();
     folder_.reset();

@@ -26,18 +26,18 @@ using tyktree::FrameRef;
     throw py::error_already_set();
 }
 
-Condition boundCondition(const Table& table, const std::vector<std::string>& tagNames,
+Condition boundCondition(const NameCatalog& names, const std::vector<std::string>& tagNames,
                          const std::string& expression) {
     std::variant<Condition, ConditionProblem> parsed = Condition::parse(expression);
     if (const auto* const problem = std::get_if<ConditionProblem>(&parsed)) refuse(*problem);
     auto condition = std::get<Condition>(std::move(parsed));
     std::string unknown;
     const auto problem = condition.bind([&](std::string_view name) {
-        auto resolved = table.tryResolve(name, tagNames);
+        auto resolved = names.tryResolve(name, tagNames);
         if (!resolved.ok()) unknown = name;
         return resolved;
     });
-    if (problem && !unknown.empty()) static_cast<void>(table.resolve(unknown, tagNames));
+    if (problem && !unknown.empty()) static_cast<void>(names.resolve(unknown, tagNames));
     if (problem) refuse(*problem);
     return condition;
 }
@@ -48,10 +48,11 @@ struct Answer {
 
 }  // namespace
 
-std::vector<FrameRef> framesWhere(const Table& table, const std::vector<std::string>& tagNames,
+std::vector<FrameRef> framesWhere(const NameCatalog& names,
+                                  const std::vector<std::string>& tagNames,
                                   const std::vector<FrameRef>& frames,
                                   const std::string& expression) {
-    const Condition condition = boundCondition(table, tagNames, expression);
+    const Condition condition = boundCondition(names, tagNames, expression);
     std::vector<FrameRef> held;
     Waiting waiting(0, py::none());
     waiting.run([&] {

@@ -1,7 +1,7 @@
 // Selects frames by a condition on their values.
 #pragma once
 
-#include "python/src/Table.h"
+#include "python/src/NameCatalog.h"
 #include "tree/read/FrameSelection.h"
 
 #include <string>
@@ -13,7 +13,7 @@ namespace tykpython {
 /// images only if the other values do not decide. Raises KeyError for an unknown name and
 /// ValueError for an invalid condition; throws Damaged if a value cannot be read. Call it with the
 /// interpreter's lock, which it releases meanwhile.
-std::vector<tyktree::FrameRef> framesWhere(const Table& table,
+std::vector<tyktree::FrameRef> framesWhere(const NameCatalog& names,
                                            const std::vector<std::string>& tagNames,
                                            const std::vector<tyktree::FrameRef>& frames,
                                            const std::string& expression);

@@ -67,7 +67,7 @@ Table tagTable(const TaskStatistics& statistics) {
                 {"frames", Align::kRight},
                 {"size", Align::kRight},
                 {"bytes", Align::kRight}};
-    for (const tyktree::Column& column : statistics.columns()) {
+    for (const tyktree::ParameterColumn& column : statistics.columns()) {
         const uint64_t least = column.sizes.empty() ? 0 : column.sizes.begin()->first;
         const uint64_t most = column.sizes.empty() ? 0 : column.sizes.rbegin()->first;
         table.addRow({tyktree::escaped(column.tagName), fmt::to_string(column.camId),
@@ -243,7 +243,7 @@ public:
     void endTask(const PickedTask& /*task*/, const TaskStatistics& statistics) override {
         json_.endList();
         json_.beginList("tags");
-        for (const tyktree::Column& column : statistics.columns()) {
+        for (const tyktree::ParameterColumn& column : statistics.columns()) {
             Json item = Json::object();
             addText(item, "tag", column.tagName);
             item["camera"] = column.camId;

@@ -27,7 +27,7 @@ class IdentityChecker {
 public:
     IdentityChecker(const TaskSummary& summary, const Positions& positions, TaskFindings& findings)
         : summary_(summary), positions_(positions), findings_(findings) {
-        for (const Column& column : summary.statistics.columns()) {
+        for (const ParameterColumn& column : summary.statistics.columns()) {
             if (!hasCameraOfItsOwn(column)) telling_.push_back(&column);
         }
     }
@@ -36,17 +36,17 @@ public:
     void checkSofs();
 
 private:
-    bool hasCameraOfItsOwn(const Column& column) const;
+    bool hasCameraOfItsOwn(const ParameterColumn& column) const;
     Cameras ofImage(uint32_t position) const;
     Cameras ofParameters(uint32_t position) const;
 
     const TaskSummary& summary_;
     const Positions& positions_;
     TaskFindings& findings_;
-    std::vector<const Column*> telling_;  ///< whose camera is that of the frame
+    std::vector<const ParameterColumn*> telling_;  ///< whose camera is that of the frame
 };
 
-bool IdentityChecker::hasCameraOfItsOwn(const Column& column) const {
+bool IdentityChecker::hasCameraOfItsOwn(const ParameterColumn& column) const {
     return std::any_of(summary_.config.begin(), summary_.config.end(),
                        [&column](const ConfigEntry& entry) {
                            return entry.camId != kFramesOwn && writes(entry, column);
@@ -63,7 +63,7 @@ Cameras IdentityChecker::ofImage(uint32_t position) const {
 
 Cameras IdentityChecker::ofParameters(uint32_t position) const {
     Cameras cameras;
-    for (const Column* column : telling_) {
+    for (const ParameterColumn* column : telling_) {
         if (column->in(position)) cameras.insert(column->camId);
     }
     return cameras;

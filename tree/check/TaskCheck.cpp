@@ -18,7 +18,7 @@ namespace {
 using tyktags::TagEntry;
 using tyktags::TagKind;
 
-bool sameParameter(const Column& a, const Column& b) {
+bool sameParameter(const ParameterColumn& a, const ParameterColumn& b) {
     return a.tagName == b.tagName && a.pipe == b.pipe && a.dumpType == b.dumpType;
 }
 
@@ -52,35 +52,35 @@ public:
     void check();
 
 private:
-    using Missing = std::vector<std::pair<const Column*, Positions>>;
+    using Missing = std::vector<std::pair<const ParameterColumn*, Positions>>;
 
-    std::string fileOf(const Column& column, uint32_t position) const;
-    void spread(RuleId rule, const Column& column, const Positions& positions,
+    std::string fileOf(const ParameterColumn& column, uint32_t position) const;
+    void spread(RuleId rule, const ParameterColumn& column, const Positions& positions,
                 const std::string& expected, const std::string& found,
                 const std::string& hint = "");
 
     // Missing files.
     Positions seenFrames() const;
-    bool isExpected(const Column& column, uint32_t position) const;
-    bool isConfigured(const Column& column) const;
-    Positions framesWithout(const Column& column) const;
+    bool isExpected(const ParameterColumn& column, uint32_t position) const;
+    bool isConfigured(const ParameterColumn& column) const;
+    Positions framesWithout(const ParameterColumn& column) const;
     Positions framesWithout(const std::vector<bool>& bits) const;
     std::vector<const ConfigEntry*> neverWritten() const;
 
     // The last frame.
-    size_t orderOf(const Column& column) const;
-    bool lastLacks(const Column& column) const;
+    size_t orderOf(const ParameterColumn& column) const;
+    bool lastLacks(const ParameterColumn& column) const;
     bool lastIsTorn() const;
     bool lastIsCut() const;
     void giveLast();
     bool belongsToTear(const Finding& finding) const;
     std::string lastContents() const;
 
-    void checkColumn(const Column& column);
-    void checkTag(const Column& column, const Positions& where);
-    void checkSizes(const Column& column);
-    void checkOddSizes(const Column& column, uint64_t expected, bool byTable);
-    bool isStray(const Column& column);
+    void checkColumn(const ParameterColumn& column);
+    void checkTag(const ParameterColumn& column, const Positions& where);
+    void checkSizes(const ParameterColumn& column);
+    void checkOddSizes(const ParameterColumn& column, uint64_t expected, bool byTable);
+    bool isStray(const ParameterColumn& column);
     void checkMissing();
     void checkImages();
     void checkScenes();
@@ -92,12 +92,12 @@ private:
     TaskFindings findings_;
     uint32_t lastPosition_ = 0;
     bool torn_ = false;
-    std::set<const Column*> flagged_;  ///< columns whose tag or dump type is reported
+    std::set<const ParameterColumn*> flagged_;  ///< columns whose tag or dump type is reported
     size_t lastWritten_ = 0;  ///< the configuration's entry for the last file of the last frame
 };
 
 /// The path of a parameter's file in a frame, whether it exists or not.
-std::string TaskChecker::fileOf(const Column& column, uint32_t position) const {
+std::string TaskChecker::fileOf(const ParameterColumn& column, uint32_t position) const {
     int sof = findings_.frameAt(position).parsed.sofId;
     for (const ConfigEntry& entry : summary_.config) {
         if (writes(entry, column) && entry.sofId != kFramesOwn) sof = entry.sofId;
@@ -108,7 +108,7 @@ std::string TaskChecker::fileOf(const Column& column, uint32_t position) const {
     return path.data();
 }
 
-void TaskChecker::spread(RuleId rule, const Column& column, const Positions& positions,
+void TaskChecker::spread(RuleId rule, const ParameterColumn& column, const Positions& positions,
                          const std::string& expected, const std::string& found,
                          const std::string& hint) {
     findings_.spread(
@@ -131,24 +131,24 @@ Positions TaskChecker::seenFrames() const {
 /// Whether a frame should have a parameter. Cameras may take turns, and a configuration may dump a
 /// tag of one camera with every frame. A missing parameter is reported once: for the frame's own
 /// camera if other frames have the parameter of that camera.
-bool TaskChecker::isExpected(const Column& column, uint32_t position) const {
-    const auto hasCamera = [&](const Column& one) {
+bool TaskChecker::isExpected(const ParameterColumn& column, uint32_t position) const {
+    const auto hasCamera = [&](const ParameterColumn& one) {
         const auto camera = statistics_.cameras().find(one.camId);
         return camera != statistics_.cameras().end() && bitAt(camera->second, position);
     };
     if (hasCamera(column)) return true;
     const auto& columns = statistics_.columns();
-    return std::none_of(columns.begin(), columns.end(), [&](const Column& other) {
+    return std::none_of(columns.begin(), columns.end(), [&](const ParameterColumn& other) {
         return sameParameter(other, column) && (other.in(position) || hasCamera(other));
     });
 }
 
-bool TaskChecker::isConfigured(const Column& column) const {
+bool TaskChecker::isConfigured(const ParameterColumn& column) const {
     return std::any_of(summary_.config.begin(), summary_.config.end(),
                        [&](const ConfigEntry& entry) { return writes(entry, column); });
 }
 
-Positions TaskChecker::framesWithout(const Column& column) const {
+Positions TaskChecker::framesWithout(const ParameterColumn& column) const {
     Positions positions;
     for (const uint32_t position : frames_) {
         if (!column.in(position) && isExpected(column, position)) positions.push_back(position);
@@ -174,9 +174,9 @@ std::vector<const ConfigEntry*> TaskChecker::neverWritten() const {
         if (!tag && isTable(summary_.catalog)) continue;
         if (tag && entry.dumpType == kFixedSizeDump && tag->size > kMaxFixedBytes) continue;
         const auto& columns = statistics_.columns();
-        const bool written = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
-            return writes(entry, column);
-        });
+        const bool written =
+            std::any_of(columns.begin(), columns.end(),
+                        [&](const ParameterColumn& column) { return writes(entry, column); });
         if (!written) entries.push_back(&entry);
     }
     return entries;
@@ -184,7 +184,7 @@ std::vector<const ConfigEntry*> TaskChecker::neverWritten() const {
 
 /// A parameter's position in the order in which a frame's files are written. Without a
 /// configuration the order is unknown, and every file counts as the last.
-size_t TaskChecker::orderOf(const Column& column) const {
+size_t TaskChecker::orderOf(const ParameterColumn& column) const {
     const auto found =
         std::find_if(summary_.config.begin(), summary_.config.end(),
                      [&](const ConfigEntry& entry) { return writes(entry, column); });
@@ -192,7 +192,7 @@ size_t TaskChecker::orderOf(const Column& column) const {
 }
 
 /// Whether the last frame should have a parameter but does not.
-bool TaskChecker::lastLacks(const Column& column) const {
+bool TaskChecker::lastLacks(const ParameterColumn& column) const {
     if (column.in(lastPosition_) || !isExpected(column, lastPosition_)) return false;
     return isConfigured(column) || column.frameCount() * 2 >= frames_.size() - 1;
 }
@@ -203,7 +203,7 @@ bool TaskChecker::lastIsCut() const {
         if (file.kind != FileEntry::Kind::kParameter || !file.regular()) continue;
         if (file.bytes == 0) return true;
         if (file.parameter.dumpType != kFixedSizeDump) continue;
-        for (const Column& column : statistics_.columns()) {
+        for (const ParameterColumn& column : statistics_.columns()) {
             if (column.tagName != file.parameter.tagName || column.pipe != file.parameter.pipe ||
                 column.dumpType != kFixedSizeDump) {
                 continue;
@@ -224,8 +224,9 @@ bool TaskChecker::lastIsTorn() const {
     const FileEntry* const image = listing.image();
     if (image && image->regular() && image->bytes >= namedImageBytes(image->image)) return false;
     const auto& columns = statistics_.columns();
-    const bool lacking = std::any_of(columns.begin(), columns.end(),
-                                     [this](const Column& column) { return lastLacks(column); });
+    const bool lacking =
+        std::any_of(columns.begin(), columns.end(),
+                    [this](const ParameterColumn& column) { return lastLacks(column); });
     const bool partial = lacking || lastIsCut() || listing.files().empty();
     const size_t others = frames_.size() - (bitAt(summary_.unseen, lastPosition_) ? 0 : 1);
     if (others == 0) return partial || image || !neverWritten().empty();
@@ -257,14 +258,14 @@ bool TaskChecker::belongsToTear(const Finding& finding) const {
     ParamFileName name{};
     if (!readParamFileName(lastName(finding.path), name)) return true;
     const auto& columns = statistics_.columns();
-    return std::none_of(columns.begin(), columns.end(), [&](const Column& column) {
+    return std::none_of(columns.begin(), columns.end(), [&](const ParameterColumn& column) {
         return column.tagName == name.tagName && column.pipe == name.pipe &&
                orderOf(column) < lastWritten_;
     });
 }
 
 void TaskChecker::giveLast() {
-    for (const Column& column : statistics_.columns()) {
+    for (const ParameterColumn& column : statistics_.columns()) {
         if (column.in(lastPosition_)) lastWritten_ = std::max(lastWritten_, orderOf(column));
     }
     torn_ = lastIsTorn();
@@ -276,7 +277,7 @@ void TaskChecker::giveLast() {
                   {summary_.last->listing.path(), "a whole frame", lastContents()}, lastPosition_);
 }
 
-void TaskChecker::checkColumn(const Column& column) {
+void TaskChecker::checkColumn(const ParameterColumn& column) {
     Positions where;
     for (const uint32_t position : frames_) {
         if (column.in(position)) where.push_back(position);
@@ -285,7 +286,7 @@ void TaskChecker::checkColumn(const Column& column) {
     if (column.dumpType == kFixedSizeDump) checkSizes(column);
 }
 
-void TaskChecker::checkTag(const Column& column, const Positions& where) {
+void TaskChecker::checkTag(const ParameterColumn& column, const Positions& where) {
     const TagEntry* const tag = summary_.catalog.byName(column.tagName);
     if (!tag && isTable(summary_.catalog)) {
         std::string nearest;
@@ -305,14 +306,14 @@ void TaskChecker::checkTag(const Column& column, const Positions& where) {
            "dump type " + std::to_string(column.dumpType));
 }
 
-void TaskChecker::checkSizes(const Column& column) {
+void TaskChecker::checkSizes(const ParameterColumn& column) {
     const std::optional<uint64_t> size = sizeOf(column.tagName, summary_.catalog);
     const uint64_t usual = column.usualSize();
     checkOddSizes(column, size.value_or(usual), size.has_value());
 }
 
 /// Reports unexpected sizes, each with the frames that have it.
-void TaskChecker::checkOddSizes(const Column& column, uint64_t expected, bool byTable) {
+void TaskChecker::checkOddSizes(const ParameterColumn& column, uint64_t expected, bool byTable) {
     std::map<uint64_t, Positions> bySize;
     std::set<uint32_t> odd;
     for (const SizeAt& at : column.oddSizes) {
@@ -341,7 +342,7 @@ void TaskChecker::checkOddSizes(const Column& column, uint64_t expected, bool by
 
 /// Whether few frames have the parameter and no configuration names it; these few frames are then
 /// reported. If the parameter's tag or dump type is reported already, nothing is added.
-bool TaskChecker::isStray(const Column& column) {
+bool TaskChecker::isStray(const ParameterColumn& column) {
     const uint64_t count = column.frameCount();
     if (isConfigured(column) || frames_.size() < 2 || count * 2 >= frames_.size()) return false;
     if (flagged_.count(&column) > 0) return true;
@@ -354,7 +355,7 @@ bool TaskChecker::isStray(const Column& column) {
 }
 
 void TaskChecker::checkMissing() {
-    for (const Column& column : statistics_.columns()) {
+    for (const ParameterColumn& column : statistics_.columns()) {
         Positions without = framesWithout(column);
         if (!without.empty() && isStray(column)) continue;
         // In an incomplete frame, only files that should precede its last file are missing.
@@ -368,7 +369,7 @@ void TaskChecker::checkMissing() {
                "none");
     }
     for (const ConfigEntry* entry : neverWritten()) {
-        Column column;
+        ParameterColumn column;
         column.tagName = entry->tagName;
         column.pipe = entry->pipe;
         column.dumpType = entry->dumpType;
@@ -417,7 +418,7 @@ void TaskChecker::check() {
         giveLast();
     }
     if (frames_.empty()) return;
-    for (const Column& column : statistics_.columns()) checkColumn(column);
+    for (const ParameterColumn& column : statistics_.columns()) checkColumn(column);
     checkMissing();
     checkImages();
     checkScenes();

@@ -5,7 +5,7 @@
 
 namespace tyktree {
 
-bool writes(const ConfigEntry& entry, const Column& column) {
+bool writes(const ConfigEntry& entry, const ParameterColumn& column) {
     return entry.tagName == column.tagName && entry.pipe == column.pipe &&
            entry.dumpType == column.dumpType &&
            (entry.camId == kFramesOwn || entry.camId == column.camId);

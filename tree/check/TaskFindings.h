@@ -15,7 +15,7 @@ namespace tyktree {
 using Positions = std::vector<uint32_t>;
 
 /// Whether a configuration's entry writes the files of a column.
-bool writes(const ConfigEntry& entry, const Column& column);
+bool writes(const ConfigEntry& entry, const ParameterColumn& column);
 
 /// Passes each finding to the sink at once. Threads: the one that uses the sink.
 /// Errors: std::bad_alloc, and exceptions of the sink.

@@ -16,7 +16,7 @@ using Kind = FileEntry::Kind;
 /// The first id for derived tags, above the known ids.
 constexpr uint32_t kFirstFreeId = 1048576;
 
-bool matches(const Column& column, const ParamFileName& name) {
+bool matches(const ParameterColumn& column, const ParamFileName& name) {
     return column.camId == name.camId && column.pipe == name.pipe &&
            column.dumpType == name.dumpType && column.tagName == name.tagName;
 }
@@ -26,19 +26,19 @@ void set(std::vector<bool>& bits, size_t index) {
     bits[index] = true;
 }
 
-void noteSize(Column& column, const FileEntry& file, size_t index) {
+void noteSize(ParameterColumn& column, const FileEntry& file, size_t index) {
     const bool known = column.sizes.count(file.bytes) > 0;
-    if (known || column.sizes.size() < Column::kMaxSizes) ++column.sizes[file.bytes];
+    if (known || column.sizes.size() < ParameterColumn::kMaxSizes) ++column.sizes[file.bytes];
     if (column.count == 1) column.firstSize = file.bytes;
     if (column.dumpType == kFixedSizeDump && file.bytes != column.firstSize &&
-        column.oddSizes.size() < Column::kMaxOddSizes) {
+        column.oddSizes.size() < ParameterColumn::kMaxOddSizes) {
         column.oddSizes.push_back({static_cast<uint32_t>(index + 1), file.bytes});
     }
 }
 
 }  // namespace
 
-uint64_t Column::usualSize() const {
+uint64_t ParameterColumn::usualSize() const {
     uint64_t usual = 0;
     uint32_t most = 0;
     for (const auto& [size, files] : sizes) {
@@ -48,7 +48,7 @@ uint64_t Column::usualSize() const {
     return usual;
 }
 
-uint64_t Column::frameCount() const {
+uint64_t ParameterColumn::frameCount() const {
     return static_cast<uint64_t>(std::count(frames.begin(), frames.end(), true));
 }
 
@@ -84,7 +84,7 @@ void TaskStatistics::add(uint32_t position, const FrameListing& listing) {
 
 /// Finds or adds the column of a file. Frames usually have the same files: `expected` is the
 /// column's index in earlier frames.
-Column& TaskStatistics::columnOf(const ParamFileName& name, size_t expected) {
+ParameterColumn& TaskStatistics::columnOf(const ParamFileName& name, size_t expected) {
     if (expected < columns_.size() && matches(columns_[expected], name)) return columns_[expected];
     auto known = byName_.find(name.tagName);
     if (known == byName_.end()) known = byName_.emplace(name.tagName, std::vector<size_t>()).first;
@@ -92,7 +92,7 @@ Column& TaskStatistics::columnOf(const ParamFileName& name, size_t expected) {
         if (matches(columns_[at], name)) return columns_[at];
     }
     known->second.push_back(columns_.size());
-    Column& column = columns_.emplace_back();
+    ParameterColumn& column = columns_.emplace_back();
     column.tagName = name.tagName;
     column.camId = name.camId;
     column.pipe = name.pipe;
@@ -103,7 +103,7 @@ Column& TaskStatistics::columnOf(const ParamFileName& name, size_t expected) {
 
 void TaskStatistics::addParameter(size_t index, const FileEntry& file, size_t expected) {
     const ParamFileName& name = file.parameter;
-    Column& column = columnOf(name, expected);
+    ParameterColumn& column = columnOf(name, expected);
     ++column.count;
     column.bytes += file.bytes;
     set(column.frames, index);
@@ -117,10 +117,10 @@ void TaskStatistics::setCamera(int camId, size_t index) {
 }
 
 TagCatalog deriveCatalog(const std::vector<const TaskStatistics*>& tasks) {
-    std::map<std::string, Column> seen;  // fixed-size if a tag is dumped both ways
+    std::map<std::string, ParameterColumn> seen;  // fixed-size if a tag is dumped both ways
     for (const TaskStatistics* task : tasks) {
-        for (const Column& column : task->columns()) {
-            Column& merged = seen[column.tagName];
+        for (const ParameterColumn& column : task->columns()) {
+            ParameterColumn& merged = seen[column.tagName];
             const bool fixed = column.dumpType == kFixedSizeDump;
             if (merged.count == 0 || (fixed && merged.dumpType != kFixedSizeDump)) {
                 merged.dumpType = column.dumpType;

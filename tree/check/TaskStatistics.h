@@ -22,8 +22,8 @@ struct SizeAt {
     uint64_t bytes;
 };
 
-/// One kind of parameter file.
-struct Column {
+/// The files of one kind of parameter in the frames of a task.
+struct ParameterColumn {
     std::string tagName;
     int camId = 0;
     int pipe = 0;  ///< pipe type
@@ -64,7 +64,8 @@ public:
 
     void add(uint32_t position, const FrameListing& listing);
 
-    const std::vector<Column>& columns() const { return columns_; }  ///< in the order of adding
+    /// In the order of adding.
+    const std::vector<ParameterColumn>& columns() const { return columns_; }
     const std::map<Geometry, uint64_t>& geometries() const { return geometries_; }
     uint64_t files() const { return files_; }
     uint64_t bytes() const { return bytes_; }
@@ -77,11 +78,11 @@ public:
     const std::map<int, std::vector<bool>>& imageCameras() const { return imageCameras_; }
 
 private:
-    Column& columnOf(const ParamFileName& name, size_t expected);
+    ParameterColumn& columnOf(const ParamFileName& name, size_t expected);
     void addParameter(size_t index, const FileEntry& file, size_t expected);
     void setCamera(int camId, size_t index);
 
-    std::vector<Column> columns_;
+    std::vector<ParameterColumn> columns_;
     std::map<std::string, std::vector<size_t>, std::less<>> byName_;
     std::map<Geometry, uint64_t> geometries_;
     std::map<int, std::vector<bool>> cameras_, imageCameras_;

@@ -178,14 +178,14 @@ void TreeChecker::noteTuning(const TaskStatistics& statistics) {
         std::find_if(std::begin(tyktags::kKnownTags), std::end(tyktags::kKnownTags),
                      [](const tyktags::KnownTag& knownTag) { return knownTag.id == kMfnrTag; });
     const std::string name = tag ? tag->name : known->name;
-    for (const Column& column : statistics.columns()) {
+    for (const ParameterColumn& column : statistics.columns()) {
         if (column.tagName == name) tuningDumped_ = true;
     }
 }
 
 /// Adds up how many bytes lie in fields. The fields of the scene record need no table.
 void TreeChecker::noteFields(const TaskStatistics& statistics) {
-    for (const Column& column : statistics.columns()) {
+    for (const ParameterColumn& column : statistics.columns()) {
         const tyktags::TagEntry* const tag = catalog_.byName(column.tagName);
         if (!tag) continue;
         const std::vector<tyktags::TagField> fields = fieldsOf(*tag);

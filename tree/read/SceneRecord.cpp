@@ -17,12 +17,12 @@ namespace {
 using Field = ::SceneField;
 
 /// The smallest and the largest integer that survive the XML file.
-struct Range {
+struct IntegerRange {
     int64_t least;
     int64_t most;
 };
 
-Range rangeOf(FieldType type) {
+IntegerRange rangeOf(FieldType type) {
     if (type == FieldType::i32) return {INT_MIN, INT_MAX};
     if (type == FieldType::u32) return {0, INT_MAX};
     return {0, INT64_MAX};
@@ -36,7 +36,7 @@ bool store(const Field& field, std::string_view text, SceneRecord& record) {
         if (number) storeNumber(to, *number);
         return number.has_value();
     }
-    const Range range = rangeOf(field.type);
+    const IntegerRange range = rangeOf(field.type);
     const std::optional<int64_t> number = tyktags::parseInteger(text);
     if (!number || *number < range.least || *number > range.most) return false;
     // On a little-endian machine, the low bytes of a number in range are its value in the field's
@@ -92,7 +92,7 @@ std::string sceneXmlText(const Field& field, const SceneRecord& record) {
 
 std::string sceneRange(const Field& field) {
     if (field.type == FieldType::f32) return "a 32-bit floating-point number";
-    const Range range = rangeOf(field.type);
+    const IntegerRange range = rangeOf(field.type);
     return "a whole number from " + std::to_string(range.least) + " to " +
            std::to_string(range.most);
 }

@@ -1,4 +1,4 @@
-#include "python/src/Table.h"
+#include "python/src/NameCatalog.h"
 
 #include "python/src/Errors.h"
 #include "python/src/Text.h"
@@ -138,20 +138,21 @@ py::object pythonValue(const std::vector<Value>& values, const ValueShape& shape
     return array;
 }
 
-Table Table::read(const std::string& path) {
-    if (path.empty()) return Table(std::make_shared<tyktree::TagCatalog>());
-    return Table(
+NameCatalog NameCatalog::read(const std::string& path) {
+    if (path.empty()) return NameCatalog(std::make_shared<tyktree::TagCatalog>());
+    return NameCatalog(
         std::make_shared<tyktree::TagCatalog>(orDamaged(tyktree::TagCatalog::readGiven(path))));
 }
 
-ValueName Table::resolve(const std::string& name, const std::vector<std::string>& tagNames) const {
+ValueName NameCatalog::resolve(const std::string& name,
+                               const std::vector<std::string>& tagNames) const {
     const auto resolved = tryResolve(name, tagNames);
     if (!resolved.ok()) raiseKeyError(resolved.problem());
     return resolved.value();
 }
 
-py::dict Table::fields(const std::string& tag, const py::bytes& value,
-                       const std::string& path) const {
+py::dict NameCatalog::fields(const std::string& tag, const py::bytes& value,
+                             const std::string& path) const {
     py::dict values;
     const tyktags::TagEntry* const entry = catalog_->byName(tag);
     if (!entry) return values;
@@ -165,7 +166,7 @@ py::dict Table::fields(const std::string& tag, const py::bytes& value,
     return values;
 }
 
-py::dtype Table::recordType(const std::string& tag) const {
+py::dtype NameCatalog::recordType(const std::string& tag) const {
     const tyktags::TagEntry* const entry = catalog_->byName(tag);
     if (!entry) static_cast<void>(resolve(tag, {}));  // raises KeyError with similar names
     if (!entry || entry->fields.empty() || entry->kind != tyktags::TagKind::fixed) {
@@ -187,8 +188,8 @@ py::dtype Table::recordType(const std::string& tag) const {
     return {names, formats, offsets, entry->size};
 }
 
-py::object Table::decode(const std::string& name, const py::bytes& value,
-                         const std::vector<std::string>& tagNames) const {
+py::object NameCatalog::decode(const std::string& name, const py::bytes& value,
+                               const std::vector<std::string>& tagNames) const {
     const ValueName resolved = resolve(name, tagNames);
     const std::vector<uint8_t> bytes = copied(value);
     if (resolved.scene) return pythonScalar(sceneValue(*resolved.scene, recordIn(name, bytes)));
@@ -199,8 +200,9 @@ py::object Table::decode(const std::string& name, const py::bytes& value,
     return pythonValue(decodeField(*resolved.field, bytes.data(), bytes.size()), shapeOf(resolved));
 }
 
-py::bytes Table::encode(const std::string& name, const std::string& text, const py::bytes& value,
-                        const std::vector<std::string>& tagNames) const {
+py::bytes NameCatalog::encode(const std::string& name, const std::string& text,
+                              const py::bytes& value,
+                              const std::vector<std::string>& tagNames) const {
     const ValueName resolved = resolve(name, tagNames);
     std::vector<uint8_t> bytes = copied(value);
     if (resolved.scene) {
@@ -215,8 +217,8 @@ py::bytes Table::encode(const std::string& name, const std::string& text, const 
     return bytesFrom(bytes);
 }
 
-py::list Table::describe(const std::vector<std::string>& names,
-                         const std::vector<std::string>& tagNames) const {
+py::list NameCatalog::describe(const std::vector<std::string>& names,
+                               const std::vector<std::string>& tagNames) const {
     py::list described;
     for (const std::string& name : names) {
         const ValueName resolved = resolve(name, tagNames);
@@ -235,48 +237,50 @@ py::list Table::describe(const std::vector<std::string>& names,
     return described;
 }
 
-std::string Table::tagOf(const std::string& name, const std::vector<std::string>& tagNames) const {
+std::string NameCatalog::tagOf(const std::string& name,
+                               const std::vector<std::string>& tagNames) const {
     const ValueName resolved = resolve(name, tagNames);
     return resolved.scene ? kSceneTagName : resolved.tagName;
 }
 
-void bindTable(py::module_& module) {
+void bindNameCatalog(py::module_& module) {
     const auto names = [](const py::list& given) {
         std::vector<std::string> out;
         for (const py::handle name : given)
             out.push_back(bytesOf(py::reinterpret_borrow<py::str>(name)));
         return out;
     };
-    py::class_<Table>(module, "Table")
-        .def(py::init([](const py::str& path) { return Table::read(bytesOf(path)); }))
+    py::class_<NameCatalog>(module, "Table")
+        .def(py::init([](const py::str& path) { return NameCatalog::read(bytesOf(path)); }))
         .def_property_readonly(
-            "path", [](const Table& table) { return pythonText(table.catalog().path()); })
+            "path", [](const NameCatalog& self) { return pythonText(self.catalog().path()); })
         .def("__reduce__",
              [](const py::object& self) {
                  return py::make_tuple(py::type::of(self), py::make_tuple(self.attr("path")));
              })
         .def("describe",
-             [names](const Table& table, const py::list& given, const py::list& tagNames) {
-                 return table.describe(names(given), names(tagNames));
+             [names](const NameCatalog& self, const py::list& given, const py::list& tagNames) {
+                 return self.describe(names(given), names(tagNames));
              })
         .def("fields",
-             [](const Table& table, const py::str& tag, const py::bytes& value,
-                const py::str& path) { return table.fields(bytesOf(tag), value, bytesOf(path)); })
-        .def("record_type",
-             [](const Table& table, const py::str& tag) { return table.recordType(bytesOf(tag)); })
+             [](const NameCatalog& self, const py::str& tag, const py::bytes& value,
+                const py::str& path) { return self.fields(bytesOf(tag), value, bytesOf(path)); })
+        .def("record_type", [](const NameCatalog& self,
+                               const py::str& tag) { return self.recordType(bytesOf(tag)); })
         .def("decode",
-             [names](const Table& table, const py::str& name, const py::bytes& value,
+             [names](const NameCatalog& self, const py::str& name, const py::bytes& value,
                      const py::list& tagNames) {
-                 return table.decode(bytesOf(name), value, names(tagNames));
+                 return self.decode(bytesOf(name), value, names(tagNames));
              })
         .def("encode",
-             [names](const Table& table, const py::str& name, const py::str& text,
+             [names](const NameCatalog& self, const py::str& name, const py::str& text,
                      const py::bytes& value, const py::list& tagNames) {
-                 return table.encode(bytesOf(name), bytesOf(text), value, names(tagNames));
+                 return self.encode(bytesOf(name), bytesOf(text), value, names(tagNames));
              })
-        .def("tag_of", [names](const Table& table, const py::str& name, const py::list& tagNames) {
-            return pythonText(table.tagOf(bytesOf(name), names(tagNames)));
-        });
+        .def("tag_of",
+             [names](const NameCatalog& self, const py::str& name, const py::list& tagNames) {
+                 return pythonText(self.tagOf(bytesOf(name), names(tagNames)));
+             });
 }
 
 }  // namespace tykpython

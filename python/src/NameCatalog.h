@@ -1,4 +1,4 @@
-// Tag tables, and conversion of values to Python's types.
+// The names of values, and conversion of values to Python's types.
 #pragma once
 
 #include "tree/read/FrameValues.h"
@@ -39,17 +39,18 @@ pybind11::object pythonScalar(const tyktags::Value& value);
 /// One number or text like pythonScalar(), an array of them, or None if `values` is empty.
 pybind11::object pythonValue(const std::vector<tyktags::Value>& values, const ValueShape& shape);
 
-/// A tag table, by which names are resolved and values are converted. Immutable; any number of
-/// threads may use it, with the interpreter's lock for operations on Python's objects.
-class Table {
+/// The names of a tag table and of a further source: resolves them and converts their values.
+/// Python's Table. Immutable; any number of threads may use it, with the interpreter's lock for
+/// operations on Python's objects.
+class NameCatalog {
 public:
     /// `further` has names beside those of the catalog; it may be null.
-    explicit Table(std::shared_ptr<const tyktree::TagCatalog> catalog,
-                   std::shared_ptr<const tyktree::ValueSource> further = nullptr)
+    explicit NameCatalog(std::shared_ptr<const tyktree::TagCatalog> catalog,
+                         std::shared_ptr<const tyktree::ValueSource> further = nullptr)
         : catalog_(std::move(catalog)), further_(std::move(further)) {}
 
     /// Reads the table at `path`; "" gives a table with only the library's own tags.
-    static Table read(const std::string& path);
+    static NameCatalog read(const std::string& path);
 
     const tyktree::TagCatalog& catalog() const { return *catalog_; }
 
@@ -93,6 +94,6 @@ private:
     std::shared_ptr<const tyktree::ValueSource> further_;
 };
 
-void bindTable(pybind11::module_& module);
+void bindNameCatalog(pybind11::module_& module);
 
 }  // namespace tykpython
