@@ -1,4 +1,5 @@
 // tyksim tags: shows and checks tag tables, and imports fields into them.
+#include "tags/NearestNames.h"
 #include "tags/TagTable.h"
 #include "tools/console/Failures.h"
 #include "tools/console/OptionChecks.h"
@@ -92,13 +93,29 @@ Shown shownOf(const TagsOptions& options) {
     return shown;
 }
 
+/// The tag of that name. Throws WrongUsage, with similar names, if the table has no such tag.
+const tyktags::TagEntry& tagOf(const TagCatalog& catalog, const std::string& name) {
+    if (const tyktags::TagEntry* const tag = catalog.byName(name)) return *tag;
+    const std::vector<std::string> nearest = catalog.nearest(name);
+    const std::string advice =
+        nearest.empty() ? "" : "; did you mean " + tyktags::joinedByOr(nearest) + "?";
+    throw WrongUsage(fmt::format("{}: expected the tag {}, found none{}",
+                                 tyktree::escaped(catalog.path()), tyktree::escaped(name),
+                                 tyktree::escaped(advice)));
+}
+
 void showTable(const TagCatalog& catalog, const Shown& shown, JsonDocument* json) {
     if (catalog.path().empty()) {
         throw Failure(fmt::format(
             "{}: expected a tag table beside the tree, found none; --tags FILE names one",
             tyktree::escaped(shown.tree.value_or(""))));
     }
-    showTags(catalog, shown.tag, json);
+    const std::unique_ptr<TagsReport> report = makeTagsReport(json);
+    if (shown.tag) {
+        report->addTag(catalog, tagOf(catalog, *shown.tag));
+    } else {
+        report->addTable(catalog);
+    }
 }
 
 ExitStatus show(const TagsOptions& options) {

@@ -1,8 +1,6 @@
 #include "tools/tyksim/TagsReport.h"
 
-#include "tags/NearestNames.h"
 #include "tools/console/Console.h"
-#include "tools/console/Failures.h"
 #include "tools/console/Table.h"
 #include "tools/console/Units.h"
 #include "tools/json/TreeJson.h"
@@ -18,6 +16,7 @@ namespace tyksim {
 
 namespace {
 
+using tyktags::DebugType;
 using tyktags::TagEntry;
 using tyktags::TagEnum;
 using tyktags::TagField;
@@ -41,41 +40,6 @@ std::string typeText(const TagField& field) {
 std::string coveredText(const TagEntry& tag) {
     const auto size = static_cast<uint64_t>(std::max(0, tag.size));
     return fmt::format("{} of {}", tyktags::coveredBytes(fieldsOf(tag), size), size);
-}
-
-void printTags(const TagCatalog& catalog) {
-    Table table{{"tag"},
-                {"id", Align::kRight},
-                {"kind"},
-                {"fields", Align::kRight},
-                {"bytes in fields", Align::kRight}};
-    for (const TagEntry& tag : catalog.tags()) {
-        table.addRow({tyktree::escaped(tag.name), fmt::to_string(tag.id), nameOf(tag.kind),
-                      fmt::to_string(fieldsOf(tag).size()), coveredText(tag)});
-    }
-    table.print();
-    printResult(fmt::format("{}: {}, {}", tyktree::escaped(catalog.path()),
-                            counted(catalog.tags().size(), "tag", "tags"),
-                            counted(catalog.enums().size(), "enum", "enums")));
-}
-
-void printTag(const TagEntry& tag, const Enums& enums) {
-    printResult(fmt::format("{}: id {}, {}, {} bytes in fields", tyktree::escaped(tag.name), tag.id,
-                            nameOf(tag.kind), coveredText(tag)));
-    Table fields{{"field"}, {"offset", Align::kRight}, {"type"}, {"unit"}, {"enum"}};
-    for (const TagField& field : fieldsOf(tag)) {
-        fields.addRow({tyktree::escaped(field.name), fmt::to_string(field.offset), typeText(field),
-                       tyktree::escaped(field.unit),
-                       field.enumeration ? tyktree::escaped(field.enumeration->name()) : ""});
-    }
-    if (!fields.empty()) fields.print();
-    for (const auto& names : enums) {
-        Table values{{tyktree::escaped(names->name())}, {"number", Align::kRight}};
-        for (const tyktags::EnumValue& value : names->values()) {
-            values.addRow({tyktree::escaped(value.name), toText(value.number)});
-        }
-        values.print();
-    }
 }
 
 Json fieldItem(const TagField& field) {
@@ -115,41 +79,127 @@ Json enumItem(const TagEnum& names) {
     return item;
 }
 
-const TagEntry& tagOf(const TagCatalog& catalog, const std::string& name) {
-    if (const TagEntry* const tag = catalog.byName(name)) return *tag;
-    const std::vector<std::string> nearest = catalog.nearest(name);
-    const std::string advice =
-        nearest.empty() ? "" : "; did you mean " + tyktags::joinedByOr(nearest) + "?";
-    throw WrongUsage(fmt::format("{}: expected the tag {}, found none{}",
-                                 tyktree::escaped(catalog.path()), tyktree::escaped(name),
-                                 tyktree::escaped(advice)));
+Json typeItem(const DebugType& type) {
+    Json item = Json::object();
+    addText(item, "name", type.name);
+    item["kind"] = type.keyword;
+    item["size"] = type.size;
+    if (type.file.empty()) {
+        item["file"] = nullptr;
+    } else {
+        addText(item, "file", type.file);
+    }
+    item["line"] = type.line > 0 ? Json(type.line) : Json();
+    return item;
 }
+
+class TextTags : public TagsReport {
+public:
+    void addTable(const TagCatalog& catalog) override {
+        Table table{{"tag"},
+                    {"id", Align::kRight},
+                    {"kind"},
+                    {"fields", Align::kRight},
+                    {"bytes in fields", Align::kRight}};
+        for (const TagEntry& tag : catalog.tags()) {
+            table.addRow({tyktree::escaped(tag.name), fmt::to_string(tag.id), nameOf(tag.kind),
+                          fmt::to_string(fieldsOf(tag).size()), coveredText(tag)});
+        }
+        table.print();
+        printResult(fmt::format("{}: {}, {}", tyktree::escaped(catalog.path()),
+                                counted(catalog.tags().size(), "tag", "tags"),
+                                counted(catalog.enums().size(), "enum", "enums")));
+    }
+
+    void addTag(const TagCatalog& /*catalog*/, const TagEntry& tag) override {
+        printResult(fmt::format("{}: id {}, {}, {} bytes in fields", tyktree::escaped(tag.name),
+                                tag.id, nameOf(tag.kind), coveredText(tag)));
+        printFields(tag);
+        for (const auto& names : tyktags::enumsOf({tag})) printEnum(*names);
+    }
+
+    void addTypes(const std::string& /*library*/, const std::vector<DebugType>& types) override {
+        Table table{{"bytes", Align::kRight}, {"kind"}, {"type"}, {"file"}};
+        for (const DebugType& type : types) {
+            table.addRow({fmt::to_string(type.size), type.keyword, tyktree::escaped(type.name),
+                          declarationOf(type)});
+        }
+        table.print();
+    }
+
+private:
+    static void printFields(const TagEntry& tag) {
+        Table fields{{"field"}, {"offset", Align::kRight}, {"type"}, {"unit"}, {"enum"}};
+        for (const TagField& field : fieldsOf(tag)) {
+            fields.addRow({tyktree::escaped(field.name), fmt::to_string(field.offset),
+                           typeText(field), tyktree::escaped(field.unit),
+                           field.enumeration ? tyktree::escaped(field.enumeration->name()) : ""});
+        }
+        if (!fields.empty()) fields.print();
+    }
+
+    static void printEnum(const TagEnum& names) {
+        Table values{{tyktree::escaped(names.name())}, {"number", Align::kRight}};
+        for (const tyktags::EnumValue& value : names.values()) {
+            values.addRow({tyktree::escaped(value.name), toText(value.number)});
+        }
+        values.print();
+    }
+};
+
+class JsonTags : public TagsReport {
+public:
+    explicit JsonTags(JsonDocument& json) : json_(json) {}
+
+    void addTable(const TagCatalog& catalog) override {
+        addPath(catalog.path());
+        json_.beginList("tags");
+        for (const TagEntry& tag : catalog.tags()) json_.item(tagItem(tag));
+        json_.endList();
+        addEnums(catalog.enums());
+    }
+
+    void addTag(const TagCatalog& catalog, const TagEntry& tag) override {
+        addPath(catalog.path());
+        json_.beginList("tags");
+        json_.item(tagItem(tag));
+        json_.endList();
+        addEnums(tyktags::enumsOf({tag}));
+    }
+
+    void addTypes(const std::string& library, const std::vector<DebugType>& types) override {
+        addPath(library);
+        json_.beginList("types");
+        for (const DebugType& type : types) json_.item(typeItem(type));
+        json_.endList();
+    }
+
+private:
+    void addPath(const std::string& path) {
+        Json members = Json::object();
+        addText(members, "path", path);
+        json_.members(members);
+    }
+
+    void addEnums(const Enums& enums) {
+        json_.beginList("enums");
+        for (const auto& names : enums) json_.item(enumItem(*names));
+        json_.endList();
+    }
+
+    JsonDocument& json_;
+};
 
 }  // namespace
 
-void showTags(const TagCatalog& catalog, const std::optional<std::string>& tagName,
-              JsonDocument* json) {
-    const TagEntry* const one = tagName ? &tagOf(catalog, *tagName) : nullptr;
-    const Enums enums = one ? tyktags::enumsOf({*one}) : catalog.enums();
-    if (!json) {
-        if (one) {
-            printTag(*one, enums);
-        } else {
-            printTags(catalog);
-        }
-        return;
-    }
-    Json members = Json::object();
-    addText(members, "path", catalog.path());
-    json->members(members);
-    json->beginList("tags");
-    for (const TagEntry& tag : catalog.tags()) {
-        if (!one || one == &tag) json->item(tagItem(tag));
-    }
-    json->endList();
-    json->beginList("enums");
-    for (const auto& names : enums) json->item(enumItem(*names));
-    json->endList();
+std::unique_ptr<TagsReport> makeTagsReport(JsonDocument* json) {
+    if (json) return std::make_unique<JsonTags>(*json);
+    return std::make_unique<TextTags>();
+}
+
+std::string declarationOf(const DebugType& type) {
+    if (type.file.empty()) return tyktree::escaped(type.unit);
+    return fmt::format("{}:{}", tyktree::escaped(type.file), type.line);
 }
 
 }  // namespace tyksim

@@ -5,12 +5,11 @@
 #include "tags/Words.h"
 #include "tags/dwarf/DebugTypes.h"
 #include "tools/console/Failures.h"
-#include "tools/console/Table.h"
 #include "tools/console/Units.h"
 #include "tools/files/Files.h"
 #include "tools/files/OutputPath.h"
-#include "tools/json/Json.h"
 #include "tools/tyksim/Reading.h"
+#include "tools/tyksim/TagsReport.h"
 #include "tree/read/Escape.h"
 #include "tree/read/FrameListing.h"
 
@@ -121,11 +120,6 @@ Wanted wantedOf(const TypeOptions& options) {
     return wanted;
 }
 
-std::string placeOf(const DebugType& type) {
-    if (type.file.empty()) return escaped(type.unit);
-    return fmt::format("{}:{}", escaped(type.file), type.line);
-}
-
 std::vector<TypeLayout> typesOf(const std::vector<Pair>& pairs, const DebugTypes& types) {
     std::vector<std::string> names;
     names.reserve(pairs.size());
@@ -144,7 +138,7 @@ std::vector<TagLayout> layoutsOf(const std::vector<Pair>& pairs,
 
 void printImported(const Pair& pair, const TypeLayout& layout) {
     printResult(fmt::format("{}: {}, {} bytes, {}", escaped(pair.tag), escaped(layout.type.name),
-                            layout.type.size, placeOf(layout.type)));
+                            layout.type.size, declarationOf(layout.type)));
     for (const tyktags::LeftOut& part : layout.leftOut) {
         printResult(fmt::format("  left out: {}, {}", escaped(part.name), escaped(part.what)));
     }
@@ -281,37 +275,6 @@ bool matches(const std::string& pattern, const std::string& name) {
             ::fnmatch(pattern.c_str(), name.c_str() + last + 2, 0) == 0);
 }
 
-Json jsonOf(const DebugType& type) {
-    Json object = Json::object();
-    addText(object, "name", type.name);
-    object["kind"] = type.keyword;
-    object["size"] = type.size;
-    if (type.file.empty()) {
-        object["file"] = nullptr;
-    } else {
-        addText(object, "file", type.file);
-    }
-    object["line"] = type.line > 0 ? Json(type.line) : Json();
-    return object;
-}
-
-void printTypes(const std::string& path, const std::vector<DebugType>& types, JsonDocument* json) {
-    if (json) {
-        Json members = Json::object();
-        addText(members, "path", path);
-        json->members(members);
-        json->beginList("types");
-        for (const DebugType& type : types) json->item(jsonOf(type));
-        json->endList();
-        return;
-    }
-    Table table{{"bytes", Align::kRight}, {"kind"}, {"type"}, {"file"}};
-    for (const DebugType& type : types) {
-        table.addRow({fmt::to_string(type.size), type.keyword, escaped(type.name), placeOf(type)});
-    }
-    table.print();
-}
-
 DebugTypes open(const TypeOptions& options, const char* action) {
     if (options.library.empty()) {
         throw WrongUsage(fmt::format("tags {}: expected --elf FILE, found none", action));
@@ -363,7 +326,7 @@ ExitStatus listTypes(const TypeOptions& options) {
                 fmt::format("{}: expected a type{}{}, found none", escaped(types.path()), size,
                             pattern.empty() ? "" : " whose name fits " + shellWord(pattern)));
         }
-        printTypes(types.path(), list, reading.json());
+        makeTagsReport(reading.json())->addTypes(types.path(), list);
         return ExitStatus::kClean;
     });
 }
