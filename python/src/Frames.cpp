@@ -12,6 +12,7 @@
 
 #include <climits>
 
+#include <fmt/format.h>
 #include <limits>
 #include <pybind11/stl.h>
 #include <utility>
@@ -153,7 +154,7 @@ py::bytes bytesIn(const std::string& path) {
         const Unlocked unlocked;
         const uint64_t size = orDamaged(tyktree::readFileBytes(path, INT_MAX, bytes));
         if (size != bytes.size()) {
-            throw Damaged({path, std::to_string(size) + " bytes", std::to_string(bytes.size())});
+            throw Damaged({path, fmt::format("{} bytes", size), fmt::to_string(bytes.size())});
         }
     }
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};

@@ -9,6 +9,7 @@
 #include "tools/picture/PictureMaker.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <libyuv/planar_functions.h>
 #include <pybind11/numpy.h>
 #include <string>
@@ -38,8 +39,8 @@ struct StoredImage {
 StoredImage storedImage(const py::str& path, int width, int height, int stride, bool uFirst,
                         bool filled) {
     if (stride > 0 && stride < width) {
-        throw py::value_error("stride: expected at least the " + std::to_string(width) +
-                              " bytes of a row, found " + std::to_string(stride));
+        throw py::value_error(fmt::format(
+            "stride: expected at least the {} bytes of a row, found {}", width, stride));
     }
     return {bytesOf(path),
             {width, height, stride, uFirst ? ChromaOrder::kNv12 : ChromaOrder::kNv21},
@@ -63,7 +64,7 @@ void readPlane(const StoredImage& image, const StoredPlane& plane, uint8_t* out)
     const PictureFile file(image.path, image.layout);
     if (!image.filled && file.bytes() < plane.end()) {
         throw Damaged(
-            {image.path, std::to_string(plane.end()) + " bytes", std::to_string(file.bytes())});
+            {image.path, fmt::format("{} bytes", plane.end()), fmt::to_string(file.bytes())});
     }
     const bool isDense = plane.apart == plane.wide;
     const size_t rows = isDense ? 1 : plane.rows;
@@ -72,8 +73,8 @@ void readPlane(const StoredImage& image, const StoredPlane& plane, uint8_t* out)
         uint8_t* const to = out + row * wide;
         const size_t had = file.read(to, wide, plane.offset + row * plane.apart);
         if (had < wide && !image.filled) {
-            throw Damaged({image.path, std::to_string(plane.end()) + " bytes",
-                           std::to_string(plane.offset + row * plane.apart + had)});
+            throw Damaged({image.path, fmt::format("{} bytes", plane.end()),
+                           fmt::to_string(plane.offset + row * plane.apart + had)});
         }
         std::fill(to + had, to + wide, plane.otherwise);
     }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fmt/format.h>
 #include <pybind11/stl.h>
 #include <string_view>
 #include <type_traits>
@@ -29,7 +30,7 @@ std::string storedAs(FieldType type) {
         const char kind = std::is_floating_point_v<Element> ? 'f'
                           : std::is_signed_v<Element>       ? 'i'
                                                             : 'u';
-        return std::string("<") + kind + std::to_string(sizeof(Element));
+        return fmt::format("<{}{}", kind, sizeof(Element));
     });
 }
 
@@ -58,7 +59,7 @@ tyktree::SceneRecord recordIn(const std::string& name, const std::vector<uint8_t
     tyktree::SceneRecord record;
     if (bytes.size() != record.bytes.size()) {
         throw Damaged(
-            {name, std::to_string(record.bytes.size()) + " bytes", std::to_string(bytes.size())});
+            {name, fmt::format("{} bytes", record.bytes.size()), fmt::to_string(bytes.size())});
     }
     std::copy(bytes.begin(), bytes.end(), record.bytes.begin());
     return record;
@@ -177,7 +178,7 @@ py::dtype NameCatalog::recordType(const std::string& tag) const {
         if (field.bits.width > 0) continue;
         const bool isText = field.type == FieldType::text;
         const uint32_t length = isText && !field.dimensions.empty() ? field.dimensions.back() : 1;
-        const py::str stored(storedAs(field.type) + (isText ? std::to_string(length) : ""));
+        const py::str stored(storedAs(field.type) + (isText ? fmt::to_string(length) : ""));
         const std::vector<uint32_t> sides = field.shape();
         names.append(pythonText(field.name));
         formats.append(sides.empty()

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstring>
+#include <fmt/format.h>
 #include <optional>
 #include <pybind11/stl.h>
 #include <utility>
@@ -163,7 +164,7 @@ std::optional<std::vector<uint8_t>> recordOf(const FrameRef& frame, const std::s
         std::vector<uint8_t> bytes;
         const uint64_t found = orDamaged(tyktree::readFileBytes(path, size, bytes));
         if (found == size && bytes.size() == size) return bytes;
-        throw Damaged({path, std::to_string(size) + " bytes", std::to_string(found)});
+        throw Damaged({path, fmt::format("{} bytes", size), fmt::to_string(found)});
     }
     return std::nullopt;
 }

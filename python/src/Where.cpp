@@ -5,6 +5,7 @@
 #include "python/src/Waiting.h"
 #include "tree/read/ConditionReader.h"
 
+#include <fmt/format.h>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -20,8 +21,7 @@ using tyktree::ConditionProblem;
 using tyktree::FrameRef;
 
 [[noreturn]] void refuse(const ConditionProblem& problem) {
-    const std::string line =
-        "where: column " + std::to_string(problem.at + 1) + ": " + problem.message;
+    const std::string line = fmt::format("where: column {}: {}", problem.at + 1, problem.message);
     PyErr_SetObject(PyExc_ValueError, pythonText(line).ptr());
     throw py::error_already_set();
 }

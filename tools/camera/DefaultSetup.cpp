@@ -3,6 +3,7 @@
 #include "core/DumpConfigXml.h"
 #include "records/SceneLayout.h"
 #include "tags/KnownTags.h"
+#include "tags/TableXml.h"
 #include "tree/read/TagCatalog.h"
 
 #include <pugixml.hpp>
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <iterator>
 #include <memory>
-#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -159,9 +159,7 @@ std::string defaultConfiguration(const std::vector<TagEntry>& tags) {
             addEntry(common, kConfigCommonAttribute, tag);
         }
     }
-    std::ostringstream text;
-    document.save(text, "  ");
-    return text.str();
+    return tyktags::savedText(document, pugi::format_default);
 }
 
 const std::vector<TuningFile>& tuningFiles() {

@@ -213,7 +213,7 @@ Status TextTable::findCsvRows() {
         if (cells.value().size() == columns_.size()) continue;
         return problemAt(rows_.back().line,
                          fmt::format("{} cells, as the heading has", columns_.size()),
-                         std::to_string(cells.value().size()));
+                         fmt::to_string(cells.value().size()));
     }
     return {};
 }

@@ -59,7 +59,7 @@ void runProcessorProgram(const std::vector<std::string>& command, int socket, Sh
     std::vector<std::string> words = command;
     for (const int descriptor : {socket, given.descriptor(), made.descriptor()}) {
         ::fcntl(descriptor, F_SETFD, 0);
-        words.push_back(std::to_string(descriptor));
+        words.push_back(fmt::to_string(descriptor));
     }
     run(std::move(words));
     refuse(socket, made,

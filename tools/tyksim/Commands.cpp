@@ -1,5 +1,6 @@
 #include "tools/tyksim/Commands.h"
 
+#include "tags/Digits.h"
 #include "tools/console/OptionChecks.h"
 
 #include <cstdlib>
@@ -20,7 +21,7 @@ int logLevelOfEnvironment(int otherwise) {
     const std::string refusal = wholeNumber(0, 5).refuse(level);
     if (!refusal.empty())
         throw WrongUsage(fmt::format("environment: {}: {}", kLogVariable, refusal));
-    return std::stoi(level);
+    return *tyktags::parseDigits<int>(level);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 #include "tools/tyksim/RecordInput.h"
 
+#include "tags/Digits.h"
 #include "tools/console/Console.h"
 #include "tools/files/InputStream.h"
 #include "tools/picture/FrameRate.h"
 #include "tools/picture/PictureOptions.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <fmt/format.h>
 #include <utility>
 
@@ -24,12 +26,11 @@ constexpr PlanesWord kPlanes[] = {{"nv21", RawFormat::Planes::kNv21},
                                   {"nv12", RawFormat::Planes::kNv12},
                                   {"i420", RawFormat::Planes::kI420}};
 
-/// One part of WxH; 0 if it is not a number from 1 to `limit`.
+/// One part of WxH; 0 if it is not a number from 1 to `limit` in at most five digits.
 int sizePart(const std::string& digits, int limit) {
-    if (digits.empty() || digits.size() > 5) return 0;
-    if (digits.find_first_not_of("0123456789") != std::string::npos) return 0;
-    const int value = std::stoi(digits);
-    return value <= limit ? value : 0;
+    if (digits.size() > 5) return 0;
+    const auto value = tyktags::parseDigits<uint32_t>(digits);
+    return value && *value <= static_cast<uint32_t>(limit) ? static_cast<int>(*value) : 0;
 }
 
 std::pair<int, int> parseSize(const std::string& given) {
