@@ -149,6 +149,8 @@ TEST_P(TableMergeTest, Merges) {
         std::string changes;
         for (const TableChange& change : merged.value().changes) {
             changes += "arxk"[static_cast<int>(change.kind)];
+            EXPECT_EQ(change.before.empty(), change.kind == TableChange::Kind::added)
+                << change.what;
         }
         EXPECT_EQ(changes, row.changes);
     }

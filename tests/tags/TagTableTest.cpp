@@ -120,6 +120,20 @@ TEST_F(TagTableTest, FindsAllProblemsOfATable) {
     EXPECT_EQ(table.problems[1].found, "\"A\", which line 8 has");
 }
 
+/// Such a tag must not lead to further problems.
+TEST_F(TagTableTest, LeavesOutATagWithAProblem) {
+    for (const char* const attributes :
+         {"size=\"4\" kind=\"fixed\"", "id=\"x\" size=\"4\" kind=\"fixed\"",
+          "id=\"7\" size=\"4\" kind=\"fixed\" tint=\"red\"",
+          "id=\"7\" id=\"7\" size=\"4\" kind=\"fixed\""}) {
+        const std::string rest = std::string(attributes) + "/>";
+        write("<tag id", "<tag name=\"B\" " + rest + "<tag name=\"C\" " + rest + "<tag id");
+        const tyktags::TagTable table = tyktags::examineTagTable(path_);
+        EXPECT_EQ(table.problems.size(), 2U) << attributes;
+        EXPECT_EQ(table.tags.size(), 1U) << attributes;
+    }
+}
+
 TEST_F(TagTableTest, SkipsPartsOfALaterVersion) {
     write("version=\"2\">", "version=\"3\"><scale/><scale/>");
     EXPECT_TRUE(readTagTable(path_).ok());
@@ -162,6 +176,20 @@ TEST(FieldNames, PreferFieldsToElements) {
     EXPECT_EQ(findField(fields, "roi[2].x", "T").problem().reason,
               "T has no such field; it has roi, roi[1], roi[1].x");
     EXPECT_EQ(findField({}, "x", "T").problem().reason, "the tag table gives T no fields");
+}
+
+TEST(FieldNames, AreListedUnlessTheyAreMany) {
+    std::vector<tyktags::TagField> fields;
+    std::string names;
+    for (int i = 1; i <= 24; ++i) {
+        fields.push_back({"f" + std::to_string(i), 0, FieldType::u8});
+        names += (names.empty() ? "" : ", ") + fields.back().name;
+    }
+    EXPECT_EQ(findField(fields, "x", "T").problem().reason, "T has no such field; it has " + names);
+    fields.push_back({"gain", 0, FieldType::u8});
+    EXPECT_EQ(findField(fields, "x", "T").problem().reason, "T has no such field among its 25");
+    EXPECT_EQ(findField(fields, "gian", "T").problem().reason,
+              "T has no such field among its 25; nearest: gain");
 }
 
 }  // namespace

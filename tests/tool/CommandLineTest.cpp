@@ -35,6 +35,16 @@ Rows commandLineRows() {
         {"NotANumber",
          "fails 2 tyksim record p --ev nan",
          {"--ev: expected a number, -100 to 100, found nan"}},
+        {"NumbersAtTheirLimits",
+         R"sh(tyksim record p --frames 1 --size 2x2 --ev 100 --first-sof 0
+              tyksim record q --frames 1 --size 2x2 --ev -100 --first-sof 2147483646
+              tyksim replay p --log-level 5
+              fails 2 tyksim record s --ev 100.5
+              fails 2 tyksim record s --ev -100.5
+              fails 2 tyksim record s --first-sof 2147483648
+              fails 2 tyksim record s --first-sof -1
+              fails 2 tyksim replay p --log-level 6)sh",
+         {"found 100.5", "found -100.5", "found 2147483648", "found -1 ", "found 6 "}},
         {"LeadingZero", "tyksim info r --pipe 01", {}},
         {"WholeNumberExpected",
          "fails 2 tyksim info r --task x",
@@ -64,6 +74,15 @@ Rows commandLineRows() {
         {"NoSuchTree",
          "fails 1 tyksim info nowhere",
          {"expected a folder with a dump tree, found none: No such file"}},
+        {"FolderThatCannotBeListed",
+         R"sh(n=; [ $(id -u) != 0 ] || n='setpriv --bounding-set=-dac_override,-dac_read_search'
+              mkdir -m 0 p
+              fails 1 under "$n" tyksim info p
+              chmod 700 p)sh",
+         {"a frame in it), found one that cannot be listed: Permission denied\n"}},
+        {"FolderOfManyOtherNames",
+         "mkdir -p p/1 p/2 p/3 p/4 p/5 p/6 p/7 p/8 p/9; fails 1 tyksim info p",
+         {", ...\n"}},
         {"OutputDeviceFull",
          "fails 1 tyksim info r >/dev/full",
          {"standard output: cannot be written: No space"}},

@@ -42,6 +42,17 @@ Rows files() {
          "cp -a r p; truncate -s 99 p${F2#r}/FCWH*; fails 3 tyksim diff r p",
          {"y same; u not compared; v not compared; compared 99 of 3072 samples of y; 4608 -> 99 "
           "bytes\n"}},
+        {"TuningCopies",
+         R"sh(cp -a r p; P=p${D#r}/pipe_1; echo x >>$P/mfnr5.2.xml; touch $P/mfnr4.xml
+              fails 3 tyksim diff r p
+              fails 3 tyksim diff r p --json)sh",
+         {"mfnr4.xml: only in B\nmfnr5.2.xml: 2 bytes differ, the first is at ",
+          "id, all the same\n", R"("tuning_copies":[{"name":"mfnr4.xml")"}},
+        {"TuningCopiesOfPipesAlone",
+         R"sh(cp -a r p; P=p${D#r}/pipe_1; echo x >>$P/mfnr5.2.xml
+              fails 3 tyksim diff $D/pipe_1 $P
+              tyksim diff r p${K#r}; tyksim diff $F2 p --frames 2)sh",
+         {"!only in"}},
         {"FieldInARawBlock",
          R"sh(cp -a r p
               printf x | dd of=p${F3#r}/ISCENE_CAP_INFO_DETECT_OUT.bin bs=1 conv=notrunc

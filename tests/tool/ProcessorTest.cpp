@@ -108,15 +108,18 @@ Rows processorEndRows() {
     const std::string at = " at frame 2 of task 1, request 2";
     Rows rows;
     for (const End& end : {
-             End{"Abort", "abort", "crashed" + at + ": SIGABRT"},
+             End{"Abort", "abort", "crashed" + at + ": SIGABRT (Aborted)\n"},
              End{"Segmentation", "segv", "crashed" + at + ": SIGSEGV"},
              End{"MainThreadOnly", "thread", "crashed" + at + ": SIGABRT"},
-             End{"Kill", "kill", "was ended" + at + ": SIGKILL"},
-             End{"Exit", "exit", "ended its process with status 0" + at},
+             End{"Kill", "kill",
+                 "was ended" + at +
+                     ": SIGKILL (Killed); the system does that when memory runs out\n"},
+             End{"Exit", "exit",
+                 "ended its process with status 0" + at + "; expected it to return\n"},
              End{"ExitAtOnce", "_exit", "ended its process with status 9" + at},
              End{"ExitWithAChildLeft", "fork", "ended its process with status 7" + at},
-             End{"ConnectionClosed", "close", "closed its connection to tyksim" + at},
-             End{"Garbage", "garbage", "sent an invalid message" + at},
+             End{"ConnectionClosed", "close", "closed its connection to tyksim" + at + "\n"},
+             End{"Garbage", "garbage", "sent an invalid message" + at + "\n"},
              End{"ExitInOpen", "exit-open", "ended its process with status 0 while it opened"},
              End{"AbortInOpen", "abort-open", "crashed while it opened: SIGABRT"},
          }) {
@@ -128,7 +131,8 @@ Rows processorEndRows() {
         {"FileCutShort",
          R"sh(head -c 5000 $P/odd_processor.so >cut.so
               fails 1 tyksim replay r --with ./cut.so -o p)sh",
-         {"cut.so: crashed while it was loaded: SIGBUS", "a file that is cut short"}},
+         {"cut.so: crashed while it was loaded: SIGBUS (Bus error); a file that is cut short is "
+          "one cause\n"}},
         // All frames were recorded before, and stay.
         {"AbortInClose",
          "fails 3 odd abort-close; tyksim diff r p --ignore image",

@@ -91,6 +91,11 @@ Rows scenes() {
 
 Rows showRows() {
     Rows rows = {
+        // A replay takes the image that the file system lists first.
+        {"FirstOfSeveralImages",
+         R"sh(cp $F2/FCWH* $F2/FCWH_2_0_96_32_nv21.yuv
+              first=$(ls -U $F2 | grep -m 1 FCWH)
+              tyksim show $F2 --json | grep -c "\"image\":{\"name\":\"$first\"")sh"},
         {"OneFrameExpected", "fails 2 tyksim show r", {"selection picks 3;"}},
         {"BytesAfterTheImage",
          R"sh(tyksim show $F3 | tail -3 >o; truncate -s 8G $F3/FCWH*

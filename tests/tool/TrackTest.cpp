@@ -26,6 +26,9 @@ Rows trackRows() {
           "                                 64\n"
           "   1     1      3        3        3 *        2048 *                1.786  "
           "                                 64\n"}},
+        {"SceneThatBreaksOff",
+         "sed -i '$d' $F2/iSceneInfo.xml; fails 3 tyksim track r total_gain --csv",
+         {"total_gain: Start-end tags mismatch\n", "\n1,1,2,2,2,\n"}},
         {"GoldenLayoutOfAChart",
          "tyksim track r total_gain --svg p; cat p",
          {"y=\"28.0\" class=\"scale\">2048</text>", "y=\"128.0\" class=\"scale\">1024</text>",

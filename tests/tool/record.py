@@ -222,6 +222,8 @@ def texts():
             expect(odd or row[f"T.{name}"] == plain, f"the text {name} in rows", row)
     expect(shown[0].keys() >= {"T.mode"} and all(isinstance(row["T.mode"], str) for row in shown), "numbers of an enum are texts")
     for line, text in (('{"T.mode":{"number":1,"name":"FAST"}}', 'found "FAST (1)": the number of "FAST" is 2'),
+                       ('{"T.mode":{"number":1,"name":2}}', 'a text, null or a list, found another value of "T.mode"'),
+                       ('{"T.mode":{"number":"1"}}', 'found another value of "T.mode"'),
                        ('{"T.txt":"a","T.txt_base64":"Yg=="}', 'column T.txt: expected the texts whose bytes "T.txt_base64" has'),
                        ('{"T.txt_base64":"Yg"}', 'column T.txt_base64: expected Base64, found "Yg"'),
                        ('{"T.txt":"ab","T.head":[97,98,99]}', "column T.txt: expected a value that agrees with column T.head"),
