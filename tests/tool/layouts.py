@@ -258,7 +258,17 @@ struct Params { int gain; float rate; } params;
 a::Twice first;
 b::Twice second;
 Absent* absent;
+struct OfKind { int x; } structure;
+class ClassOfKind { int x; } object;
+union UnionOfKind { int x; char text[3]; } choice;
+enum EnumOfKind { SOME } number;
+typedef short ArrayOfKind[2][3];
+ArrayOfKind array;
+typedef int NumberOfKind;
+NumberOfKind none;
+#line 5 "many.h"
 '''
+WRONG += "".join(f"namespace n{i} {{ struct Many {{ char x[{i * 100 + 1}]; }} many; }}\n" for i in range(21))
 
 TABLE = '<tags>\n  <!-- mine -->\n  <tag id="9" name="T" size="8" kind="fixed"/>\n</tags>\n'
 
@@ -286,6 +296,8 @@ WRONG_CALLS = [
     ("true", "Parms", 1, ["expected a type Parms, found none; did you mean Params?"]),
     ("true", "Twice", 1, ["expected one type Twice, found a::Twice of 4 bytes in ",
                           "b::Twice of 8 bytes in "]),
+    ("true", "Many", 1, ["n0::Many of 1 byte", "many.h:5, compiled into p.cpp; n1::Many of 101 bytes",
+                         "; n19::Many of 1901 bytes", "; and 1 more: "]),
     ("true", "b::Twice", 0, ["added: T.y"]),
     ("true", "a::Twice", 1, ["expected 8 bytes, the size of T, found 4 bytes of a::Twice"]),
     ("true", "Absent", 1, ["expected the definition of Absent, found only a declaration"]),
@@ -344,6 +356,31 @@ def check_import():
         assert expected in said, (sizes, said)
 
 
+# The words of `tags types`, and the types that it lists: their sizes, kinds and names.
+LISTS = [
+    (["*OfKind"], ["12 array ArrayOfKind", "4 class ClassOfKind", "4 enum EnumOfKind", "4 struct OfKind",
+                   "4 union UnionOfKind"]),
+    (["--size", "8"], ["8 struct Params", "8 struct b::Twice"]),
+    (["Twice", "--size", "4"], ["4 struct a::Twice"]),
+]
+
+
+def check_lists():
+    """Tests the lists of types, as a table and as JSON."""
+    build("p.cpp", "p.so", ["g++"], "-shared", "-fPIC")
+    for words, expected in LISTS:
+        table = run(0, "tags", "types", "--elf", "p.so", *words).splitlines()
+        assert table[0].split() == ["bytes", "kind", "type", "file"], table
+        assert [" ".join(line.split()[:3]) for line in table[1:]] == expected, (words, table)
+        types = json.loads(run(0, "tags", "types", "--elf", "p.so", *words, "--json"))["types"]
+        assert [f"{one['size']} {one['kind']} {one['name']}" for one in types] == expected, (words, types)
+        lines = WRONG.splitlines()
+        assert all(one["file"].endswith("p.cpp") and one["name"].split("::")[-1] in lines[one["line"] - 1]
+                   for one in types), types
+    none = run(2, "tags", "types", "--elf", "p.so", "No*", "--size", "3")
+    assert "p.so: expected a type of 3 bytes whose name fits 'No*', found none" in none, none
+
+
 def check_wrong():
     """Tests the messages of import about libraries and types; a refused change leaves the table as it was."""
     table = pathlib.Path("one.xml")
@@ -365,5 +402,6 @@ with tempfile.TemporaryDirectory() as work:
     frame, = pathlib.Path("r/data/vendor/cameraserver/tykdump/pipe_1").glob("*/*")
     pathlib.Path("p.cpp").write_text(WRONG)
     check_random()
+    check_lists()
     check_wrong()
     check_import()
