@@ -126,7 +126,7 @@ void PipelineSimulation::loadMFNRXml(int sofId) {
         getSubFiles(copyFolder().c_str(), names);
         std::string_view chosen = kMfnrDefaultCopyName;
         for (const std::string& name : names) {
-            if (name.find(kMfnrCopyMark) == std::string::npos) continue;
+            if (!isMfnrCopyName(name)) continue;
             chosen = name;
             break;
         }

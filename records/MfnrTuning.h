@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 constexpr uint32_t kMfnrTag = 65622;
 
@@ -36,8 +37,10 @@ constexpr const char* kFirmwareFolder = "/vendor/firmware/";
 /// The pipe whose folder holds the copy, whichever pipe dumps: all pipes share one tuning.
 constexpr int kMfnrCopyPipe = 1;
 
-/// A file of that folder is taken for the copy when its name contains this.
-constexpr const char* kMfnrCopyMark = "mfnr";
+/// Whether a file of that folder is taken for the copy.
+inline bool isMfnrCopyName(std::string_view name) {
+    return name.find("mfnr") != std::string_view::npos;
+}
 
 /// A replay puts this before the copy's name.
 constexpr const char* kMfnrReplayPrefix = "tyksimulation/";

@@ -1,6 +1,7 @@
 #include "tags/dwarf/DebugTypes.h"
 
 #include "tags/NearestNames.h"
+#include "tags/Words.h"
 #include "tags/dwarf/DebugFile.h"
 #include "tags/dwarf/LayoutReader.h"
 #include "tags/dwarf/TypeNames.h"
@@ -51,8 +52,6 @@ const char* keywordOf(int tag) {
             return "enum";
         case DW_TAG_array_type:
             return "array";
-        case DW_TAG_base_type:
-            return "number";
         default:
             return "";
     }
@@ -132,9 +131,11 @@ bool sameLayout(const TypeLayout& a, const TypeLayout& b) {
 }
 
 std::string shown(const DebugType& type) {
-    std::string text = type.name + " of " + std::to_string(type.size) + " bytes";
+    std::string text = type.name + " of " + counted(type.size, "byte", "bytes");
     if (!type.file.empty()) text += " in " + type.file + ":" + std::to_string(type.line);
-    if (!type.unit.empty() && type.unit != type.file) text += ", compiled into " + type.unit;
+    if (!type.unit.empty() && !endsPath(type.file, type.unit)) {
+        text += ", compiled into " + type.unit;
+    }
     return text;
 }
 

@@ -30,7 +30,7 @@ struct LeftOut {
 /// A type in a list.
 struct DebugType {
     std::string name;     ///< with its namespaces: "cam::Ring<int, 4>::Slot"
-    std::string keyword;  ///< "struct", "class", "union", "enum", "array", "number", ""
+    std::string keyword;  ///< "struct", "class", "union", "enum", "array"; else ""
     uint64_t size = 0;    ///< bytes
     std::string file;     ///< that declares it; "" if unknown
     uint32_t line = 0;    ///< 0 if unknown

@@ -49,17 +49,14 @@ std::optional<FieldType> typeOfEncoding(uint64_t encoding, uint64_t bytes) {
 std::optional<WholeNumber> enumerator(const Die& die) {
     Die copy = die;
     Dwarf_Attribute value{};
-    if (!dwarf_attr(&copy, DW_AT_const_value, &value)) return std::nullopt;
-    const unsigned form = dwarf_whatform(&value);
+    const unsigned form = dwarf_whatform(dwarf_attr(&copy, DW_AT_const_value, &value));
+    const auto whole = [](const auto& number) {
+        return number ? std::optional(WholeNumber::of(*number)) : std::nullopt;
+    };
     // The other forms are for numbers that are not negative, whatever their highest bit is.
-    if (form == DW_FORM_sdata || form == DW_FORM_implicit_const) {
-        Dwarf_Sword number = 0;
-        if (dwarf_formsdata(&value, &number) != 0) return std::nullopt;
-        return WholeNumber::of(int64_t{number});
-    }
-    Dwarf_Word number = 0;
-    if (dwarf_formudata(&value, &number) != 0) return std::nullopt;
-    return WholeNumber::of(uint64_t{number});
+    const bool isSigned = form == DW_FORM_sdata || form == DW_FORM_implicit_const;
+    return isSigned ? whole(integerOf(die, DW_AT_const_value))
+                    : whole(naturalOf(die, DW_AT_const_value));
 }
 
 // The number in a field of the type: its lowest bits.

@@ -33,7 +33,7 @@ std::vector<std::string> listCopies(const std::string& folder) {
     std::string_view name;
     unsigned char type = 0;
     while (reader.next(name, type)) {
-        if (name.find(kMfnrCopyMark) == std::string_view::npos) continue;
+        if (!isMfnrCopyName(name)) continue;
         tyktree::FileEntry entry;
         const bool known = reader.examine(name.data(), type, entry).ok();
         if (known && entry.regular()) names.emplace_back(name);

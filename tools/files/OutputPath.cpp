@@ -195,13 +195,15 @@ void ResultFile::write(std::string_view bytes) {
     }
     while (!bytes.empty()) {
         const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) {
-            if (isStandardOutput()) throwIfInterrupted();
-            continue;
+        if (count >= 0) {
+            bytes.remove_prefix(static_cast<size_t>(count));
+        } else if (errno == EPIPE) {
+            throw Interrupted(SIGPIPE);
+        } else if (errno != EINTR) {
+            fail(place_, "written", errno);
+        } else if (isStandardOutput()) {
+            throwIfInterrupted();
         }
-        if (count < 0 && errno == EPIPE) throw Interrupted(SIGPIPE);
-        if (count < 0) fail(place_, "written", errno);
-        bytes.remove_prefix(static_cast<size_t>(count));
     }
 }
 

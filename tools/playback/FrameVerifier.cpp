@@ -34,9 +34,7 @@ std::vector<uint8_t> expectedTuningTable(PipelineSimulation& simulation) {
     std::string name = kMfnrDefaultCopyName;
     std::vector<std::string> names;
     simulation.getSubFiles(pipeFolderPath(kDumpRoot, kMfnrCopyPipe).c_str(), names);
-    const auto found = std::find_if(names.begin(), names.end(), [](const std::string& candidate) {
-        return candidate.find(kMfnrCopyMark) != std::string::npos;
-    });
+    const auto found = std::find_if(names.begin(), names.end(), isMfnrCopyName);
     if (found != names.end()) name = *found;
     const std::string first = kMfnrReplayPrefix + name;
     std::vector<uint8_t> table(first.begin(), first.end());

@@ -24,10 +24,9 @@ struct Rows {
     uint64_t stride;
     uint64_t bytes;
 
-    /// The distance from the beginning of the first row to the end of the last byte.
-    uint64_t extent() const {
-        return bytes == 0 ? 0 : (bytes - 1) / rowBytes * stride + (bytes - 1) % rowBytes + 1;
-    }
+    /// The distance from the beginning of the first row to the end of the last byte, of which there
+    /// must be one.
+    uint64_t extent() const { return (bytes - 1) / rowBytes * stride + (bytes - 1) % rowBytes + 1; }
 
     void pack(const uint8_t* from, uint8_t* to) const {
         const uint64_t step = stride == rowBytes ? bytes : rowBytes;

@@ -214,7 +214,7 @@ void TreeChecker::checkTuningCopies() {
     unsigned char type = DT_UNKNOWN;
     bool found = false;
     while (reader.next(name, type)) {
-        if (type == DT_DIR || name.find(kMfnrCopyMark) == std::string_view::npos) continue;
+        if (type == DT_DIR || !isMfnrCopyName(name)) continue;
         found = true;
         if (tuningChecked_) continue;
         FileEntry copy;

@@ -215,7 +215,7 @@ void IndexReader::readPipeEntry(PipeEntry& pipe, const Entry& entry,
         tasks.push_back(path);
     } else if (entry.isFolder()) {
         add(ProblemKind::kForeignFolder, place, {path, "task folders", wordsFor(entry)});
-    } else if (entry.name.find(kMfnrCopyMark) != std::string::npos) {
+    } else if (isMfnrCopyName(entry.name)) {
         pipe.tuningCopies.push_back({entry.name, entry.status.bytes, entry.status.regular()});
     } else {
         add(ProblemKind::kForeignFile, place,
