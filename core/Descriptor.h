@@ -1,5 +1,5 @@
-// Opens files and folders, and owns their descriptors. The library, the reading of tag tables and
-// the desktop's rooms open files in this way.
+// Opens files and folders, and owns their descriptors. The library, tags/ and the desktop's rooms
+// open files in this way.
 //
 // Opening does not wait: a FIFO without a peer would otherwise block the camera for ever. The
 // exception is a regular file on which another process holds a lease: opening it waits until the
@@ -28,6 +28,8 @@ public:
     bool isOpen() const { return number_ >= 0; }
     int number() const { return number_; }
     void close();
+    /// Returns the descriptor, or -1; the caller owns it from now on.
+    int release() { return std::exchange(number_, -1); }
 
 private:
     int number_;

@@ -79,19 +79,15 @@ void cloneFile(const std::string& source, const std::string& target) {
 NewFile::NewFile(std::string path)
     : path_(std::move(path)),
       descriptor_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
-    if (descriptor_ < 0) fail(path_, "made", errno);
-}
-
-NewFile::~NewFile() {
-    if (descriptor_ >= 0) ::close(descriptor_);
+    if (!descriptor_.isOpen()) fail(path_, "made", errno);
 }
 
 void NewFile::write(std::string_view bytes) {
-    if (!writeAll(descriptor_, bytes.data(), bytes.size())) fail(path_, "written", errno);
+    if (!writeAll(descriptor(), bytes.data(), bytes.size())) fail(path_, "written", errno);
 }
 
 void NewFile::close() {
-    if (::close(std::exchange(descriptor_, -1)) != 0) fail(path_, "written", errno);
+    if (::close(descriptor_.release()) != 0) fail(path_, "written", errno);
 }
 
 void writeNewFile(const std::string& path, std::string_view bytes) {

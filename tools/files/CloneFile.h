@@ -1,6 +1,7 @@
 // Copies files, sharing storage if the file system supports it. Threads: any, for different files.
 #pragma once
 
+#include "core/Descriptor.h"
 #include "tools/console/Console.h"
 
 #include <string>
@@ -25,18 +26,15 @@ void cloneFile(const std::string& source, const std::string& target);
 class NewFile {
 public:
     explicit NewFile(std::string path);
-    ~NewFile();
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
 
     void write(std::string_view bytes);
     /// Some file systems report a lack of space only now.
     void close();
-    int descriptor() const { return descriptor_; }
+    int descriptor() const { return descriptor_.number(); }
 
 private:
     std::string path_;
-    int descriptor_;
+    tykcore::Descriptor descriptor_;
 };
 
 /// Makes a file, which must not exist before. Throws Failure with the path and the system's reason.

@@ -156,7 +156,6 @@ ResultFile::ResultFile(const OutputRequest& request, Ending ending) : ending_(en
         throw WrongUsage("-: expected a pipe or a file as standard output, found a terminal");
     }
     place_.given = "standard output";
-    descriptor_ = STDOUT_FILENO;
 }
 
 ResultFile::ResultFile(OutputPlace place) : place_(std::move(place)), anything_(true) {
@@ -173,18 +172,17 @@ ResultFile ResultFile::replacing(const std::string& path) {
 void ResultFile::make() {
     noteLeftovers(place_);
     temporary_ = unfinishedTemplate(place_.path);
-    descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
-    if (descriptor_ < 0) {
+    file_ = tykcore::Descriptor(::mkostemp(temporary_.data(), O_CLOEXEC));
+    if (!file_.isOpen()) {
         const int error = errno;
         temporary_.clear();
         fail(place_, "made", error);
     }
-    lockUnfinished(descriptor_);
-    static_cast<void>(::fchmod(descriptor_, place_.replaces ? place_.mode : allowed(0666)));
+    lockUnfinished(file_.number());
+    static_cast<void>(::fchmod(file_.number(), place_.replaces ? place_.mode : allowed(0666)));
 }
 
 ResultFile::~ResultFile() {
-    if (descriptor_ >= 0 && !isStandardOutput()) ::close(descriptor_);
     if (!temporary_.empty()) ::unlink(temporary_.c_str());
 }
 
@@ -194,7 +192,7 @@ void ResultFile::write(std::string_view bytes) {
             crc32_z(checksum_, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
     }
     while (!bytes.empty()) {
-        const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
+        const ssize_t count = ::write(descriptor(), bytes.data(), bytes.size());
         if (count >= 0) {
             bytes.remove_prefix(static_cast<size_t>(count));
         } else if (errno == EPIPE) {
@@ -211,7 +209,7 @@ void ResultFile::commit() {
     if (ending_ == Ending::kSeal) write(sealOf(checksum_));
     if (isStandardOutput()) return;
     // Some file systems report a lack of space only now.
-    if (::close(std::exchange(descriptor_, -1)) != 0) fail(place_, "written", errno);
+    if (::close(file_.release()) != 0) fail(place_, "written", errno);
     if (!anything_) {
         takePlace(temporary_, place_, OutputKind::kFile);
     } else if (::rename(temporary_.c_str(), place_.path.c_str()) == 0) {
@@ -236,8 +234,8 @@ OutputFolder::OutputFolder(const OutputRequest& request)
         removeAbove();
         throw;
     }
-    lock_ = ::open(temporary_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    lockUnfinished(lock_);
+    lock_ = tykcore::Descriptor(::open(temporary_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    lockUnfinished(lock_.number());
     mode_ = place_.replaces ? place_.mode : allowed(0777);
     static_cast<void>(::chmod(temporary_.c_str(), mode_ | S_IRWXU));
     showAs(temporary_, place_.given);
@@ -261,7 +259,6 @@ void OutputFolder::removeAbove() {
 }
 
 OutputFolder::~OutputFolder() {
-    if (lock_ >= 0) ::close(lock_);
     if (!isOwn()) return;
     if (!temporary_.empty()) removeUnfinished(temporary_);
     removeAbove();

@@ -2,11 +2,13 @@
 // the end. One thread at a time uses an object.
 #pragma once
 
+#include "core/Descriptor.h"
 #include "tools/files/OutputPlace.h"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <vector>
 
 namespace tyksim {
@@ -37,7 +39,7 @@ public:
     void write(std::string_view bytes);
 
     bool isStandardOutput() const { return place_.path.empty(); }
-    int descriptor() const { return descriptor_; }
+    int descriptor() const { return isStandardOutput() ? STDOUT_FILENO : file_.number(); }
     /// The path of the file until commit(), for writers that need a path.
     const std::string& temporary() const { return temporary_; }
 
@@ -53,7 +55,7 @@ private:
     bool anything_ = false;  ///< may replace a file that tyksim did not make
     Ending ending_ = Ending::kPlain;
     std::string temporary_;
-    int descriptor_ = -1;
+    tykcore::Descriptor file_;  ///< not open for standard output
     uint32_t checksum_ = 0;
 };
 
@@ -87,7 +89,7 @@ private:
     std::vector<std::string> madeAbove_;
     std::string temporary_;
     mode_t mode_ = 0;
-    int lock_ = -1;
+    tykcore::Descriptor lock_;
     pid_t maker_;
 };
 

@@ -63,6 +63,8 @@ ProcessorProcess::ProcessorProcess(const std::vector<std::string>& command) {
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throwRefused("connected");
     }
+    socket_ = tykcore::Descriptor(ends[0]);
+    const tykcore::Descriptor childsEnd(ends[1]);
     // If SIGCHLD is ignored, as it may be from tyksim's parent, the system does not keep the exit
     // status.
     static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
@@ -72,23 +74,16 @@ ProcessorProcess::ProcessorProcess(const std::vector<std::string>& command) {
     if (process_ == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent) std::_Exit(1);  // tyksim ended before prctl()
-        ::close(ends[0]);
+        socket_.close();
         leaveInterruptionsToParent();
-        if (!command.empty()) runProcessorProgram(command, ends[1], given_, made_);
-        serveProcessor(ends[1], given_, made_);
+        if (!command.empty()) runProcessorProgram(command, childsEnd.number(), given_, made_);
+        serveProcessor(childsEnd.number(), given_, made_);
     }
-    const int error = errno;
-    socket_ = ends[0];
-    ::close(ends[1]);
-    if (process_ > 0) return;
-    ::close(socket_);
-    errno = error;
-    throwRefused("started");
+    if (process_ < 0) throwRefused("started");
 }
 
 ProcessorProcess::~ProcessorProcess() {
     kill();
-    ::close(socket_);
 }
 
 void ProcessorProcess::kill() {
@@ -126,7 +121,7 @@ void ProcessorProcess::throwNonsense(const std::string& when) {
 
 /// Waits until the socket has something to read or the process has ended.
 void ProcessorProcess::awaitAnswer() {
-    pollfd socket{socket_, POLLIN, 0};
+    pollfd socket{socket_.number(), POLLIN, 0};
     do {
         throwIfInterrupted();
     } while (::poll(&socket, 1, kLookMilliseconds) <= 0 && !hasEnded());
@@ -136,13 +131,14 @@ void ProcessorProcess::awaitAnswer() {
 std::string ProcessorProcess::ask(MessageKind request, const std::string& when) {
     Message answer{};
     // An answer before a request is invalid.
-    if (::recv(socket_, &answer, sizeof(answer), MSG_DONTWAIT) > 0) throwNonsense(when);
+    if (::recv(socket_.number(), &answer, sizeof(answer), MSG_DONTWAIT) > 0) throwNonsense(when);
     const Message message{static_cast<uint32_t>(request), 0, given_.used()};
-    if (::send(socket_, &message, sizeof(message), MSG_NOSIGNAL) != sizeof(message)) {
+    if (::send(socket_.number(), &message, sizeof(message), MSG_NOSIGNAL) != sizeof(message)) {
         throwEnd(when);
     }
     awaitAnswer();
-    const ssize_t bytes = ::recv(socket_, &answer, sizeof(answer), MSG_DONTWAIT | MSG_TRUNC);
+    const ssize_t bytes =
+        ::recv(socket_.number(), &answer, sizeof(answer), MSG_DONTWAIT | MSG_TRUNC);
     if (bytes <= 0) throwEnd(when);
     made_.refresh();
     const auto kind = static_cast<MessageKind>(answer.kind);

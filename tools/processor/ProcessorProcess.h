@@ -1,6 +1,7 @@
 // A child process that runs a processor.
 #pragma once
 
+#include "core/Descriptor.h"
 #include "tools/processor/Protocol.h"
 #include "tools/processor/SharedMemory.h"
 
@@ -51,7 +52,7 @@ private:
 
     SharedMemory given_{"tyksim-given"};
     SharedMemory made_{"tyksim-made"};
-    int socket_ = -1;
+    tykcore::Descriptor socket_;
     pid_t process_ = -1;  ///< -1: it has ended with `status_`
     int status_ = 0;      ///< from waitpid()
 };

@@ -28,26 +28,22 @@ uint64_t rounded(uint64_t bytes, uint64_t unit) {
 
 SharedMemory::SharedMemory(const char* name)
     : descriptor_(::memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
-    if (descriptor_ < 0) throwFailure("made");
+    if (!descriptor_.isOpen()) throwFailure("made");
     // Prevents shrinking: reading mapped memory beyond the end of a file ends the process by a
     // signal.
-    if (::fcntl(descriptor_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_SEAL) != 0) {
-        const int error = errno;
-        ::close(descriptor_);
-        errno = error;
+    if (::fcntl(descriptor(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_SEAL) != 0) {
         throwFailure("sealed");
     }
 }
 
 SharedMemory::~SharedMemory() {
     if (data_) ::munmap(data_, size_);
-    ::close(descriptor_);
 }
 
 void SharedMemory::map(uint64_t size) {
     void* const mapped =
         data_ ? ::mremap(data_, size_, size, MREMAP_MAYMOVE)
-              : ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor_, 0);
+              : ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor(), 0);
     if (mapped == MAP_FAILED) throwFailure("mapped");
     data_ = static_cast<uint8_t*>(mapped);
     size_ = size;
@@ -62,7 +58,7 @@ Piece SharedMemory::add(uint64_t bytes) {
         // Doubles the size, so that not every small piece needs a new mapping.
         const uint64_t size = rounded(std::max(end, 2 * size_), kUnit);
         if (end > size_) {
-            if (::ftruncate(descriptor_, static_cast<off_t>(size)) != 0) throwFailure("extended");
+            if (::ftruncate(descriptor(), static_cast<off_t>(size)) != 0) throwFailure("extended");
             map(size);
         }
     }
@@ -78,7 +74,7 @@ Piece SharedMemory::add(const void* data, uint64_t bytes) {
 
 void SharedMemory::refresh() {
     struct stat status {};
-    if (::fstat(descriptor_, &status) != 0) throwFailure("measured");
+    if (::fstat(descriptor(), &status) != 0) throwFailure("measured");
     const auto size = static_cast<uint64_t>(status.st_size);
     if (size > size_) map(size);
 }

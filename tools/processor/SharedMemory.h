@@ -1,6 +1,7 @@
 // Memory that two processes share: an anonymous file that can grow but not shrink.
 #pragma once
 
+#include "core/Descriptor.h"
 #include "tools/processor/Protocol.h"
 
 #include <cstdint>
@@ -41,12 +42,12 @@ public:
     /// or is not aligned.
     const uint8_t* find(const Piece& piece) const;
 
-    int descriptor() const { return descriptor_; }
+    int descriptor() const { return descriptor_.number(); }
 
 private:
     void map(uint64_t size);
 
-    int descriptor_ = -1;
+    tykcore::Descriptor descriptor_;
     uint8_t* data_ = nullptr;
     uint64_t size_ = 0;  ///< of the mapping
     uint64_t used_ = 0;
