@@ -1,9 +1,8 @@
 #include "tools/camera/ExifFacts.h"
 
-#include <libexif/exif-data.h>
+#include "tools/picture/ExifPointer.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace tyksim {
 
@@ -11,11 +10,6 @@ namespace {
 
 // EXIF data are among the first segments of a file, each of at most 64 KiB.
 constexpr size_t kSearchedBytes = size_t{1024} * 1024;
-
-struct ExifRelease {
-    void operator()(ExifData* data) const { exif_data_unref(data); }
-};
-using Exif = std::unique_ptr<ExifData, ExifRelease>;
 
 /// The entry of `tag` if it has at least one value of `format` and its data hold all of them; else
 /// null.
@@ -72,7 +66,7 @@ std::optional<float> biasEv(const ExifData& exif, ExifByteOrder order) {
 
 ExifFacts readExifFacts(const std::vector<uint8_t>& jpeg) {
     const auto searched = static_cast<unsigned int>(std::min(jpeg.size(), kSearchedBytes));
-    const Exif exif(exif_data_new());
+    const ExifPointer<ExifData> exif(exif_data_new());
     if (!exif) return {};
     // Conversion to the standard's form would cut numbers to its width.
     exif_data_unset_option(exif.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);

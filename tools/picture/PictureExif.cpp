@@ -1,6 +1,6 @@
 #include "tools/picture/PictureExif.h"
 
-#include <libexif/exif-data.h>
+#include "tools/picture/ExifPointer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,15 +17,10 @@ namespace {
 constexpr ExifByteOrder kOrder = EXIF_BYTE_ORDER_INTEL;
 constexpr double kUnityIso = 100;
 
-struct ExifRelease {
-    void operator()(ExifData* data) const { exif_data_unref(data); }
-    void operator()(ExifEntry* entry) const { exif_entry_unref(entry); }
-};
-
 /// Adds an entry with `size` bytes of `format` to `ifd` and returns its memory.
 unsigned char* addEntry(ExifData& exif, ExifIfd ifd, ExifTag tag, ExifFormat format,
                         size_t components) {
-    const std::unique_ptr<ExifEntry, ExifRelease> entry(exif_entry_new());
+    const ExifPointer<ExifEntry> entry(exif_entry_new());
     if (!entry) throw std::bad_alloc();
     const size_t size = components * exif_format_get_size(format);
     entry->tag = tag;
@@ -89,7 +84,7 @@ void addShot(ExifData& exif, const CaptureFacts& facts) {
 }  // namespace
 
 std::vector<uint8_t> makeExif(const CaptureFacts& facts) {
-    const std::unique_ptr<ExifData, ExifRelease> exif(exif_data_new());
+    const ExifPointer<ExifData> exif(exif_data_new());
     if (!exif) throw std::bad_alloc();
     exif_data_set_byte_order(exif.get(), kOrder);
     addText(*exif, EXIF_IFD_0, EXIF_TAG_IMAGE_DESCRIPTION, facts.description);
