@@ -59,7 +59,8 @@ bool isUnfinishedEnd(std::string_view end) {
     return end.size() == size || (end.size() > size && end.substr(size) == kAside);
 }
 
-bool isFolder(const std::string& path) {
+/// Whether it is a folder, and not a link to one.
+bool isRealFolder(const std::string& path) {
     struct stat status {};
     return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
@@ -96,7 +97,7 @@ void noteLeftovers(const OutputPlace& place) {
         if (!isUnfinishedEnd(name.substr(start.size()))) continue;
         const std::string path = folder + std::string(name);
         if (!isLeft(path)) continue;
-        const bool whole = !place.replaces && isFolder(path) && hasOutputList(path);
+        const bool whole = !place.replaces && isRealFolder(path) && hasOutputList(path);
         const bool old = path.substr(path.size() - kAside.size()) == kAside;
         const std::string what =
             !whole ? "left by a killed run; to remove it: rm -r"
