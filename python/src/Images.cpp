@@ -134,12 +134,13 @@ void requirePicture(const Samples& luma, const Samples& chroma) {
     if (!isLuma) {
         throw py::value_error("y: expected shape (H, W) of 1 to 12288 rows and 1 to 16384 columns");
     }
-    const bool isChroma = chroma.ndim() == 3 && chroma.shape(0) == (luma.shape(0) + 1) / 2 &&
-                          chroma.shape(1) == (luma.shape(1) + 1) / 2 && chroma.shape(2) == 2;
+    const int rows = tyksim::chromaLength(static_cast<int>(luma.shape(0)));
+    const int pairs = tyksim::chromaLength(static_cast<int>(luma.shape(1)));
+    const bool isChroma = chroma.ndim() == 3 && chroma.shape(0) == rows &&
+                          chroma.shape(1) == pairs && chroma.shape(2) == 2;
     if (!isChroma) {
-        throw py::value_error("vu: expected shape (" + std::to_string((luma.shape(0) + 1) / 2) +
-                              ", " + std::to_string((luma.shape(1) + 1) / 2) +
-                              ", 2), half of y in both directions");
+        throw py::value_error("vu: expected shape (" + std::to_string(rows) + ", " +
+                              std::to_string(pairs) + ", 2), half of y in both directions");
     }
 }
 
