@@ -69,6 +69,17 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
+// Opens a new or emptied file. Opening does not wait for the reader of a FIFO; writing does.
+File openToWrite(const std::string& path) {
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+    tykcore::Descriptor opened(tykcore::openNow(path.c_str(), kFlags | O_NOCTTY));
+    if (!opened.isOpen()) return nullptr;
+    static_cast<void>(::fcntl(opened.number(), F_SETFL, 0));  // ends O_NONBLOCK
+    File file(::fdopen(opened.number(), "wb"));
+    if (file) static_cast<void>(opened.release());
+    return file;
+}
+
 }  // namespace
 
 Status readTableText(const std::string& path, TableSource allowed, std::string& text) {
@@ -80,7 +91,7 @@ Status readTableText(const std::string& path, TableSource allowed, std::string& 
 
 // fclose() reports errors of buffered writes, so its result counts too.
 Status writeTableText(const std::string& path, const std::string& text) {
-    File file(std::fopen(path.c_str(), "wbe"));
+    File file = openToWrite(path);
     if (!file) return flaw("a file to write", "none", systemReason(errno));
     if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
         std::fclose(file.release()) != 0) {

@@ -104,7 +104,7 @@ TagTable examineTagTable(const std::string& path, TableSource source = TableSour
 
 /// Writes a tag table for readTagTable(), with the enums of its fields, in the earliest version
 /// that has all of its contents. A table that readTagTable() would refuse is an error; no file
-/// remains then.
+/// remains then. A FIFO without a reader is an error too.
 Status writeTagTable(const std::string& path, const std::vector<TagEntry>& tags);
 
 }  // namespace tyktags

@@ -1,19 +1,15 @@
 #include "tags/dwarf/DebugFile.h"
 
+#include "core/Descriptor.h"
 #include "tags/dwarf/Die.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <dwarf.h>
 #include <elfutils/libdwelf.h>
+#include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <optional>
-#include <unistd.h>
 #include <utility>
-#include <zlib.h>
 
 namespace tyktags {
 
@@ -54,20 +50,6 @@ std::vector<std::string> placesOf(const ElfFile& library, const std::string& fol
     return places;
 }
 
-// The checksum of a file, in the form of a debug link.
-std::optional<uint32_t> sumOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    uLong sum = crc32(0, nullptr, 0);
-    std::array<char, 65536> part{};
-    while (file.read(part.data(), part.size()) || file.gcount() > 0) {
-        // The same bytes, in zlib's type.
-        sum = crc32(sum, reinterpret_cast<const Bytef*>(part.data()),
-                    static_cast<uInt>(file.gcount()));
-    }
-    if (!file.eof()) return std::nullopt;
-    return static_cast<uint32_t>(sum);
-}
-
 std::string idText(const ElfFile& file) {
     return file.buildId().empty() ? "no build id" : "the build id " + file.buildId();
 }
@@ -87,7 +69,7 @@ Status checkBuild(const ElfFile& library, const ElfFile& file) {
         return flaw(idText(library) + ", that of " + library.path(), idText(file));
     }
     if (!library.buildId().empty() || library.debugLink().empty()) return {};
-    if (sumOf(file.path()) == library.debugLinkSum()) return {};
+    if (file.checksum() == library.debugLinkSum()) return {};
     return flaw("the checksum that " + library.path() + " has for it", "another one");
 }
 
@@ -228,8 +210,10 @@ Result<Dwarf*> DebugFile::openRelocated() {
     static const Dwfl_Callbacks kCallbacks{dwfl_build_id_find_elf, findNothing,
                                            dwfl_offline_section_address, nullptr};
     session_.reset(dwfl_begin(&kCallbacks));
+    tykcore::Descriptor copy(::fcntl(elf_.descriptor(), F_DUPFD_CLOEXEC, 0));
     Dwfl_Module* const module =
-        session_ ? dwfl_report_offline(session_.get(), "", path().c_str(), -1) : nullptr;
+        session_ ? dwfl_report_offline(session_.get(), "", path().c_str(), copy.number()) : nullptr;
+    if (module) static_cast<void>(copy.release());  // the session closes it
     Dwarf_Addr bias = 0;
     Dwarf* const dwarf = module ? dwfl_module_getdwarf(module, &bias) : nullptr;
     if (!dwarf) {

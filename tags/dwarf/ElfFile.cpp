@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
+#include <zlib.h>
 
 namespace tyktags {
 
@@ -161,6 +162,20 @@ void ElfFile::readLinks() {
     if (const char* const link = dwelf_elf_gnu_debuglink(elf_.get(), &sum)) {
         debugLink_ = link;
         debugLinkSum_ = sum;
+    }
+}
+
+std::optional<uint32_t> ElfFile::checksum() const {
+    std::array<uint8_t, 65536> part{};
+    uLong sum = crc32_z(0, nullptr, 0);
+    off_t at = 0;
+    while (true) {
+        const ssize_t count = ::pread(descriptor(), part.data(), part.size(), at);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return std::nullopt;
+        if (count == 0) return static_cast<uint32_t>(sum);
+        sum = crc32_z(sum, part.data(), static_cast<size_t>(count));
+        at += count;
     }
 }
 

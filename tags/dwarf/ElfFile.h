@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <gelf.h>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -25,6 +26,7 @@ public:
 
     const std::string& path() const { return path_; }
     Elf* elf() const { return elf_.get(); }
+    int descriptor() const { return descriptor_.number(); }
     const GElf_Ehdr& header() const { return header_; }
 
     /// The build id in hexadecimal; "" if the file has none.
@@ -34,6 +36,9 @@ public:
     /// has none.
     const std::string& debugLink() const { return debugLink_; }
     uint32_t debugLinkSum() const { return debugLinkSum_; }
+
+    /// The checksum of the whole file, in the form of a debug link; none if reading fails.
+    std::optional<uint32_t> checksum() const;
 
     bool hasDebugInformation() const { return !sections_.empty(); }
     /// Whether it is a .dwo file, with the debug information of one source file.

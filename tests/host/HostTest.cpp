@@ -269,6 +269,8 @@ TEST_F(Host, WritesTheTagTableThatItReads) {
     EXPECT_EQ(outcome(host("/no"), {last, {1, "a/b", 1, last.kind}}),
               host("/no: entry 2: expected a name without '/', '.' and NUL, found \"a/b\""));
     EXPECT_EQ(read("/no"), "<none>");
+    ASSERT_EQ(mkfifo(host("/fifo").c_str(), 0600), 0);
+    EXPECT_NE(outcome(host("/fifo"), tags).find("No such device or address"), std::string::npos);
     EXPECT_NE(outcome("/none/t", tags).find("No such file or directory"), std::string::npos);
     EXPECT_NE(outcome("/dev/full", tags).find("No space left on device"), std::string::npos);
 }

@@ -272,6 +272,10 @@ WRONG += "".join(f"namespace n{i} {{ struct Many {{ char x[{i * 100 + 1}]; }} ma
 
 TABLE = '<tags>\n  <!-- mine -->\n  <tag id="9" name="T" size="8" kind="fixed"/>\n</tags>\n'
 
+# A library without a build id, which finds its debug file by a checksum.
+LINKED = ("g++ -g -shared -fPIC -Wl,--build-id=none p.cpp -o p.so; objcopy --only-keep-debug p.so p.debug; "
+          "strip -g p.so; objcopy --add-gnu-debuglink=p.debug p.so")
+
 # The command that makes the library, the type, the status, and the expected text.
 WRONG_CALLS = [
     ("true", "Params", 0, ["added: T.gain", "added: T.rate"]),
@@ -279,6 +283,9 @@ WRONG_CALLS = [
     ("cp p.so whole.so; strip -g p.so", "Params --debug whole.so", 0, ["added: T.rate"]),
     ("objcopy --only-keep-debug p.so p.debug; strip -g p.so; objcopy --add-gnu-debuglink=p.debug p.so",
      "Params", 0, ["added: T.rate"]),
+    (LINKED, "Params", 0, ["added: T.rate"]),
+    (LINKED + "; echo >>p.debug", "Params", 1,
+     ["p.debug: expected the checksum that p.so has for it, found another one"]),
     ("objcopy --only-keep-debug p.so p.debug; strip -g p.so; id=$(readelf -n p.so | sed -n "
      "'s/.*Build ID: //p'); mkdir -p d/.build-id/${id%${id#??}}; "
      "mv p.debug d/.build-id/${id%${id#??}}/${id#??}.debug", "Params --debug d", 0,
