@@ -48,7 +48,7 @@ Rows commandLineRows() {
         {"LeadingZero", "tyksim info r --pipe 01", {}},
         {"WholeNumberExpected",
          "fails 2 tyksim info r --task x",
-         {"--task: expected a whole number, 1 or"}},
+         {"--task: expected a whole number, 1 to 4294967295, found "}},
         {"ValueMissing", "fails 2 tyksim info r --pipe", {"--pipe: expected ID, found none"}},
         {"OptionTwice",
          "fails 2 tyksim info r --pipe 1 --pipe 1",

@@ -23,19 +23,17 @@ std::string refusal(const std::string& expected, const std::string& found) {
 }  // namespace
 
 ValueCheck wholeNumber(int64_t least, int64_t most) {
-    const bool bounded = most < INT_MAX;
-    const std::string range = bounded ? fmt::format("{} to {}", least, most) : "";
-    const std::string expected = bounded ? "a whole number, " + range
-                                 : least > INT_MIN
-                                     ? fmt::format("a whole number, {} or more", least)
-                                     : "a whole number";
+    const std::string range = fmt::format("{} to {}", least, most);
     return {[=](std::string& given) -> std::string {
                 const auto number = tyktags::parseDigits<int64_t>(given);
-                if (!number || *number < least || *number > most) return refusal(expected, given);
+                if (!number || *number < least || *number > most) {
+                    return refusal("a whole number, " + range, given);
+                }
                 given = fmt::to_string(*number);  // the library takes a leading zero for octal
                 return "";
             },
-            ValueCheck::Shown::kRange, range};
+            // The help omits limits that are only those of the type.
+            ValueCheck::Shown::kRange, most < INT_MAX ? range : ""};
 }
 
 ValueCheck realNumber(double least, double most) {
