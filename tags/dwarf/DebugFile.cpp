@@ -132,16 +132,38 @@ std::vector<std::string> placesOfShared(const ElfFile& file, const std::string& 
     return places;
 }
 
-// The missing file of a unit's debug information; "" if nothing is missing.
-std::string absentFile(Dwarf_Die& unit, const Dwarf_Die& split) {
-    if (split.addr) return "";
+const char* textOf(Dwarf_Die& unit, unsigned attribute) {
+    Dwarf_Attribute value{};
+    return dwarf_formstring(dwarf_attr(&unit, attribute, &value));
+}
+
+// The name of the .dwo file with a unit's debug information; "" if it is in no such file.
+std::string splitFileOf(Dwarf_Die& unit) {
     for (const unsigned attribute : {DW_AT_dwo_name, DW_AT_GNU_dwo_name}) {
-        Dwarf_Attribute value{};
-        if (!dwarf_attr(&unit, attribute, &value)) continue;
-        const char* const name = dwarf_formstring(&value);
+        if (!has(unit, attribute)) continue;
+        const char* const name = textOf(unit, attribute);
         return name ? name : "a .dwo file";
     }
     return "";
+}
+
+// Refuses anything but a regular file where libdw looks for the unit's .dwo file: in the folder of
+// `file` itself, where links are followed, and where it was compiled. libdw opens it by its path
+// and would wait for the writer of a FIFO.
+Status checkSplitPlaces(const ElfFile& file, Dwarf_Die& unit) {
+    const std::string name = splitFileOf(unit);
+    if (name.empty()) return {};
+    std::error_code error;
+    const fs::path beside = fs::weakly_canonical(file.path(), error).parent_path();
+    const char* const compiledIn = textOf(unit, DW_AT_comp_dir);
+    for (const fs::path& place : {beside / name, beside / (compiledIn ? compiledIn : "") / name}) {
+        const fs::file_status status = fs::status(place, error);
+        if (!fs::exists(status) || fs::is_regular_file(status)) continue;
+        const char* found = fs::is_directory(status) ? "a folder" : "a device or a socket";
+        if (fs::is_fifo(status)) found = "a FIFO";
+        return Problem{place.lexically_normal(), "a regular file", found};
+    }
+    return {};
 }
 
 int findNothing(Dwfl_Module* /*module*/, void** /*data*/, const char* /*name*/, Dwarf_Addr /*base*/,
@@ -230,14 +252,18 @@ Status DebugFile::findParts(Dwarf* main) {
     size_t count = 0;
     Dwarf_CU* unit = nullptr;
     Dwarf_Die top{};
-    Dwarf_Die split{};
     int result = 0;
-    while ((result = dwarf_get_units(main, unit, &unit, nullptr, nullptr, &top, &split)) == 0) {
-        const std::string file = absentFile(top, split);
-        if (!file.empty() && ++count == 1) absent = file;
-        if (!split.addr) continue;
-        Dwarf* const part = dwarf_cu_getdwarf(split.cu);
-        if (part != parts_.back()) parts_.push_back(part);
+    while ((result = dwarf_get_units(main, unit, &unit, nullptr, nullptr, &top, nullptr)) == 0) {
+        if (Status status = checkSplitPlaces(elf_, top); !status.ok()) return status;
+        Dwarf_Die split{};
+        // Opens the .dwo file.
+        dwarf_cu_info(unit, nullptr, nullptr, nullptr, &split, nullptr, nullptr, nullptr);
+        if (split.addr) {
+            Dwarf* const part = dwarf_cu_getdwarf(split.cu);
+            if (part != parts_.back()) parts_.push_back(part);
+        } else if (const std::string file = splitFileOf(top); !file.empty() && ++count == 1) {
+            absent = file;
+        }
     }
     if (result < 0) return dwarfDamage(path());
     if (count == 0) return {};

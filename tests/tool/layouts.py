@@ -191,7 +191,7 @@ def sections(path):
 
 def run(status, *words):
     done = subprocess.run([*tyksim, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                          text=True, check=False)
+                          text=True, check=False, timeout=120)
     assert done.returncode == status, (words, done.returncode, done.stdout, done.stderr)
     return done.stdout + done.stderr
 
@@ -276,6 +276,10 @@ TABLE = '<tags>\n  <!-- mine -->\n  <tag id="9" name="T" size="8" kind="fixed"/>
 LINKED = ("g++ -g -shared -fPIC -Wl,--build-id=none p.cpp -o p.so; objcopy --only-keep-debug p.so p.debug; "
           "strip -g p.so; objcopy --add-gnu-debuglink=p.debug p.so")
 
+# A library that was compiled in another folder, without its .dwo file.
+UNSPLIT = ("mkdir -p d; cd d; rm -f *.dwo; g++ -g -gsplit-dwarf -fPIC -shared ../p.cpp -o p.so; mv p.so ..; "
+           "dwo=$(ls *.dwo); rm $dwo; ")
+
 # The command that makes the library, the type, the status, and the expected text.
 WRONG_CALLS = [
     ("true", "Params", 0, ["added: T.gain", "added: T.rate"]),
@@ -296,6 +300,8 @@ WRONG_CALLS = [
     ("g++ -g -gsplit-dwarf -fPIC -shared p.cpp -o p.so", "Params", 0, ["added: T.rate"]),
     ("g++ -g -gsplit-dwarf -fPIC -shared p.cpp -o p.so; rm *.dwo", "Params", 1,
      ["names of .dwo files", "is not there"]),
+    (UNSPLIT + "mkfifo $dwo", "Params", 1, [".dwo: expected a regular file, found a FIFO"]),
+    (UNSPLIT + "mkfifo ../$dwo", "Params", 1, [".dwo: expected a regular file, found a FIFO"]),
     ("head -c 1000 p.so >cut; mv cut p.so", "Params", 1, ["p.so: expected"]),
     ("cp p.cpp p.so", "Params", 1, ["p.so: expected an ELF file, found a file of another kind"]),
     (r"printf '\002' | dd of=p.so bs=1 seek=5 conv=notrunc status=none", "Params", 1,
