@@ -166,6 +166,14 @@ Status checkSplitPlaces(const ElfFile& file, Dwarf_Die& unit) {
     return {};
 }
 
+// The name of the file that has the debug information that `dwarf` and others have in common; ""
+// if there is none.
+std::string sharedFileOf(Dwarf* dwarf) {
+    const char* name = nullptr;
+    const void* id = nullptr;
+    return dwelf_dwarf_gnu_debugaltlink(dwarf, &name, &id) > 0 ? name : "";
+}
+
 int findNothing(Dwfl_Module* /*module*/, void** /*data*/, const char* /*name*/, Dwarf_Addr /*base*/,
                 const char* /*file*/, const char* /*link*/, GElf_Word /*sum*/, char** /*found*/) {
     return -1;
@@ -196,6 +204,13 @@ Status DebugFile::openDwarf(const std::string& given) {
     if (Status status = openShared(main, given); !status.ok()) return status;
     if (Status status = findParts(main); !status.ok()) return status;
     if (sharedDwarf_) parts_.push_back(sharedDwarf_.get());
+    for (Dwarf* const part : parts_) {
+        const std::string name = part == main ? "" : sharedFileOf(part);
+        if (name.empty()) continue;
+        // libdw would open it by its path and wait for the writer of a FIFO.
+        return Problem{path(), "a .dwo or shared file that refers to no further file",
+                       "one that refers to " + name};
+    }
     return {};
 }
 

@@ -322,7 +322,9 @@ if SHARE:
     WRONG_CALLS += [(SHARE, "Params", 0, ["added: T.rate"]),
                     (SHARE + "rm shared.debug", "Params", 1, ["expected the file shared.debug"]),
                     (SHARE + "cp p.so shared.debug", "Params", 1,
-                     ["shared.debug: expected the build id "])]
+                     ["shared.debug: expected the build id "]),
+                    (SHARE + "printf 'more.debug\\0%020d' 0 >more; objcopy --add-section .gnu_debugaltlink=more "
+                     "shared.debug", "Params", 1, ["found one that refers to more.debug"])]
 
 # A map of pairs, more words, the status, and the expected text.
 MAPS = [
