@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <fstream>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -119,16 +118,6 @@ std::string_view nameIn(std::string_view line) {
     return line;
 }
 
-/// Opens the folder's list and skips its head; returns false if there is no list.
-bool openList(const std::string& folder, std::ifstream& list) {
-    const std::string path = folder + "/" + kOutputList;
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-    list.open(path);
-    std::string head;
-    return std::getline(list, head) && head == kListHead;
-}
-
 std::string inWords(const FolderWalk& walk) {
     return fmt::format("{} cannot be examined: {}",
                        tyktree::escaped(walk.name().empty() ? "it" : walk.name()),
@@ -139,7 +128,8 @@ std::string inWords(const FolderWalk& walk) {
 class FileReader {
 public:
     explicit FileReader(const std::string& path)
-        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)) {
+        : descriptor_(
+              tykcore::openNow(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY)) {
         struct stat status {};
         if (!descriptor_.isOpen() || ::fstat(descriptor_.number(), &status) != 0) return;
         if (S_ISREG(status.st_mode)) size_ = status.st_size;
@@ -164,6 +154,41 @@ public:
 private:
     tykcore::Descriptor descriptor_;
     off_t size_ = -1;
+};
+
+/// Reads the list of a folder's entries line by line.
+class ListReader {
+public:
+    explicit ListReader(const std::string& folder) : file_(folder + "/" + kOutputList) {
+        std::string head;
+        isList_ = file_.size() >= 0 && next(head) && head == kListHead;
+    }
+
+    bool isList() const { return isList_; }  ///< false: there is no list of tyksim there
+
+    /// Goes to the next line; returns false at the end and at a line that is too long for a list.
+    bool next(std::string& line) {
+        size_t end = 0;
+        while ((end = text_.find('\n', begin_)) == std::string::npos) {
+            text_.erase(0, std::exchange(begin_, 0));
+            const std::string piece = file_.piece(at_, kPiece);
+            if (piece.empty() || text_.size() > kPiece) return false;
+            at_ += static_cast<off_t>(piece.size());
+            text_ += piece;
+        }
+        line = text_.substr(begin_, end - begin_);
+        begin_ = end + 1;
+        return true;
+    }
+
+private:
+    static constexpr size_t kPiece = 65536;
+
+    FileReader file_;
+    off_t at_ = 0;  ///< the offset of the next piece
+    std::string text_;
+    size_t begin_ = 0;  ///< of the next line in text_
+    bool isList_ = false;
 };
 
 bool isVideo(const FileReader& file) {
@@ -207,26 +232,25 @@ void writeOutputList(const std::string& folder) {
 }
 
 bool hasOutputList(const std::string& folder) {
-    std::ifstream list;
-    return openList(folder, list);
+    return ListReader(folder).isList();
 }
 
 std::string foreignInFolder(const std::string& path) {
-    std::ifstream list;
-    std::string line;
-    const bool isListed = openList(path, list);
+    ListReader list(path);
     // An entry with the list's name that is not a list belongs to the user.
-    FolderWalk walk(path, isListed ? kOutputList : "");
+    FolderWalk walk(path, list.isList() ? kOutputList : "");
     if (!walk.next()) return walk.status().ok() ? "" : inWords(walk);
-    if (!isListed) {
+    if (!list.isList()) {
         return fmt::format("tyksim did not make it, and it holds {}",
                            tyktree::escaped(walk.name()));
     }
+    std::string line;
     do {
         const std::string_view name = nameIn(walk.line());
         // Both are in the same order. Removed files are only in the list.
-        while (std::getline(list, line) && nameIn(line) != name) continue;
-        if (!list)
+        bool isListed = list.next(line);
+        while (isListed && nameIn(line) != name) isListed = list.next(line);
+        if (!isListed)
             return fmt::format("tyksim did not make {} in it", tyktree::escaped(walk.name()));
         if (line != walk.line()) {
             return fmt::format("{} in it was changed since tyksim made it",
