@@ -137,7 +137,7 @@ Status ElfFile::readSection(Elf_Scn* section, const std::string& name) {
     GElf_Shdr header{};
     gelf_getshdr(section, &header);
     const bool compressed = (header.sh_flags & SHF_COMPRESSED) != 0;
-    if (!compressed && !gnu) return {};
+    if (!compressed && !gnu) return checkTexts(section, name);
     decompressed_ += std::min(decompressedSize(section, header, name), kMostDecompressed + 1);
     if (decompressed_ > kMostDecompressed) {
         return flaw("at most " + std::to_string(kMostDecompressed) +
@@ -150,7 +150,21 @@ Status ElfFile::readSection(Elf_Scn* section, const std::string& name) {
         problem.where = "section " + name;
         return problem;
     }
-    return {};
+    return checkTexts(section, name);
+}
+
+// libdw reads the last text of a section beyond its end if it does not end in a NUL.
+Status ElfFile::checkTexts(Elf_Scn* section, const std::string& name) const {
+    if (name.find("_str") == std::string::npos || name.find("_offsets") != std::string::npos) {
+        return {};
+    }
+    const Elf_Data* const data = elf_getdata(section, nullptr);
+    if (!data) return flaw("a section of texts", "damage", elf_errmsg(-1));
+    const std::string_view texts(static_cast<const char*>(data->d_buf), data->d_size);
+    if (texts.empty() || texts.back() == '\0') return {};
+    Problem problem = flaw("texts that end in a NUL", "a last text without an end");
+    problem.where = "section " + name;
+    return problem;
 }
 
 void ElfFile::readLinks() {

@@ -54,6 +54,7 @@ private:
     Status checkStart() const;
     Status readSections();
     Status readSection(Elf_Scn* section, const std::string& name);
+    Status checkTexts(Elf_Scn* section, const std::string& name) const;
     void readLinks();
     Problem flaw(std::string expected, std::string found, std::string reason = "") const;
 
